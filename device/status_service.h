@@ -1,0 +1,53 @@
+// The status service of the device, simulated on 127.0.0.1:50003.
+#pragma once
+
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include "device/sockets.h"
+
+namespace kovo::device {
+
+enum class StatusMode {
+  kAnswerAndClose,
+  kAnswerAndHold,  // one answer per connection
+  kSilent,         // accepts, never answers, holds
+  kCloseAtOnce,    // accepts and closes without an answer
+  kEndless,        // repeats the answer as fast as it can until the peer goes
+};
+
+struct StatusService {
+  StatusService() = default;
+  ~StatusService();
+
+  std::mutex mutex;  // guards the next four
+  StatusMode mode = StatusMode::kAnswerAndClose;
+  std::string answer;
+  int requests = 0;
+  std::string last_request;
+
+  BoundSocket listener;
+  Descriptor stop;
+  std::thread thread;
+};
+
+/// Six plausible values, each as "key:value" ended by a carriage return.
+std::string default_status_answer();
+
+/// Serves any number of connections at once until stopped; false when the port is taken.
+bool start_status_service(StatusService& service, StatusMode mode, std::string answer);
+
+/// Closes all its connections. It can be started again.
+void stop_status_service(StatusService& service);
+
+/// Changes how requests are answered from now on; connections being held stay as they are.
+void set_status(StatusService& service, StatusMode mode, std::string answer);
+
+/// The connections so far whose request has arrived, or that were closed at once.
+int request_count(StatusService& service);
+
+/// The bytes of the latest request, "" when its client sent none in time.
+std::string last_request(StatusService& service);
+
+}  // namespace kovo::device

@@ -1,0 +1,106 @@
+#include "definitions/settings.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "engine/push_event.h"
+#include "frame/files.h"
+#include "frame/globals.h"
+#include "frame/log.h"
+#include "variables/central_state.h"
+#include "variables/device_param.h"
+
+namespace kovo {
+namespace {
+
+std::pair<std::string, std::string>* find_setting(Settings& settings, std::string_view key) {
+  const auto found = std::find_if(settings.begin(), settings.end(),
+                                  [&](const auto& setting) { return setting.first == key; });
+  return found == settings.end() ? nullptr : &*found;
+}
+
+/// Compares and stores in one step, so that of two equal changes at once only one counts.
+int store_setting(CentralState& state, const std::string& key, std::string_view value) {
+  const MutexLock held(state.settings_lock);
+  auto* setting = find_setting(state.settings, key);
+  if (setting == nullptr) return kSettingRefused;
+  const std::string text(strip_newline(value));
+  if (equals_nocase(setting->second, text)) {
+    log_event("[%s:%d] skip same %s=%s\n", "kovo_config_set", __LINE__, key.c_str(), text.c_str());
+    return kSettingSame;
+  }
+  log_event("[%s:%d] %s %s => %s\n", "kovo_config_set", __LINE__, key.c_str(),
+            setting->second.c_str(), text.c_str());
+  setting->second = text;
+  return kSettingChanged;
+}
+
+}  // namespace
+
+int renew_enable_event(CentralState& state) {
+  const std::string value = query_device_param("ENABLE_KOVO_EVENT");
+  if (!value.empty()) state.events_enabled = enables_events(value) ? 1 : 0;
+  if (debug != 0) {
+    std::printf("[%s:%d] enable event=%d\n", "renew_enable_event", __LINE__,
+                state.events_enabled.load());
+  }
+  return 0;
+}
+
+bool enables_events(std::string_view value) {
+  return !value.empty() && (value.front() == '1' || value.front() == 'y');
+}
+
+int init_settings(CentralState& state) {
+  {
+    const MutexLock held(state.settings_lock);
+    for (const char* name : kSettingNames) state.settings.emplace_back(name, "");
+  }
+  return load_settings_file(state);
+}
+
+int load_settings_file(CentralState& state) {
+  const File file = open_for_reading(kSettingsPath);
+  if (file == nullptr) return 0;
+  const MutexLock held(state.settings_lock);
+  LineBuffer buffer;
+  std::string_view line;
+  while (read_line(file.get(), buffer, line)) load_setting_line(state.settings, line);
+  return 0;
+}
+
+void load_setting_line(Settings& settings, std::string_view line) {
+  const KeyValue pair = split_key_value(until_newline(line));
+  if (!pair.found) return;
+  if (auto* setting = find_setting(settings, pair.key)) setting->second = pair.value;
+}
+
+int apply_setting_line(CentralState& state, std::string_view line) {
+  if (!starts_with_nocase(line, "port") && !starts_with_nocase(line, "sys")) return kNoSettingLine;
+  const KeyValue pair = split_key_value(cut_text(strip_newline(line), kMaxStatusLine));
+  if (!pair.found) return kNoSettingLine;
+  return kovo_config_set(state, pair.key, pair.value);
+}
+
+int kovo_config_set(CentralState& state, std::string_view key, std::string_view value) {
+  const std::string name(key);
+  if (value.empty()) {
+    log_main("[%s:%d] no value, skip set %s\n", "kovo_config_set", __LINE__, name.c_str());
+    return kSettingRefused;
+  }
+  const int result = store_setting(state, name, value);
+  if (result != kSettingChanged) return result;
+  push_event(name);
+  write_settings_file(state);
+  return kSettingChanged;
+}
+
+int write_settings_file(CentralState& state) {
+  const MutexLock held(state.settings_lock);
+  if (state.settings.empty()) return -1;
+  std::string text;
+  for (const auto& [key, value] : state.settings) text += key + "=" + value + "\n";
+  return replace_file(kSettingsPath, text) ? 0 : -2;
+}
+
+}  // namespace kovo

@@ -1,0 +1,61 @@
+#include "definitions/status_vars.h"
+
+#include <cstdio>
+
+#include "frame/files.h"
+#include "frame/globals.h"
+#include "frame/host.h"
+#include "variables/central_state.h"
+
+namespace kovo {
+namespace {
+
+constexpr char kStatusQuery[] =
+    "printf 'getStatus\\r' | timeout 2 nc 127.0.0.1 50003 2>/dev/null | tr '\\r' '\\n'";
+
+// main's status wait and a push may both want to write the file.
+Mutex status_file_lock;
+
+StatusVars query_status() {
+  StatusVars vars;
+  const Pipe pipe = open_pipe(kStatusQuery);
+  if (pipe == nullptr) return vars;
+  LineBuffer buffer;
+  std::string_view line;
+  while (vars.size() < kMaxStatusVars && read_line(pipe.get(), buffer, line)) {
+    parse_status_line(line, vars);
+  }
+  return vars;
+}
+
+StatusVars current_status(CentralState& state) {
+  const MutexLock held(state.status_lock);
+  return state.status_vars;
+}
+
+}  // namespace
+
+int renew_macro_var(CentralState& state) {
+  StatusVars answer = query_status();
+  const int count = static_cast<int>(answer.size());
+  if (count >= kMinStatusVars) {
+    const MutexLock held(state.status_lock);
+    state.status_vars.swap(answer);
+  }
+  if (debug != 0) std::printf("[%s:%d] save /tmp/kovo_var.txt\n", "renew_macro_var", __LINE__);
+  const MutexLock held(status_file_lock);
+  write_status_vars_file(current_status(state), "/tmp/kovo_var.txt");
+  return count;
+}
+
+int write_status_vars_file(const StatusVars& vars, const std::string& path) {
+  std::string text;
+  for (const auto& [key, value] : vars) text += key + "=" + value + "\n";
+  return write_file(path.c_str(), text) ? 0 : -1;
+}
+
+TemplateValues template_values(CentralState& state) {
+  return {current_status(state), date_text(), time_text(), uptime_s};
+}
+
+}  // namespace kovo

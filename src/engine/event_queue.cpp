@@ -1,0 +1,103 @@
+#include "engine/event_queue.h"
+
+#include <cstdarg>
+#include <cstdio>
+
+#include "definitions/event_list.h"
+#include "engine/push_event.h"
+#include "engine/senders.h"
+#include "frame/globals.h"
+#include "frame/host.h"
+#include "frame/log.h"
+
+namespace kovo {
+namespace {
+
+constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
+
+/// Looks one name up and stamps the copy. False when nothing matched. The mirror hears of found and
+/// unfound names alike, each time with the whole text.
+bool make_pending(EventQueue& queue, CentralState& state, std::string_view name,
+                  const std::string& text, int test, EventDefinition& event) {
+  const std::int64_t now = queue_time(queue);
+  event = lookup_event(state, name, test);
+  if (debug_target_on != 0) {
+    send_debug_line(test != 0 ? "KOVO Test event: %s" : "KOVO event: %s", text.c_str());
+  }
+  if (event.name.empty()) return false;
+  event.test = test;
+  event.queued_at = now;
+  event.due_at = test == 1 ? now : now + event.delay_s * kNanosecondsPerSecond;
+  return true;
+}
+
+}  // namespace
+
+std::unique_ptr<EventQueue> make_event_queue() {
+  auto queue = std::make_unique<EventQueue>();
+  queue->created_at = steady_ns();
+  return queue;
+}
+
+std::int64_t queue_time(const EventQueue& queue) {
+  return steady_ns() - queue.created_at;
+}
+
+int push_event_back(EventQueue& queue, CentralState& state, std::string_view names, int test) {
+  const MutexLock held(queue.lock);
+  const std::string text(strip_newline(names));
+  if (test != 0) {
+    log_event("push event: %s, test=%d\n", text.c_str(), test);
+  } else {
+    log_event("push event: %s\n", text.c_str());
+  }
+  for (const std::string_view name : split_lines(text)) {
+    EventDefinition event;
+    if (make_pending(queue, state, name, text, test, event)) {
+      queue.pending.push_back(std::move(event));
+    } else if (debug != 0) {
+      std::printf("[%s:%d] not found sys event=%s\n", "push_event_back", __LINE__, text.c_str());
+    }
+  }
+  return 0;
+}
+
+int push_event_front(EventQueue& queue, CentralState& state, std::string_view names, int test) {
+  const MutexLock held(queue.lock);
+  const std::string text(names);
+  for (const std::string_view name : split_lines(text)) {
+    EventDefinition event;
+    if (make_pending(queue, state, name, text, test, event)) {
+      queue.pending.push_front(std::move(event));
+    } else if (debug != 0) {
+      std::printf("[%s:%d] not found sys event=%s\n", "push_event_front", __LINE__, text.c_str());
+    }
+  }
+  return 0;
+}
+
+int send_debug_line(const char* format, ...) {
+  char buffer[kMaxCommand + 1];
+  std::va_list args;
+  va_start(args, format);
+  const int length = std::vsnprintf(buffer, sizeof buffer, format, args);
+  va_end(args);
+  if (length < 1) return length;
+  const std::string_view line = strip_newline(buffer);
+  std::string ip;
+  std::int32_t port = 0;
+  bool by_udp = false;
+  {
+    const MutexLock held(debug_target_lock);
+    ip = debug_target_ip;
+    port = debug_target_port;
+    by_udp = debug_target_udp != 0;
+  }
+  return by_udp ? udpclient(ip, port, line) : tcpclient_no_rcv(ip, port, line);
+}
+
+void push_event(std::string_view name) {
+  push_event_back(*event_queue, *central_state, std::string(name), 0);
+}
+
+}  // namespace kovo

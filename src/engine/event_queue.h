@@ -1,0 +1,77 @@
+// The hand-over point between what notices something and the worker that sends the messages. There
+// is one queue, made by main and never destroyed.
+#pragma once
+
+#include <pthread.h>
+
+#include <atomic>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "definitions/event_definition.h"
+#include "frame/mutex.h"
+#include "frame/text.h"
+
+namespace kovo {
+
+struct CentralState;
+
+constexpr int kSenderSlots = 512;
+
+enum : std::int32_t {
+  kSlotFree = 0,
+  kSlotTaken = 1,     // its thread may be running
+  kSlotFinished = 2,  // set by the sender thread; the worker joins it
+};
+
+struct TcpLine {
+  std::string line;          // as received
+  std::int64_t received_us;  // wall clock, microseconds since the epoch
+};
+
+/// What a sender thread is started with; it stays in its slot so that a start needs no allocation.
+struct SenderTask {
+  struct EventQueue* queue;
+  int slot;
+  int port;
+  std::int64_t delay_ns;
+  std::atomic<std::int32_t>* state;  // the slot's state word
+};
+
+struct EventQueue {
+  Mutex lock;  // held for a whole push, its lookup included, and for a whole scan of the worker
+  EventList pending GUARDED_BY(lock);
+  std::deque<TcpLine> tcp_lines GUARDED_BY(lock);
+
+  // The slots. The worker takes and frees them; a sender thread touches only its own.
+  pthread_t sender_threads[kSenderSlots] = {};
+  std::atomic<std::int32_t> sender_state[kSenderSlots] = {};
+  char sender_ip[kSenderSlots][kMaxAddress + 1] = {};
+  char sender_data[kSenderSlots][kMaxCommand + 1] = {};
+  SenderTask sender_tasks[kSenderSlots] = {};
+
+  std::int64_t created_at = 0;  // steady clock, nanoseconds: origin of all queue times
+};
+
+std::unique_ptr<EventQueue> make_event_queue();
+
+/// Nanoseconds since the queue was made.
+std::int64_t queue_time(const EventQueue& queue);
+
+/// Looks up each line of `names` and appends the events found to `pending`, in order; one final
+/// line feed is removed first. Logs the text, and mirrors it once per name when the mirror is on.
+/// A name without an event leaves no other trace. Returns 0. Any thread; takes queue.lock for all
+/// of it, the status queries of the lookups included.
+int push_event_back(EventQueue& queue, CentralState& state, std::string_view names, int test);
+
+/// The same without the event-log line, each event at the front: several names end up reversed.
+int push_event_front(EventQueue& queue, CentralState& state, std::string_view names, int test);
+
+/// Formats one line, cut to kMaxCommand bytes, and sends it to the debug mirror's target. Returns
+/// the sender's result. Takes debug_target_lock for a copy of the target; none while sending.
+[[gnu::format(printf, 1, 2)]] int send_debug_line(const char* format, ...);
+
+}  // namespace kovo

@@ -1,0 +1,12 @@
+// The way into the event queue for those that know nothing of it but a name.
+#pragma once
+
+#include <string_view>
+
+namespace kovo {
+
+/// Pushes a trigger name at the back of the one event queue, as no test. Takes EventQueue.lock and
+/// keeps it for the status query of the lookup, which may take two seconds. Any thread.
+void push_event(std::string_view name);
+
+}  // namespace kovo

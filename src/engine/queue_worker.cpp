@@ -1,0 +1,165 @@
+#include "engine/queue_worker.h"
+
+#include <cstdio>
+
+#include "control/command_server.h"
+#include "engine/sender_threads.h"
+#include "frame/globals.h"
+#include "frame/host.h"
+#include "frame/log.h"
+#include "frame/worker.h"
+#include "variables/central_state.h"
+
+namespace kovo {
+namespace {
+
+constexpr int kScanPeriodMs = 250;
+
+bool is_display_event(const std::string& name) {
+  return equals_nocase(name, "DVIConnected") || equals_nocase(name, "DVIDisconnected");
+}
+
+bool take_tcp_line(EventQueue& queue, std::string& line) {
+  const MutexLock held(queue.lock);
+  if (queue.tcp_lines.empty()) return false;
+  line = std::move(queue.tcp_lines.front().line);
+  queue.tcp_lines.pop_front();
+  return true;
+}
+
+bool has_pending(EventQueue& queue) {
+  const MutexLock held(queue.lock);
+  return !queue.pending.empty();
+}
+
+void handle_tcp_line(EventQueue& queue, CentralState& state, std::string_view line) {
+  const KeyValue pair = split_key_value(cut_text(strip_newline(line), kMaxCommand));
+  const std::string key(pair.key);
+  const std::string value(pair.value);
+  if (key.compare(0, 2, "__") == 0) {
+    handle_tcp_command(queue, state, key, value);
+    return;
+  }
+  if (state.events_enabled == 0) {
+    log_main("[%s:%d] KOVO disable, skip %s\n", "handle_q_event", __LINE__, key.c_str());
+    return;
+  }
+  log_event("get tcp:2700 event: key=%s,value=%s\n", key.c_str(), value.c_str());
+  push_event_back(queue, state, key, 0);
+}
+
+void skip_during_power_on(const EventDefinition& event, const SubCommand& step) {
+  const std::int32_t uptime = uptime_s;
+  log_main("[%s:%d] during Power On, skip %s ...%d/%d\n", "exec_event", __LINE__,
+           event.name.c_str(), uptime, kPowerOnPeriodS);
+  log_event_echo("skip uptime=%ld,%s:%s %s %s\n", static_cast<long>(uptime), step.ip.c_str(),
+                 step.port.c_str(), step.protocol.c_str(), step.data.c_str());
+}
+
+void skip_disabled(const SubCommand& step) {
+  if (verbose != 0) {
+    std::printf("[%s:%d] disable event, skip %s\n", "exec_event", __LINE__, step.data.c_str());
+  }
+  log_event_echo("%s:%s %s %s, disabled uptime=%ld\n", step.ip.c_str(), step.port.c_str(),
+                 step.protocol.c_str(), step.data.c_str(), static_cast<long>(uptime_s));
+}
+
+void run_step(EventQueue& queue, const CentralState& state, EventDefinition& event,
+              const SubCommand& step) {
+  const StepFate fate = step_fate(event, hdmi_plug_enabled != 0, state.events_enabled != 0);
+  if (fate == StepFate::kSend) {
+    log_event_echo("%s:%s %s %s\n", step.ip.c_str(), step.port.c_str(), step.protocol.c_str(),
+                   step.data.c_str());
+    start_sender(queue, event.name, step);
+    return;
+  }
+  event.status = 2;
+  if (fate == StepFate::kPowerOnSkip) {
+    skip_during_power_on(event, step);
+  } else {
+    skip_disabled(step);
+  }
+}
+
+/// Runs a due event. False when it was dropped: "PowerOn" runs once per boot.
+bool run_event(EventQueue& queue, CentralState& state, EventDefinition& event, std::int64_t now) {
+  if (equals_nocase(event.trigger, "PowerOn")) {
+    if (state.power_on_done == 1) {
+      log_event_echo("skip event: PowerOn\n");
+      return false;
+    }
+    state.power_on_done = 1;
+  }
+  if (debug != 0) {
+    std::printf(
+        "[%s:%d] get sys event=%s, run event=%s, now=%lld ms, t_exec=%lld ms, sub cmd size=%d, "
+        "test=%d\n",
+        "exec_event", __LINE__, event.trigger.c_str(), event.name.c_str(),
+        static_cast<long long>(now / 1'000'000), static_cast<long long>(event.due_at / 1'000'000),
+        static_cast<int>(event.commands.size()), event.test);
+  }
+  for (const SubCommand& step : event.commands) run_step(queue, state, event, step);
+  event.status = 1;
+  return true;
+}
+
+void log_expired(const EventDefinition& event, std::int64_t now) {
+  log_main(
+      "[%s:%d] Error cannot send sys event=%s, run event=%s, now=%lld, t_exec=%lld, sub cmd "
+      "size=%d\n",
+      "exec_event", __LINE__, event.trigger.c_str(), event.name.c_str(),
+      static_cast<long long>(now), static_cast<long long>(event.due_at),
+      static_cast<int>(event.commands.size()));
+}
+
+void run_pass(EventQueue& queue, CentralState& state) {
+  if (state.ready == 0) return;
+  std::string line;
+  while (take_tcp_line(queue, line)) handle_tcp_line(queue, state, line);
+  if (has_pending(queue)) exec_event(queue, state);
+}
+
+}  // namespace
+
+EventFate event_fate(const EventDefinition& event, std::int64_t now) {
+  if (event.due_at == 0 || event.queued_at == 0) return EventFate::kErase;
+  if (event.queued_at + kEventLifeNs < now) return EventFate::kExpired;
+  if (event.status == 1) return EventFate::kErase;
+  if (now < event.queued_at || now < event.due_at) return EventFate::kWait;
+  return EventFate::kRun;
+}
+
+StepFate step_fate(const EventDefinition& event, bool plug_enabled, bool events_enabled) {
+  if (!plug_enabled && event.test == 0 && is_display_event(event.name)) {
+    return StepFate::kPowerOnSkip;
+  }
+  return events_enabled || event.test == 1 ? StepFate::kSend : StepFate::kDisabled;
+}
+
+int exec_event(EventQueue& queue, CentralState& state) {
+  const MutexLock held(queue.lock);
+  int executed = 0;
+  auto event = queue.pending.begin();
+  while (event != queue.pending.end()) {
+    const std::int64_t now = queue_time(queue);
+    const EventFate fate = event_fate(*event, now);
+    if (fate == EventFate::kWait) {
+      ++event;
+      continue;
+    }
+    if (fate == EventFate::kExpired) log_expired(*event, now);
+    if (fate == EventFate::kRun && run_event(queue, state, *event, now)) ++executed;
+    event = queue.pending.erase(event);
+  }
+  return executed;
+}
+
+void* handle_q_event(void* argument) {
+  EventQueue& queue = *static_cast<EventQueue*>(argument);
+  while (true) {
+    sleep_ms(kScanPeriodMs);
+    guarded("handle_q_event", [&] { run_pass(queue, *central_state); });
+  }
+}
+
+}  // namespace kovo

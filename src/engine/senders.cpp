@@ -1,0 +1,169 @@
+#include "engine/senders.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+
+#include <cerrno>
+#include <cstdio>
+
+#include "frame/files.h"
+#include "frame/globals.h"
+#include "frame/host.h"
+#include "frame/log.h"
+
+namespace kovo {
+namespace {
+
+constexpr int kReplyTimeoutMs = 2000;
+constexpr int kNoReplyTimeoutMs = 1500;
+constexpr int kPauseMs = 10;
+
+sockaddr_in address_of(const std::string& ip, int port) {
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(static_cast<std::uint16_t>(port));
+  static_cast<void>(inet_pton(AF_INET, ip.c_str(), &address.sin_addr));
+  return address;
+}
+
+const sockaddr* generic(const sockaddr_in& address) {
+  return reinterpret_cast<const sockaddr*>(&address);
+}
+
+void set_timeouts(int fd, int milliseconds) {
+  timeval limit{};
+  limit.tv_sec = milliseconds / 1000;
+  limit.tv_usec = (milliseconds % 1000) * 1000;
+  setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
+  setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+}
+
+/// An interrupted connect goes on by itself and cannot be made again: its end is waited for.
+int finish_connect(int fd, int timeout_ms) {
+  pollfd waiting{fd, POLLOUT, 0};
+  int ready = -1;
+  do {
+    ready = poll(&waiting, 1, timeout_ms);
+  } while (ready < 0 && errno == EINTR);
+  if (ready == 0) errno = EINPROGRESS;
+  if (ready <= 0) return -1;
+  int error = 0;
+  socklen_t size = sizeof error;
+  if (getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &size) != 0) return -1;
+  errno = error;
+  return error == 0 ? 0 : -1;
+}
+
+int connect_to(int fd, const sockaddr_in& address, int timeout_ms) {
+  if (connect(fd, generic(address), sizeof address) == 0) return 0;
+  return errno == EINTR ? finish_connect(fd, timeout_ms) : -1;
+}
+
+int send_once(int fd, std::string_view payload) {
+  ssize_t sent = -1;
+  do {
+    sent = send(fd, payload.data(), payload.size(), MSG_NOSIGNAL);
+  } while (sent < 0 && errno == EINTR);
+  return static_cast<int>(sent);
+}
+
+std::string numbered_error(int error) {
+  return "(" + std::to_string(error) + ")" + error_text(error);
+}
+
+/// Opens, connects and sends; the steps that both TCP routines share. `failure` is the error as
+/// "(number)text" when the result is negative.
+int connect_and_send(const char* routine, Descriptor& connection, const std::string& ip, int port,
+                     std::string_view payload, int timeout_ms, std::string& failure) {
+  const std::string text(payload);
+  const int length = static_cast<int>(payload.size());
+  connection.fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  if (connection.fd < 0) {
+    failure = numbered_error(errno);
+    return kNoSocket;
+  }
+  set_timeouts(connection.fd, timeout_ms);
+  if (connect_to(connection.fd, address_of(ip, port), timeout_ms) != 0) {
+    const int error = errno;
+    failure = numbered_error(error);
+    log_main("[%s:%d] Error: connect ip=%s, port=%d, error=(%d)%s, data=%s;\n", routine, __LINE__,
+             ip.c_str(), port, error, error_text(error).c_str(), text.c_str());
+    return kConnectFailed;
+  }
+  if (debug != 0 && timeout_ms == kReplyTimeoutMs) {
+    std::printf("[%s:%d] send[%d] %s\n", routine, __LINE__, length, text.c_str());
+  } else if (debug != 0) {
+    std::printf("[%s:%d] send tcp:%d (%d)%s\n", routine, __LINE__, port, length, text.c_str());
+  }
+  const int sent = send_once(connection.fd, payload);
+  if (sent >= 0) return sent;
+  const int error = errno;
+  failure = numbered_error(error);
+  log_main("[kovotcp] Error: send(len=%d) %s:%d :(%d)%s\n(%d)%s;\n", sent, ip.c_str(), port, error,
+           error_text(error).c_str(), length, text.c_str());
+  return kSendFailed;
+}
+
+/// A final pair of carriage return and line feed, in either order, counts as one line feed.
+void join_line_end(std::string& reply) {
+  if (reply.size() < 2) return;
+  const std::string_view end = std::string_view(reply).substr(reply.size() - 2);
+  if (end == "\r\n" || end == "\n\r") reply.replace(reply.size() - 2, 2, "\n");
+}
+
+std::string read_reply(int fd, std::size_t reply_size) {
+  std::string reply(reply_size - 1, '\0');
+  ssize_t received = -1;
+  do {
+    received = recv(fd, reply.data(), reply.size(), 0);
+  } while (received < 0 && errno == EINTR);
+  if (received < 0) return numbered_error(errno);
+  reply.resize(static_cast<std::size_t>(received));
+  join_line_end(reply);
+  return std::string(until_nul(reply));
+}
+
+}  // namespace
+
+int udpclient(const std::string& ip, int port, std::string_view payload) {
+  const sockaddr_in address = address_of(ip, port);
+  const Descriptor datagram(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+  if (datagram.fd < 0) return -1;
+  if (debug != 0) {
+    std::printf("[%s:%d] send udp:%d (%d)%s\n", "udpclient", __LINE__, port,
+                static_cast<int>(payload.size()), std::string(payload).c_str());
+  }
+  ssize_t sent = -1;
+  do {
+    sent = sendto(datagram.fd, payload.data(), payload.size(), MSG_NOSIGNAL, generic(address),
+                  sizeof address);
+  } while (sent < 0 && errno == EINTR);
+  sleep_ms(kPauseMs);
+  return static_cast<int>(sent);
+}
+
+int tcpclient(const std::string& ip, int port, std::string_view payload, std::string& reply,
+              std::size_t reply_size) {
+  Descriptor connection;
+  const int sent =
+      connect_and_send("tcpclient", connection, ip, port, payload, kReplyTimeoutMs, reply);
+  if (sent >= 0) reply = read_reply(connection.fd, reply_size);
+  return sent;
+}
+
+int tcpclient_no_rcv(const std::string& ip, int port, std::string_view payload) {
+  Descriptor connection;
+  std::string failure;
+  const int sent = connect_and_send("tcpclient_no_rcv", connection, ip, port, payload,
+                                    kNoReplyTimeoutMs, failure);
+  if (sent == kNoSocket && debug != 0) {
+    std::printf("[%s:%d] socket %s", "tcpclient_no_rcv", __LINE__, failure.c_str());
+  }
+  if (sent >= 0) sleep_ms(kPauseMs);
+  return sent;
+}
+
+}  // namespace kovo

@@ -1,0 +1,39 @@
+// The three socket routines that send every byte to the outside: IPv4, one socket per send, closed
+// at once, no retry. They keep no state and take no lock but the log's; any thread may call them.
+//
+// An address that is no dotted IPv4 address counts as 0.0.0.0.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace kovo {
+
+constexpr char kStatusServiceAddress[] = "127.0.0.1";
+constexpr int kStatusServicePort = 50003;
+constexpr std::size_t kReplySize = 2048;  // reply buffer, with its terminating zero byte
+
+enum : int {
+  kNoSocket = -2,
+  kConnectFailed = -3,
+  kSendFailed = -4,
+};
+
+/// Sends one datagram and pauses 10 ms to space out bursts. Returns the bytes
+/// sent, or -1. Nothing is logged on failure.
+int udpclient(const std::string& ip, int port, std::string_view payload);
+
+/// Connects, sends the payload and reads one reply of at most reply_size - 1 bytes into `reply`,
+/// cut at its first zero byte. A final carriage return and line feed, in either order, become one
+/// line feed. On a failure the reply is the error as "(number)text". Each step waits 2 s at most.
+/// Returns the bytes sent, or kNoSocket, kConnectFailed, kSendFailed; the last two are logged.
+int tcpclient(const std::string& ip, int port, std::string_view payload, std::string& reply,
+              std::size_t reply_size = kReplySize);
+
+/// Connects, sends the payload, pauses 10 ms and closes. Each step waits 1.5 s at most.
+/// Returns as tcpclient does.
+int tcpclient_no_rcv(const std::string& ip, int port, std::string_view payload);
+
+}  // namespace kovo

@@ -1,0 +1,196 @@
+#include "frame/daemon.h"
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <initializer_list>
+
+#include "control/command_server.h"
+#include "definitions/definition_file.h"
+#include "definitions/event_list.h"
+#include "definitions/settings.h"
+#include "definitions/status_vars.h"
+#include "engine/event_queue.h"
+#include "engine/queue_worker.h"
+#include "frame/files.h"
+#include "frame/globals.h"
+#include "frame/host.h"
+#include "frame/log.h"
+#include "frame/options.h"
+#include "frame/supervision.h"
+#include "frame/worker.h"
+#include "variables/central_state.h"
+#include "variables/variable_store.h"
+
+namespace kovo {
+namespace {
+
+constexpr std::size_t kNoAddressLength = 6;  // an address text of so many characters is none
+constexpr char kWebRoot[] = "/www/pelm";
+
+/// Puts /dev/null in the place of missing standard descriptors, so that no socket becomes stdout.
+void open_standard_descriptors() {
+  int fd = 0;
+  do {
+    fd = open("/dev/null", O_RDWR);
+  } while (fd >= 0 && fd <= STDERR_FILENO);
+  if (fd > STDERR_FILENO) close(fd);
+}
+
+/// An empty handler in place of SIG_IGN, which the children of the shell would inherit.
+void ignore_broken_pipes() {
+  struct sigaction action {};
+  action.sa_handler = [](int) {};
+  action.sa_flags = SA_RESTART;
+  sigaction(SIGPIPE, &action, nullptr);
+}
+
+/// 512 senders and the idle connections of two servers need more than the usual 1024 descriptors.
+void raise_descriptor_limit() {
+  rlimit limit{};
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+  limit.rlim_cur = limit.rlim_max;
+  setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+void prepare_process() {
+  open_standard_descriptors();
+  ignore_broken_pipes();
+  raise_descriptor_limit();
+}
+
+void make_objects() {
+  event_queue = make_event_queue().release();
+  central_state = make_central_state().release();
+  variable_registry = make_variable_registry().release();
+  renew_enable_event(*central_state);
+  init_settings(*central_state);
+  log_event_echo("kovotcp start\n");
+  central_state->ready = 0;
+  debug_target_on = 0;
+  const MutexLock held(debug_target_lock);
+  debug_target_port = 0;
+  debug_target_udp = 0;
+}
+
+void write_pid_file() {
+  char command[256];
+  const int pid = static_cast<int>(getpid());
+  std::snprintf(command, sizeof command, "echo %d > /var/run/kovotcp.pid", pid);
+  _system(command);
+  log_main("[%s:%d] create /var/run/kovotcp.pid=%d\n", "main", __LINE__, pid);
+}
+
+struct Worker {
+  const char* name;
+  void* (*body)(void*);
+  void* argument;
+};
+
+/// Starts workers in their order. False at the first that cannot be started, which is logged.
+bool start_workers(std::initializer_list<Worker> workers) {
+  for (const Worker& worker : workers) {
+    pthread_t thread;
+    const int error = start_thread(thread, kDefaultStack, worker.body, worker.argument);
+    if (error == 0) continue;
+    log_main("Error: pthread_create %s(): %s\n", worker.name, error_text(error).c_str());
+    return false;
+  }
+  return true;
+}
+
+bool start_receivers() {
+  return start_workers({{"handle_tcp_event", handle_tcp_event, event_queue}});
+}
+
+bool start_consumers() {
+  return start_workers({{"handle_q_event", handle_q_event, event_queue}});
+}
+
+void make_web_root() {
+  char command[512];
+  std::snprintf(command, sizeof command, "[ ! -d %s ] && mkdir -p %s || echo", kWebRoot, kWebRoot);
+  _system(command);
+  std::snprintf(command, sizeof command, "[ ! -d %s/config ] && mkdir -p %s/config || echo",
+                kWebRoot, kWebRoot);
+  _system(command);
+  std::snprintf(command, sizeof command, "[ ! -d %s/tmp ] && mkdir -p %s/tmp || echo", kWebRoot,
+                kWebRoot);
+  _system(command);
+}
+
+void wait_for_network(CentralState& state) {
+  const std::int64_t start = now_s();
+  while (state.ip_addr.size() <= kNoAddressLength) {
+    sleep_ms(1000);
+    log_main("[%s:%d] wait network...%d\n", "main", __LINE__, static_cast<int>(now_s() - start));
+    renew_network_info(state.ip_addr, state.iface_name);
+  }
+  log_event_echo("network is ok\n");
+}
+
+/// The platform clears the marker at boot: only the first daemon after it raises "PowerOn".
+void raise_power_on(CentralState& state) {
+  if (access(kPowerOnMarkerPath, F_OK) == 0) {
+    state.power_on_done = 1;
+    log_event_echo("%s is exist\n", kPowerOnMarkerPath);
+    return;
+  }
+  { const Descriptor marker(open(kPowerOnMarkerPath, O_RDWR | O_CREAT | O_CLOEXEC, 0444)); }
+  log_event_echo("created %s\n", kPowerOnMarkerPath);
+  push_event_front(*event_queue, state, "PowerOn", 0);
+  log_event_echo("auto push event: PowerOn\n");
+}
+
+void wait_for_status(CentralState& state) {
+  int tries = 0;
+  while (renew_macro_var(state) < kMinStatusVars) {
+    ++tries;
+    log_main("[%s:%d] wait getStatus...%d\n", "main", __LINE__, tries);
+    sleep_ms(1000);
+  }
+}
+
+/// Starts everything up to the supervision loop. False when a worker cannot be started.
+bool start_up() {
+  log_main("kovotcp V%s.%s Build: %s %s +08:00\n", kVersion, kEdition, kBuildDate, kBuildTime);
+  verbose = 1;
+  make_objects();
+  write_pid_file();
+  if (!start_receivers()) return false;
+  make_web_root();
+  renew_kovo_txt(*central_state, 0);
+  rebuild_kovo_event_list(*central_state, 0);
+  if (!start_consumers()) return false;
+  central_state->ready = 1;
+  wait_for_network(*central_state);
+  raise_power_on(*central_state);
+  wait_for_status(*central_state);
+  return true;
+}
+
+[[noreturn]] void supervise() {
+  start_time = static_cast<std::time_t>(now_s());
+  hdmi_plug_enabled = 0;
+  Supervision memory;
+  while (true) guarded("main", [&] { supervise_once(*central_state, memory); });
+}
+
+}  // namespace
+
+int run_kovotcp(int argc, char** argv) {
+  prepare_process();
+  const Options options = parse_options(argc, argv);
+  if (!options.start_daemon) return 0;
+  if (!start_up()) {
+    // Other threads are running: leave without destroying what they use.
+    std::fflush(stdout);
+    _exit(1);
+  }
+  supervise();
+}
+
+}  // namespace kovo

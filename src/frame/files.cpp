@@ -1,0 +1,97 @@
+#include "frame/files.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+namespace kovo {
+namespace {
+
+constexpr int kOpenFlags = O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
+constexpr mode_t kFileMode = 0666;
+
+int open_file(const char* path, int flags) {
+  int fd = -1;
+  do {
+    fd = open(path, flags | kOpenFlags, kFileMode);
+  } while (fd < 0 && errno == EINTR);
+  return fd;
+}
+
+/// Makes a rename in the folder of `path` survive a power cut; best effort.
+void sync_folder_of(const std::string& path) {
+  const std::string folder = path.substr(0, path.rfind('/') + 1);
+  const Descriptor opened(open_file(folder.c_str(), O_RDONLY | O_DIRECTORY));
+  if (opened.fd >= 0) fsync(opened.fd);
+}
+
+bool write_and_sync(const char* path, std::string_view bytes) {
+  const Descriptor file(open_file(path, O_WRONLY | O_CREAT | O_TRUNC));
+  return file.fd >= 0 && write_all(file.fd, bytes) && fsync(file.fd) == 0;
+}
+
+}  // namespace
+
+Descriptor::~Descriptor() {
+  if (fd >= 0) close(fd);
+}
+
+File open_for_reading(const char* path) {
+  const int fd = open_file(path, O_RDONLY);
+  if (fd < 0) return nullptr;
+  File file(fdopen(fd, "r"));
+  if (file == nullptr) close(fd);
+  return file;
+}
+
+Pipe open_pipe(const char* command) {
+  return Pipe(popen(command, "re"));
+}
+
+bool read_line(std::FILE* file, LineBuffer& buffer, std::string_view& line, std::size_t limit) {
+  const int size = static_cast<int>(std::min(limit + 1, buffer.size()));
+  if (std::fgets(buffer.data(), size, file) == nullptr) return false;
+  line = std::string_view(buffer.data(), std::strlen(buffer.data()));
+  return true;
+}
+
+bool write_all(int fd, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = write(fd, bytes.data(), bytes.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return false;
+    bytes.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return true;
+}
+
+bool write_file(const char* path, std::string_view bytes) {
+  const Descriptor file(open_file(path, O_WRONLY | O_CREAT | O_TRUNC));
+  return file.fd >= 0 && write_all(file.fd, bytes);
+}
+
+bool append_file(const char* path, std::string_view bytes) {
+  const Descriptor file(open_file(path, O_WRONLY | O_CREAT | O_APPEND));
+  if (file.fd < 0) return false;
+  static_cast<void>(write_all(file.fd, bytes));
+  return true;
+}
+
+bool replace_file(const std::string& path, std::string_view bytes) {
+  const std::string beside = path + ".new";
+  const Descriptor copy(open_file(beside.c_str(), O_WRONLY | O_CREAT | O_TRUNC));
+  if (copy.fd < 0) return write_and_sync(path.c_str(), bytes);
+  const bool copied = write_all(copy.fd, bytes) && fsync(copy.fd) == 0;
+  if (copied && rename(beside.c_str(), path.c_str()) == 0) {
+    sync_folder_of(path);
+    return true;
+  }
+  unlink(beside.c_str());
+  // A full medium keeps the old content; a file that cannot be renamed over is written in place.
+  return copied && write_and_sync(path.c_str(), bytes);
+}
+
+}  // namespace kovo

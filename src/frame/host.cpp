@@ -1,0 +1,96 @@
+#include "frame/host.h"
+
+#include <arpa/inet.h>
+#include <ifaddrs.h>
+#include <sys/time.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include "frame/globals.h"
+#include "frame/log.h"
+
+namespace kovo {
+int _system(const char* command) {
+  if (std::system(command) == 0) return 0;
+  if (debug != 0) std::printf("[%s:%d] Error: run %s\n", "_system", __LINE__, command);
+  return -1;
+}
+
+int renew_network_info(std::string& ip_addr, std::string& iface_name) {
+  ifaddrs* list = nullptr;
+  if (getifaddrs(&list) != 0) {
+    log_main("[%s:%d] Cannot get ether net info\n", "renew_network_info", __LINE__);
+    return -1;
+  }
+  const std::unique_ptr<ifaddrs, void (*)(ifaddrs*)> owner(list, freeifaddrs);
+  for (const ifaddrs* entry = list; entry != nullptr; entry = entry->ifa_next) {
+    if (entry->ifa_addr == nullptr || entry->ifa_addr->sa_family != AF_INET) continue;
+    if (std::strcmp(entry->ifa_name, "lo") == 0) continue;
+    sockaddr_in address{};
+    std::memcpy(&address, entry->ifa_addr, sizeof address);
+    char text[INET_ADDRSTRLEN];
+    if (inet_ntop(AF_INET, &address.sin_addr, text, sizeof text) == nullptr) continue;
+    iface_name = entry->ifa_name;
+    ip_addr = text;
+    if (debug != 0) {
+      std::printf("[%s:%d] %s:%s\n", "renew_network_info", __LINE__, entry->ifa_name, text);
+    }
+  }
+  return 0;
+}
+
+LocalTime local_time() {
+  timeval now{};
+  gettimeofday(&now, nullptr);
+  LocalTime result{};
+  tzset();  // a time zone changed meanwhile counts from here on
+  const std::time_t seconds = now.tv_sec;
+  localtime_r(&seconds, &result.fields);
+  result.milliseconds = static_cast<int>(now.tv_usec / 1000);
+  return result;
+}
+
+std::string date_text() {
+  const std::tm now = local_time().fields;
+  char buffer[128];
+  std::snprintf(buffer, sizeof buffer, "%04d-%02d-%02d ", now.tm_year + 1900, now.tm_mon + 1,
+                now.tm_mday);
+  return buffer;
+}
+
+std::string time_text() {
+  const std::tm now = local_time().fields;
+  char buffer[128];
+  std::snprintf(buffer, sizeof buffer, "%02d:%02d:%02d", now.tm_hour, now.tm_min, now.tm_sec);
+  return buffer;
+}
+
+std::int64_t now_s() {
+  return static_cast<std::int64_t>(std::time(nullptr));
+}
+
+std::int64_t steady_ns() {
+  using std::chrono::nanoseconds;
+  const auto since_start = std::chrono::steady_clock::now().time_since_epoch();
+  return std::chrono::duration_cast<nanoseconds>(since_start).count();
+}
+
+void sleep_ns(std::int64_t nanoseconds) {
+  if (nanoseconds < 1) return;
+  timespec left{};
+  left.tv_sec = static_cast<std::time_t>(nanoseconds / 1'000'000'000);
+  left.tv_nsec = static_cast<long>(nanoseconds % 1'000'000'000);
+  while (nanosleep(&left, &left) != 0 && errno == EINTR) {
+  }
+}
+
+void sleep_ms(std::int64_t milliseconds) {
+  sleep_ns(milliseconds * 1'000'000);
+}
+
+}  // namespace kovo

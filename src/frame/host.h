@@ -1,0 +1,43 @@
+// Services taken from the host: shell commands, the device's own address, clocks and their texts.
+// Nothing here keeps state or takes a lock.
+#pragma once
+
+#include <cstdint>
+#include <ctime>
+#include <string>
+
+namespace kovo {
+
+/// Runs a command by the shell. 0 when its status is 0, otherwise -1.
+int _system(const char* command);
+
+/// Finds the device's IPv4 address among the interfaces other than "lo"; the last one listed wins.
+/// `ip_addr` (dotted text) and `iface_name` keep their values when there is none.
+/// Returns 0, or -1 when the interfaces cannot be read. Called by main alone, during start-up.
+int renew_network_info(std::string& ip_addr, std::string& iface_name);
+
+struct LocalTime {
+  std::tm fields;
+  int milliseconds;
+};
+
+/// The wall clock as local time.
+LocalTime local_time();
+
+/// The local date as in "2025-03-05 ", with its trailing blank.
+std::string date_text();
+
+/// The local time of day as in "07:04:09".
+std::string time_text();
+
+/// Seconds since the epoch.
+std::int64_t now_s();
+
+/// Nanoseconds of the steady clock.
+std::int64_t steady_ns();
+
+/// Sleeps for the whole time, also when signals arrive meanwhile; at once for 0 or less.
+void sleep_ns(std::int64_t nanoseconds);
+void sleep_ms(std::int64_t milliseconds);
+
+}  // namespace kovo

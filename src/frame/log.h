@@ -1,0 +1,35 @@
+// Logging. The main log takes progress and error lines, each also printed on stdout, and is rotated
+// by a count of records; the event log takes one time-stamped line for each thing that happens to
+// an event and is never rotated. Formats carry their own line end. Diagnostics for -d are plain
+// prints at their place, guarded by `debug`.
+//
+// Any thread may log. Records are written whole under one lock, a leaf, so that they never mix and
+// the rotation is exact. Files are opened and closed for each record; a file that cannot be opened
+// loses its record and nothing else.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace kovo {
+
+constexpr char kMainLogPath[] = "/var/tmp/log/kovo.log";
+constexpr char kRotatedLogPath[] = "/var/tmp/log/kovo.log.1";
+constexpr std::int32_t kRecordsPerLog = 20000;
+constexpr std::size_t kTimestampSize = 64;
+
+/// Prints a record on stdout and appends it to the main log. The 20000th record appended since the
+/// last rotation renames the log to its rotated path.
+[[gnu::format(printf, 1, 2)]] void log_main(const char* format, ...);
+
+/// Appends a record with its time stamp to the event log.
+[[gnu::format(printf, 1, 2)]] void log_event(const char* format, ...);
+
+/// As log_event, and prints the same record on stdout, also when the file cannot be opened.
+[[gnu::format(printf, 1, 2)]] void log_event_echo(const char* format, ...);
+
+/// Fills a buffer of at least kTimestampSize bytes with the local time in milliseconds and a
+/// trailing blank, and returns it.
+char* timestamp_text(char* buffer);
+
+}  // namespace kovo

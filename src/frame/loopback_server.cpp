@@ -1,0 +1,238 @@
+#include "frame/loopback_server.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <sys/select.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+
+#include <deque>
+#include <utility>
+
+#include "frame/files.h"
+#include "frame/host.h"
+#include "frame/log.h"
+#include "frame/text.h"
+#include "frame/worker.h"
+
+namespace kovo {
+namespace {
+
+constexpr char kLoopback[] = "127.0.0.1";
+constexpr int kBacklog = 10;
+constexpr int kTimeoutS = 2;
+constexpr int kShortagePauseMs = 20;
+constexpr int kReceiveBuffer = 8 << 20;  // holds a burst of some thousand small datagrams
+
+/// What the readiness loop knows of its connections.
+struct TcpLoop {
+  int listener;
+  int highest;
+  fd_set watched;
+  std::deque<int> waiting;  // open connections, the oldest first
+  std::int64_t last_error_log_s = 0;
+};
+
+sockaddr_in loopback_address(std::uint16_t port) {
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(port);
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  return address;
+}
+
+bool bind_to(int fd, std::uint16_t port) {
+  const sockaddr_in address = loopback_address(port);
+  return bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+}
+
+void set_timeouts(int fd) {
+  const timeval limit{kTimeoutS, 0};
+  setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
+  setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+}
+
+void announce_tcp(const TcpPort& port) {
+  log_main("[%s:%d] bind %s tcp:%d\n", port.routine, __LINE__, kLoopback, port.port);
+}
+
+bool bind_tcp(const TcpPort& port, int fd) {
+  if (bind_to(fd, port.port)) return true;
+  const int error = errno;
+  log_main("Error: [%s:%d] bind(): (%d)%s\n", port.routine, __LINE__, error,
+           error_text(error).c_str());
+  if (error == EADDRINUSE && port.only_one_daemon) {
+    // Other threads are running: leave without destroying what they use.
+    std::fflush(stdout);
+    _exit(1);
+  }
+  return false;
+}
+
+/// Opens the listening socket; -1 when that failed and was logged.
+int listen_tcp(const TcpPort& port) {
+  // Not blocking: a client may be gone between its readiness and the accept.
+  Descriptor listener(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+  if (listener.fd < 0) {
+    log_main("Error: [%s:%d] open socket(): %s\n", port.routine, __LINE__,
+             error_text(errno).c_str());
+    return -1;
+  }
+  const int on = 1;
+  if (setsockopt(listener.fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) != 0) {
+    log_main("Error: [%s:%d] Server-setsockopt(): %s\n", port.routine, __LINE__,
+             error_text(errno).c_str());
+    return -1;
+  }
+  set_timeouts(listener.fd);
+  if (port.announce_before_bind) announce_tcp(port);
+  if (!bind_tcp(port, listener.fd)) return -1;
+  if (!port.announce_before_bind) announce_tcp(port);
+  if (listen(listener.fd, kBacklog) != 0) {
+    log_main("Error: [%s:%d] listen(): %s\n", port.routine, __LINE__, error_text(errno).c_str());
+    return -1;
+  }
+  return std::exchange(listener.fd, -1);
+}
+
+void close_connection(TcpLoop& loop, int fd) {
+  close(fd);
+  FD_CLR(fd, &loop.watched);
+  loop.waiting.erase(std::find(loop.waiting.begin(), loop.waiting.end(), fd));
+}
+
+/// Makes room when descriptors or memory run out: an idle connection goes, the next client comes.
+void relieve_shortage(const TcpPort& port, TcpLoop& loop, const fd_set& readable, int error) {
+  const std::int64_t now = now_s();
+  if (now != loop.last_error_log_s) {
+    loop.last_error_log_s = now;
+    log_main("Error: [%s:%d] accept(): %s\n", port.routine, __LINE__, error_text(error).c_str());
+  }
+  const auto oldest = std::find_if(loop.waiting.begin(), loop.waiting.end(),
+                                   [&](int fd) { return FD_ISSET(fd, &readable) == 0; });
+  if (oldest != loop.waiting.end()) close_connection(loop, *oldest);
+  sleep_ms(kShortagePauseMs);
+}
+
+void accept_one(const TcpPort& port, TcpLoop& loop, const fd_set& readable) {
+  int fd = accept4(loop.listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+  if (fd < 0) {
+    if (errno == EINTR || errno == EAGAIN) return;
+    relieve_shortage(port, loop, readable, errno);
+    return;
+  }
+  if (fd >= FD_SETSIZE) {  // select cannot hold it: move it to the number of the dropped one
+    relieve_shortage(port, loop, readable, EMFILE);
+    const int lower = fcntl(fd, F_DUPFD_CLOEXEC, 0);
+    close(fd);
+    fd = lower;
+  }
+  if (fd < 0 || fd >= FD_SETSIZE) {
+    if (fd >= 0) close(fd);
+    return;
+  }
+  FD_SET(fd, &loop.watched);
+  loop.highest = std::max(loop.highest, fd);
+  loop.waiting.push_back(fd);
+}
+
+void read_one(const TcpPort& port, TcpLoop& loop, int fd) {
+  std::array<char, kMaxMessage + 1> buffer;
+  const ssize_t count = recv(fd, buffer.data(), port.max_read, 0);
+  if (count < 0 && (errno == EINTR || errno == EAGAIN)) return;  // not readable after all
+  if (count > 0) {
+    port.take(std::string_view(buffer.data(), static_cast<std::size_t>(count)));
+  } else if (count < 0) {
+    port.log_read_error(error_text(errno).c_str());
+  }
+  close_connection(loop, fd);
+}
+
+/// Waits for the next readiness and serves it. False when select failed.
+bool serve_ready(const TcpPort& port, TcpLoop& loop) {
+  fd_set readable = loop.watched;
+  if (select(loop.highest + 1, &readable, nullptr, nullptr, nullptr) < 0) {
+    if (errno == EINTR) return true;
+    log_main("Error: [%s:%d] select(): %s\n", port.routine, __LINE__, error_text(errno).c_str());
+    return false;
+  }
+  const int highest = loop.highest;
+  for (int fd = 0; fd <= highest; ++fd) {
+    if (FD_ISSET(fd, &readable) == 0) continue;
+    if (fd == loop.listener) {
+      accept_one(port, loop, readable);
+    } else {
+      read_one(port, loop, fd);
+    }
+  }
+  return true;
+}
+
+/// Opens the receiving socket; -1 when that failed and was logged.
+int open_udp(const UdpPort& port) {
+  Descriptor receiver(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+  if (receiver.fd < 0) {
+    log_main("[%s:%d] socket call failed\n", port.routine, __LINE__);
+    return -1;
+  }
+  if (!bind_to(receiver.fd, port.port)) {
+    log_main("[%s:%d] bind call failed\n", port.routine, __LINE__);
+    return -1;
+  }
+  const int on = 1;
+  if (setsockopt(receiver.fd, SOL_SOCKET, SO_BROADCAST, &on, sizeof on) != 0) {
+    log_main("[%s:%d] setsockopt failed\n", port.routine, __LINE__);
+    return -1;
+  }
+  // A privileged process may go beyond the system's bound; any other gets what the bound allows.
+  if (setsockopt(receiver.fd, SOL_SOCKET, SO_RCVBUFFORCE, &kReceiveBuffer, sizeof kReceiveBuffer) !=
+      0) {
+    setsockopt(receiver.fd, SOL_SOCKET, SO_RCVBUF, &kReceiveBuffer, sizeof kReceiveBuffer);
+  }
+  log_main("[%s:%d] bind %s udp:%d\n", port.routine, __LINE__, kLoopback, port.port);
+  return std::exchange(receiver.fd, -1);
+}
+
+/// Receives one datagram. False when receiving failed for good.
+bool receive_one(const UdpPort& port, int fd) {
+  std::array<char, kMaxDatagram> buffer;
+  const ssize_t count = recv(fd, buffer.data(), buffer.size(), 0);
+  if (count < 0 && errno == EINTR) return true;
+  if (count < 0 && errno != EAGAIN) {
+    port.log_receive_error(errno);
+    return false;
+  }
+  if (count < 2) {
+    sleep_ms(kShortagePauseMs);
+    return true;
+  }
+  port.take(std::string_view(buffer.data(), static_cast<std::size_t>(count)));
+  return true;
+}
+
+}  // namespace
+
+void serve_tcp(const TcpPort& port) {
+  const Descriptor listener(listen_tcp(port));
+  if (listener.fd < 0) return;
+  TcpLoop loop{listener.fd, listener.fd, {}, {}};
+  FD_ZERO(&loop.watched);
+  FD_SET(listener.fd, &loop.watched);
+  bool serving = true;
+  while (serving) guarded(port.routine, [&] { serving = serve_ready(port, loop); });
+}
+
+void serve_udp(const UdpPort& port) {
+  const Descriptor receiver(open_udp(port));
+  bool receiving = receiver.fd >= 0;
+  while (receiving) guarded(port.routine, [&] { receiving = receive_one(port, receiver.fd); });
+}
+
+}  // namespace kovo

@@ -1,0 +1,118 @@
+#include "frame/supervision.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/sysinfo.h>
+
+#include "definitions/definition_file.h"
+#include "definitions/event_list.h"
+#include "engine/queue_worker.h"
+#include "frame/files.h"
+#include "frame/globals.h"
+#include "frame/host.h"
+#include "frame/log.h"
+#include "variables/variable_store.h"
+
+namespace kovo {
+namespace {
+
+constexpr int kPassMs = 250;
+constexpr int kSyncPauseMs = 200;
+constexpr int kSecondMs = 1000;
+constexpr int kFreshFileS = 2;
+
+void enable_plug_after_power_on() {
+  if (uptime_s > kPowerOnPeriodS) hdmi_plug_enabled = 1;
+}
+
+void refresh_uptime(Supervision& memory) {
+  const std::int64_t now = now_s();
+  if (now == memory.last_second) return;
+  struct sysinfo info {};
+  uptime_s = static_cast<std::int32_t>(sysinfo(&info) == 0 ? info.uptime : now - start_time);
+  enable_plug_after_power_on();
+  memory.last_second = now;
+}
+
+/// Speaks only when the clock moved on since refresh_uptime.
+void report_power_on_period(Supervision& memory) {
+  const std::int64_t now = now_s();
+  if (hdmi_plug_enabled != 0 || now == memory.last_second) return;
+  enable_plug_after_power_on();
+  log_main("[%s:%d] t_uptime=%ld, enable hdmi plug=%d\n", "main", __LINE__,
+           static_cast<long>(uptime_s), hdmi_plug_enabled.load());
+  memory.last_second = now;
+}
+
+/// The time remembered is the one from before the reading: a writer that is still at it is seen by
+/// the next pass.
+void watch_definition_file(CentralState& state, Supervision& memory) {
+  const FileTime now = file_time(definition_path);
+  if (!memory.definition_time.known) {
+    memory.definition_time = now;
+    memory.definition_time.known = true;  // a file that is not there yet is read when it appears
+    return;
+  }
+  if (!time_changed(now, memory.definition_time)) return;
+  renew_kovo_txt(state, 0);
+  rebuild_kovo_event_list(state, 0);
+  memory.definition_time = now;
+}
+
+void watch_sync_marker(Supervision& memory) {
+  const FileTime now = file_time(kSyncMarkerPath);
+  if (!now.known) {
+    const Descriptor marker(open(kSyncMarkerPath, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
+    sleep_ms(kSyncPauseMs);
+    return;
+  }
+  if (!time_changed(now, memory.sync_time)) return;
+  sleep_ms(kSyncPauseMs);
+  memory.sync_time = now;
+}
+
+/// The snapshot is loaded when it is first seen, twice: its writer may have been at it.
+void load_snapshot_twice() {
+  if (lm_load_snapshot(*variable_registry, *central_state) != 0) return;
+  sleep_ms(kSecondMs);
+  lm_load_snapshot(*variable_registry, *central_state);
+}
+
+void watch_snapshot(Supervision& memory) {
+  const FileTime now = file_time(kSnapshotPath);
+  if (time_changed(now, memory.snapshot_time)) {
+    if (!memory.snapshot_time.known) load_snapshot_twice();
+    memory.snapshot_time = now;
+  } else if (now.known && just_written(now, now_s())) {
+    sleep_ms(kSecondMs);
+  }
+}
+
+}  // namespace
+
+FileTime file_time(const char* path) {
+  struct stat info {};
+  if (stat(path, &info) != 0) return {};
+  return {true, static_cast<std::int64_t>(info.st_mtim.tv_sec), info.st_mtim.tv_nsec};
+}
+
+bool time_changed(const FileTime& now, const FileTime& remembered) {
+  if (!now.known) return false;
+  return !remembered.known || now.seconds != remembered.seconds ||
+         now.nanoseconds != remembered.nanoseconds;
+}
+
+bool just_written(const FileTime& written, std::int64_t now_seconds) {
+  return now_seconds > written.seconds && now_seconds <= written.seconds + kFreshFileS;
+}
+
+void supervise_once(CentralState& state, Supervision& memory) {
+  refresh_uptime(memory);
+  report_power_on_period(memory);
+  sleep_ms(kPassMs);
+  watch_definition_file(state, memory);
+  watch_sync_marker(memory);
+  watch_snapshot(memory);
+}
+
+}  // namespace kovo

@@ -1,0 +1,15 @@
+#include "frame/worker.h"
+
+namespace kovo {
+
+int start_thread(pthread_t& thread, std::size_t stack, void* (*body)(void*), void* argument) {
+  if (stack == kDefaultStack) return pthread_create(&thread, nullptr, body, argument);
+  pthread_attr_t attributes;
+  pthread_attr_init(&attributes);
+  pthread_attr_setstacksize(&attributes, stack);
+  const int error = pthread_create(&thread, &attributes, body, argument);
+  pthread_attr_destroy(&attributes);
+  return error;
+}
+
+}  // namespace kovo

@@ -1,0 +1,83 @@
+// The one object that every thread shares. main makes it before any thread starts, and it is never
+// destroyed.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "definitions/definition_entry.h"
+#include "definitions/event_definition.h"
+#include "definitions/settings.h"
+#include "definitions/templates.h"
+#include "frame/mutex.h"
+#include "variables/mapping_row.h"
+
+namespace kovo {
+
+struct CentralState {
+  Mutex state_lock;     // the compiled lists; held for a whole rebuild, its file included
+  Mutex status_lock;    // status_vars
+  Mutex lm_lock;        // lm_queue
+  Mutex api_lock;       // api_queue
+  Mutex settings_lock;  // settings and the settings file
+  Mutex mapping_lock;   // changing fields of the mapping rows, and the 802.1X state
+
+  StatusVars status_vars GUARDED_BY(status_lock);    // last answer of enough lines
+  EventList event_list GUARDED_BY(state_lock);       // from definition_entries
+  EventList test_event_list GUARDED_BY(state_lock);  // from test_definition_entries
+  std::int64_t created_at = 0;                       // steady clock, nanoseconds
+  MappingTable mapping_table GUARDED_BY(mapping_lock);
+  DefinitionEntries definition_entries;                    // main thread only
+  DefinitionEntries test_definition_entries;               // queue worker only
+  std::deque<std::string> lm_queue GUARDED_BY(lm_lock);    // for handle_lm_event
+  std::deque<std::string> api_queue GUARDED_BY(api_lock);  // for handle_vep_api
+  Settings settings GUARDED_BY(settings_lock);
+  std::string ip_addr;     // the device's IPv4 address; main thread only
+  std::string iface_name;  // the interface it belongs to; main thread only
+  std::atomic<std::int32_t> events_enabled{0};
+
+  // Constant after construction.
+  std::string pid;                   // product id
+  std::string vid;                   // vendor id
+  std::int32_t has_video_input = 0;  // 1 on the input side of the link, 0 on the output side
+  std::int32_t usbc_input = 0;       // 1 on the variants whose second video input is USB-C
+  ResolutionTable resolution_table;
+
+  // Last decoded fields of V_OUTPUT_TIMING_CONVERT; handle_lm_event only.
+  std::string votc_enable = "0";
+  std::string votc_yuvout = "AUTO";
+  std::string votc_resolution = "AUTO";
+
+  std::atomic<std::int32_t> ready{0};  // 1 once all workers are started
+
+  std::string wpa_eap_mode GUARDED_BY(mapping_lock);  // raw 802.1X mode
+  std::int64_t p8021status_time = 0;                  // when the event was last queued, seconds
+  std::string p8021_status GUARDED_BY(mapping_lock);  // "on" or "off"
+  std::int64_t p8021enable_time = 0;                  // handle_lm_event only, as the next two
+  std::string yuv_out;                                // "OFF", "ON" or "AUTO"; "" before the first
+  std::int64_t yuv_event_time = 0;
+
+  std::atomic<std::int32_t> power_on_done{0};
+};
+
+/// Makes the central state: reads the device parameters, applies the product-id rule and builds the
+/// tables. Runs the parameter tool several times. Called once, by main.
+std::unique_ptr<CentralState> make_central_state();
+
+struct Variant {
+  std::int32_t has_video_input;
+  std::int32_t usbc_input;
+};
+
+/// The product-id rule: what the product id says of the device's video inputs, in any letter case.
+/// An unknown id counts as an input side with two HDMI inputs.
+Variant variant_of(std::string_view pid);
+
+/// The 802.1X state that a mode text stands for: "off" or "on".
+const char* p8021_status_of(std::string_view wpa_eap_mode);
+
+}  // namespace kovo

@@ -1,0 +1,27 @@
+// Rows of the two fixed tables about device variables.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace kovo {
+
+struct MappingRow {
+  std::string variable;        // device variable; "" when no variable drives the row
+  std::string status;          // status name, and the event pushed for the row; never empty
+  std::string setting;         // the command word that sets it; "" when there is none
+  std::string last_value;      // last value seen for the row
+  std::int64_t last_time = 0;  // when the row's variable last changed, seconds since the epoch
+};
+
+struct ResolutionEntry {
+  std::int32_t index;
+  std::string name;
+  std::string code;  // four hexadecimal digits, or "0"
+};
+
+using MappingTable = std::vector<MappingRow>;
+using ResolutionTable = std::vector<ResolutionEntry>;
+
+}  // namespace kovo

@@ -1,0 +1,183 @@
+#include "variables/variable_store.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "engine/senders.h"
+#include "frame/files.h"
+#include "frame/globals.h"
+#include "frame/host.h"
+#include "variables/central_state.h"
+
+namespace kovo {
+namespace {
+
+constexpr std::string_view kIgnoreList[] = {"TZ_param_str",
+                                            "DANTE_BACKUP_CONFIG",
+                                            "RANDOM",
+                                            "SECONDS",
+                                            "WATCHDOG_KICK_TIME",
+                                            "count",
+                                            "symbol",
+                                            "tmp"};
+
+bool is_ignored(std::string_view name, bool any_case) {
+  return std::any_of(std::begin(kIgnoreList), std::end(kIgnoreList), [&](std::string_view entry) {
+    return any_case ? equals_nocase(entry, name) : entry == name;
+  });
+}
+
+VariableRecord* find_variable(VariableRegistry& registry, std::string_view name)
+    REQUIRES(registry.registry_lock) {
+  const auto found = registry.index.find(lower_ascii(name));
+  return found == registry.index.end() ? nullptr : &registry.variables[found->second];
+}
+
+void append_variable(VariableRegistry& registry, std::string_view name, std::string_view value,
+                     std::int64_t set_time) REQUIRES(registry.registry_lock) {
+  registry.index.emplace(lower_ascii(name), registry.variables.size());
+  registry.variables.push_back({std::string(name), std::string(value), set_time});
+}
+
+/// Sends one change to the clients of the moment, one after the other.
+void notify(VariableRegistry& registry, std::string_view name, std::string_view value)
+    REQUIRES(registry.notify_lock) {
+  Clients clients;
+  {
+    const MutexLock held(registry.registry_lock);
+    clients = registry.clients;
+  }
+  const std::string line = notification_line(name, value);
+  for (const ClientRecord& client : clients) {
+    if (client.proto == 0) {
+      udpclient(client.ip, client.port, line);
+    } else {
+      tcpclient_no_rcv(client.ip, client.port, line);
+    }
+  }
+}
+
+void store(VariableRegistry& registry, std::string_view name, std::string_view value) {
+  const MutexLock held(registry.registry_lock);
+  if (VariableRecord* record = find_variable(registry, name)) {
+    record->value = value;
+    record->set_time = now_s();
+  } else {
+    append_variable(registry, name, value, now_s());
+  }
+}
+
+/// As store, but keeps a value that differs in letter case at most. True when it stored.
+bool store_change(VariableRegistry& registry, std::string_view name, std::string_view value) {
+  const MutexLock held(registry.registry_lock);
+  VariableRecord* record = find_variable(registry, name);
+  if (record == nullptr) {
+    append_variable(registry, name, value, now_s());
+    return true;
+  }
+  const bool same = equals_nocase(record->value, value);
+  if (debug != 0) {
+    const std::string key(name);
+    const std::string text(value);
+    if (same) {
+      std::printf("[%s:%d] same key=%s, value=%s <= %s\n", "lm_set_change", __LINE__, key.c_str(),
+                  record->value.c_str(), text.c_str());
+    } else {
+      std::printf("[%s:%d] update key=%s,value=%s <= %s\n", "lm_set_change", __LINE__, key.c_str(),
+                  record->value.c_str(), text.c_str());
+    }
+  }
+  record->set_time = now_s();
+  if (!same) record->value = value;
+  return !same;
+}
+
+void mirror_wpa_mode(CentralState& state, std::string_view value) {
+  const MutexLock held(state.mapping_lock);
+  state.p8021_status = p8021_status_of(value);
+  state.wpa_eap_mode = value;
+}
+
+}  // namespace
+
+std::unique_ptr<VariableRegistry> make_variable_registry() {
+  auto registry = std::make_unique<VariableRegistry>();
+  const MutexLock held(registry->registry_lock);
+  registry->clients.push_back({1, "127.0.0.1", 5127});
+  return registry;
+}
+
+int lm_set_init(VariableRegistry& registry, std::string_view name, std::string_view value) {
+  if (is_ignored(name, false)) {
+    if (debug != 0) {
+      std::printf("[%s:%d] skip %s\n", "lm_set_init", __LINE__, std::string(name).c_str());
+    }
+    return 0;
+  }
+  const MutexLock held(registry.registry_lock);
+  VariableRecord* record = find_variable(registry, name);
+  if (record == nullptr) {
+    append_variable(registry, name, value, 0);
+  } else if (record->set_time == 0) {
+    record->value = value;
+  }
+  return 0;
+}
+
+int lm_set(VariableRegistry& registry, std::string_view name, std::string_view value) {
+  if (is_ignored(name, true)) {
+    if (debug != 0) {
+      std::printf("[%s:%d] skip %s\n", "lm_set", __LINE__, std::string(name).c_str());
+    }
+    return 0;
+  }
+  const MutexLock held(registry.notify_lock);
+  store(registry, name, value);
+  notify(registry, name, value);
+  return 0;
+}
+
+bool lm_set_change(VariableRegistry& registry, std::string_view name, std::string_view value) {
+  if (is_ignored(name, true)) {
+    if (debug != 0) {
+      std::printf("[%s:%d] ignore %s\n", "lm_set_change", __LINE__, std::string(name).c_str());
+    }
+    return false;
+  }
+  const MutexLock held(registry.notify_lock);
+  if (!store_change(registry, name, value)) return false;
+  notify(registry, name, value);
+  return true;
+}
+
+std::string lm_get(VariableRegistry& registry, std::string_view name) {
+  const MutexLock held(registry.registry_lock);
+  const VariableRecord* record = find_variable(registry, name);
+  return record == nullptr ? std::string() : record->value;
+}
+
+int lm_load_snapshot(VariableRegistry& registry, CentralState& state) {
+  const File file = open_for_reading(kSnapshotPath);
+  if (file == nullptr) return 0;
+  LineBuffer buffer;
+  std::string_view line;
+  while (read_line(file.get(), buffer, line, kMaxSnapshotLine)) {
+    const KeyValue pair = split_snapshot_line(line);
+    if (!pair.found) continue;
+    lm_set_init(registry, pair.key, pair.value);
+    if (equals_nocase(pair.key, "WPA_EAP_MODE")) mirror_wpa_mode(state, pair.value);
+  }
+  return 0;
+}
+
+KeyValue split_snapshot_line(std::string_view line) {
+  if (line.size() < 3) return {};
+  const KeyValue pair = split_key_value(until_newline(line));
+  return pair.found && !pair.key.empty() ? pair : KeyValue{};
+}
+
+std::string notification_line(std::string_view name, std::string_view value) {
+  return std::string(name).append("=").append(value).append("\n");
+}
+
+}  // namespace kovo

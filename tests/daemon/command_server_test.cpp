@@ -1,0 +1,137 @@
+#include <arpa/inet.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <random>
+
+#include "tests/daemon/device_test.h"
+
+namespace kovo::device {
+namespace {
+
+using std::chrono::milliseconds;
+
+int open_connection(int port) {
+  const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(static_cast<std::uint16_t>(port));
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  EXPECT_EQ(connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+  return fd;
+}
+
+struct CommandServer : DeviceTest {};
+
+TEST_F(CommandServer, MessagesAreCutAndInterpreted) {
+  start();
+  const struct {
+    std::string message;
+    std::string main_line;
+    std::string event_lines;
+  } cases[] = {
+      {"one\n", "[4]one\n", "get tcp:2700 event: key=one,value=\npush event: one\n"},
+      {"two=2=3", "[7]two=2=3", "get tcp:2700 event: key=two,value=2=3\npush event: two\n"},
+      {std::string("zero\0x=y", 8), "[4]zero", "key=zero,value=\npush event: zero\n"},
+      {std::string("\0", 1), "[0]", "key=,value=\npush event: \n"},
+      {"a\nb\n\n", "[5]a\nb\n\n", "key=a\nb\n,value=\npush event: a\nb\n"},
+      {"a=1\nb=2\n", "[8]a=1\nb=2\n", "key=a,value=1\nb=2\npush event: a\n"},
+      {std::string(3000, 'k'), "[2047]" + std::string(2047, 'k'),
+       "key=" + std::string(1023, 'k') + ",value=\npush event: " + std::string(1023, 'k') + "\n"},
+      {"%s%n%n=%d\n", "[10]%s%n%n=%d\n", "key=%s%n%n,value=%d\npush event: %s%n%n\n"},
+  };
+  for (const auto& c : cases) {
+    ASSERT_EQ(send_tcp(2700, c.message), 0);
+    EXPECT_TRUE(wait_log(kEventLog, c.event_lines)) << c.event_lines << event_log();
+    EXPECT_EQ(count_of(main_log(), "[handle_tcp_event] recv(tcp:2700) " + c.main_line), 1);
+  }
+  const std::string before = event_log();
+  for (const char* ignored :
+       {"__test__:A\n", "__TEST__\n", "__:x\n", "__\n", "__SET__:network=0\n"}) {
+    send_tcp(2700, ignored);
+  }
+  ASSERT_TRUE(wait_log(kMainLog, "recv(tcp:2700)", 13));
+  usleep(600'000);
+  EXPECT_EQ(event_log(), before);
+}
+
+TEST_F(CommandServer, OneReadPerConnectionAndIdleOnesDelayNobody) {
+  start();
+  std::vector<int> idle;
+  for (int i = 0; i < 100; ++i) idle.push_back(open_connection(2700));
+  const int split = open_connection(2700);
+  ASSERT_EQ(send(split, "first\n", 6, MSG_NOSIGNAL), 6);
+  ASSERT_TRUE(wait_log(kEventLog, "push event: first\n"));
+  char byte = 0;
+  EXPECT_EQ(recv(split, &byte, 1, 0), 0) << "closed after the first read";
+  send(split, "second\n", 7, MSG_NOSIGNAL);
+  close(split);
+  EXPECT_TRUE(wait_log(kEventLog, "push event: first\n", 1, milliseconds(500)));
+  ASSERT_EQ(send(idle[50], "late\n", 5, MSG_NOSIGNAL), 5);
+  EXPECT_TRUE(wait_log(kEventLog, "push event: late\n", 1, milliseconds(800)));
+  const Usage usage = usage_of(daemon);
+  for (const int fd : idle) close(fd);
+  ASSERT_TRUE(wait_for([&] { return usage_of(daemon).descriptors == usage.descriptors - 99; }));
+  EXPECT_EQ(count_of(event_log(), "second"), 0);
+  EXPECT_EQ(count_of(main_log(), "recv(tcp:2700)"), 2) << "closing without a byte logs nothing";
+}
+
+TEST_F(CommandServer, ResetConnectionsAreLogged) {
+  start();
+  const int fd = open_connection(2700);
+  usleep(100'000);
+  const linger at_once{1, 0};
+  setsockopt(fd, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
+  close(fd);
+  EXPECT_TRUE(wait_log(kMainLog,
+                       "Error: [handle_tcp_event] Recv(tcp:2700): Connection reset by "
+                       "peer\n"));
+}
+
+TEST_F(CommandServer, ExhaustedDescriptorsLockNobodyOut) {
+  DaemonOptions options;
+  options.open_files = 40;
+  start(options);
+  std::vector<int> idle;
+  for (int i = 0; i < 60; ++i) idle.push_back(open_connection(2700));
+  ASSERT_TRUE(wait_log(kMainLog, "Error: [handle_tcp_event] accept(): Too many open files\n"));
+  const long cpu = usage_of(daemon).cpu_ms;
+  usleep(500'000);
+  EXPECT_LT(usage_of(daemon).cpu_ms - cpu, 200) << "it does not spin";
+  EXPECT_EQ(send_tcp(2700, "next\n"), 0);
+  EXPECT_TRUE(wait_for([] { return count_of(main_log(), "[5]next\n") == 1; }));
+  for (const int fd : idle) close(fd);
+  send_tcp(2700, "after\n");
+  EXPECT_TRUE(wait_log(kEventLog, "push event: after\n"));
+  EXPECT_LE(count_of(main_log(), "accept()"), 10);
+}
+
+TEST_F(CommandServer, DescriptorsBeyondSelectAreMovedDown) {
+  DaemonOptions options;
+  options.open_files = 2048;
+  start(options);
+  std::vector<int> idle;
+  for (int i = 0; i < 1100; ++i) idle.push_back(open_connection(2700));
+  EXPECT_TRUE(wait_for([] { return count_of(main_log(), "accept(): Too many open files") > 0; }));
+  send_tcp(2700, "next\n");
+  EXPECT_TRUE(wait_log(kEventLog, "push event: next\n", 1, std::chrono::seconds(20)));
+  EXPECT_LE(usage_of(daemon).descriptors, 1024);
+  for (const int fd : idle) close(fd);
+}
+
+TEST_F(CommandServer, AnyBytesLeaveItRunning) {
+  start();
+  std::mt19937 random(11);
+  for (int round = 0; round < 300; ++round) {
+    std::string bytes(random() % 3000, '\0');
+    for (char& byte : bytes) byte = static_cast<char>(random());
+    if (round % 3 == 0) bytes.insert(0, "__TEST__:");
+    send_tcp(2700, bytes);
+  }
+  send_tcp(2700, "end\n");
+  EXPECT_TRUE(wait_log(kEventLog, "push event: end\n", 1, std::chrono::seconds(120)));
+  EXPECT_TRUE(alive());
+}
+
+}  // namespace
+}  // namespace kovo::device

@@ -1,0 +1,64 @@
+#include "frame/log.h"
+
+#include <sys/mount.h>
+#include <unistd.h>
+
+#include <thread>
+
+#include "tests/daemon/device_test.h"
+
+namespace kovo::device {
+namespace {
+
+int lines_in(const char* path) {
+  return count_of(read_file(path), "\n");
+}
+
+TEST(Log, RotatesAtThe20000thRecordOfAllThreads) {
+  testing::internal::CaptureStdout();
+  std::vector<std::thread> writers;
+  for (int i = 0; i < 4; ++i) {
+    writers.emplace_back([] {
+      for (int n = 0; n < 5000; ++n) log_main("record %d\n", n);
+    });
+  }
+  for (std::thread& writer : writers) writer.join();
+  EXPECT_EQ(lines_in(kRotatedLogPath), 20000);
+  EXPECT_FALSE(file_exists(kMainLogPath));
+  log_main("first of the next\n");
+  EXPECT_EQ(read_file(kMainLogPath), "first of the next\n");
+  EXPECT_EQ(count_of(testing::internal::GetCapturedStdout(), "\n"), 20001);
+}
+
+TEST(Log, ALogThatCannotBeOpenedLosesOnlyItsRecords) {
+  testing::internal::CaptureStdout();
+  for (int n = 0; n < 10000; ++n) log_main("a\n");
+  ASSERT_EQ(rename("/var/tmp/log", "/var/tmp/gone"), 0);
+  for (int n = 0; n < 5000; ++n) log_main("lost\n");
+  log_event("lost\n");
+  log_event_echo("%s\n", "printed all the same");
+  ASSERT_EQ(rename("/var/tmp/gone", "/var/tmp/log"), 0);
+  unlink(kMainLogPath);
+  for (int n = 0; n < 9999; ++n) log_main("b\n");
+  EXPECT_FALSE(file_exists(kRotatedLogPath)) << "lost records do not count, deleted ones do";
+  log_main("b\n");
+  EXPECT_EQ(lines_in(kRotatedLogPath), 10000);
+  EXPECT_FALSE(file_exists(kEventLog));
+  EXPECT_NE(testing::internal::GetCapturedStdout().find("  printed all the same\n"),
+            std::string::npos);
+}
+
+TEST(Log, LongRecordsAndFullDisksAreSurvived) {
+  testing::internal::CaptureStdout();
+  log_event("%s\n", std::string(100000, 'x').c_str());
+  EXPECT_EQ(read_file(kEventLog).size(), 24 + 1 + 100000U);
+  EXPECT_TRUE(std::regex_search(
+      read_file(kEventLog), std::regex("^\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3}  x")));
+  ASSERT_EQ(mount("tmpfs", "/var/tmp/log", "tmpfs", 0, "size=8k"), 0);
+  for (int n = 0; n < 1000; ++n) log_main("%s\n", std::string(50, 'y').c_str());
+  EXPECT_LE(read_file(kMainLogPath).size(), 8192U);
+  testing::internal::GetCapturedStdout();
+}
+
+}  // namespace
+}  // namespace kovo::device

@@ -1,0 +1,208 @@
+#include <gtest/gtest.h>
+
+#include "definitions/definition_file.h"
+#include "definitions/event_list.h"
+#include "definitions/settings.h"
+#include "definitions/templates.h"
+
+namespace kovo {
+namespace {
+
+DefinitionEntries parse(std::initializer_list<std::string_view> lines) {
+  DefinitionEntries entries;
+  for (const std::string_view line : lines) parse_definition_line(entries, line);
+  return entries;
+}
+
+TEST(DefinitionKeys, AreSplitAtTheFirstFieldWordOfTheFixedOrder) {
+  const struct {
+    std::string_view line;
+    int parts;
+    std::string name, field, index, value;
+  } cases[] = {
+      {"PowerOnCount=2\n", 1, "PowerOn", "Count", "", "2"},
+      {"DVIConnectedData0=4142", 2, "DVIConnected", "Data", "0", "4142"},
+      {"EnableEvents=true\n", 0, "EnableEvents", "", "", "true"},
+      {"DataEncode=HEX\n", 0, "DataEncode", "", "", "HEX"},
+      {"MyDataEventData0=41\n", 2, "My", "Data", "EventData0", "41"},
+      {"PowerOnCount =1\n", 2, "PowerOn", "Count", " ", "1"},
+      {"CountCount=1\n", 0, "CountCount", "", "", "1"},
+      {"PortIP0=x\n", 2, "Port", "IP", "0", "x"},
+      {"DelayedPort1=x\n", 2, "Delayed", "Port", "1", "x"},
+      {"a=b=c\n", 0, "a", "", "", "b=c"},
+      {"key=\n", 0, "key", "", "", ""},
+      {"=v\n", 0, "", "", "", "v"},
+      {"DoorIP0=10.0.0.7\r\n", 2, "Door", "IP", "0", "10.0.0.7\r"},
+  };
+  for (const auto& c : cases) {
+    const DefinitionEntries entries = parse({c.line});
+    ASSERT_EQ(entries.size(), 1U) << c.line;
+    EXPECT_EQ(entries[0].parts, c.parts) << c.line;
+    EXPECT_EQ(entries[0].name, c.name) << c.line;
+    EXPECT_EQ(entries[0].field, c.field) << c.line;
+    EXPECT_EQ(entries[0].index, c.index) << c.line;
+    EXPECT_EQ(entries[0].value, c.value) << c.line;
+  }
+  EXPECT_TRUE(parse({"no equals sign\n", "\n", ""}).empty());
+}
+
+TEST(DefinitionCopies, AreByteExact) {
+  const DefinitionEntries entries =
+      parse({"ACount=1\n", "AData0=41000A\n", "x=y\r\n", "skipped\n"});
+  EXPECT_EQ(definitions_raw(entries), "ACount=1\nAData0=41000A\nx=y\r\n");
+  EXPECT_EQ(definitions_ascii(entries), std::string("ACount=1\nAData0=A\0\n\nx=y\r\n", 25));
+}
+
+TEST(Hex, PairsAreReadAsNumbers) {
+  EXPECT_EQ(s_hex_to_ascii("504F4a"), "POJ");
+  EXPECT_EQ(s_hex_to_ascii(""), "");
+  EXPECT_EQ(s_hex_to_ascii("4G"), "\x04");
+  EXPECT_EQ(s_hex_to_ascii("ZZ41"), std::string("\0A", 2));
+  EXPECT_EQ(s_hex_to_ascii("415"), "A\x05");
+  EXPECT_EQ(s_hex_to_ascii("41\r"), std::string("A\0", 2));
+  EXPECT_EQ(s_hex_to_ascii("-1 F+A"), "\xFF\x0F\x0A");
+}
+
+TEST(EventList, CountsMakeEventsWithCutNumbersOfSteps) {
+  const EventList events = compile_events(parse({"NoneCount=0", "NegativeCount=-1", "ManyCount=500",
+                                                 "TextCount=abc", "GenericEventsCount= 3x"}));
+  ASSERT_EQ(events.size(), 2U);
+  EXPECT_EQ(events[0].name, "Many");
+  EXPECT_EQ(events[0].commands.size(), 128U);
+  EXPECT_EQ(events[1].name, "GenericEvents");
+  EXPECT_EQ(events[1].commands.size(), 3U);
+}
+
+TEST(EventList, StepsTakeTheirFieldsAndNothingElse) {
+  const EventList events = compile_events(
+      parse({"ACount=2", "AIP1=10.0.0.6", "APort1=23", "AProtocol1=TCP", "AData1=414243",
+             "AData2=41", "AData-1=42", "AData x=43", "AData99999999999=44", "AData 1y=4A",
+             "BData0=41", "AXMLfield0=no", "ACount1=9"}));
+  ASSERT_EQ(events.size(), 1U);
+  EXPECT_EQ(events[0].trigger, "A");
+  const SubCommand& empty = events[0].commands[0];
+  EXPECT_EQ(empty.ip + empty.port + empty.protocol + empty.data, "");
+  const SubCommand& step = events[0].commands[1];
+  EXPECT_EQ(step.ip + " " + step.port + " " + step.protocol + " " + step.data, "10.0.0.6 23 TCP J");
+}
+
+TEST(EventList, OffsetsAreSummedInTheOrderOfTheFile) {
+  const auto offsets = [](std::initializer_list<std::string_view> lines) {
+    std::vector<std::int64_t> result;
+    const EventList events = compile_events(parse(lines));
+    for (const SubCommand& step : events.at(0).commands) {
+      result.push_back(step.delay_from_exec_ns / 1'000'000);
+    }
+    return result;
+  };
+  using Offsets = std::vector<std::int64_t>;
+  EXPECT_EQ(offsets({"ACount=3", "ADelay0=100", "ADelay1=200", "ADelay2=50"}),
+            (Offsets{100, 300, 350}));
+  EXPECT_EQ(offsets({"ADelay0=100", "ADelay2=50", "ADelay1=200", "ACount=3"}),
+            (Offsets{100, 300, 50}));
+  EXPECT_EQ(offsets({"ACount=3", "ADelay0=100", "ADelay2=50"}), (Offsets{100, 0, 50}));
+  EXPECT_EQ(offsets({"ACount=1", "ADelay0=9999999999"}), (Offsets{2147483647}));
+}
+
+TEST(EventList, TriggersFollowXmlFieldsAndBuiltInDelays) {
+  const EventList events = compile_events(
+      parse({"DoorCount=1", "DoorXMLfield=doorState", "DoorDelay=3", "PowerOnCount=1",
+             "PowerOnXMLfield=x", "PowerOnDelay=1", "DVIConnectedCount=1", "DVIConnectedDelay=2",
+             "DVIConnectedXMLfield=hdmi", "DoorCount=2"}));
+  ASSERT_EQ(events.size(), 4U);
+  EXPECT_EQ(events[0].trigger, "doorState");
+  EXPECT_EQ(events[0].delay_s, 3);
+  EXPECT_EQ(events[1].trigger, "PowerOn") << "a Delay line sets a built-in trigger back";
+  EXPECT_EQ(events[2].trigger, "hdmi") << "an XMLfield line behind it stays";
+  EXPECT_EQ(events[3].trigger, "doorState") << "all events of a name are filled in";
+}
+
+TEST(EventList, FileShowsOneLinePerEvent) {
+  EXPECT_EQ(event_list_text(compile_events(
+                parse({"PowerOnCount=2", "PowerOnDelay=1", "PowerOnData0=414243", "PowerOnDelay0=0",
+                       "PowerOnData1=00440A", "PowerOnDelay1=500", "ECount=1", "EDelay0=-1"}))),
+            std::string("PowerOn;PowerOn;0:ABC:0;1:\0D\n:500;Delay=1;\nE;E;0::-1;Delay=0;\n", 62));
+}
+
+TEST(Templates, PlaceholdersAreFilled) {
+  const TemplateValues values = {{{"inputName", "HDMI1"},
+                                  {"a{{b", "inner"},
+                                  {"time", "mine"},
+                                  {"esc", "x\\ny"},
+                                  {"", "none"},
+                                  {"loop", "{{inputName}}"},
+                                  {"inputName", "second"}},
+                                 "2024-11-29 ",
+                                 "18:16:18",
+                                 42};
+  const struct {
+    std::string_view payload;
+    std::string expanded;
+  } cases[] = {
+      {"In={{inputName}}", "In=HDMI1"},
+      {"{{DATE}}|{{Uptime}}", "2024-11-29 |42"},
+      {"{{time}}{{TIME}}", "mine18:16:18"},
+      {"[{{nosuch}}{{INPUTNAME}}]", "[]"},
+      {"{{a{{b}}", "inner"},
+      {"{{open", "{{open"},
+      {"}}{{", "}}{{"},
+      {"{{}}!", "none!"},
+      {"{{{inputName}}}", "}"},
+      {"{{esc}}\\r\\t\\\\n", "x\ny\r\t\\\n"},
+      {"{{loop}}", "{{inputName}}"},
+      {std::string_view("\0{{inputName}}\0", 15), std::string("\0HDMI1\0", 7)},
+  };
+  for (const auto& c : cases)
+    EXPECT_EQ(expand_templates(values, c.payload), c.expanded) << c.payload;
+}
+
+TEST(Templates, PercentCodesAreDecoded) {
+  const struct {
+    const char* text;
+    std::string decoded;
+  } cases[] = {{"A%41B", "AAB"},
+               {"100%", "100%"},
+               {"%4", "%4"},
+               {"%", "%"},
+               {"%zz", "\xFF"},
+               {"%3a%3A", "::"},
+               {nullptr, ""},
+               {"%41", "A"},
+               {"%%41",
+                "\xFF"
+                "1"},
+               {"%00x", std::string("\0x", 2)}};
+  for (const auto& c : cases) EXPECT_EQ(percent_decode(c.text), c.decoded);
+  EXPECT_EQ(percent_hex_pair(nullptr), -1);
+  EXPECT_EQ(percent_hex_pair("4%1"), -2);
+  EXPECT_EQ(percent_hex_pair("%4"), -3);
+  EXPECT_EQ(percent_hex_pair("%fF"), 255);
+  EXPECT_EQ(unescape_text(nullptr), "");
+}
+
+TEST(Templates, StatusLinesAreSplitAtTheFirstColon) {
+  StatusVars vars;
+  EXPECT_TRUE(parse_status_line("a:b:c\n", vars));
+  EXPECT_TRUE(parse_status_line(" key : v ", vars));
+  EXPECT_TRUE(parse_status_line(":", vars));
+  EXPECT_FALSE(parse_status_line("no colon\n", vars));
+  EXPECT_EQ(vars, (StatusVars{{"a", "b:c"}, {" key ", " v "}, {"", ""}}));
+}
+
+TEST(Settings, LinesOfTheFileReachKnownKeysOnly) {
+  Settings settings = {{"portID", ""}, {"sysName", "old"}};
+  for (const char* line :
+       {"portID", "hostName=x\n", "PORTID=y\n", "portID=a=b\nrest", "sysName=\n"}) {
+    load_setting_line(settings, line);
+  }
+  EXPECT_EQ(settings, (Settings{{"portID", "a=b"}, {"sysName", ""}}));
+}
+
+TEST(Settings, EnableValuesAreReadByTheirFirstCharacter) {
+  for (const char* on : {"1", "yes", "y", "10"}) EXPECT_TRUE(enables_events(on)) << on;
+  for (const char* off : {"0", "no", "Y", "true", "", " 1"})
+    EXPECT_FALSE(enables_events(off)) << off;
+}
+
+}  // namespace
+}  // namespace kovo

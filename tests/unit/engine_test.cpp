@@ -1,0 +1,101 @@
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "engine/event_queue.h"
+#include "engine/queue_worker.h"
+#include "engine/sender_threads.h"
+
+namespace kovo {
+namespace {
+
+constexpr std::int64_t kSecond = 1'000'000'000;
+
+EventDefinition queued(std::int64_t queued_s, std::int64_t due_s) {
+  EventDefinition event;
+  event.queued_at = queued_s * kSecond;
+  event.due_at = due_s * kSecond;
+  return event;
+}
+
+TEST(QueueWorker, EventsWaitRunOrExpire) {
+  EventDefinition executed = queued(1, 1);
+  executed.status = 1;
+  const struct {
+    EventDefinition event;
+    std::int64_t now;
+    EventFate fate;
+  } cases[] = {
+      {queued(1, 3), 3 * kSecond - 1, EventFate::kWait},
+      {queued(1, 3), 3 * kSecond, EventFate::kRun},
+      {queued(5, 5), 4 * kSecond, EventFate::kWait},
+      {queued(1, 1), 61 * kSecond, EventFate::kRun},
+      {queued(1, 1), 61 * kSecond + 1, EventFate::kExpired},
+      {queued(1, 62), 61 * kSecond, EventFate::kWait},
+      {queued(1, 62), 61 * kSecond + 1, EventFate::kExpired},
+      {queued(1, -4), 2 * kSecond, EventFate::kRun},
+      {queued(0, 1), 2 * kSecond, EventFate::kErase},
+      {queued(1, 0), 2 * kSecond, EventFate::kErase},
+      {executed, 2 * kSecond, EventFate::kErase},
+      {executed, 62 * kSecond, EventFate::kExpired},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(event_fate(c.event, c.now), c.fate) << c.event.queued_at << " " << c.now;
+  }
+}
+
+TEST(QueueWorker, StepsAreSkippedByPeriodAndSwitch) {
+  const auto fate = [](const char* name, int test, bool plug, bool enabled) {
+    EventDefinition event;
+    event.name = name;
+    event.test = test;
+    return step_fate(event, plug, enabled);
+  };
+  EXPECT_EQ(fate("dviCONNECTED", 0, false, true), StepFate::kPowerOnSkip);
+  EXPECT_EQ(fate("DVIDisconnected", 0, false, false), StepFate::kPowerOnSkip);
+  EXPECT_EQ(fate("DVIConnected", 1, false, false), StepFate::kSend);
+  EXPECT_EQ(fate("DVIConnected", 0, true, true), StepFate::kSend);
+  EXPECT_EQ(fate("Door", 0, false, true), StepFate::kSend);
+  EXPECT_EQ(fate("Door", 0, true, false), StepFate::kDisabled);
+  EXPECT_EQ(fate("Door", 1, true, false), StepFate::kSend);
+}
+
+TEST(Senders, AreChosenByTheWordsOfTheProtocol) {
+  const struct {
+    const char* protocol;
+    SendKind kind;
+  } cases[] = {
+      {"UDP", SendKind::kUdp},
+      {"TCP", SendKind::kTcp},
+      {"UDPStatus", SendKind::kUdpStatus},
+      {"StatusTCP", SendKind::kTcpStatus},
+      {"UDP/TCP", SendKind::kTcp},
+      {"tcp", SendKind::kNone},
+      {"Status", SendKind::kNone},
+      {"", SendKind::kNone},
+      {"TCP\r", SendKind::kTcp},
+      {"TCPstatus", SendKind::kTcp},
+  };
+  for (const auto& c : cases) EXPECT_EQ(choose_sender(c.protocol), c.kind) << c.protocol;
+}
+
+TEST(Senders, SlotsAreFoundJoinedAndRefused) {
+  const auto queue = make_event_queue();
+  std::set<int> taken;
+  for (int i = 0; i < kSenderSlots; ++i) taken.insert(get_new_ret_thread(*queue, "e"));
+  EXPECT_EQ(taken.size(), 512U);
+  EXPECT_EQ(*taken.rbegin(), 511);
+  EXPECT_EQ(get_new_ret_thread(*queue, "e"), -1);
+
+  for (const int slot : {3, 7}) {
+    pthread_create(
+        &queue->sender_threads[slot], nullptr, [](void* p) { return p; }, nullptr);
+    queue->sender_state[slot] = kSlotFinished;
+  }
+  EXPECT_EQ(get_new_ret_thread(*queue, "e"), -1) << "a slot freed by a scan waits for the next one";
+  EXPECT_EQ(get_new_ret_thread(*queue, "e"), 3);
+  EXPECT_EQ(get_new_ret_thread(*queue, "e"), 7);
+}
+
+}  // namespace
+}  // namespace kovo
