@@ -99,7 +99,8 @@ int write_settings_file(CentralState& state) {
   const MutexLock held(state.settings_lock);
   if (state.settings.empty()) return -1;
   std::string text;
-  for (const auto& [key, value] : state.settings) text += key + "=" + value + "\n";
+  for (const auto& [key, value] : state.settings)
+    text.append(key).append("=").append(value).append("\n");
   return replace_file(kSettingsPath, text) ? 0 : -2;
 }
 

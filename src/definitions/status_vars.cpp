@@ -50,7 +50,7 @@ int renew_macro_var(CentralState& state) {
 
 int write_status_vars_file(const StatusVars& vars, const std::string& path) {
   std::string text;
-  for (const auto& [key, value] : vars) text += key + "=" + value + "\n";
+  for (const auto& [key, value] : vars) text.append(key).append("=").append(value).append("\n");
   return write_file(path.c_str(), text) ? 0 : -1;
 }
 

@@ -49,7 +49,7 @@ struct EventQueue {
   // The slots. The worker takes and frees them; a sender thread touches only its own.
   pthread_t sender_threads[kSenderSlots] = {};
   std::atomic<std::int32_t> sender_state[kSenderSlots] = {};
-  char sender_ip[kSenderSlots][kMaxAddress + 1] = {};
+  char sender_ip[kSenderSlots][kMaxShortText + 1] = {};
   char sender_data[kSenderSlots][kMaxCommand + 1] = {};
   SenderTask sender_tasks[kSenderSlots] = {};
 

@@ -36,7 +36,7 @@ const sockaddr* generic(const sockaddr_in& address) {
 void set_timeouts(int fd, int milliseconds) {
   timeval limit{};
   limit.tv_sec = milliseconds / 1000;
-  limit.tv_usec = (milliseconds % 1000) * 1000;
+  limit.tv_usec = milliseconds % 1000 * 1000L;
   setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
   setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
 }

@@ -8,7 +8,9 @@
 #include <cstdio>
 #include <initializer_list>
 
+#include "control/command_language.h"
 #include "control/command_server.h"
+#include "control/status_intake.h"
 #include "definitions/definition_file.h"
 #include "definitions/event_list.h"
 #include "definitions/settings.h"
@@ -23,6 +25,7 @@
 #include "frame/supervision.h"
 #include "frame/worker.h"
 #include "variables/central_state.h"
+#include "variables/channel_receivers.h"
 #include "variables/variable_store.h"
 
 namespace kovo {
@@ -103,11 +106,16 @@ bool start_workers(std::initializer_list<Worker> workers) {
 }
 
 bool start_receivers() {
-  return start_workers({{"handle_tcp_event", handle_tcp_event, event_queue}});
+  return start_workers({{"handle_tcp_event", handle_tcp_event, event_queue},
+                        {"handle_udp_lm_var", handle_udp_lm_var, central_state},
+                        {"handle_tcp_lm_var", handle_tcp_lm_var, central_state}});
 }
 
 bool start_consumers() {
-  return start_workers({{"handle_q_event", handle_q_event, event_queue}});
+  return start_workers({{"handle_lm_event", handle_lm_event, central_state},
+                        {"handle_q_event", handle_q_event, event_queue},
+                        {"handle_udp_vep_api", handle_udp_vep_api, central_state},
+                        {"handle_vep_api", handle_vep_api, central_state}});
 }
 
 void make_web_root() {

@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/in.h>
+#include <sys/resource.h>
 #include <sys/select.h>
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -35,6 +36,7 @@ constexpr int kReceiveBuffer = 8 << 20;  // holds a burst of some thousand small
 struct TcpLoop {
   int listener;
   int highest;
+  int comfortable;  // descriptors from here on are left to the rest of the daemon
   fd_set watched;
   std::deque<int> waiting;  // open connections, the oldest first
   std::int64_t last_error_log_s = 0;
@@ -110,15 +112,23 @@ void close_connection(TcpLoop& loop, int fd) {
 
 /// Makes room when descriptors or memory run out: an idle connection goes, the next client comes.
 void relieve_shortage(const TcpPort& port, TcpLoop& loop, const fd_set& readable, int error) {
+  const auto oldest = std::find_if(loop.waiting.begin(), loop.waiting.end(),
+                                   [&](int fd) { return FD_ISSET(fd, &readable) == 0; });
+  if (oldest != loop.waiting.end()) close_connection(loop, *oldest);
+  // Only now is there a descriptor for the log.
   const std::int64_t now = now_s();
   if (now != loop.last_error_log_s) {
     loop.last_error_log_s = now;
     log_main("Error: [%s:%d] accept(): %s\n", port.routine, __LINE__, error_text(error).c_str());
   }
-  const auto oldest = std::find_if(loop.waiting.begin(), loop.waiting.end(),
-                                   [&](int fd) { return FD_ISSET(fd, &readable) == 0; });
-  if (oldest != loop.waiting.end()) close_connection(loop, *oldest);
   sleep_ms(kShortagePauseMs);
+}
+
+/// Idle connections may take half of the process's descriptors, and no more than select can hold.
+int comfortable_descriptors() {
+  rlimit limit{};
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return FD_SETSIZE;
+  return static_cast<int>(std::min<rlim_t>(limit.rlim_cur / 2, FD_SETSIZE));
 }
 
 void accept_one(const TcpPort& port, TcpLoop& loop, const fd_set& readable) {
@@ -128,16 +138,14 @@ void accept_one(const TcpPort& port, TcpLoop& loop, const fd_set& readable) {
     relieve_shortage(port, loop, readable, errno);
     return;
   }
-  if (fd >= FD_SETSIZE) {  // select cannot hold it: move it to the number of the dropped one
+  if (fd >= loop.comfortable) {  // move it to the number of the one that is dropped for it
     relieve_shortage(port, loop, readable, EMFILE);
     const int lower = fcntl(fd, F_DUPFD_CLOEXEC, 0);
     close(fd);
     fd = lower;
   }
-  if (fd < 0 || fd >= FD_SETSIZE) {
-    if (fd >= 0) close(fd);
-    return;
-  }
+  if (fd >= FD_SETSIZE) close(fd);  // select cannot hold it
+  if (fd < 0 || fd >= FD_SETSIZE) return;
   FD_SET(fd, &loop.watched);
   loop.highest = std::max(loop.highest, fd);
   loop.waiting.push_back(fd);
@@ -222,7 +230,7 @@ bool receive_one(const UdpPort& port, int fd) {
 void serve_tcp(const TcpPort& port) {
   const Descriptor listener(listen_tcp(port));
   if (listener.fd < 0) return;
-  TcpLoop loop{listener.fd, listener.fd, {}, {}};
+  TcpLoop loop{listener.fd, listener.fd, comfortable_descriptors(), {}, {}};
   FD_ZERO(&loop.watched);
   FD_SET(listener.fd, &loop.watched);
   bool serving = true;

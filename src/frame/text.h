@@ -12,7 +12,7 @@ namespace kovo {
 
 // How many bytes of a text are kept at most; one less than the buffer of the wire or file format.
 constexpr std::size_t kMaxPath = 127;        // paths, lines of the parameter tool
-constexpr std::size_t kMaxAddress = 63;      // destination addresses
+constexpr std::size_t kMaxShortText = 63;    // destination addresses, serial formats
 constexpr std::size_t kMaxStatusLine = 511;  // status lines and setting lines
 constexpr std::size_t kMaxCommand = 1023;    // command lines, payloads, mirror lines
 constexpr std::size_t kMaxMessage = 2047;    // messages, status answers, lines of files

@@ -3,6 +3,7 @@
 #include "frame/host.h"
 #include "frame/text.h"
 #include "variables/device_param.h"
+#include "variables/mapping_tables.h"
 
 namespace kovo {
 namespace {
@@ -36,6 +37,8 @@ std::unique_ptr<CentralState> make_central_state() {
   const Variant variant = variant_of(state->pid);
   state->has_video_input = variant.has_video_input;
   state->usbc_input = variant.usbc_input;
+  state->resolution_table = make_resolution_table();
+  build_mapping_table(*state);
   return state;
 }
 

@@ -5,6 +5,7 @@
 
 #include <regex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "device/device.h"
@@ -40,6 +41,15 @@ inline int count_of(const std::string& text, const std::string& part) {
     ++count;
   }
   return count;
+}
+
+/// The lines of a text that hold a part.
+inline std::string lines_with(const std::string& text, const std::string& part) {
+  std::string lines;
+  for (const std::string_view line : split_lines(text)) {
+    if (line.find(part) != std::string_view::npos) lines.append(line).append("\n");
+  }
+  return lines;
 }
 
 inline bool wait_log(const char* path, const std::string& part, int times = 1,
@@ -84,6 +94,12 @@ struct DeviceTest : ::testing::Test {
 
   bool alive() {
     return wait_exit(daemon, std::chrono::milliseconds(0)) == -1000;
+  }
+
+  /// What the daemon uses once its first passes, with their marker file open for a while, are over.
+  Usage settled_usage() {
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+    return usage_of(daemon);
   }
 
   StatusService service;

@@ -51,7 +51,7 @@ TEST(Log, ALogThatCannotBeOpenedLosesOnlyItsRecords) {
 TEST(Log, LongRecordsAndFullDisksAreSurvived) {
   testing::internal::CaptureStdout();
   log_event("%s\n", std::string(100000, 'x').c_str());
-  EXPECT_EQ(read_file(kEventLog).size(), 24 + 1 + 100000U);
+  EXPECT_EQ(read_file(kEventLog).size(), 24 + 1 + 100000 + 1U);
   EXPECT_TRUE(std::regex_search(
       read_file(kEventLog), std::regex("^\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3}  x")));
   ASSERT_EQ(mount("tmpfs", "/var/tmp/log", "tmpfs", 0, "size=8k"), 0);

@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
 #include "control/client_mode.h"
+#include "control/client_registry.h"
+#include "control/command_language.h"
+#include "control/status_intake.h"
 
 namespace kovo {
 namespace {
@@ -22,6 +25,50 @@ TEST(ClientMode, RepliesAreParsedSortedAndFirstWins) {
       {"", {}},
   };
   for (const auto& c : cases) EXPECT_EQ(parse_client_reply(c.reply), c.values) << c.reply;
+}
+
+TEST(ClientRegistry, KeepsOneRecordOfEachClientInOrder) {
+  const auto registry = make_variable_registry();
+  for (int twice = 0; twice < 2; ++twice) {
+    client_udp_add(*registry, "192.168.1.10", 9000);
+    client_tcp_add(*registry, "192.168.1.10", 9000);
+    client_udp_add(*registry, "192.168.001.010", 9000);
+    client_udp_add(*registry, "192.168.1.10", 9001);
+  }
+  EXPECT_EQ(client_count(*registry), 5);
+  client_udp_del(*registry, "192.168.1.10", 9000);
+  client_udp_del(*registry, "192.168.1.10", 9002);
+  EXPECT_EQ(client_list_text(copy_clients(*registry)),
+            "_CLIENT_LIST=tcp:127.0.0.1:5127;tcp:192.168.1.10:9000;udp:192.168.001.010:9000;"
+            "udp:192.168.1.10:9001;\n");
+  client_tcp_del(*registry, "127.0.0.1", 5127);
+  EXPECT_EQ(client_count(*registry), 3);
+}
+
+TEST(CommandLanguage, RenewSendsFiveLinesAMessageAndTheCount) {
+  Variables variables;
+  EXPECT_EQ(renew_messages(variables), std::vector<std::string>{"_RENEW_NUM=0\n"});
+  for (int i = 0; i < 11; ++i) variables.push_back({"V" + std::to_string(i), "x", 0});
+  const std::vector<std::string> messages = renew_messages(variables);
+  ASSERT_EQ(messages.size(), 4U);
+  EXPECT_EQ(messages[0], "V0=x\nV1=x\nV2=x\nV3=x\nV4=x\n");
+  EXPECT_EQ(messages[2], "V10=x\n");
+  EXPECT_EQ(messages[3], "_RENEW_NUM=11\n");
+  variables.pop_back();
+  EXPECT_EQ(renew_messages(variables).size(), 3U) << "a full last message is not followed by none";
+}
+
+TEST(StatusIntake, PlaybackTransitionsRaiseTheirEvents) {
+  using Events = std::vector<std::string>;
+  const auto events = [](const char* before, const char* after) {
+    const auto raised = playback_events(before, after);
+    return Events(raised.begin(), raised.end());
+  };
+  EXPECT_EQ(events("local", "local:news.m3u"), (Events{"playMode", "localPlay"}));
+  EXPECT_EQ(events("", "LOCAL:a"), (Events{"playMode", "localPlay"}));
+  EXPECT_EQ(events("local:a", "Local:b"), (Events{"localPlayList"}));
+  EXPECT_EQ(events("local:a", "localstop"), (Events{"playMode"}));
+  EXPECT_EQ(events("localstop", "local"), Events{});
 }
 
 }  // namespace

@@ -1,0 +1,239 @@
+#include "control/command_language.h"
+
+#include <cstdio>
+
+#include "control/client_registry.h"
+#include "definitions/templates.h"
+#include "engine/event_queue.h"
+#include "engine/senders.h"
+#include "frame/globals.h"
+#include "frame/host.h"
+#include "frame/log.h"
+#include "frame/text.h"
+#include "frame/worker.h"
+#include "variables/central_state.h"
+#include "variables/variable_store.h"
+
+namespace kovo {
+namespace {
+
+constexpr char kRoutine[] = "handle_lm_event";
+constexpr int kIdleMs = 200;
+constexpr int kLinesPerMessage = 5;
+constexpr std::size_t kNoAddressLength = 6;  // an address text of so many characters is none
+
+constexpr const char* kHelpEntries[] = {
+    "e_param_set::key::value;",   "help_udp::ip::port;",        "help_tcp::ip::port;",
+    "set::key::value;",           "get_udp::key::ip::port;",    "get_tcp::key::ip::port;",
+    "renew_udp::ip::port;",       "renew_tcp::ip::port;",       "client_add_udp::ip::port;",
+    "client_add_tcp::ip::port;",  "client_del_udp::ip::port;",  "client_del_tcp::ip::port;",
+    "client_list_udp::ip::port;", "client_list_tcp::ip::port;", "debug_udp::ip::port;",
+    "debug_tcp::ip::port;",       "debug_udp_lm::ip::port;",    "debug_tcp_lm::ip::port;"};
+
+struct Target {
+  CentralState& state;
+  VariableRegistry& registry;
+};
+
+using RegistryChange = int (*)(VariableRegistry&, const std::string&, int);
+
+/// A command word. `run` returns false when the command is refused.
+struct Command {
+  const char* name;
+  bool (*run)(const Target& target, const Command& command, const Message& message);
+  bool by_udp = false;
+  RegistryChange change = nullptr;  // client commands
+  int mirror_level = 0;             // debug commands
+};
+
+void send_reply(bool by_udp, const std::string& ip, int port, std::string_view text) {
+  if (by_udp) {
+    udpclient(ip, port, text);
+  } else {
+    tcpclient_no_rcv(ip, port, text);
+  }
+}
+
+bool run_get(const Target& target, const Command& command, const Message& message) {
+  const auto& [splitting, word, key, ip, port_text] = message;
+  if (port_text.empty() || (!command.by_udp && ip.empty())) return false;
+  const int port = to_int32(port_text);
+  if (port <= 0) return true;
+  const std::string reply = notification_line(key, lm_get(target.registry, key));
+  send_reply(command.by_udp, ip.empty() ? "127.0.0.1" : ip, port, reply);
+  return true;
+}
+
+bool run_set(const Target& target, const Command&, const Message& message) {
+  lm_set(target.registry, message.arg1, message.arg2);
+  if (debug != 0) {
+    std::printf("[%s:%d] udp_set %s=%s\n", kRoutine, __LINE__, message.arg1.c_str(),
+                message.arg2.c_str());
+  }
+  return true;
+}
+
+bool run_renew(const Target& target, const Command& command, const Message& message) {
+  if (message.arg1.empty() || message.arg2.empty()) return false;
+  const int port = to_int32(message.arg2);
+  std::vector<std::string> replies;
+  {
+    const MutexLock held(target.registry.registry_lock);
+    replies = renew_messages(target.registry.variables);
+  }
+  for (const std::string& reply : replies) {
+    send_reply(command.by_udp, message.arg1, port, reply);
+  }
+  return true;
+}
+
+/// The port of a client command; 0 when the command names no usable client.
+int client_port(const Message& message) {
+  const int port = to_int32(message.arg2);
+  return port > 0 && message.arg1.size() > kNoAddressLength ? port : 0;
+}
+
+void log_client_command(const Message& message, int port) {
+  log_main("[%s:%d] %s %s:%d\n", kRoutine, __LINE__, message.command.c_str(), message.arg1.c_str(),
+           port);
+}
+
+bool run_client_change(const Target& target, const Command& command, const Message& message) {
+  const int port = client_port(message);
+  if (port == 0) return false;
+  command.change(target.registry, message.arg1, port);
+  log_client_command(message, port);
+  return true;
+}
+
+bool run_client_list(const Target& target, const Command& command, const Message& message) {
+  const int port = client_port(message);
+  if (port == 0) return false;
+  const Clients clients = copy_clients(target.registry);
+  if (!clients.empty()) {
+    send_reply(command.by_udp, message.arg1, port, client_list_text(clients));
+  }
+  log_client_command(message, port);
+  // The line end of the UDP form has always had a blank behind it.
+  send_reply(
+      command.by_udp, message.arg1, port,
+      "_CLIENT_LIST_NUM=" + std::to_string(clients.size()) + (command.by_udp ? "\n " : "\n"));
+  return true;
+}
+
+/// Switches the mirror; a target without port or address switches it off.
+bool run_debug(const Target&, const Command& command, const Message& message) {
+  const MutexLock held(debug_target_lock);
+  debug_target_udp = command.by_udp ? 1 : 0;
+  debug_target_ip = message.arg1;
+  debug_target_port = to_int32(message.arg2);
+  const bool on = debug_target_port > 0 && !debug_target_ip.empty();
+  debug_target_on = on ? command.mirror_level : 0;
+  return true;
+}
+
+bool run_param_set(const Target& target, const Command&, const Message& message) {
+  process_variable_change(target.state, target.registry, message.arg1, message.arg2);
+  return true;
+}
+
+// Compared with a message's word in this order.
+constexpr Command kCommands[] = {
+    {"get_udp", run_get, true},
+    {"set", run_set},
+    {"renew_udp", run_renew, true},
+    {"get_tcp", run_get},
+    {"renew_tcp", run_renew},
+    {"client_add_udp", run_client_change, true, client_udp_add},
+    {"client_del_udp", run_client_change, true, client_udp_del},
+    {"client_add_tcp", run_client_change, false, client_tcp_add},
+    {"client_del_tcp", run_client_change, false, client_tcp_del},
+    {"client_list_udp", run_client_list, true},
+    {"client_list_tcp", run_client_list},
+    {"debug_udp", run_debug, true, nullptr, 1},
+    {"debug_tcp", run_debug, false, nullptr, 1},
+    {"debug_udp_lm", run_debug, true, nullptr, 2},
+    {"debug_tcp_lm", run_debug, false, nullptr, 2},
+    {"e_param_set", run_param_set},
+};
+
+void send_help(const Message& message) {
+  const bool by_udp = lower_ascii(message.command).find("udp") != std::string::npos;
+  send_reply(by_udp, message.arg1, to_int32(message.arg2), help_text());
+}
+
+/// False when no command has the message's word, or the command refused it.
+bool run_command(const Target& target, const Message& message) {
+  if (starts_with_nocase(message.command, "help_")) {
+    send_help(message);
+    return true;
+  }
+  for (const Command& command : kCommands) {
+    if (!equals_nocase(command.name, message.command)) continue;
+    return command.run(target, command, message);
+  }
+  return false;
+}
+
+bool take_message(CentralState& state, std::string& text) {
+  const MutexLock held(state.lm_lock);
+  if (state.lm_queue.empty()) return false;
+  text = std::move(state.lm_queue.front());
+  state.lm_queue.pop_front();
+  return true;
+}
+
+}  // namespace
+
+std::string help_text() {
+  std::string text = "_LM_VAR_HELP=";
+  for (const char* entry : kHelpEntries) text += entry;
+  return text;
+}
+
+std::vector<std::string> renew_messages(const Variables& variables) {
+  std::vector<std::string> messages;
+  int batch = 0;
+  for (const VariableRecord& variable : variables) {
+    if (batch == 0) messages.emplace_back();
+    messages.back() += notification_line(variable.name, variable.value);
+    batch = (batch + 1) % kLinesPerMessage;
+  }
+  messages.push_back("_RENEW_NUM=" + std::to_string(variables.size()) + "\n");
+  return messages;
+}
+
+std::string client_list_text(const Clients& clients) {
+  std::string text = "_CLIENT_LIST=";
+  for (const ClientRecord& client : clients) {
+    text.append(client.proto == 0 ? "udp:" : "tcp:").append(client.ip).append(":");
+    text.append(std::to_string(client.port)).append(";");
+  }
+  return text + "\n";
+}
+
+void handle_message(CentralState& state, VariableRegistry& registry, std::string_view text) {
+  const std::string copy(strip_newline(cut_text(text, kMaxMessage)));
+  if (debug_target_on > 1 && starts_with_nocase(copy, "e_param_set")) {
+    send_debug_line("API Cmd: %s", percent_decode(copy.c_str()).c_str());
+  }
+  const Message message = split_message(copy);
+  if (message.splitting == Splitting::kNoCommand) return;
+  if (message.splitting == Splitting::kOk && run_command({state, registry}, message)) return;
+  log_main("[%s:%d] Error cmd=%s\n", kRoutine, __LINE__, message.command.c_str());
+}
+
+void* handle_lm_event(void* argument) {
+  CentralState& state = *static_cast<CentralState*>(argument);
+  while (true) {
+    if (state.ready != 0) {
+      guarded(kRoutine, [&] {
+        std::string text;
+        while (take_message(state, text)) handle_message(state, *variable_registry, text);
+      });
+    }
+    sleep_ms(kIdleMs);
+  }
+}
+
+}  // namespace kovo

@@ -1,0 +1,33 @@
+// The remote command language of the variable channels: every message is one command. Replies go to
+// the address and port named in the command, as a fresh datagram or connection.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "variables/change_processing.h"
+#include "variables/variable_registry.h"
+
+namespace kovo {
+
+struct CentralState;
+
+/// Thread body; its argument is the CentralState. Works off lm_queue once `ready`, one message
+/// after the other; looks every 200 ms while it is empty.
+void* handle_lm_event(void* state);
+
+/// Handles one message: mirrors it, splits it and runs its command. What is refused is logged and
+/// dropped. Called by handle_lm_event; a reply to a dead TCP target costs its time-outs.
+void handle_message(CentralState& state, VariableRegistry& registry, std::string_view text);
+
+/// The answer to the help commands.
+std::string help_text();
+
+/// The whole store in messages of at most five lines, and the count behind them.
+std::vector<std::string> renew_messages(const Variables& variables);
+
+/// The line that lists the clients.
+std::string client_list_text(const Clients& clients);
+
+}  // namespace kovo

@@ -1,0 +1,158 @@
+#include "control/status_intake.h"
+
+#include <cstdio>
+
+#include "definitions/settings.h"
+#include "engine/push_event.h"
+#include "frame/globals.h"
+#include "frame/host.h"
+#include "frame/log.h"
+#include "frame/loopback_server.h"
+#include "frame/text.h"
+#include "frame/worker.h"
+#include "variables/central_state.h"
+#include "variables/channel_receivers.h"
+#include "variables/mapping_tables.h"
+#include "variables/variable_store.h"
+
+namespace kovo {
+namespace {
+
+constexpr char kRoutine[] = "handle_vep_api";
+constexpr int kLinePeriodMs = 250;
+
+void take_datagram(std::string_view data) {
+  const std::string text(until_nul(data));
+  log_main("[%s:%d] recv(udp:2728) (%d)%s\n", "handle_udp_vep_api", __LINE__,
+           static_cast<int>(data.size()), text.c_str());
+  log_event("get udp:2728 event %s\n", text.c_str());
+  if (text.find_first_of("=:") != std::string::npos) apply_setting_line(*central_state, text);
+  const MutexLock held(central_state->api_lock);
+  central_state->api_queue.push_back(text);
+}
+
+void log_receive_error(int error) {
+  log_main("[%s:%d] Error recvform(udp:2728) failed (%d):%s\n", "handle_udp_vep_api", __LINE__,
+           error, error_text(error).c_str());
+}
+
+constexpr UdpPort kPort = {"handle_udp_vep_api", kStatusPort, take_datagram, log_receive_error};
+
+bool take_line(CentralState& state, std::string& line) {
+  const MutexLock held(state.api_lock);
+  if (state.api_queue.empty()) return false;
+  line = std::move(state.api_queue.front());
+  state.api_queue.pop_front();
+  return true;
+}
+
+/// A row that a line counts for.
+struct CountingRow {
+  std::string event;
+  std::int64_t since_last;  // seconds since it last counted
+};
+
+/// Every row whose setting word is a prefix of the name counts, and its time starts anew.
+std::vector<CountingRow> count_rows(CentralState& state, std::string_view name, std::int64_t now) {
+  std::vector<CountingRow> rows;
+  const MutexLock held(state.mapping_lock);
+  for (MappingRow& row : state.mapping_table) {
+    if (row.setting.empty() || !starts_with_nocase(name, row.setting)) continue;
+    std::string event = row.status;
+    if (event.back() == '#') event.pop_back();
+    rows.push_back({std::move(event), now - row.last_time});
+    row.last_time = now;
+  }
+  return rows;
+}
+
+void handle_counting_row(CentralState& state, const CountingRow& row) {
+  const char* event = row.event.c_str();
+  const int since_last = static_cast<int>(row.since_last);
+  if (debug != 0) std::printf("[%s:%d] get event name %s\n", kRoutine, __LINE__, event);
+  if (row.since_last <= kRepeatS) {
+    log_main("[%s:%d] skip event %s, now-last=%d sec\n", kRoutine, __LINE__, event, since_last);
+    log_event("skip event %s, now-last=%d sec\n", event, since_last);
+    return;
+  }
+  log_main("[%s:%d] get vep_api event %s\n", kRoutine, __LINE__, event);
+  // The status line's own value is not passed on, so that the settings refuse this one.
+  if (names_setting(row.event) && apply_setting_line(state, row.event + "=") != kSettingChanged) {
+    return;
+  }
+  push_lm_message(state, row.event);
+}
+
+/// Remembers a new playback selection. False when there is no row for it or it is the same.
+bool exchange_selection(CentralState& state, const std::string& name, std::int64_t now,
+                        std::string& old) {
+  const MutexLock held(state.mapping_lock);
+  MappingRow* row = find_row_by_setting(state.mapping_table, "local:x");
+  if (row == nullptr || equals_nocase(name, row->last_value)) return false;
+  old = row->last_value;
+  row->last_value = name;
+  row->last_time = now;
+  return true;
+}
+
+void handle_playback(CentralState& state, const std::string& name, std::int64_t now) {
+  std::string old;
+  if (!exchange_selection(state, name, now, old)) return;
+  for (const char* event : playback_events(old, name)) {
+    // The line of localPlay has no end of its own.
+    const bool ends_line = std::string_view(event) != "localPlay";
+    log_main("[%s:%d] push event %s%s", kRoutine, __LINE__, event, ends_line ? "\n" : "");
+    push_event(event);
+  }
+}
+
+}  // namespace
+
+void* handle_udp_vep_api(void*) {
+  serve_udp(kPort);
+  return nullptr;
+}
+
+void* handle_vep_api(void* argument) {
+  CentralState& state = *static_cast<CentralState*>(argument);
+  while (true) {
+    sleep_ms(kLinePeriodMs);
+    guarded(kRoutine, [&] {
+      std::string line;
+      if (take_line(state, line)) handle_status_line(state, *variable_registry, line, now_s());
+    });
+  }
+}
+
+void handle_status_line(CentralState& state, VariableRegistry& registry, std::string_view text,
+                        std::int64_t now) {
+  if (text.empty()) return;
+  const std::string line(strip_newline(cut_text(text, kMaxStatusLine)));
+  log_main("[%s:%d] Recv(udp:%d) (%d)%s\n", kRoutine, __LINE__, kStatusPort,
+           static_cast<int>(line.size()), line.c_str());
+  const KeyValue pair = split_key_value(line);
+  const std::string name(pair.key);
+  if (starts_with_nocase(name, "local")) {
+    handle_playback(state, name, now);
+    return;
+  }
+  const bool hdcp = equals_nocase(name, "CUR_HDCP") || equals_nocase(name, "HDMI2_CUR_HDCP");
+  if (hdcp && !lm_set_change(registry, name, pair.value)) {
+    log_main("[%s:%d] skip same event %s\n", kRoutine, __LINE__, name.c_str());
+    return;
+  }
+  const std::vector<CountingRow> rows = count_rows(state, name, now);
+  for (const CountingRow& row : rows) handle_counting_row(state, row);
+  if (rows.empty()) log_main("[%s:%d] no mapping event %s\n", kRoutine, __LINE__, name.c_str());
+}
+
+std::vector<const char*> playback_events(std::string_view before, std::string_view after) {
+  const bool was_local = starts_with_nocase(before, "local:");
+  const bool is_local = starts_with_nocase(after, "local:");
+  if (was_local && is_local) return {"localPlayList"};
+  if (was_local) return {"playMode"};
+  if (is_local) return {"playMode", "localPlay"};
+  return {};
+}
+
+}  // namespace kovo

@@ -1,0 +1,232 @@
+#include "variables/change_processing.h"
+
+#include <cstdio>
+
+#include "definitions/templates.h"
+#include "engine/push_event.h"
+#include "frame/globals.h"
+#include "frame/host.h"
+#include "frame/log.h"
+#include "frame/text.h"
+#include "variables/central_state.h"
+#include "variables/mapping_tables.h"
+#include "variables/variable_store.h"
+
+namespace kovo {
+namespace {
+
+// The routine that all lines of this unit name.
+constexpr char kRoutine[] = "handle_lm_event";
+
+struct SerialField {
+  const char* variable;
+  const char* event;
+  std::string SerialFormat::*part;
+};
+
+constexpr SerialField kSerialFields[] = {
+    {"S0_BAUDRATE.baudrate", "serialBaud", &SerialFormat::baud},
+    {"S0_BAUDRATE.databits", "serialNumBits", &SerialFormat::databits},
+    {"S0_BAUDRATE.parity", "serialParity", &SerialFormat::parity},
+    {"S0_BAUDRATE.stopbits", "serialStopBits", &SerialFormat::stopbits},
+};
+
+/// Ends a head at its first colon and moves `text` behind the separator. False when there is no
+/// colon or no second one behind it.
+bool split_at_separator(std::string_view& text, std::string& head) {
+  const std::size_t colon = text.find(':');
+  head = text.substr(0, colon);
+  if (colon == std::string_view::npos || text.substr(colon, 2) != "::") return false;
+  text.remove_prefix(colon + 2);
+  return true;
+}
+
+/// Remembers the new serial format. False when there is no row for it or nothing to compare with.
+bool exchange_serial(CentralState& state, const std::string& value, std::string& old) {
+  const MutexLock held(state.mapping_lock);
+  MappingRow* row = find_row_by_status(state.mapping_table, "serialBaud");
+  if (row == nullptr) return false;
+  old = cut_text(row->last_value, kMaxShortText);
+  row->last_value = value;
+  return !old.empty();
+}
+
+/// Each part of the format that differs is stored and raises its own event.
+void process_serial(CentralState& state, VariableRegistry& registry, const std::string& value) {
+  std::string old;
+  if (!exchange_serial(state, value, old)) return;
+  log_main("[%s:%d] last %s, new %s\n", kRoutine, __LINE__, old.c_str(), value.c_str());
+  SerialFormat before;
+  SerialFormat after;
+  if (equals_nocase(old, value) || !split_serial(old, before) || !split_serial(value, after)) {
+    return;
+  }
+  for (const SerialField& field : kSerialFields) {
+    if (before.*field.part == after.*field.part) continue;
+    lm_set(registry, field.variable, after.*field.part);
+    log_main("[%s:%d] push event %s\n", kRoutine, __LINE__, field.event);
+    push_event(field.event);
+  }
+}
+
+void raise_yuv_event(CentralState& state, const std::string& yuv, std::int64_t now) {
+  if (equals_nocase(yuv, state.yuv_out)) return;
+  if (now > state.yuv_event_time + kEventPauseS) {
+    log_event("YCbCrOutput\n");
+    push_event("YCbCrOutput");
+    state.yuv_event_time = now;
+  } else if (debug != 0) {
+    std::printf("[%s:%d] skip YCbCrOutput\n", kRoutine, __LINE__);
+  }
+  state.yuv_out = yuv;
+}
+
+/// Stores the raw code of the resolution and returns its index. An unknown code stores nothing.
+int store_resolution(CentralState& state, VariableRegistry& registry, std::string_view value) {
+  constexpr std::size_t kCodeLength = 4;
+  constexpr char kVariable[] = "V_OUTPUT_TIMING_CONVERT.resolutionRaw";
+  if (value.size() < kCodeLength) {
+    lm_set(registry, kVariable, "0");
+    return 0;
+  }
+  const std::string_view code = value.substr(value.size() - kCodeLength);
+  const ResolutionEntry* entry = find_resolution(state.resolution_table, code);
+  if (entry == nullptr) return 0;
+  lm_set(registry, kVariable, code);
+  return entry->index;
+}
+
+void process_timing(CentralState& state, VariableRegistry& registry, std::string_view value,
+                    std::int64_t now) {
+  const TimingWord word = decode_timing(value);
+  const std::string yuv = yuv_of(word);
+  lm_set(registry, "V_OUTPUT_TIMING_CONVERT.Bit29", word.yuv_given ? "1" : "0");
+  if (word.yuv_given) {
+    lm_set(registry, "V_OUTPUT_TIMING_CONVERT.Bit23", word.yuv_auto ? "1" : "0");
+  }
+  raise_yuv_event(state, yuv, now);
+  const int resolution = store_resolution(state, registry, value);
+  state.votc_enable = word.enable ? "1" : "0";
+  state.votc_yuvout = yuv;
+  state.votc_resolution = std::to_string(resolution);
+  lm_set(registry, "V_OUTPUT_TIMING_CONVERT.enable", state.votc_enable);
+  lm_set(registry, "V_OUTPUT_TIMING_CONVERT.yuvout", yuv);
+  lm_set(registry, "V_OUTPUT_TIMING_CONVERT.resolution", state.votc_resolution);
+}
+
+void process_wpa_mode(CentralState& state, const std::string& value, std::int64_t now) {
+  const std::string status = p8021_status_of(value);
+  bool status_differs = false;
+  bool mode_differs = false;
+  {
+    const MutexLock held(state.mapping_lock);
+    status_differs = !equals_nocase(status, state.p8021_status);
+    mode_differs = !equals_nocase(value, state.wpa_eap_mode);
+    state.p8021_status = status;
+    state.wpa_eap_mode = value;
+  }
+  if (status_differs && now > state.p8021enable_time + kEventPauseS) {
+    log_event("p8021enable\n");
+    push_event("p8021enable");
+    state.p8021enable_time = now;
+  }
+  if (mode_differs && now > state.p8021status_time + kEventPauseS) {
+    log_event("p8021status\n");
+    push_event("p8021status");
+    state.p8021status_time = now;
+  }
+}
+
+/// Raises the event of the variable's row, unless its last message came within the quiet period:
+/// every message starts that anew.
+void process_mapping(CentralState& state, const std::string& name, std::int64_t now) {
+  std::string event;
+  std::int64_t previous = 0;
+  {
+    const MutexLock held(state.mapping_lock);
+    if (MappingRow* row = find_row_by_variable(state.mapping_table, name)) {
+      event = row->status;
+      previous = row->last_time;
+      row->last_time = now;
+    }
+  }
+  if (event.empty()) {
+    if (debug != 0) std::printf("[%s:%d] no mapping: %s\n", kRoutine, __LINE__, name.c_str());
+  } else if (now > previous + kQuietPeriodS) {
+    log_event("get lm event %s\n", event.c_str());
+    log_main("[%s:%d] get lm event %s\n", kRoutine, __LINE__, event.c_str());
+    push_event(event);
+  } else {
+    log_event("[%s:%d] skip event %s, now-last=%d sec\n", kRoutine, __LINE__, event.c_str(),
+              static_cast<int>(now - previous));
+  }
+}
+
+}  // namespace
+
+Message split_message(std::string_view text) {
+  Message message;
+  if (text.find(':') == std::string_view::npos) return message;
+  message.splitting = Splitting::kMalformed;
+  if (!split_at_separator(text, message.command)) return message;
+  if (!split_at_separator(text, message.arg1)) return message;
+  message.splitting = Splitting::kOk;
+  if (split_at_separator(text, message.arg2)) message.arg3 = until_newline(text);
+  message.arg2 = until_newline(message.arg2);
+  return message;
+}
+
+std::string decode_value(std::string_view raw) {
+  std::string value(raw);
+  if (raw.find('\\') != std::string_view::npos) value = unescape_text(value.c_str());
+  if (raw.find('%') != std::string_view::npos) value = percent_decode(value.c_str());
+  return std::string(until_nul(cut_text(value, kMaxMessage)));
+}
+
+bool split_serial(std::string_view text, SerialFormat& format) {
+  const std::size_t hyphen = text.find('-');
+  if (hyphen == std::string_view::npos) return false;
+  const std::string_view rest = text.substr(hyphen + 1);
+  const auto letter = [&](std::size_t at) {
+    return at < rest.size() ? std::string(1, rest[at]) : std::string();
+  };
+  format = {std::string(text.substr(0, hyphen)), letter(0), letter(1), letter(2)};
+  return true;
+}
+
+TimingWord decode_timing(std::string_view value) {
+  std::uint32_t word = 0;
+  to_uint32(value, 16, word);
+  return {(word & 0x80000000U) != 0, (word & 0x20000000U) != 0, (word & 0x800000U) != 0};
+}
+
+const char* yuv_of(const TimingWord& word) {
+  if (!word.yuv_given) return "OFF";
+  return word.yuv_auto ? "AUTO" : "ON";
+}
+
+void process_variable_change(CentralState& state, VariableRegistry& registry, std::string_view name,
+                             std::string_view raw) {
+  const std::string key(name);
+  const std::string value = decode_value(raw);
+  if (debug != 0)
+    std::printf("[%s:%d] get %s=%s\n", kRoutine, __LINE__, key.c_str(), value.c_str());
+  lm_set(registry, key, value);
+  follow_change(state, registry, key, value, now_s());
+}
+
+void follow_change(CentralState& state, VariableRegistry& registry, const std::string& name,
+                   const std::string& value, std::int64_t now) {
+  if (starts_with_nocase(name, "S0_BAUDRATE")) {
+    process_serial(state, registry, value);
+    return;
+  }
+  if (starts_with_nocase(name, "V_OUTPUT_TIMING_CONVERT")) {
+    process_timing(state, registry, value, now);
+  } else if (starts_with_nocase(name, "WPA_EAP_MODE")) {
+    process_wpa_mode(state, value, now);
+  }
+  process_mapping(state, name, now);
+}
+
+}  // namespace kovo

@@ -1,0 +1,68 @@
+// What follows from a variable's new value: the store and its clients, derived variables, and the
+// event that the variable is mapped to.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace kovo {
+
+struct CentralState;
+struct VariableRegistry;
+
+constexpr std::int64_t kQuietPeriodS = 4;  // between messages of a row, for its event
+constexpr std::int64_t kEventPauseS = 2;   // between two of the same dedicated event
+
+enum class Splitting { kOk, kMalformed, kNoCommand };
+
+/// One message split at its colons.
+struct Message {
+  Splitting splitting = Splitting::kNoCommand;
+  std::string command;
+  std::string arg1;
+  std::string arg2;
+  std::string arg3;
+};
+
+/// Splits word::arg1::arg2 or word::arg1::arg2::arg3. Word, arg1 and arg2 end at their first colon,
+/// arg2 and arg3 at their first line feed; arg3 takes the rest. kNoCommand without any colon,
+/// kMalformed, with the word, where a second colon or a separator is missing.
+Message split_message(std::string_view text);
+
+/// The value that a raw text stands for: escape sequences first, then percent codes, cut.
+std::string decode_value(std::string_view raw);
+
+struct SerialFormat {
+  std::string baud;
+  std::string databits;
+  std::string parity;
+  std::string stopbits;
+};
+
+/// Splits a format such as "9600-8N1"; what it does not have is empty. False without a "-".
+bool split_serial(std::string_view text, SerialFormat& format);
+
+struct TimingWord {
+  bool enable;     // bit 31
+  bool yuv_given;  // bit 29
+  bool yuv_auto;   // bit 23
+};
+
+/// Decodes the hexadecimal word of V_OUTPUT_TIMING_CONVERT.
+TimingWord decode_timing(std::string_view value);
+
+/// The colour-output mode of a timing word: "OFF", "ON" or "AUTO".
+const char* yuv_of(const TimingWord& word);
+
+/// Handles one variable change: decodes its raw value, stores it, tells every client and follows it
+/// up. Called by handle_lm_event alone; takes the locks of lm_set, then those of follow_change.
+void process_variable_change(CentralState& state, VariableRegistry& registry, std::string_view name,
+                             std::string_view raw);
+
+/// What a stored value leads to at the time `now`, seconds since the epoch: derived variables and
+/// events. Takes mapping_lock for one step at a time, and EventQueue.lock for each push.
+void follow_change(CentralState& state, VariableRegistry& registry, const std::string& name,
+                   const std::string& value, std::int64_t now);
+
+}  // namespace kovo

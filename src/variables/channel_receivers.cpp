@@ -1,0 +1,70 @@
+#include "variables/channel_receivers.h"
+
+#include <algorithm>
+
+#include "definitions/settings.h"
+#include "frame/globals.h"
+#include "frame/log.h"
+#include "frame/loopback_server.h"
+#include "frame/text.h"
+#include "variables/central_state.h"
+
+namespace kovo {
+namespace {
+
+void take_datagram(std::string_view data) {
+  const std::string text(until_nul(data));
+  log_main("[%s:%d] recv(udp:%d) lm data(%d)%s\n", "handle_udp_lm_var", __LINE__, kVariablePort,
+           static_cast<int>(data.size()), text.c_str());
+  accept_message(*central_state, text);
+}
+
+void log_receive_error(int error) {
+  log_main("[%s:%d] Error (%d):%s\n", "handle_udp_lm_var", __LINE__, error,
+           error_text(error).c_str());
+  log_main("[%s:%d] recvform call failed", "handle_udp_lm_var", __LINE__);
+}
+
+void take_connection(std::string_view data) {
+  const std::string text(until_newline(until_nul(data)));
+  log_main("[%s:%d] recv(tcp:%d) (%d)%s\n", "handle_tcp_lm_var", __LINE__, kVariablePort,
+           static_cast<int>(data.size()), text.c_str());
+  accept_message(*central_state, text);
+}
+
+void log_read_error(const char* text) {
+  log_main("Error: [%s:%d] recv(tcp:2727): %s\n", "handle_tcp_lm_var", __LINE__, text);
+}
+
+constexpr UdpPort kUdpPort = {"handle_udp_lm_var", kVariablePort, take_datagram, log_receive_error};
+constexpr TcpPort kTcpPort = {"handle_tcp_lm_var", kVariablePort, kMaxCommand, true, false,
+                              take_connection,     log_read_error};
+
+}  // namespace
+
+void* handle_udp_lm_var(void*) {
+  serve_udp(kUdpPort);
+  return nullptr;
+}
+
+void* handle_tcp_lm_var(void*) {
+  serve_tcp(kTcpPort);
+  return nullptr;
+}
+
+void accept_message(CentralState& state, const std::string& text) {
+  if (names_setting(text) && apply_setting_line(state, text) != kSettingChanged) return;
+  push_lm_message(state, text);
+}
+
+void push_lm_message(CentralState& state, std::string text) {
+  const MutexLock held(state.lm_lock);
+  state.lm_queue.push_back(std::move(text));
+}
+
+bool names_setting(std::string_view text) {
+  return std::any_of(std::begin(kSettingNames), std::end(kSettingNames),
+                     [&](const char* name) { return starts_with_nocase(text, name); });
+}
+
+}  // namespace kovo

@@ -1,0 +1,31 @@
+// The two variable channels on the loopback address: device variables and remote commands, by UDP
+// and by TCP. The receivers interpret nothing; each message goes to lm_queue.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace kovo {
+
+struct CentralState;
+
+constexpr std::uint16_t kVariablePort = 2727;
+
+/// Thread bodies; the argument is the CentralState. They return after a socket failure. A datagram
+/// is queued as received, a connection's text is cut at its first line feed.
+void* handle_udp_lm_var(void* state);
+void* handle_tcp_lm_var(void* state);
+
+/// Queues a message, unless it begins with the name of a persistent setting, in any letter case,
+/// and changes nothing there. Called by the two receivers; takes settings_lock and
+/// EventQueue.lock through the setting, lm_lock for the append.
+void accept_message(CentralState& state, const std::string& text);
+
+/// Appends to lm_queue. Any thread; takes lm_lock.
+void push_lm_message(CentralState& state, std::string text);
+
+/// True when a text begins with the name of one of the four settings, in any letter case.
+bool names_setting(std::string_view text);
+
+}  // namespace kovo

@@ -1,0 +1,40 @@
+// The daemon's vocabulary for device variables: which status, and so which event, belongs to a
+// variable, and which resolution to a timing code.
+#pragma once
+
+#include <string_view>
+
+#include "variables/central_state.h"
+#include "variables/mapping_row.h"
+
+namespace kovo {
+
+/// Appends a row without a last value. -1 when the status is empty, otherwise 0.
+int map_add(MappingTable& table, std::string_view variable, std::string_view status,
+            std::string_view setting);
+
+/// The rows of one product variant, in their order, none of them with a last value yet.
+MappingTable mapping_rows(Variant variant);
+
+/// Fills the mapping table of the central state and gives two rows their first values: the playback
+/// selection and the serial format, both asked from the parameter tool. Returns 0. Called once, at
+/// construction; takes mapping_lock.
+int build_mapping_table(CentralState& state);
+
+/// The resolutions, in their order.
+ResolutionTable make_resolution_table();
+
+/// The first row that a variable drives, in any letter case; null when there is none. The caller
+/// holds mapping_lock as long as it uses the row; so for the next two.
+MappingRow* find_row_by_variable(MappingTable& table, std::string_view variable);
+
+/// The first row of a status name, in any letter case; null when there is none.
+MappingRow* find_row_by_status(MappingTable& table, std::string_view status);
+
+/// The first row of a setting word, in any letter case; null when there is none.
+MappingRow* find_row_by_setting(MappingTable& table, std::string_view setting);
+
+/// The first entry of a timing code, in any letter case; null when there is none.
+const ResolutionEntry* find_resolution(const ResolutionTable& table, std::string_view code);
+
+}  // namespace kovo

@@ -1,0 +1,191 @@
+#include <gtest/gtest.h>
+
+#include "variables/central_state.h"
+#include "variables/change_processing.h"
+#include "variables/channel_receivers.h"
+#include "variables/mapping_tables.h"
+#include "variables/variable_store.h"
+
+namespace kovo {
+namespace {
+
+TEST(CentralState, ProductIdsDecideTheVariant) {
+  const struct {
+    const char* pid;
+    int has_video_input;
+    int usbc_input;
+  } cases[] = {{"KV-IN-HDMI-2", 1, 0},
+               {"kv-out-hdmi-1", 0, 0},
+               {"KV-IN-USBC-1", 1, 1},
+               {"KV-OUT-USBC-2", 0, 1},
+               {"", 1, 0},
+               {"KV-OUT-HDMI-1x", 1, 0}};
+  for (const auto& c : cases) {
+    const Variant variant = variant_of(c.pid);
+    EXPECT_EQ(variant.has_video_input, c.has_video_input) << c.pid;
+    EXPECT_EQ(variant.usbc_input, c.usbc_input) << c.pid;
+  }
+  EXPECT_STREQ(p8021_status_of("Off"), "off");
+  EXPECT_STREQ(p8021_status_of(""), "on");
+}
+
+TEST(MappingTable, EachVariantHasItsRows) {
+  MappingTable two_hdmi = mapping_rows({1, 0});
+  MappingTable usbc = mapping_rows({1, 1});
+  MappingTable output = mapping_rows({0, 1});
+  EXPECT_EQ(two_hdmi.size(), 64U);
+  EXPECT_EQ(usbc.size(), 62U);
+  EXPECT_EQ(output.size(), 61U);
+  EXPECT_EQ(find_row_by_variable(two_hdmi, "cur_hdcp")->status, "HDCP1Status");
+  EXPECT_EQ(find_row_by_variable(usbc, "CUR_HDCP")->status, "HDCPStatus");
+  EXPECT_EQ(find_row_by_variable(output, "CUR_HDCP")->status, "HDCPOutStatus");
+  EXPECT_EQ(find_row_by_variable(output, "V_OUTPUT_TIMING_CONVERT")->status, "HDMIOutResolution");
+  EXPECT_EQ(find_row_by_variable(usbc, "V_OUTPUT_TIMING_CONVERT"), nullptr);
+  EXPECT_EQ(two_hdmi.back().status, "DVIDisconnected");
+}
+
+TEST(MappingTable, LookupsFindTheFirstRowInAnyCase) {
+  MappingTable table = mapping_rows({1, 0});
+  EXPECT_EQ(find_row_by_variable(table, "device_name"), &table[23]);
+  EXPECT_EQ(find_row_by_variable(table, "CH_SELECT")->status, "stream");
+  EXPECT_EQ(find_row_by_variable(table, "DISABLE_WEB")->status, "webEnabled");
+  EXPECT_EQ(find_row_by_variable(table, "PWR_ON_ST")->status, "PowerOn");
+  EXPECT_EQ(find_row_by_variable(table, ""), nullptr);
+  EXPECT_EQ(find_row_by_status(table, "SERIALBAUD"), &table[34]);
+  EXPECT_EQ(find_row_by_setting(table, "LOCAL:X"), &table[15]);
+  EXPECT_EQ(map_add(table, "X", "", "x"), -1);
+
+  const ResolutionTable resolutions = make_resolution_table();
+  EXPECT_EQ(resolutions.size(), 17U);
+  EXPECT_EQ(find_resolution(resolutions, "0000")->index, 0);
+  EXPECT_EQ(find_resolution(resolutions, "401d")->index, 4);
+  EXPECT_EQ(find_resolution(resolutions, "4048")->index, 15);
+  EXPECT_EQ(find_resolution(resolutions, "FFFF"), nullptr);
+}
+
+TEST(Messages, AreSplitAtTheirColons) {
+  const struct {
+    std::string_view text;
+    Splitting splitting;
+    std::string parts;
+  } cases[] = {
+      {"DEVICE_NAME=Lobby", Splitting::kNoCommand, "|||"},
+      {"", Splitting::kNoCommand, "|||"},
+      {"abc:def", Splitting::kMalformed, "abc|||"},
+      {"abc::", Splitting::kMalformed, "abc|||"},
+      {"abc::x:y::z", Splitting::kMalformed, "abc|x||"},
+      {":", Splitting::kMalformed, "|||"},
+      {"::::", Splitting::kOk, "|||"},
+      {"e_param_set::MAC::00:11:22", Splitting::kOk, "e_param_set|MAC|00|"},
+      {"get_udp::K::::9000", Splitting::kOk, "get_udp|K||9000"},
+      {"g::k::1.2.3.4::90\n00", Splitting::kOk, "g|k|1.2.3.4|90"},
+      {"s::A::one\ntwo", Splitting::kOk, "s|A|one|"},
+      {"s::A::one\ntwo::three", Splitting::kOk, "s|A|one|three"},
+      {"s::A::b:::c:d", Splitting::kOk, "s|A|b|:c:d"},
+  };
+  for (const auto& c : cases) {
+    const Message m = split_message(c.text);
+    EXPECT_EQ(m.splitting, c.splitting) << c.text;
+    EXPECT_EQ(m.command + "|" + m.arg1 + "|" + m.arg2 + "|" + m.arg3, c.parts) << c.text;
+  }
+}
+
+TEST(Values, AreUnescapedThenPercentDecodedThenCut) {
+  EXPECT_EQ(decode_value("plain"), "plain");
+  EXPECT_EQ(decode_value("a\\nb%3Ac"), "a\nb:c");
+  EXPECT_EQ(decode_value("%5Cn"), "\\n") << "decoded last, so it is no escape sequence any more";
+  EXPECT_EQ(decode_value("a%00b"), "a");
+  EXPECT_EQ(decode_value(std::string(3000, 'x')).size(), 2047U);
+}
+
+TEST(Values, SerialFormatsHaveFourParts) {
+  SerialFormat format;
+  EXPECT_FALSE(split_serial("9600", format));
+  ASSERT_TRUE(split_serial("115200-8E1-x", format));
+  EXPECT_EQ(format.baud + "|" + format.databits + "|" + format.parity + "|" + format.stopbits,
+            "115200|8|E|1");
+  ASSERT_TRUE(split_serial("-7", format));
+  EXPECT_EQ(format.baud + "|" + format.databits + "|" + format.parity + "|" + format.stopbits,
+            "|7||");
+}
+
+TEST(Values, TimingWordsAreDecodedByTheirBits) {
+  const struct {
+    const char* value;
+    bool enable;
+    const char* yuv;
+  } cases[] = {{"20800010", false, "AUTO"}, {"0x20000010", false, "ON"},  {"80000000", true, "OFF"},
+               {"00800000", false, "OFF"},  {"FFFFFFFFFF", true, "AUTO"}, {"", false, "OFF"},
+               {"xyz", false, "OFF"},       {"A0000000 junk", true, "ON"}};
+  for (const auto& c : cases) {
+    const TimingWord word = decode_timing(c.value);
+    EXPECT_EQ(word.enable, c.enable) << c.value;
+    EXPECT_STREQ(yuv_of(word), c.yuv) << c.value;
+  }
+}
+
+TEST(Snapshot, OddLinesAreSkipped) {
+  const struct {
+    std::string_view line;
+    bool found;
+    std::string_view name;
+    std::string_view value;
+  } cases[] = {{"a=\n", true, "a", ""},       {"a=", false, "", ""},
+               {"=5\n", false, "", ""},       {"ab\n", false, "", ""},
+               {"x=y=z\n", true, "x", "y=z"}, {"abc", false, "", ""},
+               {"x=1\r\n", true, "x", "1\r"}, {"\n", false, "", ""}};
+  for (const auto& c : cases) {
+    const KeyValue pair = split_snapshot_line(c.line);
+    EXPECT_EQ(pair.found, c.found) << c.line;
+    EXPECT_EQ(pair.key, c.name) << c.line;
+    EXPECT_EQ(pair.value, c.value) << c.line;
+  }
+}
+
+struct Store : ::testing::Test {
+  void SetUp() override {
+    const MutexLock held(registry.registry_lock);
+    registry.clients.clear();
+  }
+
+  VariableRegistry registry;
+};
+
+TEST_F(Store, KindsOfSetsDifferInCaseAndPrecedence) {
+  lm_set_init(registry, "tmp", "1");
+  lm_set_init(registry, "TMP", "2");
+  EXPECT_EQ(lm_get(registry, "tmp"), "2") << "the snapshot skips the exact name only";
+  lm_set(registry, "Count", "3");
+  EXPECT_FALSE(lm_set_change(registry, "SYMBOL", "3"));
+  EXPECT_EQ(lm_get(registry, "count") + lm_get(registry, "symbol"), "");
+
+  lm_set_init(registry, "Device_Name", "A");
+  lm_set_init(registry, "DEVICE_NAME", "B");
+  EXPECT_EQ(lm_get(registry, "device_name"), "B");
+  lm_set(registry, "device_name", "C");
+  lm_set_init(registry, "DEVICE_NAME", "D");
+  EXPECT_EQ(lm_get(registry, "DEVICE_NAME"), "C") << "a live value wins over the snapshot";
+
+  EXPECT_FALSE(lm_set_change(registry, "DEVICE_NAME", "c"));
+  EXPECT_EQ(lm_get(registry, "DEVICE_NAME"), "C") << "another letter case is not stored";
+  EXPECT_TRUE(lm_set_change(registry, "DEVICE_NAME", "E"));
+  EXPECT_TRUE(lm_set_change(registry, "new", ""));
+
+  const MutexLock held(registry.registry_lock);
+  ASSERT_EQ(registry.variables.size(), 3U);
+  EXPECT_EQ(registry.variables[1].name, "Device_Name") << "spelt as at its first appearance";
+  EXPECT_GT(registry.variables[1].set_time, 1'700'000'000);
+  EXPECT_EQ(registry.variables[0].set_time, 0);
+}
+
+TEST(Receivers, SettingsAreToldByTheStartOfTheText) {
+  for (const char* text : {"sysName=x", "PORTIDENTITY", "portdescr", "SysDescr"}) {
+    EXPECT_TRUE(names_setting(text)) << text;
+  }
+  for (const char* text : {"sys", "e_param_set::sysName::x", " portID=1", ""}) {
+    EXPECT_FALSE(names_setting(text)) << text;
+  }
+}
+
+}  // namespace
+}  // namespace kovo
