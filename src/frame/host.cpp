@@ -13,6 +13,7 @@
 
 #include "frame/globals.h"
 #include "frame/log.h"
+#include "frame/mutex.h"
 
 namespace kovo {
 int _system(const char* command) {
@@ -44,12 +45,19 @@ int renew_network_info(std::string& ip_addr, std::string& iface_name) {
   return 0;
 }
 
+namespace {
+
+Mutex zone_lock;  // the time zone is one for the process: renewed and used by one thread at a time
+
+}  // namespace
+
 LocalTime local_time() {
   timeval now{};
   gettimeofday(&now, nullptr);
   LocalTime result{};
-  tzset();  // a time zone changed meanwhile counts from here on
   const std::time_t seconds = now.tv_sec;
+  const MutexLock held(zone_lock);
+  tzset();  // a time zone changed meanwhile counts from here on
   localtime_r(&seconds, &result.fields);
   result.milliseconds = static_cast<int>(now.tv_usec / 1000);
   return result;

@@ -1,5 +1,5 @@
 // Services taken from the host: shell commands, the device's own address, clocks and their texts.
-// Nothing here keeps state or takes a lock.
+// Nothing here keeps state. Any thread, but where it says otherwise.
 #pragma once
 
 #include <cstdint>

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
 #include <limits>
 #include <system_error>
 
@@ -20,9 +19,8 @@ std::string_view cut_text(std::string_view text, std::size_t limit) {
 }
 
 void copy_text(char* buffer, std::size_t size, std::string_view text) {
-  const std::string_view kept = cut_text(text, size - 1);
-  std::memcpy(buffer, kept.data(), kept.size());
-  buffer[kept.size()] = '\0';
+  const std::size_t length = text.copy(buffer, size - 1);
+  buffer[length] = '\0';
 }
 
 std::string_view until_nul(std::string_view text) {

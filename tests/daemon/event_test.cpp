@@ -150,7 +150,7 @@ TEST_F(Event, TheStatusServiceMayFailInAnyWay) {
       {StatusMode::kSilent, "", "<Six:x>", "name=Six:x\n"},
       {StatusMode::kCloseAtOnce, "", "<Six:x>", "name=Six:x\n"},
       {StatusMode::kEndless, "name:Endless\r", "<Endless>", "name=Endless\n"},
-      {StatusMode::kAnswerAndClose, std::string("\0\xFF:\r\0name:x\rno", 16), "<Endless>", ""},
+      {StatusMode::kAnswerAndClose, std::string("\0\xFF:\r\0name:x\rno", 14), "<Endless>", ""},
   };
   std::size_t sent = 0;
   for (const auto& c : cases) {
@@ -201,7 +201,9 @@ TEST_F(Event, NothingIsLeftOverAfterAThousandEvents) {
   const Usage after = usage_of(daemon);
   EXPECT_EQ(after.descriptors, before.descriptors);
   EXPECT_EQ(after.children, 0);
+#if !defined(KOVO_SANITIZED)  // they keep freed memory
   EXPECT_LT(after.pss_kib, before.pss_kib + 1024);
+#endif
 }
 
 #if !defined(KOVO_SANITIZED)
