@@ -222,7 +222,7 @@ int send_tcp(int port, std::string_view bytes) {
 }
 
 Daemon start_daemon(const DaemonOptions& options) {
-  const char* const path = std::getenv("KOVOTCP");  // NOLINT(concurrency-mt-unsafe): never set
+  const char* const path = std::getenv("KOVOTCP");
   if (path == nullptr) give_up("no path in the variable", "KOVOTCP");
   std::vector<std::string> words = {path};
   words.insert(words.end(), options.args.begin(), options.args.end());

@@ -175,14 +175,6 @@ bool run_command(const Target& target, const Message& message) {
   return false;
 }
 
-bool take_message(CentralState& state, std::string& text) {
-  const MutexLock held(state.lm_lock);
-  if (state.lm_queue.empty()) return false;
-  text = std::move(state.lm_queue.front());
-  state.lm_queue.pop_front();
-  return true;
-}
-
 }  // namespace
 
 std::string help_text() {
@@ -229,7 +221,7 @@ void* handle_lm_event(void* argument) {
     if (state.ready != 0) {
       guarded(kRoutine, [&] {
         std::string text;
-        while (take_message(state, text)) handle_message(state, *variable_registry, text);
+        while (take_text(state.lm_queue, text)) handle_message(state, *variable_registry, text);
       });
     }
     sleep_ms(kIdleMs);

@@ -27,8 +27,7 @@ void take_datagram(std::string_view data) {
            static_cast<int>(data.size()), text.c_str());
   log_event("get udp:2728 event %s\n", text.c_str());
   if (text.find_first_of("=:") != std::string::npos) apply_setting_line(*central_state, text);
-  const MutexLock held(central_state->api_lock);
-  central_state->api_queue.push_back(text);
+  push_text(central_state->api_queue, text);
 }
 
 void log_receive_error(int error) {
@@ -37,14 +36,6 @@ void log_receive_error(int error) {
 }
 
 constexpr UdpPort kPort = {"handle_udp_vep_api", kStatusPort, take_datagram, log_receive_error};
-
-bool take_line(CentralState& state, std::string& line) {
-  const MutexLock held(state.api_lock);
-  if (state.api_queue.empty()) return false;
-  line = std::move(state.api_queue.front());
-  state.api_queue.pop_front();
-  return true;
-}
 
 /// A row that a line counts for.
 struct CountingRow {
@@ -80,7 +71,7 @@ void handle_counting_row(CentralState& state, const CountingRow& row) {
   if (names_setting(row.event) && apply_setting_line(state, row.event + "=") != kSettingChanged) {
     return;
   }
-  push_lm_message(state, row.event);
+  push_text(state.lm_queue, row.event);
 }
 
 /// Remembers a new playback selection. False when there is no row for it or it is the same.
@@ -119,7 +110,8 @@ void* handle_vep_api(void* argument) {
     sleep_ms(kLinePeriodMs);
     guarded(kRoutine, [&] {
       std::string line;
-      if (take_line(state, line)) handle_status_line(state, *variable_registry, line, now_s());
+      if (take_text(state.api_queue, line))
+        handle_status_line(state, *variable_registry, line, now_s());
     });
   }
 }

@@ -29,14 +29,17 @@ std::int32_t main_log_records GUARDED_BY(log_lock) = 0;
   return record;
 }
 
-/// The time stamp ends in a blank and another one follows it: event lines have two.
-[[gnu::format(printf, 1, 0)]] std::string format_event(const char* format, std::va_list args) {
-  char stamp[kTimestampSize];
-  return std::string(timestamp_text(stamp)) + " " + format_record(format, args);
-}
-
 void print(const std::string& record) {
   std::fwrite(record.data(), 1, record.size(), stdout);
+}
+
+/// The time stamp ends in a blank and another one follows it: event lines have two.
+[[gnu::format(printf, 1, 0)]] void write_event(const char* format, std::va_list args, bool echo) {
+  char stamp[kTimestampSize];
+  const std::string record = std::string(timestamp_text(stamp)) + " " + format_record(format, args);
+  const MutexLock held(log_lock);
+  append_file(event_log_path, record);
+  if (echo) print(record);
 }
 
 }  // namespace
@@ -58,22 +61,15 @@ void log_main(const char* format, ...) {
 void log_event(const char* format, ...) {
   std::va_list args;
   va_start(args, format);
-  const std::string record = format_event(format, args);
+  write_event(format, args, false);
   va_end(args);
-
-  const MutexLock held(log_lock);
-  append_file(event_log_path, record);
 }
 
 void log_event_echo(const char* format, ...) {
   std::va_list args;
   va_start(args, format);
-  const std::string record = format_event(format, args);
+  write_event(format, args, true);
   va_end(args);
-
-  const MutexLock held(log_lock);
-  append_file(event_log_path, record);
-  print(record);
 }
 
 char* timestamp_text(char* buffer) {

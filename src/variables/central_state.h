@@ -4,7 +4,6 @@
 
 #include <atomic>
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -15,14 +14,13 @@
 #include "definitions/templates.h"
 #include "frame/mutex.h"
 #include "variables/mapping_row.h"
+#include "variables/message_queue.h"
 
 namespace kovo {
 
 struct CentralState {
   Mutex state_lock;     // the compiled lists; held for a whole rebuild, its file included
   Mutex status_lock;    // status_vars
-  Mutex lm_lock;        // lm_queue
-  Mutex api_lock;       // api_queue
   Mutex settings_lock;  // settings and the settings file
   Mutex mapping_lock;   // changing fields of the mapping rows, and the 802.1X state
 
@@ -31,10 +29,10 @@ struct CentralState {
   EventList test_event_list GUARDED_BY(state_lock);  // from test_definition_entries
   std::int64_t created_at = 0;                       // steady clock, nanoseconds
   MappingTable mapping_table GUARDED_BY(mapping_lock);
-  DefinitionEntries definition_entries;                    // main thread only
-  DefinitionEntries test_definition_entries;               // queue worker only
-  std::deque<std::string> lm_queue GUARDED_BY(lm_lock);    // for handle_lm_event
-  std::deque<std::string> api_queue GUARDED_BY(api_lock);  // for handle_vep_api
+  DefinitionEntries definition_entries;       // main thread only
+  DefinitionEntries test_definition_entries;  // queue worker only
+  MessageQueue lm_queue;                      // for handle_lm_event
+  MessageQueue api_queue;                     // for handle_vep_api
   Settings settings GUARDED_BY(settings_lock);
   std::string ip_addr;     // the device's IPv4 address; main thread only
   std::string iface_name;  // the interface it belongs to; main thread only

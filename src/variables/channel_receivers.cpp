@@ -54,12 +54,7 @@ void* handle_tcp_lm_var(void*) {
 
 void accept_message(CentralState& state, const std::string& text) {
   if (names_setting(text) && apply_setting_line(state, text) != kSettingChanged) return;
-  push_lm_message(state, text);
-}
-
-void push_lm_message(CentralState& state, std::string text) {
-  const MutexLock held(state.lm_lock);
-  state.lm_queue.push_back(std::move(text));
+  push_text(state.lm_queue, text);
 }
 
 bool names_setting(std::string_view text) {

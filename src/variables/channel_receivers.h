@@ -19,11 +19,8 @@ void* handle_tcp_lm_var(void* state);
 
 /// Queues a message, unless it begins with the name of a persistent setting, in any letter case,
 /// and changes nothing there. Called by the two receivers; takes settings_lock and
-/// EventQueue.lock through the setting, lm_lock for the append.
+/// EventQueue.lock through the setting.
 void accept_message(CentralState& state, const std::string& text);
-
-/// Appends to lm_queue. Any thread; takes lm_lock.
-void push_lm_message(CentralState& state, std::string text);
 
 /// True when a text begins with the name of one of the four settings, in any letter case.
 bool names_setting(std::string_view text);
