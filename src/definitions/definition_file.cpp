@@ -36,8 +36,9 @@ std::string copy_line(const DefinitionEntry& entry, const std::string& value) {
 File open_definitions(const char* path, bool events_enabled) {
   File file = open_for_reading(path);
   if (file != nullptr) return file;
+  const bool missing = errno == ENOENT;  // out of descriptors, a file that is there stays as it is
   log_main("[%s;%d] Error: not found: %s, writ default\n", "renew_kovo_txt", __LINE__, path);
-  append_file(path, default_definitions(events_enabled));
+  if (missing) append_file(path, default_definitions(events_enabled));
   return open_for_reading(path);
 }
 

@@ -98,7 +98,9 @@ bool run_event(EventQueue& queue, CentralState& state, EventDefinition& event, s
         static_cast<long long>(now / 1'000'000), static_cast<long long>(event.due_at / 1'000'000),
         static_cast<int>(event.commands.size()), event.test);
   }
-  for (const SubCommand& step : event.commands) run_step(queue, state, event, step);
+  for (const SubCommand& step : event.commands) {
+    guarded("exec_event", [&] { run_step(queue, state, event, step); });
+  }
   event.status = 1;
   return true;
 }

@@ -81,12 +81,10 @@ bool contains(std::string_view text, std::string_view word) {
   return text.find(word) != std::string_view::npos;
 }
 
-/// The status senders need no payload, and an old one must not show up in their diagnostics.
 void fill_slot(EventQueue& queue, int slot, const SubCommand& command, int port, SendKind kind) {
   const bool by_status = kind == SendKind::kUdpStatus || kind == SendKind::kTcpStatus;
   copy_text(queue.sender_ip[slot], sizeof queue.sender_ip[slot], command.ip);
-  copy_text(queue.sender_data[slot], sizeof queue.sender_data[slot],
-            by_status ? std::string_view() : std::string_view(command.data));
+  if (!by_status) copy_text(queue.sender_data[slot], sizeof queue.sender_data[slot], command.data);
   queue.sender_tasks[slot] = {&queue, slot, port, command.delay_from_exec_ns,
                               &queue.sender_state[slot]};
 }

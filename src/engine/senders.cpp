@@ -121,9 +121,9 @@ std::string read_reply(int fd, std::size_t reply_size) {
     received = recv(fd, reply.data(), reply.size(), 0);
   } while (received < 0 && errno == EINTR);
   if (received < 0) return numbered_error(errno);
-  reply.resize(static_cast<std::size_t>(received));
+  reply.resize(until_nul({reply.data(), static_cast<std::size_t>(received)}).size());
   join_line_end(reply);
-  return std::string(until_nul(reply));
+  return reply;
 }
 
 }  // namespace

@@ -1,10 +1,12 @@
 #include "frame/files.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 
 namespace kovo {
@@ -26,6 +28,17 @@ void sync_folder_of(const std::string& path) {
   const std::string folder = path.substr(0, path.rfind('/') + 1);
   const Descriptor opened(open_file(folder.c_str(), O_RDONLY | O_DIRECTORY));
   if (opened.fd >= 0) fsync(opened.fd);
+}
+
+/// The path behind a link, so that it is not the link that a rename replaces.
+std::string resolve(const std::string& path) {
+  const std::unique_ptr<char, void (*)(void*)> real(realpath(path.c_str(), nullptr), std::free);
+  return real == nullptr ? path : std::string(real.get());
+}
+
+void keep_mode(const char* path, int copy) {
+  struct stat info {};
+  if (stat(path, &info) == 0) fchmod(copy, info.st_mode & 07777);
 }
 
 bool write_and_sync(const char* path, std::string_view bytes) {
@@ -81,17 +94,19 @@ bool append_file(const char* path, std::string_view bytes) {
 }
 
 bool replace_file(const std::string& path, std::string_view bytes) {
-  const std::string beside = path + ".new";
+  const std::string file = resolve(path);
+  const std::string beside = file + ".new";
   const Descriptor copy(open_file(beside.c_str(), O_WRONLY | O_CREAT | O_TRUNC));
-  if (copy.fd < 0) return write_and_sync(path.c_str(), bytes);
+  if (copy.fd < 0) return write_and_sync(file.c_str(), bytes);
+  keep_mode(file.c_str(), copy.fd);
   const bool copied = write_all(copy.fd, bytes) && fsync(copy.fd) == 0;
-  if (copied && rename(beside.c_str(), path.c_str()) == 0) {
-    sync_folder_of(path);
+  if (copied && rename(beside.c_str(), file.c_str()) == 0) {
+    sync_folder_of(file);
     return true;
   }
   unlink(beside.c_str());
   // A full medium keeps the old content; a file that cannot be renamed over is written in place.
-  return copied && write_and_sync(path.c_str(), bytes);
+  return copied && write_and_sync(file.c_str(), bytes);
 }
 
 }  // namespace kovo

@@ -36,10 +36,10 @@ constexpr int kReceiveBuffer = 8 << 20;  // holds a burst of some thousand small
 struct TcpLoop {
   int listener;
   int highest;
-  int comfortable;  // descriptors from here on are left to the rest of the daemon
+  std::size_t most_waiting;
   fd_set watched;
   std::deque<int> waiting;  // open connections, the oldest first
-  std::int64_t last_error_log_s = 0;
+  std::int64_t last_shortage_log_s = 0;
 };
 
 sockaddr_in loopback_address(std::uint16_t port) {
@@ -78,6 +78,16 @@ bool bind_tcp(const TcpPort& port, int fd) {
   return false;
 }
 
+/// Gives a descriptor a number that select can hold; closes it and returns -1 when none is free.
+int move_below_select_limit(int fd) {
+  if (fd < FD_SETSIZE) return fd;
+  const int lower = fcntl(fd, F_DUPFD_CLOEXEC, 0);
+  close(fd);
+  if (lower < FD_SETSIZE) return lower;
+  close(lower);
+  return -1;
+}
+
 /// Opens the listening socket; -1 when that failed and was logged.
 int listen_tcp(const TcpPort& port) {
   // Not blocking: a client may be gone between its readiness and the accept.
@@ -85,6 +95,12 @@ int listen_tcp(const TcpPort& port) {
   if (listener.fd < 0) {
     log_main("Error: [%s:%d] open socket(): %s\n", port.routine, __LINE__,
              error_text(errno).c_str());
+    return -1;
+  }
+  listener.fd = move_below_select_limit(listener.fd);
+  if (listener.fd < 0) {
+    log_main("Error: [%s:%d] open socket(): %s\n", port.routine, __LINE__,
+             error_text(EMFILE).c_str());
     return -1;
   }
   const int on = 1;
@@ -110,57 +126,75 @@ void close_connection(TcpLoop& loop, int fd) {
   loop.waiting.erase(std::find(loop.waiting.begin(), loop.waiting.end(), fd));
 }
 
-/// Makes room when descriptors or memory run out: an idle connection goes, the next client comes.
-void relieve_shortage(const TcpPort& port, TcpLoop& loop, const fd_set& readable, int error) {
-  const auto oldest = std::find_if(loop.waiting.begin(), loop.waiting.end(),
-                                   [&](int fd) { return FD_ISSET(fd, &readable) == 0; });
+/// Closes the connection that has waited longest without a byte, if there is one.
+void drop_oldest(TcpLoop& loop) {
+  const auto oldest = std::find_if(loop.waiting.begin(), loop.waiting.end(), [](int fd) {
+    char byte = 0;
+    return recv(fd, &byte, 1, MSG_PEEK | MSG_DONTWAIT) < 0 && errno == EAGAIN;
+  });
   if (oldest != loop.waiting.end()) close_connection(loop, *oldest);
+}
+
+/// Makes room when descriptors or memory run out: an idle connection goes, the next client comes.
+void relieve_shortage(const TcpPort& port, TcpLoop& loop, int error) {
+  drop_oldest(loop);
   // Only now is there a descriptor for the log.
   const std::int64_t now = now_s();
-  if (now != loop.last_error_log_s) {
-    loop.last_error_log_s = now;
+  if (now != loop.last_shortage_log_s) {
+    loop.last_shortage_log_s = now;
     log_main("Error: [%s:%d] accept(): %s\n", port.routine, __LINE__, error_text(error).c_str());
   }
   sleep_ms(kShortagePauseMs);
 }
 
-/// Idle connections may take half of the process's descriptors, and no more than select can hold.
-int comfortable_descriptors() {
-  rlimit limit{};
-  if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return FD_SETSIZE;
-  return static_cast<int>(std::min<rlim_t>(limit.rlim_cur / 2, FD_SETSIZE));
+bool is_shortage(int error) {
+  return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
 }
 
-void accept_one(const TcpPort& port, TcpLoop& loop, const fd_set& readable) {
-  int fd = accept4(loop.listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
-  if (fd < 0) {
-    if (errno == EINTR || errno == EAGAIN) return;
-    relieve_shortage(port, loop, readable, errno);
-    return;
+/// Accepts a connection with a number that select can hold; -1 when there is none to be had.
+int accept_connection(const TcpPort& port, TcpLoop& loop) {
+  const int fd = accept4(loop.listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+  if (fd >= FD_SETSIZE) {
+    relieve_shortage(port, loop, EMFILE);
+    return move_below_select_limit(fd);
   }
-  if (fd >= loop.comfortable) {  // move it to the number of the one that is dropped for it
-    relieve_shortage(port, loop, readable, EMFILE);
-    const int lower = fcntl(fd, F_DUPFD_CLOEXEC, 0);
-    close(fd);
-    fd = lower;
+  if (fd >= 0 || errno == EINTR || errno == EAGAIN) return fd;
+  if (is_shortage(errno)) {
+    relieve_shortage(port, loop, errno);
+  } else {
+    log_main("Error: [%s:%d] accept(): %s\n", port.routine, __LINE__, error_text(errno).c_str());
   }
-  if (fd >= FD_SETSIZE) close(fd);  // select cannot hold it
-  if (fd < 0 || fd >= FD_SETSIZE) return;
+  return -1;
+}
+
+void accept_one(const TcpPort& port, TcpLoop& loop) {
+  const int fd = accept_connection(port, loop);
+  if (fd < 0) return;
+  loop.waiting.push_back(fd);
   FD_SET(fd, &loop.watched);
   loop.highest = std::max(loop.highest, fd);
-  loop.waiting.push_back(fd);
+  if (loop.waiting.size() > loop.most_waiting) drop_oldest(loop);
+}
+
+/// Idle connections of one server leave descriptors to the other one and to the senders.
+std::size_t most_waiting_connections() {
+  constexpr rlim_t kMost = 450;
+  rlimit limit{};
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return kMost;
+  return static_cast<std::size_t>(std::min(limit.rlim_cur / 4, kMost));
 }
 
 void read_one(const TcpPort& port, TcpLoop& loop, int fd) {
   std::array<char, kMaxMessage + 1> buffer;
   const ssize_t count = recv(fd, buffer.data(), port.max_read, 0);
-  if (count < 0 && (errno == EINTR || errno == EAGAIN)) return;  // not readable after all
+  const int error = errno;
+  if (count < 0 && (error == EINTR || error == EAGAIN)) return;  // not readable after all
+  close_connection(loop, fd);
   if (count > 0) {
     port.take(std::string_view(buffer.data(), static_cast<std::size_t>(count)));
   } else if (count < 0) {
-    port.log_read_error(error_text(errno).c_str());
+    port.log_read_error(error_text(error).c_str());
   }
-  close_connection(loop, fd);
 }
 
 /// Waits for the next readiness and serves it. False when select failed.
@@ -173,9 +207,10 @@ bool serve_ready(const TcpPort& port, TcpLoop& loop) {
   }
   const int highest = loop.highest;
   for (int fd = 0; fd <= highest; ++fd) {
-    if (FD_ISSET(fd, &readable) == 0) continue;
+    // The second look: accepting may have dropped it, and the number may be another one's by now.
+    if (FD_ISSET(fd, &readable) == 0 || FD_ISSET(fd, &loop.watched) == 0) continue;
     if (fd == loop.listener) {
-      accept_one(port, loop, readable);
+      accept_one(port, loop);
     } else {
       read_one(port, loop, fd);
     }
@@ -228,17 +263,20 @@ bool receive_one(const UdpPort& port, int fd) {
 }  // namespace
 
 void serve_tcp(const TcpPort& port) {
-  const Descriptor listener(listen_tcp(port));
+  Descriptor listener;
+  guarded(port.routine, [&] { listener.fd = listen_tcp(port); });
   if (listener.fd < 0) return;
-  TcpLoop loop{listener.fd, listener.fd, comfortable_descriptors(), {}, {}};
+  TcpLoop loop{listener.fd, listener.fd, most_waiting_connections(), {}, {}};
   FD_ZERO(&loop.watched);
   FD_SET(listener.fd, &loop.watched);
   bool serving = true;
   while (serving) guarded(port.routine, [&] { serving = serve_ready(port, loop); });
+  for (const int fd : loop.waiting) close(fd);
 }
 
 void serve_udp(const UdpPort& port) {
-  const Descriptor receiver(open_udp(port));
+  Descriptor receiver;
+  guarded(port.routine, [&] { receiver.fd = open_udp(port); });
   bool receiving = receiver.fd >= 0;
   while (receiving) guarded(port.routine, [&] { receiving = receive_one(port, receiver.fd); });
 }

@@ -1,5 +1,10 @@
 #include "frame/worker.h"
 
+#include <cstdio>
+
+#include "frame/host.h"
+#include "frame/log.h"
+
 namespace kovo {
 
 int start_thread(pthread_t& thread, std::size_t stack, void* (*body)(void*), void* argument) {
@@ -10,6 +15,15 @@ int start_thread(pthread_t& thread, std::size_t stack, void* (*body)(void*), voi
   const int error = pthread_create(&thread, &attributes, body, argument);
   pthread_attr_destroy(&attributes);
   return error;
+}
+
+void report_failure(const char* routine, const char* what) noexcept {
+  try {
+    log_main("[%s:%d] Error: %s\n", routine, __LINE__, what);
+  } catch (const std::exception&) {
+    std::fputs(what, stdout);  // needs no memory
+  }
+  sleep_ms(20);
 }
 
 }  // namespace kovo

@@ -6,9 +6,6 @@
 #include <cstddef>
 #include <exception>
 
-#include "frame/host.h"
-#include "frame/log.h"
-
 namespace kovo {
 
 constexpr std::size_t kDefaultStack = 0;
@@ -22,15 +19,17 @@ constexpr std::size_t kSenderStack = std::size_t{128} << 10;  // 512 of them fit
 /// Returns 0 or the error number of the creation.
 int start_thread(pthread_t& thread, std::size_t stack, void* (*body)(void*), void* argument);
 
-/// Runs one pass of a thread's work. What it throws, out of memory say, is logged and ends that
-/// pass alone; the pause keeps a lasting shortage from spinning.
+/// Logs what a pass has thrown and pauses, so that a lasting shortage does not spin. Out of memory,
+/// it may have to go without the log.
+void report_failure(const char* routine, const char* what) noexcept;
+
+/// Runs one pass of a thread's work. What it throws, out of memory say, ends that pass alone.
 template <class Pass>
 void guarded(const char* routine, const Pass& pass) {
   try {
     pass();
   } catch (const std::exception& failure) {
-    log_main("[%s:%d] Error: %s\n", routine, __LINE__, failure.what());
-    sleep_ms(20);
+    report_failure(routine, failure.what());
   }
 }
 
