@@ -29,7 +29,10 @@ struct Event : DeviceTest {
   }
 };
 
-TEST_F(Event, StepsLeaveAtTheirOffsets) {
+/// Tests that measure time run while no other test does.
+struct Timing : Event {};
+
+TEST_F(Timing, StepsLeaveAtTheirOffsets) {
   write_file(kDefinitions, "ACount=3\n" + step("A", 0, "UDP", udp.port, "30", 0) +
                                step("A", 1, "UDP", udp.port, "31", 100) +
                                step("A", 2, "UDP", udp.port, "32", 250));
@@ -207,7 +210,7 @@ TEST_F(Event, NothingIsLeftOverAfterAThousandEvents) {
 }
 
 #if !defined(KOVO_SANITIZED)
-TEST_F(Event, AnIdleDaemonIsSmallAndQuiet) {
+TEST_F(Timing, AnIdleDaemonIsSmallAndQuiet) {
   start();
   const Usage before = settled_usage();
   EXPECT_LT(before.pss_kib, 4096);

@@ -256,7 +256,7 @@ TEST_F(Variables, TheSnapshotIsLoadedOnceBehindLiveValues) {
   EXPECT_EQ(get("last"), "last=1\n") << "later changes only count as seen";
 }
 
-TEST_F(Variables, TenThousandAreLoadedAndFoundQuickly) {
+TEST(TimingOfStore, TenThousandVariablesAreLoadedAndFoundQuickly) {
   const auto load = [](int count) {
     std::string text;
     for (int i = 0; i < count; ++i) text += "VARIABLE_" + std::to_string(i) + "=x\n";
