@@ -74,27 +74,28 @@ void handle_counting_row(CentralState& state, const CountingRow& row) {
   push_text(state.lm_queue, row.event);
 }
 
-/// Remembers a new playback selection. False when there is no row for it or it is the same.
-bool exchange_selection(CentralState& state, const std::string& name, std::int64_t now,
-                        std::string& old) {
+/// The row of the playback selection, if it has another value than this one.
+bool selection_differs(CentralState& state, const std::string& name, std::string& old) {
   const MutexLock held(state.mapping_lock);
-  MappingRow* row = find_row_by_setting(state.mapping_table, "local:x");
+  const MappingRow* row = find_row_by_setting(state.mapping_table, "local:x");
   if (row == nullptr || equals_nocase(name, row->last_value)) return false;
   old = row->last_value;
-  row->last_value = name;
-  row->last_time = now;
   return true;
 }
 
-void handle_playback(CentralState& state, const std::string& name, std::int64_t now) {
+void handle_playback(CentralState& state, const std::string& name) {
   std::string old;
-  if (!exchange_selection(state, name, now, old)) return;
+  if (!selection_differs(state, name, old)) return;
   for (const char* event : playback_events(old, name)) {
     // The line of localPlay has no end of its own.
     const bool ends_line = std::string_view(event) != "localPlay";
     log_main("[%s:%d] push event %s%s", kRoutine, __LINE__, event, ends_line ? "\n" : "");
     push_event(event);
   }
+  const MutexLock held(state.mapping_lock);
+  MappingRow* row = find_row_by_setting(state.mapping_table, "local:x");
+  row->last_value = name;
+  row->last_time = now_s();
 }
 
 }  // namespace
@@ -110,14 +111,12 @@ void* handle_vep_api(void* argument) {
     sleep_ms(kLinePeriodMs);
     guarded(kRoutine, [&] {
       std::string line;
-      if (take_text(state.api_queue, line))
-        handle_status_line(state, *variable_registry, line, now_s());
+      if (take_text(state.api_queue, line)) handle_status_line(state, *variable_registry, line);
     });
   }
 }
 
-void handle_status_line(CentralState& state, VariableRegistry& registry, std::string_view text,
-                        std::int64_t now) {
+void handle_status_line(CentralState& state, VariableRegistry& registry, std::string_view text) {
   if (text.empty()) return;
   const std::string line(strip_newline(cut_text(text, kMaxStatusLine)));
   log_main("[%s:%d] Recv(udp:%d) (%d)%s\n", kRoutine, __LINE__, kStatusPort,
@@ -125,7 +124,7 @@ void handle_status_line(CentralState& state, VariableRegistry& registry, std::st
   const KeyValue pair = split_key_value(line);
   const std::string name(pair.key);
   if (starts_with_nocase(name, "local")) {
-    handle_playback(state, name, now);
+    handle_playback(state, name);
     return;
   }
   const bool hdcp = equals_nocase(name, "CUR_HDCP") || equals_nocase(name, "HDMI2_CUR_HDCP");
@@ -133,7 +132,7 @@ void handle_status_line(CentralState& state, VariableRegistry& registry, std::st
     log_main("[%s:%d] skip same event %s\n", kRoutine, __LINE__, name.c_str());
     return;
   }
-  const std::vector<CountingRow> rows = count_rows(state, name, now);
+  const std::vector<CountingRow> rows = count_rows(state, name, now_s());
   for (const CountingRow& row : rows) handle_counting_row(state, row);
   if (rows.empty()) log_main("[%s:%d] no mapping event %s\n", kRoutine, __LINE__, name.c_str());
 }

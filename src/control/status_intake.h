@@ -21,10 +21,9 @@ void* handle_udp_vep_api(void* state);
 /// Thread body; its argument is the CentralState. One line of api_queue every 250 ms.
 void* handle_vep_api(void* state);
 
-/// Handles one status line at the time `now`, seconds since the epoch. Called by handle_vep_api;
-/// takes mapping_lock, the locks of lm_set_change and of a push, one after the other.
-void handle_status_line(CentralState& state, VariableRegistry& registry, std::string_view text,
-                        std::int64_t now);
+/// Handles one status line. Called by handle_vep_api; takes mapping_lock, the locks of
+/// lm_set_change and of a push, one after the other.
+void handle_status_line(CentralState& state, VariableRegistry& registry, std::string_view text);
 
 /// The events that a change of the playback selection raises, in their order.
 std::vector<const char*> playback_events(std::string_view before, std::string_view after);

@@ -33,6 +33,9 @@ std::string time_text();
 /// Seconds since the epoch.
 std::int64_t now_s();
 
+/// What gives the seconds since the epoch: now_s, or a clock that a test sets.
+using SecondsClock = std::int64_t (*)();
+
 /// Nanoseconds of the steady clock.
 std::int64_t steady_ns();
 

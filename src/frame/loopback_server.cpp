@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/in.h>
+#include <poll.h>
 #include <sys/resource.h>
 #include <sys/select.h>
 #include <sys/socket.h>
@@ -126,11 +127,24 @@ void close_connection(TcpLoop& loop, int fd) {
   loop.waiting.erase(std::find(loop.waiting.begin(), loop.waiting.end(), fd));
 }
 
+/// Closes a connection at the end of its scope.
+struct ConnectionCloser {
+  ConnectionCloser(TcpLoop& owner, int connection) : loop(owner), fd(connection) {}
+  ~ConnectionCloser() {
+    close_connection(loop, fd);
+  }
+  ConnectionCloser(const ConnectionCloser&) = delete;
+  ConnectionCloser& operator=(const ConnectionCloser&) = delete;
+
+  TcpLoop& loop;
+  int fd;
+};
+
 /// Closes the connection that has waited longest without a byte, if there is one.
 void drop_oldest(TcpLoop& loop) {
   const auto oldest = std::find_if(loop.waiting.begin(), loop.waiting.end(), [](int fd) {
-    char byte = 0;
-    return recv(fd, &byte, 1, MSG_PEEK | MSG_DONTWAIT) < 0 && errno == EAGAIN;
+    pollfd idle{fd, POLLIN, 0};
+    return poll(&idle, 1, 0) == 0;
   });
   if (oldest != loop.waiting.end()) close_connection(loop, *oldest);
 }
@@ -168,20 +182,22 @@ int accept_connection(const TcpPort& port, TcpLoop& loop) {
 }
 
 void accept_one(const TcpPort& port, TcpLoop& loop) {
-  const int fd = accept_connection(port, loop);
-  if (fd < 0) return;
-  loop.waiting.push_back(fd);
-  FD_SET(fd, &loop.watched);
-  loop.highest = std::max(loop.highest, fd);
+  Descriptor connection(accept_connection(port, loop));
+  if (connection.fd < 0) return;
+  loop.waiting.push_back(connection.fd);
+  FD_SET(connection.fd, &loop.watched);
+  loop.highest = std::max(loop.highest, connection.fd);
+  connection.fd = -1;
   if (loop.waiting.size() > loop.most_waiting) drop_oldest(loop);
 }
 
 /// Idle connections of one server leave descriptors to the other one and to the senders.
 std::size_t most_waiting_connections() {
+  constexpr rlim_t kLeast = 8;
   constexpr rlim_t kMost = 450;
   rlimit limit{};
   if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return kMost;
-  return static_cast<std::size_t>(std::min(limit.rlim_cur / 4, kMost));
+  return static_cast<std::size_t>(std::clamp<rlim_t>(limit.rlim_cur / 4, kLeast, kMost));
 }
 
 void read_one(const TcpPort& port, TcpLoop& loop, int fd) {
@@ -189,7 +205,8 @@ void read_one(const TcpPort& port, TcpLoop& loop, int fd) {
   const ssize_t count = recv(fd, buffer.data(), port.max_read, 0);
   const int error = errno;
   if (count < 0 && (error == EINTR || error == EAGAIN)) return;  // not readable after all
-  close_connection(loop, fd);
+  // Closed once the message is taken: a client may wait for that and go on by another channel.
+  const ConnectionCloser closing(loop, fd);
   if (count > 0) {
     port.take(std::string_view(buffer.data(), static_cast<std::size_t>(count)));
   } else if (count < 0) {

@@ -69,13 +69,18 @@ void process_serial(CentralState& state, VariableRegistry& registry, const std::
   }
 }
 
-void raise_yuv_event(CentralState& state, const std::string& yuv, std::int64_t now) {
+/// Raises a dedicated event unless it was last queued within the pause. True when it did.
+bool raise_after_pause(const char* event, std::int64_t& last_time, SecondsClock clock) {
+  if (clock() <= last_time + kEventPauseS) return false;
+  log_event("%s\n", event);
+  push_event(event);
+  last_time = clock();
+  return true;
+}
+
+void raise_yuv_event(CentralState& state, const std::string& yuv, SecondsClock clock) {
   if (equals_nocase(yuv, state.yuv_out)) return;
-  if (now > state.yuv_event_time + kEventPauseS) {
-    log_event("YCbCrOutput\n");
-    push_event("YCbCrOutput");
-    state.yuv_event_time = now;
-  } else if (debug != 0) {
+  if (!raise_after_pause("YCbCrOutput", state.yuv_event_time, clock) && debug != 0) {
     std::printf("[%s:%d] skip YCbCrOutput\n", kRoutine, __LINE__);
   }
   state.yuv_out = yuv;
@@ -97,14 +102,14 @@ int store_resolution(CentralState& state, VariableRegistry& registry, std::strin
 }
 
 void process_timing(CentralState& state, VariableRegistry& registry, std::string_view value,
-                    std::int64_t now) {
+                    SecondsClock clock) {
   const TimingWord word = decode_timing(value);
   const std::string yuv = yuv_of(word);
   lm_set(registry, "V_OUTPUT_TIMING_CONVERT.Bit29", word.yuv_given ? "1" : "0");
   if (word.yuv_given) {
     lm_set(registry, "V_OUTPUT_TIMING_CONVERT.Bit23", word.yuv_auto ? "1" : "0");
   }
-  raise_yuv_event(state, yuv, now);
+  raise_yuv_event(state, yuv, clock);
   const int resolution = store_resolution(state, registry, value);
   state.votc_enable = word.enable ? "1" : "0";
   state.votc_yuvout = yuv;
@@ -114,7 +119,7 @@ void process_timing(CentralState& state, VariableRegistry& registry, std::string
   lm_set(registry, "V_OUTPUT_TIMING_CONVERT.resolution", state.votc_resolution);
 }
 
-void process_wpa_mode(CentralState& state, const std::string& value, std::int64_t now) {
+void process_wpa_mode(CentralState& state, const std::string& value, SecondsClock clock) {
   const std::string status = p8021_status_of(value);
   bool status_differs = false;
   bool mode_differs = false;
@@ -122,19 +127,12 @@ void process_wpa_mode(CentralState& state, const std::string& value, std::int64_
     const MutexLock held(state.mapping_lock);
     status_differs = !equals_nocase(status, state.p8021_status);
     mode_differs = !equals_nocase(value, state.wpa_eap_mode);
-    state.p8021_status = status;
-    state.wpa_eap_mode = value;
   }
-  if (status_differs && now > state.p8021enable_time + kEventPauseS) {
-    log_event("p8021enable\n");
-    push_event("p8021enable");
-    state.p8021enable_time = now;
-  }
-  if (mode_differs && now > state.p8021status_time + kEventPauseS) {
-    log_event("p8021status\n");
-    push_event("p8021status");
-    state.p8021status_time = now;
-  }
+  if (status_differs) raise_after_pause("p8021enable", state.p8021enable_time, clock);
+  if (mode_differs) raise_after_pause("p8021status", state.p8021status_time, clock);
+  const MutexLock held(state.mapping_lock);
+  state.p8021_status = status;
+  state.wpa_eap_mode = value;
 }
 
 /// Raises the event of the variable's row, unless its last message came within the quiet period:
@@ -212,21 +210,21 @@ void process_variable_change(CentralState& state, VariableRegistry& registry, st
   if (debug != 0)
     std::printf("[%s:%d] get %s=%s\n", kRoutine, __LINE__, key.c_str(), value.c_str());
   lm_set(registry, key, value);
-  follow_change(state, registry, key, value, now_s());
+  follow_change(state, registry, key, value, now_s);
 }
 
 void follow_change(CentralState& state, VariableRegistry& registry, const std::string& name,
-                   const std::string& value, std::int64_t now) {
+                   const std::string& value, SecondsClock clock) {
   if (starts_with_nocase(name, "S0_BAUDRATE")) {
     process_serial(state, registry, value);
     return;
   }
   if (starts_with_nocase(name, "V_OUTPUT_TIMING_CONVERT")) {
-    process_timing(state, registry, value, now);
+    process_timing(state, registry, value, clock);
   } else if (starts_with_nocase(name, "WPA_EAP_MODE")) {
-    process_wpa_mode(state, value, now);
+    process_wpa_mode(state, value, clock);
   }
-  process_mapping(state, name, now);
+  process_mapping(state, name, clock());
 }
 
 }  // namespace kovo

@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "frame/host.h"
+
 namespace kovo {
 
 struct CentralState;
@@ -60,9 +62,10 @@ const char* yuv_of(const TimingWord& word);
 void process_variable_change(CentralState& state, VariableRegistry& registry, std::string_view name,
                              std::string_view raw);
 
-/// What a stored value leads to at the time `now`, seconds since the epoch: derived variables and
-/// events. Takes mapping_lock for one step at a time, and EventQueue.lock for each push.
+/// What a stored value leads to: derived variables and events. The clock is read at each step that
+/// needs the time, since sets and pushes take their while. Takes mapping_lock for one step at a
+/// time, and EventQueue.lock for each push.
 void follow_change(CentralState& state, VariableRegistry& registry, const std::string& name,
-                   const std::string& value, std::int64_t now);
+                   const std::string& value, SecondsClock clock);
 
 }  // namespace kovo

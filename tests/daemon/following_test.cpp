@@ -30,7 +30,9 @@ struct Following : ::testing::Test {
   }
 
   std::string follow(const char* name, const char* value, std::int64_t now) {
-    follow_change(state, registry, name, value, now);
+    static std::int64_t seconds = 0;
+    seconds = now;
+    follow_change(state, registry, name, value, [] { return seconds; });
     return pushed();
   }
 
