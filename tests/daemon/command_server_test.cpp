@@ -2,8 +2,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <random>
-
 #include "tests/daemon/device_test.h"
 
 namespace kovo::device {
@@ -134,20 +132,6 @@ TEST_F(CommandServer, ExhaustedDescriptorsOnlyDelay) {
   EXPECT_TRUE(wait_log(kEventLog, " TCP A\n"));
   write_file(kDefinitions, "BCount=1\n");
   EXPECT_TRUE(wait_for([] { return read_file("/tmp/kovo_event_list.txt")[0] == 'B'; }));
-}
-
-TEST_F(CommandServer, AnyBytesLeaveItRunning) {
-  start();
-  std::mt19937 random(11);
-  for (int round = 0; round < 150; ++round) {
-    std::string bytes(random() % 3000, '\0');
-    for (char& byte : bytes) byte = static_cast<char>(random());
-    if (round % 3 == 0) bytes.insert(0, "__TEST__:");
-    send_tcp(2700, bytes);
-  }
-  send_tcp(2700, "end\n");
-  EXPECT_TRUE(wait_log(kEventLog, "push event: end\n", 1, std::chrono::seconds(120)));
-  EXPECT_TRUE(alive());
 }
 
 }  // namespace

@@ -1,8 +1,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <random>
-
 #include "tests/daemon/device_test.h"
 
 namespace kovo::device {
@@ -79,28 +77,6 @@ TEST_F(DefinitionFile, CopiesAndListsAreByteExact) {
   EXPECT_EQ(read_file("/tmp/kovo_test_hex.txt"), "TCount=1\nTData0=4142\nTDelay=9\n");
   EXPECT_EQ(read_file("/tmp/kovo_test_asc.txt"), "TCount=1\nTData0=AB\nTDelay=9\n");
   EXPECT_EQ(read_file("/tmp/kovo_event_list_test.txt"), "T;T;0:AB:0;Delay=9;\n");
-}
-
-TEST_F(DefinitionFile, AnyBytesLeaveItRunning) {
-  start();
-  std::mt19937 random(7);
-  const std::string seeds[] = {"PowerOnCount=1\nPowerOnData0=41{{x\n",
-                               "Count=", "\n\n=", "\xFF\0x"};
-  for (int round = 0; round < 12; ++round) {
-    std::string bytes;
-    while (bytes.size() < (1U << (round + 6))) {
-      if (random() % 4 == 0) bytes += seeds[random() % 4];
-      bytes += static_cast<char>(random());
-    }
-    write_file(kDefinitions, bytes);
-    write_file(kTestDefinitions, bytes);
-    send_tcp(2700, "__TEST__:" + bytes.substr(0, 50));
-    usleep(100'000);
-  }
-  write_file(kDefinitions, "ACount=1\n");
-  ASSERT_TRUE(
-      wait_for([] { return read_file("/tmp/kovo_event_list.txt") == "A;A;0::0;Delay=0;\n"; }));
-  EXPECT_TRUE(alive());
 }
 
 }  // namespace

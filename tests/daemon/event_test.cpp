@@ -1,10 +1,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <fstream>
-
 #include "definitions/event_list.h"
-#include "definitions/status_vars.h"
 #include "engine/event_queue.h"
 #include "engine/queue_worker.h"
 #include "tests/daemon/device_test.h"
@@ -46,7 +43,6 @@ TEST_F(Timing, StepsLeaveAtTheirOffsets) {
 }
 
 TEST_F(Event, PayloadsAreFilledAndSentByEachSender) {
-  TcpSink refused;
   write_file(kDefinitions,
              "ACount=9\nAXMLfield=go\n" + step("A", 0, "TCP", tcp.port, "7B7B6E616D657D7D5C6E") +
                  step("A", 1, "TCPStatus", tcp.port, "", 200) +

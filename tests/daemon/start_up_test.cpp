@@ -137,7 +137,6 @@ TEST_F(StartUp, EmptyAndIdleOptionsStartTheDaemonAsUsual) {
 }
 
 TEST_F(StartUp, StandardDescriptorsAreMadeValid) {
-  write_file("/tmp/closed.sh", "exec \"$KOVOTCP\" <&- >&- 2>&-\n");
   const std::string real = getenv("KOVOTCP");
   write_file("/tmp/closed", "#!/bin/sh\nexec \"" + real + "\" <&- >&- 2>&-\n");
   chmod("/tmp/closed", 0755);

@@ -1,8 +1,6 @@
 #include <sys/mount.h>
 #include <unistd.h>
 
-#include <random>
-
 #include "tests/daemon/device_test.h"
 #include "variables/central_state.h"
 #include "variables/variable_store.h"
@@ -365,30 +363,6 @@ TEST_F(Variables, StatusLinesAreMappedAndFiltered) {
   EXPECT_EQ(count_of(event_log(), "push event: playMode\n"), 2);
   EXPECT_EQ(count_of(event_log(), "push event: localPlay\n"), 1);
   EXPECT_EQ(count_of(event_log(), "skip event ipAddr, now-last="), 1);
-}
-
-TEST_F(Variables, AnyBytesLeaveItRunning) {
-  start();
-  std::mt19937 random(5);
-  const std::string seeds[] = {
-      "e_param_set::", "client_add_udp::",          "::",          "%4",
-      "\\n",           "get_udp::A::::" + port,     "sysName=",    "local:",
-      "S0_BAUDRATE::", "V_OUTPUT_TIMING_CONVERT::", "127.0.0.1::", std::string(1, '\0')};
-  for (int round = 0; round < 600; ++round) {
-    std::string bytes;
-    const std::size_t size = random() % (round % 50 == 0 ? 5000U : 60U);
-    while (bytes.size() < size) {
-      bytes +=
-          random() % 2 == 0 ? seeds[random() % 12] : std::string(1, static_cast<char>(random()));
-    }
-    if (round % 3 == 0) send_udp(2727, bytes);
-    if (round % 3 == 1) send_tcp(2727, bytes);
-    if (round % 3 == 2) send_udp(2728, bytes);
-  }
-  send_udp(2727, "set::ALIVE::yes");
-  send_udp(2727, "get_udp::ALIVE::::" + port);
-  EXPECT_TRUE(wait_for([&] { return count_of(received(udp), "ALIVE=yes\n") > 0; }, seconds(60)));
-  EXPECT_TRUE(alive());
 }
 
 }  // namespace

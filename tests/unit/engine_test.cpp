@@ -44,22 +44,6 @@ TEST(QueueWorker, EventsWaitRunOrExpire) {
   }
 }
 
-TEST(QueueWorker, StepsAreSkippedByPeriodAndSwitch) {
-  const auto fate = [](const char* name, int test, bool plug, bool enabled) {
-    EventDefinition event;
-    event.name = name;
-    event.test = test;
-    return step_fate(event, plug, enabled);
-  };
-  EXPECT_EQ(fate("dviCONNECTED", 0, false, true), StepFate::kPowerOnSkip);
-  EXPECT_EQ(fate("DVIDisconnected", 0, false, false), StepFate::kPowerOnSkip);
-  EXPECT_EQ(fate("DVIConnected", 1, false, false), StepFate::kSend);
-  EXPECT_EQ(fate("DVIConnected", 0, true, true), StepFate::kSend);
-  EXPECT_EQ(fate("Door", 0, false, true), StepFate::kSend);
-  EXPECT_EQ(fate("Door", 0, true, false), StepFate::kDisabled);
-  EXPECT_EQ(fate("Door", 1, true, false), StepFate::kSend);
-}
-
 TEST(Senders, AreChosenByTheWordsOfTheProtocol) {
   const struct {
     const char* protocol;

@@ -68,22 +68,6 @@ TEST(Text, LetterCaseIsThatOfAsciiOnly) {
   EXPECT_FALSE(starts_with_nocase("sys", "sysName"));
 }
 
-TEST(Text, LinesOfOneTextOpenNoEmptyLastName) {
-  using Lines = std::vector<std::string_view>;
-  EXPECT_EQ(split_lines(""), Lines{});
-  EXPECT_EQ(split_lines("a\n"), Lines{"a"});
-  EXPECT_EQ(split_lines("a\nb"), (Lines{"a", "b"}));
-  EXPECT_EQ(split_lines("\n\nb\n"), (Lines{"", "", "b"}));
-}
-
-TEST(Text, CopiesAreCutAndAlwaysTerminated) {
-  char buffer[4] = {'x', 'x', 'x', 'x'};
-  copy_text(buffer, sizeof buffer, "abcdef");
-  EXPECT_STREQ(buffer, "abc");
-  copy_text(buffer, sizeof buffer, "");
-  EXPECT_STREQ(buffer, "");
-}
-
 TEST(Supervision, AFileChangesByEitherPartOfItsTime) {
   const FileTime unknown;
   const FileTime first{true, 100, 5};

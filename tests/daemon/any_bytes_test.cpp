@@ -1,0 +1,71 @@
+#include <random>
+
+#include "tests/daemon/device_test.h"
+
+namespace kovo::device {
+namespace {
+
+struct AnyBytes : DeviceTest {
+  /// Random bytes with words among them that lead far into the code.
+  std::string noise(std::size_t size) {
+    static const std::string words[] = {"e_param_set::",
+                                        "get_udp::A::::9000",
+                                        "client_add_udp::",
+                                        "::",
+                                        "127.0.0.1::9000",
+                                        "sysName=",
+                                        "S0_BAUDRATE::1-8",
+                                        "__TEST__:A",
+                                        "%4",
+                                        "V_OUTPUT_TIMING_CONVERT::",
+                                        "local:",
+                                        "ACount=1\n",
+                                        "AData0=7B7B",
+                                        "\\n",
+                                        "setSettings:ipset",
+                                        "AProtocol0=UDP\n",
+                                        "\n=",
+                                        "%s%n",
+                                        "\xFF\xFE"};
+    std::string bytes;
+    while (bytes.size() < size) {
+      bytes +=
+          random() % 2 == 0 ? words[random() % 19] : std::string(1, static_cast<char>(random()));
+    }
+    return bytes;
+  }
+
+  std::mt19937 random{7};
+};
+
+TEST_F(AnyBytes, OnAnyPortAndInAnyFileLeaveItRunning) {
+  write_file("/mnt/persistent/kovo_conf.txt", noise(5000));
+  write_file("/var/lm_var", noise(100000));
+  write_file(kDefinitions, noise(3000));
+  start();
+  set_status(service, StatusMode::kAnswerAndClose, noise(5000));
+  for (int round = 0; round < 400; ++round) {
+    const std::string bytes = noise(random() % (round % 40 == 0 ? 6000U : 80U));
+    if (round % 2 == 0) send_tcp(round % 4 == 0 ? 2700 : 2727, bytes);
+    if (round % 2 == 1) send_udp(round % 4 == 1 ? 2727 : 2728, bytes);
+    if (round % 50 == 0) {
+      write_file(kDefinitions, noise(1U << (8 + round / 50)));
+      write_file(kTestDefinitions, noise(2000));
+    }
+  }
+  ASSERT_TRUE(start_udp_sink(udp, "127.0.0.1", 0));
+  write_file(kDefinitions, "EndCount=1\n" + step("End", 0, "UDP", udp.port, "456E64"));
+  const auto end_arrives = [&] {
+    send_tcp(2700, "__SET__:network.kovo.enable=1");
+    send_tcp(2700, "End\n");
+    return wait_arrivals(udp, 1, std::chrono::seconds(1));
+  };
+  EXPECT_TRUE(wait_for(end_arrives, std::chrono::seconds(60)));
+  const std::size_t before = arrivals(udp).size();
+  send_udp(2727, "get_udp::END::::" + std::to_string(udp.port));
+  EXPECT_TRUE(wait_for([&] { return arrivals(udp).size() > before; }, std::chrono::seconds(60)));
+  EXPECT_TRUE(alive());
+}
+
+}  // namespace
+}  // namespace kovo::device
