@@ -205,7 +205,32 @@ TEST_F(Event, NothingIsLeftOverAfterAThousandEvents) {
 #endif
 }
 
-#if !defined(KOVO_SANITIZED)
+#if !defined(KOVO_SANITIZED)  // their shadow memory leaves no room for limits
+TEST_F(Event, SendersThatCannotStartGiveTheirSlotsBack) {
+  setenv("MALLOC_ARENA_MAX", "1", 1);
+  TcpSink silent;
+  ASSERT_TRUE(start_tcp_sink(silent, "127.0.0.1", 0, TcpSinkMode::kSilent));
+  std::string definitions = "BigCount=128\nOneCount=1\n";
+  for (int i = 0; i < 128; ++i) definitions += step("Big", i, "TCP", silent.port, "42");
+  write_file(kDefinitions, definitions + step("One", 0, "UDP", udp.port, "31"));
+  DaemonOptions options;
+  options.address_space_bytes = 84ULL << 20;  // seven workers, and some hundred senders
+  start(options);
+  const Usage before = settled_usage();
+  for (int round = 1; round <= 2; ++round) {
+    send_tcp(2700, "Big\nBig\nBig\n");
+    ASSERT_TRUE(wait_log(kEventLog, " TCP B\n", 384 * round));
+    ASSERT_TRUE(wait_for([&] { return usage_of(daemon).threads == before.threads; }));
+  }
+  EXPECT_GT(count_of(main_log(),
+                     "[exec_event] Error: start sender for Big: Resource temporarily "
+                     "unavailable\n"),
+            0);
+  EXPECT_GT(connection_count(silent), 0);
+  send_tcp(2700, "One\nOne\n");
+  EXPECT_TRUE(wait_arrivals(udp, 1));
+}
+
 TEST_F(Timing, AnIdleDaemonIsSmallAndQuiet) {
   start();
   const Usage before = settled_usage();
