@@ -77,7 +77,7 @@ void load_setting_line(Settings& settings, std::string_view line) {
 
 int apply_setting_line(CentralState& state, std::string_view line) {
   if (!starts_with_nocase(line, "port") && !starts_with_nocase(line, "sys")) return kNoSettingLine;
-  const KeyValue pair = split_key_value(cut_text(strip_newline(line), kMaxStatusLine));
+  const KeyValue pair = split_key_value(cut_text(until_newline(line), kMaxStatusLine));
   if (!pair.found) return kNoSettingLine;
   return kovo_config_set(state, pair.key, pair.value);
 }

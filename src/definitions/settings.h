@@ -36,8 +36,9 @@ int init_settings(CentralState& state);
 int load_settings_file(CentralState& state);
 
 /// Applies a line that may be a setting. kNoSettingLine when it begins with neither "port" nor
-/// "sys" or holds no "=", otherwise what kovo_config_set returns. At most kMaxStatusLine bytes
-/// count. Called by the receivers and the status intake; takes settings_lock.
+/// "sys" or holds no "=", otherwise what kovo_config_set returns. The line ends at its first line
+/// feed, since the file holds one line a setting, and at most kMaxStatusLine bytes count. Called by
+/// the receivers and the status intake; takes settings_lock.
 int apply_setting_line(CentralState& state, std::string_view line);
 
 /// Sets one setting. kSettingRefused, kSettingSame (also for another letter case, which is not

@@ -49,14 +49,21 @@ bool write_and_sync(const char* path, std::string_view bytes) {
 }  // namespace
 
 Descriptor::~Descriptor() {
+  const int error = errno;  // of the caller, who may still want to tell it
   if (fd >= 0) close(fd);
+  errno = error;
 }
 
 File open_for_reading(const char* path) {
-  const int fd = open_file(path, O_RDONLY);
-  if (fd < 0) return nullptr;
-  File file(fdopen(fd, "r"));
-  if (file == nullptr) close(fd);
+  Descriptor opened(open_file(path, O_RDONLY));
+  if (opened.fd < 0) return nullptr;
+  struct stat info {};
+  if (fstat(opened.fd, &info) == 0 && !S_ISREG(info.st_mode)) {
+    errno = S_ISDIR(info.st_mode) ? EISDIR : EINVAL;
+    return nullptr;
+  }
+  File file(fdopen(opened.fd, "r"));
+  if (file != nullptr) opened.fd = -1;
   return file;
 }
 
@@ -82,7 +89,7 @@ bool write_all(int fd, std::string_view bytes) {
 }
 
 bool write_file(const char* path, std::string_view bytes) {
-  const Descriptor file(open_file(path, O_WRONLY | O_CREAT | O_TRUNC));
+  const Descriptor file(open_file(path, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW));
   return file.fd >= 0 && write_all(file.fd, bytes);
 }
 
@@ -96,7 +103,8 @@ bool append_file(const char* path, std::string_view bytes) {
 bool replace_file(const std::string& path, std::string_view bytes) {
   const std::string file = resolve(path);
   const std::string beside = file + ".new";
-  const Descriptor copy(open_file(beside.c_str(), O_WRONLY | O_CREAT | O_TRUNC));
+  unlink(beside.c_str());  // left by a power cut, or put there by somebody else
+  const Descriptor copy(open_file(beside.c_str(), O_WRONLY | O_CREAT | O_EXCL));
   if (copy.fd < 0) return write_and_sync(file.c_str(), bytes);
   keep_mode(file.c_str(), copy.fd);
   const bool copied = write_all(copy.fd, bytes) && fsync(copy.fd) == 0;

@@ -35,7 +35,8 @@ struct PipeCloser {
 using File = std::unique_ptr<std::FILE, FileCloser>;
 using Pipe = std::unique_ptr<std::FILE, PipeCloser>;
 
-/// Opens a file for reading; null with errno set when that fails.
+/// Opens a regular file for reading; null with errno set when that fails or it is something else: a
+/// pipe or a device would hold up its reader.
 File open_for_reading(const char* path);
 
 /// Runs a command by the shell and reads its standard output; null when it cannot be started.
@@ -54,6 +55,7 @@ bool read_line(std::FILE* file, LineBuffer& buffer, std::string_view& line,
 bool write_all(int fd, std::string_view bytes);
 
 /// Truncates or creates the file and writes the bytes; false when it cannot be opened or written.
+/// A link is not followed: in a folder where everybody may write it could lead anywhere.
 bool write_file(const char* path, std::string_view bytes);
 
 /// Appends the bytes to the file, creating it; false when it cannot be opened. A record that a full

@@ -1,5 +1,8 @@
 #include "frame/log.h"
 
+#include <poll.h>
+#include <unistd.h>
+
 #include <cstdarg>
 #include <cstdio>
 #include <string>
@@ -29,8 +32,17 @@ std::int32_t main_log_records GUARDED_BY(log_lock) = 0;
   return record;
 }
 
-void print(const std::string& record) {
-  std::fwrite(record.data(), 1, record.size(), stdout);
+/// Prints on stdout, unless whoever reads it stands still: that must not hold up the daemon. A
+/// piece is small enough for a pipe that takes anything.
+void print(std::string_view record) {
+  constexpr std::size_t kPiece = 2048;
+  while (!record.empty()) {
+    pollfd output{STDOUT_FILENO, POLLOUT, 0};
+    if (poll(&output, 1, 0) == 0) return;
+    const std::string_view piece = cut_text(record, kPiece);
+    std::fwrite(piece.data(), 1, piece.size(), stdout);
+    record.remove_prefix(piece.size());
+  }
 }
 
 /// The time stamp ends in a blank and another one follows it: event lines have two.

@@ -18,8 +18,8 @@ constexpr char kRotatedLogPath[] = "/var/tmp/log/kovo.log.1";
 constexpr std::int32_t kRecordsPerLog = 20000;
 constexpr std::size_t kTimestampSize = 64;
 
-/// Prints a record on stdout and appends it to the main log. The 20000th record appended since the
-/// last rotation renames the log to its rotated path.
+/// Prints a record on stdout, unless its reader stands still, and appends it to the main log. The
+/// 20000th record appended since the last rotation renames the log to its rotated path.
 [[gnu::format(printf, 1, 2)]] void log_main(const char* format, ...);
 
 /// Appends a record with its time stamp to the event log.

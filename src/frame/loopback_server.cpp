@@ -193,7 +193,7 @@ void accept_one(const TcpPort& port, TcpLoop& loop) {
 
 /// Idle connections of one server leave descriptors to the other one and to the senders.
 std::size_t most_waiting_connections() {
-  constexpr rlim_t kLeast = 8;
+  constexpr rlim_t kLeast = 2;
   constexpr rlim_t kMost = 450;
   rlimit limit{};
   if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return kMost;
@@ -260,20 +260,25 @@ int open_udp(const UdpPort& port) {
   return std::exchange(receiver.fd, -1);
 }
 
-/// Receives one datagram. False when receiving failed for good.
-bool receive_one(const UdpPort& port, int fd) {
+/// Receives one datagram. False when receiving failed for good. `draining` is set while those
+/// behind a short one are looked at: a burst of short ones pauses once, or it would fill the
+/// buffer.
+bool receive_one(const UdpPort& port, int fd, bool& draining) {
   std::array<char, kMaxDatagram> buffer;
-  const ssize_t count = recv(fd, buffer.data(), buffer.size(), 0);
+  const ssize_t count = recv(fd, buffer.data(), buffer.size(), draining ? MSG_DONTWAIT : 0);
   if (count < 0 && errno == EINTR) return true;
   if (count < 0 && errno != EAGAIN) {
     port.log_receive_error(errno);
     return false;
   }
-  if (count < 2) {
-    sleep_ms(kShortagePauseMs);
+  if (count >= 0 && count < 2) {
+    if (!draining) sleep_ms(kShortagePauseMs);
+    draining = true;
     return true;
   }
-  port.take(std::string_view(buffer.data(), static_cast<std::size_t>(count)));
+  if (count < 0 && !draining) sleep_ms(kShortagePauseMs);
+  draining = false;
+  if (count > 0) port.take(std::string_view(buffer.data(), static_cast<std::size_t>(count)));
   return true;
 }
 
@@ -295,7 +300,10 @@ void serve_udp(const UdpPort& port) {
   Descriptor receiver;
   guarded(port.routine, [&] { receiver.fd = open_udp(port); });
   bool receiving = receiver.fd >= 0;
-  while (receiving) guarded(port.routine, [&] { receiving = receive_one(port, receiver.fd); });
+  bool draining = false;
+  while (receiving) {
+    guarded(port.routine, [&] { receiving = receive_one(port, receiver.fd, draining); });
+  }
 }
 
 }  // namespace kovo

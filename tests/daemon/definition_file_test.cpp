@@ -47,9 +47,15 @@ TEST_F(DefinitionFile, AFileThatAppearsAfterTheFirstPassIsRead) {
       main_log().find("[renew_kovo_txt] Error: cannot open /www/pelm/kovo.txt;Is a directory\n"),
       std::string::npos);
   rmdir(kDefinitions);
+  ASSERT_EQ(symlink("/dev/zero", kDefinitions), 0);
+  ASSERT_TRUE(wait_log(kMainLog, "cannot open /www/pelm/kovo.txt;Invalid argument\n"));
+  unlink(kDefinitions);
+  unlink("/tmp/kovo_asc.txt");
+  ASSERT_EQ(symlink(kTestDefinitions, "/tmp/kovo_asc.txt"), 0);
   write_file(kDefinitions, "ACount=1\n");
   ASSERT_TRUE(
       wait_for([] { return read_file("/tmp/kovo_event_list.txt") == "A;A;0::0;Delay=0;\n"; }));
+  EXPECT_FALSE(file_exists(kTestDefinitions)) << "a link in a folder of everybody is not followed";
 }
 
 TEST_F(DefinitionFile, CopiesAndListsAreByteExact) {

@@ -59,7 +59,7 @@ TEST_F(Variables, MessagesOfAnySizeReachTheQueueAsReceived) {
   daemon = start_daemon();  // without a network yet: it takes messages all the same
   ASSERT_TRUE(wait_log(kMainLog, "[handle_tcp_lm_var] bind 127.0.0.1 tcp:2727\n"));
   ASSERT_TRUE(wait_log(kMainLog, "[handle_udp_lm_var] bind 127.0.0.1 udp:2727\n"));
-  send_udp(2727, "");
+  for (int i = 0; i < 2000; ++i) send_udp(2727, "");
   send_udp(2727, "x");
   send_udp(2727, "ab::");
   send_udp(2727, "x:" + std::string(4094, 'y'));
@@ -188,9 +188,14 @@ TEST_F(Variables, RefusedCommandsAreLoggedAndNothingElse) {
 TEST_F(Variables, SettingsArePersistentAndRaiseTheirEvents) {
   write_file(kSettingsFile, "sysDescr=old\nhostName=x\nportID\nportDescr=a=b");
   start();
-  const std::string texts[] = {
-      "sysName=Lobby\n", "sysName=LOBBY", "sysname=x",  "SysName=x",
-      "sysName=",        "portDescrX",    "sysother=1", "portID=" + std::string(600, 'p')};
+  const std::string texts[] = {"sysName=Lobby\nportID=no",
+                               "sysName=LOBBY",
+                               "sysname=x",
+                               "SysName=x",
+                               "sysName=",
+                               "portDescrX",
+                               "sysother=1",
+                               "portID=" + std::string(600, 'p')};
   for (const std::string& text : texts) send_udp(2727, text);
   ASSERT_TRUE(wait_log(kEventLog, "push event: portID\n"));
   const std::string id(504, 'p');  // the line is cut at 511 bytes
