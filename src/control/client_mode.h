@@ -1,6 +1,7 @@
 // One-shot client of the device's status service.
 #pragma once
 
+#include <cstddef>
 #include <map>
 #include <string>
 #include <string_view>

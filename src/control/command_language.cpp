@@ -1,7 +1,5 @@
 #include "control/command_language.h"
 
-#include <cstdio>
-
 #include "control/client_registry.h"
 #include "definitions/templates.h"
 #include "engine/event_queue.h"
@@ -20,7 +18,6 @@ namespace {
 constexpr char kRoutine[] = "handle_lm_event";
 constexpr int kIdleMs = 200;
 constexpr int kLinesPerMessage = 5;
-constexpr std::size_t kNoAddressLength = 6;  // an address text of so many characters is none
 
 constexpr const char* kHelpEntries[] = {
     "e_param_set::key::value;",   "help_udp::ip::port;",        "help_tcp::ip::port;",
@@ -67,8 +64,8 @@ bool run_get(const Target& target, const Command& command, const Message& messag
 bool run_set(const Target& target, const Command&, const Message& message) {
   lm_set(target.registry, message.arg1, message.arg2);
   if (debug != 0) {
-    std::printf("[%s:%d] udp_set %s=%s\n", kRoutine, __LINE__, message.arg1.c_str(),
-                message.arg2.c_str());
+    print_stdout("[%s:%d] udp_set %s=%s\n", kRoutine, __LINE__, message.arg1.c_str(),
+                 message.arg2.c_str());
   }
   return true;
 }
@@ -90,7 +87,7 @@ bool run_renew(const Target& target, const Command& command, const Message& mess
 /// The port of a client command; 0 when the command names no usable client.
 int client_port(const Message& message) {
   const int port = to_int32(message.arg2);
-  return port > 0 && message.arg1.size() > kNoAddressLength ? port : 0;
+  return port > 0 && message.arg1.size() >= kMinAddress ? port : 0;
 }
 
 void log_client_command(const Message& message, int port) {

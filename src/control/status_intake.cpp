@@ -1,7 +1,5 @@
 #include "control/status_intake.h"
 
-#include <cstdio>
-
 #include "definitions/settings.h"
 #include "engine/push_event.h"
 #include "frame/globals.h"
@@ -11,7 +9,6 @@
 #include "frame/text.h"
 #include "frame/worker.h"
 #include "variables/central_state.h"
-#include "variables/channel_receivers.h"
 #include "variables/mapping_tables.h"
 #include "variables/variable_store.h"
 
@@ -60,7 +57,7 @@ std::vector<CountingRow> count_rows(CentralState& state, std::string_view name, 
 void handle_counting_row(CentralState& state, const CountingRow& row) {
   const char* event = row.event.c_str();
   const int since_last = static_cast<int>(row.since_last);
-  if (debug != 0) std::printf("[%s:%d] get event name %s\n", kRoutine, __LINE__, event);
+  if (debug != 0) print_stdout("[%s:%d] get event name %s\n", kRoutine, __LINE__, event);
   if (row.since_last <= kRepeatS) {
     log_main("[%s:%d] skip event %s, now-last=%d sec\n", kRoutine, __LINE__, event, since_last);
     log_event("skip event %s, now-last=%d sec\n", event, since_last);

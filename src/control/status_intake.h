@@ -1,9 +1,8 @@
 // The device-status intake: lines of another program on the device, by UDP on the loopback address.
-// Settings are applied when they arrive; everything else is worked off at four lines a second.
+// Settings are applied when they arrive; every line is worked off at four lines a second.
 #pragma once
 
 #include <cstdint>
-#include <string>
 #include <string_view>
 #include <vector>
 

@@ -55,7 +55,8 @@ bool read_entries(std::FILE* file, DefinitionEntries& entries) {
 void write_copies(const CentralState& state, int test) {
   if (test == 0) {
     if (debug != 0) {
-      std::printf("[%s:%d] save /tmp/kovo_asc.txt /tmp/kovo_hex.txt\n", "renew_kovo_txt", __LINE__);
+      print_stdout("[%s:%d] save /tmp/kovo_asc.txt /tmp/kovo_hex.txt\n", "renew_kovo_txt",
+                   __LINE__);
     }
     write_definitions_ascii(state.definition_entries, "/tmp/kovo_asc.txt");
     write_definitions_raw(state.definition_entries, "/tmp/kovo_hex.txt");
@@ -63,8 +64,8 @@ void write_copies(const CentralState& state, int test) {
     return;
   }
   if (debug != 0) {
-    std::printf("[%s:%d] save /tmp/kovo_test_asc.txt /tmp/kovo_test_hex.txt\n", "renew_kovo_txt",
-                __LINE__);
+    print_stdout("[%s:%d] save /tmp/kovo_test_asc.txt /tmp/kovo_test_hex.txt\n", "renew_kovo_txt",
+                 __LINE__);
   }
   write_definitions_ascii(state.test_definition_entries, "/tmp/kovo_test_asc.txt");
   write_definitions_raw(state.test_definition_entries, "/tmp/kovo_test_hex.txt");
@@ -133,7 +134,6 @@ int write_definitions_raw(const DefinitionEntries& entries, const std::string& p
 }
 
 int write_definitions_ascii(const DefinitionEntries& entries, const std::string& path) {
-  if (path.empty()) return -1;
   return write_file(path.c_str(), definitions_ascii(entries)) ? 0 : -1;
 }
 

@@ -36,7 +36,7 @@ std::string default_definitions(bool events_enabled);
 std::string definitions_raw(const DefinitionEntries& entries);
 std::string definitions_ascii(const DefinitionEntries& entries);
 
-/// Write a derived copy. 0, or -1 when the file cannot be written or the path is empty.
+/// Write a derived copy. 0, or -1 when the file cannot be written.
 int write_definitions_raw(const DefinitionEntries& entries, const std::string& path);
 int write_definitions_ascii(const DefinitionEntries& entries, const std::string& path);
 

@@ -1,7 +1,6 @@
 #include "definitions/event_list.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <unordered_map>
 
 #include "definitions/status_vars.h"
@@ -28,8 +27,8 @@ void set_step_delay(EventDefinition& event, std::size_t step, const std::string&
   command.delay_ns = to_int32(milliseconds) * kNanosecondsPerMillisecond;
   command.delay_from_exec_ns = command.delay_ns + before;
   if (debug != 0) {
-    std::printf("[%s:%d] ns delay from exec=(%d)%lld;\n", "rebuild_kovo_event_list", __LINE__,
-                static_cast<int>(step), static_cast<long long>(command.delay_from_exec_ns));
+    print_stdout("[%s:%d] ns delay from exec=(%d)%lld;\n", "rebuild_kovo_event_list", __LINE__,
+                 static_cast<int>(step), static_cast<long long>(command.delay_from_exec_ns));
   }
 }
 
@@ -135,8 +134,8 @@ std::string s_hex_to_ascii(std::string_view text) {
     bytes.push_back(static_cast<char>(to_int32(text.substr(at, 2), 16)));
   }
   if (debug != 0) {
-    std::printf("[%s:%d] %s to ret=%s\n", "s_hex_to_ascii", __LINE__, std::string(text).c_str(),
-                bytes.c_str());
+    print_stdout("[%s:%d] %s to ret=%s\n", "s_hex_to_ascii", __LINE__, std::string(text).c_str(),
+                 bytes.c_str());
   }
   return bytes;
 }

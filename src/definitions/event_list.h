@@ -2,13 +2,11 @@
 // event that is ready to run.
 #pragma once
 
-#include <cstddef>
 #include <string>
 #include <string_view>
 
 #include "definitions/definition_entry.h"
 #include "definitions/event_definition.h"
-#include "frame/mutex.h"
 
 namespace kovo {
 

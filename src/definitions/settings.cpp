@@ -1,7 +1,6 @@
 #include "definitions/settings.h"
 
 #include <algorithm>
-#include <cstdio>
 
 #include "engine/push_event.h"
 #include "frame/files.h"
@@ -41,10 +40,15 @@ int renew_enable_event(CentralState& state) {
   const std::string value = query_device_param("ENABLE_KOVO_EVENT");
   if (!value.empty()) state.events_enabled = enables_events(value) ? 1 : 0;
   if (debug != 0) {
-    std::printf("[%s:%d] enable event=%d\n", "renew_enable_event", __LINE__,
-                state.events_enabled.load());
+    print_stdout("[%s:%d] enable event=%d\n", "renew_enable_event", __LINE__,
+                 state.events_enabled.load());
   }
   return 0;
+}
+
+bool names_setting(std::string_view text) {
+  return std::any_of(std::begin(kSettingNames), std::end(kSettingNames),
+                     [&](const char* name) { return starts_with_nocase(text, name); });
 }
 
 bool enables_events(std::string_view value) {

@@ -1,10 +1,9 @@
 #include "definitions/status_vars.h"
 
-#include <cstdio>
-
 #include "frame/files.h"
 #include "frame/globals.h"
 #include "frame/host.h"
+#include "frame/log.h"
 #include "variables/central_state.h"
 
 namespace kovo {
@@ -42,7 +41,7 @@ int renew_macro_var(CentralState& state) {
     const MutexLock held(state.status_lock);
     state.status_vars.swap(answer);
   }
-  if (debug != 0) std::printf("[%s:%d] save /tmp/kovo_var.txt\n", "renew_macro_var", __LINE__);
+  if (debug != 0) print_stdout("[%s:%d] save /tmp/kovo_var.txt\n", "renew_macro_var", __LINE__);
   const MutexLock held(status_file_lock);
   write_status_vars_file(current_status(state), "/tmp/kovo_var.txt");
   return count;

@@ -17,7 +17,7 @@ constexpr std::size_t kMaxStatusVars = 4096;  // a service that never stops is c
 /// key:value lines replaces status_vars; otherwise they stay. Writes the status variables file
 /// either way. Returns the number of lines of this answer, 0 when the query could not be started.
 /// Called by every push (under EventQueue.lock) and by main at start-up; takes status_lock for the
-/// replacement alone.
+/// replacement, and the lock of the file for writing it.
 int renew_macro_var(CentralState& state);
 
 /// Writes key=value lines. 0, or -1 when the file cannot be written.

@@ -34,7 +34,7 @@ std::string unescape_controls(std::string text);
 /// The same for a zero-terminated text; an empty text for a null pointer.
 std::string unescape_text(const char* text);
 
-/// Replaces every occurrence. `to` must not be able to make a new occurrence of `from`.
+/// Replaces every occurrence; what has been put in is not searched again.
 std::string replace_all(std::string text, std::string_view from, std::string_view to);
 
 /// Decodes "%" and two hexadecimal digits into a byte; 0xFF when they are no digits. A "%" with

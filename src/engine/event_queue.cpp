@@ -56,7 +56,7 @@ int push_event_back(EventQueue& queue, CentralState& state, std::string_view nam
     if (make_pending(queue, state, name, text, test, event)) {
       queue.pending.push_back(std::move(event));
     } else if (debug != 0) {
-      std::printf("[%s:%d] not found sys event=%s\n", "push_event_back", __LINE__, text.c_str());
+      print_stdout("[%s:%d] not found sys event=%s\n", "push_event_back", __LINE__, text.c_str());
     }
   }
   return 0;
@@ -70,7 +70,7 @@ int push_event_front(EventQueue& queue, CentralState& state, std::string_view na
     if (make_pending(queue, state, name, text, test, event)) {
       queue.pending.push_front(std::move(event));
     } else if (debug != 0) {
-      std::printf("[%s:%d] not found sys event=%s\n", "push_event_front", __LINE__, text.c_str());
+      print_stdout("[%s:%d] not found sys event=%s\n", "push_event_front", __LINE__, text.c_str());
     }
   }
   return 0;
@@ -97,7 +97,7 @@ int send_debug_line(const char* format, ...) {
 }
 
 void push_event(std::string_view name) {
-  push_event_back(*event_queue, *central_state, std::string(name), 0);
+  push_event_back(*event_queue, *central_state, name, 0);
 }
 
 }  // namespace kovo

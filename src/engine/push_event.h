@@ -6,7 +6,7 @@
 namespace kovo {
 
 /// Pushes a trigger name at the back of the one event queue, as no test. Takes EventQueue.lock and
-/// keeps it for the status query of the lookup, which may take two seconds. Any thread.
+/// keeps it for the lookup's status query, up to 2 s, and the mirror's line, up to 3 s. Any thread.
 void push_event(std::string_view name);
 
 }  // namespace kovo

@@ -1,7 +1,5 @@
 #include "engine/queue_worker.h"
 
-#include <cstdio>
-
 #include "control/command_server.h"
 #include "engine/sender_threads.h"
 #include "frame/globals.h"
@@ -58,7 +56,7 @@ void skip_during_power_on(const EventDefinition& event, const SubCommand& step) 
 
 void skip_disabled(const SubCommand& step) {
   if (verbose != 0) {
-    std::printf("[%s:%d] disable event, skip %s\n", "exec_event", __LINE__, step.data.c_str());
+    print_stdout("[%s:%d] disable event, skip %s\n", "exec_event", __LINE__, step.data.c_str());
   }
   log_event_echo("%s:%s %s %s, disabled uptime=%ld\n", step.ip.c_str(), step.port.c_str(),
                  step.protocol.c_str(), step.data.c_str(), static_cast<long>(uptime_s));
@@ -91,7 +89,7 @@ bool run_event(EventQueue& queue, CentralState& state, EventDefinition& event, s
     state.power_on_done = 1;
   }
   if (debug != 0) {
-    std::printf(
+    print_stdout(
         "[%s:%d] get sys event=%s, run event=%s, now=%lld ms, t_exec=%lld ms, sub cmd size=%d, "
         "test=%d\n",
         "exec_event", __LINE__, event.trigger.c_str(), event.name.c_str(),

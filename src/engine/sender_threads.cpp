@@ -1,6 +1,5 @@
 #include "engine/sender_threads.h"
 
-#include <cstdio>
 #include <cstring>
 
 #include "engine/senders.h"
@@ -18,8 +17,8 @@ constexpr char kStatusRequest[] = "getStatus";
 
 void print_task(const char* routine, const SenderTask& task, const char* ip, const char* data) {
   if (debug == 0) return;
-  std::printf("[%s:%d] %s data=[%d]%s, sleep for=%lld\n", routine, __LINE__, ip,
-              static_cast<int>(std::strlen(data)), data, static_cast<long long>(task.delay_ns));
+  print_stdout("[%s:%d] %s data=[%d]%s, sleep for=%lld\n", routine, __LINE__, ip,
+               static_cast<int>(std::strlen(data)), data, static_cast<long long>(task.delay_ns));
 }
 
 std::string ask_status() {
@@ -38,8 +37,8 @@ void run_sender(const SenderTask& task, const char* routine, SendKind kind) {
     print_task(routine, task, slot_ip, slot_data);
   }
   if (kind == SendKind::kTcpStatus && debug != 0) {
-    std::printf("[%s:%d] sleep for=%lld\n", routine, __LINE__,
-                static_cast<long long>(task.delay_ns));
+    print_stdout("[%s:%d] sleep for=%lld\n", routine, __LINE__,
+                 static_cast<long long>(task.delay_ns));
   }
   const std::string ip(slot_ip);
   std::string payload(slot_data);
@@ -120,20 +119,20 @@ int get_new_ret_thread(EventQueue& queue, const std::string& event_name) {
     if (state == kSlotFree) {
       state = kSlotTaken;
       if (debug != 0)
-        std::printf("[%s:%d] get thread id=%d\n", "get_new_ret_thread", __LINE__, slot);
+        print_stdout("[%s:%d] get thread id=%d\n", "get_new_ret_thread", __LINE__, slot);
       return slot;
     }
     if (state == kSlotFinished) {
       pthread_join(queue.sender_threads[slot], nullptr);
       state = kSlotFree;
       if (debug != 0) {
-        std::printf("[%s:%d] free thread id=%d\n", "get_new_ret_thread", __LINE__, slot);
+        print_stdout("[%s:%d] free thread id=%d\n", "get_new_ret_thread", __LINE__, slot);
       }
     }
   }
   if (debug != 0) {
-    std::printf("[%s:%d] Error: skip %s, event thead over %d\n", "get_new_ret_thread", __LINE__,
-                event_name.c_str(), kSenderSlots);
+    print_stdout("[%s:%d] Error: skip %s, event thead over %d\n", "get_new_ret_thread", __LINE__,
+                 event_name.c_str(), kSenderSlots);
   }
   return -1;
 }
@@ -141,16 +140,16 @@ int get_new_ret_thread(EventQueue& queue, const std::string& event_name) {
 void start_sender(EventQueue& queue, const std::string& event_name, const SubCommand& command) {
   const SendKind kind = choose_sender(command.protocol);
   if (debug != 0 && contains(command.protocol, "Status")) {
-    std::printf("[%s:%d]\n", "exec_event", __LINE__);
+    print_stdout("[%s:%d]\n", "exec_event", __LINE__);
   }
   if (kind == SendKind::kNone) return;
   const int port = to_int32(command.port);
   const int slot = get_new_ret_thread(queue, event_name);
   if (slot < 0) return;
   if (debug != 0 && kind == SendKind::kTcp) {
-    std::printf("[%s:%d] ip=%s, port=%s data[%d]=\"%s\"\n", "exec_event", __LINE__,
-                command.ip.c_str(), command.port.c_str(), static_cast<int>(command.data.size()),
-                command.data.c_str());
+    print_stdout("[%s:%d] ip=%s, port=%s data[%d]=\"%s\"\n", "exec_event", __LINE__,
+                 command.ip.c_str(), command.port.c_str(), static_cast<int>(command.data.size()),
+                 command.data.c_str());
   }
   fill_slot(queue, slot, command, port, kind);
   const int error = start_thread(queue.sender_threads[slot], kSenderStack, body_of(kind),

@@ -1,7 +1,6 @@
 // The short-lived threads that wait a step's delay and send it, one per slot of the event queue.
 #pragma once
 
-#include <cstdint>
 #include <string>
 #include <string_view>
 

@@ -7,7 +7,6 @@
 #include <sys/time.h>
 
 #include <cerrno>
-#include <cstdio>
 
 #include "frame/files.h"
 #include "frame/globals.h"
@@ -74,36 +73,32 @@ std::string numbered_error(int error) {
   return "(" + std::to_string(error) + ")" + error_text(error);
 }
 
-/// Opens, connects and sends; the steps that both TCP routines share. `failure` is the error as
-/// "(number)text" when the result is negative.
-int connect_and_send(const char* routine, Descriptor& connection, const std::string& ip, int port,
-                     std::string_view payload, int timeout_ms, std::string& failure) {
-  const std::string text(payload);
-  const int length = static_cast<int>(payload.size());
+/// Opens and connects; `failure` is the error as "(number)text" when the result is negative.
+int open_connection(const char* routine, Descriptor& connection, const std::string& ip, int port,
+                    const std::string& payload, int timeout_ms, std::string& failure) {
   connection.fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   if (connection.fd < 0) {
     failure = numbered_error(errno);
     return kNoSocket;
   }
   set_timeouts(connection.fd, timeout_ms);
-  if (connect_to(connection.fd, address_of(ip, port), timeout_ms) != 0) {
-    const int error = errno;
-    failure = numbered_error(error);
-    log_main("[%s:%d] Error: connect ip=%s, port=%d, error=(%d)%s, data=%s;\n", routine, __LINE__,
-             ip.c_str(), port, error, error_text(error).c_str(), text.c_str());
-    return kConnectFailed;
-  }
-  if (debug != 0 && timeout_ms == kReplyTimeoutMs) {
-    std::printf("[%s:%d] send[%d] %s\n", routine, __LINE__, length, text.c_str());
-  } else if (debug != 0) {
-    std::printf("[%s:%d] send tcp:%d (%d)%s\n", routine, __LINE__, port, length, text.c_str());
-  }
+  if (connect_to(connection.fd, address_of(ip, port), timeout_ms) == 0) return 0;
+  const int error = errno;
+  failure = numbered_error(error);
+  log_main("[%s:%d] Error: connect ip=%s, port=%d, error=(%d)%s, data=%s;\n", routine, __LINE__,
+           ip.c_str(), port, error, error_text(error).c_str(), payload.c_str());
+  return kConnectFailed;
+}
+
+/// Sends on an open connection; `failure` as above.
+int send_payload(const Descriptor& connection, const std::string& ip, int port,
+                 const std::string& payload, std::string& failure) {
   const int sent = send_once(connection.fd, payload);
   if (sent >= 0) return sent;
   const int error = errno;
   failure = numbered_error(error);
   log_main("[kovotcp] Error: send(len=%d) %s:%d :(%d)%s\n(%d)%s;\n", sent, ip.c_str(), port, error,
-           error_text(error).c_str(), length, text.c_str());
+           error_text(error).c_str(), static_cast<int>(payload.size()), payload.c_str());
   return kSendFailed;
 }
 
@@ -133,8 +128,8 @@ int udpclient(const std::string& ip, int port, std::string_view payload) {
   const Descriptor datagram(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
   if (datagram.fd < 0) return -1;
   if (debug != 0) {
-    std::printf("[%s:%d] send udp:%d (%d)%s\n", "udpclient", __LINE__, port,
-                static_cast<int>(payload.size()), std::string(payload).c_str());
+    print_stdout("[%s:%d] send udp:%d (%d)%s\n", "udpclient", __LINE__, port,
+                 static_cast<int>(payload.size()), std::string(payload).c_str());
   }
   ssize_t sent = -1;
   do {
@@ -147,21 +142,35 @@ int udpclient(const std::string& ip, int port, std::string_view payload) {
 
 int tcpclient(const std::string& ip, int port, std::string_view payload, std::string& reply,
               std::size_t reply_size) {
+  const std::string text(payload);
   Descriptor connection;
-  const int sent =
-      connect_and_send("tcpclient", connection, ip, port, payload, kReplyTimeoutMs, reply);
+  const int opened =
+      open_connection("tcpclient", connection, ip, port, text, kReplyTimeoutMs, reply);
+  if (opened < 0) return opened;
+  if (debug != 0) {
+    print_stdout("[%s:%d] send[%d] %s\n", "tcpclient", __LINE__, static_cast<int>(text.size()),
+                 text.c_str());
+  }
+  const int sent = send_payload(connection, ip, port, text, reply);
   if (sent >= 0) reply = read_reply(connection.fd, reply_size);
   return sent;
 }
 
 int tcpclient_no_rcv(const std::string& ip, int port, std::string_view payload) {
+  const std::string text(payload);
   Descriptor connection;
   std::string failure;
-  const int sent = connect_and_send("tcpclient_no_rcv", connection, ip, port, payload,
-                                    kNoReplyTimeoutMs, failure);
-  if (sent == kNoSocket && debug != 0) {
-    std::printf("[%s:%d] socket %s", "tcpclient_no_rcv", __LINE__, failure.c_str());
+  const int opened =
+      open_connection("tcpclient_no_rcv", connection, ip, port, text, kNoReplyTimeoutMs, failure);
+  if (opened == kNoSocket && debug != 0) {
+    print_stdout("[%s:%d] socket %s", "tcpclient_no_rcv", __LINE__, failure.c_str());
   }
+  if (opened < 0) return opened;
+  if (debug != 0) {
+    print_stdout("[%s:%d] send tcp:%d (%d)%s\n", "tcpclient_no_rcv", __LINE__, port,
+                 static_cast<int>(text.size()), text.c_str());
+  }
+  const int sent = send_payload(connection, ip, port, text, failure);
   if (sent >= 0) sleep_ms(kPauseMs);
   return sent;
 }

@@ -31,7 +31,7 @@
 namespace kovo {
 namespace {
 
-constexpr std::size_t kNoAddressLength = 6;  // an address text of so many characters is none
+constexpr char kPowerOnMarkerPath[] = "/var/tmp/log/kovo_power_on";
 constexpr char kWebRoot[] = "/www/pelm";
 
 /// Puts /dev/null in the place of missing standard descriptors, so that no socket becomes stdout.
@@ -105,13 +105,13 @@ bool start_workers(std::initializer_list<Worker> workers) {
   return true;
 }
 
-bool start_receivers() {
+bool start_early_workers() {
   return start_workers({{"handle_tcp_event", handle_tcp_event, event_queue},
                         {"handle_udp_lm_var", handle_udp_lm_var, central_state},
                         {"handle_tcp_lm_var", handle_tcp_lm_var, central_state}});
 }
 
-bool start_consumers() {
+bool start_late_workers() {
   return start_workers({{"handle_lm_event", handle_lm_event, central_state},
                         {"handle_q_event", handle_q_event, event_queue},
                         {"handle_udp_vep_api", handle_udp_vep_api, central_state},
@@ -132,7 +132,7 @@ void make_web_root() {
 
 void wait_for_network(CentralState& state) {
   const std::int64_t start = now_s();
-  while (state.ip_addr.size() <= kNoAddressLength) {
+  while (state.ip_addr.size() < kMinAddress) {
     sleep_ms(1000);
     log_main("[%s:%d] wait network...%d\n", "main", __LINE__, static_cast<int>(now_s() - start));
     renew_network_info(state.ip_addr, state.iface_name);
@@ -168,11 +168,11 @@ bool start_up() {
   verbose = 1;
   make_objects();
   write_pid_file();
-  if (!start_receivers()) return false;
+  if (!start_early_workers()) return false;
   make_web_root();
   renew_kovo_txt(*central_state, 0);
   rebuild_kovo_event_list(*central_state, 0);
-  if (!start_consumers()) return false;
+  if (!start_late_workers()) return false;
   central_state->ready = 1;
   wait_for_network(*central_state);
   raise_power_on(*central_state);

@@ -3,10 +3,8 @@
 
 namespace kovo {
 
-constexpr char kPowerOnMarkerPath[] = "/var/tmp/log/kovo_power_on";
-
-/// Runs the program. Returns its exit status: 0 when the command line asked for no daemon, 1 when a
-/// worker thread cannot be started; otherwise it never returns.
+/// Runs the program. Returns its exit status, 0, when the command line asked for no daemon;
+/// otherwise it never returns. Ends the process with 1 when a worker thread cannot be started.
 int run_kovotcp(int argc, char** argv);
 
 }  // namespace kovo

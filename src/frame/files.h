@@ -1,8 +1,9 @@
-// Thin helpers around files and descriptors. No call here waits for another process: a FIFO put in
-// the place of a file is opened without waiting for its other end.
+// Thin helpers around files and descriptors. Only pipes wait for another process: a FIFO put in the
+// place of a file is opened without waiting for its other end, or refused.
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdio>
 #include <memory>
 #include <string>

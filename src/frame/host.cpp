@@ -18,7 +18,7 @@
 namespace kovo {
 int _system(const char* command) {
   if (std::system(command) == 0) return 0;
-  if (debug != 0) std::printf("[%s:%d] Error: run %s\n", "_system", __LINE__, command);
+  if (debug != 0) print_stdout("[%s:%d] Error: run %s\n", "_system", __LINE__, command);
   return -1;
 }
 
@@ -39,7 +39,7 @@ int renew_network_info(std::string& ip_addr, std::string& iface_name) {
     iface_name = entry->ifa_name;
     ip_addr = text;
     if (debug != 0) {
-      std::printf("[%s:%d] %s:%s\n", "renew_network_info", __LINE__, entry->ifa_name, text);
+      print_stdout("[%s:%d] %s:%s\n", "renew_network_info", __LINE__, entry->ifa_name, text);
     }
   }
   return 0;

@@ -70,6 +70,16 @@ void log_main(const char* format, ...) {
   main_log_records = 0;
 }
 
+void print_stdout(const char* format, ...) {
+  std::va_list args;
+  va_start(args, format);
+  const std::string record = format_record(format, args);
+  va_end(args);
+
+  const MutexLock held(log_lock);
+  print(record);
+}
+
 void log_event(const char* format, ...) {
   std::va_list args;
   va_start(args, format);

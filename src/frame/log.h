@@ -1,7 +1,7 @@
 // Logging. The main log takes progress and error lines, each also printed on stdout, and is rotated
 // by a count of records; the event log takes one time-stamped line for each thing that happens to
-// an event and is never rotated. Formats carry their own line end. Diagnostics for -d are plain
-// prints at their place, guarded by `debug`.
+// an event and is never rotated. Formats carry their own line end. Diagnostics for -d go to stdout
+// alone, guarded by `debug` at their place.
 //
 // Any thread may log. Records are written whole under one lock, a leaf, so that they never mix and
 // the rotation is exact. Files are opened and closed for each record; a file that cannot be opened
@@ -27,6 +27,9 @@ constexpr std::size_t kTimestampSize = 64;
 
 /// As log_event, and prints the same record on stdout, also when the file cannot be opened.
 [[gnu::format(printf, 1, 2)]] void log_event_echo(const char* format, ...);
+
+/// Prints diagnostics on stdout alone, under the same condition.
+[[gnu::format(printf, 1, 2)]] void print_stdout(const char* format, ...);
 
 /// Fills a buffer of at least kTimestampSize bytes with the local time in milliseconds and a
 /// trailing blank, and returns it.

@@ -30,7 +30,8 @@ namespace {
 constexpr char kLoopback[] = "127.0.0.1";
 constexpr int kBacklog = 10;
 constexpr int kTimeoutS = 2;
-constexpr int kShortagePauseMs = 20;
+constexpr int kPauseMs = 20;  // after what must not spin
+constexpr int kMinDatagram = 2;
 constexpr int kReceiveBuffer = 8 << 20;  // holds a burst of some thousand small datagrams
 
 /// What the readiness loop knows of its connections.
@@ -158,7 +159,7 @@ void relieve_shortage(const TcpPort& port, TcpLoop& loop, int error) {
     loop.last_shortage_log_s = now;
     log_main("Error: [%s:%d] accept(): %s\n", port.routine, __LINE__, error_text(error).c_str());
   }
-  sleep_ms(kShortagePauseMs);
+  sleep_ms(kPauseMs);
 }
 
 bool is_shortage(int error) {
@@ -260,25 +261,32 @@ int open_udp(const UdpPort& port) {
   return std::exchange(receiver.fd, -1);
 }
 
-/// Receives one datagram. False when receiving failed for good. `draining` is set while those
-/// behind a short one are looked at: a burst of short ones pauses once, or it would fill the
-/// buffer.
-bool receive_one(const UdpPort& port, int fd, bool& draining) {
+/// Passes over the short datagrams that wait, after one pause for all of them: a pause for each
+/// would keep those behind a burst of them waiting for minutes.
+void skip_short_datagrams(int fd) {
+  sleep_ms(kPauseMs);
+  char byte = 0;
+  for (;;) {
+    const ssize_t length = recv(fd, &byte, 1, MSG_PEEK | MSG_TRUNC | MSG_DONTWAIT);
+    if (length < 0 || length >= kMinDatagram) return;
+    recv(fd, &byte, 1, MSG_DONTWAIT);
+  }
+}
+
+/// Receives one datagram. False when receiving failed for good.
+bool receive_one(const UdpPort& port, int fd) {
   std::array<char, kMaxDatagram> buffer;
-  const ssize_t count = recv(fd, buffer.data(), buffer.size(), draining ? MSG_DONTWAIT : 0);
-  if (count < 0 && errno == EINTR) return true;
-  if (count < 0 && errno != EAGAIN) {
+  const ssize_t count = recv(fd, buffer.data(), buffer.size(), 0);
+  if (count >= kMinDatagram) {
+    port.take(std::string_view(buffer.data(), static_cast<std::size_t>(count)));
+  } else if (count >= 0) {
+    skip_short_datagrams(fd);
+  } else if (errno == EAGAIN) {
+    sleep_ms(kPauseMs);
+  } else if (errno != EINTR) {
     port.log_receive_error(errno);
     return false;
   }
-  if (count >= 0 && count < 2) {
-    if (!draining) sleep_ms(kShortagePauseMs);
-    draining = true;
-    return true;
-  }
-  if (count < 0 && !draining) sleep_ms(kShortagePauseMs);
-  draining = false;
-  if (count > 0) port.take(std::string_view(buffer.data(), static_cast<std::size_t>(count)));
   return true;
 }
 
@@ -300,10 +308,7 @@ void serve_udp(const UdpPort& port) {
   Descriptor receiver;
   guarded(port.routine, [&] { receiver.fd = open_udp(port); });
   bool receiving = receiver.fd >= 0;
-  bool draining = false;
-  while (receiving) {
-    guarded(port.routine, [&] { receiving = receive_one(port, receiver.fd, draining); });
-  }
+  while (receiving) guarded(port.routine, [&] { receiving = receive_one(port, receiver.fd); });
 }
 
 }  // namespace kovo

@@ -20,8 +20,8 @@ struct TcpPort {
 
 /// Serves connections that carry one message each: one read, then closed, no reply. Returns after a
 /// set-up or select failure, which is logged. When descriptors run out, and beyond 450 connections
-/// (or a quarter of the process's descriptors), the connection that has waited longest without a
-/// byte is dropped. Called by the port's thread body.
+/// (or a quarter of the process's descriptors, 2 at least), the connection that has waited longest
+/// without a byte is dropped. Called by the port's thread body.
 void serve_tcp(const TcpPort& port);
 
 struct UdpPort {

@@ -12,7 +12,6 @@
 
 #define GUARDED_BY(lock) KOVO_ATTRIBUTE(guarded_by(lock))
 #define REQUIRES(...) KOVO_ATTRIBUTE(requires_capability(__VA_ARGS__))
-#define EXCLUDES(...) KOVO_ATTRIBUTE(locks_excluded(__VA_ARGS__))
 #define ACQUIRED_BEFORE(...) KOVO_ATTRIBUTE(acquired_before(__VA_ARGS__))
 
 namespace kovo {

@@ -16,6 +16,7 @@
 namespace kovo {
 namespace {
 
+constexpr char kSyncMarkerPath[] = "/var/tmp/plinth_sync_ok";
 constexpr int kPassMs = 250;
 constexpr int kSyncPauseMs = 200;
 constexpr int kSecondMs = 1000;
@@ -73,7 +74,7 @@ void watch_sync_marker(Supervision& memory) {
 
 /// The snapshot is loaded when it is first seen, twice: its writer may have been at it.
 void load_snapshot_twice() {
-  if (lm_load_snapshot(*variable_registry, *central_state) != 0) return;
+  lm_load_snapshot(*variable_registry, *central_state);
   sleep_ms(kSecondMs);
   lm_load_snapshot(*variable_registry, *central_state);
 }

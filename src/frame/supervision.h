@@ -3,13 +3,10 @@
 #pragma once
 
 #include <cstdint>
-#include <ctime>
 
 namespace kovo {
 
 struct CentralState;
-
-constexpr char kSyncMarkerPath[] = "/var/tmp/plinth_sync_ok";
 
 /// A modification time; not known before the first one is remembered.
 struct FileTime {
@@ -33,7 +30,8 @@ FileTime file_time(const char* path);
 /// as unchanged, a first one as changed.
 bool time_changed(const FileTime& now, const FileTime& remembered);
 
-/// True while the writer of a file may still be at it: up to two seconds after its last change.
+/// True while the writer of a file may still be at it: in the two seconds behind the second of its
+/// last change.
 bool just_written(const FileTime& written, std::int64_t now_seconds);
 
 /// One pass, 250 ms and what the files cause. Main thread only.

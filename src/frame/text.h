@@ -18,6 +18,8 @@ constexpr std::size_t kMaxCommand = 1023;    // command lines, payloads, mirror 
 constexpr std::size_t kMaxMessage = 2047;    // messages, status answers, lines of files
 constexpr std::size_t kMaxDatagram = 4096;   // datagrams of the two UDP ports
 
+constexpr std::size_t kMinAddress = 7;  // an address text shorter than "1.2.3.4" is none
+
 /// The first `limit` bytes of the text, or all of it. Cutting is silent.
 std::string_view cut_text(std::string_view text, std::size_t limit);
 

@@ -9,7 +9,7 @@
 namespace kovo {
 
 constexpr std::size_t kDefaultStack = 0;
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || defined(KOVO_SANITIZED)
+#if defined(KOVO_SANITIZED)
 constexpr std::size_t kSenderStack = std::size_t{1} << 20;  // sanitizers widen every frame
 #else
 constexpr std::size_t kSenderStack = std::size_t{128} << 10;  // 512 of them fit a 32-bit process

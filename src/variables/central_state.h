@@ -53,11 +53,13 @@ struct CentralState {
   std::atomic<std::int32_t> ready{0};  // 1 once all workers are started
 
   std::string wpa_eap_mode GUARDED_BY(mapping_lock);  // raw 802.1X mode
-  std::int64_t p8021status_time = 0;                  // when the event was last queued, seconds
   std::string p8021_status GUARDED_BY(mapping_lock);  // "on" or "off"
-  std::int64_t p8021enable_time = 0;                  // handle_lm_event only, as the next two
-  std::string yuv_out;                                // "OFF", "ON" or "AUTO"; "" before the first
+
+  // When these events were last queued, seconds since the epoch; handle_lm_event only.
+  std::int64_t p8021status_time = 0;
+  std::int64_t p8021enable_time = 0;
   std::int64_t yuv_event_time = 0;
+  std::string yuv_out;  // "OFF", "ON" or "AUTO"; "" before the first; handle_lm_event only
 
   std::atomic<std::int32_t> power_on_done{0};
 };

@@ -1,7 +1,5 @@
 #include "variables/change_processing.h"
 
-#include <cstdio>
-
 #include "definitions/templates.h"
 #include "engine/push_event.h"
 #include "frame/globals.h"
@@ -81,7 +79,7 @@ bool raise_after_pause(const char* event, std::int64_t& last_time, SecondsClock 
 void raise_yuv_event(CentralState& state, const std::string& yuv, SecondsClock clock) {
   if (equals_nocase(yuv, state.yuv_out)) return;
   if (!raise_after_pause("YCbCrOutput", state.yuv_event_time, clock) && debug != 0) {
-    std::printf("[%s:%d] skip YCbCrOutput\n", kRoutine, __LINE__);
+    print_stdout("[%s:%d] skip YCbCrOutput\n", kRoutine, __LINE__);
   }
   state.yuv_out = yuv;
 }
@@ -149,7 +147,7 @@ void process_mapping(CentralState& state, const std::string& name, std::int64_t 
     }
   }
   if (event.empty()) {
-    if (debug != 0) std::printf("[%s:%d] no mapping: %s\n", kRoutine, __LINE__, name.c_str());
+    if (debug != 0) print_stdout("[%s:%d] no mapping: %s\n", kRoutine, __LINE__, name.c_str());
   } else if (now > previous + kQuietPeriodS) {
     log_event("get lm event %s\n", event.c_str());
     log_main("[%s:%d] get lm event %s\n", kRoutine, __LINE__, event.c_str());
@@ -208,7 +206,7 @@ void process_variable_change(CentralState& state, VariableRegistry& registry, st
   const std::string key(name);
   const std::string value = decode_value(raw);
   if (debug != 0)
-    std::printf("[%s:%d] get %s=%s\n", kRoutine, __LINE__, key.c_str(), value.c_str());
+    print_stdout("[%s:%d] get %s=%s\n", kRoutine, __LINE__, key.c_str(), value.c_str());
   lm_set(registry, key, value);
   follow_change(state, registry, key, value, now_s);
 }

@@ -64,7 +64,7 @@ void process_variable_change(CentralState& state, VariableRegistry& registry, st
 
 /// What a stored value leads to: derived variables and events. The clock is read at each step that
 /// needs the time, since sets and pushes take their while. Takes mapping_lock for one step at a
-/// time, and EventQueue.lock for each push.
+/// time, the locks of lm_set for derived variables, and EventQueue.lock for each push.
 void follow_change(CentralState& state, VariableRegistry& registry, const std::string& name,
                    const std::string& value, SecondsClock clock);
 

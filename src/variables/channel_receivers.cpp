@@ -1,7 +1,5 @@
 #include "variables/channel_receivers.h"
 
-#include <algorithm>
-
 #include "definitions/settings.h"
 #include "frame/globals.h"
 #include "frame/log.h"
@@ -55,11 +53,6 @@ void* handle_tcp_lm_var(void*) {
 void accept_message(CentralState& state, const std::string& text) {
   if (names_setting(text) && apply_setting_line(state, text) != kSettingChanged) return;
   push_text(state.lm_queue, text);
-}
-
-bool names_setting(std::string_view text) {
-  return std::any_of(std::begin(kSettingNames), std::end(kSettingNames),
-                     [&](const char* name) { return starts_with_nocase(text, name); });
 }
 
 }  // namespace kovo

@@ -1,10 +1,10 @@
 // The two variable channels on the loopback address: device variables and remote commands, by UDP
-// and by TCP. The receivers interpret nothing; each message goes to lm_queue.
+// and by TCP. Apart from settings lines the receivers interpret nothing: each message goes to
+// lm_queue.
 #pragma once
 
 #include <cstdint>
 #include <string>
-#include <string_view>
 
 namespace kovo {
 
@@ -21,8 +21,5 @@ void* handle_tcp_lm_var(void* state);
 /// and changes nothing there. Called by the two receivers; takes settings_lock and
 /// EventQueue.lock through the setting.
 void accept_message(CentralState& state, const std::string& text);
-
-/// True when a text begins with the name of one of the four settings, in any letter case.
-bool names_setting(std::string_view text);
 
 }  // namespace kovo

@@ -11,8 +11,8 @@ struct MappingRow {
   std::string variable;        // device variable; "" when no variable drives the row
   std::string status;          // status name, and the event pushed for the row; never empty
   std::string setting;         // the command word that sets it; "" when there is none
-  std::string last_value;      // last value seen for the row
-  std::int64_t last_time = 0;  // when the row's variable last changed, seconds since the epoch
+  std::string last_value;      // playback selection and serial format only
+  std::int64_t last_time = 0;  // last message or status line that counted, seconds since the epoch
 };
 
 struct ResolutionEntry {

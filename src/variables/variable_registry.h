@@ -29,7 +29,7 @@ using Clients = std::deque<ClientRecord>;
 
 struct VariableRegistry {
   // Held for a live set and its notifications, sends included: all clients hear the changes in the
-  // order in which they were stored. Nobody who only reads or loads waits for it.
+  // order in which they were stored. Nobody who only reads or loads takes it.
   Mutex notify_lock ACQUIRED_BEFORE(registry_lock);
   Mutex registry_lock;
 

@@ -1,12 +1,12 @@
 #include "variables/variable_store.h"
 
 #include <algorithm>
-#include <cstdio>
 
 #include "engine/senders.h"
 #include "frame/files.h"
 #include "frame/globals.h"
 #include "frame/host.h"
+#include "frame/log.h"
 #include "variables/central_state.h"
 
 namespace kovo {
@@ -80,11 +80,11 @@ bool store_change(VariableRegistry& registry, std::string_view name, std::string
     const std::string key(name);
     const std::string text(value);
     if (same) {
-      std::printf("[%s:%d] same key=%s, value=%s <= %s\n", "lm_set_change", __LINE__, key.c_str(),
-                  record->value.c_str(), text.c_str());
+      print_stdout("[%s:%d] same key=%s, value=%s <= %s\n", "lm_set_change", __LINE__, key.c_str(),
+                   record->value.c_str(), text.c_str());
     } else {
-      std::printf("[%s:%d] update key=%s,value=%s <= %s\n", "lm_set_change", __LINE__, key.c_str(),
-                  record->value.c_str(), text.c_str());
+      print_stdout("[%s:%d] update key=%s,value=%s <= %s\n", "lm_set_change", __LINE__, key.c_str(),
+                   record->value.c_str(), text.c_str());
     }
   }
   record->set_time = now_s();
@@ -92,7 +92,7 @@ bool store_change(VariableRegistry& registry, std::string_view name, std::string
   return !same;
 }
 
-void mirror_wpa_mode(CentralState& state, std::string_view value) {
+void take_wpa_mode(CentralState& state, std::string_view value) {
   const MutexLock held(state.mapping_lock);
   state.p8021_status = p8021_status_of(value);
   state.wpa_eap_mode = value;
@@ -110,7 +110,7 @@ std::unique_ptr<VariableRegistry> make_variable_registry() {
 int lm_set_init(VariableRegistry& registry, std::string_view name, std::string_view value) {
   if (is_ignored(name, false)) {
     if (debug != 0) {
-      std::printf("[%s:%d] skip %s\n", "lm_set_init", __LINE__, std::string(name).c_str());
+      print_stdout("[%s:%d] skip %s\n", "lm_set_init", __LINE__, std::string(name).c_str());
     }
     return 0;
   }
@@ -127,7 +127,7 @@ int lm_set_init(VariableRegistry& registry, std::string_view name, std::string_v
 int lm_set(VariableRegistry& registry, std::string_view name, std::string_view value) {
   if (is_ignored(name, true)) {
     if (debug != 0) {
-      std::printf("[%s:%d] skip %s\n", "lm_set", __LINE__, std::string(name).c_str());
+      print_stdout("[%s:%d] skip %s\n", "lm_set", __LINE__, std::string(name).c_str());
     }
     return 0;
   }
@@ -140,7 +140,7 @@ int lm_set(VariableRegistry& registry, std::string_view name, std::string_view v
 bool lm_set_change(VariableRegistry& registry, std::string_view name, std::string_view value) {
   if (is_ignored(name, true)) {
     if (debug != 0) {
-      std::printf("[%s:%d] ignore %s\n", "lm_set_change", __LINE__, std::string(name).c_str());
+      print_stdout("[%s:%d] ignore %s\n", "lm_set_change", __LINE__, std::string(name).c_str());
     }
     return false;
   }
@@ -165,7 +165,7 @@ int lm_load_snapshot(VariableRegistry& registry, CentralState& state) {
     const KeyValue pair = split_snapshot_line(line);
     if (!pair.found) continue;
     lm_set_init(registry, pair.key, pair.value);
-    if (equals_nocase(pair.key, "WPA_EAP_MODE")) mirror_wpa_mode(state, pair.value);
+    if (equals_nocase(pair.key, "WPA_EAP_MODE")) take_wpa_mode(state, pair.value);
   }
   return 0;
 }

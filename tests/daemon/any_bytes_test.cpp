@@ -29,8 +29,8 @@ struct AnyBytes : DeviceTest {
                                         "\xFF\xFE"};
     std::string bytes;
     while (bytes.size() < size) {
-      bytes +=
-          random() % 2 == 0 ? words[random() % 19] : std::string(1, static_cast<char>(random()));
+      bytes += random() % 2 == 0 ? words[random() % std::size(words)]
+                                 : std::string(1, static_cast<char>(random()));
     }
     return bytes;
   }

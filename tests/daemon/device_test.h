@@ -6,7 +6,6 @@
 #include <regex>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "device/device.h"
 #include "device/sinks.h"

@@ -1,4 +1,5 @@
 #include <sys/mount.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "tests/daemon/device_test.h"
@@ -8,7 +9,6 @@
 namespace kovo::device {
 namespace {
 
-using std::chrono::milliseconds;
 using std::chrono::seconds;
 
 constexpr char kDeadAddress[] = "10.0.0.99";  // on the network, but nobody answers there
@@ -186,7 +186,10 @@ TEST_F(Variables, RefusedCommandsAreLoggedAndNothingElse) {
 }
 
 TEST_F(Variables, SettingsArePersistentAndRaiseTheirEvents) {
-  write_file(kSettingsFile, "sysDescr=old\nhostName=x\nportID\nportDescr=a=b");
+  const char* file_behind_link = "/mnt/persistent/real.txt";
+  write_file(file_behind_link, "sysDescr=old\nhostName=x\nportID\nportDescr=a=b");
+  chmod(file_behind_link, 0600);
+  ASSERT_EQ(symlink(file_behind_link, kSettingsFile), 0);
   start();
   const std::string texts[] = {"sysName=Lobby\nportID=no",
                                "sysName=LOBBY",
@@ -203,7 +206,11 @@ TEST_F(Variables, SettingsArePersistentAndRaiseTheirEvents) {
     return read_file(kSettingsFile) ==
            "portDescr=a=b\nportID=" + id + "\nsysDescr=old\nsysName=Lobby\n";
   }));
-  EXPECT_FALSE(file_exists(std::string(kSettingsFile) + ".new"));
+  EXPECT_FALSE(file_exists(std::string(file_behind_link) + ".new"));
+  struct stat info {};
+  ASSERT_EQ(stat(file_behind_link, &info), 0);
+  EXPECT_EQ(info.st_mode & 0777, 0600U);
+  EXPECT_EQ(read_file(file_behind_link), read_file(kSettingsFile));
   EXPECT_NE(event_log().find("[kovo_config_set] sysName  => Lobby\npush event: sysName\n"
                              "[kovo_config_set] skip same sysName=LOBBY\n"
                              "[kovo_config_set] portID  => p"),
@@ -227,8 +234,8 @@ TEST_F(Variables, SettingsArePersistentAndRaiseTheirEvents) {
   ASSERT_EQ(mount("tmpfs", "/mnt/persistent", "tmpfs", 0, "size=4k"), 0);
   write_file(kSettingsFile, before);  // the one page there is: nothing fits beside it
   send_udp(2727, "sysName=Full");
-  ASSERT_TRUE(wait_log(kEventLog, "push event: sysName\n", 2));
-  usleep(100'000);
+  send_udp(2727, "behind:");  // by the same thread, once the setting is done with
+  ASSERT_TRUE(wait_log(kMainLog, "Error cmd=behind\n"));
   EXPECT_EQ(read_file(kSettingsFile), before) << "a full medium keeps the last good settings";
 }
 
@@ -253,9 +260,16 @@ TEST_F(Variables, TheSnapshotIsLoadedOnceBehindLiveValues) {
   ASSERT_TRUE(wait_log(kEventLog,
                        "p8021enable\npush event: p8021enable\np8021status\npush event: "
                        "p8021status\n"));
-  sleep(2);
+  int rebuilds = 1;
+  const auto pass_by = [&] {  // the snapshot is looked at between two readings of the definitions
+    for (int i = 0; i < 2; ++i) {
+      write_file(kDefinitions, "");
+      ASSERT_TRUE(wait_log(kMainLog, "rebuild kovo event txt: OK\n", ++rebuilds));
+    }
+  };
+  pass_by();
   write_file("/var/lm_var", "last=2\n");
-  sleep(2);
+  pass_by();
   EXPECT_EQ(get("last"), "last=1\n") << "later changes only count as seen";
 }
 
@@ -266,6 +280,7 @@ TEST(TimingOfStore, TenThousandVariablesAreLoadedAndFoundQuickly) {
     write_file("/var/lm_var", text);
     CentralState state;
     VariableRegistry registry;
+    const MutexLock held(registry.notify_lock);  // as during a send to a dead client
     const auto begin = Clock::now();
     lm_load_snapshot(registry, state);
     const auto loaded = Clock::now() - begin;
@@ -305,9 +320,8 @@ TEST_F(Variables, DeadClientsDelayOthersButLoseNothing) {
   }
   for (int i = 0; i < 3; ++i) send_udp(2727, "e_param_set::MY_IP::" + std::to_string(i));
   ASSERT_TRUE(wait_arrivals(live[8], 1));
-  write_file("/var/lm_var", "SNAP=1\n");
   send_udp(2728, "CUR_HDCP=1");
-  ASSERT_TRUE(wait_log(kMainLog, "[handle_udp_vep_api] recv(udp:2728)", 1, milliseconds(500)))
+  ASSERT_TRUE(wait_log(kMainLog, "[handle_udp_vep_api] recv(udp:2728)", 1, seconds(1)))
       << "receivers wait for no client";
   for (UdpSink& sink : live) ASSERT_TRUE(wait_arrivals(sink, 4, seconds(20)));
   for (UdpSink& sink : live) {

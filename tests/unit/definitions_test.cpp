@@ -53,6 +53,11 @@ TEST(DefinitionCopies, AreByteExact) {
   EXPECT_EQ(definitions_ascii(entries), std::string("ACount=1\nAData0=A\0\n\nx=y\r\n", 25));
 }
 
+TEST(Defaults, FirstLineFollowsTheSwitch) {
+  EXPECT_EQ(default_definitions(true).find("EnableEvents=true\nFast"), 0U);
+  EXPECT_EQ(default_definitions(false).find("EnableEvents=false\nFast"), 0U);
+}
+
 TEST(Hex, PairsAreReadAsNumbers) {
   EXPECT_EQ(s_hex_to_ascii("504F4a"), "POJ");
   EXPECT_EQ(s_hex_to_ascii(""), "");
