@@ -21,9 +21,9 @@ std::int32_t main_log_records GUARDED_BY(log_lock) = 0;
 [[gnu::format(printf, 1, 0)]] std::string format_record(const char* format, std::va_list args) {
   std::va_list again;
   va_copy(again, args);
-  char buffer[512];
+  char buffer[512] = {};
   const int length = std::vsnprintf(buffer, sizeof buffer, format, args);
-  std::string record(buffer, length > 0 ? cut_text(buffer, sizeof buffer).size() : 0);
+  std::string record(buffer);
   if (length >= static_cast<int>(sizeof buffer)) {
     record.resize(static_cast<std::size_t>(length));
     std::vsnprintf(record.data(), record.size() + 1, format, again);

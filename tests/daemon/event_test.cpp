@@ -1,6 +1,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "definitions/definition_file.h"
 #include "definitions/event_list.h"
 #include "engine/event_queue.h"
 #include "engine/queue_worker.h"
@@ -252,12 +253,7 @@ struct Queue : ::testing::Test {
   }
 
   static void parse(std::string_view lines, DefinitionEntries& entries) {
-    for (const std::string_view line : split_lines(lines)) {
-      const KeyValue pair = split_key_value(line);
-      const std::size_t field = pair.key.find_first_of("CD");
-      entries.push_back({1, std::string(pair.key.substr(0, field)),
-                         std::string(pair.key.substr(field)), "", std::string(pair.value)});
-    }
+    for (const std::string_view line : split_lines(lines)) parse_definition_line(entries, line);
   }
 
   std::string names() {

@@ -45,19 +45,6 @@ TEST(ClientRegistry, KeepsOneRecordOfEachClientInOrder) {
   EXPECT_EQ(client_count(*registry), 3);
 }
 
-TEST(CommandLanguage, RenewSendsFiveLinesAMessageAndTheCount) {
-  Variables variables;
-  EXPECT_EQ(renew_messages(variables), std::vector<std::string>{"_RENEW_NUM=0\n"});
-  for (int i = 0; i < 11; ++i) variables.push_back({"V" + std::to_string(i), "x", 0});
-  const std::vector<std::string> messages = renew_messages(variables);
-  ASSERT_EQ(messages.size(), 4U);
-  EXPECT_EQ(messages[0], "V0=x\nV1=x\nV2=x\nV3=x\nV4=x\n");
-  EXPECT_EQ(messages[2], "V10=x\n");
-  EXPECT_EQ(messages[3], "_RENEW_NUM=11\n");
-  variables.pop_back();
-  EXPECT_EQ(renew_messages(variables).size(), 3U) << "a full last message is not followed by none";
-}
-
 TEST(StatusIntake, PlaybackTransitionsRaiseTheirEvents) {
   using Events = std::vector<std::string>;
   const auto events = [](const char* before, const char* after) {
