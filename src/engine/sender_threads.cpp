@@ -155,9 +155,9 @@ void start_sender(EventQueue& queue, const std::string& event_name, const SubCom
   const int error = start_thread(queue.sender_threads[slot], kSenderStack, body_of(kind),
                                  &queue.sender_tasks[slot]);
   if (error == 0) return;
+  queue.sender_state[slot] = kSlotFree;  // first of all: out of memory, the log may throw
   log_main("[%s:%d] Error: start sender for %s: %s\n", "exec_event", __LINE__, event_name.c_str(),
            error_text(error).c_str());
-  queue.sender_state[slot] = kSlotFree;
 }
 
 }  // namespace kovo

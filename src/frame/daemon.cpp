@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -57,6 +58,15 @@ void raise_descriptor_limit() {
   if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
   limit.rlim_cur = limit.rlim_max;
   setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+/// A reader of stdout that stands still must hold up neither the daemon nor the children of the
+/// shell. A description of its own keeps the terminal or pipe as it is for everybody else.
+void make_stdout_nonblocking() {
+  struct stat info {};
+  if (fstat(STDOUT_FILENO, &info) != 0 || S_ISREG(info.st_mode)) return;
+  const Descriptor own(open("/proc/self/fd/1", O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  if (own.fd >= 0) dup2(own.fd, STDOUT_FILENO);
 }
 
 void prepare_process() {
@@ -193,6 +203,7 @@ int run_kovotcp(int argc, char** argv) {
   prepare_process();
   const Options options = parse_options(argc, argv);
   if (!options.start_daemon) return 0;
+  make_stdout_nonblocking();
   if (!start_up()) {
     // Other threads are running: leave without destroying what they use.
     std::fflush(stdout);

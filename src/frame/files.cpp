@@ -36,6 +36,11 @@ std::string resolve(const std::string& path) {
   return real == nullptr ? path : std::string(real.get());
 }
 
+bool is_link(const std::string& path) {
+  struct stat info {};
+  return lstat(path.c_str(), &info) == 0 && S_ISLNK(info.st_mode);
+}
+
 void keep_mode(const char* path, int copy) {
   struct stat info {};
   if (stat(path, &info) == 0) fchmod(copy, info.st_mode & 07777);
@@ -102,6 +107,7 @@ bool append_file(const char* path, std::string_view bytes) {
 
 bool replace_file(const std::string& path, std::string_view bytes) {
   const std::string file = resolve(path);
+  if (is_link(file)) return write_and_sync(path.c_str(), bytes);  // to a file that is not there yet
   const std::string beside = file + ".new";
   unlink(beside.c_str());  // left by a power cut, or put there by somebody else
   const Descriptor copy(open_file(beside.c_str(), O_WRONLY | O_CREAT | O_EXCL));

@@ -33,7 +33,7 @@ std::int32_t main_log_records GUARDED_BY(log_lock) = 0;
 }
 
 /// Prints on stdout, unless whoever reads it stands still: that must not hold up the daemon. A
-/// piece is small enough for a pipe that takes anything.
+/// piece is small enough for a pipe that takes anything, should its writes still be blocking.
 void print(std::string_view record) {
   constexpr std::size_t kPiece = 2048;
   while (!record.empty()) {
@@ -76,8 +76,12 @@ void print_stdout(const char* format, ...) {
   const std::string record = format_record(format, args);
   va_end(args);
 
+  print_text(record);
+}
+
+void print_text(std::string_view text) {
   const MutexLock held(log_lock);
-  print(record);
+  print(text);
 }
 
 void log_event(const char* format, ...) {

@@ -10,6 +10,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 namespace kovo {
 
@@ -30,6 +31,9 @@ constexpr std::size_t kTimestampSize = 64;
 
 /// Prints diagnostics on stdout alone, under the same condition.
 [[gnu::format(printf, 1, 2)]] void print_stdout(const char* format, ...);
+
+/// The same for a text as it is; needs no memory.
+void print_text(std::string_view text);
 
 /// Fills a buffer of at least kTimestampSize bytes with the local time in milliseconds and a
 /// trailing blank, and returns it.

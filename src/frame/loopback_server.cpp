@@ -168,12 +168,13 @@ bool is_shortage(int error) {
 
 /// Accepts a connection with a number that select can hold; -1 when there is none to be had.
 int accept_connection(const TcpPort& port, TcpLoop& loop) {
-  const int fd = accept4(loop.listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
-  if (fd >= FD_SETSIZE) {
+  Descriptor accepted(accept4(loop.listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+  if (accepted.fd >= FD_SETSIZE) {
     relieve_shortage(port, loop, EMFILE);
-    return move_below_select_limit(fd);
+    return move_below_select_limit(std::exchange(accepted.fd, -1));
   }
-  if (fd >= 0 || errno == EINTR || errno == EAGAIN) return fd;
+  if (accepted.fd >= 0) return std::exchange(accepted.fd, -1);
+  if (errno == EINTR || errno == EAGAIN) return -1;
   if (is_shortage(errno)) {
     relieve_shortage(port, loop, errno);
   } else {

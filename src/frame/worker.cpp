@@ -1,7 +1,5 @@
 #include "frame/worker.h"
 
-#include <cstdio>
-
 #include "frame/host.h"
 #include "frame/log.h"
 
@@ -21,7 +19,8 @@ void report_failure(const char* routine, const char* what) noexcept {
   try {
     log_main("[%s:%d] Error: %s\n", routine, __LINE__, what);
   } catch (const std::exception&) {
-    std::fputs(what, stdout);  // needs no memory
+    print_text(what);
+    print_text("\n");
   }
   sleep_ms(20);
 }

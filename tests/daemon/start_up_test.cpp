@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -147,6 +148,20 @@ TEST_F(StartUp, StandardDescriptorsAreMadeValid) {
   const std::string link = "/proc/" + std::to_string(daemon.pid) + "/fd/1";
   ASSERT_GT(readlink(link.c_str(), target, sizeof target - 1), 0);
   EXPECT_STREQ(target, "/dev/null");
+}
+
+TEST_F(StartUp, ATerminalThatNobodyReadsHoldsUpNothing) {
+  const int terminal = posix_openpt(O_RDWR | O_NOCTTY);
+  ASSERT_EQ(grantpt(terminal) + unlockpt(terminal), 0);
+  DaemonOptions options;
+  options.stdout_path = ptsname(terminal);
+  start(options);
+  for (int i = 0; i < 100; ++i) send_udp(2727, "x:" + std::string(1000, 'y'));
+  ASSERT_TRUE(wait_log(kMainLog, "Error cmd=x\n", 100));
+  stop_daemon(daemon);
+  start(options);  // its shell commands print on the full terminal as well
+  EXPECT_EQ(send_tcp(2700, "still=there\n"), 0);
+  EXPECT_TRUE(wait_log(kEventLog, "push event: still\n"));
 }
 
 #if !defined(KOVO_SANITIZED)  // their shadow memory leaves no room for a limit on addresses
