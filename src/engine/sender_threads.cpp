@@ -15,6 +15,18 @@ using ThreadBody = void* (*)(void*);
 
 constexpr char kStatusRequest[] = "getStatus";
 
+/// Gives a taken slot back, unless its thread has started: out of memory, a log record may throw.
+struct SlotGuard {
+  explicit SlotGuard(std::atomic<std::int32_t>* taken) : state(taken) {}
+  ~SlotGuard() {
+    if (state != nullptr) *state = kSlotFree;
+  }
+  SlotGuard(const SlotGuard&) = delete;
+  SlotGuard& operator=(const SlotGuard&) = delete;
+
+  std::atomic<std::int32_t>* state;
+};
+
 void print_task(const char* routine, const SenderTask& task, const char* ip, const char* data) {
   if (debug == 0) return;
   print_stdout("[%s:%d] %s data=[%d]%s, sleep for=%lld\n", routine, __LINE__, ip,
@@ -117,9 +129,10 @@ int get_new_ret_thread(EventQueue& queue, const std::string& event_name) {
   for (int slot = 0; slot < kSenderSlots; ++slot) {
     std::atomic<std::int32_t>& state = queue.sender_state[slot];
     if (state == kSlotFree) {
-      state = kSlotTaken;
-      if (debug != 0)
+      if (debug != 0) {
         print_stdout("[%s:%d] get thread id=%d\n", "get_new_ret_thread", __LINE__, slot);
+      }
+      state = kSlotTaken;
       return slot;
     }
     if (state == kSlotFinished) {
@@ -146,6 +159,7 @@ void start_sender(EventQueue& queue, const std::string& event_name, const SubCom
   const int port = to_int32(command.port);
   const int slot = get_new_ret_thread(queue, event_name);
   if (slot < 0) return;
+  SlotGuard taken{&queue.sender_state[slot]};
   if (debug != 0 && kind == SendKind::kTcp) {
     print_stdout("[%s:%d] ip=%s, port=%s data[%d]=\"%s\"\n", "exec_event", __LINE__,
                  command.ip.c_str(), command.port.c_str(), static_cast<int>(command.data.size()),
@@ -154,8 +168,10 @@ void start_sender(EventQueue& queue, const std::string& event_name, const SubCom
   fill_slot(queue, slot, command, port, kind);
   const int error = start_thread(queue.sender_threads[slot], kSenderStack, body_of(kind),
                                  &queue.sender_tasks[slot]);
-  if (error == 0) return;
-  queue.sender_state[slot] = kSlotFree;  // first of all: out of memory, the log may throw
+  if (error == 0) {
+    taken.state = nullptr;
+    return;
+  }
   log_main("[%s:%d] Error: start sender for %s: %s\n", "exec_event", __LINE__, event_name.c_str(),
            error_text(error).c_str());
 }
