@@ -63,17 +63,5 @@ TEST(Log, LongRecordsAndFullDisksAreSurvived) {
   testing::internal::GetCapturedStdout();
 }
 
-TEST(Log, AReaderOfStdoutThatStandsStillHoldsUpNobody) {
-  int ends[2];
-  ASSERT_EQ(pipe(ends), 0);
-  const int screen = dup(STDOUT_FILENO);
-  fflush(stdout);
-  dup2(ends[1], STDOUT_FILENO);
-  for (std::size_t n = 0; n < 2000; ++n) log_main("%s\n", std::string(n, 'z').c_str());
-  EXPECT_EQ(lines_in(kMainLogPath), 2000);
-  close(ends[0]);
-  dup2(screen, STDOUT_FILENO);
-}
-
 }  // namespace
 }  // namespace kovo::device

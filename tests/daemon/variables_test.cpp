@@ -352,12 +352,11 @@ TEST_F(Variables, ADeadMirrorDoesNotStopEvents) {
 TEST_F(Variables, StatusLinesAreMappedAndFiltered) {
   set_param("LIVE_PLAYLIST_CONTENT", "0");
   start();
-  const std::string lines[] = {"CUR_HDCP=1\n",        "cur_hdcp=1",
-                               "setSettings:ipset=x", "SETSETTINGS:IPSET",
-                               "nothing=1",           "local:news.m3u",
-                               "local:news.m3u",      "localstop",
-                               "webPageDisable=1",    "x",
-                               std::string(5000, 'z')};
+  const std::string lines[] = {
+      "CUR_HDCP=1\n",        "cur_hdcp=1",     "setSettings:ipset=x", "SETSETTINGS:IPSET",
+      "nothing=1",           "local:news.m3u", "local:news.m3u",      "LOCAL:b",
+      "localstop",           "local",          "webPageDisable=1",    "x",
+      std::string(5000, 'z')};
   for (const std::string& line : lines) send_udp(2728, line);
   ASSERT_TRUE(wait_log(kMainLog, "[handle_vep_api] no mapping event zzz"));
   std::string expected =
@@ -370,7 +369,9 @@ TEST_F(Variables, StatusLinesAreMappedAndFiltered) {
       "skip event ipMode, now-last=0 sec\nskip event netmask, now-last=0 sec\n"
       "Recv(udp:2728) (9)nothing=1\nno mapping event nothing\n"
       "Recv(udp:2728) (14)local:news.m3u\npush event playMode\npush event localPlay"
-      "Recv(udp:2728) (14)local:news.m3u\nRecv(udp:2728) (9)localstop\npush event playMode\n"
+      "Recv(udp:2728) (14)local:news.m3u\nRecv(udp:2728) (7)LOCAL:b\n"
+      "push event localPlayList\nRecv(udp:2728) (9)localstop\npush event playMode\n"
+      "Recv(udp:2728) (5)local\n"
       "Recv(udp:2728) (16)webPageDisable=1\nget vep_api event webEnabled\n"
       "Recv(udp:2728) (511)" +
       std::string(511, 'z') + "\nno mapping event " + std::string(511, 'z') + "\n";

@@ -3,7 +3,6 @@
 #include "control/client_mode.h"
 #include "control/client_registry.h"
 #include "control/command_language.h"
-#include "control/status_intake.h"
 
 namespace kovo {
 namespace {
@@ -43,19 +42,6 @@ TEST(ClientRegistry, KeepsOneRecordOfEachClientInOrder) {
             "udp:192.168.1.10:9001;\n");
   client_tcp_del(*registry, "127.0.0.1", 5127);
   EXPECT_EQ(client_count(*registry), 3);
-}
-
-TEST(StatusIntake, PlaybackTransitionsRaiseTheirEvents) {
-  using Events = std::vector<std::string>;
-  const auto events = [](const char* before, const char* after) {
-    const auto raised = playback_events(before, after);
-    return Events(raised.begin(), raised.end());
-  };
-  EXPECT_EQ(events("local", "local:news.m3u"), (Events{"playMode", "localPlay"}));
-  EXPECT_EQ(events("", "LOCAL:a"), (Events{"playMode", "localPlay"}));
-  EXPECT_EQ(events("local:a", "Local:b"), (Events{"localPlayList"}));
-  EXPECT_EQ(events("local:a", "localstop"), (Events{"playMode"}));
-  EXPECT_EQ(events("localstop", "local"), Events{});
 }
 
 }  // namespace

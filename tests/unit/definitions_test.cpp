@@ -46,13 +46,6 @@ TEST(DefinitionKeys, AreSplitAtTheFirstFieldWordOfTheFixedOrder) {
   EXPECT_TRUE(parse({"no equals sign\n", "\n", ""}).empty());
 }
 
-TEST(DefinitionCopies, AreByteExact) {
-  const DefinitionEntries entries =
-      parse({"ACount=1\n", "AData0=41000A\n", "x=y\r\n", "skipped\n"});
-  EXPECT_EQ(definitions_raw(entries), "ACount=1\nAData0=41000A\nx=y\r\n");
-  EXPECT_EQ(definitions_ascii(entries), std::string("ACount=1\nAData0=A\0\n\nx=y\r\n", 25));
-}
-
 TEST(Defaults, FirstLineFollowsTheSwitch) {
   EXPECT_EQ(default_definitions(true).find("EnableEvents=true\nFast"), 0U);
   EXPECT_EQ(default_definitions(false).find("EnableEvents=false\nFast"), 0U);
@@ -183,24 +176,6 @@ TEST(Templates, PercentCodesAreDecoded) {
   EXPECT_EQ(percent_hex_pair("%4"), -3);
   EXPECT_EQ(percent_hex_pair("%fF"), 255);
   EXPECT_EQ(unescape_text(nullptr), "");
-}
-
-TEST(Templates, StatusLinesAreSplitAtTheFirstColon) {
-  StatusVars vars;
-  EXPECT_TRUE(parse_status_line("a:b:c\n", vars));
-  EXPECT_TRUE(parse_status_line(" key : v ", vars));
-  EXPECT_TRUE(parse_status_line(":", vars));
-  EXPECT_FALSE(parse_status_line("no colon\n", vars));
-  EXPECT_EQ(vars, (StatusVars{{"a", "b:c"}, {" key ", " v "}, {"", ""}}));
-}
-
-TEST(Settings, LinesOfTheFileReachKnownKeysOnly) {
-  Settings settings = {{"portID", ""}, {"sysName", "old"}};
-  for (const char* line :
-       {"portID", "hostName=x\n", "PORTID=y\n", "portID=a=b\nrest", "sysName=\n"}) {
-    load_setting_line(settings, line);
-  }
-  EXPECT_EQ(settings, (Settings{{"portID", "a=b"}, {"sysName", ""}}));
 }
 
 TEST(Settings, EnableValuesAreReadByTheirFirstCharacter) {

@@ -58,16 +58,6 @@ TEST(Text, UnsignedNumbersWrapAndClampAt32Bits) {
   }
 }
 
-TEST(Text, LetterCaseIsThatOfAsciiOnly) {
-  EXPECT_TRUE(equals_nocase("PowerON", "pOWERon"));
-  EXPECT_FALSE(equals_nocase("PowerOn", "PowerOn "));
-  EXPECT_FALSE(equals_nocase("\xC4", "\xE4"));
-  EXPECT_FALSE(equals_nocase("[", "{"));
-  EXPECT_TRUE(starts_with_nocase("SYSname=x", "sysName"));
-  EXPECT_TRUE(starts_with_nocase("", ""));
-  EXPECT_FALSE(starts_with_nocase("sys", "sysName"));
-}
-
 TEST(Supervision, AFileChangesByEitherPartOfItsTime) {
   const FileTime unknown;
   const FileTime first{true, 100, 5};

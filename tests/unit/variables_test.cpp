@@ -2,7 +2,6 @@
 
 #include "variables/central_state.h"
 #include "variables/change_processing.h"
-#include "variables/channel_receivers.h"
 #include "variables/mapping_tables.h"
 #include "variables/variable_store.h"
 
@@ -98,17 +97,6 @@ TEST(Values, AreUnescapedThenPercentDecodedThenCut) {
   EXPECT_EQ(decode_value(std::string(3000, 'x')).size(), 2047U);
 }
 
-TEST(Values, SerialFormatsHaveFourParts) {
-  SerialFormat format;
-  EXPECT_FALSE(split_serial("9600", format));
-  ASSERT_TRUE(split_serial("115200-8E1-x", format));
-  EXPECT_EQ(format.baud + "|" + format.databits + "|" + format.parity + "|" + format.stopbits,
-            "115200|8|E|1");
-  ASSERT_TRUE(split_serial("-7", format));
-  EXPECT_EQ(format.baud + "|" + format.databits + "|" + format.parity + "|" + format.stopbits,
-            "|7||");
-}
-
 TEST(Values, TimingWordsAreDecodedByTheirBits) {
   const struct {
     const char* value;
@@ -176,15 +164,6 @@ TEST_F(Store, KindsOfSetsDifferInCaseAndPrecedence) {
   EXPECT_EQ(registry.variables[1].name, "Device_Name") << "spelt as at its first appearance";
   EXPECT_GT(registry.variables[1].set_time, 1'700'000'000);
   EXPECT_EQ(registry.variables[0].set_time, 0);
-}
-
-TEST(Receivers, SettingsAreToldByTheStartOfTheText) {
-  for (const char* text : {"sysName=x", "PORTIDENTITY", "portdescr", "SysDescr"}) {
-    EXPECT_TRUE(names_setting(text)) << text;
-  }
-  for (const char* text : {"sys", "e_param_set::sysName::x", " portID=1", ""}) {
-    EXPECT_FALSE(names_setting(text)) << text;
-  }
 }
 
 }  // namespace
