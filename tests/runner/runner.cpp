@@ -13,8 +13,10 @@
 #include <cstring>
 #include <iostream>
 #include <map>
-#include <memory>
+#include <regex>
+#include <set>
 #include <sstream>
+#include <utility>
 
 #include "device/device.h"
 #include "device/sinks.h"
@@ -32,7 +34,7 @@ constexpr milliseconds kLimit(40'000);
 #else
 constexpr milliseconds kLimit(15'000);
 #endif
-constexpr milliseconds kSettling(1'300);  // when accepting: nothing more comes after that
+constexpr milliseconds kSettling(2'600);  // when accepting: nothing more comes after that
 constexpr char kSyncMarker[] = "/var/tmp/plinth_sync_ok";
 
 /// Which transcripts a record belongs to.
@@ -52,12 +54,14 @@ struct Play {
   int line = 0;  // being played
 
   StatusService service;
+  bool on_network = false;
   bool with_status = false;  // the scenario tells the requests
   std::map<std::string, UdpSink> udp;
   std::map<std::string, TcpSink> tcp;
   Daemon daemon;
   DaemonOptions options;
   Clock::time_point started;
+  std::set<std::string> floating;  // records of the block being accepted
   int terminal = -1;
   int terminal_end = -1;  // kept open, so that the terminal lives before and after the daemon
 
@@ -129,7 +133,9 @@ std::string plain_text(Play& play, const std::string& channel) {
   moment.age_ms = std::chrono::duration_cast<milliseconds>(Clock::now() - play.started).count();
   moment.uptime_s = play.options.uptime_s;
   moment.pid = play.daemon.pid;
-  return normalise(fresh_text(play, channel), moment);
+  std::string text = fresh_text(play, channel);
+  if (channel == "err") text = std::regex_replace(text, std::regex("/\\S*/kovotcp"), "kovotcp");
+  return normalise(text, moment);
 }
 
 std::vector<std::string> channels(const Play& play) {
@@ -158,7 +164,6 @@ Transcripts transcripts_of(Play& play, const std::vector<const ScriptLine*>& blo
   Transcripts transcripts;
   for (const std::string& channel : channels(play)) transcripts[channel] = {};
   if (!play.open_end.empty()) transcripts["out"].push_back({play.open_end});
-  std::string open_end;
   for (const ScriptLine* line : block) {
     if (!is_record(play, line->verb)) continue;
     const auto record = kRecords.find(line->verb);
@@ -171,10 +176,12 @@ Transcripts transcripts_of(Play& play, const std::vector<const ScriptLine*>& blo
     for (const std::string& channel : record->second) {
       transcripts[channel].push_back({text, line->floating});
     }
-    open_end = text.back() == '\n' ? "" : text;
   }
-  if (!open_end.empty()) transcripts["out"].pop_back();
-  play.open_end = open_end;
+  std::vector<Expected>& out = transcripts["out"];
+  play.open_end.clear();
+  for (; !out.empty() && out.back().text.back() != '\n'; out.pop_back()) {
+    play.open_end.insert(0, out.back().text);
+  }
   return transcripts;
 }
 
@@ -274,9 +281,15 @@ void compare(Play& play, const std::vector<const ScriptLine*>& block) {
 
 // Accepting.
 
-void print_text(const std::string& before, const std::string& text) {
+std::string written(const std::string& text) {
   const bool has_end = text.back() == '\n' || text.back() == kEnd;
-  std::cout << before << escape(text.substr(0, text.size() - has_end)) << (has_end ? "\n" : "\\\n");
+  return escape(text.substr(0, text.size() - has_end)) + (has_end ? "" : "\\");
+}
+
+void print_record(const Play& play, const std::string& verb, const std::string& text) {
+  const std::string shown = written(text);
+  const std::string record = verb + (shown.empty() ? "" : " ") + shown;
+  std::cout << (play.floating.count(record) != 0 ? "  ~" : "  ") << record << "\n";
 }
 
 std::string take_piece(std::vector<std::string>& pieces) {
@@ -297,13 +310,12 @@ void print_records(Play& play) {
     if (piece.compare(0, 2, "@ ") == 0 || events.empty()) events.emplace_back();
     events.back() += piece;
   }
-  std::string out = plain_text(play, "out").substr(play.open_end.size());
-  play.open_end.clear();
+  std::string out = plain_text(play, "out");
+  if (!out.empty()) out.erase(0, std::exchange(play.open_end, "").size());
   const auto take = [&](const char* verb, std::vector<std::string>& pieces, bool on_stdout) {
     const std::string piece = take_piece(pieces);
     if (on_stdout) out.erase(0, piece.size());
-    print_text(std::string("  ") + verb + " ",
-               piece.substr(piece.compare(0, 2, "@ ") == 0 ? 2 : 0));
+    print_record(play, verb, piece.substr(piece.compare(0, 2, "@ ") == 0 ? 2 : 0));
   };
   while (!out.empty()) {
     const bool echo = out.compare(0, 2, "@ ") == 0;
@@ -313,13 +325,13 @@ void print_records(Play& play) {
     } else if (starts_with(out, main)) {
       take("log", main, true);
     } else {
-      const std::string line = out.substr(0, out.find('\n') + 1);
+      const std::string line = pieces_of(out)[0];
       out.erase(0, line.size());
-      print_text("  out ", line);
+      print_record(play, "out", line);
     }
   }
   if (main.size() == 1 && main[0].back() != '\n') {
-    play.open_end = main[0];
+    play.open_end += main[0];
     take("log", main, false);
   }
   while (!main.empty()) take("main", main, false);
@@ -327,6 +339,10 @@ void print_records(Play& play) {
 }
 
 void accept(Play& play, const std::vector<const ScriptLine*>& block) {
+  play.floating.clear();
+  for (const ScriptLine* line : block) {
+    if (line->floating) play.floating.insert(line->verb + " " + line->rest);
+  }
   std::size_t before = 0;
   auto latest = Clock::now();
   wait_reading(play, [&] {
@@ -340,9 +356,10 @@ void accept(Play& play, const std::vector<const ScriptLine*>& block) {
   for (const std::string& channel : channels(play)) {
     if (kFiles.count(channel) != 0 || channel == "out") continue;
     for (const std::string& piece : pieces_of(plain_text(play, channel)))
-      print_text("  " + channel + " ", piece);
+      print_record(play, channel, piece);
   }
-  for (const std::string& piece : pieces_of(plain_text(play, "err"))) print_text("  err ", piece);
+  for (const std::string& piece : pieces_of(plain_text(play, "err")))
+    print_record(play, "err", piece);
   for (const ScriptLine* line : block) {
     if (is_record(play, line->verb) || line->verb == "?") continue;
     std::string rest = line->rest;
@@ -354,7 +371,7 @@ void accept(Play& play, const std::vector<const ScriptLine*>& block) {
     }
     const std::vector<std::string> lines = pieces_of(content_of(play, path));
     std::cout << "  " << line->verb << " " << path << "\n";
-    for (const std::string& one : lines) print_text("    | ", one);
+    for (const std::string& one : lines) std::cout << "    | " << written(one) << "\n";
   }
   consume_all(play);
 }
@@ -401,7 +418,7 @@ void set_service(Play& play, std::string rest) {
 
 /// A start on a device that has all it waits for; what came out until it supervises is passed over.
 void boot(Play& play, const std::string& words) {
-  give_address("eth0", "10.0.0.2/24");
+  if (!std::exchange(play.on_network, true)) give_address("eth0", "10.0.0.2/24");
   if (!play.service.thread.joinable()) set_service(play, "answer");
   std::remove(kSyncMarker);
   start(play, words);
@@ -476,7 +493,8 @@ void expect_refusal(Play& play, const std::string& text) {
 void write_whole(const ScriptLine& line) {
   ScriptLine written = line;
   const std::string path = take_word(written.rest);
-  write_file(path, unescape(written.rest) + written.more);
+  write_file(path + ".new", unescape(written.rest) + written.more);
+  std::rename((path + ".new").c_str(), path.c_str());  // nobody reads half of it
 }
 
 void act(Play& play, const ScriptLine& line) {

@@ -43,7 +43,7 @@ std::string normalise(const std::string& text, const Moment& moment) {
   static const std::regex time("(\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d)(\\.(\\d{3})  )?");
   static const std::regex pid("(kovotcp\\.pid=)(\\d+)");
   static const std::regex build("Build: \\w{3} [ \\d]\\d \\d{4} \\d\\d:\\d\\d:\\d\\d \\+");
-  static const std::regex uptime("(uptime=|\\.\\.\\.)(\\d+)(?=/120|[,\\n]|$)");
+  static const std::regex uptime("(uptime=|skip \\w+ \\.\\.\\.)(\\d+)");
   static const std::regex wait("network\\.\\.\\.(\\d+)");
   static const std::regex since("now-last=[0-4] sec");
   static const std::regex queue("now=(\\d+) ms, t_exec=(\\d+) ms");
