@@ -34,7 +34,7 @@ constexpr milliseconds kLimit(40'000);
 #else
 constexpr milliseconds kLimit(15'000);
 #endif
-constexpr milliseconds kSettling(2'600);  // when accepting: nothing more comes after that
+constexpr milliseconds kSettling(1'200);  // when accepting: nothing more comes after that
 constexpr char kSyncMarker[] = "/var/tmp/plinth_sync_ok";
 
 /// Which transcripts a record belongs to.
@@ -54,6 +54,7 @@ struct Play {
   int line = 0;  // being played
 
   StatusService service;
+  std::string without;  // lines of the logs that begin like that do not count
   bool on_network = false;
   bool with_status = false;  // the scenario tells the requests
   std::map<std::string, UdpSink> udp;
@@ -134,8 +135,13 @@ std::string plain_text(Play& play, const std::string& channel) {
   moment.uptime_s = play.options.uptime_s;
   moment.pid = play.daemon.pid;
   std::string text = fresh_text(play, channel);
-  if (channel == "err") text = std::regex_replace(text, std::regex("/\\S*/kovotcp"), "kovotcp");
-  return normalise(text, moment);
+  if (channel == "err") text = std::regex_replace(text, std::regex("/\\S*/kovotcp:"), "kovotcp:");
+  std::string plain;
+  for (const std::string& piece : pieces_of(normalise(text, moment))) {
+    if (play.without.empty() || piece.compare(0, play.without.size(), play.without) != 0)
+      plain += piece;
+  }
+  return plain;
 }
 
 std::vector<std::string> channels(const Play& play) {
@@ -150,6 +156,7 @@ void consume_all(Play& play) {
   read_terminal(play);
   for (const std::string& channel : channels(play)) play.consumed[channel] = text_of(play, channel);
   play.compared_ms = wall_ms();
+  play.told = {};
 }
 
 // What is expected.
@@ -214,17 +221,23 @@ void compare_transcripts(Play& play, const Transcripts& transcripts) {
   if (!differences.empty()) fail(play, differences);
 }
 
-/// The arrivals of a channel since the last comparison, in milliseconds.
-std::vector<long> times_of(Play& play, const std::string& channel) {
+/// "CHANNEL MS MS ... within MS": when its arrivals came, counted from the first one.
+void expect_offsets(Play& play, std::string words) {
+  const std::string channel = take_word(words);
+  const std::size_t tolerance = words.find("within ");
+  const long within = std::stol(words.substr(tolerance + 7));
   const auto all =
       play.udp.count(channel) != 0 ? arrivals(play.udp[channel]) : arrivals(play.tcp[channel]);
   const std::string& old = play.consumed[channel];
-  std::vector<long> times;
-  for (auto i = std::count(old.begin(), old.end(), kEnd); i < static_cast<long>(all.size()); ++i) {
-    const auto since = all[static_cast<std::size_t>(i)].at - play.told;
-    times.push_back(static_cast<long>(std::chrono::duration_cast<milliseconds>(since).count()));
+  const auto first = static_cast<std::size_t>(std::count(old.begin(), old.end(), kEnd));
+  words.resize(tolerance);
+  for (std::size_t i = first; !words.empty(); ++i) {
+    const long offset = std::stol(take_word(words));
+    const auto measured =
+        std::chrono::duration_cast<milliseconds>(all.at(i).at - all.at(first).at).count();
+    if (std::labs(measured - offset) <= within) continue;
+    fail(play, std::to_string(measured) + " ms, not " + std::to_string(offset));
   }
-  return times;
 }
 
 void expect_range(const Play& play, long value, const std::string& range) {
@@ -250,19 +263,15 @@ void expect_file(Play& play, const ScriptLine& line) {
 }
 
 void expect_other(Play& play, const ScriptLine& line, milliseconds took) {
-  std::string rest = line.rest;
   if (line.verb == "file" || line.verb == "still") {
     expect_file(play, line);
   } else if (line.verb == "took") {  // RANGE: until all has come
-    expect_range(play, took.count(), rest);
-  } else if (line.verb == "after") {  // CHANNEL RANGE: its first arrival
-    expect_range(play, times_of(play, take_word(rest)).at(0), rest);
-  } else if (line.verb == "span") {  // CHANNEL RANGE: from its first to its last arrival
-    const std::vector<long> times = times_of(play, take_word(rest));
-    expect_range(play, times.back() - times.front(), rest);
+    expect_range(play, took.count(), line.rest);
+  } else if (line.verb == "offsets") {
+    expect_offsets(play, line.rest);
   } else if (line.verb == "exit") {
     const int status = wait_exit(play.daemon, kLimit);
-    if (status != std::stoi(rest)) fail(play, "exit status " + std::to_string(status));
+    if (status != std::stoi(line.rest)) fail(play, "exit status " + std::to_string(status));
   } else if (!is_record(play, line.verb)) {
     fail(play, "unknown: " + line.verb);
   }
@@ -343,6 +352,11 @@ void accept(Play& play, const std::vector<const ScriptLine*>& block) {
   for (const ScriptLine* line : block) {
     if (line->floating) play.floating.insert(line->verb + " " + line->rest);
   }
+  milliseconds settling = kSettling;
+  for (const ScriptLine* line : block) {
+    if (line->verb != "took") continue;
+    settling = milliseconds(std::stol(line->rest.substr(line->rest.find("..") + 2)));
+  }
   std::size_t before = 0;
   auto latest = Clock::now();
   wait_reading(play, [&] {
@@ -350,7 +364,7 @@ void accept(Play& play, const std::vector<const ScriptLine*>& block) {
     for (const std::string& channel : channels(play)) size += text_of(play, channel).size();
     if (size != before) latest = Clock::now();
     before = size;
-    return Clock::now() - latest > kSettling;
+    return Clock::now() - latest > settling;
   });
   print_records(play);
   for (const std::string& channel : channels(play)) {
@@ -518,10 +532,12 @@ void act(Play& play, const ScriptLine& line) {
     pass(play);
   else if (verb == "kill")
     stop_daemon(play.daemon);
+  else if (verb == "without")
+    play.without = line.rest;
   else if (verb == "refused")
     expect_refusal(play, name);
   else if (verb == "run") {
-    if (std::system(line.rest.c_str()) != 0) fail(play, "failed");
+    if (std::system(("{ " + line.rest + "; } >&2").c_str()) != 0) fail(play, "failed");
   } else if (verb != "serial")
     fail(play, "unknown: " + verb);
 }
@@ -565,7 +581,6 @@ void play_script(Play& play) {
     if (block.empty()) return;
     play.accept ? accept(play, block) : compare(play, block);
     block.clear();
-    play.told = {};
   };
   for (const ScriptLine& line : play.script) {
     if (line.expected && !line.verb.empty()) {

@@ -41,7 +41,7 @@ std::string plain_time(const Found& found, const Moment& moment) {
 std::string normalise(const std::string& text, const Moment& moment) {
   static const std::regex line("\\[(\\w+)(?::|(;))\\d+\\]");
   static const std::regex time("(\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d)(\\.(\\d{3})  )?");
-  static const std::regex pid("(kovotcp\\.pid=)(\\d+)");
+  static const std::regex pid("(kovotcp\\.pid=|run echo )(\\d+)");
   static const std::regex build("Build: \\w{3} [ \\d]\\d \\d{4} \\d\\d:\\d\\d:\\d\\d \\+");
   static const std::regex uptime("(uptime=|skip \\w+ \\.\\.\\.)(\\d+)");
   static const std::regex wait("network\\.\\.\\.(\\d+)");
