@@ -54,7 +54,7 @@ struct Play {
   int line = 0;  // being played
 
   StatusService service;
-  std::string without;  // lines of the logs that begin like that do not count
+  bool receipts = false;  // what the daemon tells of received messages counts
   bool on_network = false;
   bool with_status = false;  // the scenario tells the requests
   std::map<std::string, UdpSink> udp;
@@ -136,12 +136,11 @@ std::string plain_text(Play& play, const std::string& channel) {
   moment.pid = play.daemon.pid;
   std::string text = fresh_text(play, channel);
   if (channel == "err") text = std::regex_replace(text, std::regex("/\\S*/kovotcp:"), "kovotcp:");
-  std::string plain;
-  for (const std::string& piece : pieces_of(normalise(text, moment))) {
-    if (play.without.empty() || piece.compare(0, play.without.size(), play.without) != 0)
-      plain += piece;
-  }
-  return plain;
+  text = normalise(text, moment);
+  if (play.receipts) return text;
+  static const std::regex receipt(
+      "(\\[handle_\\w+\\] [rR]ecv\\(|@ get (tcp:2700|udp:2728) event)[^\\n]*\\n([^\\[@\\n]*\\n)*");
+  return std::regex_replace(text, receipt, "");
 }
 
 std::vector<std::string> channels(const Play& play) {
@@ -532,8 +531,8 @@ void act(Play& play, const ScriptLine& line) {
     pass(play);
   else if (verb == "kill")
     stop_daemon(play.daemon);
-  else if (verb == "without")
-    play.without = line.rest;
+  else if (verb == "receipts")
+    play.receipts = true;
   else if (verb == "refused")
     expect_refusal(play, name);
   else if (verb == "run") {
