@@ -67,10 +67,12 @@ struct Play {
   int terminal_end = -1;  // kept open, so that the terminal lives before and after the daemon
 
   std::string out;                              // all of stdout
-  std::map<std::string, std::string> consumed;  // what has been compared, by channel
+  std::map<std::string, std::string> read;      // of each channel, by the latest look
+  std::map<std::string, std::string> consumed;  // what has been compared
   std::string open_end;    // of the main log: a line without end shows on stdout with the next one
   Clock::time_point told;  // when the first action since the last comparison began
-  std::int64_t compared_ms = 0;
+  std::int64_t read_ms = 0;
+  std::int64_t consumed_ms = 0;
 };
 
 std::int64_t wall_ms() {
@@ -122,18 +124,19 @@ std::string text_of(Play& play, const std::string& channel) {
 
 /// What has come since the last comparison. A log that was removed begins anew.
 std::string fresh_text(Play& play, const std::string& channel) {
-  const std::string text = text_of(play, channel);
+  const std::string& text = play.read[channel] = text_of(play, channel);
   const std::string& old = play.consumed[channel];
   return text.compare(0, old.size(), old) == 0 ? text.substr(old.size()) : text;
 }
 
 std::string plain_text(Play& play, const std::string& channel) {
   Moment moment;
-  moment.from_ms = play.compared_ms - 50;  // stamped before it was written
+  moment.from_ms = play.consumed_ms - 50;  // stamped before it was written
   moment.to_ms = wall_ms() + 1;
   moment.age_ms = std::chrono::duration_cast<milliseconds>(Clock::now() - play.started).count();
   moment.uptime_s = play.options.uptime_s;
   moment.pid = play.daemon.pid;
+  if (play.read_ms == 0) play.read_ms = moment.to_ms;
   std::string text = fresh_text(play, channel);
   if (channel == "err") text = std::regex_replace(text, std::regex("/\\S*/kovotcp:"), "kovotcp:");
   text = normalise(text, moment);
@@ -151,11 +154,18 @@ std::vector<std::string> channels(const Play& play) {
   return names;
 }
 
-void consume_all(Play& play) {
-  read_terminal(play);
-  for (const std::string& channel : channels(play)) play.consumed[channel] = text_of(play, channel);
-  play.compared_ms = wall_ms();
+/// What has been read by the latest look counts as compared.
+void consume_read(Play& play) {
+  play.consumed = play.read;
+  play.consumed_ms = std::exchange(play.read_ms, 0);
   play.told = {};
+}
+
+void pass_over(Play& play) {
+  read_terminal(play);
+  play.read_ms = wall_ms();
+  for (const std::string& channel : channels(play)) play.read[channel] = text_of(play, channel);
+  consume_read(play);
 }
 
 // What is expected.
@@ -174,13 +184,14 @@ Transcripts transcripts_of(Play& play, const std::vector<const ScriptLine*>& blo
     if (!is_record(play, line->verb)) continue;
     const auto record = kRecords.find(line->verb);
     if (record == kRecords.end()) {
-      transcripts[line->verb].push_back({unescape(line->rest) + line->more + kEnd, line->floating});
+      transcripts[line->verb].push_back(
+          {unescape(line->rest) + line->more + kEnd, line->floating, line->optional});
       continue;
     }
     const std::string stamp = record->second[0] == "event" ? "@ " : "";
     const std::string text = stamp + unescape_line(line->rest) + line->more;
     for (const std::string& channel : record->second) {
-      transcripts[channel].push_back({text, line->floating});
+      transcripts[channel].push_back({text, line->floating, line->optional});
     }
   }
   std::vector<Expected>& out = transcripts["out"];
@@ -205,6 +216,7 @@ void compare_transcripts(Play& play, const Transcripts& transcripts) {
   Clock::time_point wrong_since{};
   wait_reading(play, [&] {
     differences.clear();
+    play.read_ms = 0;
     bool wrong = false;
     for (const auto& [channel, expected] : transcripts) {
       std::vector<Expected> missing;
@@ -284,7 +296,7 @@ void compare(Play& play, const std::vector<const ScriptLine*>& block) {
     play.line = line->number;
     expect_other(play, *line, took);
   }
-  consume_all(play);
+  consume_read(play);
 }
 
 // Accepting.
@@ -374,7 +386,7 @@ void accept(Play& play, const std::vector<const ScriptLine*>& block) {
   for (const std::string& piece : pieces_of(plain_text(play, "err")))
     print_record(play, "err", piece);
   for (const ScriptLine* line : block) {
-    if (is_record(play, line->verb) || line->verb == "?") continue;
+    if (is_record(play, line->verb) || line->verb.empty()) continue;
     std::string rest = line->rest;
     const std::string path = take_word(rest);
     if (line->verb == "exit") wait_exit(play.daemon, kLimit);
@@ -382,11 +394,15 @@ void accept(Play& play, const std::vector<const ScriptLine*>& block) {
       std::cout << line->source;
       continue;
     }
-    const std::vector<std::string> lines = pieces_of(content_of(play, path));
-    std::cout << "  " << line->verb << " " << path << "\n";
-    for (const std::string& one : lines) std::cout << "    | " << written(one) << "\n";
+    const std::string content = content_of(play, path);
+    const bool short_one = escape(content).size() < 70;
+    std::cout << "  " << line->verb << " " << path << (short_one ? " " + escape(content) : "")
+              << "\n";
+    for (const std::string& one : pieces_of(short_one ? "" : content)) {
+      std::cout << "    | " << written(one) << "\n";
+    }
   }
-  consume_all(play);
+  pass_over(play);
 }
 
 // What is told.
@@ -436,7 +452,7 @@ void boot(Play& play, const std::string& words) {
   std::remove(kSyncMarker);
   start(play, words);
   if (!wait_reading(play, [] { return file_exists(kSyncMarker); })) fail(play, "no supervision");
-  consume_all(play);
+  pass_over(play);
 }
 
 /// Two passes of the supervision loop: the second one is whole.
@@ -582,7 +598,7 @@ void play_script(Play& play) {
     block.clear();
   };
   for (const ScriptLine& line : play.script) {
-    if (line.expected && !line.verb.empty()) {
+    if (line.expected && line.source.find_first_not_of(" \n") != std::string::npos) {
       block.push_back(&line);
       continue;
     }
@@ -609,7 +625,7 @@ int run(int argc, char** argv) {
   setenv("TZ", "KOV-05:45", 1);  // local time must differ from the world's
   tzset();
   set_param("ENABLE_KOVO_EVENT", "1");
-  play.compared_ms = wall_ms();
+  play.consumed_ms = wall_ms();
   play_script(play);
   stop_daemon(play.daemon);
   return 0;

@@ -46,7 +46,8 @@ std::vector<ScriptLine> read_script(const std::string& text) {
     line.number = number;
     line.source = source + "\n";
     line.expected = indent != std::string::npos && indent > 0;
-    line.floating = rest[0] == '~';
+    line.optional = rest[0] == '?';
+    line.floating = rest[0] == '~' || line.optional;
     if (rest[0] != '#') line.verb = take_word(rest).substr(line.floating ? 1 : 0);
     line.rest = rest;
     script.push_back(line);

@@ -11,6 +11,7 @@ struct ScriptLine {
   int number = 0;
   bool expected = false;  // indented: something that must come out
   bool floating = false;  // "~" before the verb: anywhere among the lines of its channel
+  bool optional = false;  // "?" before the verb: anywhere, or not at all
   std::string verb;       // empty for comments and empty lines
   std::string rest;       // as written
   std::string more;       // the text of the lines "| TEXT" and "+ STEP" below it

@@ -90,6 +90,9 @@ bool matches(const std::string& text, const std::vector<Expected>& expected,
     missing.erase(next);
   }
   extra = text.substr(at);
+  missing.erase(std::remove_if(missing.begin(), missing.end(),
+                               [](const Expected& one) { return one.optional; }),
+                missing.end());
   return missing.empty() && extra.empty();
 }
 

@@ -12,7 +12,8 @@ constexpr char kEnd = '\x1e';
 
 struct Expected {
   std::string text;
-  bool floating = false;
+  bool floating = false;  // anywhere among the others
+  bool optional = false;  // or not at all
 };
 
 /// What a text that came out may hold of the moment and the process it came from.
