@@ -1,7 +1,7 @@
 #include "tests/runner/script.h"
 
+#include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <regex>
 #include <sstream>
 
@@ -9,21 +9,40 @@ namespace kovo::device {
 
 namespace {
 
+std::string hex(char c) {
+  char digits[3];
+  std::snprintf(digits, sizeof digits, "%02X", static_cast<unsigned char>(c));
+  return digits;
+}
+
 std::string step_lines(std::string words) {
   const std::string event = take_word(words);
   const std::string index = take_word(words);
   std::string lines;
   for (const char* field : {"Protocol", "IP", "Port", "Delay"}) {
-    const std::string value = take_word(words);
-    if (value != "-") lines += event + field + index + "=" + unescape(value) + "\n";
+    const std::string value = unescape(take_word(words));
+    if (value != "-") lines.append(event).append(field).append(index + "=" + value + "\n");
   }
-  lines += event + "Data" + index + "=";
-  for (const char c : unescape(words)) {
-    char digits[3];
-    std::snprintf(digits, sizeof digits, "%02X", static_cast<unsigned char>(c));
-    lines += digits;
-  }
+  lines.append(event).append("Data").append(index + "=");
+  for (const char c : unescape(words)) lines += hex(c);
   return lines + "\n";
+}
+
+ScriptLine read_line(int number, const std::string& source) {
+  ScriptLine line;
+  line.number = number;
+  line.source = source + "\n";
+  const std::size_t indent = source.find_first_not_of(' ');
+  if (indent == std::string::npos || source[indent] == '#') return line;
+  line.expected = indent > 0;
+  line.optional = source[indent] == '?';
+  line.floating = source[indent] == '~' || line.optional;
+  line.rest = source.substr(indent + (line.floating ? 1 : 0));
+  line.verb = take_word(line.rest);
+  line.text = line.rest;
+  line.name = take_word(line.text);
+  line.text = unescape(line.text);
+  return line;
 }
 
 }  // namespace
@@ -34,23 +53,16 @@ std::vector<ScriptLine> read_script(const std::string& text) {
   int number = 0;
   for (std::string source; std::getline(stream, source);) {
     ++number;
-    const std::size_t indent = source.find_first_not_of(' ');
-    std::string rest = indent == std::string::npos ? "" : source.substr(indent);
-    if (!script.empty() && (rest[0] == '|' || rest[0] == '+')) {
-      const bool step = take_word(rest) == "+";
-      script.back().more += step ? step_lines(rest) : unescape_line(rest);
-      script.back().source += source + "\n";
+    std::string rest = source.substr(std::min(source.find_first_not_of(' '), source.size()));
+    if (rest[0] != '|' && rest[0] != '+') {
+      script.push_back(read_line(number, source));
       continue;
     }
-    ScriptLine line;
-    line.number = number;
-    line.source = source + "\n";
-    line.expected = indent != std::string::npos && indent > 0;
-    line.optional = rest[0] == '?';
-    line.floating = rest[0] == '~' || line.optional;
-    if (rest[0] != '#') line.verb = take_word(rest).substr(line.floating ? 1 : 0);
-    line.rest = rest;
-    script.push_back(line);
+    ScriptLine& above = script.back();
+    const std::string more = take_word(rest) == "+" ? step_lines(rest) : unescape_line(rest);
+    above.more += more;
+    above.text += more;
+    above.source += source + "\n";
   }
   return script;
 }
@@ -62,55 +74,58 @@ std::string take_word(std::string& text) {
   return word;
 }
 
-std::string unescape(std::string_view text) {
-  static const std::regex run("^<(.)\\*(\\d+)>");
-  std::string plain;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    std::match_results<std::string_view::const_iterator> found;
-    const char next = i + 1 < text.size() ? text[i + 1] : '\0';
-    if (text[i] == '<' &&
-        std::regex_search(text.begin() + static_cast<long>(i), text.end(), found, run)) {
-      plain += std::string(std::stoul(found[2]), *found[1].first);
-      i += static_cast<std::size_t>(found.length()) - 1;
-    } else if (text[i] == '\\' && next == 'x') {
-      plain += static_cast<char>(std::stoi(std::string(text.substr(i + 2, 2)), nullptr, 16));
-      i += 3;
-    } else if (text[i] == '\\' && next != '\0') {
-      plain += next == 'n' ? '\n' : next == 'r' ? '\r' : next == 't' ? '\t' : next;
-      ++i;
-    } else {
-      plain += text[i];
-    }
+std::vector<std::string> split_texts(const std::string& text) {
+  std::vector<std::string> texts;
+  std::size_t at = 0;
+  for (std::size_t end = 0; end != std::string::npos; at = end + 4) {
+    end = text.find(" ;; ", at);
+    texts.push_back(text.substr(at, end == std::string::npos ? end : end - at));
   }
-  return plain;
+  return texts;
 }
 
-std::string escape(std::string_view text) {
+std::string unescape(const std::string& text) {
+  static const std::regex coded("<(.)\\*(\\d+)>|\\\\x(..)|\\\\(.)");
+  std::string plain;
+  auto rest = text.begin();
+  for (std::sregex_iterator i(text.begin(), text.end(), coded), end; i != end; ++i) {
+    const std::smatch& found = *i;
+    plain.append(rest, found[0].first);
+    rest = found[0].second;
+    if (found[1].matched) {
+      plain.append(std::stoul(found[2]), *found[1].first);
+    } else if (found[3].matched) {
+      plain += static_cast<char>(std::stoi(found[3], nullptr, 16));
+    } else {
+      const char c = *found[4].first;
+      plain += c == 'n' ? '\n' : c == 'r' ? '\r' : c == 't' ? '\t' : c;
+    }
+  }
+  return plain.append(rest, text.end());
+}
+
+std::string unescape_line(const std::string& text) {
+  const std::size_t backslashes = text.size() - (text.find_last_not_of('\\') + 1);
+  return backslashes % 2 == 0 ? unescape(text) + "\n" : unescape(text.substr(0, text.size() - 1));
+}
+
+std::string escape(const std::string& text) {
   constexpr std::size_t kLongRun = 32;
   std::string escaped;
   for (std::size_t i = 0; i < text.size(); ++i) {
     const char c = text[i];
     const std::size_t run = std::min(text.find_first_not_of(c, i), text.size()) - i;
-    char code[5];
-    std::snprintf(code, sizeof code, "\\x%02x", static_cast<unsigned char>(c));
-    if (c > ' ' && c != '\\' && run >= kLongRun) {
+    if (c > ' ' && run >= kLongRun) {
       escaped += std::string("<") + c + "*" + std::to_string(run) + ">";
       i += run - 1;
     } else if (c == '\\' || c == '\n' || c == '\r' || c == '\t') {
       escaped += c == '\\' ? "\\\\" : c == '\n' ? "\\n" : c == '\r' ? "\\r" : "\\t";
-    } else if ((c >= 0 && c < ' ') || c == '\x7F' || (c == ' ' && i + 1 == text.size())) {
-      escaped += code;
     } else {
-      escaped += c;
+      const bool seen = c > ' ' || c < '\0' || (c == ' ' && i + 1 < text.size());
+      escaped += seen && c != '\x7F' ? std::string(1, c) : "\\x" + hex(c);
     }
   }
   return escaped;
-}
-
-std::string unescape_line(const std::string& line) {
-  const std::size_t text = line.find_last_not_of('\\') + 1;
-  const bool open_end = (line.size() - text) % 2 == 1;
-  return open_end ? unescape(line.substr(0, line.size() - 1)) : unescape(line) + "\n";
 }
 
 }  // namespace kovo::device

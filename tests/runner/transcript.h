@@ -7,7 +7,7 @@
 
 namespace kovo::device {
 
-/// Between two arrivals or requests in the text of their channel.
+/// Ends each arrival or request in the text of its channel.
 constexpr char kEnd = '\x1e';
 
 struct Expected {
@@ -26,16 +26,15 @@ struct Moment {
 };
 
 /// Makes a text the same for every run: "[routine:12]" becomes "[routine]", a time stamp "@ ", any
-/// other local time "NOW", the daemon's pid PID, the build date DATE, an uptime UP, a queue time N
-/// and the seconds since a row's last message S. What the moment does not allow stays as it is.
+/// other local time NOW, the daemon's pid PID, its build date DATE, seconds of uptime UP, queue
+/// times N, waits and pauses S. What the moment does not allow stays as it is.
 std::string normalise(const std::string& text, const Moment& moment);
 
-/// Compares from the start; true when everything expected has come and nothing else. Otherwise
-/// `missing` is what has not come, in order, and `extra` what came in its place.
-bool matches(const std::string& text, const std::vector<Expected>& expected,
-             std::vector<Expected>& missing, std::string& extra);
+/// Compares from the start; "" when all that is expected has come and nothing else, otherwise lines
+/// of what is missing ("-") and of what came in its place ("+"). Tells if the latter is not empty.
+std::string difference(const std::string& text, std::vector<Expected> expected, bool& wrong);
 
-/// Cuts a text behind each end of a line or arrival.
+/// Cuts a text behind each end of an arrival, or of a line if there is none.
 std::vector<std::string> pieces_of(const std::string& text);
 
 }  // namespace kovo::device
