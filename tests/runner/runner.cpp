@@ -140,7 +140,7 @@ std::string plain_text(Play& play, const std::string& channel) {
   static const std::regex binary("/\\S*/kovotcp:");
   static const std::regex receipt(
       "(\\[handle_\\w+\\] [rR]ecv\\(|@ get (tcp:2700|udp:2728) event)[^\\n]*\\n([^\\[@\\n]*\\n)*");
-  const Moment moment = {play.consumed_ms - 50,  // stamped before it was written
+  const Moment moment = {play.consumed_ms - 200,  // stamped before it was written
                          wall_ms() + 1, ms_between(play.started, Clock::now()),
                          play.options.uptime_s, play.daemon.pid};
   if (play.read_ms == 0) play.read_ms = moment.to_ms;
@@ -195,7 +195,7 @@ void compare_records(Play& play, const Block& block) {
   }
 
   std::string differences;
-  Clock::time_point right{};
+  Clock::time_point right = Clock::now();
   wait_reading(play, [&] {
     differences.clear();
     play.read_ms = 0;
