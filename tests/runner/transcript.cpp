@@ -46,6 +46,7 @@ std::string normalise(const std::string& text, const Moment& moment) {
   static const std::regex pause("now-last=[0-4] sec");
   static const std::regex queue("now=(\\d+) ms, t_exec=(\\d+) ms");
   const std::int64_t age_s = moment.age_ms / 1000;
+  const std::int64_t least_s = age_s - (moment.to_ms - moment.from_ms) / 1000 - 3;
   std::string plain = std::regex_replace(text, line, "[$1$2]");
   plain = std::regex_replace(plain, build, "Build: DATE +");
   plain = std::regex_replace(plain, pause, "now-last=S sec");
@@ -61,7 +62,7 @@ std::string normalise(const std::string& text, const Moment& moment) {
                           [&](Found found) { return std::stoi(found[2]) == moment.pid; });
   plain = replace_fitting(plain, uptime, "$1UP", [&](Found found) {
     const long past = std::stol(found[2]) - moment.uptime_s;
-    return past >= 0 && past <= age_s + 2;
+    return past >= std::max<std::int64_t>(least_s, 0) && past <= age_s + 2;
   });
   plain = replace_fitting(plain, wait, "network...S",
                           [&](Found found) { return std::stol(found[1]) <= age_s + 1; });
