@@ -74,7 +74,7 @@ bool bind_tcp(const TcpPort& port, int fd) {
            error_text(error).c_str());
   if (error == EADDRINUSE && port.only_one_daemon) {
     // Other threads are running: leave without destroying what they use.
-    std::fflush(stdout);
+    flush_stdout();
     _exit(1);
   }
   return false;

@@ -6,8 +6,11 @@
 #include <cstddef>
 #include <exception>
 
+#include "frame/host.h"
+
 namespace kovo {
 
+constexpr std::int64_t kInsistPauseMs = 1000;
 constexpr std::size_t kDefaultStack = 0;
 #if defined(KOVO_SANITIZED)
 constexpr std::size_t kSenderStack = std::size_t{1} << 20;  // sanitizers widen every frame
@@ -30,6 +33,20 @@ void guarded(const char* routine, const Pass& pass) {
     pass();
   } catch (const std::exception& failure) {
     report_failure(routine, failure.what());
+  }
+}
+
+/// Repeats a step until it goes through, a second apart, for what start-up cannot do without.
+template <class Step>
+void insist(const char* routine, const Step& step) {
+  bool done = false;
+  while (true) {
+    guarded(routine, [&] {
+      step();
+      done = true;
+    });
+    if (done) return;
+    sleep_ms(kInsistPauseMs);
   }
 }
 

@@ -34,6 +34,7 @@ struct CentralState {
   MessageQueue lm_queue;                      // for handle_lm_event
   MessageQueue api_queue;                     // for handle_vep_api
   Settings settings GUARDED_BY(settings_lock);
+  bool settings_behind GUARDED_BY(settings_lock) = false;  // the file lacks a change in memory
   std::string ip_addr;     // the device's IPv4 address; main thread only
   std::string iface_name;  // the interface it belongs to; main thread only
   std::atomic<std::int32_t> events_enabled{0};
