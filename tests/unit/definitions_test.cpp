@@ -154,6 +154,21 @@ TEST(Templates, PlaceholdersAreFilled) {
     EXPECT_EQ(expand_templates(values, c.payload), c.expanded) << c.payload;
 }
 
+TEST(Templates, ExpandedPayloadsAreHeldToTheirLimit) {
+  const std::string text(1000, 'x');
+  const TemplateValues values = {
+      {{"x", text}, {"n", replace_all(text, "x", "\\n")}}, "2024-11-29 ", "18:16:18", 42};
+  const auto filled = [&](std::string_view placeholder, int times) {
+    std::string payload;
+    while (times-- > 0) payload += placeholder;
+    return expand_templates(values, payload);
+  };
+  EXPECT_EQ(filled("{{x}}", 16), std::string(16000, 'x'));
+  EXPECT_EQ(filled("{{x}}", 200), std::string(kMaxExpanded, 'x'));
+  EXPECT_EQ(filled("{{n}}", 200), std::string(kMaxExpanded, '\n'));
+  EXPECT_EQ(replace_all(text, "", "y"), text);
+}
+
 TEST(Templates, PercentCodesAreDecoded) {
   const struct {
     const char* text;
