@@ -13,25 +13,6 @@
 namespace kovo {
 namespace {
 
-// Tried in this order: an event name that holds an earlier word is cut there.
-constexpr std::string_view kFieldWords[] = {"Count", "XMLfield", "Protocol", "Delay",
-                                            "IP",    "Port",     "Data"};
-
-constexpr char kDefaultLines[] =
-    "FastCableDetectEvents=false\n"
-    "PowerOnCount=0\n"
-    "PowerOnDelay=1\n"
-    "DVIConnectedCount=0\n"
-    "DVIConnectedDelay=0\n"
-    "DVIDisconnectedCount=0\n"
-    "DVIDisconnectedDelay=0\n"
-    "GenericEventsCount=0\n"
-    "DataEncode=HEX\n";
-
-std::string copy_line(const DefinitionEntry& entry, const std::string& value) {
-  return entry.name + entry.field + entry.index + "=" + value + "\n";
-}
-
 /// Opens the file, created with the defaults first when it is not there. The definition file may be
 /// a link: its folder belongs to those who edit it. The folder of the test file may be anybody's.
 File open_definitions(const char* path, Links links, bool events_enabled) {
@@ -91,52 +72,12 @@ int renew_kovo_txt(CentralState& state, int test) {
   return 0;
 }
 
-void split_definition_key(DefinitionEntries& entries, std::string_view key,
-                          std::string_view value) {
-  DefinitionEntry entry;
-  entry.name = key;
-  entry.value = value;
-  for (const std::string_view word : kFieldWords) {
-    const std::size_t at = key.find(word);
-    if (at == std::string_view::npos || at == 0) continue;
-    entry.name = key.substr(0, at);
-    entry.field = word;
-    entry.index = key.substr(at + word.size());
-    entry.parts = entry.index.empty() ? 1 : 2;
-    break;
-  }
-  entries.push_back(std::move(entry));
-}
-
-void parse_definition_line(DefinitionEntries& entries, std::string_view line) {
-  const KeyValue pair = split_key_value(line);
-  if (pair.found) split_definition_key(entries, pair.key, strip_newline(pair.value));
-}
-
-std::string default_definitions(bool events_enabled) {
-  return std::string("EnableEvents=") + (events_enabled ? "true" : "false") + "\n" + kDefaultLines;
-}
-
-std::string definitions_raw(const DefinitionEntries& entries) {
-  std::string text;
-  for (const DefinitionEntry& entry : entries) text += copy_line(entry, entry.value);
-  return text;
-}
-
-std::string definitions_ascii(const DefinitionEntries& entries) {
-  std::string text;
-  for (const DefinitionEntry& entry : entries) {
-    text += copy_line(entry, entry.field == "Data" ? s_hex_to_ascii(entry.value) : entry.value);
-  }
-  return text;
-}
-
 int write_definitions_raw(const DefinitionEntries& entries, const std::string& path) {
   return write_file(path.c_str(), definitions_raw(entries)) ? 0 : -1;
 }
 
 int write_definitions_ascii(const DefinitionEntries& entries, const std::string& path) {
-  return write_file(path.c_str(), definitions_ascii(entries)) ? 0 : -1;
+  return write_file(path.c_str(), definitions_ascii(entries, debug_trace())) ? 0 : -1;
 }
 
 }  // namespace kovo

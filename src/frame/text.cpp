@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
 #include <limits>
+#include <system_error>
 
 namespace kovo {
 namespace {
@@ -87,8 +87,7 @@ NumberReading to_uint32(std::string_view text, int base, std::uint32_t& value) {
 }
 
 std::string error_text(int error) {
-  char buffer[128];
-  return strerror_r(error, buffer, sizeof buffer);
+  return std::generic_category().message(error);
 }
 
 }  // namespace kovo

@@ -24,10 +24,10 @@ struct CentralState {
   Mutex settings_lock;  // settings and the settings file
   Mutex mapping_lock;   // changing fields of the mapping rows, and the 802.1X state
 
-  StatusVars status_vars GUARDED_BY(status_lock);    // last answer of enough lines
-  EventList event_list GUARDED_BY(state_lock);       // from definition_entries
-  EventList test_event_list GUARDED_BY(state_lock);  // from test_definition_entries
-  std::int64_t created_at = 0;                       // steady clock, nanoseconds
+  StatusVars status_vars GUARDED_BY(status_lock);         // last answer of enough lines
+  CompiledEvents event_list GUARDED_BY(state_lock);       // from definition_entries
+  CompiledEvents test_event_list GUARDED_BY(state_lock);  // from test_definition_entries
+  std::int64_t created_at = 0;                            // steady clock, nanoseconds
   MappingTable mapping_table GUARDED_BY(mapping_lock);
   DefinitionEntries definition_entries;       // main thread only
   DefinitionEntries test_definition_entries;  // queue worker only
