@@ -150,13 +150,13 @@ bool arrived(const Demonstration& show, const std::string& label, const std::str
 /// Tells one thing and waits for what must arrive. False, with a message, when it does not.
 bool demonstrate(Demonstration& show, const Expectation& expectation) {
   tell(show, expectation.channel, expectation.message);
-  for (const auto& [label, start] : expectation.arrivals) {
-    const auto here = [&, &label = label, &start = start] {
+  for (const auto& expected : expectation.arrivals) {
+    const auto here = [&] {
       show_news(show);
-      return arrived(show, label, start);
+      return arrived(show, expected.first, expected.second);
     };
     if (wait_for(here)) continue;
-    say(show, Clock::now(), "MISSING", label + " \"" + printable(start) + "\"");
+    say(show, Clock::now(), "MISSING", expected.first + " \"" + printable(expected.second) + "\"");
     return false;
   }
   return true;
