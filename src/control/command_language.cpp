@@ -1,5 +1,7 @@
 #include "control/command_language.h"
 
+#include <algorithm>
+
 #include "control/client_registry.h"
 #include "definitions/templates.h"
 #include "engine/event_queue.h"
@@ -17,7 +19,6 @@ namespace {
 
 constexpr char kRoutine[] = "handle_lm_event";
 constexpr int kIdleMs = 200;
-constexpr int kLinesPerMessage = 5;
 
 constexpr const char* kHelpEntries[] = {
     "e_param_set::key::value;",   "help_udp::ip::port;",        "help_tcp::ip::port;",
@@ -73,14 +74,12 @@ bool run_set(const Target& target, const Command&, const Message& message) {
 bool run_renew(const Target& target, const Command& command, const Message& message) {
   if (message.arg1.empty() || message.arg2.empty()) return false;
   const int port = to_int32(message.arg2);
-  std::vector<std::string> replies;
-  {
-    const MutexLock held(target.registry.registry_lock);
-    replies = renew_messages(target.registry.variables);
+  std::size_t sent = 0;
+  std::string lines;
+  while (!(lines = renew_lines(target.registry, sent)).empty()) {
+    send_reply(command.by_udp, message.arg1, port, lines);
   }
-  for (const std::string& reply : replies) {
-    send_reply(command.by_udp, message.arg1, port, reply);
-  }
+  send_reply(command.by_udp, message.arg1, port, "_RENEW_NUM=" + std::to_string(sent) + "\n");
   return true;
 }
 
@@ -180,16 +179,15 @@ std::string help_text() {
   return text;
 }
 
-std::vector<std::string> renew_messages(const Variables& variables) {
-  std::vector<std::string> messages;
-  int batch = 0;
-  for (const VariableRecord& variable : variables) {
-    if (batch == 0) messages.emplace_back();
-    messages.back() += notification_line(variable.name, variable.value);
-    batch = (batch + 1) % kLinesPerMessage;
+std::string renew_lines(VariableRegistry& registry, std::size_t& next) {
+  std::string lines;
+  const MutexLock held(registry.registry_lock);
+  const std::size_t end = std::min(next + kLinesPerMessage, registry.variables.size());
+  for (; next < end; ++next) {
+    const VariableRecord& variable = registry.variables[next];
+    lines += notification_line(variable.name, variable.value);
   }
-  messages.push_back("_RENEW_NUM=" + std::to_string(variables.size()) + "\n");
-  return messages;
+  return lines;
 }
 
 std::string client_list_text(const Clients& clients) {

@@ -2,9 +2,9 @@
 // the address and port named in the command, as a fresh datagram or connection.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "variables/change_processing.h"
 #include "variables/variable_registry.h"
@@ -12,6 +12,8 @@
 namespace kovo {
 
 struct CentralState;
+
+constexpr std::size_t kLinesPerMessage = 5;  // of a renew
 
 /// Thread body; its argument is the CentralState. Works off lm_queue once `ready`, one message
 /// after the other; looks every 200 ms while it is empty.
@@ -24,8 +26,10 @@ void handle_message(CentralState& state, VariableRegistry& registry, std::string
 /// The answer to the help commands.
 std::string help_text();
 
-/// The whole store in messages of at most five lines, and the count behind them.
-std::vector<std::string> renew_messages(const Variables& variables);
+/// The lines of the next variables for one renew message, kLinesPerMessage or the last ones of the
+/// store, as they are now; `next`, the place of the first in the store, moves behind them. Takes
+/// registry_lock for these lines alone: nothing waits while a store of thousands is sent.
+std::string renew_lines(VariableRegistry& registry, std::size_t& next);
 
 /// The line that lists the clients.
 std::string client_list_text(const Clients& clients);
