@@ -7,6 +7,7 @@
 #include "frame/globals.h"
 #include "frame/host.h"
 #include "frame/log.h"
+#include "frame/worker.h"
 #include "variables/central_state.h"
 
 namespace kovo {
@@ -35,25 +36,39 @@ VariableRecord* find_variable(VariableRegistry& registry, std::string_view name)
 
 void append_variable(VariableRegistry& registry, std::string_view name, std::string_view value,
                      std::int64_t set_time) REQUIRES(registry.registry_lock) {
-  registry.index.emplace(lower_ascii(name), registry.variables.size());
   registry.variables.push_back({std::string(name), std::string(value), set_time});
+  try {
+    registry.index.emplace(lower_ascii(name), registry.variables.size() - 1);
+  } catch (...) {  // no memory: a record that cannot be found must not stay
+    registry.variables.pop_back();
+    throw;
+  }
 }
 
-/// Sends one change to the clients of the moment, one after the other.
-void notify(VariableRegistry& registry, std::string_view name, std::string_view value)
-    REQUIRES(registry.notify_lock) {
+/// What is sent of one change. Made before the change is stored: without the memory for it nothing
+/// is stored, rather than stored and never told.
+struct Notification {
+  std::string line;
   Clients clients;
-  {
-    const MutexLock held(registry.registry_lock);
-    clients = registry.clients;
-  }
-  const std::string line = notification_line(name, value);
-  for (const ClientRecord& client : clients) {
-    if (client.proto == 0) {
-      udpclient(client.ip, client.port, line);
-    } else {
-      tcpclient_no_rcv(client.ip, client.port, line);
-    }
+};
+
+Notification make_notification(VariableRegistry& registry, std::string_view name,
+                               std::string_view value) REQUIRES(registry.notify_lock) {
+  std::string line = notification_line(name, value);
+  const MutexLock held(registry.registry_lock);
+  return {std::move(line), registry.clients};
+}
+
+/// Sends to the clients one after the other; one that fails does not stop the rest.
+void send_notification(const char* routine, const Notification& notification) {
+  for (const ClientRecord& client : notification.clients) {
+    guarded(routine, [&] {
+      if (client.proto == 0) {
+        udpclient(client.ip, client.port, notification.line);
+      } else {
+        tcpclient_no_rcv(client.ip, client.port, notification.line);
+      }
+    });
   }
 }
 
@@ -132,8 +147,9 @@ int lm_set(VariableRegistry& registry, std::string_view name, std::string_view v
     return 0;
   }
   const MutexLock held(registry.notify_lock);
+  const Notification notification = make_notification(registry, name, value);
   store(registry, name, value);
-  notify(registry, name, value);
+  send_notification("lm_set", notification);
   return 0;
 }
 
@@ -145,8 +161,9 @@ bool lm_set_change(VariableRegistry& registry, std::string_view name, std::strin
     return false;
   }
   const MutexLock held(registry.notify_lock);
+  const Notification notification = make_notification(registry, name, value);
   if (!store_change(registry, name, value)) return false;
-  notify(registry, name, value);
+  send_notification("lm_set_change", notification);
   return true;
 }
 

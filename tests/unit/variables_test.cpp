@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "failing_memory.h"
 #include "variables/central_state.h"
 #include "variables/change_processing.h"
 #include "variables/mapping_tables.h"
@@ -164,6 +165,23 @@ TEST_F(Store, KindsOfSetsDifferInCaseAndPrecedence) {
   EXPECT_EQ(registry.variables[1].name, "Device_Name") << "spelt as at its first appearance";
   EXPECT_GT(registry.variables[1].set_time, 1'700'000'000);
   EXPECT_EQ(registry.variables[0].set_time, 0);
+}
+
+TEST_F(Store, ShortMemoryLeavesAllOfASetOrNothing) {
+  const std::string name = "A_NAME_LONGER_THAN_A_SHORT_STRING_HOLDS";
+  const std::string value(100, 'v');
+  const auto look = [&] {
+    const MutexLock held(registry.registry_lock);
+    ASSERT_EQ(registry.variables.size(), registry.index.size());
+    for (const auto& [key, place] : registry.index) {
+      ASSERT_LT(place, registry.variables.size());
+      EXPECT_EQ(lower_ascii(registry.variables[place].name), key);
+    }
+  };
+  fail_each_allocation([&] { lm_set_init(registry, name + "1", value); }, look);
+  fail_each_allocation([&] { lm_set(registry, name + "2", value); }, look);
+  fail_each_allocation([&] { lm_set_change(registry, name + "3", value); }, look);
+  for (const char* number : {"1", "2", "3"}) EXPECT_EQ(lm_get(registry, name + number), value);
 }
 
 }  // namespace
