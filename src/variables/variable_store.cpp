@@ -1,6 +1,7 @@
 #include "variables/variable_store.h"
 
 #include <algorithm>
+#include <optional>
 
 #include "engine/senders.h"
 #include "frame/files.h"
@@ -82,29 +83,38 @@ void store(VariableRegistry& registry, std::string_view name, std::string_view v
   }
 }
 
-/// As store, but keeps a value that differs in letter case at most. True when it stored.
-bool store_change(VariableRegistry& registry, std::string_view name, std::string_view value) {
+/// What store_change found.
+struct Change {
+  bool stored;
+  std::optional<std::string> old;  // filled for the diagnostics alone
+};
+
+/// As store, but keeps a value that differs in letter case at most.
+Change store_change(VariableRegistry& registry, std::string_view name, std::string_view value) {
   const MutexLock held(registry.registry_lock);
   VariableRecord* record = find_variable(registry, name);
   if (record == nullptr) {
     append_variable(registry, name, value, now_s());
-    return true;
+    return {true, {}};
   }
-  const bool same = equals_nocase(record->value, value);
-  if (debug != 0) {
-    const std::string key(name);
-    const std::string text(value);
-    if (same) {
-      print_stdout("[%s:%d] same key=%s, value=%s <= %s\n", "lm_set_change", __LINE__, key.c_str(),
-                   record->value.c_str(), text.c_str());
-    } else {
-      print_stdout("[%s:%d] update key=%s,value=%s <= %s\n", "lm_set_change", __LINE__, key.c_str(),
-                   record->value.c_str(), text.c_str());
-    }
-  }
+  Change change{!equals_nocase(record->value, value), {}};
+  if (debug != 0) change.old = record->value;
+  if (change.stored) record->value = value;
   record->set_time = now_s();
-  if (!same) record->value = value;
-  return !same;
+  return change;
+}
+
+void print_change(const Change& change, std::string_view name, std::string_view value) {
+  if (!change.old) return;
+  const std::string key(name);
+  const std::string text(value);
+  if (change.stored) {
+    print_stdout("[%s:%d] update key=%s,value=%s <= %s\n", "lm_set_change", __LINE__, key.c_str(),
+                 change.old->c_str(), text.c_str());
+  } else {
+    print_stdout("[%s:%d] same key=%s, value=%s <= %s\n", "lm_set_change", __LINE__, key.c_str(),
+                 change.old->c_str(), text.c_str());
+  }
 }
 
 void take_wpa_mode(CentralState& state, std::string_view value) {
@@ -162,7 +172,9 @@ bool lm_set_change(VariableRegistry& registry, std::string_view name, std::strin
   }
   const MutexLock held(registry.notify_lock);
   const Notification notification = make_notification(registry, name, value);
-  if (!store_change(registry, name, value)) return false;
+  const Change change = store_change(registry, name, value);
+  guarded("lm_set_change", [&] { print_change(change, name, value); });
+  if (!change.stored) return false;
   send_notification("lm_set_change", notification);
   return true;
 }
