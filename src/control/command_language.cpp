@@ -1,6 +1,7 @@
 #include "control/command_language.h"
 
 #include <algorithm>
+#include <optional>
 
 #include "control/client_registry.h"
 #include "definitions/templates.h"
@@ -215,8 +216,9 @@ void* handle_lm_event(void* argument) {
   while (true) {
     if (state.ready != 0) {
       guarded(kRoutine, [&] {
-        std::string text;
-        while (take_text(state.lm_queue, text)) handle_message(state, *variable_registry, text);
+        while (const std::optional<std::string> text = take_text(state.lm_queue)) {
+          handle_message(state, *variable_registry, *text);
+        }
       });
     }
     sleep_ms(kIdleMs);

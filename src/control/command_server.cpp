@@ -26,8 +26,7 @@ void take_command(std::string_view data) {
   // No line end of its own: the text usually brings one.
   log_main("[%s:%d] recv(tcp:2700) [%d]%s", "handle_tcp_event", __LINE__,
            static_cast<int>(text.size()), text.c_str());
-  const MutexLock held(event_queue->lock);
-  event_queue->tcp_lines.push_back({text, now_us()});
+  push_tcp_line(*event_queue, {text, now_us()});
 }
 
 void log_read_error(const char* text) {

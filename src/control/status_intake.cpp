@@ -1,5 +1,7 @@
 #include "control/status_intake.h"
 
+#include <optional>
+
 #include "definitions/settings.h"
 #include "engine/push_event.h"
 #include "frame/globals.h"
@@ -24,7 +26,7 @@ void take_datagram(std::string_view data) {
            static_cast<int>(data.size()), text.c_str());
   log_event("get udp:2728 event %s\n", text.c_str());
   if (text.find_first_of("=:") != std::string::npos) apply_setting_line(*central_state, text);
-  push_text(central_state->api_queue, text);
+  push_text(central_state->api_queue, std::string(cut_text(text, kMaxStatusLine)));
 }
 
 void log_receive_error(int error) {
@@ -107,8 +109,8 @@ void* handle_vep_api(void* argument) {
   while (true) {
     sleep_ms(kLinePeriodMs);
     guarded(kRoutine, [&] {
-      std::string line;
-      if (take_text(state.api_queue, line)) handle_status_line(state, *variable_registry, line);
+      const std::optional<std::string> line = take_text(state.api_queue);
+      if (line) handle_status_line(state, *variable_registry, *line);
     });
   }
 }

@@ -43,6 +43,18 @@ std::int64_t queue_time(const EventQueue& queue) {
   return steady_ns() - queue.created_at;
 }
 
+void push_tcp_line(EventQueue& queue, TcpLine line) {
+  DropReport report("tcp_lines");
+  const MutexLock held(queue.lock);
+  push_bounded(queue.tcp_lines, queue.tcp_load, std::move(line), report);
+}
+
+std::optional<TcpLine> take_tcp_line(EventQueue& queue) {
+  DropReport report("tcp_lines");
+  const MutexLock held(queue.lock);
+  return take_bounded(queue.tcp_lines, queue.tcp_load, report);
+}
+
 int push_event_back(EventQueue& queue, CentralState& state, std::string_view names, int test) {
   const MutexLock held(queue.lock);
   const std::string text(strip_newline(names));

@@ -8,10 +8,12 @@
 #include <cstdint>
 #include <deque>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "definitions/event_definition.h"
+#include "frame/bounded_queue.h"
 #include "frame/mutex.h"
 #include "frame/text.h"
 
@@ -32,6 +34,10 @@ struct TcpLine {
   std::int64_t received_us;  // wall clock, microseconds since the epoch
 };
 
+inline const std::string& text_of(const TcpLine& line) {
+  return line.line;
+}
+
 /// What a sender thread is started with; it stays in its slot so that a start needs no allocation.
 struct SenderTask {
   struct EventQueue* queue;
@@ -44,7 +50,8 @@ struct SenderTask {
 struct EventQueue {
   Mutex lock;  // held for a whole push, its lookup included, and for a whole scan of the worker
   EventList pending GUARDED_BY(lock);
-  std::deque<TcpLine> tcp_lines GUARDED_BY(lock);
+  std::deque<TcpLine> tcp_lines GUARDED_BY(lock);  // the oldest first, kMaxQueueBytes at most
+  QueueLoad tcp_load GUARDED_BY(lock);
 
   // The slots. The worker takes and frees them; a sender thread touches only its own.
   pthread_t sender_threads[kSenderSlots] = {};
@@ -60,6 +67,13 @@ std::unique_ptr<EventQueue> make_event_queue();
 
 /// Nanoseconds since the queue was made.
 std::int64_t queue_time(const EventQueue& queue);
+
+/// Appends a received line. When tcp_lines is full it is dropped, and the main log told. Takes
+/// queue.lock for the append; so for the next.
+void push_tcp_line(EventQueue& queue, TcpLine line);
+
+/// Takes the oldest received line; nothing when there is none.
+std::optional<TcpLine> take_tcp_line(EventQueue& queue);
 
 /// Looks up each line of `names` and appends the events found to `pending`, in order; one final
 /// line feed is removed first. Logs the text, and mirrors it once per name when the mirror is on.

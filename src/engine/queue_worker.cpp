@@ -17,14 +17,6 @@ bool is_display_event(const std::string& name) {
   return equals_nocase(name, "DVIConnected") || equals_nocase(name, "DVIDisconnected");
 }
 
-bool take_tcp_line(EventQueue& queue, std::string& line) {
-  const MutexLock held(queue.lock);
-  if (queue.tcp_lines.empty()) return false;
-  line = std::move(queue.tcp_lines.front().line);
-  queue.tcp_lines.pop_front();
-  return true;
-}
-
 bool has_pending(EventQueue& queue) {
   const MutexLock held(queue.lock);
   return !queue.pending.empty();
@@ -114,8 +106,9 @@ void log_expired(const EventDefinition& event, std::int64_t now) {
 
 void run_pass(EventQueue& queue, CentralState& state) {
   if (state.ready == 0) return;
-  std::string line;
-  while (take_tcp_line(queue, line)) handle_tcp_line(queue, state, line);
+  while (const std::optional<TcpLine> line = take_tcp_line(queue)) {
+    handle_tcp_line(queue, state, line->line);
+  }
   if (has_pending(queue)) exec_event(queue, state);
 }
 

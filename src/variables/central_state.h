@@ -31,8 +31,8 @@ struct CentralState {
   MappingTable mapping_table GUARDED_BY(mapping_lock);
   DefinitionEntries definition_entries;       // main thread only
   DefinitionEntries test_definition_entries;  // queue worker only
-  MessageQueue lm_queue;                      // for handle_lm_event
-  MessageQueue api_queue;                     // for handle_vep_api
+  MessageQueue lm_queue{"lm_queue"};          // for handle_lm_event
+  MessageQueue api_queue{"api_queue"};        // for handle_vep_api
   Settings settings GUARDED_BY(settings_lock);
   std::string ip_addr;     // the device's IPv4 address; main thread only
   std::string iface_name;  // the interface it belongs to; main thread only

@@ -52,7 +52,7 @@ void* handle_tcp_lm_var(void*) {
 
 void accept_message(CentralState& state, const std::string& text) {
   if (names_setting(text) && apply_setting_line(state, text) != kSettingChanged) return;
-  push_text(state.lm_queue, text);
+  push_text(state.lm_queue, std::string(cut_text(text, kMaxMessage)));
 }
 
 }  // namespace kovo

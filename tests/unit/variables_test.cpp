@@ -131,6 +131,49 @@ TEST(Snapshot, OddLinesAreSkipped) {
   }
 }
 
+TEST(MessageQueue, HoldsEightMebibytesAndDropsTheNewest) {
+  constexpr std::size_t kPlace = sizeof(std::string);
+  const struct {
+    std::size_t size;   // of each text
+    std::size_t least;  // memory of each, at least
+  } cases[] = {{2, kPlace}, {511, kPlace + 512}, {4096, kPlace + 4097}};
+  for (const auto& c : cases) {
+    MessageQueue queue("queue");
+    const std::size_t most = kMaxQueueBytes / c.least;
+    std::size_t pushed = 0;
+    for (; pushed < most + 10; ++pushed) {
+      std::string text(c.size, 'x');
+      text.replace(0, 2, pushed % 2 == 0 ? "ev" : "od");
+      push_text(queue, text);
+    }
+    {
+      const MutexLock held(queue.lock);
+      EXPECT_LE(queue.texts.size(), most);
+      EXPECT_GT(queue.texts.size(), most * 9 / 10) << "nothing is dropped before it is full";
+    }
+    std::size_t taken = 0;
+    while (const auto text = take_text(queue)) {
+      EXPECT_EQ(text->substr(0, 2), taken++ % 2 == 0 ? "ev" : "od");
+    }
+    push_text(queue, "room again");
+    EXPECT_EQ(take_text(queue), "room again");
+    const MutexLock held(queue.lock);
+    EXPECT_EQ(queue.load.bytes, 0U);
+  }
+}
+
+TEST(MessageQueue, DropsAreReportedOncePerSecondAndAllOfThem) {
+  QueueLoad load;
+  constexpr std::int64_t kSecond = 1'000'000'000;
+  EXPECT_EQ(drops_to_report(load, 5), 0);
+  load.dropped = 1;
+  EXPECT_EQ(drops_to_report(load, 5), 1);
+  load.dropped = 7;
+  EXPECT_EQ(drops_to_report(load, 4 + kSecond), 0);
+  EXPECT_EQ(drops_to_report(load, 5 + kSecond), 7);
+  EXPECT_EQ(drops_to_report(load, 5 + 3 * kSecond), 0);
+}
+
 struct Store : ::testing::Test {
   void SetUp() override {
     const MutexLock held(registry.registry_lock);
