@@ -12,6 +12,7 @@ namespace kovo {
 namespace {
 
 constexpr int kScanPeriodMs = 250;
+constexpr std::int32_t kExecuted = 1;  // status of an event whose steps were run
 
 bool is_display_event(const std::string& name) {
   return equals_nocase(name, "DVIConnected") || equals_nocase(name, "DVIDisconnected");
@@ -54,7 +55,7 @@ void skip_disabled(const SubCommand& step) {
                  step.protocol.c_str(), step.data.c_str(), static_cast<long>(uptime_s));
 }
 
-void run_step(EventQueue& queue, const CentralState& state, EventDefinition& event,
+void run_step(EventQueue& queue, const CentralState& state, const EventDefinition& event,
               const SubCommand& step) {
   const StepFate fate = step_fate(event, hdmi_plug_enabled != 0, state.events_enabled != 0);
   if (fate == StepFate::kSend) {
@@ -63,7 +64,6 @@ void run_step(EventQueue& queue, const CentralState& state, EventDefinition& eve
     start_sender(queue, event.name, step);
     return;
   }
-  event.status = 2;
   if (fate == StepFate::kPowerOnSkip) {
     skip_during_power_on(event, step);
   } else {
@@ -71,27 +71,30 @@ void run_step(EventQueue& queue, const CentralState& state, EventDefinition& eve
   }
 }
 
-/// Runs a due event. False when it was dropped: "PowerOn" runs once per boot.
+void print_run(const EventDefinition& event, std::int64_t now) {
+  if (debug == 0) return;
+  print_stdout(
+      "[%s:%d] get sys event=%s, run event=%s, now=%lld ms, t_exec=%lld ms, sub cmd size=%d, "
+      "test=%d\n",
+      "exec_event", __LINE__, event.trigger.c_str(), event.name.c_str(),
+      static_cast<long long>(now / 1'000'000), static_cast<long long>(event.due_at / 1'000'000),
+      static_cast<int>(event.commands.size()), event.test);
+}
+
+/// Runs a due event. False when it was dropped: "PowerOn" runs once per boot. What may throw comes
+/// first; from there on the event counts as run.
 bool run_event(EventQueue& queue, CentralState& state, EventDefinition& event, std::int64_t now) {
-  if (equals_nocase(event.trigger, "PowerOn")) {
-    if (state.power_on_done == 1) {
-      log_event_echo("skip event: PowerOn\n");
-      return false;
-    }
-    state.power_on_done = 1;
+  const bool power_on = equals_nocase(event.trigger, "PowerOn");
+  if (power_on && state.power_on_done == 1) {
+    log_event_echo("skip event: PowerOn\n");
+    return false;
   }
-  if (debug != 0) {
-    print_stdout(
-        "[%s:%d] get sys event=%s, run event=%s, now=%lld ms, t_exec=%lld ms, sub cmd size=%d, "
-        "test=%d\n",
-        "exec_event", __LINE__, event.trigger.c_str(), event.name.c_str(),
-        static_cast<long long>(now / 1'000'000), static_cast<long long>(event.due_at / 1'000'000),
-        static_cast<int>(event.commands.size()), event.test);
-  }
+  print_run(event, now);
+  if (power_on) state.power_on_done = 1;
+  event.status = kExecuted;
   for (const SubCommand& step : event.commands) {
     guarded("exec_event", [&] { run_step(queue, state, event, step); });
   }
-  event.status = 1;
   return true;
 }
 
@@ -102,6 +105,26 @@ void log_expired(const EventDefinition& event, std::int64_t now) {
       "exec_event", __LINE__, event.trigger.c_str(), event.name.c_str(),
       static_cast<long long>(now), static_cast<long long>(event.due_at),
       static_cast<int>(event.commands.size()));
+}
+
+/// A scan over a list that leaves some events in it, in their order, and makes it shorter once, at
+/// its end. Broken off by an exception, it leaves the event it stands at and those behind it, too.
+struct Scan {
+  explicit Scan(EventList& list) : events(list), kept(list.begin()), next(list.begin()) {}
+  ~Scan() {
+    events.erase(kept, next);
+  }
+  Scan(const Scan&) = delete;
+  Scan& operator=(const Scan&) = delete;
+
+  EventList& events;
+  EventList::iterator kept;  // behind the events that stay
+  EventList::iterator next;  // not looked at yet
+};
+
+void keep(Scan& scan) {
+  if (scan.kept != scan.next) *scan.kept = std::move(*scan.next);
+  ++scan.kept;
 }
 
 void run_pass(EventQueue& queue, CentralState& state) {
@@ -117,7 +140,7 @@ void run_pass(EventQueue& queue, CentralState& state) {
 EventFate event_fate(const EventDefinition& event, std::int64_t now) {
   if (event.due_at == 0 || event.queued_at == 0) return EventFate::kErase;
   if (event.queued_at + kEventLifeNs < now) return EventFate::kExpired;
-  if (event.status == 1) return EventFate::kErase;
+  if (event.status == kExecuted) return EventFate::kErase;
   if (now < event.queued_at || now < event.due_at) return EventFate::kWait;
   return EventFate::kRun;
 }
@@ -132,17 +155,13 @@ StepFate step_fate(const EventDefinition& event, bool plug_enabled, bool events_
 int exec_event(EventQueue& queue, CentralState& state) {
   const MutexLock held(queue.lock);
   int executed = 0;
-  auto event = queue.pending.begin();
-  while (event != queue.pending.end()) {
+  for (Scan scan(queue.pending); scan.next != queue.pending.end(); ++scan.next) {
+    EventDefinition& event = *scan.next;
     const std::int64_t now = queue_time(queue);
-    const EventFate fate = event_fate(*event, now);
-    if (fate == EventFate::kWait) {
-      ++event;
-      continue;
-    }
-    if (fate == EventFate::kExpired) log_expired(*event, now);
-    if (fate == EventFate::kRun && run_event(queue, state, *event, now)) ++executed;
-    event = queue.pending.erase(event);
+    const EventFate fate = event_fate(event, now);
+    if (fate == EventFate::kExpired) log_expired(event, now);
+    if (fate == EventFate::kRun && run_event(queue, state, event, now)) ++executed;
+    if (fate == EventFate::kWait) keep(scan);
   }
   return executed;
 }
