@@ -121,8 +121,8 @@ bool run_client_list(const Target& target, const Command& command, const Message
 /// Switches the mirror; a target without port or address switches it off.
 bool run_debug(const Target&, const Command& command, const Message& message) {
   const MutexLock held(debug_target_lock);
-  debug_target_udp = command.by_udp ? 1 : 0;
   debug_target_ip = message.arg1;
+  debug_target_udp = command.by_udp ? 1 : 0;
   debug_target_port = to_int32(message.arg2);
   const bool on = debug_target_port > 0 && !debug_target_ip.empty();
   debug_target_on = on ? command.mirror_level : 0;
@@ -202,8 +202,8 @@ std::string client_list_text(const Clients& clients) {
 
 void handle_message(CentralState& state, VariableRegistry& registry, std::string_view text) {
   const std::string copy(strip_newline(cut_text(text, kMaxMessage)));
-  if (debug_target_on > 1 && starts_with_nocase(copy, "e_param_set")) {
-    send_debug_line("API Cmd: %s", percent_decode(copy.c_str()).c_str());
+  if (debug_target_on >= kMirrorChanges && starts_with_nocase(copy, "e_param_set")) {
+    send_debug_line(kMirrorChanges, "API Cmd: %s", percent_decode(copy.c_str()).c_str());
   }
   const Message message = split_message(copy);
   if (message.splitting == Splitting::kNoCommand) return;

@@ -21,14 +21,26 @@ bool make_pending(EventQueue& queue, CentralState& state, std::string_view name,
                   const std::string& text, int test, EventDefinition& event) {
   const std::int64_t now = queue_time(queue);
   event = lookup_event(state, name, test);
-  if (debug_target_on != 0) {
-    send_debug_line(test != 0 ? "KOVO Test event: %s" : "KOVO event: %s", text.c_str());
-  }
+  send_debug_line(kMirrorEvents, test != 0 ? "KOVO Test event: %s" : "KOVO event: %s",
+                  text.c_str());
   if (event.name.empty()) return false;
   event.test = test;
   event.queued_at = now;
   event.due_at = test == 1 ? now : now + event.delay_s * kNanosecondsPerSecond;
   return true;
+}
+
+struct MirrorTarget {
+  std::string ip;
+  std::int32_t port;
+  bool by_udp;
+};
+
+/// The target, if the mirror is on at that level.
+std::optional<MirrorTarget> mirror_target(std::int32_t level) {
+  const MutexLock held(debug_target_lock);
+  if (debug_target_on < level) return {};
+  return MirrorTarget{debug_target_ip, debug_target_port, debug_target_udp != 0};
 }
 
 }  // namespace
@@ -88,7 +100,9 @@ int push_event_front(EventQueue& queue, CentralState& state, std::string_view na
   return 0;
 }
 
-int send_debug_line(const char* format, ...) {
+int send_debug_line(std::int32_t level, const char* format, ...) {
+  const std::optional<MirrorTarget> target = mirror_target(level);
+  if (!target) return 0;
   char buffer[kMaxCommand + 1];
   std::va_list args;
   va_start(args, format);
@@ -96,16 +110,8 @@ int send_debug_line(const char* format, ...) {
   va_end(args);
   if (length < 1) return length;
   const std::string_view line = strip_newline(buffer);
-  std::string ip;
-  std::int32_t port = 0;
-  bool by_udp = false;
-  {
-    const MutexLock held(debug_target_lock);
-    ip = debug_target_ip;
-    port = debug_target_port;
-    by_udp = debug_target_udp != 0;
-  }
-  return by_udp ? udpclient(ip, port, line) : tcpclient_no_rcv(ip, port, line);
+  return target->by_udp ? udpclient(target->ip, target->port, line)
+                        : tcpclient_no_rcv(target->ip, target->port, line);
 }
 
 void push_event(std::string_view name) {

@@ -84,8 +84,14 @@ int push_event_back(EventQueue& queue, CentralState& state, std::string_view nam
 /// The same without the event-log line, each event at the front: several names end up reversed.
 int push_event_front(EventQueue& queue, CentralState& state, std::string_view names, int test);
 
-/// Formats one line, cut to kMaxCommand bytes, and sends it to the debug mirror's target. Returns
-/// the sender's result. Takes debug_target_lock for a copy of the target; none while sending.
-[[gnu::format(printf, 1, 2)]] int send_debug_line(const char* format, ...);
+enum : std::int32_t {
+  kMirrorEvents = 1,   // debug_target_on: every pushed event is mirrored
+  kMirrorChanges = 2,  // variable changes as well
+};
+
+/// Formats one line, cut to kMaxCommand bytes, and sends it to the debug mirror's target, if the
+/// mirror is switched on that far. Returns the sender's result, 0 when there is nothing to send.
+/// Takes debug_target_lock for a copy of the switch and its target; none while sending.
+[[gnu::format(printf, 2, 3)]] int send_debug_line(std::int32_t level, const char* format, ...);
 
 }  // namespace kovo
