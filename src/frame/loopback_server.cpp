@@ -30,7 +30,8 @@ namespace {
 constexpr char kLoopback[] = "127.0.0.1";
 constexpr int kBacklog = 10;
 constexpr int kTimeoutS = 2;
-constexpr int kPauseMs = 20;  // after what must not spin
+constexpr int kPauseMs = 20;                            // after what must not spin
+constexpr std::int64_t kErrorPeriodNs = 1'000'000'000;  // between two log lines about accepting
 constexpr int kMinDatagram = 2;
 constexpr int kReceiveBuffer = 8 << 20;  // holds a burst of some thousand small datagrams
 
@@ -40,8 +41,8 @@ struct TcpLoop {
   int highest;
   std::size_t most_waiting;
   fd_set watched;
-  std::deque<int> waiting;  // open connections, the oldest first
-  std::int64_t last_shortage_log_s = 0;
+  std::deque<int> waiting;                         // open connections, the oldest first
+  std::int64_t error_logged_ns = -kErrorPeriodNs;  // steady clock
 };
 
 sockaddr_in loopback_address(std::uint16_t port) {
@@ -150,36 +151,31 @@ void drop_oldest(TcpLoop& loop) {
   if (oldest != loop.waiting.end()) close_connection(loop, *oldest);
 }
 
-/// Makes room when descriptors or memory run out: an idle connection goes, the next client comes.
-void relieve_shortage(const TcpPort& port, TcpLoop& loop, int error) {
-  drop_oldest(loop);
-  // Only now is there a descriptor for the log.
-  const std::int64_t now = now_s();
-  if (now != loop.last_shortage_log_s) {
-    loop.last_shortage_log_s = now;
+bool is_shortage(int error) {
+  return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
+}
+
+/// An error that lasts must neither spin nor fill the log. When descriptors or memory run out an
+/// idle connection makes room for the next client, and for the log.
+void handle_accept_error(const TcpPort& port, TcpLoop& loop, int error) {
+  if (is_shortage(error)) drop_oldest(loop);
+  const std::int64_t now = steady_ns();
+  if (now >= loop.error_logged_ns + kErrorPeriodNs) {
+    loop.error_logged_ns = now;
     log_main("Error: [%s:%d] accept(): %s\n", port.routine, __LINE__, error_text(error).c_str());
   }
   sleep_ms(kPauseMs);
-}
-
-bool is_shortage(int error) {
-  return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
 }
 
 /// Accepts a connection with a number that select can hold; -1 when there is none to be had.
 int accept_connection(const TcpPort& port, TcpLoop& loop) {
   Descriptor accepted(accept4(loop.listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
   if (accepted.fd >= FD_SETSIZE) {
-    relieve_shortage(port, loop, EMFILE);
+    handle_accept_error(port, loop, EMFILE);
     return move_below_select_limit(std::exchange(accepted.fd, -1));
   }
   if (accepted.fd >= 0) return std::exchange(accepted.fd, -1);
-  if (errno == EINTR || errno == EAGAIN) return -1;
-  if (is_shortage(errno)) {
-    relieve_shortage(port, loop, errno);
-  } else {
-    log_main("Error: [%s:%d] accept(): %s\n", port.routine, __LINE__, error_text(errno).c_str());
-  }
+  if (errno != EINTR && errno != EAGAIN) handle_accept_error(port, loop, errno);
   return -1;
 }
 
