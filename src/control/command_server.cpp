@@ -21,20 +21,23 @@ std::int64_t now_us() {
   return std::chrono::duration_cast<microseconds>(since_epoch).count();
 }
 
-void take_command(std::string_view data) {
+void take_command(void* queue, std::string_view data) {
   const std::string text(until_nul(data));
   // No line end of its own: the text usually brings one.
   log_main("[%s:%d] recv(tcp:2700) [%d]%s", "handle_tcp_event", __LINE__,
            static_cast<int>(text.size()), text.c_str());
-  push_tcp_line(*event_queue, {text, now_us()});
+  push_tcp_line(*static_cast<EventQueue*>(queue), {text, now_us()});
 }
 
 void log_read_error(const char* text) {
   log_main("Error: [%s:%d] Recv(tcp:2700): %s\n", "handle_tcp_event", __LINE__, text);
 }
 
-constexpr TcpPort kPort = {"handle_tcp_event", kCommandPort,  kMaxMessage, false, true,
-                           take_command,       log_read_error};
+constexpr TcpService kService = {
+    "handle_tcp_event",      kCommandPort, kMaxMessage,    Announce::kOnceBound,
+    PortInUse::kEndsProcess, take_command, log_read_error,
+};
+static_assert(kService.max_read <= kMaxTcpRead);
 
 void push_test_event(EventQueue& queue, CentralState& state, const std::string& name) {
   renew_kovo_txt(state, 1);
@@ -45,8 +48,8 @@ void push_test_event(EventQueue& queue, CentralState& state, const std::string& 
 
 }  // namespace
 
-void* handle_tcp_event(void*) {
-  serve_tcp(kPort);
+void* handle_tcp_event(void* queue) {
+  serve_tcp(kService, queue);
   return nullptr;
 }
 

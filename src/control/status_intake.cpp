@@ -20,13 +20,14 @@ namespace {
 constexpr char kRoutine[] = "handle_vep_api";
 constexpr int kLinePeriodMs = 250;
 
-void take_datagram(std::string_view data) {
+void take_datagram(void* context, std::string_view data) {
+  CentralState& state = *static_cast<CentralState*>(context);
   const std::string text(until_nul(data));
   log_main("[%s:%d] recv(udp:2728) (%d)%s\n", "handle_udp_vep_api", __LINE__,
            static_cast<int>(data.size()), text.c_str());
   log_event("get udp:2728 event %s\n", text.c_str());
-  if (text.find_first_of("=:") != std::string::npos) apply_setting_line(*central_state, text);
-  push_text(central_state->api_queue, std::string(cut_text(text, kMaxStatusLine)));
+  if (text.find_first_of("=:") != std::string::npos) apply_setting_line(state, text);
+  push_text(state.api_queue, std::string(cut_text(text, kMaxStatusLine)));
 }
 
 void log_receive_error(int error) {
@@ -34,7 +35,8 @@ void log_receive_error(int error) {
            error, error_text(error).c_str());
 }
 
-constexpr UdpPort kPort = {"handle_udp_vep_api", kStatusPort, take_datagram, log_receive_error};
+constexpr UdpService kService = {"handle_udp_vep_api", kStatusPort, take_datagram,
+                                 log_receive_error};
 
 /// A row that a line counts for.
 struct CountingRow {
@@ -99,8 +101,8 @@ void handle_playback(CentralState& state, const std::string& name) {
 
 }  // namespace
 
-void* handle_udp_vep_api(void*) {
-  serve_udp(kPort);
+void* handle_udp_vep_api(void* state) {
+  serve_udp(kService, state);
   return nullptr;
 }
 
