@@ -34,32 +34,20 @@ struct Target {
   VariableRegistry& registry;
 };
 
-using RegistryChange = int (*)(VariableRegistry&, const std::string&, int);
-
 /// A command word. `run` returns false when the command is refused.
 struct Command {
   const char* name;
   bool (*run)(const Target& target, const Command& command, const Message& message);
-  bool by_udp = false;
-  RegistryChange change = nullptr;  // client commands
-  int mirror_level = 0;             // debug commands
+  Transport transport = Transport::kTcp;  // of the replies, or of the mirror
 };
-
-void send_reply(bool by_udp, const std::string& ip, int port, std::string_view text) {
-  if (by_udp) {
-    udpclient(ip, port, text);
-  } else {
-    tcpclient_no_rcv(ip, port, text);
-  }
-}
 
 bool run_get(const Target& target, const Command& command, const Message& message) {
   const auto& [splitting, word, key, ip, port_text] = message;
-  if (port_text.empty() || (!command.by_udp && ip.empty())) return false;
+  if (port_text.empty() || (command.transport == Transport::kTcp && ip.empty())) return false;
   const int port = to_int32(port_text);
   if (port <= 0) return true;
   const std::string reply = notification_line(key, lm_get(target.registry, key));
-  send_reply(command.by_udp, ip.empty() ? "127.0.0.1" : ip, port, reply);
+  send_by(command.transport, ip.empty() ? "127.0.0.1" : ip, port, reply);
   return true;
 }
 
@@ -78,9 +66,9 @@ bool run_renew(const Target& target, const Command& command, const Message& mess
   std::size_t sent = 0;
   std::string lines;
   while (!(lines = renew_lines(target.registry, sent)).empty()) {
-    send_reply(command.by_udp, message.arg1, port, lines);
+    send_by(command.transport, message.arg1, port, lines);
   }
-  send_reply(command.by_udp, message.arg1, port, "_RENEW_NUM=" + std::to_string(sent) + "\n");
+  send_by(command.transport, message.arg1, port, "_RENEW_NUM=" + std::to_string(sent) + "\n");
   return true;
 }
 
@@ -95,10 +83,13 @@ void log_client_command(const Message& message, int port) {
            port);
 }
 
-bool run_client_change(const Target& target, const Command& command, const Message& message) {
+using RegistryChange = int (*)(VariableRegistry&, const std::string&, int);
+
+template <RegistryChange kChange>
+bool run_client_change(const Target& target, const Command&, const Message& message) {
   const int port = client_port(message);
   if (port == 0) return false;
-  command.change(target.registry, message.arg1, port);
+  kChange(target.registry, message.arg1, port);
   log_client_command(message, port);
   return true;
 }
@@ -108,24 +99,25 @@ bool run_client_list(const Target& target, const Command& command, const Message
   if (port == 0) return false;
   const Clients clients = copy_clients(target.registry);
   if (!clients.empty()) {
-    send_reply(command.by_udp, message.arg1, port, client_list_text(clients));
+    send_by(command.transport, message.arg1, port, client_list_text(clients));
   }
   log_client_command(message, port);
   // The line end of the UDP form has always had a blank behind it.
-  send_reply(
-      command.by_udp, message.arg1, port,
-      "_CLIENT_LIST_NUM=" + std::to_string(clients.size()) + (command.by_udp ? "\n " : "\n"));
+  const char* end = command.transport == Transport::kUdp ? "\n " : "\n";
+  send_by(command.transport, message.arg1, port,
+          "_CLIENT_LIST_NUM=" + std::to_string(clients.size()) + end);
   return true;
 }
 
 /// Switches the mirror; a target without port or address switches it off.
+template <std::int32_t kLevel>
 bool run_debug(const Target&, const Command& command, const Message& message) {
   const MutexLock held(debug_target_lock);
   debug_target_ip = message.arg1;
-  debug_target_udp = command.by_udp ? 1 : 0;
+  debug_target_udp = command.transport == Transport::kUdp ? 1 : 0;
   debug_target_port = to_int32(message.arg2);
   const bool on = debug_target_port > 0 && !debug_target_ip.empty();
-  debug_target_on = on ? command.mirror_level : 0;
+  debug_target_on = on ? kLevel : 0;
   return true;
 }
 
@@ -136,27 +128,28 @@ bool run_param_set(const Target& target, const Command&, const Message& message)
 
 // Compared with a message's word in this order.
 constexpr Command kCommands[] = {
-    {"get_udp", run_get, true},
+    {"get_udp", run_get, Transport::kUdp},
     {"set", run_set},
-    {"renew_udp", run_renew, true},
-    {"get_tcp", run_get},
-    {"renew_tcp", run_renew},
-    {"client_add_udp", run_client_change, true, client_udp_add},
-    {"client_del_udp", run_client_change, true, client_udp_del},
-    {"client_add_tcp", run_client_change, false, client_tcp_add},
-    {"client_del_tcp", run_client_change, false, client_tcp_del},
-    {"client_list_udp", run_client_list, true},
-    {"client_list_tcp", run_client_list},
-    {"debug_udp", run_debug, true, nullptr, 1},
-    {"debug_tcp", run_debug, false, nullptr, 1},
-    {"debug_udp_lm", run_debug, true, nullptr, 2},
-    {"debug_tcp_lm", run_debug, false, nullptr, 2},
+    {"renew_udp", run_renew, Transport::kUdp},
+    {"get_tcp", run_get, Transport::kTcp},
+    {"renew_tcp", run_renew, Transport::kTcp},
+    {"client_add_udp", run_client_change<client_udp_add>},
+    {"client_del_udp", run_client_change<client_udp_del>},
+    {"client_add_tcp", run_client_change<client_tcp_add>},
+    {"client_del_tcp", run_client_change<client_tcp_del>},
+    {"client_list_udp", run_client_list, Transport::kUdp},
+    {"client_list_tcp", run_client_list, Transport::kTcp},
+    {"debug_udp", run_debug<kMirrorEvents>, Transport::kUdp},
+    {"debug_tcp", run_debug<kMirrorEvents>, Transport::kTcp},
+    {"debug_udp_lm", run_debug<kMirrorChanges>, Transport::kUdp},
+    {"debug_tcp_lm", run_debug<kMirrorChanges>, Transport::kTcp},
     {"e_param_set", run_param_set},
 };
 
 void send_help(const Message& message) {
   const bool by_udp = lower_ascii(message.command).find("udp") != std::string::npos;
-  send_reply(by_udp, message.arg1, to_int32(message.arg2), help_text());
+  send_by(by_udp ? Transport::kUdp : Transport::kTcp, message.arg1, to_int32(message.arg2),
+          help_text());
 }
 
 /// False when no command has the message's word, or the command refused it.
@@ -194,7 +187,7 @@ std::string renew_lines(VariableRegistry& registry, std::size_t& next) {
 std::string client_list_text(const Clients& clients) {
   std::string text = "_CLIENT_LIST=";
   for (const ClientRecord& client : clients) {
-    text.append(client.proto == 0 ? "udp:" : "tcp:").append(client.ip).append(":");
+    text.append(client.proto == Transport::kUdp ? "udp:" : "tcp:").append(client.ip).append(":");
     text.append(std::to_string(client.port)).append(";");
   }
   return text + "\n";

@@ -31,16 +31,17 @@ bool make_pending(EventQueue& queue, CentralState& state, std::string_view name,
 }
 
 struct MirrorTarget {
+  Transport transport;
   std::string ip;
   std::int32_t port;
-  bool by_udp;
 };
 
 /// The target, if the mirror is on at that level.
 std::optional<MirrorTarget> mirror_target(std::int32_t level) {
   const MutexLock held(debug_target_lock);
   if (debug_target_on < level) return {};
-  return MirrorTarget{debug_target_ip, debug_target_port, debug_target_udp != 0};
+  const Transport transport = debug_target_udp != 0 ? Transport::kUdp : Transport::kTcp;
+  return MirrorTarget{transport, debug_target_ip, debug_target_port};
 }
 
 }  // namespace
@@ -109,9 +110,7 @@ int send_debug_line(std::int32_t level, const char* format, ...) {
   const int length = std::vsnprintf(buffer, sizeof buffer, format, args);
   va_end(args);
   if (length < 1) return length;
-  const std::string_view line = strip_newline(buffer);
-  return target->by_udp ? udpclient(target->ip, target->port, line)
-                        : tcpclient_no_rcv(target->ip, target->port, line);
+  return send_by(target->transport, target->ip, target->port, strip_newline(buffer));
 }
 
 void push_event(std::string_view name) {

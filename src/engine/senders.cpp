@@ -17,6 +17,9 @@ constexpr int kReplyTimeoutMs = 2000;
 constexpr int kNoReplyTimeoutMs = 1500;
 constexpr int kPauseMs = 10;
 
+constexpr char kStatusServiceAddress[] = "127.0.0.1";
+constexpr int kStatusServicePort = 50003;
+
 /// An interrupted connect goes on by itself and cannot be made again: its end is waited for.
 int finish_connect(int fd, int timeout_ms) {
   pollfd waiting{fd, POLLOUT, 0};
@@ -150,6 +153,17 @@ int tcpclient_no_rcv(const std::string& ip, int port, std::string_view payload) 
   const int sent = send_payload(connection, ip, port, text, failure);
   if (sent >= 0) sleep_ms(kPauseMs);
   return sent;
+}
+
+int send_by(Transport transport, const std::string& ip, int port, std::string_view payload) {
+  return transport == Transport::kUdp ? udpclient(ip, port, payload)
+                                      : tcpclient_no_rcv(ip, port, payload);
+}
+
+std::string ask_status_service(const std::string& request, std::size_t reply_size) {
+  std::string reply;
+  tcpclient(kStatusServiceAddress, kStatusServicePort, request, reply, reply_size);
+  return reply;
 }
 
 }  // namespace kovo

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <optional>
 
-#include "engine/senders.h"
 #include "frame/files.h"
 #include "frame/globals.h"
 #include "frame/host.h"
@@ -55,21 +54,13 @@ struct Notification {
 
 Notification make_notification(VariableRegistry& registry, std::string_view name,
                                std::string_view value) REQUIRES(registry.notify_lock) {
-  std::string line = notification_line(name, value);
-  const MutexLock held(registry.registry_lock);
-  return {std::move(line), registry.clients};
+  return {notification_line(name, value), copy_clients(registry)};
 }
 
 /// Sends to the clients one after the other; one that fails does not stop the rest.
 void send_notification(const char* routine, const Notification& notification) {
   for (const ClientRecord& client : notification.clients) {
-    guarded(routine, [&] {
-      if (client.proto == 0) {
-        udpclient(client.ip, client.port, notification.line);
-      } else {
-        tcpclient_no_rcv(client.ip, client.port, notification.line);
-      }
-    });
+    guarded(routine, [&] { send_by(client.proto, client.ip, client.port, notification.line); });
   }
 }
 
@@ -124,13 +115,6 @@ void take_wpa_mode(CentralState& state, std::string_view value) {
 }
 
 }  // namespace
-
-std::unique_ptr<VariableRegistry> make_variable_registry() {
-  auto registry = std::make_unique<VariableRegistry>();
-  const MutexLock held(registry->registry_lock);
-  registry->clients.push_back({1, "127.0.0.1", 5127});
-  return registry;
-}
 
 int lm_set_init(VariableRegistry& registry, std::string_view name, std::string_view value) {
   if (is_ignored(name, false)) {

@@ -86,20 +86,20 @@ TEST(QueueWorker, AScanKeepsWaitingEventsInOrderEvenWhenItIsBrokenOff) {
 TEST(Senders, AreChosenByTheWordsOfTheProtocol) {
   const struct {
     const char* protocol;
-    SendKind kind;
+    SenderBody body;
   } cases[] = {
-      {"UDP", SendKind::kUdp},
-      {"TCP", SendKind::kTcp},
-      {"UDPStatus", SendKind::kUdpStatus},
-      {"StatusTCP", SendKind::kTcpStatus},
-      {"UDP/TCP", SendKind::kTcp},
-      {"tcp", SendKind::kNone},
-      {"Status", SendKind::kNone},
-      {"", SendKind::kNone},
-      {"TCP\r", SendKind::kTcp},
-      {"TCPstatus", SendKind::kTcp},
+      {"UDP", udpclient_thread},
+      {"TCP", tcpclient_thread},
+      {"UDPStatus", udpclient_getStatus_thread},
+      {"StatusTCP", tcpclient_getStatus_thread},
+      {"UDP/TCP", tcpclient_thread},
+      {"tcp", nullptr},
+      {"Status", nullptr},
+      {"", nullptr},
+      {"TCP\r", tcpclient_thread},
+      {"TCPstatus", tcpclient_thread},
   };
-  for (const auto& c : cases) EXPECT_EQ(choose_sender(c.protocol), c.kind) << c.protocol;
+  for (const auto& c : cases) EXPECT_EQ(choose_sender(c.protocol), c.body) << c.protocol;
 }
 
 TEST(Senders, SlotsAreFoundJoinedAndRefused) {
