@@ -13,6 +13,7 @@
 #include "frame/text.h"
 #include "frame/worker.h"
 #include "variables/central_state.h"
+#include "variables/change_processing.h"
 #include "variables/variable_store.h"
 
 namespace kovo {
@@ -28,6 +29,16 @@ constexpr const char* kHelpEntries[] = {
     "client_add_tcp::ip::port;",  "client_del_udp::ip::port;",  "client_del_tcp::ip::port;",
     "client_list_udp::ip::port;", "client_list_tcp::ip::port;", "debug_udp::ip::port;",
     "debug_tcp::ip::port;",       "debug_udp_lm::ip::port;",    "debug_tcp_lm::ip::port;"};
+
+/// Ends a head at its first colon and moves `text` behind the separator. False when there is no
+/// colon or no second one behind it.
+bool split_at_separator(std::string_view& text, std::string& head) {
+  const std::size_t colon = text.find(':');
+  head = text.substr(0, colon);
+  if (colon == std::string_view::npos || text.substr(colon, 2) != "::") return false;
+  text.remove_prefix(colon + 2);
+  return true;
+}
 
 struct Target {
   CentralState& state;
@@ -166,6 +177,18 @@ bool run_command(const Target& target, const Message& message) {
 }
 
 }  // namespace
+
+Message split_message(std::string_view text) {
+  Message message;
+  if (text.find(':') == std::string_view::npos) return message;
+  message.splitting = Splitting::kMalformed;
+  if (!split_at_separator(text, message.command)) return message;
+  if (!split_at_separator(text, message.arg1)) return message;
+  message.splitting = Splitting::kOk;
+  if (split_at_separator(text, message.arg2)) message.arg3 = until_newline(text);
+  message.arg2 = until_newline(message.arg2);
+  return message;
+}
 
 std::string help_text() {
   std::string text = "_LM_VAR_HELP=";

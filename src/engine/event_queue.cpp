@@ -15,19 +15,37 @@ namespace {
 
 constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
 
-/// Looks one name up and stamps the copy. False when nothing matched. The mirror hears of found and
-/// unfound names alike, each time with the whole text.
-bool make_pending(EventQueue& queue, CentralState& state, std::string_view name,
-                  const std::string& text, int test, EventDefinition& event) {
+/// Looks one name up and stamps the copy; nothing when no event has it. The mirror hears of found
+/// and unfound names alike, each time with the whole text.
+std::optional<EventDefinition> make_pending(EventQueue& queue, CentralState& state,
+                                            std::string_view name, const std::string& text,
+                                            int test) {
   const std::int64_t now = queue_time(queue);
-  event = lookup_event(state, name, test);
+  EventDefinition event = lookup_event(state, name, test);
   send_debug_line(kMirrorEvents, test != 0 ? "KOVO Test event: %s" : "KOVO event: %s",
                   text.c_str());
-  if (event.name.empty()) return false;
+  if (event.name.empty()) return {};
   event.test = test;
   event.queued_at = now;
   event.due_at = test == 1 ? now : now + event.delay_s * kNanosecondsPerSecond;
-  return true;
+  return event;
+}
+
+enum class End { kFront, kBack };
+
+/// Looks up each name of a text and puts the events found at one end of the queue.
+void push_names(EventQueue& queue, CentralState& state, const std::string& text, int test, End end)
+    REQUIRES(queue.lock) {
+  for (const std::string_view name : split_lines(text)) {
+    std::optional<EventDefinition> event = make_pending(queue, state, name, text, test);
+    if (event && end == End::kBack) queue.pending.push_back(std::move(*event));
+    if (event && end == End::kFront) queue.pending.push_front(std::move(*event));
+    if (!event && debug != 0) {
+      print_stdout("[%s:%d] not found sys event=%s\n",
+                   end == End::kBack ? "push_event_back" : "push_event_front", __LINE__,
+                   text.c_str());
+    }
+  }
 }
 
 struct MirrorTarget {
@@ -76,28 +94,13 @@ int push_event_back(EventQueue& queue, CentralState& state, std::string_view nam
   } else {
     log_event("push event: %s\n", text.c_str());
   }
-  for (const std::string_view name : split_lines(text)) {
-    EventDefinition event;
-    if (make_pending(queue, state, name, text, test, event)) {
-      queue.pending.push_back(std::move(event));
-    } else if (debug != 0) {
-      print_stdout("[%s:%d] not found sys event=%s\n", "push_event_back", __LINE__, text.c_str());
-    }
-  }
+  push_names(queue, state, text, test, End::kBack);
   return 0;
 }
 
 int push_event_front(EventQueue& queue, CentralState& state, std::string_view names, int test) {
   const MutexLock held(queue.lock);
-  const std::string text(names);
-  for (const std::string_view name : split_lines(text)) {
-    EventDefinition event;
-    if (make_pending(queue, state, name, text, test, event)) {
-      queue.pending.push_front(std::move(event));
-    } else if (debug != 0) {
-      print_stdout("[%s:%d] not found sys event=%s\n", "push_event_front", __LINE__, text.c_str());
-    }
-  }
+  push_names(queue, state, std::string(names), test, End::kFront);
   return 0;
 }
 

@@ -77,8 +77,9 @@ std::optional<TcpLine> take_tcp_line(EventQueue& queue);
 
 /// Looks up each line of `names` and appends the events found to `pending`, in order; one final
 /// line feed is removed first. Logs the text, and mirrors it once per name when the mirror is on.
-/// A name without an event leaves no other trace. Returns 0. Any thread; takes queue.lock for all
-/// of it: the status queries of the lookups and the mirror's lines, up to 3 s each, included.
+/// Nothing is queued for a name without an event; with -d it is printed. Returns 0. Any thread;
+/// takes queue.lock for all of it: the status queries of the lookups and the mirror's lines, up to
+/// 3 s each, included.
 int push_event_back(EventQueue& queue, CentralState& state, std::string_view names, int test);
 
 /// The same without the event-log line, each event at the front: several names end up reversed.

@@ -11,6 +11,12 @@
 namespace kovo {
 namespace {
 
+#if defined(KOVO_SANITIZED)
+constexpr std::size_t kSenderStack = std::size_t{1} << 20;  // sanitizers widen every frame
+#else
+constexpr std::size_t kSenderStack = std::size_t{128} << 10;  // 512 of them fit a 32-bit process
+#endif
+
 enum class Payload { kData, kStatus };  // the step's own, or the status service's answer
 
 /// Gives a taken slot back, unless its thread has started: out of memory, a log record may throw.

@@ -29,16 +29,6 @@ constexpr SerialField kSerialFields[] = {
     {"S0_BAUDRATE.stopbits", "serialStopBits", &SerialFormat::stopbits},
 };
 
-/// Ends a head at its first colon and moves `text` behind the separator. False when there is no
-/// colon or no second one behind it.
-bool split_at_separator(std::string_view& text, std::string& head) {
-  const std::size_t colon = text.find(':');
-  head = text.substr(0, colon);
-  if (colon == std::string_view::npos || text.substr(colon, 2) != "::") return false;
-  text.remove_prefix(colon + 2);
-  return true;
-}
-
 /// Remembers the new serial format. False when there is no row for it or nothing to compare with.
 bool exchange_serial(CentralState& state, const std::string& value, std::string& old) {
   const MutexLock held(state.mapping_lock);
@@ -159,18 +149,6 @@ void process_mapping(CentralState& state, const std::string& name, std::int64_t 
 }
 
 }  // namespace
-
-Message split_message(std::string_view text) {
-  Message message;
-  if (text.find(':') == std::string_view::npos) return message;
-  message.splitting = Splitting::kMalformed;
-  if (!split_at_separator(text, message.command)) return message;
-  if (!split_at_separator(text, message.arg1)) return message;
-  message.splitting = Splitting::kOk;
-  if (split_at_separator(text, message.arg2)) message.arg3 = until_newline(text);
-  message.arg2 = until_newline(message.arg2);
-  return message;
-}
 
 std::string decode_value(std::string_view raw) {
   std::string value(raw);

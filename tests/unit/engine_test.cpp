@@ -2,8 +2,8 @@
 
 #include <set>
 
+#include "engine/event_execution.h"
 #include "engine/event_queue.h"
-#include "engine/queue_worker.h"
 #include "engine/sender_threads.h"
 #include "failing_memory.h"
 #include "frame/host.h"

@@ -63,33 +63,6 @@ TEST(MappingTable, LookupsFindTheFirstRowInAnyCase) {
   EXPECT_EQ(find_resolution(resolutions, "FFFF"), nullptr);
 }
 
-TEST(Messages, AreSplitAtTheirColons) {
-  const struct {
-    std::string_view text;
-    Splitting splitting;
-    std::string parts;
-  } cases[] = {
-      {"DEVICE_NAME=Lobby", Splitting::kNoCommand, "|||"},
-      {"", Splitting::kNoCommand, "|||"},
-      {"abc:def", Splitting::kMalformed, "abc|||"},
-      {"abc::", Splitting::kMalformed, "abc|||"},
-      {"abc::x:y::z", Splitting::kMalformed, "abc|x||"},
-      {":", Splitting::kMalformed, "|||"},
-      {"::::", Splitting::kOk, "|||"},
-      {"e_param_set::MAC::00:11:22", Splitting::kOk, "e_param_set|MAC|00|"},
-      {"get_udp::K::::9000", Splitting::kOk, "get_udp|K||9000"},
-      {"g::k::1.2.3.4::90\n00", Splitting::kOk, "g|k|1.2.3.4|90"},
-      {"s::A::one\ntwo", Splitting::kOk, "s|A|one|"},
-      {"s::A::one\ntwo::three", Splitting::kOk, "s|A|one|three"},
-      {"s::A::b:::c:d", Splitting::kOk, "s|A|b|:c:d"},
-  };
-  for (const auto& c : cases) {
-    const Message m = split_message(c.text);
-    EXPECT_EQ(m.splitting, c.splitting) << c.text;
-    EXPECT_EQ(m.command + "|" + m.arg1 + "|" + m.arg2 + "|" + m.arg3, c.parts) << c.text;
-  }
-}
-
 TEST(Values, AreUnescapedThenPercentDecodedThenCut) {
   EXPECT_EQ(decode_value("plain"), "plain");
   EXPECT_EQ(decode_value("a\\nb%3Ac"), "a\nb:c");

@@ -1,6 +1,5 @@
-#include "engine/queue_worker.h"
+#include "engine/event_execution.h"
 
-#include "control/command_server.h"
 #include "engine/sender_threads.h"
 #include "frame/globals.h"
 #include "frame/host.h"
@@ -11,32 +10,10 @@
 namespace kovo {
 namespace {
 
-constexpr int kScanPeriodMs = 250;
 constexpr std::int32_t kExecuted = 1;  // status of an event whose steps were run
 
 bool is_display_event(const std::string& name) {
   return equals_nocase(name, "DVIConnected") || equals_nocase(name, "DVIDisconnected");
-}
-
-bool has_pending(EventQueue& queue) {
-  const MutexLock held(queue.lock);
-  return !queue.pending.empty();
-}
-
-void handle_tcp_line(EventQueue& queue, CentralState& state, std::string_view line) {
-  const KeyValue pair = split_key_value(cut_text(strip_newline(line), kMaxCommand));
-  const std::string key(pair.key);
-  const std::string value(pair.value);
-  if (key.compare(0, 2, "__") == 0) {
-    handle_tcp_command(queue, state, key, value);
-    return;
-  }
-  if (state.events_enabled == 0) {
-    log_main("[%s:%d] KOVO disable, skip %s\n", "handle_q_event", __LINE__, key.c_str());
-    return;
-  }
-  log_event("get tcp:2700 event: key=%s,value=%s\n", key.c_str(), value.c_str());
-  push_event_back(queue, state, key, 0);
 }
 
 void skip_during_power_on(const EventDefinition& event, const SubCommand& step) {
@@ -127,14 +104,6 @@ void keep(Scan& scan) {
   ++scan.kept;
 }
 
-void run_pass(EventQueue& queue, CentralState& state) {
-  if (state.ready == 0) return;
-  while (const std::optional<TcpLine> line = take_tcp_line(queue)) {
-    handle_tcp_line(queue, state, line->line);
-  }
-  if (has_pending(queue)) exec_event(queue, state);
-}
-
 }  // namespace
 
 EventFate event_fate(const EventDefinition& event, std::int64_t now) {
@@ -164,14 +133,6 @@ int exec_event(EventQueue& queue, CentralState& state) {
     if (fate == EventFate::kWait) keep(scan);
   }
   return executed;
-}
-
-void* handle_q_event(void* argument) {
-  EventQueue& queue = *static_cast<EventQueue*>(argument);
-  while (true) {
-    sleep_ms(kScanPeriodMs);
-    guarded("handle_q_event", [&] { run_pass(queue, *central_state); });
-  }
 }
 
 }  // namespace kovo
