@@ -30,14 +30,20 @@ constexpr const char* kHelpEntries[] = {
     "client_list_udp::ip::port;", "client_list_tcp::ip::port;", "debug_udp::ip::port;",
     "debug_tcp::ip::port;",       "debug_udp_lm::ip::port;",    "debug_tcp_lm::ip::port;"};
 
-/// Ends a head at its first colon and moves `text` behind the separator. False when there is no
-/// colon or no second one behind it.
-bool split_at_separator(std::string_view& text, std::string& head) {
+/// What stands before and behind a separator of two colons. The head ends at the first colon in
+/// any case; without a second one behind it there is nothing behind.
+struct Parts {
+  std::string_view head;
+  std::optional<std::string_view> rest;
+};
+
+Parts split_at_separator(std::string_view text) {
   const std::size_t colon = text.find(':');
-  head = text.substr(0, colon);
-  if (colon == std::string_view::npos || text.substr(colon, 2) != "::") return false;
-  text.remove_prefix(colon + 2);
-  return true;
+  Parts parts{text.substr(0, colon), {}};
+  if (colon != std::string_view::npos && text.substr(colon, 2) == "::") {
+    parts.rest = text.substr(colon + 2);
+  }
+  return parts;
 }
 
 struct Target {
@@ -123,12 +129,12 @@ bool run_client_list(const Target& target, const Command& command, const Message
 /// Switches the mirror; a target without port or address switches it off.
 template <std::int32_t kLevel>
 bool run_debug(const Target&, const Command& command, const Message& message) {
+  const int port = to_int32(message.arg2);
   const MutexLock held(debug_target_lock);
   debug_target_ip = message.arg1;
   debug_target_udp = command.transport == Transport::kUdp ? 1 : 0;
-  debug_target_port = to_int32(message.arg2);
-  const bool on = debug_target_port > 0 && !debug_target_ip.empty();
-  debug_target_on = on ? kLevel : 0;
+  debug_target_port = port;
+  debug_target_on = port > 0 && !message.arg1.empty() ? kLevel : 0;
   return true;
 }
 
@@ -157,6 +163,12 @@ constexpr Command kCommands[] = {
     {"e_param_set", run_param_set},
 };
 
+std::string help_text() {
+  std::string text = "_LM_VAR_HELP=";
+  for (const char* entry : kHelpEntries) text += entry;
+  return text;
+}
+
 void send_help(const Message& message) {
   const bool by_udp = lower_ascii(message.command).find("udp") != std::string::npos;
   send_by(by_udp ? Transport::kUdp : Transport::kTcp, message.arg1, to_int32(message.arg2),
@@ -176,24 +188,34 @@ bool run_command(const Target& target, const Message& message) {
   return false;
 }
 
+void handle_message(CentralState& state, VariableRegistry& registry, std::string_view text) {
+  const std::string copy(strip_newline(cut_text(text, kMaxMessage)));
+  if (debug_target_on >= kMirrorChanges && starts_with_nocase(copy, "e_param_set")) {
+    send_debug_line(kMirrorChanges, "API Cmd: %s", percent_decode(copy.c_str()).c_str());
+  }
+  const Message message = split_message(copy);
+  if (message.splitting == Splitting::kNoCommand) return;
+  if (message.splitting == Splitting::kOk && run_command({state, registry}, message)) return;
+  log_main("[%s:%d] Error cmd=%s\n", kRoutine, __LINE__, message.command.c_str());
+}
+
 }  // namespace
 
 Message split_message(std::string_view text) {
   Message message;
   if (text.find(':') == std::string_view::npos) return message;
   message.splitting = Splitting::kMalformed;
-  if (!split_at_separator(text, message.command)) return message;
-  if (!split_at_separator(text, message.arg1)) return message;
+  const Parts command = split_at_separator(text);
+  message.command = command.head;
+  if (!command.rest) return message;
+  const Parts first = split_at_separator(*command.rest);
+  message.arg1 = first.head;
+  if (!first.rest) return message;
+  const Parts second = split_at_separator(*first.rest);
+  message.arg2 = until_newline(second.head);
+  message.arg3 = until_newline(second.rest.value_or(""));
   message.splitting = Splitting::kOk;
-  if (split_at_separator(text, message.arg2)) message.arg3 = until_newline(text);
-  message.arg2 = until_newline(message.arg2);
   return message;
-}
-
-std::string help_text() {
-  std::string text = "_LM_VAR_HELP=";
-  for (const char* entry : kHelpEntries) text += entry;
-  return text;
 }
 
 std::string renew_lines(VariableRegistry& registry, std::size_t& next) {
@@ -214,17 +236,6 @@ std::string client_list_text(const Clients& clients) {
     text.append(std::to_string(client.port)).append(";");
   }
   return text + "\n";
-}
-
-void handle_message(CentralState& state, VariableRegistry& registry, std::string_view text) {
-  const std::string copy(strip_newline(cut_text(text, kMaxMessage)));
-  if (debug_target_on >= kMirrorChanges && starts_with_nocase(copy, "e_param_set")) {
-    send_debug_line(kMirrorChanges, "API Cmd: %s", percent_decode(copy.c_str()).c_str());
-  }
-  const Message message = split_message(copy);
-  if (message.splitting == Splitting::kNoCommand) return;
-  if (message.splitting == Splitting::kOk && run_command({state, registry}, message)) return;
-  log_main("[%s:%d] Error cmd=%s\n", kRoutine, __LINE__, message.command.c_str());
 }
 
 void* handle_lm_event(void* argument) {

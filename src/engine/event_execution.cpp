@@ -16,6 +16,17 @@ bool is_display_event(const std::string& name) {
   return equals_nocase(name, "DVIConnected") || equals_nocase(name, "DVIDisconnected");
 }
 
+enum class StepFate { kPowerOnSkip, kSend, kDisabled };
+
+/// Display-connection events are skipped while the plug is not enabled, and all are while events
+/// are disabled; test events are always sent.
+StepFate step_fate(const EventDefinition& event, bool plug_enabled, bool events_enabled) {
+  if (!plug_enabled && event.test == 0 && is_display_event(event.name)) {
+    return StepFate::kPowerOnSkip;
+  }
+  return events_enabled || event.test == 1 ? StepFate::kSend : StepFate::kDisabled;
+}
+
 void skip_during_power_on(const EventDefinition& event, const SubCommand& step) {
   const std::int32_t uptime = uptime_s;
   log_main("[%s:%d] during Power On, skip %s ...%d/%d\n", "exec_event", __LINE__,
@@ -112,13 +123,6 @@ EventFate event_fate(const EventDefinition& event, std::int64_t now) {
   if (event.status == kExecuted) return EventFate::kErase;
   if (now < event.queued_at || now < event.due_at) return EventFate::kWait;
   return EventFate::kRun;
-}
-
-StepFate step_fate(const EventDefinition& event, bool plug_enabled, bool events_enabled) {
-  if (!plug_enabled && event.test == 0 && is_display_event(event.name)) {
-    return StepFate::kPowerOnSkip;
-  }
-  return events_enabled || event.test == 1 ? StepFate::kSend : StepFate::kDisabled;
 }
 
 int exec_event(EventQueue& queue, CentralState& state) {

@@ -16,12 +16,6 @@ enum class EventFate { kErase, kExpired, kWait, kRun };
 /// kEventLifeNs expires, whatever its delay.
 EventFate event_fate(const EventDefinition& event, std::int64_t now);
 
-enum class StepFate { kPowerOnSkip, kSend, kDisabled };
-
-/// What becomes of the steps of an event: display-connection events are skipped while the plug is
-/// not enabled, and all are while events are disabled; test events are always sent.
-StepFate step_fate(const EventDefinition& event, bool plug_enabled, bool events_enabled);
-
 /// Executes or drops what is due or stale in `pending`; later events are looked at behind waiting
 /// ones. Returns the number of events executed. Queue worker only; takes queue.lock for all of it.
 int exec_event(EventQueue& queue, CentralState& state);

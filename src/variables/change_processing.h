@@ -19,16 +19,6 @@ constexpr std::int64_t kEventPauseS = 2;   // between two of the same dedicated 
 /// The value that a raw text stands for: escape sequences first, then percent codes, cut.
 std::string decode_value(std::string_view raw);
 
-struct SerialFormat {
-  std::string baud;
-  std::string databits;
-  std::string parity;
-  std::string stopbits;
-};
-
-/// Splits a format such as "9600-8N1"; what it does not have is empty. False without a "-".
-bool split_serial(std::string_view text, SerialFormat& format);
-
 struct TimingWord {
   bool enable;     // bit 31
   bool yuv_given;  // bit 29

@@ -10,6 +10,12 @@
 namespace kovo {
 namespace {
 
+/// Settings count when they arrive; the rest is for the consumer.
+void accept_message(CentralState& state, const std::string& text) {
+  if (names_setting(text) && apply_setting_line(state, text) != kSettingChanged) return;
+  push_text(state.lm_queue, std::string(cut_text(text, kMaxMessage)));
+}
+
 void take_datagram(void* state, std::string_view data) {
   const std::string text(until_nul(data));
   log_main("[%s:%d] recv(udp:%d) lm data(%d)%s\n", "handle_udp_lm_var", __LINE__, kVariablePort,
@@ -52,11 +58,6 @@ void* handle_udp_lm_var(void* state) {
 void* handle_tcp_lm_var(void* state) {
   serve_tcp(kTcpService, state);
   return nullptr;
-}
-
-void accept_message(CentralState& state, const std::string& text) {
-  if (names_setting(text) && apply_setting_line(state, text) != kSettingChanged) return;
-  push_text(state.lm_queue, std::string(cut_text(text, kMaxMessage)));
 }
 
 }  // namespace kovo
