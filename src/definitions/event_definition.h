@@ -24,7 +24,7 @@ struct EventDefinition {
   std::int64_t queued_at = 0;  // nanoseconds since the queue's created_at; 0 outside the queue
   std::int64_t due_at = 0;     // likewise
   std::vector<SubCommand> commands;  // all of its steps
-  std::int32_t status = 0;           // 0 waiting, 2 a step was skipped, 1 executed
+  std::int32_t status = 0;           // 0 waiting, 1 executed
   std::int32_t delay_s = 0;          // seconds between queuing and execution
   std::int32_t test = 0;             // 1 for a test push
 };

@@ -3,11 +3,11 @@
 #include <algorithm>
 
 #include "engine/push_event.h"
+#include "frame/device_param.h"
 #include "frame/files.h"
 #include "frame/globals.h"
 #include "frame/log.h"
 #include "variables/central_state.h"
-#include "variables/device_param.h"
 
 namespace kovo {
 namespace {

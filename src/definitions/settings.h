@@ -1,16 +1,13 @@
 // The events enable flag and the four persistent settings.
 #pragma once
 
-#include <deque>
-#include <string>
 #include <string_view>
-#include <utility>
+
+#include "definitions/named_values.h"
 
 namespace kovo {
 
 struct CentralState;
-
-using Settings = std::deque<std::pair<std::string, std::string>>;
 
 constexpr char kSettingsPath[] = "/mnt/persistent/kovo_conf.txt";
 constexpr const char* kSettingNames[] = {"portDescr", "portID", "sysDescr", "sysName"};

@@ -5,13 +5,10 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <utility>
-#include <vector>
+
+#include "definitions/named_values.h"
 
 namespace kovo {
-
-/// (key, value) pairs in the order of the status service's answer.
-using StatusVars = std::vector<std::pair<std::string, std::string>>;
 
 /// What placeholders may stand for, as it was when an event was queued.
 struct TemplateValues {

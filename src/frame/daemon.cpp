@@ -16,7 +16,6 @@
 #include "definitions/settings.h"
 #include "definitions/status_vars.h"
 #include "engine/event_queue.h"
-#include "engine/queue_worker.h"
 #include "frame/files.h"
 #include "frame/globals.h"
 #include "frame/host.h"

@@ -7,7 +7,6 @@
 
 #include "definitions/definition_file.h"
 #include "definitions/event_list.h"
-#include "engine/queue_worker.h"
 #include "frame/files.h"
 #include "frame/globals.h"
 #include "frame/host.h"

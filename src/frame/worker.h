@@ -12,11 +12,6 @@ namespace kovo {
 
 constexpr std::int64_t kInsistPauseMs = 1000;
 constexpr std::size_t kDefaultStack = 0;
-#if defined(KOVO_SANITIZED)
-constexpr std::size_t kSenderStack = std::size_t{1} << 20;  // sanitizers widen every frame
-#else
-constexpr std::size_t kSenderStack = std::size_t{128} << 10;  // 512 of them fit a 32-bit process
-#endif
 
 /// Starts a thread with a stack of so many bytes; kDefaultStack takes the default attributes.
 /// Returns 0 or the error number of the creation.

@@ -10,8 +10,7 @@
 
 #include "definitions/definition_entry.h"
 #include "definitions/event_definition.h"
-#include "definitions/settings.h"
-#include "definitions/templates.h"
+#include "definitions/named_values.h"
 #include "frame/mutex.h"
 #include "variables/mapping_row.h"
 #include "variables/message_queue.h"
@@ -31,8 +30,8 @@ struct CentralState {
   MappingTable mapping_table GUARDED_BY(mapping_lock);
   DefinitionEntries definition_entries;       // main thread only
   DefinitionEntries test_definition_entries;  // queue worker only
-  MessageQueue lm_queue;                      // for handle_lm_event
-  MessageQueue api_queue;                     // for handle_vep_api
+  MessageQueue lm_queue{"lm_queue"};          // for handle_lm_event
+  MessageQueue api_queue{"api_queue"};        // for handle_vep_api
   Settings settings GUARDED_BY(settings_lock);
   bool settings_behind GUARDED_BY(settings_lock) = false;  // the file lacks a change in memory
   std::string ip_addr;     // the device's IPv4 address; main thread only
@@ -68,15 +67,6 @@ struct CentralState {
 /// Makes the central state: reads the device parameters, applies the product-id rule and builds the
 /// tables. Runs the parameter tool several times. Called once, by main.
 std::unique_ptr<CentralState> make_central_state();
-
-struct Variant {
-  std::int32_t has_video_input;
-  std::int32_t usbc_input;
-};
-
-/// The product-id rule: what the product id says of the device's video inputs, in any letter case.
-/// An unknown id counts as an input side with two HDMI inputs.
-Variant variant_of(std::string_view pid);
 
 /// The 802.1X state that a mode text stands for: "off" or "on".
 const char* p8021_status_of(std::string_view wpa_eap_mode);

@@ -2,12 +2,23 @@
 // variable, and which resolution to a timing code.
 #pragma once
 
+#include <cstdint>
 #include <string_view>
 
-#include "variables/central_state.h"
 #include "variables/mapping_row.h"
 
 namespace kovo {
+
+struct CentralState;
+
+struct Variant {
+  std::int32_t has_video_input;
+  std::int32_t usbc_input;
+};
+
+/// The product-id rule: what the product id says of the device's video inputs, in any letter case.
+/// An unknown id counts as an input side with two HDMI inputs.
+Variant variant_of(std::string_view pid);
 
 /// Appends a row without a last value. -1 when the status is empty, otherwise 0.
 int map_add(MappingTable& table, std::string_view variable, std::string_view status,

@@ -2,9 +2,12 @@
 
 #include <set>
 
+#include "engine/event_execution.h"
 #include "engine/event_queue.h"
-#include "engine/queue_worker.h"
 #include "engine/sender_threads.h"
+#include "failing_memory.h"
+#include "frame/host.h"
+#include "variables/central_state.h"
 
 namespace kovo {
 namespace {
@@ -44,23 +47,59 @@ TEST(QueueWorker, EventsWaitRunOrExpire) {
   }
 }
 
+TEST(QueueWorker, AScanKeepsWaitingEventsInOrderEvenWhenItIsBrokenOff) {
+  const auto queue = make_event_queue();
+  CentralState state;
+  const std::int64_t now = queue_time(*queue) + 1;
+  const auto add = [&](const char* name, std::int64_t queued_at, std::int64_t due_at) {
+    EventDefinition event;
+    event.name = name;
+    event.queued_at = queued_at;
+    event.due_at = due_at;
+    const MutexLock held(queue->lock);
+    queue->pending.push_back(event);
+  };
+  const auto names = [&] {
+    std::string text;
+    const MutexLock held(queue->lock);
+    for (const EventDefinition& event : queue->pending) text += event.name + " ";
+    return text;
+  };
+  const std::int64_t later = now + 100 * kSecond;
+  add("due", now, now);
+  add("waiting1", now, later);
+  add("waiting2", now, later);
+  add("expired", now - 61 * kSecond, later);  // telling that needs memory
+  add("waiting3", now, later);
+  add("due", now, now);
+  std::string left;
+  sleep_ms(1);
+  fail_each_allocation([&] { exec_event(*queue, state); },
+                       [&] {
+                         left = names();
+                         if (left == "waiting1 waiting2 waiting3 ") return;
+                         EXPECT_EQ(left, "waiting1 waiting2 expired waiting3 due ");
+                       });
+  EXPECT_EQ(left, "waiting1 waiting2 waiting3 ");
+}
+
 TEST(Senders, AreChosenByTheWordsOfTheProtocol) {
   const struct {
     const char* protocol;
-    SendKind kind;
+    SenderBody body;
   } cases[] = {
-      {"UDP", SendKind::kUdp},
-      {"TCP", SendKind::kTcp},
-      {"UDPStatus", SendKind::kUdpStatus},
-      {"StatusTCP", SendKind::kTcpStatus},
-      {"UDP/TCP", SendKind::kTcp},
-      {"tcp", SendKind::kNone},
-      {"Status", SendKind::kNone},
-      {"", SendKind::kNone},
-      {"TCP\r", SendKind::kTcp},
-      {"TCPstatus", SendKind::kTcp},
+      {"UDP", udpclient_thread},
+      {"TCP", tcpclient_thread},
+      {"UDPStatus", udpclient_getStatus_thread},
+      {"StatusTCP", tcpclient_getStatus_thread},
+      {"UDP/TCP", tcpclient_thread},
+      {"tcp", nullptr},
+      {"Status", nullptr},
+      {"", nullptr},
+      {"TCP\r", tcpclient_thread},
+      {"TCPstatus", tcpclient_thread},
   };
-  for (const auto& c : cases) EXPECT_EQ(choose_sender(c.protocol), c.kind) << c.protocol;
+  for (const auto& c : cases) EXPECT_EQ(choose_sender(c.protocol), c.body) << c.protocol;
 }
 
 TEST(Senders, SlotsAreFoundJoinedAndRefused) {

@@ -1,4 +1,4 @@
-#include "variables/device_param.h"
+#include "frame/device_param.h"
 
 #include "frame/files.h"
 #include "frame/shell.h"
