@@ -2,7 +2,7 @@
 
 #include "definitions/event_compiler.h"
 #include "device/device.h"
-#include "engine/sender_threads.h"
+#include "engine/choose_sender.h"
 #include "frame/files.h"
 
 namespace kovo::device {

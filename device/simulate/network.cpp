@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "engine/sender_threads.h"
+#include "engine/choose_sender.h"
 #include "frame/text.h"
 
 namespace kovo::device {

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "engine/choose_sender.h"
 #include "engine/senders.h"
 #include "frame/globals.h"
 #include "frame/host.h"
@@ -67,10 +68,6 @@ void* run_sender(void* argument, const char* routine, Payload kind, Transport tr
   return nullptr;
 }
 
-bool contains(std::string_view text, std::string_view word) {
-  return text.find(word) != std::string_view::npos;
-}
-
 /// A status sender leaves the slot's data as it is.
 void fill_slot(EventQueue& queue, int slot, const SubCommand& command, int port) {
   copy_text(queue.sender_ip[slot], sizeof queue.sender_ip[slot], command.ip);
@@ -80,6 +77,12 @@ void fill_slot(EventQueue& queue, int slot, const SubCommand& command, int port)
   queue.sender_tasks[slot] = {&queue, slot, port, command.delay_from_exec_ns,
                               &queue.sender_state[slot]};
 }
+
+using SenderBody = void* (*)(void* task);
+
+// In the order of SendKind.
+constexpr SenderBody kSenderBodies[] = {nullptr, udpclient_thread, tcpclient_thread,
+                                        udpclient_getStatus_thread, tcpclient_getStatus_thread};
 
 }  // namespace
 
@@ -97,13 +100,6 @@ void* udpclient_getStatus_thread(void* task) {
 
 void* tcpclient_getStatus_thread(void* task) {
   return run_sender(task, "tcpclient_getStatus_thread", Payload::kStatus, Transport::kTcp);
-}
-
-SenderBody choose_sender(std::string_view protocol) {
-  const bool by_status = contains(protocol, "Status");
-  if (contains(protocol, "TCP")) return by_status ? tcpclient_getStatus_thread : tcpclient_thread;
-  if (contains(protocol, "UDP")) return by_status ? udpclient_getStatus_thread : udpclient_thread;
-  return nullptr;
 }
 
 int get_new_ret_thread(EventQueue& queue, const std::string& event_name) {
@@ -132,23 +128,24 @@ int get_new_ret_thread(EventQueue& queue, const std::string& event_name) {
 }
 
 void start_sender(EventQueue& queue, const std::string& event_name, const SubCommand& command) {
-  const SenderBody body = choose_sender(command.protocol);
+  const SendKind kind = choose_sender(command.protocol);
   if (debug != 0 && contains(command.protocol, "Status")) {
     print_stdout("[%s:%d]\n", "exec_event", __LINE__);
   }
-  if (body == nullptr) return;
+  if (kind == SendKind::kNone) return;
   const int port = to_int32(command.port);
   const int slot = get_new_ret_thread(queue, event_name);
   if (slot < 0) return;
   SlotGuard taken{&queue.sender_state[slot]};
-  if (debug != 0 && body == tcpclient_thread) {
+  if (debug != 0 && kind == SendKind::kTcp) {
     print_stdout("[%s:%d] ip=%s, port=%s data[%d]=\"%s\"\n", "exec_event", __LINE__,
                  command.ip.c_str(), command.port.c_str(), static_cast<int>(command.data.size()),
                  command.data.c_str());
   }
   fill_slot(queue, slot, command, port);
   const int error =
-      start_thread(queue.sender_threads[slot], kSenderStack, body, &queue.sender_tasks[slot]);
+      start_thread(queue.sender_threads[slot], kSenderStack,
+                   kSenderBodies[static_cast<std::size_t>(kind)], &queue.sender_tasks[slot]);
   if (error == 0) {
     taken.state = nullptr;
     return;

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 
 #include "definitions/event_definition.h"
 #include "engine/event_queue.h"
@@ -16,12 +15,6 @@ void* udpclient_thread(void* task);
 void* tcpclient_thread(void* task);
 void* udpclient_getStatus_thread(void* task);
 void* tcpclient_getStatus_thread(void* task);
-
-using SenderBody = void* (*)(void* task);
-
-/// Chooses the sender by the words "Status", "TCP" and "UDP" in a protocol text, in that letter
-/// case; TCP goes before UDP. Null when there is neither.
-SenderBody choose_sender(std::string_view protocol);
 
 /// Takes a free slot: its index, or -1 when none is free. Joins the finished threads that it
 /// passes; a slot freed by that is not taken in the same scan. Called by the queue worker alone.

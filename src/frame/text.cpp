@@ -36,6 +36,10 @@ std::string_view strip_newline(std::string_view text) {
   return text;
 }
 
+bool contains(std::string_view text, std::string_view word) {
+  return text.find(word) != std::string_view::npos;
+}
+
 bool equals_nocase(std::string_view a, std::string_view b) {
   return a.size() == b.size() && starts_with_nocase(a, b);
 }

@@ -7,6 +7,15 @@
 #include "variables/mapping_tables.h"
 
 namespace kovo {
+namespace {
+
+/// The selection that the device plays at start: "local", or "local:" and its live playlist.
+std::string initial_selection() {
+  const std::string playlist = query_device_param("LIVE_PLAYLIST_CONTENT");
+  return playlist == "0" ? "local" : "local:" + playlist;
+}
+
+}  // namespace
 
 std::unique_ptr<CentralState> make_central_state() {
   auto state = std::make_unique<CentralState>();
@@ -26,6 +35,19 @@ std::unique_ptr<CentralState> make_central_state() {
   state->resolution_table = make_resolution_table();
   build_mapping_table(*state);
   return state;
+}
+
+int build_mapping_table(CentralState& state) {
+  MappingTable table = mapping_rows({state.has_video_input, state.usbc_input});
+  if (MappingRow* row = find_row_by_setting(table, "local:x")) {
+    row->last_value = initial_selection();
+  }
+  if (MappingRow* row = find_row_by_variable(table, "S0_BAUDRATE")) {
+    row->last_value = query_device_param("S0_BAUDRATE");
+  }
+  const MutexLock held(state.mapping_lock);
+  state.mapping_table.swap(table);
+  return 0;
 }
 
 const char* p8021_status_of(std::string_view wpa_eap_mode) {

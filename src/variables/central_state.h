@@ -68,6 +68,11 @@ struct CentralState {
 /// tables. Runs the parameter tool several times. Called once, by main.
 std::unique_ptr<CentralState> make_central_state();
 
+/// Fills the mapping table of the central state and gives two rows their first values: the playback
+/// selection and the serial format, both asked from the parameter tool. Returns 0. Called once, at
+/// construction; takes mapping_lock.
+int build_mapping_table(CentralState& state);
+
 /// The 802.1X state that a mode text stands for: "off" or "on".
 const char* p8021_status_of(std::string_view wpa_eap_mode);
 

@@ -1,8 +1,6 @@
 #include "variables/mapping_tables.h"
 
-#include "frame/device_param.h"
 #include "frame/text.h"
-#include "variables/central_state.h"
 
 namespace kovo {
 namespace {
@@ -141,12 +139,6 @@ void add_rows(MappingTable& table, const RowText (&rows)[Size]) {
   for (const RowText& row : rows) map_add(table, row.variable, row.status, row.setting);
 }
 
-/// The selection that the device plays at start: "local", or "local:" and its live playlist.
-std::string initial_selection() {
-  const std::string playlist = query_device_param("LIVE_PLAYLIST_CONTENT");
-  return playlist == "0" ? "local" : "local:" + playlist;
-}
-
 /// The first row of which a column equals a text in any letter case.
 MappingRow* find_row(MappingTable& table, std::string MappingRow::*column, std::string_view text) {
   for (MappingRow& row : table) {
@@ -187,19 +179,6 @@ MappingTable mapping_rows(Variant variant) {
   }
   add_rows(table, kClosingRows);
   return table;
-}
-
-int build_mapping_table(CentralState& state) {
-  MappingTable table = mapping_rows({state.has_video_input, state.usbc_input});
-  if (MappingRow* row = find_row_by_setting(table, "local:x")) {
-    row->last_value = initial_selection();
-  }
-  if (MappingRow* row = find_row_by_variable(table, "S0_BAUDRATE")) {
-    row->last_value = query_device_param("S0_BAUDRATE");
-  }
-  const MutexLock held(state.mapping_lock);
-  state.mapping_table.swap(table);
-  return 0;
 }
 
 ResolutionTable make_resolution_table() {

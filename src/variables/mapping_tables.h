@@ -9,8 +9,6 @@
 
 namespace kovo {
 
-struct CentralState;
-
 struct Variant {
   std::int32_t has_video_input;
   std::int32_t usbc_input;
@@ -26,11 +24,6 @@ int map_add(MappingTable& table, std::string_view variable, std::string_view sta
 
 /// The rows of one product variant, in their order, none of them with a last value yet.
 MappingTable mapping_rows(Variant variant);
-
-/// Fills the mapping table of the central state and gives two rows their first values: the playback
-/// selection and the serial format, both asked from the parameter tool. Returns 0. Called once, at
-/// construction; takes mapping_lock.
-int build_mapping_table(CentralState& state);
 
 /// The resolutions, in their order.
 ResolutionTable make_resolution_table();

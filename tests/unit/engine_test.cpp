@@ -2,6 +2,7 @@
 
 #include <set>
 
+#include "engine/choose_sender.h"
 #include "engine/event_execution.h"
 #include "engine/event_queue.h"
 #include "engine/sender_threads.h"
@@ -86,20 +87,20 @@ TEST(QueueWorker, AScanKeepsWaitingEventsInOrderEvenWhenItIsBrokenOff) {
 TEST(Senders, AreChosenByTheWordsOfTheProtocol) {
   const struct {
     const char* protocol;
-    SenderBody body;
+    SendKind kind;
   } cases[] = {
-      {"UDP", udpclient_thread},
-      {"TCP", tcpclient_thread},
-      {"UDPStatus", udpclient_getStatus_thread},
-      {"StatusTCP", tcpclient_getStatus_thread},
-      {"UDP/TCP", tcpclient_thread},
-      {"tcp", nullptr},
-      {"Status", nullptr},
-      {"", nullptr},
-      {"TCP\r", tcpclient_thread},
-      {"TCPstatus", tcpclient_thread},
+      {"UDP", SendKind::kUdp},
+      {"TCP", SendKind::kTcp},
+      {"UDPStatus", SendKind::kUdpStatus},
+      {"StatusTCP", SendKind::kTcpStatus},
+      {"UDP/TCP", SendKind::kTcp},
+      {"tcp", SendKind::kNone},
+      {"Status", SendKind::kNone},
+      {"", SendKind::kNone},
+      {"TCP\r", SendKind::kTcp},
+      {"TCPstatus", SendKind::kTcp},
   };
-  for (const auto& c : cases) EXPECT_EQ(choose_sender(c.protocol), c.body) << c.protocol;
+  for (const auto& c : cases) EXPECT_EQ(choose_sender(c.protocol), c.kind) << c.protocol;
 }
 
 TEST(Senders, SlotsAreFoundJoinedAndRefused) {
