@@ -150,6 +150,8 @@ TEST(EventList, HoldsNoMoreThanTheFile) {
   ASSERT_EQ(list.events.size(), 2U);
   EXPECT_EQ(list.events[0].steps.size(), 2U);
   EXPECT_EQ(list.events[1].steps.size(), 0U);
+  EXPECT_EQ(whole_event(list.events[0], 3).commands.size(), 3U) << "an event of fewer steps";
+  EXPECT_EQ(whole_event(list.events[0], 4).commands.back().ip, "y");
 }
 
 TEST(EventList, PushesFindTheFirstTriggerAndTestsTheName) {
