@@ -2,6 +2,13 @@
 
 #include <cstdlib>
 
+#if defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define KOVO_ENDLESS_MEMORY  // ThreadSanitizer has its own operators, which nothing replaces
+#endif
+#endif
+
+#if !defined(KOVO_ENDLESS_MEMORY)
 void* operator new(std::size_t size) {
   if (kovo::allocations_left == 0) throw std::bad_alloc();
   if (kovo::allocations_left > 0) --kovo::allocations_left;
@@ -16,3 +23,4 @@ void operator delete(void* memory) noexcept {
 void operator delete(void* memory, std::size_t) noexcept {
   std::free(memory);
 }
+#endif
