@@ -62,7 +62,7 @@ void obey(Show& show, const std::string& line) {
 /// Tells what is typed. At the end of the input what was told still has its effects.
 bool go_on(Show& show) {
   Input input;
-  while (!input.ended || Clock::now() < show.busy_until) {
+  while (!input.ended || Clock::now() < show.busy_until || awaits_more(show.time_lines)) {
     read_input(input);
     for (std::string line; take_line(input, line);) obey(show, line);
     show_news(show);

@@ -1,6 +1,5 @@
 #include "device/simulate/show.h"
 
-#include <algorithm>
 #include <cstdio>
 
 #include "frame/text.h"
@@ -26,22 +25,6 @@ void listen_to_events(Show& show) {
   }
 }
 
-/// When the last step of a raised event has left.
-void expect_effects(Show& show, std::string_view name) {
-  auto end = Clock::now() + kUsualEffect;
-  for (const EventDefinition& event : show.definitions.events) {
-    if (event.trigger != name) continue;
-    end += std::chrono::seconds(event.delay_s);
-    auto last = std::chrono::nanoseconds(0);
-    for (const SubCommand& step : event.commands) {
-      last = std::max(last, std::chrono::nanoseconds(step.delay_from_exec_ns));
-    }
-    end += last;
-    break;
-  }
-  show.busy_until = std::max(show.busy_until, end);
-}
-
 }  // namespace
 
 bool start_show(Show& show, const std::string& definition_path) {
@@ -65,7 +48,7 @@ bool start_show(Show& show, const std::string& definition_path) {
     return file_exists(kStarted);
   });
   if (!started) std::fputs("simulate: the daemon does not start\n", stderr);
-  expect_effects(show, "PowerOn");
+  show.busy_until = Clock::now() + kUsualEffect;
   return started;
 }
 
@@ -87,7 +70,7 @@ void tell(Show& show, const std::string& channel, const std::string& message) {
   forget_arrivals(show.network);
   show_line(show.screen,
             {Clock::now(), Tone::kTold, channel + " <-", "\"" + printable(message) + "\""});
-  expect_effects(show, split_key_value(strip_newline(message)).key);
+  show.busy_until = Clock::now() + kUsualEffect;
   const int port = to_int32(channel.substr(4));
   if (channel.substr(0, 3) == "udp") {
     send_udp(port, message);

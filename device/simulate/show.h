@@ -23,7 +23,7 @@ struct Show {
                                 {"/var/tmp/log/kovoevent.log", "kovoevent.log", true, 0, ""}};
   TimeLines time_lines;
   Daemon daemon;
-  Clock::time_point busy_until;  // what was told last has had its effects by then
+  Clock::time_point busy_until;  // what was told last has raised its events by then
 };
 
 /// Makes a device with that definition file and starts the daemon on it. False, with a message,

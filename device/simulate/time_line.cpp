@@ -67,8 +67,7 @@ bool add_step(EventRun& run, const LogRecord& record) {
 /// The pushed event whose first step this is, if its delay is over.
 void begin_run(TimeLines& lines, const LogRecord& record) {
   for (auto pushed = lines.pushed.begin(); pushed != lines.pushed.end(); ++pushed) {
-    if (record.at + std::chrono::milliseconds(10) <
-        pushed->at + std::chrono::seconds(pushed->event.delay_s)) {
+    if (record.at + kStampError < pushed->at + std::chrono::seconds(pushed->event.delay_s)) {
       continue;
     }
     EventRun run{pushed->event, record.at, {}};
@@ -129,6 +128,13 @@ void follow_event_log(TimeLines& lines, const EventList& events, const LogRecord
   if (record.text.find(", disabled uptime=") != std::string::npos) return;
   if (!lines.runs.empty() && add_step(lines.runs.back(), record)) return;
   begin_run(lines, record);
+}
+
+bool awaits_more(const TimeLines& lines) {
+  const auto runs_soon = [](const PushedEvent& pushed) {
+    return Clock::now() < pushed.at + std::chrono::seconds(pushed.event.delay_s + 1);
+  };
+  return !lines.runs.empty() || std::any_of(lines.pushed.begin(), lines.pushed.end(), runs_soon);
 }
 
 void collect_time_lines(TimeLines& lines, Network& network, std::vector<Line>& news) {

@@ -40,6 +40,9 @@ struct TimeLines {
 /// Learns from a record of the event log which event was pushed or has begun a step.
 void follow_event_log(TimeLines& lines, const EventList& events, const LogRecord& record);
 
+/// True while an event is to run soon or has steps under way.
+bool awaits_more(const TimeLines& lines);
+
 /// Adds a line for each event of which all has arrived or should have: its offsets.
 void collect_time_lines(TimeLines& lines, Network& network, std::vector<Line>& news);
 
