@@ -64,8 +64,8 @@ struct Place {
 };
 
 struct Finding {
-  Rule rule;
-  Severity severity;
+  Rule rule{};
+  Severity severity{};
   Place place;
   std::string text;                 // what is wrong, printable ASCII
   std::string hint;                 // what to write instead; may be empty
@@ -73,6 +73,8 @@ struct Finding {
 };
 
 using Findings = std::vector<Finding>;
+
+constexpr std::size_t kMaxFindings = 100'000;  // of a file; it is no definition file then
 
 /// How many findings have one severity.
 std::size_t count_of(const Findings& findings, Severity severity);

@@ -87,7 +87,6 @@ void add_options(CLI::App& app, CommandLine& line) {
   app.add_flag("--rules", line.list_rules, "List the rules");
   app.add_option("--disable", line.disabled, "A rule that is left out; may be given again")
       ->type_name("RULE")
-      ->expected(1)
       ->delimiter(',')
       ->allow_extra_args(false);
   app.add_flag("--strict", line.strict, "Warnings count as errors");

@@ -161,6 +161,7 @@ std::string report_text(const std::string& file, const Source& source, const Fin
   for (const Finding& finding : findings) {
     text += finding_text(file, source, finding, colours ? kColours : kPlain);
   }
+  if (findings.size() >= kMaxFindings) text += file + ": too many findings: the rest is left out\n";
   return text + file + ": " + counted(count_of(findings, Severity::kError), "error") + ", " +
          counted(count_of(findings, Severity::kWarning), "warning") + ", " +
          counted(count_of(findings, Severity::kNote), "note") + "\n";

@@ -124,8 +124,10 @@ Findings check_source(const Source& source, const CheckOptions& options) {
 
 Finding& tell(Checking& checking, Rule rule, const Place& place, std::string text,
               std::string hint) {
-  checking.findings.push_back(
-      {rule, rule_info(rule).severity, place, std::move(text), std::move(hint), std::nullopt});
+  Finding finding{rule,        rule_info(rule).severity, place, std::move(text), std::move(hint),
+                  std::nullopt};
+  if (checking.findings.size() >= kMaxFindings) return checking.not_kept = std::move(finding);
+  checking.findings.push_back(std::move(finding));
   return checking.findings.back();
 }
 

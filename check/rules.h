@@ -39,6 +39,7 @@ struct Checking {
   std::unordered_set<std::string_view> in_status{};  // the names of the status
   std::unordered_set<std::string> cut_names{};       // told by cut-name: their Count may be there
   Findings findings{};
+  Finding not_kept{};  // the last one beyond the most that are kept
 };
 
 // The families, each in a file of its own.
