@@ -60,8 +60,11 @@ ExplainedEvent explain_event(Explaining& explaining, const NamedKeys& keys) {
 
 std::vector<ExplainedEvent> explain(const Source& source, const CheckOptions& options) {
   const Model model = make_model(daemon_entries(source));
-  Explaining explaining{source, make_triggers(options.products), known_values(options.status),
-                        options.status != nullptr, {}};
+  Explaining explaining{source,
+                        make_triggers(options.products),
+                        known_values(options.status),
+                        options.status != nullptr,
+                        {}};
   std::vector<ExplainedEvent> events;
   for (const std::uint32_t position : model.in_event_order) {
     events.push_back(explain_event(explaining, model.names[position]));

@@ -15,11 +15,11 @@ struct ExplainedStep {
   std::int32_t index = 0;
   std::int64_t offset_ms = 0;  // from the start of the event; below 0 it leaves at once as well
   SendKind kind = SendKind::kNone;
-  std::string protocol;      // as it stands in the file
-  std::string address;       // where it really goes
-  int port = 0;              // likewise
-  std::string payload;       // with what is known filled in; empty when the status is sent
-  bool cut = false;          // at 1023 bytes
+  std::string protocol;  // as it stands in the file
+  std::string address;   // where it really goes
+  int port = 0;          // likewise
+  std::string payload;   // with what is known filled in; empty when the status is sent
+  bool cut = false;      // at 1023 bytes
   bool ends_at_zero = false;
 };
 
@@ -30,7 +30,7 @@ struct ExplainedEvent {
   std::vector<std::string> raised_by;  // empty when only a program that names it raises it
   std::string shadowed_by;             // the event that its trigger raises in its place, or ""
   std::int32_t delay_s = 0;
-  bool never_runs = false;      // its delay is as long as an event lives
+  bool never_runs = false;  // its delay is as long as an event lives
   bool once_per_boot = false;
   bool display_period = false;  // skipped in the first 120 s after boot
   std::int32_t step_count = 0;

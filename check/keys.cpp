@@ -36,7 +36,8 @@ bool ends_with_nocase(std::string_view text, std::string_view end) {
   return text.size() >= end.size() && equals_nocase(text.substr(text.size() - end.size()), end);
 }
 
-/// The best spelling of a word at the end of a text: how many letters are wrong, and how long it is.
+/// The best spelling of a word at the end of a text: how many letters are wrong, and how long it
+/// is.
 void spell_word(std::string_view stem, const FieldWord& row, const std::string& index,
                 MeantKey& best) {
   const std::size_t most = most_wrong(row.word);

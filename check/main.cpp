@@ -72,8 +72,7 @@ bool read_status(const std::string& path, StatusVars& status) {
 void add_options(CLI::App& app, CommandLine& line) {
   app.add_option("FILE", line.files, "Definition files; - is standard input");
   app.add_option_function<std::string>(
-         "--explain",
-         [&line](const std::string& which) { line.explained = which; },
+         "--explain", [&line](const std::string& which) { line.explained = which; },
          "Show what each event will do, or those of one name or trigger")
       ->type_name("[EVENT]")
       ->expected(0, 1)

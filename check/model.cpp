@@ -34,10 +34,11 @@ void add_event_key(Model& model, NamedKeys& keys, const DefinitionEntry& entry,
 void add_step_key(Model& model, NamedKeys& keys, const DefinitionEntry& entry,
                   std::uint32_t position) {
   std::uint32_t index = 0;
-  if (!read_index(entry, index)) return;
+  StepEntries unread;
+  if (slot_of(unread, entry.field) == nullptr || !read_index(entry, index)) return;
   StepEntries& step = keys.steps[index];
   if (step.first == kNoEntry) step.first = position;
-  if (std::uint32_t* slot = slot_of(step, entry.field)) take(model, *slot, position);
+  take(model, *slot_of(step, entry.field), position);
 }
 
 NamedKeys& keys_of(Model& model, std::string_view name) {

@@ -48,11 +48,11 @@ struct Duplicate {
 };
 
 struct Model {
-  EventList compiled;                           // as the daemon has it
-  std::vector<NamedKeys> names;                 // in the order of their first keys
+  EventList compiled;            // as the daemon has it
+  std::vector<NamedKeys> names;  // in the order of their first keys
   std::unordered_map<std::string_view, std::uint32_t> by_name;
-  std::vector<std::uint32_t> in_event_order;    // positions in `names` of those that exist
-  std::vector<Duplicate> duplicates;            // the same key twice
+  std::vector<std::uint32_t> in_event_order;  // positions in `names` of those that exist
+  std::vector<Duplicate> duplicates;          // the same key twice
 };
 
 /// Takes apart entries and what the daemon compiles from them; the entries must outlive the result.

@@ -8,7 +8,7 @@
 namespace kovo::check {
 namespace {
 
-constexpr std::size_t kNumberWidth = 5;   // of a line number
+constexpr std::size_t kNumberWidth = 5;    // of a line number
 constexpr std::size_t kExcerptSize = 100;  // bytes of a line that are shown
 constexpr std::int64_t kAxisLength = 16;   // columns from the first to the last step
 constexpr std::size_t kAxisWidth = 22;
@@ -50,8 +50,8 @@ std::string_view whole_line(const Source& source, std::int32_t number) {
 /// The line of a finding and a marker below it. Of a long line the part around the finding.
 std::string excerpt(const Source& source, const Place& place, const Colours& colours) {
   const std::string_view line = whole_line(source, place.line);
-  const std::size_t column = std::min<std::size_t>(static_cast<std::size_t>(place.column) - 1,
-                                                   line.size());
+  const std::size_t column =
+      std::min<std::size_t>(static_cast<std::size_t>(place.column) - 1, line.size());
   const std::size_t from = column < kExcerptSize * 3 / 4 ? 0 : column - kExcerptSize / 4;
   const std::string_view part = line.substr(from, kExcerptSize);
   const std::string_view before = part.substr(0, column - from);
@@ -129,8 +129,8 @@ std::string axis(std::int64_t offset_ms, std::int64_t last_ms, char mark) {
 }
 
 std::string event_text(const ExplainedEvent& event) {
-  std::string text = shown(event.name) + "   raised by " + raised_text(event) + "; " +
-                     runs_text(event) + "\n";
+  std::string text =
+      shown(event.name) + "   raised by " + raised_text(event) + "; " + runs_text(event) + "\n";
   std::size_t time_width = 4;
   std::size_t place_width = 0;
   std::size_t size_width = 0;

@@ -63,9 +63,8 @@ Findings arranged(Findings found, const CheckOptions& options) {
     }
     findings.push_back(std::move(finding));
   }
-  std::stable_sort(findings.begin(), findings.end(), [](const Finding& a, const Finding& b) {
-    return order_of(a) < order_of(b);
-  });
+  std::stable_sort(findings.begin(), findings.end(),
+                   [](const Finding& a, const Finding& b) { return order_of(a) < order_of(b); });
   return findings;
 }
 

@@ -1,4 +1,5 @@
-// Rules about whole events: whether they exist, what raises them, and when they and their steps run.
+// Rules about whole events: whether they exist, what raises them, and when they and their steps
+// run.
 #include "check/keys.h"
 #include "check/rules.h"
 #include "definitions/event_list.h"
@@ -203,8 +204,7 @@ bool has_trigger_line(const NamedKeys& keys) {
 }
 
 Place trigger_place(const Checking& checking, const NamedKeys& keys) {
-  return has_trigger_line(keys) ? value_place(checking, keys.trigger)
-                                : event_place(checking, keys);
+  return has_trigger_line(keys) ? value_place(checking, keys.trigger) : event_place(checking, keys);
 }
 
 /// True when the trigger is an earlier event's.
@@ -260,10 +260,9 @@ void check_trigger(Checking& checking, const NamedKeys& keys) {
         .severity = Severity::kWarning;
     return;
   }
-  Finding& finding =
-      tell(checking, Rule::kTrigger, place,
-           "nothing on the device raises " + quoted(trigger) +
-               " by itself, only a program that names it on tcp:2700");
+  Finding& finding = tell(checking, Rule::kTrigger, place,
+                          "nothing on the device raises " + quoted(trigger) +
+                              " by itself, only a program that names it on tcp:2700");
   const std::string near = nearest_name(checking.triggers.speller, trigger);
   if (looks_like_comment(trigger)) {
     finding.hint = kNoComments;

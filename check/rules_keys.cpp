@@ -1,6 +1,7 @@
 // Rules about keys: those that the daemon does not read, reads as others, or reads twice.
 #include "check/keys.h"
 #include "check/rules.h"
+#include "definitions/event_list.h"
 #include "frame/text.h"
 
 namespace kovo::check {
@@ -28,8 +29,8 @@ void check_cut_name(Checking& checking, std::uint32_t position, const Definition
   const std::string name = shown(meant.name);
   if (entry.parts == 0) {
     tell(checking, Rule::kCutName, part_of(key, 0, meant.name.size()),
-         "the event name " + name + " begins with the field word \"" + meant.field + "\": " +
-             key_text(entry) + " is not read",
+         "the event name " + name + " begins with the field word \"" + meant.field +
+             "\": " + key_text(entry) + " is not read",
          "give the event a name that holds no field word");
     return;
   }
@@ -78,7 +79,7 @@ void check_index_text(Checking& checking, std::uint32_t position, const Definiti
                  key_text(entry) + " is not read: " + entry.field + " takes no step index"),
             entry.name + entry.field)
         .hint = "write " + shown(entry.name + entry.field);
-  } else if (read_index(entry, index)) {
+  } else if (read_index(entry, index) && index < kMaxSteps) {
     const std::string right = entry.name + entry.field + std::to_string(index);
     Finding& finding = tell(checking, Rule::kIndex, place,
                             quoted(entry.index) + " is read as step " + std::to_string(index),
@@ -137,8 +138,8 @@ void check_duplicate(Checking& checking, const Duplicate& duplicate) {
   const NamedKeys* event = find_event(checking.model, entry.name);
   std::uint32_t index = 0;
   if (entry.parts != 0 && event == nullptr) return;
-  if (entry.parts == 2 && (!read_index(entry, index) ||
-                           index >= static_cast<std::uint32_t>(event->step_count))) {
+  if (entry.parts == 2 &&
+      (!read_index(entry, index) || index >= static_cast<std::uint32_t>(event->step_count))) {
     return;
   }
   tell(checking, Rule::kDuplicateKey, place, again + "this one counts", "remove one of the lines");

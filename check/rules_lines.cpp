@@ -86,8 +86,9 @@ void check_blanks(Checking& checking, std::uint32_t position, const DefinitionEn
 
   const auto before = static_cast<std::size_t>(good_key.data() - key.data());
   const std::size_t behind_key = key.size() - before - good_key.size();
-  const std::size_t before_value =
-      good_value.empty() ? value.size() : static_cast<std::size_t>(good_value.data() - value.data());
+  const std::size_t before_value = good_value.empty()
+                                       ? value.size()
+                                       : static_cast<std::size_t>(good_value.data() - value.data());
   Place place = key_place(checking, position);
   std::string mend;
   if (before > 0) {

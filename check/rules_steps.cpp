@@ -47,13 +47,15 @@ void check_protocol(Checking& checking, const StepValue& step) {
     finding.mend = right;
     return;
   }
-  const bool both = value.find("TCP") != std::string::npos && value.find("UDP") != std::string::npos;
+  const bool both =
+      value.find("TCP") != std::string::npos && value.find("UDP") != std::string::npos;
   const bool no_status = right.size() > 3 && value.find("Status") == std::string::npos;
   if (!both && !no_status) return;
-  Finding& finding = tell(checking, Rule::kProtocol, step.place,
-                          both ? quoted(value) + " names both senders: " + step.step + " goes by TCP"
-                               : quoted(value) + " sends the payload, not the device's status",
-                          "write " + right);
+  Finding& finding =
+      tell(checking, Rule::kProtocol, step.place,
+           both ? quoted(value) + " names both senders: " + step.step + " goes by TCP"
+                : quoted(value) + " sends the payload, not the device's status",
+           "write " + right);
   finding.severity = Severity::kWarning;
   finding.mend = right;
 }
@@ -67,11 +69,10 @@ void check_address(Checking& checking, const StepValue& step) {
     return;
   }
   if (is_address(value)) return;
-  Finding& finding =
-      tell(checking, Rule::kAddress, step.place,
-           quoted(value) + " is no IPv4 address: " + step.step +
-               " goes to 0.0.0.0, the device itself",
-           "write four numbers such as 10.0.0.5: names are not looked up");
+  Finding& finding = tell(
+      checking, Rule::kAddress, step.place,
+      quoted(value) + " is no IPv4 address: " + step.step + " goes to 0.0.0.0, the device itself",
+      "write four numbers such as 10.0.0.5: names are not looked up");
   const std::string inner(trimmed(value));
   const std::string host = inner.substr(0, inner.find(':'));
   if (!is_address(host)) return;
@@ -146,10 +147,10 @@ bool check_digits(Checking& checking, const StepValue& step) {
   if (digits.empty() && std::all_of(value.begin(), value.end(), is_printable)) {
     digits = as_hex(value);
   }
-  Finding& finding = tell(checking, Rule::kData, part_of(step.place, at, 1),
-                          key_text(step.entry) + " is not hexadecimal: " +
-                              quoted({&value[at], 1}) + " is no digit",
-                          "write two hexadecimal digits for each byte; " + leaves);
+  Finding& finding = tell(
+      checking, Rule::kData, part_of(step.place, at, 1),
+      key_text(step.entry) + " is not hexadecimal: " + quoted({&value[at], 1}) + " is no digit",
+      "write two hexadecimal digits for each byte; " + leaves);
   if (digits.empty()) return false;
   finding.hint = "write " + key_text(step.entry) + "=" + digits + "; " + leaves;
   finding.mend = digits;
@@ -167,8 +168,7 @@ void check_payload(Checking& checking, const StepValue& step, const std::string&
   const std::size_t zero = expanded.find('\0');
   if (zero != std::string::npos) {
     const std::size_t at = payload.find('\0');
-    tell(checking, Rule::kPayload,
-         at == std::string::npos ? step.place : bytes_place(step, at, 1),
+    tell(checking, Rule::kPayload, at == std::string::npos ? step.place : bytes_place(step, at, 1),
          "the payload of " + step.step + " ends at its zero byte: " + counted(zero, "byte") +
              (zero == 1 ? " leaves" : " leave"),
          "a payload cannot hold a zero byte: write it without");
@@ -200,10 +200,10 @@ void check_placeholder(Checking& checking, const StepValue& step, const Placehol
   if (is_clock_word(name) || checking.in_status.count(name) > 0) return;
   const std::string near = nearest_name(checking.placeholders, name);
   if (near == name || (near.empty() && !status_known)) return;
-  Finding& finding = tell(checking, Rule::kPlaceholder, place,
-                          text + " disappears: the status has no such name",
-                          near.empty() ? "write a name of the device's status"
-                                       : "did you mean {{" + shown(near) + "}}?");
+  Finding& finding =
+      tell(checking, Rule::kPlaceholder, place, text + " disappears: the status has no such name",
+           near.empty() ? "write a name of the device's status"
+                        : "did you mean {{" + shown(near) + "}}?");
   if (!near.empty()) finding.mend = as_hex(near);
   if (status_known) return;
   finding.severity = Severity::kNote;
@@ -289,8 +289,8 @@ void check_empty_steps(Checking& checking, const NamedKeys& keys) {
   const std::string name = shown(keys.name);
   const std::string first = std::to_string(empty.front());
   const std::string text = empty.size() == 1 ? "step " + first + " of " + name + " has no line"
-                           : std::to_string(empty.size()) + " steps of " + name +
-                                 " have no line (the first is " + first + ")";
+                                             : std::to_string(empty.size()) + " steps of " + name +
+                                                   " have no line (the first is " + first + ")";
   const bool at_end = empty.front() + static_cast<std::int32_t>(empty.size()) == keys.step_count;
   tell(checking, Rule::kProtocol, value_place(checking, keys.counts.back()),
        text + ": nothing is sent",

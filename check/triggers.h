@@ -26,10 +26,11 @@ struct Raiser {
 };
 
 struct Triggers {
-  unsigned products = kAnyProduct;  // those that count
-  std::unordered_map<std::string, std::vector<Raiser>> raisers;           // by trigger
-  std::unordered_map<std::string, std::vector<std::string>> by_variable;  // lower case: its triggers
-  Speller speller;                                                        // knows all triggers
+  unsigned products = kAnyProduct;                               // those that count
+  std::unordered_map<std::string, std::vector<Raiser>> raisers;  // by trigger
+  std::unordered_map<std::string, std::vector<std::string>>
+      by_variable;  // lower case: its triggers
+  Speller speller;  // knows all triggers
 };
 
 Triggers make_triggers(unsigned products);

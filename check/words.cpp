@@ -86,8 +86,8 @@ ReadNumber read_number(std::string_view text) {
   if (!digits.empty() && (digits.front() == '-' || digits.front() == '+')) digits.remove_prefix(1);
   const auto end = std::find_if_not(digits.begin(), digits.end(), is_digit);
   number.has_digits = end != digits.begin();
-  number.rest = number.has_digits ? digits.substr(static_cast<std::size_t>(end - digits.begin()))
-                                  : text;
+  number.rest =
+      number.has_digits ? digits.substr(static_cast<std::size_t>(end - digits.begin())) : text;
   // One digit less tells a number at the end of the range from one beyond it.
   using Limits = std::numeric_limits<std::int32_t>;
   if (number.value == Limits::max() || number.value == Limits::min()) {
