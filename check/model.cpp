@@ -95,7 +95,7 @@ Model make_model(const DefinitionEntries& entries) {
   return model;
 }
 
-const NamedKeys* find_event(const Model& model, std::string_view name) {
+const NamedKeys* event_named(const Model& model, std::string_view name) {
   const auto found = model.by_name.find(name);
   if (found == model.by_name.end()) return nullptr;
   const NamedKeys& keys = model.names[found->second];

@@ -59,7 +59,7 @@ struct Model {
 Model make_model(const DefinitionEntries& entries);
 
 /// The keys of an event that exists, or null.
-const NamedKeys* find_event(const Model& model, std::string_view name);
+const NamedKeys* event_named(const Model& model, std::string_view name);
 
 /// The index of a step's key as the daemon reads it; false for text that it skips.
 bool read_index(const DefinitionEntry& entry, std::uint32_t& index);
