@@ -46,8 +46,8 @@ ExplainedEvent explain_event(Explaining& explaining, const NamedKeys& keys) {
   event.display_period = is_display_event(event.name);
   event.step_count = keys.step_count;
   for (const auto& [index, step] : keys.steps) {
-    if (index >= keys.commands.size()) break;
-    event.steps.push_back(explain_step(explaining, index, keys.commands[index]));
+    if (step.command == nullptr) break;
+    event.steps.push_back(explain_step(explaining, index, *step.command));
   }
   std::stable_sort(
       event.steps.begin(), event.steps.end(),

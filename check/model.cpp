@@ -76,12 +76,9 @@ void take_compiled(Model& model) {
     keys.step_count = count;
     keys.compiled_trigger = event.trigger;
     keys.delay_s = event.delay_s;
-    std::size_t used = 0;
-    for (const auto& [index, step] : keys.steps) {
-      if (index < event.commands.size()) used = index + 1;
+    for (auto& [index, step] : keys.steps) {
+      if (index < event.commands.size()) step.command = &event.commands[index];
     }
-    keys.commands.assign(event.commands.begin(),
-                         event.commands.begin() + static_cast<std::ptrdiff_t>(used));
   }
 }
 

@@ -243,7 +243,7 @@ void check_missing(Checking& checking, const NamedKeys& keys, std::uint32_t inde
   const std::string name = shown(keys.name);
   const std::string number = std::to_string(index);
   const Place place = key_place(checking, step.first);
-  const Sends sends = sender_of(keys.commands[index].protocol).sends;
+  const Sends sends = sender_of(step.command->protocol).sends;
   const std::string text = step_text(index, keys.name);
   if (step.protocol == kNoEntry) {
     const std::string key = name + "Protocol" + number;
@@ -306,7 +306,7 @@ void check_steps(Checking& checking) {
     if (checking.cut_names.count(std::string(keys.name)) > 0) continue;  // its lines went elsewhere
     check_empty_steps(checking, keys);
     for (const auto& [index, step] : keys.steps) {
-      if (index >= keys.commands.size()) break;
+      if (step.command == nullptr) break;
       check_missing(checking, keys, index, step);
     }
   }
