@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "definitions/event_list.h"
+#include "definitions/event_compiler.h"
 #include "frame/text.h"
 
 namespace kovo::check {
@@ -65,19 +65,29 @@ void sort_keys(Model& model, const DefinitionEntries& entries) {
   }
 }
 
+const SubCommand* command_of(const CompiledEvent& event, std::uint32_t index) {
+  const auto found = event.steps.find(static_cast<std::int32_t>(index));
+  return found == event.steps.end() ? nullptr : &found->second;
+}
+
 void take_compiled(Model& model) {
-  for (const EventDefinition& event : model.compiled) {
+  for (const CountLine& line : model.compiled.lines) {
+    const CompiledEvent& event = model.compiled.events[line.event];
     const std::uint32_t position = model.by_name.find(event.name)->second;
     NamedKeys& keys = model.names[position];
-    if (!keys.exists) model.in_event_order.push_back(position);
+    keys.step_count = std::max(keys.step_count, line.step_count);
+    if (keys.exists) continue;
+    model.in_event_order.push_back(position);
     keys.exists = true;
-    const auto count = static_cast<std::int32_t>(event.commands.size());
-    if (count <= keys.step_count) continue;
-    keys.step_count = count;
+    keys.first_count = event.step_count;
     keys.compiled_trigger = event.trigger;
     keys.delay_s = event.delay_s;
+  }
+  for (const CompiledEvent& event : model.compiled.events) {
+    NamedKeys& keys = model.names[model.by_name.find(event.name)->second];
+    const auto count = static_cast<std::uint32_t>(keys.step_count);
     for (auto& [index, step] : keys.steps) {
-      if (index < event.commands.size()) step.command = &event.commands[index];
+      if (index < count) step.command = command_of(event, index);
     }
   }
 }

@@ -2,7 +2,7 @@
 
 #include <arpa/inet.h>
 
-#include "engine/sender_threads.h"
+#include "engine/choose_sender.h"
 #include "frame/text.h"
 
 namespace kovo::check {
