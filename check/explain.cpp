@@ -1,0 +1,74 @@
+#include "check/explain.h"
+
+#include <algorithm>
+
+#include "frame/text.h"
+
+namespace kovo::check {
+namespace {
+
+constexpr std::int64_t kNanosecondsPerMillisecond = 1'000'000;
+
+struct Explaining {
+  const Source& source;
+  Triggers triggers;
+  TemplateValues values;
+  bool status_known;
+  std::unordered_map<std::string, std::string> event_of;  // by trigger: the one that is found
+};
+
+ExplainedStep explain_step(Explaining& explaining, std::uint32_t index, const SubCommand& command) {
+  ExplainedStep step;
+  step.index = static_cast<std::int32_t>(index);
+  step.offset_ms = command.delay_from_exec_ns / kNanosecondsPerMillisecond;
+  step.sender = sender_of(command.protocol);
+  step.protocol = command.protocol;
+  step.address = is_address(command.ip) ? command.ip : "0.0.0.0";
+  step.port = sent_port(command.port);
+  if (step.sender.sends != Sends::kPayload) return step;
+  step.payload = filled(command.data, explaining.values, explaining.status_known);
+  step.ends_at_zero = step.payload.find('\0') < kMaxCommand;
+  step.cut = !step.ends_at_zero && step.payload.size() > kMaxCommand;
+  return step;
+}
+
+ExplainedEvent explain_event(Explaining& explaining, const NamedKeys& keys) {
+  ExplainedEvent event;
+  event.name = keys.name;
+  event.trigger = keys.compiled_trigger;
+  event.line = explaining.source.lines[explaining.source.entry_lines[keys.counts.front()]].number;
+  event.raised_by = raised_by(explaining.triggers, event.trigger);
+  const auto [found, is_first] = explaining.event_of.emplace(event.trigger, event.name);
+  if (!is_first) event.shadowed_by = found->second;
+  event.delay_s = keys.delay_s;
+  event.never_runs = keys.delay_s >= kEventLifeS;
+  event.once_per_boot = equals_nocase(event.trigger, "PowerOn");
+  event.display_period = is_display_event(event.name);
+  event.step_count = keys.first_count;
+  for (const auto& [index, step] : keys.steps) {
+    if (step.command == nullptr || index >= static_cast<std::uint32_t>(keys.first_count)) break;
+    event.steps.push_back(explain_step(explaining, index, *step.command));
+  }
+  std::stable_sort(
+      event.steps.begin(), event.steps.end(),
+      [](const ExplainedStep& a, const ExplainedStep& b) { return a.offset_ms < b.offset_ms; });
+  return event;
+}
+
+}  // namespace
+
+std::vector<ExplainedEvent> explain(const Source& source, const CheckOptions& options) {
+  const Model model = make_model(daemon_entries(source));
+  Explaining explaining{source,
+                        make_triggers(options.products),
+                        known_values(options.status),
+                        options.status != nullptr,
+                        {}};
+  std::vector<ExplainedEvent> events;
+  for (const std::uint32_t position : model.in_event_order) {
+    events.push_back(explain_event(explaining, model.names[position]));
+  }
+  return events;
+}
+
+}  // namespace kovo::check

@@ -1,0 +1,43 @@
+// What the events of a definition file will do when they are raised.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "check/payload.h"
+#include "check/rules.h"
+#include "check/source.h"
+
+namespace kovo::check {
+
+struct ExplainedStep {
+  std::int32_t index = 0;
+  std::int64_t offset_ms = 0;  // from the start of the event; below 0 it leaves at once as well
+  Sender sender{Sends::kNothing, ""};
+  std::string protocol;  // as it stands in the file
+  std::string address;   // where it really goes
+  int port = 0;          // likewise
+  std::string payload;   // with what is known filled in; empty when the status is sent
+  bool cut = false;      // at 1023 bytes
+  bool ends_at_zero = false;
+};
+
+struct ExplainedEvent {
+  std::string name;
+  std::string trigger;
+  std::int32_t line = 0;               // of its Count
+  std::vector<std::string> raised_by;  // empty when only a program that names it raises it
+  std::string shadowed_by;             // the event that its trigger raises in its place, or ""
+  std::int32_t delay_s = 0;
+  bool never_runs = false;  // its delay is as long as an event lives
+  bool once_per_boot = false;
+  bool display_period = false;  // skipped in the first 120 s after boot
+  std::int32_t step_count = 0;
+  std::vector<ExplainedStep> steps;  // those with lines, in the order in which they leave
+};
+
+/// The events of a file as the daemon compiles them, in its order.
+std::vector<ExplainedEvent> explain(const Source& source, const CheckOptions& options);
+
+}  // namespace kovo::check

@@ -1,0 +1,109 @@
+#include "check/keys.h"
+
+#include <algorithm>
+
+#include "check/words.h"
+#include "definitions/definition_entry.h"
+#include "frame/text.h"
+
+namespace kovo::check {
+namespace {
+
+struct FieldWord {
+  std::string_view word;
+  bool with_index;
+  bool without_index;
+};
+
+constexpr FieldWord kFieldWords[] = {
+    {"Count", false, true}, {"XMLfield", false, true}, {"Protocol", true, false},
+    {"Delay", true, true},  {"IP", true, false},       {"Port", true, false},
+    {"Data", true, false},
+};
+
+const FieldWord* find_word(std::string_view field) {
+  const auto found = std::find_if(std::begin(kFieldWords), std::end(kFieldWords),
+                                  [=](const FieldWord& row) { return row.word == field; });
+  return found == std::end(kFieldWords) ? nullptr : found;
+}
+
+/// Two letters wrong in a long word, one in a short one, none in "IP".
+std::size_t most_wrong(std::string_view word) {
+  return word.size() < 3 ? 0 : word.size() < 5 ? 1 : 2;
+}
+
+bool ends_with_nocase(std::string_view text, std::string_view end) {
+  return text.size() >= end.size() && equals_nocase(text.substr(text.size() - end.size()), end);
+}
+
+/// The best spelling of a word at the end of a text: how many letters are wrong, and how long it
+/// is.
+void spell_word(std::string_view stem, const FieldWord& row, const std::string& index,
+                MeantKey& best) {
+  const std::size_t most = most_wrong(row.word);
+  for (std::size_t length = row.word.size() - most; length <= row.word.size() + most; ++length) {
+    if (length == 0 || length >= stem.size()) continue;
+    const std::string_view end = stem.substr(stem.size() - length);
+    const std::size_t distance = edit_distance(end, row.word, most);
+    if (distance > most || (!best.name.empty() && distance >= best.distance)) continue;
+    best = {std::string(stem.substr(0, stem.size() - length)), std::string(row.word), index,
+            distance, false};
+  }
+}
+
+}  // namespace
+
+const char* const kGlobalKeys[4] = {"EnableEvents", "FastCableDetectEvents", "DataEncode",
+                                    "GenericEventsCount"};
+
+DefinitionEntry split_key(std::string_view key) {
+  DefinitionEntries entries;
+  split_definition_key(entries, key, {});
+  return entries.front();
+}
+
+bool needs_index(const std::string& field) {
+  const FieldWord* row = find_word(field);
+  return row != nullptr && !row->without_index;
+}
+
+bool takes_no_index(const std::string& field) {
+  const FieldWord* row = find_word(field);
+  return row != nullptr && !row->with_index;
+}
+
+bool is_known(const DefinitionEntry& entry) {
+  if (entry.parts == 0) {
+    const char* global = find_global_key(entry.name);
+    return global != nullptr && entry.name == global;
+  }
+  if (entry.parts == 1) return !needs_index(entry.field);
+  return !takes_no_index(entry.field) && is_digits(entry.index);
+}
+
+MeantKey meant_key(std::string_view key) {
+  const std::size_t digits = key.find_last_not_of("0123456789") + 1;
+  const std::string_view stem = key.substr(0, digits);
+  const std::string index(key.substr(digits));
+  MeantKey best;
+  for (const FieldWord& row : kFieldWords) {
+    if (!(index.empty() ? row.without_index : row.with_index)) continue;
+    if (stem.size() > row.word.size() && ends_with_nocase(stem, row.word)) {
+      const std::size_t name = stem.size() - row.word.size();
+      return {std::string(stem.substr(0, name)), std::string(row.word), index, 0,
+              stem.substr(name) == row.word};
+    }
+  }
+  for (const FieldWord& row : kFieldWords) {
+    if (index.empty() ? row.without_index : row.with_index) spell_word(stem, row, index, best);
+  }
+  return best;
+}
+
+const char* find_global_key(std::string_view key) {
+  const auto found = std::find_if(std::begin(kGlobalKeys), std::end(kGlobalKeys),
+                                  [=](const char* name) { return equals_nocase(key, name); });
+  return found == std::end(kGlobalKeys) ? nullptr : *found;
+}
+
+}  // namespace kovo::check

@@ -1,0 +1,224 @@
+// kovocheck: tells what the daemon will make of an event definition file.
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "check/explain.h"
+#include "check/json.h"
+#include "check/report.h"
+#include "check/rules.h"
+#include "frame/text.h"
+
+namespace kovo::check {
+namespace {
+
+enum : int { kClean = 0, kHasErrors = 1, kCannotCheck = 2 };
+
+struct CommandLine {
+  std::vector<std::string> files;
+  std::string explained;  // "" for all events
+  bool explain = false;
+  std::string status_file;
+  std::string product;
+  std::string format = "text";
+  std::vector<std::string> disabled;
+  bool strict = false;
+  bool list_rules = false;
+};
+
+int complain(const std::string& text) {
+  std::fprintf(stderr, "kovocheck: %s\n", escaped(text).c_str());
+  return kCannotCheck;
+}
+
+/// Reads a file or standard input; false with the reason.
+bool read_whole(const std::string& path, std::string& text, std::string& error) {
+  const bool standard_input = path == "-";
+  std::FILE* file = standard_input ? stdin : std::fopen(path.c_str(), "r");
+  errno = file == nullptr ? errno : 0;
+  char buffer[65536];
+  std::size_t size = 0;
+  while (file != nullptr && text.size() <= kMaxFileSize &&
+         (size = std::fread(buffer, 1, sizeof buffer, file)) > 0) {
+    text.append(buffer, size);
+  }
+  const bool failed = file == nullptr || std::ferror(file) != 0;
+  if (failed) error = std::strerror(errno);
+  if (file != nullptr && !standard_input) std::fclose(file);
+  if (!failed && text.size() > kMaxFileSize) error = "larger than 4 MiB: no definition file";
+  return error.empty();
+}
+
+/// Lines name=value, as the daemon writes them.
+bool read_status(const std::string& path, StatusVars& status) {
+  std::string text;
+  std::string error;
+  if (!read_whole(path, text, error)) {
+    complain(path + ": " + error);
+    return false;
+  }
+  for (const std::string_view line : split_lines(text)) {
+    const KeyValue pair = split_key_value(line);
+    if (pair.found) status.emplace_back(pair.key, pair.value);
+  }
+  if (status.empty()) complain(path + ": holds no line name=value of a status");
+  return !status.empty();
+}
+
+void add_options(CLI::App& app, CommandLine& line) {
+  app.add_option("FILE", line.files, "Definition files; - is standard input");
+  app.add_option_function<std::string>(
+         "--explain", [&line](const std::string& which) { line.explained = which; },
+         "Show what each event will do, or those of one name or trigger")
+      ->type_name("[EVENT]")
+      ->expected(0, 1)
+      ->default_str("")
+      ->trigger_on_parse();
+  app.add_option("--status", line.status_file, "A copy of the device's /tmp/kovo_var.txt")
+      ->type_name("FILE");
+  app.add_option("--product", line.product, "input-hdmi, input-usbc or output; otherwise any")
+      ->type_name("PRODUCT");
+  app.add_option("--format", line.format, "text or json")->type_name("FORMAT");
+  app.add_flag("--rules", line.list_rules, "List the rules");
+  app.add_option("--disable", line.disabled, "A rule that is left out; may be given again")
+      ->type_name("RULE")
+      ->delimiter(',')
+      ->allow_extra_args(false);
+  app.add_flag("--strict", line.strict, "Warnings count as errors");
+  app.set_version_flag("--version", "kovocheck " KOVO_VERSION, "Print the version and exit");
+  app.get_option("--help")->description("Print this help and exit");
+}
+
+/// A word behind --explain that is the last one is the file.
+void settle_explain(const CLI::App& app, CommandLine& line) {
+  line.explain = app.count("--explain") > 0;
+  if (!line.files.empty() || line.explained.empty()) return;
+  line.files.push_back(line.explained);
+  line.explained.clear();
+}
+
+bool take_rules(const CommandLine& line, CheckOptions& options) {
+  for (const std::string& name : line.disabled) {
+    Rule rule{};
+    if (!find_rule(name, rule)) {
+      complain("no rule \"" + name + "\" (kovocheck --rules lists them)");
+      return false;
+    }
+    options.disabled.set(static_cast<std::size_t>(rule));
+  }
+  return true;
+}
+
+bool take_options(const CommandLine& line, CheckOptions& options, StatusVars& status) {
+  options.strict = line.strict;
+  if (line.format != "text" && line.format != "json") {
+    complain("no format \"" + line.format + "\": text or json");
+    return false;
+  }
+  if (!line.product.empty()) {
+    options.products = product_of(line.product);
+    if (options.products == 0) {
+      complain("no product \"" + line.product + "\": input-hdmi, input-usbc or output");
+      return false;
+    }
+  }
+  if (!line.status_file.empty()) {
+    if (!read_status(line.status_file, status)) return false;
+    options.status = &status;
+  }
+  return take_rules(line, options);
+}
+
+bool wants_colours() {
+  const char* no_color = std::getenv("NO_COLOR");
+  return isatty(STDOUT_FILENO) != 0 && (no_color == nullptr || *no_color == '\0');
+}
+
+struct Outcome {
+  int status = kClean;
+  bool explained = false;  // an event was shown
+  std::vector<CheckedFile> for_json;
+};
+
+void check_file(const std::string& path, const CommandLine& line, const CheckOptions& options,
+                Outcome& outcome) {
+  std::string text;
+  std::string error;
+  if (!read_whole(path, text, error)) {
+    outcome.status = complain(path + ": " + error);
+    return;
+  }
+  const Source source = read_source(text);
+  CheckedFile checked;
+  checked.name = path == "-" ? "<stdin>" : path;
+  checked.findings = check_source(source, options);
+  const bool json = line.format == "json";
+  if (count_of(checked.findings, Severity::kError) > 0) {
+    outcome.status = std::max<int>(outcome.status, kHasErrors);
+  }
+  if (json || line.explain) checked.events = explain(source, options);
+  if (json) {
+    outcome.for_json.push_back(std::move(checked));
+    return;
+  }
+  std::string report =
+      report_text(escaped(checked.name), source, checked.findings, wants_colours());
+  const std::string events = explain_text(checked.events, line.explained);
+  if (!events.empty()) {
+    outcome.explained = true;
+    report += "\n" + events;
+  }
+  std::fwrite(report.data(), 1, report.size(), stdout);
+}
+
+int run(const CommandLine& line) {
+  if (line.list_rules) {
+    std::fputs(rules_text().c_str(), stdout);
+    return kClean;
+  }
+  if (line.files.empty()) return complain("no file given (see kovocheck --help)");
+  CheckOptions options;
+  StatusVars status;
+  if (!take_options(line, options, status)) return kCannotCheck;
+  Outcome outcome;
+  for (const std::string& path : line.files) check_file(path, line, options, outcome);
+  if (line.format == "json" && !outcome.for_json.empty()) {
+    std::puts(json_text(outcome.for_json).c_str());
+  }
+  if (line.format == "text" && !line.explained.empty() && !outcome.explained &&
+      outcome.status != kCannotCheck) {
+    return complain("no event or trigger \"" + line.explained + "\"");
+  }
+  return outcome.status;
+}
+
+}  // namespace
+
+int check_main(int argc, char** argv) {
+  CLI::App app("Tells what the daemon will make of event definition files.", "kovocheck");
+  CommandLine line;
+  add_options(app, line);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::Success& wish) {  // --help or --version
+    return app.exit(wish);
+  } catch (const CLI::ParseError& error) {
+    return complain(std::string(error.what()) + " (see kovocheck --help)");
+  }
+  settle_explain(app, line);
+  const int status = run(line);
+  if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+    return complain(std::string("cannot write: ") + std::strerror(errno));
+  }
+  return status;
+}
+
+}  // namespace kovo::check
+
+int main(int argc, char** argv) {
+  return kovo::check::check_main(argc, argv);
+}

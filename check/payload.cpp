@@ -1,0 +1,78 @@
+#include "check/payload.h"
+
+#include <arpa/inet.h>
+
+#include "engine/choose_sender.h"
+#include "frame/text.h"
+
+namespace kovo::check {
+
+Sender sender_of(std::string_view protocol) {
+  switch (choose_sender(protocol)) {
+    case SendKind::kUdp:
+      return {Sends::kPayload, "UDP"};
+    case SendKind::kTcp:
+      return {Sends::kPayload, "TCP"};
+    case SendKind::kUdpStatus:
+      return {Sends::kStatus, "UDP"};
+    case SendKind::kTcpStatus:
+      return {Sends::kStatus, "TCP"};
+    case SendKind::kNone:
+      break;
+  }
+  return {Sends::kNothing, ""};
+}
+
+std::vector<Placeholder> placeholders(std::string_view payload) {
+  std::vector<Placeholder> found;
+  std::size_t open = payload.find("{{");
+  while (open != std::string_view::npos) {
+    const std::size_t close = payload.find("}}", open + 2);
+    if (close == std::string_view::npos) break;
+    found.push_back({open, payload.substr(open + 2, close - open - 2)});
+    open = payload.find("{{", close + 2);
+  }
+  return found;
+}
+
+std::size_t literal_end(const std::vector<Placeholder>& found) {
+  return found.empty() ? 0 : found.back().at + found.back().name.size() + 4;
+}
+
+bool is_clock_word(std::string_view name) {
+  return equals_nocase(name, "date") || equals_nocase(name, "time") ||
+         equals_nocase(name, "uptime");
+}
+
+TemplateValues known_values(const StatusVars* status) {
+  if (status == nullptr) return {};
+  return {*status, "0000-00-00 ", "00:00:00", 0};
+}
+
+std::string filled(std::string_view payload, TemplateValues& values, bool status_known) {
+  const std::size_t known = values.status_vars.size();
+  for (const Placeholder& placeholder : placeholders(payload)) {
+    if (status_known && !is_clock_word(placeholder.name)) continue;
+    // A name of the status goes first, so this stands for the words that are not in it.
+    const std::string name(placeholder.name);
+    values.status_vars.emplace_back(name, "{{" + name + "}}");
+  }
+  std::string result = expand_templates(values, payload);
+  values.status_vars.resize(known);
+  return result;
+}
+
+std::string_view sent_part(std::string_view payload) {
+  return until_nul(cut_text(payload, kMaxCommand));
+}
+
+bool is_address(const std::string& text) {
+  in_addr address{};
+  return inet_pton(AF_INET, std::string(cut_text(text, kMaxShortText)).c_str(), &address) == 1;
+}
+
+int sent_port(std::string_view text) {
+  return static_cast<std::uint16_t>(to_int32(text));
+}
+
+}  // namespace kovo::check

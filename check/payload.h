@@ -1,0 +1,51 @@
+// What a step sends, and where to.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "definitions/templates.h"
+
+namespace kovo::check {
+
+enum class Sends { kNothing, kPayload, kStatus };
+
+/// What the protocol text of a step chooses.
+struct Sender {
+  Sends sends;
+  const char* transport;  // "UDP" or "TCP"; "" when nothing is sent
+};
+Sender sender_of(std::string_view protocol);
+
+/// One placeholder of a payload, cut out as the daemon does.
+struct Placeholder {
+  std::size_t at;         // of its first brace
+  std::string_view name;  // between the braces, as it stands
+};
+std::vector<Placeholder> placeholders(std::string_view payload);
+
+/// The position behind the last placeholder: what follows it is literal text.
+std::size_t literal_end(const std::vector<Placeholder>& found);
+
+/// True for date, time and uptime in any letter case.
+bool is_clock_word(std::string_view name);
+
+/// The values of a device's status, or of none; the clock at its shortest.
+TemplateValues known_values(const StatusVars* status);
+
+/// A payload with the known values filled in. What only the moment of sending gives stays as its
+/// placeholder, and without a status all placeholders do. The values come back as they were.
+std::string filled(std::string_view payload, TemplateValues& values, bool status_known);
+
+/// The bytes of a payload that leave: at most 1023, up to a zero byte.
+std::string_view sent_part(std::string_view payload);
+
+/// True for a dotted IPv4 address: everything else goes to 0.0.0.0.
+bool is_address(const std::string& text);
+
+/// The port that a number ends up at.
+int sent_port(std::string_view text);
+
+}  // namespace kovo::check

@@ -1,0 +1,189 @@
+#include "check/report.h"
+
+#include <algorithm>
+
+#include "check/payload.h"
+#include "check/words.h"
+
+namespace kovo::check {
+namespace {
+
+constexpr std::size_t kNumberWidth = 5;    // of a line number
+constexpr std::size_t kExcerptSize = 100;  // bytes of a line that are shown
+constexpr std::int64_t kAxisLength = 16;   // columns from the first to the last step
+constexpr std::size_t kAxisWidth = 22;
+constexpr std::size_t kPayloadShown = 120;
+
+struct Colours {
+  const char* bold;
+  const char* severity[3];
+  const char* marker;
+  const char* off;
+};
+
+constexpr Colours kColours = {
+    "\x1B[1m", {"\x1B[1;36m", "\x1B[1;35m", "\x1B[1;31m"}, "\x1B[1;32m", "\x1B[0m"};
+constexpr Colours kPlain = {"", {"", "", ""}, "", ""};
+
+std::string right_aligned(std::string text, std::size_t width) {
+  if (text.size() < width) text.insert(0, width - text.size(), ' ');
+  return text;
+}
+
+std::string left_aligned(std::string text, std::size_t width) {
+  if (text.size() < width) text.append(width - text.size(), ' ');
+  return text;
+}
+
+/// A whole line of the file, all of its pieces, as one view: they stand one behind the other.
+std::string_view whole_line(const Source& source, std::int32_t number) {
+  const auto first = std::lower_bound(
+      source.lines.begin(), source.lines.end(), number,
+      [](const SourceLine& line, std::int32_t wanted) { return line.number < wanted; });
+  if (first == source.lines.end() || first->number != number) return {};
+  auto last = first;
+  while (last + 1 != source.lines.end() && (last + 1)->number == number) ++last;
+  const char* end = last->read.data() + last->read.size();
+  return {first->read.data(), static_cast<std::size_t>(end - first->read.data())};
+}
+
+/// The line of a finding and a marker below it. Of a long line the part around the finding.
+std::string excerpt(const Source& source, const Place& place, const Colours& colours) {
+  const std::string_view line = whole_line(source, place.line);
+  const std::size_t column =
+      std::min<std::size_t>(static_cast<std::size_t>(place.column) - 1, line.size());
+  const std::size_t from = column < kExcerptSize * 3 / 4 ? 0 : column - kExcerptSize / 4;
+  const std::string_view part = line.substr(from, kExcerptSize);
+  const std::string_view before = part.substr(0, column - from);
+  const std::string_view marked =
+      part.substr(column - from, static_cast<std::size_t>(std::max(place.length, 0)));
+  const std::string start = from > 0 ? "..." : "";
+  const std::string end = from + part.size() < line.size() ? "..." : "";
+  const std::size_t width = std::max<std::size_t>(escaped(marked).size(), 1);
+  const std::size_t shift = start.size() + escaped(before).size();
+  return right_aligned(std::to_string(place.line), kNumberWidth) + " | " + start + escaped(part) +
+         end + "\n" + std::string(kNumberWidth, ' ') + " | " + std::string(shift, ' ') +
+         colours.marker + "^" + std::string(width - 1, '~') + colours.off + "\n";
+}
+
+std::string finding_text(const std::string& file, const Source& source, const Finding& finding,
+                         const Colours& colours) {
+  const char* severity = severity_name(finding.severity);
+  std::string text = colours.bold + file + ":" + std::to_string(finding.place.line) + ":" +
+                     std::to_string(finding.place.column) + ": " + colours.off +
+                     colours.severity[static_cast<std::size_t>(finding.severity)] + severity +
+                     ": " + colours.off + finding.text + " [" + rule_info(finding.rule).name +
+                     "]\n" + excerpt(source, finding.place, colours);
+  if (!finding.hint.empty()) {
+    text += std::string(kNumberWidth, ' ') + " = hint: " + finding.hint + "\n";
+  }
+  return text;
+}
+
+std::string raised_text(const ExplainedEvent& event) {
+  std::string text = event.raised_by.empty() ? "only by name on tcp:2700" : "";
+  for (const std::string& what : event.raised_by) text += (text.empty() ? "" : "; ") + what;
+  return quoted(event.trigger) + " (" + text + ")";
+}
+
+std::string runs_text(const ExplainedEvent& event) {
+  if (!event.shadowed_by.empty()) {
+    return "never found: the trigger raises " + shown(event.shadowed_by);
+  }
+  if (event.never_runs) return "never runs: it is dropped after 60 s";
+  std::string text = "runs within 250 ms";
+  if (event.delay_s > 0) text = "runs after " + std::to_string(event.delay_s) + " s";
+  if (event.once_per_boot) text += ", once after each boot";
+  if (event.display_period) text += ", skipped in the first 120 s after boot";
+  return text;
+}
+
+std::string destination(const ExplainedStep& step) {
+  if (step.sender.sends == Sends::kNothing) return "";
+  return step.address + ":" + std::to_string(step.port);
+}
+
+std::string payload_size(const ExplainedStep& step) {
+  if (step.sender.sends != Sends::kPayload) return "";
+  const std::size_t size = sent_part(step.payload).size();
+  return std::to_string(size) + (size == 1 ? " byte " : " bytes");
+}
+
+std::string payload_text(const ExplainedStep& step, std::size_t size_width) {
+  if (step.sender.sends == Sends::kNothing) {
+    return "sends nothing: " + quoted(step.protocol) + " names no sender";
+  }
+  if (step.sender.sends == Sends::kStatus) return "the device's status";
+  std::string text = right_aligned(payload_size(step), size_width) + "  " +
+                     quoted(sent_part(step.payload), kPayloadShown);
+  if (step.cut) text += "  cut at 1023 bytes";
+  if (step.ends_at_zero) text += "  ends at a zero byte";
+  return text;
+}
+
+std::string axis(std::int64_t offset_ms, std::int64_t last_ms, char mark) {
+  std::string columns(kAxisWidth, ' ');
+  const std::int64_t at = offset_ms <= 0 ? 0 : (offset_ms * kAxisLength + last_ms / 2) / last_ms;
+  columns[static_cast<std::size_t>(at)] = mark;
+  return columns;
+}
+
+std::string event_text(const ExplainedEvent& event) {
+  std::string text =
+      shown(event.name) + "   raised by " + raised_text(event) + "; " + runs_text(event) + "\n";
+  std::size_t time_width = 4;
+  std::size_t place_width = 0;
+  std::size_t size_width = 0;
+  for (const ExplainedStep& step : event.steps) {
+    time_width = std::max(time_width, std::to_string(step.offset_ms).size());
+    place_width = std::max(place_width, destination(step).size());
+    size_width = std::max(size_width, payload_size(step).size());
+  }
+  const std::int64_t last_ms = event.steps.empty() ? 0 : event.steps.back().offset_ms;
+  for (const ExplainedStep& step : event.steps) {
+    const bool sends = step.sender.sends != Sends::kNothing;
+    text +=
+        right_aligned(std::to_string(step.offset_ms), time_width) + " ms  |" +
+        axis(step.offset_ms, last_ms, sends ? '#' : '-') + left_aligned(step.sender.transport, 4) +
+        left_aligned(destination(step), place_width + 3) + payload_text(step, size_width) + "\n";
+  }
+  const auto empty = static_cast<std::size_t>(event.step_count) - event.steps.size();
+  if (empty > 0) text += "  and " + counted(empty, "step") + " without lines: nothing is sent\n";
+  return text;
+}
+
+}  // namespace
+
+std::string report_text(const std::string& file, const Source& source, const Findings& findings,
+                        bool colours) {
+  std::string text;
+  for (const Finding& finding : findings) {
+    text += finding_text(file, source, finding, colours ? kColours : kPlain);
+  }
+  if (findings.size() >= kMaxFindings) text += file + ": too many findings: the rest is left out\n";
+  return text + file + ": " + counted(count_of(findings, Severity::kError), "error") + ", " +
+         counted(count_of(findings, Severity::kWarning), "warning") + ", " +
+         counted(count_of(findings, Severity::kNote), "note") + "\n";
+}
+
+std::string explain_text(const std::vector<ExplainedEvent>& events, std::string_view which) {
+  std::string text;
+  for (const ExplainedEvent& event : events) {
+    if (!which.empty() && event.name != which && event.trigger != which) continue;
+    if (!text.empty()) text += "\n";
+    text += event_text(event);
+  }
+  return text;
+}
+
+std::string rules_text() {
+  std::string text;
+  for (std::size_t at = 0; at < kRuleCount; ++at) {
+    const RuleInfo& rule = rule_info(static_cast<Rule>(at));
+    text += left_aligned(rule.name, 17) + left_aligned(severity_name(rule.severity), 9) +
+            rule.sentence + "\n";
+  }
+  return text;
+}
+
+}  // namespace kovo::check

@@ -1,0 +1,50 @@
+// A definition file as the daemon reads it, with the place of each entry beside it.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+#include "check/findings.h"
+#include "definitions/definition_entry.h"
+
+namespace kovo::check {
+
+constexpr std::size_t kMaxFileSize = std::size_t{4} << 20;  // larger files are no definition files
+
+/// One line, or one piece of a line that is longer than the daemon's buffer.
+struct SourceLine {
+  std::int32_t number;    // of the line in the file
+  std::int32_t column;    // of the first byte of `text`
+  std::string_view read;  // as the daemon reads it, without its line feed
+  std::string_view text;  // the same without byte order mark and carriage return
+};
+
+enum class ByteOrderMark { kNone, kUtf8, kUtf16 };
+
+/// Lines of one kind: how many there are, and the bytes in question of the first.
+struct LineKind {
+  std::size_t count = 0;
+  Place first;
+};
+
+struct Source {
+  std::vector<SourceLine> lines;
+  LineKind carriage_returns;  // at the ends of lines
+  LineKind zero_bytes;
+  ByteOrderMark mark = ByteOrderMark::kNone;
+
+  // What is wrong with the ends of lines is told once; the rules judge the rest as if it were
+  // mended. Which is what the daemon has, unless `as_read` says something else.
+  DefinitionEntries entries;
+  std::vector<std::uint32_t> entry_lines;  // position in `lines` of each entry
+  DefinitionEntries as_read;               // empty when it is the same
+};
+
+/// Reads a whole file; the text must outlive the result.
+Source read_source(std::string_view text);
+
+/// The entries that the daemon has.
+const DefinitionEntries& daemon_entries(const Source& source);
+
+}  // namespace kovo::check

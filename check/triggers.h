@@ -1,0 +1,45 @@
+// What the device raises by itself, taken from the daemon's own tables.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "check/words.h"
+
+namespace kovo::check {
+
+// Product variants, as bits: each has mapping rows of its own.
+constexpr unsigned kInputHdmi = 1;
+constexpr unsigned kInputUsbc = 2;
+constexpr unsigned kOutput = 4;
+constexpr unsigned kAnyProduct = kInputHdmi | kInputUsbc | kOutput;
+
+/// The bit of "input-hdmi", "input-usbc" or "output"; 0 for another name.
+unsigned product_of(std::string_view name);
+
+/// One thing that raises a trigger.
+struct Raiser {
+  std::string what;  // "variable DEVICE_NAME"
+  unsigned products;
+};
+
+struct Triggers {
+  unsigned products = kAnyProduct;                               // those that count
+  std::unordered_map<std::string, std::vector<Raiser>> raisers;  // by trigger
+  std::unordered_map<std::string, std::vector<std::string>>
+      by_variable;  // lower case: its triggers
+  Speller speller;  // knows all triggers
+};
+
+Triggers make_triggers(unsigned products);
+
+/// What raises a trigger on the products that count; empty when only a program that names it does.
+std::vector<std::string> raised_by(const Triggers& triggers, std::string_view trigger);
+
+/// The triggers that a change of a device variable raises, its name in any letter case; empty for a
+/// text that is no variable.
+std::vector<std::string> triggers_of_variable(const Triggers& triggers, std::string_view variable);
+
+}  // namespace kovo::check

@@ -1,0 +1,137 @@
+#include "check/words.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "frame/text.h"
+
+namespace kovo::check {
+namespace {
+
+constexpr std::size_t kShownLength = 60;
+constexpr char kHexDigits[] = "0123456789ABCDEF";
+
+bool is_blank(char c) {
+  return c == ' ' || (c >= '\t' && c <= '\r');
+}
+
+bool is_digit(char c) {
+  return c >= '0' && c <= '9';
+}
+
+std::string escaped_byte(char c) {
+  if (c == '\r') return "\\r";
+  if (c == '\n') return "\\n";
+  if (c == '\t') return "\\t";
+  if (c >= ' ' && c <= '~') return {c};
+  return "\\x" + as_hex({&c, 1});
+}
+
+/// How far a word may be from a name: two different words of three letters are near each other.
+std::size_t distance_limit(std::string_view word) {
+  return word.size() < 3 ? 0 : word.size() == 3 ? 1 : 2;
+}
+
+}  // namespace
+
+std::string escaped(std::string_view bytes) {
+  std::string text;
+  for (const char c : bytes) text += escaped_byte(c);
+  return text;
+}
+
+std::string shown(std::string_view bytes) {
+  return escaped(bytes.substr(0, kShownLength)) + (bytes.size() > kShownLength ? "..." : "");
+}
+
+std::string quoted(std::string_view bytes, std::size_t limit) {
+  std::string text = "\"";
+  for (const char c : bytes.substr(0, limit)) {
+    if (c == '"' || c == '\\') text += '\\';
+    text += escaped_byte(c);
+  }
+  return text + (bytes.size() > limit ? "...\"" : "\"");
+}
+
+std::string as_hex(std::string_view bytes, std::string_view between) {
+  std::string text;
+  for (const char c : bytes) {
+    if (!text.empty()) text += between;
+    const auto byte = static_cast<unsigned char>(c);
+    text += kHexDigits[byte / 16];
+    text += kHexDigits[byte % 16];
+  }
+  return text;
+}
+
+std::string counted(std::size_t count, std::string_view noun) {
+  return std::to_string(count) + " " + std::string(noun) + (count == 1 ? "" : "s");
+}
+
+bool is_digits(std::string_view text) {
+  return !text.empty() && std::all_of(text.begin(), text.end(), is_digit);
+}
+
+std::string_view trimmed(std::string_view text) {
+  while (!text.empty() && is_blank(text.front())) text.remove_prefix(1);
+  while (!text.empty() && is_blank(text.back())) text.remove_suffix(1);
+  return text;
+}
+
+ReadNumber read_number(std::string_view text) {
+  ReadNumber number;
+  number.value = to_int32(text);
+  text = trimmed(text);
+  std::string_view digits = text;
+  if (!digits.empty() && (digits.front() == '-' || digits.front() == '+')) digits.remove_prefix(1);
+  const auto end = std::find_if_not(digits.begin(), digits.end(), is_digit);
+  number.has_digits = end != digits.begin();
+  number.rest =
+      number.has_digits ? digits.substr(static_cast<std::size_t>(end - digits.begin())) : text;
+  // One digit less tells a number at the end of the range from one beyond it.
+  using Limits = std::numeric_limits<std::int32_t>;
+  if (number.value == Limits::max() || number.value == Limits::min()) {
+    digits.remove_suffix(number.rest.size());
+    while (digits.size() > 1 && digits.front() == '0') digits.remove_prefix(1);
+    number.in_range = digits == (number.value > 0 ? "2147483647" : "2147483648");
+  }
+  return number;
+}
+
+std::size_t edit_distance(std::string_view a, std::string_view b, std::size_t limit) {
+  if (a.size() > b.size()) std::swap(a, b);
+  if (b.size() - a.size() > limit) return limit + 1;
+  std::vector<std::size_t> row(a.size() + 1);
+  for (std::size_t i = 0; i < row.size(); ++i) row[i] = i;
+  for (std::size_t j = 0; j < b.size(); ++j) {
+    std::size_t diagonal = row[0];
+    row[0] = j + 1;
+    std::size_t least = row[0];
+    for (std::size_t i = 0; i < a.size(); ++i) {
+      const std::size_t change = diagonal + (a[i] == b[j] ? 0 : 1);
+      diagonal = row[i + 1];
+      row[i + 1] = std::min({change, row[i] + 1, diagonal + 1});
+      least = std::min(least, row[i + 1]);
+    }
+    if (least > limit) return limit + 1;
+  }
+  return row.back();
+}
+
+std::string nearest_name(Speller& speller, std::string_view word) {
+  if (speller.searches_left <= 0 || word.empty()) return {};
+  --speller.searches_left;
+  std::size_t least = distance_limit(word) + 1;
+  std::string nearest;
+  for (const std::string& name : speller.names) {
+    if (equals_nocase(name, word)) return name;
+    const std::size_t distance = edit_distance(word, name, least - 1);
+    if (distance >= least) continue;
+    least = distance;
+    nearest = name;
+    if (least == 0) break;
+  }
+  return nearest;
+}
+
+}  // namespace kovo::check

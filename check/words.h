@@ -1,0 +1,56 @@
+// Words for people: bytes shown so that every terminal can print them, numbers and their rest, and
+// the nearest known name.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kovo::check {
+
+/// Bytes that are no printable ASCII become \r, \n, \t or \xNN.
+std::string escaped(std::string_view bytes);
+
+/// The same, cut to a length that fits a line: names and keys inside of sentences.
+std::string shown(std::string_view bytes);
+
+/// The same in quotes, with quotes and backslashes escaped as well; cut when `limit` is smaller.
+std::string quoted(std::string_view bytes, std::size_t limit = 40);
+
+/// Two digits a byte, with a text between the bytes.
+std::string as_hex(std::string_view bytes, std::string_view between = "");
+
+/// "1 warning", "2 warnings".
+std::string counted(std::size_t count, std::string_view noun);
+
+/// True for a text of one or more decimal digits and nothing else.
+bool is_digits(std::string_view text);
+
+std::string_view trimmed(std::string_view text);
+
+/// A number as the daemon reads it, and what of the text belongs to it.
+struct ReadNumber {
+  std::int32_t value = 0;
+  bool has_digits = false;
+  bool in_range = true;   // false when it was clamped to 32 bits
+  std::string_view rest;  // behind the digits and blanks: the daemon leaves it
+};
+ReadNumber read_number(std::string_view text);
+
+/// The number of single letters to change, add or drop, or limit + 1 when it is more than that.
+std::size_t edit_distance(std::string_view a, std::string_view b, std::size_t limit);
+
+/// Known names, for "did you mean". After many searches it finds nothing any more, so that a file
+/// of mistakes is checked as fast as another.
+struct Speller {
+  std::vector<std::string> names;
+  int searches_left = 300;
+};
+
+/// The known name that is equal but for its letter case, or else the nearest within two letters
+/// (fewer for short words); "" when there is none.
+std::string nearest_name(Speller& speller, std::string_view word);
+
+}  // namespace kovo::check
