@@ -1,29 +1,22 @@
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include "definitions/definition_file.h"
 #include "definitions/event_list.h"
-#include "engine/event_queue.h"
 #include "engine/event_execution.h"
+#include "engine/event_queue.h"
 #include "tests/daemon/device_test.h"
 #include "variables/central_state.h"
 
 namespace kovo::device {
 namespace {
 
-using std::chrono::duration_cast;
-using std::chrono::milliseconds;
 using std::chrono::seconds;
 
 struct Event : DeviceTest {
   void SetUp() override {
     DeviceTest::SetUp();
     ASSERT_TRUE(start_udp_sink(udp, "127.0.0.1", 0));
-    ASSERT_TRUE(start_tcp_sink(tcp, "127.0.0.1", 0, TcpSinkMode::kReply, "OK\r\n"));
-  }
-
-  std::string target(int port) {
-    return "127.0.0.1:" + std::to_string(port);
+    ASSERT_TRUE(start_tcp_sink(tcp, "127.0.0.1", 0, TcpSinkMode::kSilent));
   }
 };
 
@@ -31,18 +24,16 @@ struct Event : DeviceTest {
 struct Timing : Event {};
 
 TEST_F(Event, ABurstFillsExactly512SlotsAndFreesThem) {
-  TcpSink silent;
-  ASSERT_TRUE(start_tcp_sink(silent, "127.0.0.1", 0, TcpSinkMode::kSilent));
   std::string definitions = "BigCount=128\nBigXMLfield=big\nOneCount=1\n";
-  for (int i = 0; i < 128; ++i) definitions += step("Big", i, "TCP", silent.port, "42");
+  for (int i = 0; i < 128; ++i) definitions += step("Big", i, "TCP", tcp.port, "42");
   write_file(kDefinitions, definitions + step("One", 0, "UDP", udp.port, "31"));
   start();
   const Usage before = settled_usage();
   send_tcp(2700, "big\nbig\nbig\nbig\nbig\n");
   ASSERT_TRUE(wait_log(kEventLog, " TCP B\n", 640));
-  ASSERT_TRUE(wait_for([&] { return connection_count(silent) == 512; }));
+  ASSERT_TRUE(wait_for([&] { return connection_count(tcp) == 512; }));
   ASSERT_TRUE(wait_for([&] { return usage_of(daemon).threads == before.threads; }));
-  EXPECT_EQ(connection_count(silent), 512) << "the rest is dropped, not sent later";
+  EXPECT_EQ(connection_count(tcp), 512) << "the rest is dropped, not sent later";
   // The first search finds no free slot, only finished ones, and frees them for the second.
   send_tcp(2700, "One\nOne\n");
   ASSERT_TRUE(wait_arrivals(udp, 1));
@@ -74,10 +65,8 @@ TEST_F(Event, NothingIsLeftOverAfterAThousandEvents) {
 #if !defined(KOVO_SANITIZED)  // their shadow memory leaves no room for limits
 TEST_F(Event, SendersThatCannotStartGiveTheirSlotsBack) {
   setenv("MALLOC_ARENA_MAX", "1", 1);
-  TcpSink silent;
-  ASSERT_TRUE(start_tcp_sink(silent, "127.0.0.1", 0, TcpSinkMode::kSilent));
   std::string definitions = "BigCount=128\nOneCount=1\n";
-  for (int i = 0; i < 128; ++i) definitions += step("Big", i, "TCP", silent.port, "42");
+  for (int i = 0; i < 128; ++i) definitions += step("Big", i, "TCP", tcp.port, "42");
   write_file(kDefinitions, definitions + step("One", 0, "UDP", udp.port, "31"));
   DaemonOptions options;
   options.address_space_bytes = 84ULL << 20;  // seven workers, and some hundred senders
@@ -92,7 +81,7 @@ TEST_F(Event, SendersThatCannotStartGiveTheirSlotsBack) {
                      "[exec_event] Error: start sender for Big: Resource temporarily "
                      "unavailable\n"),
             0);
-  EXPECT_GT(connection_count(silent), 0);
+  EXPECT_GT(connection_count(tcp), 0);
   send_tcp(2700, "One\nOne\n");
   EXPECT_TRUE(wait_arrivals(udp, 1));
 }
