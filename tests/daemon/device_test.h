@@ -92,6 +92,12 @@ struct DeviceTest : ::testing::Test {
     return usage_of(daemon);
   }
 
+  /// The memory that is the daemon's alone: other tests run the same program at the same time.
+  long own_memory_kib() {
+    const std::string status = read_file("/proc/" + std::to_string(daemon.pid) + "/status");
+    return std::strtol(status.c_str() + status.find("RssAnon:") + 8, nullptr, 10);
+  }
+
   StatusService service;
   UdpSink udp;
   TcpSink tcp;
