@@ -3,8 +3,8 @@
 
 #include "definitions/definition_file.h"
 #include "definitions/event_list.h"
-#include "engine/event_queue.h"
 #include "engine/event_execution.h"
+#include "engine/event_queue.h"
 #include "tests/daemon/device_test.h"
 #include "variables/central_state.h"
 
@@ -55,19 +55,21 @@ TEST_F(Event, NothingIsLeftOverAfterAThousandEvents) {
   write_file(kDefinitions, "ACount=1\n" + step("A", 0, "UDP", udp.port, "41"));
   start();
   set_status(service, StatusMode::kAnswerAndClose, default_status_answer());
-  const Usage before = settled_usage();
+  const Usage idle = settled_usage();
+  Usage first;  // once the slots and stacks of so many senders have been used
   std::string names;
   for (int i = 0; i < 100; ++i) names += "A\n";
   for (int round = 1; round <= 10; ++round) {
     send_tcp(2700, names);
     ASSERT_TRUE(wait_arrivals(udp, static_cast<std::size_t>(round * 100), seconds(60)));
+    ASSERT_TRUE(wait_for([&] { return usage_of(daemon).threads == idle.threads; }));
+    if (round == 1) first = usage_of(daemon);
   }
-  ASSERT_TRUE(wait_for([&] { return usage_of(daemon).threads == before.threads; }));
   const Usage after = usage_of(daemon);
-  EXPECT_EQ(after.descriptors, before.descriptors);
+  EXPECT_EQ(after.descriptors, idle.descriptors);
   EXPECT_EQ(after.children, 0);
 #if !defined(KOVO_SANITIZED)  // they keep freed memory
-  EXPECT_LT(after.pss_kib, before.pss_kib + 1024);
+  EXPECT_LT(after.pss_kib, first.pss_kib + 512);
 #endif
 }
 
