@@ -42,15 +42,6 @@ inline int count_of(const std::string& text, const std::string& part) {
   return count;
 }
 
-/// The lines of a text that hold a part.
-inline std::string lines_with(const std::string& text, const std::string& part) {
-  std::string lines;
-  for (const std::string_view line : split_lines(text)) {
-    if (line.find(part) != std::string_view::npos) lines.append(line).append("\n");
-  }
-  return lines;
-}
-
 inline bool wait_log(const char* path, const std::string& part, int times = 1,
                      std::chrono::milliseconds limit = std::chrono::seconds(10)) {
   return wait_for([&] { return count_of(plain(read_file(path)), part) >= times; }, limit);
@@ -99,6 +90,12 @@ struct DeviceTest : ::testing::Test {
   Usage settled_usage() {
     std::this_thread::sleep_for(std::chrono::seconds(1));
     return usage_of(daemon);
+  }
+
+  /// The memory that is the daemon's alone: other tests run the same program at the same time.
+  long own_memory_kib() {
+    const std::string status = read_file("/proc/" + std::to_string(daemon.pid) + "/status");
+    return std::strtol(status.c_str() + status.find("RssAnon:") + 8, nullptr, 10);
   }
 
   StatusService service;

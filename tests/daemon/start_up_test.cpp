@@ -7,19 +7,7 @@
 namespace kovo::device {
 namespace {
 
-using std::chrono::milliseconds;
-using std::chrono::seconds;
-
-struct StartUp : DeviceTest {
-  /// Runs the daemon to its end and gives what it printed.
-  std::string output_of(const std::vector<std::string>& args, int status = 0) {
-    DaemonOptions options;
-    options.args = args;
-    daemon = start_daemon(options);
-    EXPECT_EQ(wait_exit(daemon), status) << args[0];
-    return read_file("/tmp/daemon.out");
-  }
-};
+struct StartUp : DeviceTest {};
 
 TEST_F(StartUp, StandardDescriptorsAreMadeValid) {
   const std::string real = getenv("KOVOTCP");
