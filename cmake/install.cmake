@@ -14,7 +14,7 @@ install(FILES packaging/kovotcp.default RENAME kovotcp
   DESTINATION ${CMAKE_INSTALL_FULL_SYSCONFDIR}/default)
 install(FILES docs/examples/kovo.txt packaging/examples/ordinary-user.conf
   DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
-install(FILES docs/interfaces.md packaging/INSTALL.md COPYING DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(FILES docs/interfaces.md packaging/README.md COPYING DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
 if(KOVO_UNIT_DIR)
   configure_file(packaging/kovotcp.service.in kovotcp.service @ONLY)

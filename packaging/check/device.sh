@@ -57,16 +57,20 @@ LINES
   socat -u TCP-LISTEN:23,bind=10.0.0.6,reuseaddr,fork "OPEN:$heard/mixer,creat,append" &
 }
 
-# Tells the daemon on tcp:2700.
-tell() { printf '%s' "$1" | socat -u - TCP:127.0.0.1:2700; }
+# Sends a message to a port of the daemon: tell tcp/2700 MESSAGE.
+tell() { printf '%s' "$2" >"/dev/${1%/*}/127.0.0.1/${1#*/}"; }
 
-# The numbers of the daemons that run anywhere in these namespaces.
+# The numbers of the daemons that run anywhere in these namespaces, without their children, which are
+# the same program until they have become a shell.
 daemons() {
-  local exe
-  for exe in /proc/[0-9]*/exe; do
-    [[ $(readlink "$exe") != */usr/sbin/kovotcp* ]] || echo "${exe//[!0-9]/}"
+  local process parent
+  for process in /proc/[0-9]*; do
+    is_daemon "$process" || continue
+    parent=$(sed -n 's/^PPid:\t//p' "$process/status" 2>/dev/null) || continue
+    is_daemon "/proc/$parent" || echo "${process#/proc/}"
   done
 }
 
+is_daemon() { [[ $(readlink "$1/exe") == */usr/sbin/kovotcp* ]]; }
 one_daemon() { [[ $(daemons | wc -l) == 1 ]]; }
 no_daemon() { [[ -z $(daemons) ]]; }
