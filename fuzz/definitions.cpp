@@ -7,7 +7,6 @@
 #include "variables/central_state.h"
 
 using namespace kovo;
-
 static DefinitionEntries read(std::string_view text) {
   DefinitionEntries entries;
   for (const std::string_view line : split_lines(text)) parse_definition_line(entries, line);
@@ -28,9 +27,10 @@ extern "C" int LLVMFuzzerTestOneInput(const char* data, std::size_t size) {
   CHECK(definitions_ascii(state.definition_entries).size() <= raw.size());
   rebuild_kovo_event_list(state, 0);
   rebuild_kovo_event_list(state, 1);
-  const EventList events = compile_events(state.definition_entries);
-  for (const EventDefinition& event : events) {
-    CHECK(!event.name.empty() && !event.commands.empty() && event.commands.size() <= 128);
+  const CompiledEvents list = compile_events(state.definition_entries);
+  for (const CountLine& line : list.lines) CHECK(line.step_count >= 1 && line.step_count <= 128);
+  for (const CompiledEvent& event : list.events) {
+    CHECK(!event.name.empty() && event.steps.size() <= 128);
     CHECK(lookup_event(state, event.name, 1).name == event.name);
     CHECK(lookup_event(state, event.name, 1).delay_s == 0);
     const EventDefinition found = lookup_event(state, event.trigger, 0);

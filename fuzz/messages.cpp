@@ -4,6 +4,7 @@
 
 #include "control/command_language.h"
 #include "control/status_intake.h"
+#include "definitions/settings.h"
 #include "engine/event_queue.h"
 #include "frame/globals.h"
 #include "fuzz/check.h"
@@ -11,11 +12,10 @@
 #include "variables/channel_receivers.h"
 
 using namespace kovo;
-
 static void take(CentralState& state, VariableRegistry& registry, std::string_view text) {
-  if (text.substr(0, 1) == ">") return handle_status_line(state, registry, text.substr(1));
+  if (text.substr(0, 1) == ">") return handle_status_line(state, registry, text.substr(1), now_s);
   accept_message(state, std::string(text));
-  for (std::string one; take_text(state.lm_queue, one);) handle_message(state, registry, one);
+  while (const auto one = take_text(state.lm_queue)) handle_message(state, registry, *one);
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const char* data, std::size_t size) {
@@ -30,7 +30,7 @@ extern "C" int LLVMFuzzerTestOneInput(const char* data, std::size_t size) {
   char* rest = texts.data();
   while (const char* one = strsep(&rest, "\f")) take(*state, *registry, one);
   std::set<std::string> names;
-  std::set<std::tuple<int, std::string, int>> clients;
+  std::set<std::tuple<Transport, std::string, int>> clients;
   const MutexLock held(registry->registry_lock);
   for (const auto& one : registry->variables) CHECK(names.insert(lower_ascii(one.name)).second);
   for (const auto& one : registry->clients) {

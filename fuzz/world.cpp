@@ -18,6 +18,12 @@ int tcpclient(const std::string&, int, std::string_view, std::string& reply, std
 int tcpclient_no_rcv(const std::string&, int, std::string_view payload) {
   return static_cast<int>(payload.size());
 }
+int send_by(Transport, const std::string&, int, std::string_view payload) {
+  return static_cast<int>(payload.size());
+}
+std::string ask_status_service(const std::string&, std::size_t) {
+  return {};
+}
 
 Descriptor::~Descriptor() = default;
 File open_for_reading(const char*, Links) {

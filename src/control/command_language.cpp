@@ -188,17 +188,6 @@ bool run_command(const Target& target, const Message& message) {
   return false;
 }
 
-void handle_message(CentralState& state, VariableRegistry& registry, std::string_view text) {
-  const std::string copy(strip_newline(cut_text(text, kMaxMessage)));
-  if (debug_target_on >= kMirrorChanges && starts_with_nocase(copy, "e_param_set")) {
-    send_debug_line(kMirrorChanges, "API Cmd: %s", percent_decode(copy.c_str()).c_str());
-  }
-  const Message message = split_message(copy);
-  if (message.splitting == Splitting::kNoCommand) return;
-  if (message.splitting == Splitting::kOk && run_command({state, registry}, message)) return;
-  log_main("[%s:%d] Error cmd=%s\n", kRoutine, __LINE__, message.command.c_str());
-}
-
 }  // namespace
 
 Message split_message(std::string_view text) {
@@ -236,6 +225,17 @@ std::string client_list_text(const Clients& clients) {
     text.append(std::to_string(client.port)).append(";");
   }
   return text + "\n";
+}
+
+void handle_message(CentralState& state, VariableRegistry& registry, std::string_view text) {
+  const std::string copy(strip_newline(cut_text(text, kMaxMessage)));
+  if (debug_target_on >= kMirrorChanges && starts_with_nocase(copy, "e_param_set")) {
+    send_debug_line(kMirrorChanges, "API Cmd: %s", percent_decode(copy.c_str()).c_str());
+  }
+  const Message message = split_message(copy);
+  if (message.splitting == Splitting::kNoCommand) return;
+  if (message.splitting == Splitting::kOk && run_command({state, registry}, message)) return;
+  log_main("[%s:%d] Error cmd=%s\n", kRoutine, __LINE__, message.command.c_str());
 }
 
 void* handle_lm_event(void* argument) {
