@@ -154,16 +154,6 @@ TEST(EventList, HoldsNoMoreThanTheFile) {
   EXPECT_EQ(whole_event(list.events[0], 4).commands.back().ip, "y");
 }
 
-TEST(EventList, PushesFindTheFirstTriggerAndTestsTheName) {
-  const CompiledEvents list = compile_events(
-      parse({"ACount=1", "AXMLfield=b", "BCount=2", "BXMLfield=b", "BCount=9", "bCount=1"}));
-  EXPECT_EQ(find_event(list, "b", 0), &list.events[0]);
-  EXPECT_EQ(find_event(list, "b", 1), &list.events[2]);
-  ASSERT_EQ(find_event(list, "B", 1), &list.events[1]);
-  EXPECT_EQ(list.events[1].step_count, 2) << "the first of the name is found";
-  EXPECT_EQ(find_event(list, "A", 0), nullptr);
-}
-
 TEST(EventList, TraceHearsAValueOnceForEveryEventThatTakesIt) {
   static std::string heard;
   const DefinitionTrace trace = {[](std::string_view text, const std::string& bytes) {

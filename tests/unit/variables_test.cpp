@@ -86,24 +86,6 @@ TEST(Values, TimingWordsAreDecodedByTheirBits) {
   }
 }
 
-TEST(Snapshot, OddLinesAreSkipped) {
-  const struct {
-    std::string_view line;
-    bool found;
-    std::string_view name;
-    std::string_view value;
-  } cases[] = {{"a=\n", true, "a", ""},       {"a=", false, "", ""},
-               {"=5\n", false, "", ""},       {"ab\n", false, "", ""},
-               {"x=y=z\n", true, "x", "y=z"}, {"abc", false, "", ""},
-               {"x=1\r\n", true, "x", "1\r"}, {"\n", false, "", ""}};
-  for (const auto& c : cases) {
-    const KeyValue pair = split_snapshot_line(c.line);
-    EXPECT_EQ(pair.found, c.found) << c.line;
-    EXPECT_EQ(pair.key, c.name) << c.line;
-    EXPECT_EQ(pair.value, c.value) << c.line;
-  }
-}
-
 TEST(MessageQueue, HoldsEightMebibytesAndDropsTheNewest) {
   constexpr std::size_t kPlace = sizeof(std::string);
   const struct {
