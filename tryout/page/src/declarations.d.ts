@@ -1,0 +1,4 @@
+declare module "kovotry.wasm?url&inline" {
+  const url: string;
+  export default url;
+}
