@@ -88,6 +88,14 @@ std::vector<char*> pointers_to(std::vector<std::string>& words) {
   return pointers;
 }
 
+bool run_ip(std::vector<std::string> words) {
+  std::vector<char*> arguments = pointers_to(words);
+  pid_t pid = -1;
+  int status = -1;
+  return posix_spawnp(&pid, "ip", nullptr, nullptr, arguments.data(), environ) == 0 &&
+         waitpid(pid, &status, 0) == pid && status == 0;
+}
+
 // Only what is allowed between fork and exec in a program with threads, as the next one.
 void open_as(const char* path, int flags, int as) {
   const int fd = open(path, flags, 0666);
@@ -190,12 +198,11 @@ void set_param(const std::string& name, const std::string& value) {
 }
 
 bool give_address(const std::string& iface, const std::string& address_with_prefix) {
-  std::vector<std::string> words = {"ip", "addr", "add", address_with_prefix, "dev", iface};
-  std::vector<char*> arguments = pointers_to(words);
-  pid_t pid = -1;
-  int status = -1;
-  return posix_spawnp(&pid, "ip", nullptr, nullptr, arguments.data(), environ) == 0 &&
-         waitpid(pid, &status, 0) == pid && status == 0;
+  return run_ip({"ip", "addr", "add", address_with_prefix, "dev", iface});
+}
+
+bool route_multicast(const std::string& iface) {
+  return run_ip({"ip", "route", "add", "224.0.0.0/4", "dev", iface});
 }
 
 void send_udp(int port, std::string_view bytes) {

@@ -36,6 +36,9 @@ void set_param(const std::string& name, const std::string& value);
 /// Gives an interface an address such as "192.0.2.7/24"; false when refused.
 bool give_address(const std::string& iface, const std::string& address_with_prefix);
 
+/// Lets datagrams to multicast groups leave by an interface; false when refused.
+bool route_multicast(const std::string& iface);
+
 /// Sends one datagram to 127.0.0.1.
 void send_udp(int port, std::string_view bytes);
 

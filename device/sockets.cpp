@@ -68,6 +68,11 @@ BoundSocket bind_udp(const std::string& address, int port) {
   if (setsockopt(fd, SOL_SOCKET, SO_RCVBUFFORCE, &kReceiveBuffer, sizeof kReceiveBuffer) != 0) {
     setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &kReceiveBuffer, sizeof kReceiveBuffer);
   }
+  ip_mreqn group{};
+  if (inet_pton(AF_INET, address.c_str(), &group.imr_multiaddr) == 1 &&
+      IN_MULTICAST(ntohl(group.imr_multiaddr.s_addr))) {
+    setsockopt(fd, IPPROTO_IP, IP_ADD_MEMBERSHIP, &group, sizeof group);
+  }
   return bound;
 }
 

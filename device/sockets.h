@@ -26,7 +26,8 @@ struct BoundSocket {
 /// Listens for TCP connections; the socket does not block.
 BoundSocket bind_tcp(const std::string& address, int port);
 
-/// Binds a UDP socket with a large receive buffer; it does not block.
+/// Binds a UDP socket with a large receive buffer; it does not block. The address of a multicast
+/// group is joined.
 BoundSocket bind_udp(const std::string& address, int port);
 
 /// The next waiting connection, not blocking; `fd` is -1 when there is none.

@@ -9,9 +9,8 @@
 namespace kovo {
 
 int run_client_mode(const std::string& command) {
-  if (command != "getStatus") return 0;
-  std::string reply;
-  tcpclient(kStatusServiceAddress, kStatusServicePort, command + "\r", reply, kClientReplySize);
+  if (command != kStatusRequest) return 0;
+  std::string reply = ask_status_service(command + "\r", kClientReplySize);
   std::replace(reply.begin(), reply.end(), '\r', '\n');
   for (const auto& [name, value] : parse_client_reply(reply)) {
     std::printf("%s=%s\n", name.c_str(), value.c_str());

@@ -8,9 +8,6 @@
 namespace kovo {
 namespace {
 
-constexpr std::int32_t kUdp = 0;
-constexpr std::int32_t kTcp = 1;
-
 Clients::iterator find_client(VariableRegistry& registry, const ClientRecord& wanted)
     REQUIRES(registry.registry_lock) {
   return std::find_if(
@@ -35,7 +32,7 @@ bool append_client(VariableRegistry& registry, const ClientRecord& client) {
 int add_client(VariableRegistry& registry, const char* routine, const ClientRecord& client) {
   if (!append_client(registry, client) && debug != 0) {
     print_stdout("[%s:%d] exist %s %s:%d\n", routine, __LINE__,
-                 client.proto == kUdp ? "udp" : "tcp", client.ip.c_str(), client.port);
+                 client.proto == Transport::kUdp ? "udp" : "tcp", client.ip.c_str(), client.port);
   }
   print_count(registry, routine);
   return 0;
@@ -54,29 +51,24 @@ int del_client(VariableRegistry& registry, const char* routine, const ClientReco
 }  // namespace
 
 int client_udp_add(VariableRegistry& registry, const std::string& ip, int port) {
-  return add_client(registry, "client_udp_add", {kUdp, ip, port});
+  return add_client(registry, "client_udp_add", {Transport::kUdp, ip, port});
 }
 
 int client_tcp_add(VariableRegistry& registry, const std::string& ip, int port) {
-  return add_client(registry, "client_tcp_add", {kTcp, ip, port});
+  return add_client(registry, "client_tcp_add", {Transport::kTcp, ip, port});
 }
 
 int client_udp_del(VariableRegistry& registry, const std::string& ip, int port) {
-  return del_client(registry, "client_udp_del", {kUdp, ip, port});
+  return del_client(registry, "client_udp_del", {Transport::kUdp, ip, port});
 }
 
 int client_tcp_del(VariableRegistry& registry, const std::string& ip, int port) {
-  return del_client(registry, "client_tcp_del", {kTcp, ip, port});
+  return del_client(registry, "client_tcp_del", {Transport::kTcp, ip, port});
 }
 
 int client_count(VariableRegistry& registry) {
   const MutexLock held(registry.registry_lock);
   return static_cast<int>(registry.clients.size());
-}
-
-Clients copy_clients(VariableRegistry& registry) {
-  const MutexLock held(registry.registry_lock);
-  return registry.clients;
 }
 
 }  // namespace kovo

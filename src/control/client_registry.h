@@ -18,7 +18,4 @@ int client_tcp_del(VariableRegistry& registry, const std::string& ip, int port);
 /// The number of clients of both kinds.
 int client_count(VariableRegistry& registry);
 
-/// A copy of the list, for those that send to it or show it.
-Clients copy_clients(VariableRegistry& registry);
-
 }  // namespace kovo

@@ -1,5 +1,8 @@
 #include "control/command_language.h"
 
+#include <algorithm>
+#include <optional>
+
 #include "control/client_registry.h"
 #include "definitions/templates.h"
 #include "engine/event_queue.h"
@@ -10,6 +13,7 @@
 #include "frame/text.h"
 #include "frame/worker.h"
 #include "variables/central_state.h"
+#include "variables/change_processing.h"
 #include "variables/variable_store.h"
 
 namespace kovo {
@@ -17,7 +21,6 @@ namespace {
 
 constexpr char kRoutine[] = "handle_lm_event";
 constexpr int kIdleMs = 200;
-constexpr int kLinesPerMessage = 5;
 
 constexpr const char* kHelpEntries[] = {
     "e_param_set::key::value;",   "help_udp::ip::port;",        "help_tcp::ip::port;",
@@ -27,37 +30,41 @@ constexpr const char* kHelpEntries[] = {
     "client_list_udp::ip::port;", "client_list_tcp::ip::port;", "debug_udp::ip::port;",
     "debug_tcp::ip::port;",       "debug_udp_lm::ip::port;",    "debug_tcp_lm::ip::port;"};
 
+/// What stands before and behind a separator of two colons. The head ends at the first colon in
+/// any case; without a second one behind it there is nothing behind.
+struct Parts {
+  std::string_view head;
+  std::optional<std::string_view> rest;
+};
+
+Parts split_at_separator(std::string_view text) {
+  const std::size_t colon = text.find(':');
+  Parts parts{text.substr(0, colon), {}};
+  if (colon != std::string_view::npos && text.substr(colon, 2) == "::") {
+    parts.rest = text.substr(colon + 2);
+  }
+  return parts;
+}
+
 struct Target {
   CentralState& state;
   VariableRegistry& registry;
 };
 
-using RegistryChange = int (*)(VariableRegistry&, const std::string&, int);
-
 /// A command word. `run` returns false when the command is refused.
 struct Command {
   const char* name;
   bool (*run)(const Target& target, const Command& command, const Message& message);
-  bool by_udp = false;
-  RegistryChange change = nullptr;  // client commands
-  int mirror_level = 0;             // debug commands
+  Transport transport = Transport::kTcp;  // of the replies, or of the mirror
 };
-
-void send_reply(bool by_udp, const std::string& ip, int port, std::string_view text) {
-  if (by_udp) {
-    udpclient(ip, port, text);
-  } else {
-    tcpclient_no_rcv(ip, port, text);
-  }
-}
 
 bool run_get(const Target& target, const Command& command, const Message& message) {
   const auto& [splitting, word, key, ip, port_text] = message;
-  if (port_text.empty() || (!command.by_udp && ip.empty())) return false;
+  if (port_text.empty() || (command.transport == Transport::kTcp && ip.empty())) return false;
   const int port = to_int32(port_text);
   if (port <= 0) return true;
   const std::string reply = notification_line(key, lm_get(target.registry, key));
-  send_reply(command.by_udp, ip.empty() ? "127.0.0.1" : ip, port, reply);
+  send_by(command.transport, ip.empty() ? "127.0.0.1" : ip, port, reply);
   return true;
 }
 
@@ -73,14 +80,12 @@ bool run_set(const Target& target, const Command&, const Message& message) {
 bool run_renew(const Target& target, const Command& command, const Message& message) {
   if (message.arg1.empty() || message.arg2.empty()) return false;
   const int port = to_int32(message.arg2);
-  std::vector<std::string> replies;
-  {
-    const MutexLock held(target.registry.registry_lock);
-    replies = renew_messages(target.registry.variables);
+  std::size_t sent = 0;
+  std::string lines;
+  while (!(lines = renew_lines(target.registry, sent)).empty()) {
+    send_by(command.transport, message.arg1, port, lines);
   }
-  for (const std::string& reply : replies) {
-    send_reply(command.by_udp, message.arg1, port, reply);
-  }
+  send_by(command.transport, message.arg1, port, "_RENEW_NUM=" + std::to_string(sent) + "\n");
   return true;
 }
 
@@ -95,10 +100,13 @@ void log_client_command(const Message& message, int port) {
            port);
 }
 
-bool run_client_change(const Target& target, const Command& command, const Message& message) {
+using RegistryChange = int (*)(VariableRegistry&, const std::string&, int);
+
+template <RegistryChange kChange>
+bool run_client_change(const Target& target, const Command&, const Message& message) {
   const int port = client_port(message);
   if (port == 0) return false;
-  command.change(target.registry, message.arg1, port);
+  kChange(target.registry, message.arg1, port);
   log_client_command(message, port);
   return true;
 }
@@ -108,24 +116,25 @@ bool run_client_list(const Target& target, const Command& command, const Message
   if (port == 0) return false;
   const Clients clients = copy_clients(target.registry);
   if (!clients.empty()) {
-    send_reply(command.by_udp, message.arg1, port, client_list_text(clients));
+    send_by(command.transport, message.arg1, port, client_list_text(clients));
   }
   log_client_command(message, port);
   // The line end of the UDP form has always had a blank behind it.
-  send_reply(
-      command.by_udp, message.arg1, port,
-      "_CLIENT_LIST_NUM=" + std::to_string(clients.size()) + (command.by_udp ? "\n " : "\n"));
+  const char* end = command.transport == Transport::kUdp ? "\n " : "\n";
+  send_by(command.transport, message.arg1, port,
+          "_CLIENT_LIST_NUM=" + std::to_string(clients.size()) + end);
   return true;
 }
 
 /// Switches the mirror; a target without port or address switches it off.
+template <std::int32_t kLevel>
 bool run_debug(const Target&, const Command& command, const Message& message) {
+  const int port = to_int32(message.arg2);
   const MutexLock held(debug_target_lock);
-  debug_target_udp = command.by_udp ? 1 : 0;
   debug_target_ip = message.arg1;
-  debug_target_port = to_int32(message.arg2);
-  const bool on = debug_target_port > 0 && !debug_target_ip.empty();
-  debug_target_on = on ? command.mirror_level : 0;
+  debug_target_udp = command.transport == Transport::kUdp ? 1 : 0;
+  debug_target_port = port;
+  debug_target_on = port > 0 && !message.arg1.empty() ? kLevel : 0;
   return true;
 }
 
@@ -136,27 +145,34 @@ bool run_param_set(const Target& target, const Command&, const Message& message)
 
 // Compared with a message's word in this order.
 constexpr Command kCommands[] = {
-    {"get_udp", run_get, true},
+    {"get_udp", run_get, Transport::kUdp},
     {"set", run_set},
-    {"renew_udp", run_renew, true},
-    {"get_tcp", run_get},
-    {"renew_tcp", run_renew},
-    {"client_add_udp", run_client_change, true, client_udp_add},
-    {"client_del_udp", run_client_change, true, client_udp_del},
-    {"client_add_tcp", run_client_change, false, client_tcp_add},
-    {"client_del_tcp", run_client_change, false, client_tcp_del},
-    {"client_list_udp", run_client_list, true},
-    {"client_list_tcp", run_client_list},
-    {"debug_udp", run_debug, true, nullptr, 1},
-    {"debug_tcp", run_debug, false, nullptr, 1},
-    {"debug_udp_lm", run_debug, true, nullptr, 2},
-    {"debug_tcp_lm", run_debug, false, nullptr, 2},
+    {"renew_udp", run_renew, Transport::kUdp},
+    {"get_tcp", run_get, Transport::kTcp},
+    {"renew_tcp", run_renew, Transport::kTcp},
+    {"client_add_udp", run_client_change<client_udp_add>},
+    {"client_del_udp", run_client_change<client_udp_del>},
+    {"client_add_tcp", run_client_change<client_tcp_add>},
+    {"client_del_tcp", run_client_change<client_tcp_del>},
+    {"client_list_udp", run_client_list, Transport::kUdp},
+    {"client_list_tcp", run_client_list, Transport::kTcp},
+    {"debug_udp", run_debug<kMirrorEvents>, Transport::kUdp},
+    {"debug_tcp", run_debug<kMirrorEvents>, Transport::kTcp},
+    {"debug_udp_lm", run_debug<kMirrorChanges>, Transport::kUdp},
+    {"debug_tcp_lm", run_debug<kMirrorChanges>, Transport::kTcp},
     {"e_param_set", run_param_set},
 };
 
+std::string help_text() {
+  std::string text = "_LM_VAR_HELP=";
+  for (const char* entry : kHelpEntries) text += entry;
+  return text;
+}
+
 void send_help(const Message& message) {
   const bool by_udp = lower_ascii(message.command).find("udp") != std::string::npos;
-  send_reply(by_udp, message.arg1, to_int32(message.arg2), help_text());
+  send_by(by_udp ? Transport::kUdp : Transport::kTcp, message.arg1, to_int32(message.arg2),
+          help_text());
 }
 
 /// False when no command has the message's word, or the command refused it.
@@ -172,39 +188,10 @@ bool run_command(const Target& target, const Message& message) {
   return false;
 }
 
-}  // namespace
-
-std::string help_text() {
-  std::string text = "_LM_VAR_HELP=";
-  for (const char* entry : kHelpEntries) text += entry;
-  return text;
-}
-
-std::vector<std::string> renew_messages(const Variables& variables) {
-  std::vector<std::string> messages;
-  int batch = 0;
-  for (const VariableRecord& variable : variables) {
-    if (batch == 0) messages.emplace_back();
-    messages.back() += notification_line(variable.name, variable.value);
-    batch = (batch + 1) % kLinesPerMessage;
-  }
-  messages.push_back("_RENEW_NUM=" + std::to_string(variables.size()) + "\n");
-  return messages;
-}
-
-std::string client_list_text(const Clients& clients) {
-  std::string text = "_CLIENT_LIST=";
-  for (const ClientRecord& client : clients) {
-    text.append(client.proto == 0 ? "udp:" : "tcp:").append(client.ip).append(":");
-    text.append(std::to_string(client.port)).append(";");
-  }
-  return text + "\n";
-}
-
 void handle_message(CentralState& state, VariableRegistry& registry, std::string_view text) {
   const std::string copy(strip_newline(cut_text(text, kMaxMessage)));
-  if (debug_target_on > 1 && starts_with_nocase(copy, "e_param_set")) {
-    send_debug_line("API Cmd: %s", percent_decode(copy.c_str()).c_str());
+  if (debug_target_on >= kMirrorChanges && starts_with_nocase(copy, "e_param_set")) {
+    send_debug_line(kMirrorChanges, "API Cmd: %s", percent_decode(copy.c_str()).c_str());
   }
   const Message message = split_message(copy);
   if (message.splitting == Splitting::kNoCommand) return;
@@ -212,13 +199,53 @@ void handle_message(CentralState& state, VariableRegistry& registry, std::string
   log_main("[%s:%d] Error cmd=%s\n", kRoutine, __LINE__, message.command.c_str());
 }
 
+}  // namespace
+
+Message split_message(std::string_view text) {
+  Message message;
+  if (text.find(':') == std::string_view::npos) return message;
+  message.splitting = Splitting::kMalformed;
+  const Parts command = split_at_separator(text);
+  message.command = command.head;
+  if (!command.rest) return message;
+  const Parts first = split_at_separator(*command.rest);
+  message.arg1 = first.head;
+  if (!first.rest) return message;
+  const Parts second = split_at_separator(*first.rest);
+  message.arg2 = until_newline(second.head);
+  message.arg3 = until_newline(second.rest.value_or(""));
+  message.splitting = Splitting::kOk;
+  return message;
+}
+
+std::string renew_lines(VariableRegistry& registry, std::size_t& next) {
+  std::string lines;
+  const MutexLock held(registry.registry_lock);
+  const std::size_t end = std::min(next + kLinesPerMessage, registry.variables.size());
+  for (; next < end; ++next) {
+    const VariableRecord& variable = registry.variables[next];
+    lines += notification_line(variable.name, variable.value);
+  }
+  return lines;
+}
+
+std::string client_list_text(const Clients& clients) {
+  std::string text = "_CLIENT_LIST=";
+  for (const ClientRecord& client : clients) {
+    text.append(client.proto == Transport::kUdp ? "udp:" : "tcp:").append(client.ip).append(":");
+    text.append(std::to_string(client.port)).append(";");
+  }
+  return text + "\n";
+}
+
 void* handle_lm_event(void* argument) {
   CentralState& state = *static_cast<CentralState*>(argument);
   while (true) {
     if (state.ready != 0) {
       guarded(kRoutine, [&] {
-        std::string text;
-        while (take_text(state.lm_queue, text)) handle_message(state, *variable_registry, text);
+        while (const std::optional<std::string> text = take_text(state.lm_queue)) {
+          handle_message(state, *variable_registry, *text);
+        }
       });
     }
     sleep_ms(kIdleMs);

@@ -2,30 +2,45 @@
 // the address and port named in the command, as a fresh datagram or connection.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
-#include <vector>
 
-#include "variables/change_processing.h"
 #include "variables/variable_registry.h"
 
 namespace kovo {
 
 struct CentralState;
 
-/// Thread body; its argument is the CentralState. Works off lm_queue once `ready`, one message
-/// after the other; looks every 200 ms while it is empty.
+constexpr std::size_t kLinesPerMessage = 5;  // of a renew
+
+enum class Splitting { kOk, kMalformed, kNoCommand };
+
+/// One message split at its colons.
+struct Message {
+  Splitting splitting = Splitting::kNoCommand;
+  std::string command;
+  std::string arg1;
+  std::string arg2;
+  std::string arg3;
+};
+
+/// Splits word::arg1::arg2 or word::arg1::arg2::arg3. Word, arg1 and arg2 end at their first colon,
+/// arg2 and arg3 at their first line feed; arg3 takes the rest. kNoCommand without any colon,
+/// kMalformed, with the word, where a second colon or a separator is missing.
+Message split_message(std::string_view text);
+
+/// Thread body; its argument is the CentralState, the variables are the global registry's. Works
+/// off lm_queue once `ready`, one message after the other; looks every 200 ms while it is empty.
+/// Mirrors a message, splits it and runs its command. An unknown, malformed or refused command is
+/// logged; a message without a colon and a get for a port that is not positive are dropped without
+/// a word. A reply to a dead TCP target costs its time-outs.
 void* handle_lm_event(void* state);
 
-/// Handles one message: mirrors it, splits it and runs its command. What is refused is logged and
-/// dropped. Called by handle_lm_event; a reply to a dead TCP target costs its time-outs.
-void handle_message(CentralState& state, VariableRegistry& registry, std::string_view text);
-
-/// The answer to the help commands.
-std::string help_text();
-
-/// The whole store in messages of at most five lines, and the count behind them.
-std::vector<std::string> renew_messages(const Variables& variables);
+/// The lines of the next variables for one renew message, kLinesPerMessage or the last ones of the
+/// store, as they are now; `next`, the place of the first in the store, moves behind them. Takes
+/// registry_lock for these lines alone: nothing waits while a store of thousands is sent.
+std::string renew_lines(VariableRegistry& registry, std::size_t& next);
 
 /// The line that lists the clients.
 std::string client_list_text(const Clients& clients);

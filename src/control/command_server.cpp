@@ -4,15 +4,19 @@
 
 #include "definitions/definition_file.h"
 #include "definitions/event_list.h"
+#include "engine/event_execution.h"
 #include "engine/event_queue.h"
 #include "frame/globals.h"
+#include "frame/host.h"
 #include "frame/log.h"
 #include "frame/loopback_server.h"
+#include "frame/worker.h"
 #include "variables/central_state.h"
 
 namespace kovo {
 namespace {
 
+constexpr int kScanPeriodMs = 250;
 constexpr char kEnableKey[] = "__SET__:network.kovo.enable";
 
 std::int64_t now_us() {
@@ -21,34 +25,29 @@ std::int64_t now_us() {
   return std::chrono::duration_cast<microseconds>(since_epoch).count();
 }
 
-void take_command(std::string_view data) {
+void take_command(void* queue, std::string_view data) {
   const std::string text(until_nul(data));
   // No line end of its own: the text usually brings one.
   log_main("[%s:%d] recv(tcp:2700) [%d]%s", "handle_tcp_event", __LINE__,
            static_cast<int>(text.size()), text.c_str());
-  const MutexLock held(event_queue->lock);
-  event_queue->tcp_lines.push_back({text, now_us()});
+  push_tcp_line(*static_cast<EventQueue*>(queue), {text, now_us()});
 }
 
 void log_read_error(const char* text) {
   log_main("Error: [%s:%d] Recv(tcp:2700): %s\n", "handle_tcp_event", __LINE__, text);
 }
 
-constexpr TcpPort kPort = {"handle_tcp_event", kCommandPort,  kMaxMessage, false, true,
-                           take_command,       log_read_error};
+constexpr TcpService kService = {
+    "handle_tcp_event",      kCommandPort, kMaxMessage,    Announce::kOnceBound,
+    PortInUse::kEndsProcess, take_command, log_read_error,
+};
+static_assert(kService.max_read <= kMaxTcpRead);
 
 void push_test_event(EventQueue& queue, CentralState& state, const std::string& name) {
   renew_kovo_txt(state, 1);
   rebuild_kovo_event_list(state, 1);
   log_main("[%s:%d] push TEST event %s", "handle_tcp_command", __LINE__, name.c_str());
   push_event_back(queue, state, name, 1);
-}
-
-}  // namespace
-
-void* handle_tcp_event(void*) {
-  serve_tcp(kPort);
-  return nullptr;
 }
 
 int handle_tcp_command(EventQueue& queue, CentralState& state, std::string_view key,
@@ -63,6 +62,45 @@ int handle_tcp_command(EventQueue& queue, CentralState& state, std::string_view 
     state.events_enabled = on ? 1 : 0;
   }
   return 0;
+}
+
+void handle_tcp_line(EventQueue& queue, CentralState& state, std::string_view line) {
+  const KeyValue pair = split_key_value(cut_text(strip_newline(line), kMaxCommand));
+  const std::string key(pair.key);
+  const std::string value(pair.value);
+  if (key.compare(0, 2, "__") == 0) {
+    handle_tcp_command(queue, state, key, value);
+    return;
+  }
+  if (state.events_enabled == 0) {
+    log_main("[%s:%d] KOVO disable, skip %s\n", "handle_q_event", __LINE__, key.c_str());
+    return;
+  }
+  log_event("get tcp:2700 event: key=%s,value=%s\n", key.c_str(), value.c_str());
+  push_event_back(queue, state, key, 0);
+}
+
+void run_pass(EventQueue& queue, CentralState& state) {
+  if (state.ready == 0) return;
+  while (const std::optional<TcpLine> line = take_tcp_line(queue)) {
+    handle_tcp_line(queue, state, line->line);
+  }
+  exec_event(queue, state);
+}
+
+}  // namespace
+
+void* handle_tcp_event(void* queue) {
+  serve_tcp(kService, queue);
+  return nullptr;
+}
+
+void* handle_q_event(void* argument) {
+  EventQueue& queue = *static_cast<EventQueue*>(argument);
+  while (true) {
+    sleep_ms(kScanPeriodMs);
+    guarded("handle_q_event", [&] { run_pass(queue, *central_state); });
+  }
 }
 
 }  // namespace kovo

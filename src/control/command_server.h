@@ -1,14 +1,11 @@
 // The TCP command server on the loopback address: programs on the device raise events by name, fire
-// test events and switch event output on or off. It receives; the queue worker interprets.
+// test events and switch event output on or off. One thread receives, the other, the queue worker,
+// interprets what was received and executes the events that have come due.
 #pragma once
 
 #include <cstdint>
-#include <string_view>
 
 namespace kovo {
-
-struct CentralState;
-struct EventQueue;
 
 constexpr std::uint16_t kCommandPort = 2700;
 
@@ -16,11 +13,14 @@ constexpr std::uint16_t kCommandPort = 2700;
 /// byte, to tcp_lines, holding queue.lock for the append. A second daemon ends here with status 1.
 void* handle_tcp_event(void* queue);
 
-/// Runs a command whose key begins with "__": "__TEST__:" and an event name reloads the test
+/// Thread body; its argument is the EventQueue, the central state is the global one. Every 250 ms,
+/// once `ready`, works off tcp_lines, then runs exec_event.
+///
+/// A line counts up to kMaxCommand bytes, without its final line feed. Names, key or key=value, are
+/// pushed while events are enabled, and logged and dropped otherwise. Of the keys that begin with
+/// "__" there are two, which always count: "__TEST__:" and an event name reloads the test
 /// definitions and pushes a test event; "__SET__:network.kovo.enable" switches events on for a
-/// value that begins with "1" or "y", off for any other. Anything else is ignored. Returns 0.
-/// Queue worker only.
-int handle_tcp_command(EventQueue& queue, CentralState& state, std::string_view key,
-                       std::string_view value);
+/// value that begins with "1" or "y", off for any other.
+void* handle_q_event(void* queue);
 
 }  // namespace kovo

@@ -1,5 +1,8 @@
 #include "control/status_intake.h"
 
+#include <optional>
+#include <vector>
+
 #include "definitions/settings.h"
 #include "engine/push_event.h"
 #include "frame/globals.h"
@@ -18,13 +21,14 @@ namespace {
 constexpr char kRoutine[] = "handle_vep_api";
 constexpr int kLinePeriodMs = 250;
 
-void take_datagram(std::string_view data) {
+void take_datagram(void* context, std::string_view data) {
+  CentralState& state = *static_cast<CentralState*>(context);
   const std::string text(until_nul(data));
   log_main("[%s:%d] recv(udp:2728) (%d)%s\n", "handle_udp_vep_api", __LINE__,
            static_cast<int>(data.size()), text.c_str());
   log_event("get udp:2728 event %s\n", text.c_str());
-  if (text.find_first_of("=:") != std::string::npos) apply_setting_line(*central_state, text);
-  push_text(central_state->api_queue, text);
+  if (text.find_first_of("=:") != std::string::npos) apply_setting_line(state, text);
+  push_text(state.api_queue, std::string(cut_text(text, kMaxStatusLine)));
 }
 
 void log_receive_error(int error) {
@@ -32,7 +36,8 @@ void log_receive_error(int error) {
            error, error_text(error).c_str());
 }
 
-constexpr UdpPort kPort = {"handle_udp_vep_api", kStatusPort, take_datagram, log_receive_error};
+constexpr UdpService kService = {"handle_udp_vep_api", kStatusPort, take_datagram,
+                                 log_receive_error};
 
 /// A row that a line counts for.
 struct CountingRow {
@@ -71,19 +76,28 @@ void handle_counting_row(CentralState& state, const CountingRow& row) {
   push_text(state.lm_queue, row.event);
 }
 
-/// The row of the playback selection, if it has another value than this one.
-bool selection_differs(CentralState& state, const std::string& name, std::string& old) {
-  const MutexLock held(state.mapping_lock);
-  const MappingRow* row = find_row_by_setting(state.mapping_table, "local:x");
-  if (row == nullptr || equals_nocase(name, row->last_value)) return false;
-  old = row->last_value;
-  return true;
+/// The events that a change of the playback selection raises, in their order.
+std::vector<const char*> playback_events(std::string_view before, std::string_view after) {
+  const bool was_local = starts_with_nocase(before, "local:");
+  const bool is_local = starts_with_nocase(after, "local:");
+  if (was_local && is_local) return {"localPlayList"};
+  if (was_local) return {"playMode"};
+  if (is_local) return {"playMode", "localPlay"};
+  return {};
 }
 
-void handle_playback(CentralState& state, const std::string& name) {
-  std::string old;
-  if (!selection_differs(state, name, old)) return;
-  for (const char* event : playback_events(old, name)) {
+/// The playback selection, if it differs from this one.
+std::optional<std::string> other_selection(CentralState& state, const std::string& name) {
+  const MutexLock held(state.mapping_lock);
+  const MappingRow* row = find_row_by_setting(state.mapping_table, "local:x");
+  if (row == nullptr || equals_nocase(name, row->last_value)) return {};
+  return row->last_value;
+}
+
+void handle_playback(CentralState& state, const std::string& name, SecondsClock clock) {
+  const std::optional<std::string> old = other_selection(state, name);
+  if (!old) return;
+  for (const char* event : playback_events(*old, name)) {
     // The line of localPlay has no end of its own.
     const bool ends_line = std::string_view(event) != "localPlay";
     log_main("[%s:%d] push event %s%s", kRoutine, __LINE__, event, ends_line ? "\n" : "");
@@ -92,13 +106,13 @@ void handle_playback(CentralState& state, const std::string& name) {
   const MutexLock held(state.mapping_lock);
   MappingRow* row = find_row_by_setting(state.mapping_table, "local:x");
   row->last_value = name;
-  row->last_time = now_s();
+  row->last_time = clock();
 }
 
 }  // namespace
 
-void* handle_udp_vep_api(void*) {
-  serve_udp(kPort);
+void* handle_udp_vep_api(void* state) {
+  serve_udp(kService, state);
   return nullptr;
 }
 
@@ -107,13 +121,14 @@ void* handle_vep_api(void* argument) {
   while (true) {
     sleep_ms(kLinePeriodMs);
     guarded(kRoutine, [&] {
-      std::string line;
-      if (take_text(state.api_queue, line)) handle_status_line(state, *variable_registry, line);
+      const std::optional<std::string> line = take_text(state.api_queue);
+      if (line) handle_status_line(state, *variable_registry, *line, now_s);
     });
   }
 }
 
-void handle_status_line(CentralState& state, VariableRegistry& registry, std::string_view text) {
+void handle_status_line(CentralState& state, VariableRegistry& registry, std::string_view text,
+                        SecondsClock clock) {
   if (text.empty()) return;
   const std::string line(strip_newline(cut_text(text, kMaxStatusLine)));
   log_main("[%s:%d] Recv(udp:%d) (%d)%s\n", kRoutine, __LINE__, kStatusPort,
@@ -121,7 +136,7 @@ void handle_status_line(CentralState& state, VariableRegistry& registry, std::st
   const KeyValue pair = split_key_value(line);
   const std::string name(pair.key);
   if (starts_with_nocase(name, "local")) {
-    handle_playback(state, name);
+    handle_playback(state, name, clock);
     return;
   }
   const bool hdcp = equals_nocase(name, "CUR_HDCP") || equals_nocase(name, "HDMI2_CUR_HDCP");
@@ -129,18 +144,9 @@ void handle_status_line(CentralState& state, VariableRegistry& registry, std::st
     log_main("[%s:%d] skip same event %s\n", kRoutine, __LINE__, name.c_str());
     return;
   }
-  const std::vector<CountingRow> rows = count_rows(state, name, now_s());
+  const std::vector<CountingRow> rows = count_rows(state, name, clock());
   for (const CountingRow& row : rows) handle_counting_row(state, row);
   if (rows.empty()) log_main("[%s:%d] no mapping event %s\n", kRoutine, __LINE__, name.c_str());
-}
-
-std::vector<const char*> playback_events(std::string_view before, std::string_view after) {
-  const bool was_local = starts_with_nocase(before, "local:");
-  const bool is_local = starts_with_nocase(after, "local:");
-  if (was_local && is_local) return {"localPlayList"};
-  if (was_local) return {"playMode"};
-  if (is_local) return {"playMode", "localPlay"};
-  return {};
 }
 
 }  // namespace kovo

@@ -4,7 +4,8 @@
 
 #include <cstdint>
 #include <string_view>
-#include <vector>
+
+#include "frame/host.h"
 
 namespace kovo {
 
@@ -17,14 +18,14 @@ constexpr std::int64_t kRepeatS = 2;  // a row that counts again within this is 
 /// Thread body; its argument is the CentralState. Returns after a socket failure.
 void* handle_udp_vep_api(void* state);
 
-/// Thread body; its argument is the CentralState. One line of api_queue every 250 ms.
+/// Thread body; its argument is the CentralState, the variables are the global registry's. One line
+/// of api_queue every 250 ms.
 void* handle_vep_api(void* state);
 
-/// Handles one status line. Called by handle_vep_api; takes mapping_lock, the locks of
-/// lm_set_change and of a push, one after the other.
-void handle_status_line(CentralState& state, VariableRegistry& registry, std::string_view text);
-
-/// The events that a change of the playback selection raises, in their order.
-std::vector<const char*> playback_events(std::string_view before, std::string_view after);
+/// Handles one status line. The clock is read where a row counts, since sets and pushes take their
+/// while. Called by handle_vep_api; takes mapping_lock, the locks of lm_set_change and of a push,
+/// one after the other.
+void handle_status_line(CentralState& state, VariableRegistry& registry, std::string_view text,
+                        SecondsClock clock);
 
 }  // namespace kovo

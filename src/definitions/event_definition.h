@@ -1,8 +1,9 @@
-// One executable event and its send steps.
+// Executable events and their send steps: as the lists hold them, and as they are queued.
 #pragma once
 
 #include <cstdint>
 #include <deque>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -20,14 +21,34 @@ struct SubCommand {
 struct EventDefinition {
   std::string name;     // common prefix of its definition keys; empty when a lookup found nothing
   std::string trigger;  // the name by which a normal push finds it
-  std::int64_t queued_at = 0;  // nanoseconds since the queue's created_at; 0 in the lists
+  std::int64_t queued_at = 0;  // nanoseconds since the queue's created_at; 0 outside the queue
   std::int64_t due_at = 0;     // likewise
-  std::vector<SubCommand> commands;
-  std::int32_t status = 0;   // 0 waiting, 2 a step was skipped, 1 executed
-  std::int32_t delay_s = 0;  // seconds between queuing and execution
-  std::int32_t test = 0;     // 1 for a test push
+  std::vector<SubCommand> commands;  // all of its steps
+  std::int32_t status = 0;           // 0 waiting, 1 executed
+  std::int32_t delay_s = 0;          // seconds between queuing and execution
+  std::int32_t test = 0;             // 1 for a test push
 };
 
 using EventList = std::deque<EventDefinition>;
+
+/// All events of one name: they take the same keys and differ in their number of steps alone, so
+/// that pushes find the first of them only. Holds what keys have set, and so no more than the file.
+struct CompiledEvent {
+  std::string name;
+  std::string trigger;
+  std::int32_t delay_s = 0;
+  std::int32_t step_count = 0;               // steps of the first of them
+  std::map<std::int32_t, SubCommand> steps;  // by index; the steps that are not there are empty
+};
+
+struct CountLine {
+  std::uint32_t event;  // position of the name in `events`
+  std::int32_t step_count;
+};
+
+struct CompiledEvents {
+  std::deque<CompiledEvent> events;  // in the order of their first "Count" lines
+  std::vector<CountLine> lines;      // every "Count" line that makes an event, in the file's order
+};
 
 }  // namespace kovo

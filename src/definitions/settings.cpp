@@ -3,11 +3,11 @@
 #include <algorithm>
 
 #include "engine/push_event.h"
+#include "frame/device_param.h"
 #include "frame/files.h"
 #include "frame/globals.h"
 #include "frame/log.h"
 #include "variables/central_state.h"
-#include "variables/device_param.h"
 
 namespace kovo {
 namespace {
@@ -23,15 +23,37 @@ int store_setting(CentralState& state, const std::string& key, std::string_view 
   const MutexLock held(state.settings_lock);
   auto* setting = find_setting(state.settings, key);
   if (setting == nullptr) return kSettingRefused;
-  const std::string text(strip_newline(value));
+  std::string text(strip_newline(value));
   if (equals_nocase(setting->second, text)) {
     log_event("[%s:%d] skip same %s=%s\n", "kovo_config_set", __LINE__, key.c_str(), text.c_str());
     return kSettingSame;
   }
   log_event("[%s:%d] %s %s => %s\n", "kovo_config_set", __LINE__, key.c_str(),
             setting->second.c_str(), text.c_str());
-  setting->second = text;
+  setting->second.swap(text);
+  state.settings_behind = true;
   return kSettingChanged;
+}
+
+/// The file's lines: one a setting, so that no value writes another setting.
+std::string settings_text(const Settings& settings) {
+  std::string text;
+  for (const auto& [key, value] : settings) {
+    text.append(key).append("=").append(until_newline(value)).append("\n");
+  }
+  return text;
+}
+
+/// Takes "key=value" into the settings when the key is known exactly; cut at its first line feed.
+void load_setting_line(Settings& settings, std::string_view line) {
+  const KeyValue pair = split_key_value(until_newline(line));
+  if (!pair.found) return;
+  if (auto* setting = find_setting(settings, pair.key)) setting->second = pair.value;
+}
+
+bool file_is_behind(CentralState& state) {
+  const MutexLock held(state.settings_lock);
+  return state.settings_behind;
 }
 
 }  // namespace
@@ -58,13 +80,14 @@ bool enables_events(std::string_view value) {
 int init_settings(CentralState& state) {
   {
     const MutexLock held(state.settings_lock);
+    state.settings.clear();
     for (const char* name : kSettingNames) state.settings.emplace_back(name, "");
   }
   return load_settings_file(state);
 }
 
 int load_settings_file(CentralState& state) {
-  const File file = open_for_reading(kSettingsPath);
+  const File file = open_for_reading(kSettingsPath, Links::kFollow);
   if (file == nullptr) return 0;
   const MutexLock held(state.settings_lock);
   LineBuffer buffer;
@@ -73,15 +96,9 @@ int load_settings_file(CentralState& state) {
   return 0;
 }
 
-void load_setting_line(Settings& settings, std::string_view line) {
-  const KeyValue pair = split_key_value(until_newline(line));
-  if (!pair.found) return;
-  if (auto* setting = find_setting(settings, pair.key)) setting->second = pair.value;
-}
-
 int apply_setting_line(CentralState& state, std::string_view line) {
   if (!starts_with_nocase(line, "port") && !starts_with_nocase(line, "sys")) return kNoSettingLine;
-  const KeyValue pair = split_key_value(cut_text(until_newline(line), kMaxStatusLine));
+  const KeyValue pair = split_key_value(cut_text(strip_newline(line), kMaxStatusLine));
   if (!pair.found) return kNoSettingLine;
   return kovo_config_set(state, pair.key, pair.value);
 }
@@ -93,19 +110,17 @@ int kovo_config_set(CentralState& state, std::string_view key, std::string_view 
     return kSettingRefused;
   }
   const int result = store_setting(state, name, value);
-  if (result != kSettingChanged) return result;
-  push_event(name);
-  write_settings_file(state);
-  return kSettingChanged;
+  if (result == kSettingChanged) push_event(name);
+  if (result != kSettingRefused && file_is_behind(state)) write_settings_file(state);
+  return result;
 }
 
 int write_settings_file(CentralState& state) {
   const MutexLock held(state.settings_lock);
   if (state.settings.empty()) return -1;
-  std::string text;
-  for (const auto& [key, value] : state.settings)
-    text.append(key).append("=").append(value).append("\n");
-  return replace_file(kSettingsPath, text) ? 0 : -2;
+  if (!replace_file(kSettingsPath, settings_text(state.settings))) return -2;
+  state.settings_behind = false;
+  return 0;
 }
 
 }  // namespace kovo

@@ -1,16 +1,13 @@
 // The events enable flag and the four persistent settings.
 #pragma once
 
-#include <deque>
-#include <string>
 #include <string_view>
-#include <utility>
+
+#include "definitions/named_values.h"
 
 namespace kovo {
 
 struct CentralState;
-
-using Settings = std::deque<std::pair<std::string, std::string>>;
 
 constexpr char kSettingsPath[] = "/mnt/persistent/kovo_conf.txt";
 constexpr const char* kSettingNames[] = {"portDescr", "portID", "sysDescr", "sysName"};
@@ -36,23 +33,23 @@ int init_settings(CentralState& state);
 int load_settings_file(CentralState& state);
 
 /// Applies a line that may be a setting. kNoSettingLine when it begins with neither "port" nor
-/// "sys" or holds no "=", otherwise what kovo_config_set returns. The line ends at its first line
-/// feed, since the file holds one line a setting, and at most kMaxStatusLine bytes count. Called by
-/// the receivers and the status intake; takes the locks of kovo_config_set.
+/// "sys" or holds no "=", otherwise what kovo_config_set returns. One trailing line feed does not
+/// count, and at most kMaxStatusLine bytes do. Called by the receivers and the status intake; takes
+/// the locks of kovo_config_set.
 int apply_setting_line(CentralState& state, std::string_view line);
 
-/// Sets one setting. kSettingRefused, kSettingSame (also for another letter case, which is not
-/// stored) or kSettingChanged: logged, the event of the setting's name pushed, the file written.
+/// Sets one setting, without one trailing line feed of its value. kSettingRefused, kSettingSame
+/// (also for another letter case, which is not stored) or kSettingChanged: logged, the event of the
+/// setting's name pushed, the file written. A file that could not be written, or a push that ran
+/// out of memory before it, leaves settings_behind: the next call writes it, whatever it sets.
 /// Any thread. Takes settings_lock for the comparison and again for the file, and EventQueue.lock
 /// for the push between them, with its status query of up to two seconds.
 int kovo_config_set(CentralState& state, std::string_view key, std::string_view value);
 
-/// Replaces the settings file whole. 0, -1 when there are no settings, -2 when it cannot be
-/// written; the settings in memory stay as they are. Takes settings_lock.
+/// Replaces the settings file whole, one line a setting: a value is cut there at its first line
+/// feed. 0, -1 when there are no settings, -2 when it cannot be written; the settings in memory
+/// stay as they are. Takes settings_lock.
 int write_settings_file(CentralState& state);
-
-/// Takes "key=value" into the settings when the key is known exactly; cut at its first line feed.
-void load_setting_line(Settings& settings, std::string_view line);
 
 /// True when a text begins with the name of one of the four settings, in any letter case.
 bool names_setting(std::string_view text);

@@ -4,6 +4,7 @@
 #include "frame/globals.h"
 #include "frame/host.h"
 #include "frame/log.h"
+#include "frame/shell.h"
 #include "variables/central_state.h"
 
 namespace kovo {
@@ -17,11 +18,11 @@ Mutex status_file_lock;
 
 StatusVars query_status() {
   StatusVars vars;
-  const Pipe pipe = open_pipe(kStatusQuery);
-  if (pipe == nullptr) return vars;
+  Pipe pipe;
+  if (!open_pipe(pipe, kStatusQuery)) return vars;
   LineBuffer buffer;
   std::string_view line;
-  while (vars.size() < kMaxStatusVars && read_line(pipe.get(), buffer, line)) {
+  while (vars.size() < kMaxStatusVars && read_line(pipe.output, buffer, line)) {
     parse_status_line(line, vars);
   }
   return vars;

@@ -17,8 +17,10 @@ int hex_digit(char c) {
 }  // namespace
 
 std::string expand_templates(const TemplateValues& values, std::string_view payload) {
+  // An escape sequence makes one byte of two, so no later byte can be part of what is kept.
+  constexpr std::size_t kMaxRaw = 2 * kMaxExpanded;
   std::string result;
-  while (true) {
+  while (result.size() < kMaxRaw) {
     const std::size_t open = payload.find("{{");
     if (open == std::string_view::npos) break;
     const std::size_t close = payload.find("}}", open + 2);
@@ -28,7 +30,9 @@ std::string expand_templates(const TemplateValues& values, std::string_view payl
     payload.remove_prefix(close + 2);
   }
   result += payload;
-  return unescape_controls(std::move(result));
+  result = unescape_controls(std::move(result));
+  if (result.size() > kMaxExpanded) result.resize(kMaxExpanded);
+  return result;
 }
 
 std::string template_value(const TemplateValues& values, std::string_view name) {
@@ -52,6 +56,7 @@ std::string unescape_text(const char* text) {
 }
 
 std::string replace_all(std::string text, std::string_view from, std::string_view to) {
+  if (from.empty()) return text;
   std::string result;
   std::size_t from_here = 0;
   for (std::size_t at = text.find(from); at != std::string::npos; at = text.find(from, from_here)) {

@@ -1,16 +1,14 @@
 // Payload templates and the escape sequences of texts: pure text in, text out.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <utility>
-#include <vector>
+
+#include "definitions/named_values.h"
 
 namespace kovo {
-
-/// (key, value) pairs in the order of the status service's answer.
-using StatusVars = std::vector<std::pair<std::string, std::string>>;
 
 /// What placeholders may stand for, as it was when an event was queued.
 struct TemplateValues {
@@ -20,8 +18,12 @@ struct TemplateValues {
   std::int32_t uptime_s = 0;
 };
 
+// Bytes of an expanded payload; placeholders could swell it to hundreds of kilobytes.
+constexpr std::size_t kMaxExpanded = 16 * 1024;
+
 /// Replaces each "{{" name "}}" by its value and then the escape sequences of the whole result. An
-/// opening "{{" without a later "}}" is literal text; inserted values are not scanned again.
+/// opening "{{" without a later "}}" is literal text; inserted values are not scanned again. The
+/// result is cut to kMaxExpanded bytes.
 std::string expand_templates(const TemplateValues& values, std::string_view payload);
 
 /// The value of one placeholder, its name taken exactly: a status variable of that name, or date,
@@ -34,7 +36,8 @@ std::string unescape_controls(std::string text);
 /// The same for a zero-terminated text; an empty text for a null pointer.
 std::string unescape_text(const char* text);
 
-/// Replaces every occurrence; what has been put in is not searched again.
+/// Replaces every occurrence; what has been put in is not searched again. An empty `from` occurs
+/// nowhere.
 std::string replace_all(std::string text, std::string_view from, std::string_view to);
 
 /// Decodes "%" and two hexadecimal digits into a byte; 0xFF when they are no digits. A "%" with

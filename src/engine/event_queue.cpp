@@ -15,20 +15,51 @@ namespace {
 
 constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
 
-/// Looks one name up and stamps the copy. False when nothing matched. The mirror hears of found and
-/// unfound names alike, each time with the whole text.
-bool make_pending(EventQueue& queue, CentralState& state, std::string_view name,
-                  const std::string& text, int test, EventDefinition& event) {
+/// Looks one name up and stamps the copy; nothing when no event has it. The mirror hears of found
+/// and unfound names alike, each time with the whole text.
+std::optional<EventDefinition> make_pending(EventQueue& queue, CentralState& state,
+                                            std::string_view name, const std::string& text,
+                                            int test) {
   const std::int64_t now = queue_time(queue);
-  event = lookup_event(state, name, test);
-  if (debug_target_on != 0) {
-    send_debug_line(test != 0 ? "KOVO Test event: %s" : "KOVO event: %s", text.c_str());
-  }
-  if (event.name.empty()) return false;
+  EventDefinition event = lookup_event(state, name, test);
+  send_debug_line(kMirrorEvents, test != 0 ? "KOVO Test event: %s" : "KOVO event: %s",
+                  text.c_str());
+  if (event.name.empty()) return {};
   event.test = test;
   event.queued_at = now;
   event.due_at = test == 1 ? now : now + event.delay_s * kNanosecondsPerSecond;
-  return true;
+  return event;
+}
+
+enum class End { kFront, kBack };
+
+/// Looks up each name of a text and puts the events found at one end of the queue.
+void push_names(EventQueue& queue, CentralState& state, const std::string& text, int test, End end)
+    REQUIRES(queue.lock) {
+  for (const std::string_view name : split_lines(text)) {
+    std::optional<EventDefinition> event = make_pending(queue, state, name, text, test);
+    if (event && end == End::kBack) queue.pending.push_back(std::move(*event));
+    if (event && end == End::kFront) queue.pending.push_front(std::move(*event));
+    if (!event && debug != 0) {
+      print_stdout("[%s:%d] not found sys event=%s\n",
+                   end == End::kBack ? "push_event_back" : "push_event_front", __LINE__,
+                   text.c_str());
+    }
+  }
+}
+
+struct MirrorTarget {
+  Transport transport;
+  std::string ip;
+  std::int32_t port;
+};
+
+/// The target, if the mirror is on at that level.
+std::optional<MirrorTarget> mirror_target(std::int32_t level) {
+  const MutexLock held(debug_target_lock);
+  if (debug_target_on < level) return {};
+  const Transport transport = debug_target_udp != 0 ? Transport::kUdp : Transport::kTcp;
+  return MirrorTarget{transport, debug_target_ip, debug_target_port};
 }
 
 }  // namespace
@@ -43,6 +74,18 @@ std::int64_t queue_time(const EventQueue& queue) {
   return steady_ns() - queue.created_at;
 }
 
+void push_tcp_line(EventQueue& queue, TcpLine line) {
+  DropReport report("tcp_lines");
+  const MutexLock held(queue.lock);
+  push_bounded(queue.tcp_lines, queue.tcp_load, std::move(line), report);
+}
+
+std::optional<TcpLine> take_tcp_line(EventQueue& queue) {
+  DropReport report("tcp_lines");
+  const MutexLock held(queue.lock);
+  return take_bounded(queue.tcp_lines, queue.tcp_load, report);
+}
+
 int push_event_back(EventQueue& queue, CentralState& state, std::string_view names, int test) {
   const MutexLock held(queue.lock);
   const std::string text(strip_newline(names));
@@ -51,49 +94,26 @@ int push_event_back(EventQueue& queue, CentralState& state, std::string_view nam
   } else {
     log_event("push event: %s\n", text.c_str());
   }
-  for (const std::string_view name : split_lines(text)) {
-    EventDefinition event;
-    if (make_pending(queue, state, name, text, test, event)) {
-      queue.pending.push_back(std::move(event));
-    } else if (debug != 0) {
-      print_stdout("[%s:%d] not found sys event=%s\n", "push_event_back", __LINE__, text.c_str());
-    }
-  }
+  push_names(queue, state, text, test, End::kBack);
   return 0;
 }
 
 int push_event_front(EventQueue& queue, CentralState& state, std::string_view names, int test) {
   const MutexLock held(queue.lock);
-  const std::string text(names);
-  for (const std::string_view name : split_lines(text)) {
-    EventDefinition event;
-    if (make_pending(queue, state, name, text, test, event)) {
-      queue.pending.push_front(std::move(event));
-    } else if (debug != 0) {
-      print_stdout("[%s:%d] not found sys event=%s\n", "push_event_front", __LINE__, text.c_str());
-    }
-  }
+  push_names(queue, state, std::string(names), test, End::kFront);
   return 0;
 }
 
-int send_debug_line(const char* format, ...) {
+int send_debug_line(std::int32_t level, const char* format, ...) {
+  const std::optional<MirrorTarget> target = mirror_target(level);
+  if (!target) return 0;
   char buffer[kMaxCommand + 1];
   std::va_list args;
   va_start(args, format);
   const int length = std::vsnprintf(buffer, sizeof buffer, format, args);
   va_end(args);
   if (length < 1) return length;
-  const std::string_view line = strip_newline(buffer);
-  std::string ip;
-  std::int32_t port = 0;
-  bool by_udp = false;
-  {
-    const MutexLock held(debug_target_lock);
-    ip = debug_target_ip;
-    port = debug_target_port;
-    by_udp = debug_target_udp != 0;
-  }
-  return by_udp ? udpclient(ip, port, line) : tcpclient_no_rcv(ip, port, line);
+  return send_by(target->transport, target->ip, target->port, strip_newline(buffer));
 }
 
 void push_event(std::string_view name) {

@@ -8,10 +8,12 @@
 #include <cstdint>
 #include <deque>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "definitions/event_definition.h"
+#include "frame/bounded_queue.h"
 #include "frame/mutex.h"
 #include "frame/text.h"
 
@@ -32,6 +34,10 @@ struct TcpLine {
   std::int64_t received_us;  // wall clock, microseconds since the epoch
 };
 
+inline const std::string& text_of(const TcpLine& line) {
+  return line.line;
+}
+
 /// What a sender thread is started with; it stays in its slot so that a start needs no allocation.
 struct SenderTask {
   struct EventQueue* queue;
@@ -44,7 +50,8 @@ struct SenderTask {
 struct EventQueue {
   Mutex lock;  // held for a whole push, its lookup included, and for a whole scan of the worker
   EventList pending GUARDED_BY(lock);
-  std::deque<TcpLine> tcp_lines GUARDED_BY(lock);
+  std::deque<TcpLine> tcp_lines GUARDED_BY(lock);  // the oldest first, kMaxQueueBytes at most
+  QueueLoad tcp_load GUARDED_BY(lock);
 
   // The slots. The worker takes and frees them; a sender thread touches only its own.
   pthread_t sender_threads[kSenderSlots] = {};
@@ -61,17 +68,31 @@ std::unique_ptr<EventQueue> make_event_queue();
 /// Nanoseconds since the queue was made.
 std::int64_t queue_time(const EventQueue& queue);
 
+/// Appends a received line. When tcp_lines is full it is dropped, and the main log told. Takes
+/// queue.lock for the append; so for the next.
+void push_tcp_line(EventQueue& queue, TcpLine line);
+
+/// Takes the oldest received line; nothing when there is none.
+std::optional<TcpLine> take_tcp_line(EventQueue& queue);
+
 /// Looks up each line of `names` and appends the events found to `pending`, in order; one final
 /// line feed is removed first. Logs the text, and mirrors it once per name when the mirror is on.
-/// A name without an event leaves no other trace. Returns 0. Any thread; takes queue.lock for all
-/// of it: the status queries of the lookups and the mirror's lines, up to 3 s each, included.
+/// Nothing is queued for a name without an event; with -d it is printed. Returns 0. Any thread;
+/// takes queue.lock for all of it: the status queries of the lookups and the mirror's lines, up to
+/// 3 s each, included.
 int push_event_back(EventQueue& queue, CentralState& state, std::string_view names, int test);
 
 /// The same without the event-log line, each event at the front: several names end up reversed.
 int push_event_front(EventQueue& queue, CentralState& state, std::string_view names, int test);
 
-/// Formats one line, cut to kMaxCommand bytes, and sends it to the debug mirror's target. Returns
-/// the sender's result. Takes debug_target_lock for a copy of the target; none while sending.
-[[gnu::format(printf, 1, 2)]] int send_debug_line(const char* format, ...);
+enum : std::int32_t {
+  kMirrorEvents = 1,   // debug_target_on: every pushed event is mirrored
+  kMirrorChanges = 2,  // variable changes as well
+};
+
+/// Formats one line, cut to kMaxCommand bytes, and sends it to the debug mirror's target, if the
+/// mirror is switched on that far. Returns the sender's result, 0 when there is nothing to send.
+/// Takes debug_target_lock for a copy of the switch and its target; none while sending.
+[[gnu::format(printf, 2, 3)]] int send_debug_line(std::int32_t level, const char* format, ...);
 
 }  // namespace kovo

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "engine/choose_sender.h"
 #include "engine/senders.h"
 #include "frame/globals.h"
 #include "frame/host.h"
@@ -11,9 +12,13 @@
 namespace kovo {
 namespace {
 
-using ThreadBody = void* (*)(void*);
+#if defined(KOVO_SANITIZED)
+constexpr std::size_t kSenderStack = std::size_t{1} << 20;  // sanitizers widen every frame
+#else
+constexpr std::size_t kSenderStack = std::size_t{128} << 10;  // 512 of them fit a 32-bit process
+#endif
 
-constexpr char kStatusRequest[] = "getStatus";
+enum class Payload { kData, kStatus };  // the step's own, or the status service's answer
 
 /// Gives a taken slot back, unless its thread has started: out of memory, a log record may throw.
 struct SlotGuard {
@@ -33,31 +38,21 @@ void print_task(const char* routine, const SenderTask& task, const char* ip, con
                static_cast<int>(std::strlen(data)), data, static_cast<long long>(task.delay_ns));
 }
 
-std::string ask_status() {
-  std::string answer;
-  tcpclient(kStatusServiceAddress, kStatusServicePort, kStatusRequest, answer);
-  return answer;
-}
-
-/// What the four bodies share: the slot is copied before the wait. A text up to its first zero byte
-/// is what goes out.
-void run_sender(const SenderTask& task, const char* routine, SendKind kind) {
+/// The slot is copied before the wait. A text up to its first zero byte is what goes out.
+void send_step(const SenderTask& task, const char* routine, Payload kind, Transport transport) {
   const char* slot_ip = task.queue->sender_ip[task.slot];
   const char* slot_data = task.queue->sender_data[task.slot];
-  const bool by_status = kind == SendKind::kUdpStatus || kind == SendKind::kTcpStatus;
-  if (kind == SendKind::kUdp || kind == SendKind::kUdpStatus) {
-    print_task(routine, task, slot_ip, slot_data);
-  }
-  if (kind == SendKind::kTcpStatus && debug != 0) {
+  if (transport == Transport::kUdp) print_task(routine, task, slot_ip, slot_data);
+  if (transport == Transport::kTcp && kind == Payload::kStatus && debug != 0) {
     print_stdout("[%s:%d] sleep for=%lld\n", routine, __LINE__,
                  static_cast<long long>(task.delay_ns));
   }
   const std::string ip(slot_ip);
   std::string payload(slot_data);
-  if (!by_status) print_task(routine, task, ip.c_str(), payload.c_str());
+  if (kind == Payload::kData) print_task(routine, task, ip.c_str(), payload.c_str());
   sleep_ns(task.delay_ns);
-  if (by_status) payload = ask_status();
-  if (kind == SendKind::kUdp || kind == SendKind::kUdpStatus) {
+  if (kind == Payload::kStatus) payload = ask_status_service(kStatusRequest);
+  if (transport == Transport::kUdp) {
     udpclient(ip, task.port, payload);
     return;
   }
@@ -65,64 +60,46 @@ void run_sender(const SenderTask& task, const char* routine, SendKind kind) {
   tcpclient(ip, task.port, payload, reply);
 }
 
-void* sender_body(void* argument, const char* routine, SendKind kind) {
+/// The one body of the four threads.
+void* run_sender(void* argument, const char* routine, Payload kind, Transport transport) {
   const SenderTask& task = *static_cast<const SenderTask*>(argument);
-  guarded(routine, [&] { run_sender(task, routine, kind); });
+  guarded(routine, [&] { send_step(task, routine, kind, transport); });
   *task.state = kSlotFinished;
   return nullptr;
 }
 
-ThreadBody body_of(SendKind kind) {
-  switch (kind) {
-    case SendKind::kUdp:
-      return udpclient_thread;
-    case SendKind::kTcp:
-      return tcpclient_thread;
-    case SendKind::kUdpStatus:
-      return udpclient_getStatus_thread;
-    case SendKind::kTcpStatus:
-      return tcpclient_getStatus_thread;
-    case SendKind::kNone:
-      break;
-  }
-  return nullptr;
-}
-
-bool contains(std::string_view text, std::string_view word) {
-  return text.find(word) != std::string_view::npos;
-}
-
-void fill_slot(EventQueue& queue, int slot, const SubCommand& command, int port, SendKind kind) {
-  const bool by_status = kind == SendKind::kUdpStatus || kind == SendKind::kTcpStatus;
+/// A status sender leaves the slot's data as it is.
+void fill_slot(EventQueue& queue, int slot, const SubCommand& command, int port) {
   copy_text(queue.sender_ip[slot], sizeof queue.sender_ip[slot], command.ip);
-  if (!by_status) copy_text(queue.sender_data[slot], sizeof queue.sender_data[slot], command.data);
+  if (!contains(command.protocol, "Status")) {
+    copy_text(queue.sender_data[slot], sizeof queue.sender_data[slot], command.data);
+  }
   queue.sender_tasks[slot] = {&queue, slot, port, command.delay_from_exec_ns,
                               &queue.sender_state[slot]};
 }
 
+using SenderBody = void* (*)(void* task);
+
+// In the order of SendKind.
+constexpr SenderBody kSenderBodies[] = {nullptr, udpclient_thread, tcpclient_thread,
+                                        udpclient_getStatus_thread, tcpclient_getStatus_thread};
+
 }  // namespace
 
 void* udpclient_thread(void* task) {
-  return sender_body(task, "udpclient_thread", SendKind::kUdp);
+  return run_sender(task, "udpclient_thread", Payload::kData, Transport::kUdp);
 }
 
 void* tcpclient_thread(void* task) {
-  return sender_body(task, "tcpclient_thread", SendKind::kTcp);
+  return run_sender(task, "tcpclient_thread", Payload::kData, Transport::kTcp);
 }
 
 void* udpclient_getStatus_thread(void* task) {
-  return sender_body(task, "udpclient_getStatus_thread", SendKind::kUdpStatus);
+  return run_sender(task, "udpclient_getStatus_thread", Payload::kStatus, Transport::kUdp);
 }
 
 void* tcpclient_getStatus_thread(void* task) {
-  return sender_body(task, "tcpclient_getStatus_thread", SendKind::kTcpStatus);
-}
-
-SendKind choose_sender(std::string_view protocol) {
-  const bool by_status = contains(protocol, "Status");
-  if (contains(protocol, "TCP")) return by_status ? SendKind::kTcpStatus : SendKind::kTcp;
-  if (contains(protocol, "UDP")) return by_status ? SendKind::kUdpStatus : SendKind::kUdp;
-  return SendKind::kNone;
+  return run_sender(task, "tcpclient_getStatus_thread", Payload::kStatus, Transport::kTcp);
 }
 
 int get_new_ret_thread(EventQueue& queue, const std::string& event_name) {
@@ -165,9 +142,10 @@ void start_sender(EventQueue& queue, const std::string& event_name, const SubCom
                  command.ip.c_str(), command.port.c_str(), static_cast<int>(command.data.size()),
                  command.data.c_str());
   }
-  fill_slot(queue, slot, command, port, kind);
-  const int error = start_thread(queue.sender_threads[slot], kSenderStack, body_of(kind),
-                                 &queue.sender_tasks[slot]);
+  fill_slot(queue, slot, command, port);
+  const int error =
+      start_thread(queue.sender_threads[slot], kSenderStack,
+                   kSenderBodies[static_cast<std::size_t>(kind)], &queue.sender_tasks[slot]);
   if (error == 0) {
     taken.state = nullptr;
     return;

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 
 #include "definitions/event_definition.h"
 #include "engine/event_queue.h"
@@ -17,14 +16,8 @@ void* tcpclient_thread(void* task);
 void* udpclient_getStatus_thread(void* task);
 void* tcpclient_getStatus_thread(void* task);
 
-enum class SendKind { kNone, kUdp, kTcp, kUdpStatus, kTcpStatus };
-
-/// Chooses the sender by the words "Status", "TCP" and "UDP" in a protocol text, in that letter
-/// case; TCP goes before UDP.
-SendKind choose_sender(std::string_view protocol);
-
-/// Takes a free slot: its index, or -1 when none is free. Joins the finished threads on its way; a
-/// slot freed by that is not taken in the same scan. Called by the queue worker alone.
+/// Takes a free slot: its index, or -1 when none is free. Joins the finished threads that it
+/// passes; a slot freed by that is not taken in the same scan. Called by the queue worker alone.
 int get_new_ret_thread(EventQueue& queue, const std::string& event_name);
 
 /// Starts the sender of one step, if its protocol names one and a slot is free. A thread that

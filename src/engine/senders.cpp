@@ -1,10 +1,6 @@
 #include "engine/senders.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <poll.h>
-#include <sys/socket.h>
-#include <sys/time.h>
 
 #include <cerrno>
 
@@ -12,6 +8,7 @@
 #include "frame/globals.h"
 #include "frame/host.h"
 #include "frame/log.h"
+#include "frame/sockets.h"
 
 namespace kovo {
 namespace {
@@ -20,25 +17,8 @@ constexpr int kReplyTimeoutMs = 2000;
 constexpr int kNoReplyTimeoutMs = 1500;
 constexpr int kPauseMs = 10;
 
-sockaddr_in address_of(const std::string& ip, int port) {
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(static_cast<std::uint16_t>(port));
-  static_cast<void>(inet_pton(AF_INET, ip.c_str(), &address.sin_addr));
-  return address;
-}
-
-const sockaddr* generic(const sockaddr_in& address) {
-  return reinterpret_cast<const sockaddr*>(&address);
-}
-
-void set_timeouts(int fd, int milliseconds) {
-  timeval limit{};
-  limit.tv_sec = milliseconds / 1000;
-  limit.tv_usec = milliseconds % 1000 * 1000L;
-  setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
-  setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-}
+constexpr char kStatusServiceAddress[] = "127.0.0.1";
+constexpr int kStatusServicePort = 50003;
 
 /// An interrupted connect goes on by itself and cannot be made again: its end is waited for.
 int finish_connect(int fd, int timeout_ms) {
@@ -82,7 +62,7 @@ int open_connection(const char* routine, Descriptor& connection, const std::stri
     return kNoSocket;
   }
   set_timeouts(connection.fd, timeout_ms);
-  if (connect_to(connection.fd, address_of(ip, port), timeout_ms) == 0) return 0;
+  if (connect_to(connection.fd, socket_address(ip, port), timeout_ms) == 0) return 0;
   const int error = errno;
   failure = numbered_error(error);
   log_main("[%s:%d] Error: connect ip=%s, port=%d, error=(%d)%s, data=%s;\n", routine, __LINE__,
@@ -124,7 +104,7 @@ std::string read_reply(int fd, std::size_t reply_size) {
 }  // namespace
 
 int udpclient(const std::string& ip, int port, std::string_view payload) {
-  const sockaddr_in address = address_of(ip, port);
+  const sockaddr_in address = socket_address(ip, port);
   const Descriptor datagram(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
   if (datagram.fd < 0) return -1;
   if (debug != 0) {
@@ -173,6 +153,17 @@ int tcpclient_no_rcv(const std::string& ip, int port, std::string_view payload) 
   const int sent = send_payload(connection, ip, port, text, failure);
   if (sent >= 0) sleep_ms(kPauseMs);
   return sent;
+}
+
+int send_by(Transport transport, const std::string& ip, int port, std::string_view payload) {
+  return transport == Transport::kUdp ? udpclient(ip, port, payload)
+                                      : tcpclient_no_rcv(ip, port, payload);
+}
+
+std::string ask_status_service(const std::string& request, std::size_t reply_size) {
+  std::string reply;
+  tcpclient(kStatusServiceAddress, kStatusServicePort, request, reply, reply_size);
+  return reply;
 }
 
 }  // namespace kovo

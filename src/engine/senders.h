@@ -5,13 +5,16 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
 namespace kovo {
 
-constexpr char kStatusServiceAddress[] = "127.0.0.1";
-constexpr int kStatusServicePort = 50003;
+constexpr char kStatusRequest[] = "getStatus";  // what the status service is asked
+
+enum class Transport : std::int32_t { kUdp = 0, kTcp = 1 };
+
 constexpr std::size_t kReplySize = 2048;  // reply buffer, with its terminating zero byte
 
 enum : int {
@@ -34,5 +37,11 @@ int tcpclient(const std::string& ip, int port, std::string_view payload, std::st
 /// Connects, sends the payload, pauses 10 ms and closes. Each step waits 1.5 s at most.
 /// Returns as tcpclient does.
 int tcpclient_no_rcv(const std::string& ip, int port, std::string_view payload);
+
+/// Sends by udpclient or by tcpclient_no_rcv and returns what that returns.
+int send_by(Transport transport, const std::string& ip, int port, std::string_view payload);
+
+/// Asks the device's status service by tcpclient and returns its reply, or the text of the failure.
+std::string ask_status_service(const std::string& request, std::size_t reply_size = kReplySize);
 
 }  // namespace kovo

@@ -1,7 +1,6 @@
 #include "frame/daemon.h"
 
 #include <fcntl.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -17,12 +16,12 @@
 #include "definitions/settings.h"
 #include "definitions/status_vars.h"
 #include "engine/event_queue.h"
-#include "engine/queue_worker.h"
 #include "frame/files.h"
 #include "frame/globals.h"
 #include "frame/host.h"
 #include "frame/log.h"
 #include "frame/options.h"
+#include "frame/shell.h"
 #include "frame/supervision.h"
 #include "frame/worker.h"
 #include "variables/central_state.h"
@@ -33,6 +32,7 @@ namespace kovo {
 namespace {
 
 constexpr char kPowerOnMarkerPath[] = "/var/tmp/log/kovo_power_on";
+constexpr unsigned kMarkerMode = 0444;
 constexpr char kWebRoot[] = "/www/pelm";
 
 /// Puts /dev/null in the place of missing standard descriptors, so that no socket becomes stdout.
@@ -52,41 +52,26 @@ void ignore_broken_pipes() {
   sigaction(SIGPIPE, &action, nullptr);
 }
 
-/// 512 senders and the idle connections of two servers need more than the usual 1024 descriptors.
-void raise_descriptor_limit() {
-  rlimit limit{};
-  if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
-  limit.rlim_cur = limit.rlim_max;
-  setrlimit(RLIMIT_NOFILE, &limit);
-}
-
-/// A reader of stdout that stands still must hold up neither the daemon nor the children of the
-/// shell. A description of its own keeps the terminal or pipe as it is for everybody else.
-void make_stdout_nonblocking() {
-  struct stat info {};
-  if (fstat(STDOUT_FILENO, &info) != 0 || S_ISREG(info.st_mode)) return;
-  const Descriptor own(open("/proc/self/fd/1", O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-  if (own.fd >= 0) dup2(own.fd, STDOUT_FILENO);
-}
-
 void prepare_process() {
   open_standard_descriptors();
   ignore_broken_pipes();
   raise_descriptor_limit();
+  umask(kModeMask);
+}
+
+void log_banner() {
+  log_main("kovotcp V%s.%s Build: %s %s +08:00\n", kVersion, kEdition, kBuildDate, kBuildTime);
 }
 
 void make_objects() {
-  event_queue = make_event_queue().release();
-  central_state = make_central_state().release();
-  variable_registry = make_variable_registry().release();
+  insist("main", [] { event_queue = make_event_queue().release(); });
+  insist("main", [] { central_state = make_central_state().release(); });
+  insist("main", [] { variable_registry = make_variable_registry().release(); });
+}
+
+void load_settings() {
   renew_enable_event(*central_state);
   init_settings(*central_state);
-  log_event_echo("kovotcp start\n");
-  central_state->ready = 0;
-  debug_target_on = 0;
-  const MutexLock held(debug_target_lock);
-  debug_target_port = 0;
-  debug_target_udp = 0;
 }
 
 void write_pid_file() {
@@ -109,7 +94,9 @@ bool start_workers(std::initializer_list<Worker> workers) {
     pthread_t thread;
     const int error = start_thread(thread, kDefaultStack, worker.body, worker.argument);
     if (error == 0) continue;
-    log_main("Error: pthread_create %s(): %s\n", worker.name, error_text(error).c_str());
+    guarded("main", [&] {
+      log_main("Error: pthread_create %s(): %s\n", worker.name, error_text(error).c_str());
+    });
     return false;
   }
   return true;
@@ -129,59 +116,64 @@ bool start_late_workers() {
 }
 
 void make_web_root() {
-  char command[512];
-  std::snprintf(command, sizeof command, "[ ! -d %s ] && mkdir -p %s || echo", kWebRoot, kWebRoot);
-  _system(command);
-  std::snprintf(command, sizeof command, "[ ! -d %s/config ] && mkdir -p %s/config || echo",
-                kWebRoot, kWebRoot);
-  _system(command);
-  std::snprintf(command, sizeof command, "[ ! -d %s/tmp ] && mkdir -p %s/tmp || echo", kWebRoot,
-                kWebRoot);
-  _system(command);
+  for (const char* folder : {"", "/config", "/tmp"}) {
+    char path[128];
+    char command[512];
+    std::snprintf(path, sizeof path, "%s%s", kWebRoot, folder);
+    std::snprintf(command, sizeof command, "[ ! -d %s ] && mkdir -p %s || echo", path, path);
+    insist("main", [&] { _system(command); });
+  }
 }
 
 void wait_for_network(CentralState& state) {
   const std::int64_t start = now_s();
   while (state.ip_addr.size() < kMinAddress) {
     sleep_ms(1000);
-    log_main("[%s:%d] wait network...%d\n", "main", __LINE__, static_cast<int>(now_s() - start));
-    renew_network_info(state.ip_addr, state.iface_name);
+    guarded("main", [&] {
+      log_main("[%s:%d] wait network...%d\n", "main", __LINE__, static_cast<int>(now_s() - start));
+      renew_network_info(state.ip_addr, state.iface_name);
+    });
   }
-  log_event_echo("network is ok\n");
+  insist("main", [] { log_event_echo("network is ok\n"); });
 }
 
 /// The platform clears the marker at boot: only the first daemon after it raises "PowerOn".
 void raise_power_on(CentralState& state) {
   if (access(kPowerOnMarkerPath, F_OK) == 0) {
     state.power_on_done = 1;
-    log_event_echo("%s is exist\n", kPowerOnMarkerPath);
+    insist("main", [] { log_event_echo("%s is exist\n", kPowerOnMarkerPath); });
     return;
   }
-  { const Descriptor marker(open(kPowerOnMarkerPath, O_RDWR | O_CREAT | O_CLOEXEC, 0444)); }
-  log_event_echo("created %s\n", kPowerOnMarkerPath);
-  push_event_front(*event_queue, state, "PowerOn", 0);
-  log_event_echo("auto push event: PowerOn\n");
+  create_file(kPowerOnMarkerPath, "", kMarkerMode);
+  insist("main", [] { log_event_echo("created %s\n", kPowerOnMarkerPath); });
+  insist("main", [&] { push_event_front(*event_queue, state, "PowerOn", 0); });
+  insist("main", [] { log_event_echo("auto push event: PowerOn\n"); });
 }
 
 void wait_for_status(CentralState& state) {
   int tries = 0;
-  while (renew_macro_var(state) < kMinStatusVars) {
+  bool answered = false;
+  while (true) {
+    guarded("main", [&] { answered = renew_macro_var(state) >= kMinStatusVars; });
+    if (answered) return;
     ++tries;
-    log_main("[%s:%d] wait getStatus...%d\n", "main", __LINE__, tries);
+    guarded("main", [&] { log_main("[%s:%d] wait getStatus...%d\n", "main", __LINE__, tries); });
     sleep_ms(1000);
   }
 }
 
-/// Starts everything up to the supervision loop. False when a worker cannot be started.
-bool start_up() {
-  log_main("kovotcp V%s.%s Build: %s %s +08:00\n", kVersion, kEdition, kBuildDate, kBuildTime);
+/// Starts everything up to the supervision loop; a step that runs out of memory is made again.
+/// False when a worker cannot be started.
+bool start_up(Supervision& memory) {
+  insist("main", log_banner);
   verbose = 1;
   make_objects();
-  write_pid_file();
+  insist("main", load_settings);
+  insist("main", [] { log_event_echo("kovotcp start\n"); });
+  insist("main", write_pid_file);
   if (!start_early_workers()) return false;
   make_web_root();
-  renew_kovo_txt(*central_state, 0);
-  rebuild_kovo_event_list(*central_state, 0);
+  load_definitions(*central_state, memory);
   if (!start_late_workers()) return false;
   central_state->ready = 1;
   wait_for_network(*central_state);
@@ -190,10 +182,9 @@ bool start_up() {
   return true;
 }
 
-[[noreturn]] void supervise() {
+[[noreturn]] void supervise(Supervision& memory) {
   start_time = static_cast<std::time_t>(now_s());
   hdmi_plug_enabled = 0;
-  Supervision memory;
   while (true) guarded("main", [&] { supervise_once(*central_state, memory); });
 }
 
@@ -201,15 +192,22 @@ bool start_up() {
 
 int run_kovotcp(int argc, char** argv) {
   prepare_process();
-  const Options options = parse_options(argc, argv);
+  Options options;
+  bool parsed = false;
+  guarded("main", [&] {
+    options = parse_options(argc, argv);
+    parsed = true;
+  });
+  if (!parsed) return 1;
   if (!options.start_daemon) return 0;
-  make_stdout_nonblocking();
-  if (!start_up()) {
+  take_over_stdout();
+  Supervision memory;
+  if (!start_up(memory)) {
     // Other threads are running: leave without destroying what they use.
-    std::fflush(stdout);
+    flush_stdout();
     _exit(1);
   }
-  supervise();
+  supervise(memory);
 }
 
 }  // namespace kovo

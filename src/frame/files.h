@@ -1,5 +1,7 @@
-// Thin helpers around files and descriptors. Only pipes wait for another process: a FIFO put in the
-// place of a file is opened without waiting for its other end, or refused.
+// Files and descriptors. Each way of opening a file is one routine here, and none of them waits for
+// anybody: a FIFO or a device put in the place of a file is refused. What lies in a folder where
+// others may write is never opened through a link, which could lead anywhere. Modes are stated and,
+// with the mask of the process, do not depend on how the daemon was started.
 #pragma once
 
 #include <array>
@@ -12,6 +14,9 @@
 #include "frame/text.h"
 
 namespace kovo {
+
+constexpr unsigned kFileMode = 0644;  // of everything that is written, if not stated otherwise
+constexpr unsigned kModeMask = 022;   // the process's, and so its shell commands'
 
 /// Owns a descriptor and closes it at the end of its scope; -1 is none.
 struct Descriptor {
@@ -28,21 +33,32 @@ struct FileCloser {
     std::fclose(file);
   }
 };
-struct PipeCloser {
-  void operator()(std::FILE* pipe) const {
-    pclose(pipe);
-  }
-};
 using File = std::unique_ptr<std::FILE, FileCloser>;
-using Pipe = std::unique_ptr<std::FILE, PipeCloser>;
 
-/// Opens a regular file for reading; null with errno set when that fails or it is something else: a
-/// pipe or a device would hold up its reader.
-File open_for_reading(const char* path);
+enum class Links { kFollow, kRefuse };
 
-/// Runs a command by the shell and reads its standard output; null when it cannot be started.
-/// Destroying the result waits for the command to end.
-Pipe open_pipe(const char* command);
+/// Opens a regular file for reading; null with errno set when that fails or it is something else.
+/// Links are followed where the folder belongs to those who may choose the file.
+File open_for_reading(const char* path, Links links);
+
+/// Creates a file that is not there yet, with these bytes; false with errno set when something is
+/// there, a link included, or it cannot be created or written.
+bool create_file(const char* path, std::string_view bytes, unsigned mode = kFileMode);
+
+/// Truncates or creates a regular file and writes the bytes; false when it cannot be opened or
+/// written, or is something else. No link is followed.
+bool write_file(const char* path, std::string_view bytes);
+
+/// Appends the bytes to a regular file, creating it; false when it cannot be opened or is something
+/// else. What a full medium does not take is lost. No link is followed.
+bool append_file(const char* path, std::string_view bytes);
+
+/// Replaces a file whole, by way of a copy beside it that is flushed to the medium and renamed: a
+/// power cut or a full medium leaves the old content or the new. The copy keeps owner, group and
+/// mode. The file is written in place only where a copy can never serve: in a folder that is
+/// read-only or forbidden, for a mount point, a hard link or no regular file, and where the owner
+/// cannot be kept. A link is kept and what it leads to replaced. False when neither succeeded.
+bool replace_file(const std::string& path, std::string_view bytes);
 
 using LineBuffer = std::array<char, kMaxMessage + 1>;
 
@@ -51,21 +67,5 @@ using LineBuffer = std::array<char, kMaxMessage + 1>;
 /// Returns false at the end of the file or on a read error.
 bool read_line(std::FILE* file, LineBuffer& buffer, std::string_view& line,
                std::size_t limit = kMaxMessage);
-
-/// Writes all bytes to a descriptor; false with errno set when some could not be written.
-bool write_all(int fd, std::string_view bytes);
-
-/// Truncates or creates the file and writes the bytes; false when it cannot be opened or written.
-/// A link is not followed: in a folder where everybody may write it could lead anywhere.
-bool write_file(const char* path, std::string_view bytes);
-
-/// Appends the bytes to the file, creating it; false when it cannot be opened. A record that a full
-/// medium does not take is lost.
-bool append_file(const char* path, std::string_view bytes);
-
-/// Replaces the file whole: written beside itself, flushed to the medium and renamed, so that a
-/// power cut leaves the old or the new content. Where nothing can be created beside it, it is
-/// written in place. False when neither succeeded.
-bool replace_file(const std::string& path, std::string_view bytes);
 
 }  // namespace kovo

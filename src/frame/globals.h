@@ -21,15 +21,16 @@ extern std::atomic<std::int32_t> verbose;    // 1 once the options are parsed
 extern std::atomic<std::int32_t> log_level;  // 3; 0 with -q or --qa, 1 with --qr
 extern std::atomic<std::int32_t>
     uptime_s;  // seconds since the system started; 0 before the loop runs
-extern std::atomic<std::int32_t> hdmi_plug_enabled;  // 1 once the uptime has passed 120 s
+extern std::atomic<std::int32_t> hdmi_plug_enabled;  // 1 once the power-on period has passed
+constexpr int kPowerOnPeriodS = 120;                 // of uptime, without display events
 
 extern EventQueue* event_queue;
 extern CentralState* central_state;
 extern VariableRegistry* variable_registry;
 extern std::time_t start_time;  // wall clock at the start of the supervision loop; main thread only
 
-// The debug mirror. `debug_target_on` is read alone to see whether there is anything to do; the
-// address, port and transport are read and replaced together under the lock.
+// The debug mirror: switch, address, port and transport are read and replaced together under the
+// lock. The switch may be read alone where nothing but work is spared by it.
 extern Mutex debug_target_lock;
 extern std::atomic<std::int32_t> debug_target_on;  // 0 off, 1 events, 2 also variable changes
 extern std::string debug_target_ip GUARDED_BY(debug_target_lock);

@@ -7,7 +7,6 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 
@@ -16,11 +15,6 @@
 #include "frame/mutex.h"
 
 namespace kovo {
-int _system(const char* command) {
-  if (std::system(command) == 0) return 0;
-  if (debug != 0) print_stdout("[%s:%d] Error: run %s\n", "_system", __LINE__, command);
-  return -1;
-}
 
 int renew_network_info(std::string& ip_addr, std::string& iface_name) {
   ifaddrs* list = nullptr;

@@ -1,4 +1,4 @@
-// Services taken from the host: shell commands, the device's own address, clocks and their texts.
+// Services taken from the host: the device's own address, clocks and their texts.
 // Nothing here keeps state. Any thread, but where it says otherwise.
 #pragma once
 
@@ -7,9 +7,6 @@
 #include <string>
 
 namespace kovo {
-
-/// Runs a command by the shell. 0 when its status is 0, otherwise -1.
-int _system(const char* command);
 
 /// Finds the device's IPv4 address among the interfaces other than "lo"; the last one listed wins.
 /// `ip_addr` (dotted text) and `iface_name` keep their values when there is none.

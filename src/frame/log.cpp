@@ -1,6 +1,7 @@
 #include "frame/log.h"
 
-#include <poll.h>
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdarg>
@@ -11,12 +12,14 @@
 #include "frame/globals.h"
 #include "frame/host.h"
 #include "frame/mutex.h"
+#include "frame/patient_output.h"
 
 namespace kovo {
 namespace {
 
 Mutex log_lock;
 std::int32_t main_log_records GUARDED_BY(log_lock) = 0;
+std::FILE* output = nullptr;  // null: stdout as the C library has it; guarded by log_lock when used
 
 [[gnu::format(printf, 1, 0)]] std::string format_record(const char* format, std::va_list args) {
   std::va_list again;
@@ -32,29 +35,36 @@ std::int32_t main_log_records GUARDED_BY(log_lock) = 0;
   return record;
 }
 
-/// Prints on stdout, unless whoever reads it stands still: that must not hold up the daemon. A
-/// piece is small enough for a pipe that takes anything, should its writes still be blocking.
-void print(std::string_view record) {
-  constexpr std::size_t kPiece = 2048;
-  while (!record.empty()) {
-    pollfd output{STDOUT_FILENO, POLLOUT, 0};
-    if (poll(&output, 1, 0) == 0) return;
-    const std::string_view piece = cut_text(record, kPiece);
-    std::fwrite(piece.data(), 1, piece.size(), stdout);
-    record.remove_prefix(piece.size());
-  }
+void print(std::string_view record) REQUIRES(log_lock) {
+  std::fwrite(record.data(), 1, record.size(), output == nullptr ? stdout : output);
 }
 
 /// The time stamp ends in a blank and another one follows it: event lines have two.
 [[gnu::format(printf, 1, 0)]] void write_event(const char* format, std::va_list args, bool echo) {
-  char stamp[kTimestampSize];
-  const std::string record = std::string(timestamp_text(stamp)) + " " + format_record(format, args);
+  const std::string message = format_record(format, args);
   const MutexLock held(log_lock);
+  char stamp[kTimestampSize];
+  const std::string record = std::string(timestamp_text(stamp)) + " " + message;
   append_file(event_log_path, record);
   if (echo) print(record);
 }
 
 }  // namespace
+
+void take_over_stdout() {
+  std::fflush(stdout);
+  struct stat info {};
+  if (fstat(STDOUT_FILENO, &info) == 0 && !S_ISREG(info.st_mode)) {
+    const Descriptor own(open("/proc/self/fd/1", O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    if (own.fd >= 0) dup2(own.fd, STDOUT_FILENO);
+  }
+  output = open_patient_output(STDOUT_FILENO, stdout);
+}
+
+void flush_stdout() {
+  const MutexLock held(log_lock);
+  std::fflush(output == nullptr ? stdout : output);
+}
 
 void log_main(const char* format, ...) {
   std::va_list args;

@@ -3,9 +3,16 @@
 // an event and is never rotated. Formats carry their own line end. Diagnostics for -d go to stdout
 // alone, guarded by `debug` at their place.
 //
-// Any thread may log. Records are written whole under one lock, a leaf, so that they never mix and
-// the rotation is exact. Files are opened and closed for each record; a file that cannot be opened
-// loses its record and nothing else.
+// Any thread may log. Records are written under one lock, behind which only that of the time zone
+// is taken: they never mix, the rotation is exact, and the stamps of the event log ascend with the
+// clock. Files are opened and closed for each record; one that cannot be opened loses its record
+// and nothing else.
+//
+// stdout is buffered as the C library does it: by lines on a terminal, otherwise by blocks, unless
+// the one who started the daemon chose otherwise (as with stdbuf). Its reader may be slow, but not
+// stand still: room is waited for until nothing was read for 200 ms, for a second at most; what has
+// no room then is dropped, and so is what comes after it, without waiting, until there is room
+// again.
 #pragma once
 
 #include <cstddef>
@@ -19,8 +26,16 @@ constexpr char kRotatedLogPath[] = "/var/tmp/log/kovo.log.1";
 constexpr std::int32_t kRecordsPerLog = 20000;
 constexpr std::size_t kTimestampSize = 64;
 
-/// Prints a record on stdout, unless its reader stands still, and appends it to the main log. The
-/// 20000th record appended since the last rotation renames the log to its rotated path.
+/// Takes stdout over for the daemon's records, with a description of its own that does not block:
+/// terminals and pipes stay as they are for everybody else. Called once, by main, before any
+/// thread starts; until then records go out by the C library's own stream.
+void take_over_stdout();
+
+/// Writes out what stdout has buffered, for the moment before the process ends.
+void flush_stdout();
+
+/// Prints a record on stdout and appends it to the main log. The 20000th record appended since the
+/// last rotation renames the log to its rotated path.
 [[gnu::format(printf, 1, 2)]] void log_main(const char* format, ...);
 
 /// Appends a record with its time stamp to the event log.
@@ -29,7 +44,7 @@ constexpr std::size_t kTimestampSize = 64;
 /// As log_event, and prints the same record on stdout, also when the file cannot be opened.
 [[gnu::format(printf, 1, 2)]] void log_event_echo(const char* format, ...);
 
-/// Prints diagnostics on stdout alone, under the same condition.
+/// Prints diagnostics on stdout alone.
 [[gnu::format(printf, 1, 2)]] void print_stdout(const char* format, ...);
 
 /// The same for a text as it is; needs no memory.

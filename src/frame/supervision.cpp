@@ -1,16 +1,17 @@
 #include "frame/supervision.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/sysinfo.h>
 
+#include <algorithm>
+
 #include "definitions/definition_file.h"
 #include "definitions/event_list.h"
-#include "engine/queue_worker.h"
 #include "frame/files.h"
 #include "frame/globals.h"
 #include "frame/host.h"
 #include "frame/log.h"
+#include "frame/worker.h"
 #include "variables/variable_store.h"
 
 namespace kovo {
@@ -45,25 +46,29 @@ void report_power_on_period(Supervision& memory) {
   memory.last_second = now;
 }
 
-/// The time remembered is the one from before the reading: a writer that is still at it is seen by
-/// the next pass.
+FileTime file_time(const char* path) {
+  struct stat info {};
+  if (stat(path, &info) != 0) return {};
+  return {true, static_cast<std::int64_t>(info.st_mtim.tv_sec), info.st_mtim.tv_nsec};
+}
+
+/// The time is remembered before the reading: a writer that is still at it is seen by the next
+/// pass, and a reading that fails does not come again at once.
 void watch_definition_file(CentralState& state, Supervision& memory) {
   const FileTime now = file_time(definition_path);
-  if (!memory.definition_time.known) {
-    memory.definition_time = now;
-    memory.definition_time.known = true;  // a file that is not there yet is read when it appears
-    return;
-  }
-  if (!time_changed(now, memory.definition_time)) return;
-  renew_kovo_txt(state, 0);
-  rebuild_kovo_event_list(state, 0);
-  memory.definition_time = now;
+  const bool first = !memory.definition_time.known;
+  const bool changed = !first && time_changed(now, memory.definition_time);
+  if (first || changed) memory.definition_time = now;
+  // A file that is not there at the first pass has changed when it appears.
+  memory.definition_time.known = true;
+  if (changed) memory.definition_retry = {};
+  if (changed || retry_due(memory.definition_retry, steady_ns())) load_definitions(state, memory);
 }
 
 void watch_sync_marker(Supervision& memory) {
   const FileTime now = file_time(kSyncMarkerPath);
   if (!now.known) {
-    const Descriptor marker(open(kSyncMarkerPath, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
+    create_file(kSyncMarkerPath, "");
     sleep_ms(kSyncPauseMs);
     return;
   }
@@ -91,10 +96,29 @@ void watch_snapshot(Supervision& memory) {
 
 }  // namespace
 
-FileTime file_time(const char* path) {
-  struct stat info {};
-  if (stat(path, &info) != 0) return {};
-  return {true, static_cast<std::int64_t>(info.st_mtim.tv_sec), info.st_mtim.tv_nsec};
+void note_reading(ReadRetry& retry, bool succeeded, std::int64_t now_ns) {
+  constexpr std::int64_t kLongestPauseS = 60;
+  constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
+  if (succeeded) {
+    retry = {};
+    return;
+  }
+  retry.pause_s = retry.pause_s == 0 ? 1 : std::min(2 * retry.pause_s, kLongestPauseS);
+  retry.due_ns = now_ns + retry.pause_s * kNanosecondsPerSecond;
+}
+
+bool retry_due(const ReadRetry& retry, std::int64_t now_ns) {
+  return retry.pause_s != 0 && now_ns >= retry.due_ns;
+}
+
+void load_definitions(CentralState& state, Supervision& memory) {
+  bool succeeded = false;
+  guarded("main", [&] {
+    const bool read = renew_kovo_txt(state, 0) == 0;
+    rebuild_kovo_event_list(state, 0);
+    succeeded = read;
+  });
+  note_reading(memory.definition_retry, succeeded, steady_ns());
 }
 
 bool time_changed(const FileTime& now, const FileTime& remembered) {

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
 #include <limits>
+#include <system_error>
 
 namespace kovo {
 namespace {
@@ -34,6 +34,10 @@ std::string_view until_newline(std::string_view text) {
 std::string_view strip_newline(std::string_view text) {
   if (!text.empty() && text.back() == '\n') text.remove_suffix(1);
   return text;
+}
+
+bool contains(std::string_view text, std::string_view word) {
+  return text.find(word) != std::string_view::npos;
 }
 
 bool equals_nocase(std::string_view a, std::string_view b) {
@@ -87,8 +91,7 @@ NumberReading to_uint32(std::string_view text, int base, std::uint32_t& value) {
 }
 
 std::string error_text(int error) {
-  char buffer[128];
-  return strerror_r(error, buffer, sizeof buffer);
+  return std::generic_category().message(error);
 }
 
 }  // namespace kovo

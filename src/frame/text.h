@@ -35,6 +35,8 @@ std::string_view until_newline(std::string_view text);
 /// The text without one trailing line feed, if it has one.
 std::string_view strip_newline(std::string_view text);
 
+bool contains(std::string_view text, std::string_view word);
+
 bool equals_nocase(std::string_view a, std::string_view b);
 
 /// True when the text begins with the prefix in any letter case; an empty prefix fits everything.

@@ -6,14 +6,12 @@
 #include <cstddef>
 #include <exception>
 
+#include "frame/host.h"
+
 namespace kovo {
 
+constexpr std::int64_t kInsistPauseMs = 1000;
 constexpr std::size_t kDefaultStack = 0;
-#if defined(KOVO_SANITIZED)
-constexpr std::size_t kSenderStack = std::size_t{1} << 20;  // sanitizers widen every frame
-#else
-constexpr std::size_t kSenderStack = std::size_t{128} << 10;  // 512 of them fit a 32-bit process
-#endif
 
 /// Starts a thread with a stack of so many bytes; kDefaultStack takes the default attributes.
 /// Returns 0 or the error number of the creation.
@@ -30,6 +28,20 @@ void guarded(const char* routine, const Pass& pass) {
     pass();
   } catch (const std::exception& failure) {
     report_failure(routine, failure.what());
+  }
+}
+
+/// Repeats a step until it goes through, a second apart, for what start-up cannot do without.
+template <class Step>
+void insist(const char* routine, const Step& step) {
+  bool done = false;
+  while (true) {
+    guarded(routine, [&] {
+      step();
+      done = true;
+    });
+    if (done) return;
+    sleep_ms(kInsistPauseMs);
   }
 }
 

@@ -1,24 +1,19 @@
 #include "variables/central_state.h"
 
+#include "definitions/settings.h"
+#include "frame/device_param.h"
 #include "frame/host.h"
 #include "frame/text.h"
-#include "variables/device_param.h"
 #include "variables/mapping_tables.h"
 
 namespace kovo {
 namespace {
 
-// Place-holders: the device family's ids go here, in this order, or into the build by defining the
-// macro as seven quoted texts separated by commas.
-#ifndef KOVO_PRODUCT_IDS
-#define KOVO_PRODUCT_IDS                                                           \
-  "KV-IN-HDMI-1", "KV-IN-HDMI-2", "KV-OUT-HDMI-1", "KV-IN-USBC-1", "KV-IN-USBC-2", \
-      "KV-OUT-USBC-1", "KV-OUT-USBC-2"
-#endif
-constexpr const char* kProductIds[] = {KOVO_PRODUCT_IDS};
-constexpr Variant kVariants[] = {{1, 0}, {1, 0}, {0, 0}, {1, 1}, {1, 1}, {0, 1}, {0, 1}};
-constexpr std::size_t kProducts = sizeof kVariants / sizeof kVariants[0];
-static_assert(sizeof kProductIds / sizeof kProductIds[0] == kProducts, "seven product ids");
+/// The selection that the device plays at start: "local", or "local:" and its live playlist.
+std::string initial_selection() {
+  const std::string playlist = query_device_param("LIVE_PLAYLIST_CONTENT");
+  return playlist == "0" ? "local" : "local:" + playlist;
+}
 
 }  // namespace
 
@@ -42,11 +37,17 @@ std::unique_ptr<CentralState> make_central_state() {
   return state;
 }
 
-Variant variant_of(std::string_view pid) {
-  for (std::size_t id = 0; id < kProducts; ++id) {
-    if (equals_nocase(pid, kProductIds[id])) return kVariants[id];
+int build_mapping_table(CentralState& state) {
+  MappingTable table = mapping_rows({state.has_video_input, state.usbc_input});
+  if (MappingRow* row = find_row_by_setting(table, "local:x")) {
+    row->last_value = initial_selection();
   }
-  return {1, 0};
+  if (MappingRow* row = find_row_by_variable(table, "S0_BAUDRATE")) {
+    row->last_value = query_device_param("S0_BAUDRATE");
+  }
+  const MutexLock held(state.mapping_lock);
+  state.mapping_table.swap(table);
+  return 0;
 }
 
 const char* p8021_status_of(std::string_view wpa_eap_mode) {

@@ -10,8 +10,7 @@
 
 #include "definitions/definition_entry.h"
 #include "definitions/event_definition.h"
-#include "definitions/settings.h"
-#include "definitions/templates.h"
+#include "definitions/named_values.h"
 #include "frame/mutex.h"
 #include "variables/mapping_row.h"
 #include "variables/message_queue.h"
@@ -24,16 +23,17 @@ struct CentralState {
   Mutex settings_lock;  // settings and the settings file
   Mutex mapping_lock;   // changing fields of the mapping rows, and the 802.1X state
 
-  StatusVars status_vars GUARDED_BY(status_lock);    // last answer of enough lines
-  EventList event_list GUARDED_BY(state_lock);       // from definition_entries
-  EventList test_event_list GUARDED_BY(state_lock);  // from test_definition_entries
-  std::int64_t created_at = 0;                       // steady clock, nanoseconds
+  StatusVars status_vars GUARDED_BY(status_lock);         // last answer of enough lines
+  CompiledEvents event_list GUARDED_BY(state_lock);       // from definition_entries
+  CompiledEvents test_event_list GUARDED_BY(state_lock);  // from test_definition_entries
+  std::int64_t created_at = 0;                            // steady clock, nanoseconds
   MappingTable mapping_table GUARDED_BY(mapping_lock);
   DefinitionEntries definition_entries;       // main thread only
   DefinitionEntries test_definition_entries;  // queue worker only
-  MessageQueue lm_queue;                      // for handle_lm_event
-  MessageQueue api_queue;                     // for handle_vep_api
+  MessageQueue lm_queue{"lm_queue"};          // for handle_lm_event
+  MessageQueue api_queue{"api_queue"};        // for handle_vep_api
   Settings settings GUARDED_BY(settings_lock);
+  bool settings_behind GUARDED_BY(settings_lock) = false;  // the file lacks a change in memory
   std::string ip_addr;     // the device's IPv4 address; main thread only
   std::string iface_name;  // the interface it belongs to; main thread only
   std::atomic<std::int32_t> events_enabled{0};
@@ -68,14 +68,10 @@ struct CentralState {
 /// tables. Runs the parameter tool several times. Called once, by main.
 std::unique_ptr<CentralState> make_central_state();
 
-struct Variant {
-  std::int32_t has_video_input;
-  std::int32_t usbc_input;
-};
-
-/// The product-id rule: what the product id says of the device's video inputs, in any letter case.
-/// An unknown id counts as an input side with two HDMI inputs.
-Variant variant_of(std::string_view pid);
+/// Fills the mapping table of the central state and gives two rows their first values: the playback
+/// selection and the serial format, both asked from the parameter tool. Returns 0. Called once, at
+/// construction; takes mapping_lock.
+int build_mapping_table(CentralState& state);
 
 /// The 802.1X state that a mode text stands for: "off" or "on".
 const char* p8021_status_of(std::string_view wpa_eap_mode);

@@ -1,5 +1,7 @@
 #include "variables/change_processing.h"
 
+#include <optional>
+
 #include "definitions/templates.h"
 #include "engine/push_event.h"
 #include "frame/globals.h"
@@ -16,6 +18,13 @@ namespace {
 // The routine that all lines of this unit name.
 constexpr char kRoutine[] = "handle_lm_event";
 
+struct SerialFormat {
+  std::string baud;
+  std::string databits;
+  std::string parity;
+  std::string stopbits;
+};
+
 struct SerialField {
   const char* variable;
   const char* event;
@@ -29,39 +38,40 @@ constexpr SerialField kSerialFields[] = {
     {"S0_BAUDRATE.stopbits", "serialStopBits", &SerialFormat::stopbits},
 };
 
-/// Ends a head at its first colon and moves `text` behind the separator. False when there is no
-/// colon or no second one behind it.
-bool split_at_separator(std::string_view& text, std::string& head) {
-  const std::size_t colon = text.find(':');
-  head = text.substr(0, colon);
-  if (colon == std::string_view::npos || text.substr(colon, 2) != "::") return false;
-  text.remove_prefix(colon + 2);
-  return true;
+/// Splits a format such as "9600-8N1"; what it does not have is empty. Nothing without a "-".
+std::optional<SerialFormat> split_serial(std::string_view text) {
+  const std::size_t hyphen = text.find('-');
+  if (hyphen == std::string_view::npos) return {};
+  const std::string_view rest = text.substr(hyphen + 1);
+  const auto letter = [&](std::size_t at) {
+    return at < rest.size() ? std::string(1, rest[at]) : std::string();
+  };
+  return SerialFormat{std::string(text.substr(0, hyphen)), letter(0), letter(1), letter(2)};
 }
 
-/// Remembers the new serial format. False when there is no row for it or nothing to compare with.
-bool exchange_serial(CentralState& state, const std::string& value, std::string& old) {
+/// Remembers the new serial format and returns the old one; nothing when there is no row for it or
+/// nothing to compare with.
+std::optional<std::string> exchange_serial(CentralState& state, const std::string& value) {
   const MutexLock held(state.mapping_lock);
   MappingRow* row = find_row_by_status(state.mapping_table, "serialBaud");
-  if (row == nullptr) return false;
-  old = cut_text(row->last_value, kMaxShortText);
+  if (row == nullptr) return {};
+  std::string old(cut_text(row->last_value, kMaxShortText));
   row->last_value = value;
-  return !old.empty();
+  if (old.empty()) return {};
+  return old;
 }
 
 /// Each part of the format that differs is stored and raises its own event.
 void process_serial(CentralState& state, VariableRegistry& registry, const std::string& value) {
-  std::string old;
-  if (!exchange_serial(state, value, old)) return;
-  log_main("[%s:%d] last %s, new %s\n", kRoutine, __LINE__, old.c_str(), value.c_str());
-  SerialFormat before;
-  SerialFormat after;
-  if (equals_nocase(old, value) || !split_serial(old, before) || !split_serial(value, after)) {
-    return;
-  }
+  const std::optional<std::string> old = exchange_serial(state, value);
+  if (!old) return;
+  log_main("[%s:%d] last %s, new %s\n", kRoutine, __LINE__, old->c_str(), value.c_str());
+  const std::optional<SerialFormat> before = split_serial(*old);
+  const std::optional<SerialFormat> after = split_serial(value);
+  if (equals_nocase(*old, value) || !before || !after) return;
   for (const SerialField& field : kSerialFields) {
-    if (before.*field.part == after.*field.part) continue;
-    lm_set(registry, field.variable, after.*field.part);
+    if ((*before).*field.part == (*after).*field.part) continue;
+    lm_set(registry, field.variable, (*after).*field.part);
     log_main("[%s:%d] push event %s\n", kRoutine, __LINE__, field.event);
     push_event(field.event);
   }
@@ -160,34 +170,11 @@ void process_mapping(CentralState& state, const std::string& name, std::int64_t 
 
 }  // namespace
 
-Message split_message(std::string_view text) {
-  Message message;
-  if (text.find(':') == std::string_view::npos) return message;
-  message.splitting = Splitting::kMalformed;
-  if (!split_at_separator(text, message.command)) return message;
-  if (!split_at_separator(text, message.arg1)) return message;
-  message.splitting = Splitting::kOk;
-  if (split_at_separator(text, message.arg2)) message.arg3 = until_newline(text);
-  message.arg2 = until_newline(message.arg2);
-  return message;
-}
-
 std::string decode_value(std::string_view raw) {
   std::string value(raw);
   if (raw.find('\\') != std::string_view::npos) value = unescape_text(value.c_str());
   if (raw.find('%') != std::string_view::npos) value = percent_decode(value.c_str());
   return std::string(until_nul(cut_text(value, kMaxMessage)));
-}
-
-bool split_serial(std::string_view text, SerialFormat& format) {
-  const std::size_t hyphen = text.find('-');
-  if (hyphen == std::string_view::npos) return false;
-  const std::string_view rest = text.substr(hyphen + 1);
-  const auto letter = [&](std::size_t at) {
-    return at < rest.size() ? std::string(1, rest[at]) : std::string();
-  };
-  format = {std::string(text.substr(0, hyphen)), letter(0), letter(1), letter(2)};
-  return true;
 }
 
 TimingWord decode_timing(std::string_view value) {

@@ -16,34 +16,8 @@ struct VariableRegistry;
 constexpr std::int64_t kQuietPeriodS = 4;  // between messages of a row, for its event
 constexpr std::int64_t kEventPauseS = 2;   // between two of the same dedicated event
 
-enum class Splitting { kOk, kMalformed, kNoCommand };
-
-/// One message split at its colons.
-struct Message {
-  Splitting splitting = Splitting::kNoCommand;
-  std::string command;
-  std::string arg1;
-  std::string arg2;
-  std::string arg3;
-};
-
-/// Splits word::arg1::arg2 or word::arg1::arg2::arg3. Word, arg1 and arg2 end at their first colon,
-/// arg2 and arg3 at their first line feed; arg3 takes the rest. kNoCommand without any colon,
-/// kMalformed, with the word, where a second colon or a separator is missing.
-Message split_message(std::string_view text);
-
 /// The value that a raw text stands for: escape sequences first, then percent codes, cut.
 std::string decode_value(std::string_view raw);
-
-struct SerialFormat {
-  std::string baud;
-  std::string databits;
-  std::string parity;
-  std::string stopbits;
-};
-
-/// Splits a format such as "9600-8N1"; what it does not have is empty. False without a "-".
-bool split_serial(std::string_view text, SerialFormat& format);
 
 struct TimingWord {
   bool enable;     // bit 31

@@ -10,11 +10,17 @@
 namespace kovo {
 namespace {
 
-void take_datagram(std::string_view data) {
+/// Settings count when they arrive; the rest is for the consumer.
+void accept_message(CentralState& state, const std::string& text) {
+  if (names_setting(text) && apply_setting_line(state, text) != kSettingChanged) return;
+  push_text(state.lm_queue, std::string(cut_text(text, kMaxMessage)));
+}
+
+void take_datagram(void* state, std::string_view data) {
   const std::string text(until_nul(data));
   log_main("[%s:%d] recv(udp:%d) lm data(%d)%s\n", "handle_udp_lm_var", __LINE__, kVariablePort,
            static_cast<int>(data.size()), text.c_str());
-  accept_message(*central_state, text);
+  accept_message(*static_cast<CentralState*>(state), text);
 }
 
 void log_receive_error(int error) {
@@ -23,36 +29,35 @@ void log_receive_error(int error) {
   log_main("[%s:%d] recvform call failed", "handle_udp_lm_var", __LINE__);
 }
 
-void take_connection(std::string_view data) {
+void take_connection(void* state, std::string_view data) {
   const std::string text(until_newline(until_nul(data)));
   log_main("[%s:%d] recv(tcp:%d) (%d)%s\n", "handle_tcp_lm_var", __LINE__, kVariablePort,
            static_cast<int>(data.size()), text.c_str());
-  accept_message(*central_state, text);
+  accept_message(*static_cast<CentralState*>(state), text);
 }
 
 void log_read_error(const char* text) {
   log_main("Error: [%s:%d] recv(tcp:2727): %s\n", "handle_tcp_lm_var", __LINE__, text);
 }
 
-constexpr UdpPort kUdpPort = {"handle_udp_lm_var", kVariablePort, take_datagram, log_receive_error};
-constexpr TcpPort kTcpPort = {"handle_tcp_lm_var", kVariablePort, kMaxCommand, true, false,
-                              take_connection,     log_read_error};
+constexpr UdpService kUdpService = {"handle_udp_lm_var", kVariablePort, take_datagram,
+                                    log_receive_error};
+constexpr TcpService kTcpService = {
+    "handle_tcp_lm_var",    kVariablePort,   kMaxCommand,    Announce::kBeforeBind,
+    PortInUse::kEndsThread, take_connection, log_read_error,
+};
+static_assert(kTcpService.max_read <= kMaxTcpRead);
 
 }  // namespace
 
-void* handle_udp_lm_var(void*) {
-  serve_udp(kUdpPort);
+void* handle_udp_lm_var(void* state) {
+  serve_udp(kUdpService, state);
   return nullptr;
 }
 
-void* handle_tcp_lm_var(void*) {
-  serve_tcp(kTcpPort);
+void* handle_tcp_lm_var(void* state) {
+  serve_tcp(kTcpService, state);
   return nullptr;
-}
-
-void accept_message(CentralState& state, const std::string& text) {
-  if (names_setting(text) && apply_setting_line(state, text) != kSettingChanged) return;
-  push_text(state.lm_queue, text);
 }
 
 }  // namespace kovo

@@ -1,10 +1,21 @@
 #include "variables/mapping_tables.h"
 
 #include "frame/text.h"
-#include "variables/device_param.h"
 
 namespace kovo {
 namespace {
+
+// Place-holders: the device family's ids go here, in this order, or into the build by defining the
+// macro as seven quoted texts separated by commas.
+#ifndef KOVO_PRODUCT_IDS
+#define KOVO_PRODUCT_IDS                                                           \
+  "KV-IN-HDMI-1", "KV-IN-HDMI-2", "KV-OUT-HDMI-1", "KV-IN-USBC-1", "KV-IN-USBC-2", \
+      "KV-OUT-USBC-1", "KV-OUT-USBC-2"
+#endif
+constexpr const char* kProductIds[] = {KOVO_PRODUCT_IDS};
+constexpr Variant kVariants[] = {{1, 0}, {1, 0}, {0, 0}, {1, 1}, {1, 1}, {0, 1}, {0, 1}};
+constexpr std::size_t kProducts = sizeof kVariants / sizeof kVariants[0];
+static_assert(sizeof kProductIds / sizeof kProductIds[0] == kProducts, "seven product ids");
 
 struct RowText {
   const char* variable;
@@ -128,12 +139,6 @@ void add_rows(MappingTable& table, const RowText (&rows)[Size]) {
   for (const RowText& row : rows) map_add(table, row.variable, row.status, row.setting);
 }
 
-/// The selection that the device plays at start: "local", or "local:" and its live playlist.
-std::string initial_selection() {
-  const std::string playlist = query_device_param("LIVE_PLAYLIST_CONTENT");
-  return playlist == "0" ? "local" : "local:" + playlist;
-}
-
 /// The first row of which a column equals a text in any letter case.
 MappingRow* find_row(MappingTable& table, std::string MappingRow::*column, std::string_view text) {
   for (MappingRow& row : table) {
@@ -143,6 +148,13 @@ MappingRow* find_row(MappingTable& table, std::string MappingRow::*column, std::
 }
 
 }  // namespace
+
+Variant variant_of(std::string_view pid) {
+  for (std::size_t id = 0; id < kProducts; ++id) {
+    if (equals_nocase(pid, kProductIds[id])) return kVariants[id];
+  }
+  return {1, 0};
+}
 
 int map_add(MappingTable& table, std::string_view variable, std::string_view status,
             std::string_view setting) {
@@ -167,19 +179,6 @@ MappingTable mapping_rows(Variant variant) {
   }
   add_rows(table, kClosingRows);
   return table;
-}
-
-int build_mapping_table(CentralState& state) {
-  MappingTable table = mapping_rows({state.has_video_input, state.usbc_input});
-  if (MappingRow* row = find_row_by_setting(table, "local:x")) {
-    row->last_value = initial_selection();
-  }
-  if (MappingRow* row = find_row_by_variable(table, "S0_BAUDRATE")) {
-    row->last_value = query_device_param("S0_BAUDRATE");
-  }
-  const MutexLock held(state.mapping_lock);
-  state.mapping_table.swap(table);
-  return 0;
 }
 
 ResolutionTable make_resolution_table() {

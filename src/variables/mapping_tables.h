@@ -2,12 +2,21 @@
 // variable, and which resolution to a timing code.
 #pragma once
 
+#include <cstdint>
 #include <string_view>
 
-#include "variables/central_state.h"
 #include "variables/mapping_row.h"
 
 namespace kovo {
+
+struct Variant {
+  std::int32_t has_video_input;
+  std::int32_t usbc_input;
+};
+
+/// The product-id rule: what the product id says of the device's video inputs, in any letter case.
+/// An unknown id counts as an input side with two HDMI inputs.
+Variant variant_of(std::string_view pid);
 
 /// Appends a row without a last value. -1 when the status is empty, otherwise 0.
 int map_add(MappingTable& table, std::string_view variable, std::string_view status,
@@ -15,11 +24,6 @@ int map_add(MappingTable& table, std::string_view variable, std::string_view sta
 
 /// The rows of one product variant, in their order, none of them with a last value yet.
 MappingTable mapping_rows(Variant variant);
-
-/// Fills the mapping table of the central state and gives two rows their first values: the playback
-/// selection and the serial format, both asked from the parameter tool. Returns 0. Called once, at
-/// construction; takes mapping_lock.
-int build_mapping_table(CentralState& state);
 
 /// The resolutions, in their order.
 ResolutionTable make_resolution_table();

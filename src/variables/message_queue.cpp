@@ -1,20 +1,17 @@
 #include "variables/message_queue.h"
 
-#include <utility>
-
 namespace kovo {
 
 void push_text(MessageQueue& queue, std::string text) {
+  DropReport report(queue.name);
   const MutexLock held(queue.lock);
-  queue.texts.push_back(std::move(text));
+  push_bounded(queue.texts, queue.load, std::move(text), report);
 }
 
-bool take_text(MessageQueue& queue, std::string& text) {
+std::optional<std::string> take_text(MessageQueue& queue) {
+  DropReport report(queue.name);
   const MutexLock held(queue.lock);
-  if (queue.texts.empty()) return false;
-  text = std::move(queue.texts.front());
-  queue.texts.pop_front();
-  return true;
+  return take_bounded(queue.texts, queue.load, report);
 }
 
 }  // namespace kovo

@@ -8,6 +8,7 @@
 #include <string>
 #include <unordered_map>
 
+#include "engine/senders.h"
 #include "frame/mutex.h"
 
 namespace kovo {
@@ -19,8 +20,8 @@ struct VariableRecord {
 };
 
 struct ClientRecord {
-  std::int32_t proto;  // 0 UDP, otherwise TCP
-  std::string ip;      // as the command carried it; not tested for being an address
+  Transport proto;
+  std::string ip;  // as the command carried it; not tested for being an address
   std::int32_t port;
 };
 
@@ -40,5 +41,8 @@ struct VariableRegistry {
 
 /// Makes the registry with its one initial client, TCP 127.0.0.1:5127. Called once, by main.
 std::unique_ptr<VariableRegistry> make_variable_registry();
+
+/// A copy of the clients, for those that send to them or show them. Takes registry_lock.
+Clients copy_clients(VariableRegistry& registry);
 
 }  // namespace kovo

@@ -1,12 +1,13 @@
 #include "variables/variable_store.h"
 
 #include <algorithm>
+#include <optional>
 
-#include "engine/senders.h"
 #include "frame/files.h"
 #include "frame/globals.h"
 #include "frame/host.h"
 #include "frame/log.h"
+#include "frame/worker.h"
 #include "variables/central_state.h"
 
 namespace kovo {
@@ -35,25 +36,31 @@ VariableRecord* find_variable(VariableRegistry& registry, std::string_view name)
 
 void append_variable(VariableRegistry& registry, std::string_view name, std::string_view value,
                      std::int64_t set_time) REQUIRES(registry.registry_lock) {
-  registry.index.emplace(lower_ascii(name), registry.variables.size());
   registry.variables.push_back({std::string(name), std::string(value), set_time});
+  try {
+    registry.index.emplace(lower_ascii(name), registry.variables.size() - 1);
+  } catch (...) {  // no memory: a record that cannot be found must not stay
+    registry.variables.pop_back();
+    throw;
+  }
 }
 
-/// Sends one change to the clients of the moment, one after the other.
-void notify(VariableRegistry& registry, std::string_view name, std::string_view value)
-    REQUIRES(registry.notify_lock) {
+/// What is sent of one change. Made before the change is stored: without the memory for it nothing
+/// is stored, rather than stored and never told.
+struct Notification {
+  std::string line;
   Clients clients;
-  {
-    const MutexLock held(registry.registry_lock);
-    clients = registry.clients;
-  }
-  const std::string line = notification_line(name, value);
-  for (const ClientRecord& client : clients) {
-    if (client.proto == 0) {
-      udpclient(client.ip, client.port, line);
-    } else {
-      tcpclient_no_rcv(client.ip, client.port, line);
-    }
+};
+
+Notification make_notification(VariableRegistry& registry, std::string_view name,
+                               std::string_view value) REQUIRES(registry.notify_lock) {
+  return {notification_line(name, value), copy_clients(registry)};
+}
+
+/// Sends to the clients one after the other; one that fails does not stop the rest.
+void send_notification(const char* routine, const Notification& notification) {
+  for (const ClientRecord& client : notification.clients) {
+    guarded(routine, [&] { send_by(client.proto, client.ip, client.port, notification.line); });
   }
 }
 
@@ -67,29 +74,38 @@ void store(VariableRegistry& registry, std::string_view name, std::string_view v
   }
 }
 
-/// As store, but keeps a value that differs in letter case at most. True when it stored.
-bool store_change(VariableRegistry& registry, std::string_view name, std::string_view value) {
+/// What store_change found.
+struct Change {
+  bool stored;
+  std::optional<std::string> old;  // filled for the diagnostics alone
+};
+
+/// As store, but keeps a value that differs in letter case at most.
+Change store_change(VariableRegistry& registry, std::string_view name, std::string_view value) {
   const MutexLock held(registry.registry_lock);
   VariableRecord* record = find_variable(registry, name);
   if (record == nullptr) {
     append_variable(registry, name, value, now_s());
-    return true;
+    return {true, {}};
   }
-  const bool same = equals_nocase(record->value, value);
-  if (debug != 0) {
-    const std::string key(name);
-    const std::string text(value);
-    if (same) {
-      print_stdout("[%s:%d] same key=%s, value=%s <= %s\n", "lm_set_change", __LINE__, key.c_str(),
-                   record->value.c_str(), text.c_str());
-    } else {
-      print_stdout("[%s:%d] update key=%s,value=%s <= %s\n", "lm_set_change", __LINE__, key.c_str(),
-                   record->value.c_str(), text.c_str());
-    }
-  }
+  Change change{!equals_nocase(record->value, value), {}};
+  if (debug != 0) change.old = record->value;
+  if (change.stored) record->value = value;
   record->set_time = now_s();
-  if (!same) record->value = value;
-  return !same;
+  return change;
+}
+
+void print_change(const Change& change, std::string_view name, std::string_view value) {
+  if (!change.old) return;
+  const std::string key(name);
+  const std::string text(value);
+  if (change.stored) {
+    print_stdout("[%s:%d] update key=%s,value=%s <= %s\n", "lm_set_change", __LINE__, key.c_str(),
+                 change.old->c_str(), text.c_str());
+  } else {
+    print_stdout("[%s:%d] same key=%s, value=%s <= %s\n", "lm_set_change", __LINE__, key.c_str(),
+                 change.old->c_str(), text.c_str());
+  }
 }
 
 void take_wpa_mode(CentralState& state, std::string_view value) {
@@ -99,13 +115,6 @@ void take_wpa_mode(CentralState& state, std::string_view value) {
 }
 
 }  // namespace
-
-std::unique_ptr<VariableRegistry> make_variable_registry() {
-  auto registry = std::make_unique<VariableRegistry>();
-  const MutexLock held(registry->registry_lock);
-  registry->clients.push_back({1, "127.0.0.1", 5127});
-  return registry;
-}
 
 int lm_set_init(VariableRegistry& registry, std::string_view name, std::string_view value) {
   if (is_ignored(name, false)) {
@@ -132,8 +141,9 @@ int lm_set(VariableRegistry& registry, std::string_view name, std::string_view v
     return 0;
   }
   const MutexLock held(registry.notify_lock);
+  const Notification notification = make_notification(registry, name, value);
   store(registry, name, value);
-  notify(registry, name, value);
+  send_notification("lm_set", notification);
   return 0;
 }
 
@@ -145,8 +155,11 @@ bool lm_set_change(VariableRegistry& registry, std::string_view name, std::strin
     return false;
   }
   const MutexLock held(registry.notify_lock);
-  if (!store_change(registry, name, value)) return false;
-  notify(registry, name, value);
+  const Notification notification = make_notification(registry, name, value);
+  const Change change = store_change(registry, name, value);
+  guarded("lm_set_change", [&] { print_change(change, name, value); });
+  if (!change.stored) return false;
+  send_notification("lm_set_change", notification);
   return true;
 }
 
@@ -157,7 +170,7 @@ std::string lm_get(VariableRegistry& registry, std::string_view name) {
 }
 
 int lm_load_snapshot(VariableRegistry& registry, CentralState& state) {
-  const File file = open_for_reading(kSnapshotPath);
+  const File file = open_for_reading(kSnapshotPath, Links::kFollow);
   if (file == nullptr) return 0;
   LineBuffer buffer;
   std::string_view line;

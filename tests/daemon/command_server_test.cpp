@@ -88,7 +88,7 @@ TEST_F(CommandServer, IdleConnectionsOfOnePortLockNobodyOut) {
     int open_files;
     int idle;
     int most;
-  } cases[] = {{40, 60, 10}, {4096, 1030, 450}};
+  } cases[] = {{40, 60, 10}, {2000, 500, 450}};
   for (const auto& c : cases) {
     DaemonOptions options;
     options.open_files = c.open_files;

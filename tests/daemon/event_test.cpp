@@ -4,7 +4,7 @@
 #include "definitions/definition_file.h"
 #include "definitions/event_list.h"
 #include "engine/event_queue.h"
-#include "engine/queue_worker.h"
+#include "engine/event_execution.h"
 #include "tests/daemon/device_test.h"
 #include "variables/central_state.h"
 

@@ -192,7 +192,7 @@ TEST_F(Variables, SettingsArePersistentAndRaiseTheirEvents) {
   ASSERT_EQ(symlink(file_behind_link, kSettingsFile), 0);
   start();
   const std::string texts[] = {"sysName=Lobby\nportID=no",
-                               "sysName=LOBBY",
+                               "sysName=LOBBY\nPORTID=no\n\n",
                                "sysname=x",
                                "SysName=x",
                                "sysName=",
@@ -211,8 +211,8 @@ TEST_F(Variables, SettingsArePersistentAndRaiseTheirEvents) {
   ASSERT_EQ(stat(file_behind_link, &info), 0);
   EXPECT_EQ(info.st_mode & 0777, 0600U);
   EXPECT_EQ(read_file(file_behind_link), read_file(kSettingsFile));
-  EXPECT_NE(event_log().find("[kovo_config_set] sysName  => Lobby\npush event: sysName\n"
-                             "[kovo_config_set] skip same sysName=LOBBY\n"
+  EXPECT_NE(event_log().find("[kovo_config_set] sysName  => Lobby\nportID=no\npush event: sysName\n"
+                             "[kovo_config_set] skip same sysName=LOBBY\nPORTID=no\n"
                              "[kovo_config_set] portID  => p"),
             std::string::npos);
   EXPECT_EQ(count_of(main_log(), "[kovo_config_set] no value, skip set sysName\n"), 1);
@@ -237,6 +237,11 @@ TEST_F(Variables, SettingsArePersistentAndRaiseTheirEvents) {
   send_udp(2727, "behind:");  // by the same thread, once the setting is done with
   ASSERT_TRUE(wait_log(kMainLog, "Error cmd=behind\n"));
   EXPECT_EQ(read_file(kSettingsFile), before) << "a full medium keeps the last good settings";
+  ASSERT_EQ(mount("tmpfs", "/mnt/persistent", "tmpfs", MS_REMOUNT, "size=64k"), 0);
+  send_udp(2727, "sysName=full");
+  EXPECT_TRUE(wait_for([] {
+    return read_file(kSettingsFile).find("sysName=Full\n") != std::string::npos;
+  })) << "an equal line writes what the file lacks";
 }
 
 TEST_F(Variables, TheSnapshotIsLoadedOnceBehindLiveValues) {

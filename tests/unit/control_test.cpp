@@ -3,6 +3,7 @@
 #include "control/client_mode.h"
 #include "control/client_registry.h"
 #include "control/command_language.h"
+#include "variables/variable_store.h"
 
 namespace kovo {
 namespace {
@@ -42,6 +43,46 @@ TEST(ClientRegistry, KeepsOneRecordOfEachClientInOrder) {
             "udp:192.168.1.10:9001;\n");
   client_tcp_del(*registry, "127.0.0.1", 5127);
   EXPECT_EQ(client_count(*registry), 3);
+}
+
+TEST(Messages, AreSplitAtTheirColons) {
+  const struct {
+    std::string_view text;
+    Splitting splitting;
+    std::string parts;
+  } cases[] = {
+      {"DEVICE_NAME=Lobby", Splitting::kNoCommand, "|||"},
+      {"", Splitting::kNoCommand, "|||"},
+      {"abc:def", Splitting::kMalformed, "abc|||"},
+      {"abc::", Splitting::kMalformed, "abc|||"},
+      {"abc::x:y::z", Splitting::kMalformed, "abc|x||"},
+      {":", Splitting::kMalformed, "|||"},
+      {"::::", Splitting::kOk, "|||"},
+      {"e_param_set::MAC::00:11:22", Splitting::kOk, "e_param_set|MAC|00|"},
+      {"get_udp::K::::9000", Splitting::kOk, "get_udp|K||9000"},
+      {"g::k::1.2.3.4::90\n00", Splitting::kOk, "g|k|1.2.3.4|90"},
+      {"s::A::one\ntwo", Splitting::kOk, "s|A|one|"},
+      {"s::A::one\ntwo::three", Splitting::kOk, "s|A|one|three"},
+      {"s::A::b:::c:d", Splitting::kOk, "s|A|b|:c:d"},
+  };
+  for (const auto& c : cases) {
+    const Message m = split_message(c.text);
+    EXPECT_EQ(m.splitting, c.splitting) << c.text;
+    EXPECT_EQ(m.command + "|" + m.arg1 + "|" + m.arg2 + "|" + m.arg3, c.parts) << c.text;
+  }
+}
+
+TEST(Renew, EachMessageHoldsTheValuesOfItsOwnMoment) {
+  VariableRegistry registry;
+  for (int i = 0; i < 7; ++i) lm_set_init(registry, "V" + std::to_string(i), "old");
+  std::size_t next = 0;
+  EXPECT_EQ(renew_lines(registry, next), "V0=old\nV1=old\nV2=old\nV3=old\nV4=old\n");
+  lm_set_init(registry, "v1", "new");
+  lm_set_init(registry, "v6", "new");
+  lm_set_init(registry, "late", "");
+  EXPECT_EQ(renew_lines(registry, next), "V5=old\nV6=new\nlate=\n");
+  EXPECT_EQ(next, 8U);
+  EXPECT_EQ(renew_lines(registry, next), "");
 }
 
 }  // namespace

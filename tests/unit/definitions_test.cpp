@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "definitions/definition_file.h"
-#include "definitions/event_list.h"
+#include "definitions/definition_entry.h"
+#include "definitions/event_compiler.h"
 #include "definitions/settings.h"
 #include "definitions/templates.h"
 
@@ -12,6 +12,18 @@ DefinitionEntries parse(std::initializer_list<std::string_view> lines) {
   DefinitionEntries entries;
   for (const std::string_view line : lines) parse_definition_line(entries, line);
   return entries;
+}
+
+using Events = std::vector<EventDefinition>;
+
+/// The events of all "Count" lines, with all their steps.
+Events compile(std::initializer_list<std::string_view> lines) {
+  const CompiledEvents list = compile_events(parse(lines));
+  Events events;
+  for (const CountLine& line : list.lines) {
+    events.push_back(whole_event(list.events.at(line.event), line.step_count));
+  }
+  return events;
 }
 
 TEST(DefinitionKeys, AreSplitAtTheFirstFieldWordOfTheFixedOrder) {
@@ -62,8 +74,8 @@ TEST(Hex, PairsAreReadAsNumbers) {
 }
 
 TEST(EventList, CountsMakeEventsWithCutNumbersOfSteps) {
-  const EventList events = compile_events(parse({"NoneCount=0", "NegativeCount=-1", "ManyCount=500",
-                                                 "TextCount=abc", "GenericEventsCount= 3x"}));
+  const Events events = compile({"NoneCount=0", "NegativeCount=-1", "ManyCount=500",
+                                 "TextCount=abc", "GenericEventsCount= 3x"});
   ASSERT_EQ(events.size(), 2U);
   EXPECT_EQ(events[0].name, "Many");
   EXPECT_EQ(events[0].commands.size(), 128U);
@@ -72,10 +84,10 @@ TEST(EventList, CountsMakeEventsWithCutNumbersOfSteps) {
 }
 
 TEST(EventList, StepsTakeTheirFieldsAndNothingElse) {
-  const EventList events = compile_events(
-      parse({"ACount=2", "AIP1=10.0.0.6", "APort1=23", "AProtocol1=TCP", "AData1=414243",
-             "AData2=41", "AData-1=42", "AData x=43", "AData99999999999=44", "AData 1y=4A",
-             "BData0=41", "AXMLfield0=no", "ACount1=9"}));
+  const Events events =
+      compile({"ACount=2", "AIP1=10.0.0.6", "APort1=23", "AProtocol1=TCP", "AData1=414243",
+               "AData2=41", "AData-1=42", "AData x=43", "AData99999999999=44", "AData 1y=4A",
+               "BData0=41", "AXMLfield0=no", "ACount1=9"});
   ASSERT_EQ(events.size(), 1U);
   EXPECT_EQ(events[0].trigger, "A");
   const SubCommand& empty = events[0].commands[0];
@@ -87,7 +99,7 @@ TEST(EventList, StepsTakeTheirFieldsAndNothingElse) {
 TEST(EventList, OffsetsAreSummedInTheOrderOfTheFile) {
   const auto offsets = [](std::initializer_list<std::string_view> lines) {
     std::vector<std::int64_t> result;
-    const EventList events = compile_events(parse(lines));
+    const Events events = compile(lines);
     for (const SubCommand& step : events.at(0).commands) {
       result.push_back(step.delay_from_exec_ns / 1'000'000);
     }
@@ -103,10 +115,10 @@ TEST(EventList, OffsetsAreSummedInTheOrderOfTheFile) {
 }
 
 TEST(EventList, TriggersFollowXmlFieldsAndBuiltInDelays) {
-  const EventList events = compile_events(
-      parse({"DoorCount=1", "DoorXMLfield=doorState", "DoorDelay=3", "PowerOnCount=1",
-             "PowerOnXMLfield=x", "PowerOnDelay=1", "DVIConnectedCount=1", "DVIConnectedDelay=2",
-             "DVIConnectedXMLfield=hdmi", "DoorCount=2"}));
+  const Events events =
+      compile({"DoorCount=1", "DoorXMLfield=doorState", "DoorDelay=3", "PowerOnCount=1",
+               "PowerOnXMLfield=x", "PowerOnDelay=1", "DVIConnectedCount=1", "DVIConnectedDelay=2",
+               "DVIConnectedXMLfield=hdmi", "DoorCount=2"});
   ASSERT_EQ(events.size(), 4U);
   EXPECT_EQ(events[0].trigger, "doorState");
   EXPECT_EQ(events[0].delay_s, 3);
@@ -115,11 +127,57 @@ TEST(EventList, TriggersFollowXmlFieldsAndBuiltInDelays) {
   EXPECT_EQ(events[3].trigger, "doorState") << "all events of a name are filled in";
 }
 
-TEST(EventList, FileShowsOneLinePerEvent) {
-  EXPECT_EQ(event_list_text(compile_events(
-                parse({"PowerOnCount=2", "PowerOnDelay=1", "PowerOnData0=414243", "PowerOnDelay0=0",
-                       "PowerOnData1=00440A", "PowerOnDelay1=500", "ECount=1", "EDelay0=-1"}))),
-            std::string("PowerOn;PowerOn;0:ABC:0;1:\0D\n:500;Delay=1;\nE;E;0::-1;Delay=0;\n", 62));
+TEST(EventList, FileShowsOneLinePerCount) {
+  const CompiledEvents list =
+      compile_events(parse({"PowerOnCount=2", "PowerOnDelay=1", "PowerOnData0=414243",
+                            "PowerOnDelay0=0", "PowerOnData1=00440A", "PowerOnDelay1=500",
+                            "ECount=1", "EDelay0=-1", "EData2=41", "PowerOnCount=1", "ECount=4"}));
+  std::string text;
+  for (const CountLine& line : list.lines) {
+    text += event_line(list.events.at(line.event), line.step_count);
+  }
+  EXPECT_EQ(text, std::string("PowerOn;PowerOn;0:ABC:0;1:\0D\n:500;Delay=1;\n"
+                              "E;E;0::-1;Delay=0;\n"
+                              "PowerOn;PowerOn;0:ABC:0;Delay=1;\n"
+                              "E;E;0::-1;1::0;2:A:0;3::0;Delay=0;\n",
+                              130));
+}
+
+TEST(EventList, HoldsNoMoreThanTheFile) {
+  const CompiledEvents list = compile_events(parse(
+      {"ACount=128", "ACount=127", "ACount=128", "AIP127=x", "AIP3=y", "AIP128=z", "BCount=128"}));
+  EXPECT_EQ(list.lines.size(), 4U);
+  ASSERT_EQ(list.events.size(), 2U);
+  EXPECT_EQ(list.events[0].steps.size(), 2U);
+  EXPECT_EQ(list.events[1].steps.size(), 0U);
+  EXPECT_EQ(whole_event(list.events[0], 3).commands.size(), 3U) << "an event of fewer steps";
+  EXPECT_EQ(whole_event(list.events[0], 4).commands.back().ip, "y");
+}
+
+TEST(EventList, PushesFindTheFirstTriggerAndTestsTheName) {
+  const CompiledEvents list = compile_events(
+      parse({"ACount=1", "AXMLfield=b", "BCount=2", "BXMLfield=b", "BCount=9", "bCount=1"}));
+  EXPECT_EQ(find_event(list, "b", 0), &list.events[0]);
+  EXPECT_EQ(find_event(list, "b", 1), &list.events[2]);
+  ASSERT_EQ(find_event(list, "B", 1), &list.events[1]);
+  EXPECT_EQ(list.events[1].step_count, 2) << "the first of the name is found";
+  EXPECT_EQ(find_event(list, "A", 0), nullptr);
+}
+
+TEST(EventList, TraceHearsAValueOnceForEveryEventThatTakesIt) {
+  static std::string heard;
+  const DefinitionTrace trace = {[](std::string_view text, const std::string& bytes) {
+                                   heard.append(text).append(">").append(bytes).append(";");
+                                 },
+                                 [](std::int32_t step, std::int64_t offset) {
+                                   heard +=
+                                       std::to_string(step) + "+" + std::to_string(offset) + ";";
+                                 }};
+  heard.clear();
+  compile_events(parse({"ACount=2", "AData0=41", "AData1=42", "AData2=43", "ACount=1", "ADelay0=1",
+                        "ADelay1=2", "AIP0=44", "ADelay=5", "BData0=45"}),
+                 &trace);
+  EXPECT_EQ(heard, "41>A;41>A;42>B;0+1000000;0+1000000;1+3000000;");
 }
 
 TEST(Templates, PlaceholdersAreFilled) {
@@ -152,6 +210,21 @@ TEST(Templates, PlaceholdersAreFilled) {
   };
   for (const auto& c : cases)
     EXPECT_EQ(expand_templates(values, c.payload), c.expanded) << c.payload;
+}
+
+TEST(Templates, ExpandedPayloadsAreHeldToTheirLimit) {
+  const std::string text(1000, 'x');
+  const TemplateValues values = {
+      {{"x", text}, {"n", replace_all(text, "x", "\\n")}}, "2024-11-29 ", "18:16:18", 42};
+  const auto filled = [&](std::string_view placeholder, int times) {
+    std::string payload;
+    while (times-- > 0) payload += placeholder;
+    return expand_templates(values, payload);
+  };
+  EXPECT_EQ(filled("{{x}}", 16), std::string(16000, 'x'));
+  EXPECT_EQ(filled("{{x}}", 200), std::string(kMaxExpanded, 'x'));
+  EXPECT_EQ(filled("{{n}}", 200), std::string(kMaxExpanded, '\n'));
+  EXPECT_EQ(replace_all(text, "", "y"), text);
 }
 
 TEST(Templates, PercentCodesAreDecoded) {

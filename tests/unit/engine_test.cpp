@@ -2,9 +2,13 @@
 
 #include <set>
 
+#include "engine/choose_sender.h"
+#include "engine/event_execution.h"
 #include "engine/event_queue.h"
-#include "engine/queue_worker.h"
 #include "engine/sender_threads.h"
+#include "failing_memory.h"
+#include "frame/host.h"
+#include "variables/central_state.h"
 
 namespace kovo {
 namespace {
@@ -42,6 +46,42 @@ TEST(QueueWorker, EventsWaitRunOrExpire) {
   for (const auto& c : cases) {
     EXPECT_EQ(event_fate(c.event, c.now), c.fate) << c.event.queued_at << " " << c.now;
   }
+}
+
+TEST(QueueWorker, AScanKeepsWaitingEventsInOrderEvenWhenItIsBrokenOff) {
+  const auto queue = make_event_queue();
+  CentralState state;
+  const std::int64_t now = queue_time(*queue) + 1;
+  const auto add = [&](const char* name, std::int64_t queued_at, std::int64_t due_at) {
+    EventDefinition event;
+    event.name = name;
+    event.queued_at = queued_at;
+    event.due_at = due_at;
+    const MutexLock held(queue->lock);
+    queue->pending.push_back(event);
+  };
+  const auto names = [&] {
+    std::string text;
+    const MutexLock held(queue->lock);
+    for (const EventDefinition& event : queue->pending) text += event.name + " ";
+    return text;
+  };
+  const std::int64_t later = now + 100 * kSecond;
+  add("due", now, now);
+  add("waiting1", now, later);
+  add("waiting2", now, later);
+  add("expired", now - 61 * kSecond, later);  // telling that needs memory
+  add("waiting3", now, later);
+  add("due", now, now);
+  std::string left;
+  sleep_ms(1);
+  fail_each_allocation([&] { exec_event(*queue, state); },
+                       [&] {
+                         left = names();
+                         if (left == "waiting1 waiting2 waiting3 ") return;
+                         EXPECT_EQ(left, "waiting1 waiting2 expired waiting3 due ");
+                       });
+  EXPECT_EQ(left, "waiting1 waiting2 waiting3 ");
 }
 
 TEST(Senders, AreChosenByTheWordsOfTheProtocol) {

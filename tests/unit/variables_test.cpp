@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "failing_memory.h"
 #include "variables/central_state.h"
 #include "variables/change_processing.h"
 #include "variables/mapping_tables.h"
@@ -62,33 +63,6 @@ TEST(MappingTable, LookupsFindTheFirstRowInAnyCase) {
   EXPECT_EQ(find_resolution(resolutions, "FFFF"), nullptr);
 }
 
-TEST(Messages, AreSplitAtTheirColons) {
-  const struct {
-    std::string_view text;
-    Splitting splitting;
-    std::string parts;
-  } cases[] = {
-      {"DEVICE_NAME=Lobby", Splitting::kNoCommand, "|||"},
-      {"", Splitting::kNoCommand, "|||"},
-      {"abc:def", Splitting::kMalformed, "abc|||"},
-      {"abc::", Splitting::kMalformed, "abc|||"},
-      {"abc::x:y::z", Splitting::kMalformed, "abc|x||"},
-      {":", Splitting::kMalformed, "|||"},
-      {"::::", Splitting::kOk, "|||"},
-      {"e_param_set::MAC::00:11:22", Splitting::kOk, "e_param_set|MAC|00|"},
-      {"get_udp::K::::9000", Splitting::kOk, "get_udp|K||9000"},
-      {"g::k::1.2.3.4::90\n00", Splitting::kOk, "g|k|1.2.3.4|90"},
-      {"s::A::one\ntwo", Splitting::kOk, "s|A|one|"},
-      {"s::A::one\ntwo::three", Splitting::kOk, "s|A|one|three"},
-      {"s::A::b:::c:d", Splitting::kOk, "s|A|b|:c:d"},
-  };
-  for (const auto& c : cases) {
-    const Message m = split_message(c.text);
-    EXPECT_EQ(m.splitting, c.splitting) << c.text;
-    EXPECT_EQ(m.command + "|" + m.arg1 + "|" + m.arg2 + "|" + m.arg3, c.parts) << c.text;
-  }
-}
-
 TEST(Values, AreUnescapedThenPercentDecodedThenCut) {
   EXPECT_EQ(decode_value("plain"), "plain");
   EXPECT_EQ(decode_value("a\\nb%3Ac"), "a\nb:c");
@@ -130,6 +104,49 @@ TEST(Snapshot, OddLinesAreSkipped) {
   }
 }
 
+TEST(MessageQueue, HoldsEightMebibytesAndDropsTheNewest) {
+  constexpr std::size_t kPlace = sizeof(std::string);
+  const struct {
+    std::size_t size;   // of each text
+    std::size_t least;  // memory of each, at least
+  } cases[] = {{2, kPlace}, {511, kPlace + 512}, {4096, kPlace + 4097}};
+  for (const auto& c : cases) {
+    MessageQueue queue("queue");
+    const std::size_t most = kMaxQueueBytes / c.least;
+    std::size_t pushed = 0;
+    for (; pushed < most + 10; ++pushed) {
+      std::string text(c.size, 'x');
+      text.replace(0, 2, pushed % 2 == 0 ? "ev" : "od");
+      push_text(queue, text);
+    }
+    {
+      const MutexLock held(queue.lock);
+      EXPECT_LE(queue.texts.size(), most);
+      EXPECT_GT(queue.texts.size(), most * 9 / 10) << "nothing is dropped before it is full";
+    }
+    std::size_t taken = 0;
+    while (const auto text = take_text(queue)) {
+      EXPECT_EQ(text->substr(0, 2), taken++ % 2 == 0 ? "ev" : "od");
+    }
+    push_text(queue, "room again");
+    EXPECT_EQ(take_text(queue), "room again");
+    const MutexLock held(queue.lock);
+    EXPECT_EQ(queue.load.bytes, 0U);
+  }
+}
+
+TEST(MessageQueue, DropsAreReportedOncePerSecondAndAllOfThem) {
+  QueueLoad load;
+  constexpr std::int64_t kSecond = 1'000'000'000;
+  EXPECT_EQ(drops_to_report(load, 5), 0);
+  load.dropped = 1;
+  EXPECT_EQ(drops_to_report(load, 5), 1);
+  load.dropped = 7;
+  EXPECT_EQ(drops_to_report(load, 4 + kSecond), 0);
+  EXPECT_EQ(drops_to_report(load, 5 + kSecond), 7);
+  EXPECT_EQ(drops_to_report(load, 5 + 3 * kSecond), 0);
+}
+
 struct Store : ::testing::Test {
   void SetUp() override {
     const MutexLock held(registry.registry_lock);
@@ -164,6 +181,23 @@ TEST_F(Store, KindsOfSetsDifferInCaseAndPrecedence) {
   EXPECT_EQ(registry.variables[1].name, "Device_Name") << "spelt as at its first appearance";
   EXPECT_GT(registry.variables[1].set_time, 1'700'000'000);
   EXPECT_EQ(registry.variables[0].set_time, 0);
+}
+
+TEST_F(Store, ShortMemoryLeavesAllOfASetOrNothing) {
+  const std::string name = "A_NAME_LONGER_THAN_A_SHORT_STRING_HOLDS";
+  const std::string value(100, 'v');
+  const auto look = [&] {
+    const MutexLock held(registry.registry_lock);
+    ASSERT_EQ(registry.variables.size(), registry.index.size());
+    for (const auto& [key, place] : registry.index) {
+      ASSERT_LT(place, registry.variables.size());
+      EXPECT_EQ(lower_ascii(registry.variables[place].name), key);
+    }
+  };
+  fail_each_allocation([&] { lm_set_init(registry, name + "1", value); }, look);
+  fail_each_allocation([&] { lm_set(registry, name + "2", value); }, look);
+  fail_each_allocation([&] { lm_set_change(registry, name + "3", value); }, look);
+  for (const char* number : {"1", "2", "3"}) EXPECT_EQ(lm_get(registry, name + number), value);
 }
 
 }  // namespace

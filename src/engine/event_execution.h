@@ -1,5 +1,4 @@
-// The one worker of the event engine: turns received lines into queued events, and starts the
-// senders of the events that have come due.
+// The execution of queued events: drops what is stale and starts the senders of what has come due.
 #pragma once
 
 #include <cstdint>
@@ -10,7 +9,6 @@
 namespace kovo {
 
 constexpr std::int64_t kEventLifeNs = 60'000'000'000;  // an event not run within this is dropped
-constexpr int kPowerOnPeriodS = 120;                   // of uptime, without display events
 
 enum class EventFate { kErase, kExpired, kWait, kRun };
 
@@ -18,17 +16,8 @@ enum class EventFate { kErase, kExpired, kWait, kRun };
 /// kEventLifeNs expires, whatever its delay.
 EventFate event_fate(const EventDefinition& event, std::int64_t now);
 
-enum class StepFate { kPowerOnSkip, kSend, kDisabled };
-
-/// What becomes of the steps of an event: display-connection events are skipped while the plug is
-/// not enabled, and all are while events are disabled; test events are always sent.
-StepFate step_fate(const EventDefinition& event, bool plug_enabled, bool events_enabled);
-
 /// Executes or drops what is due or stale in `pending`; later events are looked at behind waiting
 /// ones. Returns the number of events executed. Queue worker only; takes queue.lock for all of it.
 int exec_event(EventQueue& queue, CentralState& state);
-
-/// Thread body; its argument is the EventQueue. Every 250 ms, once `ready`.
-void* handle_q_event(void* queue);
 
 }  // namespace kovo

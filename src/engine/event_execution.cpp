@@ -1,0 +1,142 @@
+#include "engine/event_execution.h"
+
+#include "engine/sender_threads.h"
+#include "frame/globals.h"
+#include "frame/host.h"
+#include "frame/log.h"
+#include "frame/worker.h"
+#include "variables/central_state.h"
+
+namespace kovo {
+namespace {
+
+constexpr std::int32_t kExecuted = 1;  // status of an event whose steps were run
+
+bool is_display_event(const std::string& name) {
+  return equals_nocase(name, "DVIConnected") || equals_nocase(name, "DVIDisconnected");
+}
+
+enum class StepFate { kPowerOnSkip, kSend, kDisabled };
+
+/// Display-connection events are skipped while the plug is not enabled, and all are while events
+/// are disabled; test events are always sent.
+StepFate step_fate(const EventDefinition& event, bool plug_enabled, bool events_enabled) {
+  if (!plug_enabled && event.test == 0 && is_display_event(event.name)) {
+    return StepFate::kPowerOnSkip;
+  }
+  return events_enabled || event.test == 1 ? StepFate::kSend : StepFate::kDisabled;
+}
+
+void skip_during_power_on(const EventDefinition& event, const SubCommand& step) {
+  const std::int32_t uptime = uptime_s;
+  log_main("[%s:%d] during Power On, skip %s ...%d/%d\n", "exec_event", __LINE__,
+           event.name.c_str(), uptime, kPowerOnPeriodS);
+  log_event_echo("skip uptime=%ld,%s:%s %s %s\n", static_cast<long>(uptime), step.ip.c_str(),
+                 step.port.c_str(), step.protocol.c_str(), step.data.c_str());
+}
+
+void skip_disabled(const SubCommand& step) {
+  if (verbose != 0) {
+    print_stdout("[%s:%d] disable event, skip %s\n", "exec_event", __LINE__, step.data.c_str());
+  }
+  log_event_echo("%s:%s %s %s, disabled uptime=%ld\n", step.ip.c_str(), step.port.c_str(),
+                 step.protocol.c_str(), step.data.c_str(), static_cast<long>(uptime_s));
+}
+
+void run_step(EventQueue& queue, const CentralState& state, const EventDefinition& event,
+              const SubCommand& step) {
+  const StepFate fate = step_fate(event, hdmi_plug_enabled != 0, state.events_enabled != 0);
+  if (fate == StepFate::kSend) {
+    log_event_echo("%s:%s %s %s\n", step.ip.c_str(), step.port.c_str(), step.protocol.c_str(),
+                   step.data.c_str());
+    start_sender(queue, event.name, step);
+    return;
+  }
+  if (fate == StepFate::kPowerOnSkip) {
+    skip_during_power_on(event, step);
+  } else {
+    skip_disabled(step);
+  }
+}
+
+void print_run(const EventDefinition& event, std::int64_t now) {
+  if (debug == 0) return;
+  print_stdout(
+      "[%s:%d] get sys event=%s, run event=%s, now=%lld ms, t_exec=%lld ms, sub cmd size=%d, "
+      "test=%d\n",
+      "exec_event", __LINE__, event.trigger.c_str(), event.name.c_str(),
+      static_cast<long long>(now / 1'000'000), static_cast<long long>(event.due_at / 1'000'000),
+      static_cast<int>(event.commands.size()), event.test);
+}
+
+/// Runs a due event. False when it was dropped: "PowerOn" runs once per boot. What may throw comes
+/// first; from there on the event counts as run.
+bool run_event(EventQueue& queue, CentralState& state, EventDefinition& event, std::int64_t now) {
+  const bool power_on = equals_nocase(event.trigger, "PowerOn");
+  if (power_on && state.power_on_done == 1) {
+    log_event_echo("skip event: PowerOn\n");
+    return false;
+  }
+  print_run(event, now);
+  if (power_on) state.power_on_done = 1;
+  event.status = kExecuted;
+  for (const SubCommand& step : event.commands) {
+    guarded("exec_event", [&] { run_step(queue, state, event, step); });
+  }
+  return true;
+}
+
+void log_expired(const EventDefinition& event, std::int64_t now) {
+  log_main(
+      "[%s:%d] Error cannot send sys event=%s, run event=%s, now=%lld, t_exec=%lld, sub cmd "
+      "size=%d\n",
+      "exec_event", __LINE__, event.trigger.c_str(), event.name.c_str(),
+      static_cast<long long>(now), static_cast<long long>(event.due_at),
+      static_cast<int>(event.commands.size()));
+}
+
+/// A scan over a list that leaves some events in it, in their order, and makes it shorter once, at
+/// its end. Broken off by an exception, it leaves the event it stands at and those behind it, too.
+struct Scan {
+  explicit Scan(EventList& list) : events(list), kept(list.begin()), next(list.begin()) {}
+  ~Scan() {
+    events.erase(kept, next);
+  }
+  Scan(const Scan&) = delete;
+  Scan& operator=(const Scan&) = delete;
+
+  EventList& events;
+  EventList::iterator kept;  // behind the events that stay
+  EventList::iterator next;  // not looked at yet
+};
+
+void keep(Scan& scan) {
+  if (scan.kept != scan.next) *scan.kept = std::move(*scan.next);
+  ++scan.kept;
+}
+
+}  // namespace
+
+EventFate event_fate(const EventDefinition& event, std::int64_t now) {
+  if (event.due_at == 0 || event.queued_at == 0) return EventFate::kErase;
+  if (event.queued_at + kEventLifeNs < now) return EventFate::kExpired;
+  if (event.status == kExecuted) return EventFate::kErase;
+  if (now < event.queued_at || now < event.due_at) return EventFate::kWait;
+  return EventFate::kRun;
+}
+
+int exec_event(EventQueue& queue, CentralState& state) {
+  const MutexLock held(queue.lock);
+  int executed = 0;
+  for (Scan scan(queue.pending); scan.next != queue.pending.end(); ++scan.next) {
+    EventDefinition& event = *scan.next;
+    const std::int64_t now = queue_time(queue);
+    const EventFate fate = event_fate(event, now);
+    if (fate == EventFate::kExpired) log_expired(event, now);
+    if (fate == EventFate::kRun && run_event(queue, state, event, now)) ++executed;
+    if (fate == EventFate::kWait) keep(scan);
+  }
+  return executed;
+}
+
+}  // namespace kovo
