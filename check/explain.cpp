@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "check/payload.h"
 #include "frame/text.h"
 
 namespace kovo::check {
@@ -22,11 +21,11 @@ ExplainedStep explain_step(Explaining& explaining, std::uint32_t index, const Su
   ExplainedStep step;
   step.index = static_cast<std::int32_t>(index);
   step.offset_ms = command.delay_from_exec_ns / kNanosecondsPerMillisecond;
-  step.kind = choose_sender(command.protocol);
+  step.sender = sender_of(command.protocol);
   step.protocol = command.protocol;
   step.address = is_address(command.ip) ? command.ip : "0.0.0.0";
   step.port = sent_port(command.port);
-  if (sends_status(step.kind) || step.kind == SendKind::kNone) return step;
+  if (step.sender.sends != Sends::kPayload) return step;
   step.payload = filled(command.data, explaining.values, explaining.status_known);
   step.ends_at_zero = step.payload.find('\0') < kMaxCommand;
   step.cut = !step.ends_at_zero && step.payload.size() > kMaxCommand;
@@ -47,8 +46,8 @@ ExplainedEvent explain_event(Explaining& explaining, const NamedKeys& keys) {
   event.display_period = is_display_event(event.name);
   event.step_count = keys.step_count;
   for (const auto& [index, step] : keys.steps) {
-    if (index >= keys.commands.size()) break;
-    event.steps.push_back(explain_step(explaining, index, keys.commands[index]));
+    if (step.command == nullptr) break;
+    event.steps.push_back(explain_step(explaining, index, *step.command));
   }
   std::stable_sort(
       event.steps.begin(), event.steps.end(),
@@ -70,15 +69,6 @@ std::vector<ExplainedEvent> explain(const Source& source, const CheckOptions& op
     events.push_back(explain_event(explaining, model.names[position]));
   }
   return events;
-}
-
-const char* transport_of(SendKind kind) {
-  if (kind == SendKind::kNone) return "";
-  return kind == SendKind::kTcp || kind == SendKind::kTcpStatus ? "TCP" : "UDP";
-}
-
-bool sends_status(SendKind kind) {
-  return kind == SendKind::kTcpStatus || kind == SendKind::kUdpStatus;
 }
 
 }  // namespace kovo::check

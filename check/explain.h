@@ -5,16 +5,16 @@
 #include <string>
 #include <vector>
 
+#include "check/payload.h"
 #include "check/rules.h"
 #include "check/source.h"
-#include "engine/sender_threads.h"
 
 namespace kovo::check {
 
 struct ExplainedStep {
   std::int32_t index = 0;
   std::int64_t offset_ms = 0;  // from the start of the event; below 0 it leaves at once as well
-  SendKind kind = SendKind::kNone;
+  Sender sender{Sends::kNothing, ""};
   std::string protocol;  // as it stands in the file
   std::string address;   // where it really goes
   int port = 0;          // likewise
@@ -39,9 +39,5 @@ struct ExplainedEvent {
 
 /// The events of a file as the daemon compiles them, in its order.
 std::vector<ExplainedEvent> explain(const Source& source, const CheckOptions& options);
-
-/// "UDP" or "TCP"; "" for a step that sends nothing.
-const char* transport_of(SendKind kind);
-bool sends_status(SendKind kind);
 
 }  // namespace kovo::check

@@ -30,9 +30,9 @@ Json finding_json(const std::string& file, const Finding& finding) {
   return json;
 }
 
-const char* what_leaves(SendKind kind) {
-  if (kind == SendKind::kNone) return "nothing";
-  return sends_status(kind) ? "status" : "payload";
+const char* name_of(Sends sends) {
+  if (sends == Sends::kNothing) return "nothing";
+  return sends == Sends::kStatus ? "status" : "payload";
 }
 
 Json step_json(const ExplainedStep& step) {
@@ -40,8 +40,8 @@ Json step_json(const ExplainedStep& step) {
   Json json;
   json["index"] = step.index;
   json["offset_ms"] = step.offset_ms;
-  json["sends"] = what_leaves(step.kind);
-  json["transport"] = transport_of(step.kind);
+  json["sends"] = name_of(step.sender.sends);
+  json["transport"] = step.sender.transport;
   json["protocol"] = step.protocol;
   json["address"] = step.address;
   json["port"] = step.port;

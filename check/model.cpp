@@ -76,12 +76,9 @@ void take_compiled(Model& model) {
     keys.step_count = count;
     keys.compiled_trigger = event.trigger;
     keys.delay_s = event.delay_s;
-    std::size_t used = 0;
-    for (const auto& [index, step] : keys.steps) {
-      if (index < event.commands.size()) used = index + 1;
+    for (auto& [index, step] : keys.steps) {
+      if (index < event.commands.size()) step.command = &event.commands[index];
     }
-    keys.commands.assign(event.commands.begin(),
-                         event.commands.begin() + static_cast<std::ptrdiff_t>(used));
   }
 }
 
@@ -95,7 +92,7 @@ Model make_model(const DefinitionEntries& entries) {
   return model;
 }
 
-const NamedKeys* find_event(const Model& model, std::string_view name) {
+const NamedKeys* event_named(const Model& model, std::string_view name) {
   const auto found = model.by_name.find(name);
   if (found == model.by_name.end()) return nullptr;
   const NamedKeys& keys = model.names[found->second];

@@ -22,7 +22,8 @@ struct StepEntries {
   std::uint32_t port = kNoEntry;
   std::uint32_t data = kNoEntry;
   std::uint32_t delay = kNoEntry;
-  std::uint32_t first = kNoEntry;  // of the file
+  std::uint32_t first = kNoEntry;       // of the file
+  const SubCommand* command = nullptr;  // as compiled; null at or beyond the count
 };
 
 /// All keys of one event name.
@@ -39,7 +40,6 @@ struct NamedKeys {
   std::int32_t step_count = 0;  // the largest of its "Count" lines
   std::string_view compiled_trigger;
   std::int32_t delay_s = 0;
-  std::vector<SubCommand> commands;  // up to the last step that has a line
 };
 
 struct Duplicate {
@@ -59,7 +59,7 @@ struct Model {
 Model make_model(const DefinitionEntries& entries);
 
 /// The keys of an event that exists, or null.
-const NamedKeys* find_event(const Model& model, std::string_view name);
+const NamedKeys* event_named(const Model& model, std::string_view name);
 
 /// The index of a step's key as the daemon reads it; false for text that it skips.
 bool read_index(const DefinitionEntry& entry, std::uint32_t& index);

@@ -2,9 +2,26 @@
 
 #include <arpa/inet.h>
 
+#include "engine/sender_threads.h"
 #include "frame/text.h"
 
 namespace kovo::check {
+
+Sender sender_of(std::string_view protocol) {
+  switch (choose_sender(protocol)) {
+    case SendKind::kUdp:
+      return {Sends::kPayload, "UDP"};
+    case SendKind::kTcp:
+      return {Sends::kPayload, "TCP"};
+    case SendKind::kUdpStatus:
+      return {Sends::kStatus, "UDP"};
+    case SendKind::kTcpStatus:
+      return {Sends::kStatus, "TCP"};
+    case SendKind::kNone:
+      break;
+  }
+  return {Sends::kNothing, ""};
+}
 
 std::vector<Placeholder> placeholders(std::string_view payload) {
   std::vector<Placeholder> found;

@@ -1,4 +1,4 @@
-// What would leave as the payload of a step.
+// What a step sends, and where to.
 #pragma once
 
 #include <cstddef>
@@ -9,6 +9,15 @@
 #include "definitions/templates.h"
 
 namespace kovo::check {
+
+enum class Sends { kNothing, kPayload, kStatus };
+
+/// What the protocol text of a step chooses.
+struct Sender {
+  Sends sends;
+  const char* transport;  // "UDP" or "TCP"; "" when nothing is sent
+};
+Sender sender_of(std::string_view protocol);
 
 /// One placeholder of a payload, cut out as the daemon does.
 struct Placeholder {

@@ -174,12 +174,11 @@ void check_delay_order(Checking& checking, const NamedKeys& keys) {
   std::vector<std::int64_t> sums;
   const StepEntries* wrong = nullptr;
   for (const auto& [index, step] : keys.steps) {
-    if (index >= keys.commands.size()) break;
-    const SubCommand& command = keys.commands[index];
-    sum += command.delay_ns;
-    offsets.push_back(command.delay_from_exec_ns);
+    if (step.command == nullptr) break;
+    sum += step.command->delay_ns;
+    offsets.push_back(step.command->delay_from_exec_ns);
     sums.push_back(sum);
-    if (wrong == nullptr && command.delay_from_exec_ns != sum) wrong = &step;
+    if (wrong == nullptr && offsets.back() != sum) wrong = &step;
   }
   if (wrong == nullptr) return;
   const bool gap = wrong->delay == kNoEntry;

@@ -135,7 +135,7 @@ void check_duplicate(Checking& checking, const Duplicate& duplicate) {
     tell(checking, Rule::kDuplicateKey, place, again + outcome, "remove one of the lines");
     return;
   }
-  const NamedKeys* event = find_event(checking.model, entry.name);
+  const NamedKeys* event = event_named(checking.model, entry.name);
   std::uint32_t index = 0;
   if (entry.parts != 0 && event == nullptr) return;
   if (entry.parts == 2 &&
@@ -159,7 +159,7 @@ void check_no_effect(Checking& checking, std::uint32_t position, const Definitio
     tell(checking, Rule::kNoEffect, place, line + " changes nothing: Data is hexadecimal always",
          "write DataEncode=HEX, and the Data values in hexadecimal");
   }
-  const NamedKeys* event = find_event(checking.model, entry.name);
+  const NamedKeys* event = event_named(checking.model, entry.name);
   if (event != nullptr && entry.field == "Count" && is_generic_events(*event)) {
     tell(checking, Rule::kNoEffect, place,
          line + " makes an event GenericEvents of empty steps, no room for others",

@@ -5,7 +5,6 @@
 #include "check/payload.h"
 #include "check/rules.h"
 #include "definitions/event_list.h"
-#include "engine/sender_threads.h"
 #include "frame/text.h"
 
 namespace kovo::check {
@@ -37,7 +36,7 @@ std::string right_protocol(const std::string& text) {
 void check_protocol(Checking& checking, const StepValue& step) {
   const std::string& value = step.entry.value;
   const std::string right = right_protocol(value);
-  if (choose_sender(value) == SendKind::kNone) {
+  if (sender_of(value).sends == Sends::kNothing) {
     Finding& finding =
         tell(checking, Rule::kProtocol, step.place,
              step.step + " sends nothing: " + quoted(value) + " names no sender",
@@ -244,8 +243,7 @@ void check_missing(Checking& checking, const NamedKeys& keys, std::uint32_t inde
   const std::string name = shown(keys.name);
   const std::string number = std::to_string(index);
   const Place place = key_place(checking, step.first);
-  const SendKind kind = choose_sender(keys.commands[index].protocol);
-  const bool by_status = kind == SendKind::kUdpStatus || kind == SendKind::kTcpStatus;
+  const Sends sends = sender_of(step.command->protocol).sends;
   const std::string text = step_text(index, keys.name);
   if (step.protocol == kNoEntry) {
     const std::string key = name + "Protocol" + number;
@@ -261,12 +259,12 @@ void check_missing(Checking& checking, const NamedKeys& keys, std::uint32_t inde
     tell(checking, Rule::kPort, place, text + " has no port and goes to port 0",
          "add " + name + "Port" + number + "= and a number from 1 to 65535");
   }
-  if (step.data == kNoEntry && kind != SendKind::kNone && !by_status) {
+  if (step.data == kNoEntry && sends == Sends::kPayload) {
     tell(checking, Rule::kData, place, text + " has no Data and sends an empty payload",
          "add " + name + "Data" + number + "= and the payload in hexadecimal")
         .severity = Severity::kWarning;
   }
-  if (step.data != kNoEntry && by_status) {
+  if (step.data != kNoEntry && sends == Sends::kStatus) {
     tell(checking, Rule::kData, key_place(checking, step.data),
          key_text(checking.source.entries[step.data]) +
              " is not sent: the step sends the device's status",
@@ -308,7 +306,7 @@ void check_steps(Checking& checking) {
     if (checking.cut_names.count(std::string(keys.name)) > 0) continue;  // its lines went elsewhere
     check_empty_steps(checking, keys);
     for (const auto& [index, step] : keys.steps) {
-      if (index >= keys.commands.size()) break;
+      if (step.command == nullptr) break;
       check_missing(checking, keys, index, step);
     }
   }

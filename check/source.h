@@ -10,7 +10,7 @@
 
 namespace kovo::check {
 
-constexpr std::size_t kMaxFileSize = 4 * 1024 * 1024;  // larger files are no definition files
+constexpr std::size_t kMaxFileSize = std::size_t{4} << 20;  // larger files are no definition files
 
 /// One line, or one piece of a line that is longer than the daemon's buffer.
 struct SourceLine {

@@ -8,6 +8,7 @@
 #include "check/keys.h"
 #include "check/payload.h"
 #include "definitions/event_list.h"
+#include "frame/text.h"
 #include "tests/check/texts.h"
 
 namespace kovo::check {
