@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "check/words.h"
-#include "definitions/definition_file.h"
+#include "definitions/definition_entry.h"
 #include "frame/text.h"
 
 namespace kovo::check {

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "definitions/event_list.h"
+#include "definitions/event_compiler.h"
 #include "frame/text.h"
 
 namespace kovo::check {
@@ -66,18 +66,20 @@ void sort_keys(Model& model, const DefinitionEntries& entries) {
 }
 
 void take_compiled(Model& model) {
-  for (const EventDefinition& event : model.compiled) {
+  for (const CountLine& line : model.compiled.lines) {
+    const CompiledEvent& event = model.compiled.events[line.event];
     const std::uint32_t position = model.by_name.find(event.name)->second;
     NamedKeys& keys = model.names[position];
     if (!keys.exists) model.in_event_order.push_back(position);
     keys.exists = true;
-    const auto count = static_cast<std::int32_t>(event.commands.size());
-    if (count <= keys.step_count) continue;
-    keys.step_count = count;
+    if (line.step_count <= keys.step_count) continue;
+    keys.step_count = line.step_count;
     keys.compiled_trigger = event.trigger;
     keys.delay_s = event.delay_s;
     for (auto& [index, step] : keys.steps) {
-      if (index < event.commands.size()) step.command = &event.commands[index];
+      const auto found = event.steps.find(static_cast<std::int32_t>(index));
+      const bool counts = index < static_cast<std::uint32_t>(line.step_count);
+      if (counts && found != event.steps.end()) step.command = &found->second;
     }
   }
 }

@@ -48,7 +48,7 @@ struct Duplicate {
 };
 
 struct Model {
-  EventList compiled;            // as the daemon has it
+  CompiledEvents compiled;       // as the daemon has them
   std::vector<NamedKeys> names;  // in the order of their first keys
   std::unordered_map<std::string_view, std::uint32_t> by_name;
   std::vector<std::uint32_t> in_event_order;  // positions in `names` of those that exist

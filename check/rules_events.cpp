@@ -2,7 +2,7 @@
 // run.
 #include "check/keys.h"
 #include "check/rules.h"
-#include "definitions/event_list.h"
+#include "definitions/event_compiler.h"
 #include "frame/text.h"
 
 namespace kovo::check {

@@ -1,7 +1,7 @@
 // Rules about keys: those that the daemon does not read, reads as others, or reads twice.
 #include "check/keys.h"
 #include "check/rules.h"
-#include "definitions/event_list.h"
+#include "definitions/event_compiler.h"
 #include "frame/text.h"
 
 namespace kovo::check {

@@ -4,7 +4,7 @@
 #include "check/keys.h"
 #include "check/payload.h"
 #include "check/rules.h"
-#include "definitions/event_list.h"
+#include "definitions/event_compiler.h"
 #include "frame/text.h"
 
 namespace kovo::check {

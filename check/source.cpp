@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "definitions/definition_file.h"
+#include "definitions/definition_entry.h"
 #include "frame/text.h"
 
 namespace kovo::check {

@@ -2,7 +2,8 @@
 
 #include <algorithm>
 
-#include "engine/event_rules.h"
+#include "control/split_message.h"
+#include "engine/event_fate.h"
 #include "frame/text.h"
 #include "variables/change_values.h"
 
@@ -19,9 +20,8 @@ bool plug_enabled(const TrialDevice& device, std::int64_t ms) {
 /// Takes a sender from the start of an event until its message has left.
 bool take_sender(TrialDevice& device, std::int64_t from_ms, std::int64_t until_ms) {
   const auto busy = std::count_if(
-      device.flights.begin(), device.flights.end(), [&](const Flight& flight) {
-        return flight.from_ms <= from_ms && from_ms < flight.until_ms;
-      });
+      device.flights.begin(), device.flights.end(),
+      [&](const Flight& flight) { return flight.from_ms <= from_ms && from_ms < flight.until_ms; });
   if (busy >= kSenderSlots) return false;
   device.flights.push_back({from_ms, until_ms});
   return true;
@@ -33,7 +33,7 @@ std::string why_dropped(TrialDevice& device, const check::ExplainedEvent& event,
     return "dropped: events are switched off";
   }
   if (event.never_runs) {
-    return "dropped: an event that has not run within " + std::to_string(kEventLifeS) +
+    return "dropped: an event that has not run within " + std::to_string(check::kEventLifeS) +
            " s never does";
   }
   if (!event.once_per_boot) return {};
@@ -59,7 +59,7 @@ StepOutcome step_outcome(TrialDevice& device, const check::ExplainedEvent& event
     case StepFate::kSend:
       break;
   }
-  if (step.kind == SendKind::kNone) {
+  if (step.sender.sends == check::Sends::kNothing) {
     outcome.why = "sends nothing: its protocol names no sender";
   } else if (!take_sender(device, starts_ms, outcome.leaves_ms + kPauseMs)) {
     outcome.why = "dropped: " + std::to_string(kSenderSlots) + " messages are under way";
@@ -96,16 +96,16 @@ void take_serial(TrialDevice& device, const std::string& value, Reaction& reacti
   if (row == nullptr) return;
   const std::string old(cut_text(row->last_value, kMaxShortText));
   row->last_value = value;
-  SerialFormat before;
-  SerialFormat after;
+  const std::optional<SerialFormat> before = split_serial(old);
+  const std::optional<SerialFormat> after = split_serial(value);
   if (old.empty()) {
     reaction.notes.emplace_back("the first serial format raises nothing: change it again");
-  } else if (equals_nocase(old, value) || !split_serial(old, before) ||
-             !split_serial(value, after)) {
+  } else if (equals_nocase(old, value) || !before || !after) {
     reaction.notes.emplace_back("no part of the serial format differs");
   } else {
     for (const SerialField& field : kSerialFields) {
-      if (before.*field.part != after.*field.part) reaction.triggers.emplace_back(field.event);
+      if ((*before).*field.part != (*after).*field.part)
+        reaction.triggers.emplace_back(field.event);
     }
   }
 }

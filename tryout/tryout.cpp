@@ -4,7 +4,7 @@
 // answers returns the size of one JSON text, which lies at kovo_output() until the next call. All
 // of it runs on one thread.
 
-#include <cstdio>
+#include <algorithm>
 #include <ctime>
 
 #include "check/explain.h"
@@ -13,10 +13,13 @@
 #include "check/payload.h"
 #include "check/rules.h"
 #include "check/words.h"
-#include "engine/event_rules.h"
+#include "definitions/definition_entry.h"
+#include "engine/event_fate.h"
 #include "frame/text.h"
+#include "frame/time_text.h"
 #include "tryout/new_step.h"
 #include "tryout/trial.h"
+#include "variables/change_values.h"
 
 #define KOVO_EXPORT(name) extern "C" __attribute__((export_name(#name)))
 
@@ -24,7 +27,7 @@ namespace kovo::tryout {
 namespace {
 
 using check::CheckOptions;
-using Json = nlohmann::ordered_json;
+using check::Json;
 
 constexpr char kFileName[] = "kovo.txt";
 
@@ -36,7 +39,7 @@ struct Page {
   StatusVars status;
   bool status_complete = false;
   unsigned products = check::kAnyProduct;
-  TrialDevice device = started_device(check::variant_of(check::kAnyProduct), 0);
+  TrialDevice device = started_device(check::variant_of_product(check::kAnyProduct), 0);
 };
 
 Page page;
@@ -57,7 +60,7 @@ std::size_t answer(const Json& json) {
 check::KnownValues values_of_page() {
   if (page.status.empty() && !page.status_complete) return check::known_values(nullptr);
   check::KnownValues values = check::known_values(&page.status);
-  values.status = page.status_complete;
+  values.whole_status = page.status_complete;
   return values;
 }
 
@@ -67,9 +70,9 @@ check::KnownValues values_at(const Moment& now) {
   const std::time_t seconds = now.local_s;
   std::tm fields{};
   gmtime_r(&seconds, &fields);  // they are local already
-  values.filling.date = date_text(fields);
-  values.filling.time = time_text(fields);
-  values.filling.uptime_s = uptime_s(page.device, now);
+  values.values.date = date_text(fields);
+  values.values.time = time_text(fields);
+  values.values.uptime_s = uptime_s(page.device, now);
   values.clock = true;
   return values;
 }
@@ -105,13 +108,11 @@ Json run_json(const check::ExplainedEvent& event, const Run& run) {
 Json raise_all(const Reaction& reaction, RaisedBy by, const Moment& now) {
   Json runs = Json::array();
   Json notes = reaction.notes;
-  const auto events =
-      check::explain(page.source, page.products, values_at(now));
+  const auto events = check::explain(page.source, page.products, values_at(now));
   for (const std::string& trigger : reaction.triggers) {
     const auto found =
-        std::find_if(events.begin(), events.end(), [&](const check::ExplainedEvent& event) {
-          return event.trigger == trigger;
-        });
+        std::find_if(events.begin(), events.end(),
+                     [&](const check::ExplainedEvent& event) { return event.trigger == trigger; });
     if (found == events.end()) {
       notes.push_back(check::quoted(trigger) + " is raised, and no event has that trigger");
     } else {
@@ -174,7 +175,8 @@ KOVO_EXPORT(kovo_set_status) void kovo_set_status(std::size_t size, int complete
 KOVO_EXPORT(kovo_start_device) void kovo_start_device(std::size_t size, double booted_ms) {
   const unsigned product = check::product_of(taken(size));
   page.products = product == 0 ? check::kAnyProduct : product;
-  page.device = started_device(check::variant_of(page.products), static_cast<std::int64_t>(booted_ms));
+  page.device = started_device(check::variant_of_product(page.products),
+                               static_cast<std::int64_t>(booted_ms));
 }
 
 KOVO_EXPORT(kovo_enable_events) void kovo_enable_events(int enabled) {
@@ -208,7 +210,7 @@ KOVO_EXPORT(kovo_vocabulary) std::size_t kovo_vocabulary() {
   Json json;
   json["limits"] = {{"payload_bytes", kMaxCommand},
                     {"senders", kSenderSlots},
-                    {"event_life_s", kEventLifeS},
+                    {"event_life_s", check::kEventLifeS},
                     {"display_period_s", kPowerOnPeriodS},
                     {"quiet_period_s", kQuietPeriodS}};
   Json& rows = json["rows"] = Json::array();

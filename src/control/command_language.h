@@ -4,7 +4,6 @@
 
 #include <cstddef>
 #include <string>
-#include <string_view>
 
 #include "variables/variable_registry.h"
 
@@ -13,22 +12,6 @@ namespace kovo {
 struct CentralState;
 
 constexpr std::size_t kLinesPerMessage = 5;  // of a renew
-
-enum class Splitting { kOk, kMalformed, kNoCommand };
-
-/// One message split at its colons.
-struct Message {
-  Splitting splitting = Splitting::kNoCommand;
-  std::string command;
-  std::string arg1;
-  std::string arg2;
-  std::string arg3;
-};
-
-/// Splits word::arg1::arg2 or word::arg1::arg2::arg3. Word, arg1 and arg2 end at their first colon,
-/// arg2 and arg3 at their first line feed; arg3 takes the rest. kNoCommand without any colon,
-/// kMalformed, with the word, where a second colon or a separator is missing.
-Message split_message(std::string_view text);
 
 /// Thread body; its argument is the CentralState, the variables are the global registry's. Works
 /// off lm_queue once `ready`, one message after the other; looks every 200 ms while it is empty.

@@ -1,7 +1,7 @@
 // The daemon's own code, as WebAssembly: text in, JSON out. Everything the page knows about rules,
 // limits and payloads comes from here.
 import { WASI } from "@bjorn3/browser_wasi_shim";
-import wasm from "kovotry.wasm?url&inline";
+import base64 from "kovotry-core";
 
 export type Severity = "error" | "warning" | "note";
 
@@ -174,6 +174,5 @@ export async function startCore(binary: BufferSource) {
 }
 
 export function embeddedCore(): Promise<Core> {
-  const base64 = wasm.slice(wasm.indexOf(",") + 1);
   return startCore(Uint8Array.from(atob(base64), (letter) => letter.charCodeAt(0)));
 }

@@ -1,4 +1,4 @@
-declare module "kovotry.wasm?url&inline" {
-  const url: string;
-  export default url;
+declare module "kovotry-core" {
+  const base64: string;
+  export default base64;
 }
