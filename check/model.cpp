@@ -65,21 +65,29 @@ void sort_keys(Model& model, const DefinitionEntries& entries) {
   }
 }
 
+const SubCommand* command_of(const CompiledEvent& event, std::uint32_t index) {
+  const auto found = event.steps.find(static_cast<std::int32_t>(index));
+  return found == event.steps.end() ? nullptr : &found->second;
+}
+
 void take_compiled(Model& model) {
   for (const CountLine& line : model.compiled.lines) {
     const CompiledEvent& event = model.compiled.events[line.event];
     const std::uint32_t position = model.by_name.find(event.name)->second;
     NamedKeys& keys = model.names[position];
-    if (!keys.exists) model.in_event_order.push_back(position);
+    keys.step_count = std::max(keys.step_count, line.step_count);
+    if (keys.exists) continue;
+    model.in_event_order.push_back(position);
     keys.exists = true;
-    if (line.step_count <= keys.step_count) continue;
-    keys.step_count = line.step_count;
+    keys.first_count = event.step_count;
     keys.compiled_trigger = event.trigger;
     keys.delay_s = event.delay_s;
+  }
+  for (const CompiledEvent& event : model.compiled.events) {
+    NamedKeys& keys = model.names[model.by_name.find(event.name)->second];
+    const auto count = static_cast<std::uint32_t>(keys.step_count);
     for (auto& [index, step] : keys.steps) {
-      const auto found = event.steps.find(static_cast<std::int32_t>(index));
-      const bool counts = index < static_cast<std::uint32_t>(line.step_count);
-      if (counts && found != event.steps.end()) step.command = &found->second;
+      if (index < count) step.command = command_of(event, index);
     }
   }
 }

@@ -37,7 +37,8 @@ struct NamedKeys {
 
   // As compiled.
   bool exists = false;
-  std::int32_t step_count = 0;  // the largest of its "Count" lines
+  std::int32_t step_count = 0;   // the largest of its "Count" lines
+  std::int32_t first_count = 0;  // the first one, of the event that a push finds
   std::string_view compiled_trigger;
   std::int32_t delay_s = 0;
 };
@@ -48,7 +49,7 @@ struct Duplicate {
 };
 
 struct Model {
-  CompiledEvents compiled;       // as the daemon has them
+  CompiledEvents compiled;       // as the daemon has it
   std::vector<NamedKeys> names;  // in the order of their first keys
   std::unordered_map<std::string_view, std::uint32_t> by_name;
   std::vector<std::uint32_t> in_event_order;  // positions in `names` of those that exist

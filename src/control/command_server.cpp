@@ -1,6 +1,6 @@
 #include "control/command_server.h"
 
-#include <chrono>
+#include <optional>
 
 #include "definitions/definition_file.h"
 #include "definitions/event_list.h"
@@ -18,12 +18,6 @@ namespace {
 
 constexpr int kScanPeriodMs = 250;
 constexpr char kEnableKey[] = "__SET__:network.kovo.enable";
-
-std::int64_t now_us() {
-  using std::chrono::microseconds;
-  const auto since_epoch = std::chrono::system_clock::now().time_since_epoch();
-  return std::chrono::duration_cast<microseconds>(since_epoch).count();
-}
 
 void take_command(void* queue, std::string_view data) {
   const std::string text(until_nul(data));

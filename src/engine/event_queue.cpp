@@ -2,6 +2,7 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <new>
 
 #include "definitions/event_list.h"
 #include "engine/push_event.h"
@@ -67,6 +68,8 @@ std::optional<MirrorTarget> mirror_target(std::int32_t level) {
 std::unique_ptr<EventQueue> make_event_queue() {
   auto queue = std::make_unique<EventQueue>();
   queue->created_at = steady_ns();
+  queue->buffers.reset(static_cast<SenderBuffers*>(std::calloc(1, sizeof(SenderBuffers))));
+  if (queue->buffers == nullptr) throw std::bad_alloc();
   return queue;
 }
 

@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <cstdlib>
 #include <deque>
 #include <memory>
 #include <optional>
@@ -47,6 +48,20 @@ struct SenderTask {
   std::atomic<std::int32_t>* state;  // the slot's state word
 };
 
+/// The large part of the slots. It is allocated as zeros that nobody has written, so that memory is
+/// used by the slots that are used.
+struct SenderBuffers {
+  char sender_ip[kSenderSlots][kMaxShortText + 1];
+  char sender_data[kSenderSlots][kMaxCommand + 1];
+  SenderTask sender_tasks[kSenderSlots];
+};
+
+struct FreeBuffers {
+  void operator()(SenderBuffers* buffers) const {
+    std::free(buffers);
+  }
+};
+
 struct EventQueue {
   Mutex lock;  // held for a whole push, its lookup included, and for a whole scan of the worker
   EventList pending GUARDED_BY(lock);
@@ -56,13 +71,12 @@ struct EventQueue {
   // The slots. The worker takes and frees them; a sender thread touches only its own.
   pthread_t sender_threads[kSenderSlots] = {};
   std::atomic<std::int32_t> sender_state[kSenderSlots] = {};
-  char sender_ip[kSenderSlots][kMaxShortText + 1] = {};
-  char sender_data[kSenderSlots][kMaxCommand + 1] = {};
-  SenderTask sender_tasks[kSenderSlots] = {};
+  std::unique_ptr<SenderBuffers, FreeBuffers> buffers;
 
   std::int64_t created_at = 0;  // steady clock, nanoseconds: origin of all queue times
 };
 
+/// Makes the queue. Called once, by main.
 std::unique_ptr<EventQueue> make_event_queue();
 
 /// Nanoseconds since the queue was made.

@@ -15,7 +15,7 @@ namespace {
 #if defined(KOVO_SANITIZED)
 constexpr std::size_t kSenderStack = std::size_t{1} << 20;  // sanitizers widen every frame
 #else
-constexpr std::size_t kSenderStack = std::size_t{128} << 10;  // 512 of them fit a 32-bit process
+constexpr std::size_t kSenderStack = std::size_t{64} << 10;  // a sender uses less than half
 #endif
 
 enum class Payload { kData, kStatus };  // the step's own, or the status service's answer
@@ -40,8 +40,8 @@ void print_task(const char* routine, const SenderTask& task, const char* ip, con
 
 /// The slot is copied before the wait. A text up to its first zero byte is what goes out.
 void send_step(const SenderTask& task, const char* routine, Payload kind, Transport transport) {
-  const char* slot_ip = task.queue->sender_ip[task.slot];
-  const char* slot_data = task.queue->sender_data[task.slot];
+  const char* slot_ip = task.queue->buffers->sender_ip[task.slot];
+  const char* slot_data = task.queue->buffers->sender_data[task.slot];
   if (transport == Transport::kUdp) print_task(routine, task, slot_ip, slot_data);
   if (transport == Transport::kTcp && kind == Payload::kStatus && debug != 0) {
     print_stdout("[%s:%d] sleep for=%lld\n", routine, __LINE__,
@@ -70,12 +70,13 @@ void* run_sender(void* argument, const char* routine, Payload kind, Transport tr
 
 /// A status sender leaves the slot's data as it is.
 void fill_slot(EventQueue& queue, int slot, const SubCommand& command, int port) {
-  copy_text(queue.sender_ip[slot], sizeof queue.sender_ip[slot], command.ip);
+  SenderBuffers& buffers = *queue.buffers;
+  copy_text(buffers.sender_ip[slot], sizeof buffers.sender_ip[slot], command.ip);
   if (!contains(command.protocol, "Status")) {
-    copy_text(queue.sender_data[slot], sizeof queue.sender_data[slot], command.data);
+    copy_text(buffers.sender_data[slot], sizeof buffers.sender_data[slot], command.data);
   }
-  queue.sender_tasks[slot] = {&queue, slot, port, command.delay_from_exec_ns,
-                              &queue.sender_state[slot]};
+  buffers.sender_tasks[slot] = {&queue, slot, port, command.delay_from_exec_ns,
+                                &queue.sender_state[slot]};
 }
 
 using SenderBody = void* (*)(void* task);
@@ -143,9 +144,9 @@ void start_sender(EventQueue& queue, const std::string& event_name, const SubCom
                  command.data.c_str());
   }
   fill_slot(queue, slot, command, port);
-  const int error =
-      start_thread(queue.sender_threads[slot], kSenderStack,
-                   kSenderBodies[static_cast<std::size_t>(kind)], &queue.sender_tasks[slot]);
+  const int error = start_thread(queue.sender_threads[slot], kSenderStack,
+                                 kSenderBodies[static_cast<std::size_t>(kind)],
+                                 &queue.buffers->sender_tasks[slot]);
   if (error == 0) {
     taken.state = nullptr;
     return;

@@ -5,7 +5,6 @@
 #include <sys/time.h>
 
 #include <cerrno>
-#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -16,6 +15,10 @@
 #include "frame/time_text.h"
 
 namespace kovo {
+
+// The system's own calls, not the C++ library's clocks: on 32-bit targets that library may have
+// been built with seconds that end in 2038.
+static_assert(sizeof(std::time_t) == 8 && sizeof(off_t) == 8, "64-bit time and file offsets");
 
 int renew_network_info(std::string& ip_addr, std::string& iface_name) {
   ifaddrs* list = nullptr;
@@ -70,10 +73,16 @@ std::int64_t now_s() {
   return static_cast<std::int64_t>(std::time(nullptr));
 }
 
+std::int64_t now_us() {
+  timeval now{};
+  gettimeofday(&now, nullptr);
+  return std::int64_t{now.tv_sec} * 1'000'000 + now.tv_usec;
+}
+
 std::int64_t steady_ns() {
-  using std::chrono::nanoseconds;
-  const auto since_start = std::chrono::steady_clock::now().time_since_epoch();
-  return std::chrono::duration_cast<nanoseconds>(since_start).count();
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return std::int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
 }
 
 void sleep_ns(std::int64_t nanoseconds) {

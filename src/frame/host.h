@@ -30,6 +30,9 @@ std::string time_text();
 /// Seconds since the epoch.
 std::int64_t now_s();
 
+/// Microseconds since the epoch.
+std::int64_t now_us();
+
 /// What gives the seconds since the epoch: now_s, or a clock that a test sets.
 using SecondsClock = std::int64_t (*)();
 

@@ -7,7 +7,7 @@
 #include "check/explain.h"
 #include "check/keys.h"
 #include "check/payload.h"
-#include "definitions/event_list.h"
+#include "definitions/event_compiler.h"
 #include "frame/text.h"
 #include "tests/check/texts.h"
 
@@ -81,8 +81,12 @@ std::vector<EventDefinition> compiled(const Lines& lines) {
     if (!line.empty() && line.back() == '\r') line.pop_back();  // told for itself
     parse_definition_line(entries, line);
   }
-  const EventList events = compile_events(entries);
-  return {events.begin(), events.end()};
+  const CompiledEvents list = compile_events(entries);
+  std::vector<EventDefinition> events;
+  for (const CountLine& line : list.lines) {
+    events.push_back(whole_event(list.events[line.event], line.step_count));
+  }
+  return events;
 }
 
 /// All that a line could have an effect on.

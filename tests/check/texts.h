@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "check/rules.h"
-#include "definitions/definition_file.h"
+#include "definitions/definition_entry.h"
 
 namespace kovo::check {
 
