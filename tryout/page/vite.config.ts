@@ -41,6 +41,6 @@ export default defineConfig({
     outDir: `${root}build/page`,
     emptyOutDir: true,
     target: "es2022",
-    rolldownOptions: { input: "kovotry.html" },
+    rollupOptions: { input: "kovotry.html" },
   },
 });

@@ -18,9 +18,9 @@ interface Wiring {
 
 /** What happens on the device: its product, its switches, and changes of its variables. */
 export function devicePanel({ core, clock, react, productChanged }: Wiring) {
-  const log = element("ol", { className: "reactions", role: "log", "aria-label": "What the device said" });
+  const log = element("div", { className: "reactions", role: "log", "aria-label": "What the device said" });
   const say = (text: string) => {
-    log.prepend(element("li", {}, text));
+    log.prepend(element("p", {}, text));
     while (log.children.length > 50) log.lastElementChild?.remove();
   };
 

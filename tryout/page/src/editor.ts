@@ -127,7 +127,7 @@ export function createEditor(parent: HTMLElement, onChange: () => void): Editor 
         keyAndValue,
         syntaxHighlighting(colours),
         EditorView.lineWrapping,
-        EditorView.contentAttributes.of({ "aria-label": "Definition file", spellcheck: "false" }),
+        EditorView.contentAttributes.of({ "aria-label": "Definition file", spellcheck: "false", tabindex: "0" }),
         keymap.of([...defaultKeymap, ...historyKeymap, ...searchKeymap, ...lintKeymap]),
         EditorView.updateListener.of((update) => {
           if (!update.docChanged || told) return;

@@ -1,5 +1,5 @@
 import type { Event, Step } from "./core";
-import { button, counted, element } from "./dom";
+import { button, element } from "./dom";
 import type { Editor } from "./editor";
 
 /** Where a step's message goes. */
@@ -21,7 +21,6 @@ export function loss(step: Step): string {
 }
 
 function stepRow(step: Step): HTMLElement {
-  const bytes = step.sends === "payload" ? counted(step.bytes, "byte") : "";
   return element(
     "tr",
     {},
@@ -32,7 +31,7 @@ function stepRow(step: Step): HTMLElement {
       { title: step.hex },
       element("code", { className: step.sends === "payload" ? "" : "plain" }, content(step)),
       " ",
-      element("span", { className: "quiet" }, [bytes, loss(step)].filter(Boolean).join(", ")),
+      element("span", { className: "remark" }, loss(step)),
     ),
   );
 }
@@ -41,9 +40,12 @@ function remarks(event: Event): string[] {
   const found: string[] = [];
   if (event.shadowed_by !== "") found.push(`its trigger raises ${event.shadowed_by} instead`);
   if (event.never_runs) found.push("never runs: its delay is too long");
-  if (event.once_per_boot) found.push("once after each start of the device");
-  if (event.display_period) found.push("not in the first time after a start");
   return found;
+}
+
+function limits(event: Event): string {
+  const once = event.once_per_boot ? "; runs once after each start of the device" : "";
+  return once + (event.display_period ? "; not sent in the first time after a start" : "");
 }
 
 function card(event: Event, raise: (trigger: string) => void, editor: Editor): HTMLElement {
@@ -59,7 +61,7 @@ function card(event: Event, raise: (trigger: string) => void, editor: Editor): H
       element("span", { className: "trigger" }, "trigger ", element("code", {}, event.trigger), delay),
       button("Raise", () => raise(event.trigger), { className: "raise", "aria-label": `Raise ${event.trigger}` }),
     ),
-    element("p", { className: "quiet" }, `Raised by: ${by}`),
+    element("p", { className: "quiet" }, `Raised by: ${by}${limits(event)}`),
     ...remarks(event).map((remark) => element("p", { className: "remark" }, remark)),
     element("table", { "aria-label": `Steps of ${event.name}` }, element("tbody", {}, ...event.steps.map(stepRow))),
   );

@@ -142,6 +142,7 @@ export class Timeline {
         {},
         element("code", { className: step.sends === "payload" ? "payload" : "payload plain" }, content(step)),
         shown ? element("code", { className: "hex" }, step.hex.replace(/..(?=.)/g, "$& ")) : null,
+        shown ? element("span", { className: "quiet" }, counted(step.bytes, "byte")) : null,
         lost === "" ? null : element("span", { className: "remark" }, lost),
       ),
     ]);
