@@ -1,6 +1,6 @@
 import type { TrialClock } from "./clock";
 import type { Core, Reaction } from "./core";
-import { button, element } from "./dom";
+import { button, element, field } from "./dom";
 
 export const products: [string, string][] = [
   ["", "Any product"],
@@ -44,7 +44,7 @@ export function devicePanel({ core, clock, react, productChanged }: Wiring) {
       `Display events are not sent in the first ${display_period_s} s after a start.`;
   };
 
-  const product = element("select", { id: "product" }, ...products.map(([value, label]) => element("option", { value }, label)));
+  const product = element("select", {}, ...products.map(([value, label]) => element("option", { value }, label)));
   const enabled = element("input", { type: "checkbox", id: "enabled", checked: true });
   const start = (bootedMs: number) => {
     core.startDevice(product.value, bootedMs);
@@ -92,7 +92,7 @@ export function devicePanel({ core, clock, react, productChanged }: Wiring) {
     element(
       "div",
       { className: "fields" },
-      element("label", {}, "Product", product),
+      field("Product", product),
       element("label", { className: "check" }, enabled, " Events are switched on"),
       restart,
     ),

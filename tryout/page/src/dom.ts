@@ -35,6 +35,15 @@ export function button(label: string, onclick: () => void, properties: Record<st
   return element("button", { type: "button", onclick, ...properties }, label);
 }
 
+let fields = 0;
+
+/** A control with its label above it. */
+export function field(label: string, control: HTMLElement, className = ""): HTMLElement {
+  control.id ||= `field-${++fields}`;
+  const properties = { className: `field ${className}` };
+  return element("div", properties, element("label", { htmlFor: control.id }, label), control);
+}
+
 /** Tells screen readers what has happened. */
 export function announce(text: string): void {
   byId("announcer").textContent = text;

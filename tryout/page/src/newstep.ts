@@ -1,5 +1,5 @@
 import type { Core } from "./core";
-import { element } from "./dom";
+import { element, field } from "./dom";
 import type { Editor } from "./editor";
 
 /** A form that turns typed text into the lines of a step. */
@@ -21,15 +21,16 @@ export function newStepPanel(core: Core, editor: Editor) {
     element(
       "div",
       { className: "fields" },
-      element("label", {}, "Event, old or new", event, events),
-      element("label", {}, "Trigger, if it is new", input("trigger", "")),
-      element("label", {}, "Sends", select("sends", ["payload", "this payload"], ["status", "the device’s status"])),
-      element("label", {}, "By", select("protocol", ["UDP", "UDP"], ["TCP", "TCP"])),
-      element("label", {}, "To address", input("address", "10.0.0.7")),
-      element("label", {}, "Port", input("port", "6000", { inputMode: "numeric" })),
-      element("label", {}, "Delay in ms", input("delay", "0", { inputMode: "numeric" })),
-      element("label", { className: "wide" }, "Payload, as text; \\r, \\n, \\t and \\x1B are single bytes, {{name}} a value of the status", payload),
+      field("Event, old or new", event),
+      field("Trigger, if it is new", input("trigger", "")),
+      field("Sends", select("sends", ["payload", "this payload"], ["status", "the device’s status"])),
+      field("By", select("protocol", ["UDP", "UDP"], ["TCP", "TCP"])),
+      field("To address", input("address", "10.0.0.7")),
+      field("Port", input("port", "6000", { inputMode: "numeric" })),
+      field("Milliseconds after the step before", input("delay", "0", { inputMode: "numeric" })),
+      field("Payload, as text; \\r, \\n, \\t and \\x1B are single bytes, {{name}} a value of the status", payload, "wide"),
     ),
+    events,
     preview,
     problem,
     element("button", { type: "submit" }, "Add the step"),

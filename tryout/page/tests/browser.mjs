@@ -63,7 +63,7 @@ export function listedFindings(page) {
   return page.locator("#findings > li").evaluateAll((items) =>
     items.map((item) => {
       const part = (selector) => item.querySelector(selector)?.textContent ?? "";
-      const text = part(".text").replace(` ${part(".text code")}`, "");
+      const text = item.querySelector(".text")?.firstChild.textContent;
       return [part(".place"), part(".severity"), part(".text code"), text, part(".hint span")];
     }),
   );
