@@ -116,6 +116,7 @@ Findings check_source(const Source& source, const CheckOptions& options) {
   if (source.mark != ByteOrderMark::kUtf16) {  // nothing in it is what it looks like
     check_keys(checking);
     check_events(checking);
+    check_triggers(checking);
     check_steps(checking);
   }
   return arranged(std::move(checking.findings), options);
@@ -146,6 +147,22 @@ Place value_place(const Checking& checking, std::uint32_t entry) {
 Place part_of(const Place& place, std::size_t from, std::size_t length) {
   return {place.line, place.column + static_cast<std::int32_t>(from),
           static_cast<std::int32_t>(length)};
+}
+
+StepValue step_value(const Checking& checking, std::uint32_t position) {
+  const DefinitionEntry& entry = checking.source.entries[position];
+  std::uint32_t index = 0;
+  read_index(entry, index);
+  return {entry, value_place(checking, position), step_text(index, entry.name),
+          key_text(entry) + "=" + shown(entry.value)};
+}
+
+std::string step_text(std::uint32_t index, std::string_view name) {
+  return "step " + std::to_string(index) + " of " + shown(name);
+}
+
+Place event_place(const Checking& checking, const NamedKeys& keys) {
+  return part_of(key_place(checking, keys.counts.front()), 0, keys.name.size());
 }
 
 std::string line_of(const Checking& checking, std::uint32_t entry) {

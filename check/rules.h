@@ -43,10 +43,22 @@ struct Checking {
 };
 
 // The families, each in a file of its own.
-void check_lines(Checking& checking);   // rules_lines.cpp
-void check_keys(Checking& checking);    // rules_keys.cpp
-void check_events(Checking& checking);  // rules_events.cpp
-void check_steps(Checking& checking);   // rules_steps.cpp
+void check_lines(Checking& checking);     // rules_lines.cpp
+void check_keys(Checking& checking);      // rules_keys.cpp
+void check_events(Checking& checking);    // rules_events.cpp
+void check_triggers(Checking& checking);  // rules_triggers.cpp
+void check_steps(Checking& checking);     // rules_steps.cpp
+
+/// One value of a step, and how it is called in texts.
+struct StepValue {
+  const DefinitionEntry& entry;
+  Place place;       // of the value
+  std::string step;  // "step 0 of Door"
+  std::string line;  // "DoorData0=41"
+};
+void check_data(Checking& checking, const StepValue& step);  // rules_payload.cpp
+StepValue step_value(const Checking& checking, std::uint32_t entry);
+std::string step_text(std::uint32_t index, std::string_view name);
 
 /// Adds a finding with the severity of its rule; valid until the next one.
 Finding& tell(Checking& checking, Rule rule, const Place& place, std::string text,
@@ -55,6 +67,9 @@ Finding& tell(Checking& checking, Rule rule, const Place& place, std::string tex
 /// The bytes of an entry's key, and of its value.
 Place key_place(const Checking& checking, std::uint32_t entry);
 Place value_place(const Checking& checking, std::uint32_t entry);
+
+/// Where to tell something about an event as a whole: at the name in its Count line.
+Place event_place(const Checking& checking, const NamedKeys& keys);
 
 /// A part of a place: `length` bytes from the one at `from`.
 Place part_of(const Place& place, std::size_t from, std::size_t length);

@@ -40,8 +40,7 @@ bool is_endless(const Connection& connection) {
 
 void take_request(StatusService& service, Connection& connection) {
   const std::lock_guard<std::mutex> lock(service.mutex);
-  ++service.requests;
-  service.last_request = connection.request;
+  service.requests.push_back(connection.request);
   connection.mode = service.mode;
   connection.answer = service.answer;
   connection.pending = service.answer;
@@ -183,14 +182,18 @@ void set_status(StatusService& service, StatusMode mode, std::string answer) {
   service.answer = std::move(answer);
 }
 
-int request_count(StatusService& service) {
+std::vector<std::string> requests(StatusService& service) {
   const std::lock_guard<std::mutex> lock(service.mutex);
   return service.requests;
 }
 
+int request_count(StatusService& service) {
+  return static_cast<int>(requests(service).size());
+}
+
 std::string last_request(StatusService& service) {
-  const std::lock_guard<std::mutex> lock(service.mutex);
-  return service.last_request;
+  const std::vector<std::string> all = requests(service);
+  return all.empty() ? "" : all.back();
 }
 
 }  // namespace kovo::device

@@ -4,6 +4,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "device/sockets.h"
 
@@ -21,11 +22,10 @@ struct StatusService {
   StatusService() = default;
   ~StatusService();
 
-  std::mutex mutex;  // guards the next four
+  std::mutex mutex;  // guards the next three
   StatusMode mode = StatusMode::kAnswerAndClose;
   std::string answer;
-  int requests = 0;
-  std::string last_request;
+  std::vector<std::string> requests;
 
   BoundSocket listener;
   Descriptor stop;
@@ -49,5 +49,8 @@ int request_count(StatusService& service);
 
 /// The bytes of the latest request, "" when its client sent none in time.
 std::string last_request(StatusService& service);
+
+/// All requests so far, in order.
+std::vector<std::string> requests(StatusService& service);
 
 }  // namespace kovo::device

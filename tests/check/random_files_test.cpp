@@ -267,6 +267,12 @@ TEST(RandomFiles, OfAnyBytesHaveFindingsInsideOfTheirLines) {
   }
 }
 
+TEST(RandomFiles, HaveBoundedFindings) {
+  std::string text;
+  while (text.size() < 2 * (kMaxFindings + 1)) text += "x\n";
+  EXPECT_EQ(found_in(text).size(), kMaxFindings);
+}
+
 TEST(RandomFiles, PlaceholdersAreCutOutAsTheDaemonDoes) {
   Random random(23);
   constexpr const char* kPieces[] = {"{", "{{", "}", "}}", "a", "time"};

@@ -20,38 +20,6 @@ int open_connection(int port) {
 
 struct CommandServer : DeviceTest {};
 
-TEST_F(CommandServer, MessagesAreCutAndInterpreted) {
-  start();
-  const struct {
-    std::string message;
-    std::string main_line;
-    std::string event_lines;
-  } cases[] = {
-      {"one\n", "[4]one\n", "get tcp:2700 event: key=one,value=\npush event: one\n"},
-      {"two=2=3", "[7]two=2=3", "get tcp:2700 event: key=two,value=2=3\npush event: two\n"},
-      {std::string("zero\0x=y", 8), "[4]zero", "key=zero,value=\npush event: zero\n"},
-      {std::string("\0", 1), "[0]", "key=,value=\npush event: \n"},
-      {"a\nb\n\n", "[5]a\nb\n\n", "key=a\nb\n,value=\npush event: a\nb\n"},
-      {"a=1\nb=2\n", "[8]a=1\nb=2\n", "key=a,value=1\nb=2\npush event: a\n"},
-      {std::string(3000, 'k'), "[2047]" + std::string(2047, 'k'),
-       "key=" + std::string(1023, 'k') + ",value=\npush event: " + std::string(1023, 'k') + "\n"},
-      {"%s%n%n=%d\n", "[10]%s%n%n=%d\n", "key=%s%n%n,value=%d\npush event: %s%n%n\n"},
-  };
-  for (const auto& c : cases) {
-    ASSERT_EQ(send_tcp(2700, c.message), 0);
-    EXPECT_TRUE(wait_log(kEventLog, c.event_lines)) << c.event_lines << event_log();
-    EXPECT_EQ(count_of(main_log(), "[handle_tcp_event] recv(tcp:2700) " + c.main_line), 1);
-  }
-  const std::string before = event_log();
-  for (const char* ignored :
-       {"__test__:A\n", "__TEST__\n", "__:x\n", "__\n", "__SET__:network=0\n"}) {
-    send_tcp(2700, ignored);
-  }
-  send_tcp(2700, "marker\n");
-  ASSERT_TRUE(wait_log(kEventLog, "push event: marker\n"));
-  EXPECT_EQ(event_log(), before + "get tcp:2700 event: key=marker,value=\npush event: marker\n");
-}
-
 TEST_F(CommandServer, OneReadPerConnectionAndIdleOnesDelayNobody) {
   start();
   std::vector<int> idle;

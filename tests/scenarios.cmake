@@ -1,0 +1,22 @@
+# Each scenario is a test of its own and runs in a throw-away device; one with the line "serial"
+# measures time and runs while no other test does.
+add_executable(scenario_runner
+  runner/runner.cpp runner/script.cpp runner/transcript.cpp)
+target_include_directories(scenario_runner PRIVATE ${PROJECT_SOURCE_DIR})
+target_link_libraries(scenario_runner PRIVATE device)
+add_dependencies(scenario_runner kovotcp)
+
+file(GLOB KOVO_SCENARIOS CONFIGURE_DEPENDS scenarios/*.txt)
+foreach(scenario ${KOVO_SCENARIOS})
+  get_filename_component(name ${scenario} NAME_WE)
+  add_test(NAME scenario.${name} COMMAND ${PROJECT_SOURCE_DIR}/device/enter
+    $<TARGET_FILE:scenario_runner> ${scenario})
+  file(STRINGS ${scenario} serial REGEX "^serial$")
+  if(serial)
+    set(serial TRUE)
+  else()
+    set(serial FALSE)
+  endif()
+  set_tests_properties(scenario.${name} PROPERTIES TIMEOUT 240 RUN_SERIAL ${serial}
+    ENVIRONMENT "KOVOTCP=$<TARGET_FILE:kovotcp>")
+endforeach()
