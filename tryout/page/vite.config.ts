@@ -29,7 +29,7 @@ function allowOwnScript(): Plugin {
       const script = /<script[^>]*>([\s\S]+)<\/script>/.exec(html)?.[1];
       if (script === undefined) throw new Error("the page holds no script");
       const hash = createHash("sha256").update(script).digest("base64");
-      writeFileSync(file, html.replace("script-src 'self'", `script-src 'sha256-${hash}'`));
+      writeFileSync(file, html.replace("script-src 'sha256-own'", `script-src 'sha256-${hash}'`));
     },
   };
 }

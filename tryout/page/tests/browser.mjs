@@ -24,8 +24,8 @@ export function launch() {
   });
 }
 
-/** Opens the page; `close` fails when it logged an error or asked for anything but itself. */
-export async function open(browser, options = {}) {
+/** Opens the page, at a date if one is given; `close` fails when it logged an error or asked for anything but itself. */
+export async function open(browser, { date, ...options } = {}) {
   const context = await browser.newContext({ viewport: { width: 1440, height: 900 }, ...options });
   // Without the dialogs of the system, which no test can answer: files are up- and downloaded.
   await context.addInitScript(() => {
@@ -33,6 +33,7 @@ export async function open(browser, options = {}) {
     delete window.showSaveFilePicker;
   });
   const page = await context.newPage();
+  if (date !== undefined) await page.clock.setFixedTime(date);
   const problems = [];
   page.on("console", (message) => {
     if (message.type() !== "log") problems.push(`${message.type()}: ${message.text()}`);
