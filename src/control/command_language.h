@@ -14,22 +14,6 @@ struct CentralState;
 
 constexpr std::size_t kLinesPerMessage = 5;  // of a renew
 
-enum class Splitting { kOk, kMalformed, kNoCommand };
-
-/// One message split at its colons.
-struct Message {
-  Splitting splitting = Splitting::kNoCommand;
-  std::string command;
-  std::string arg1;
-  std::string arg2;
-  std::string arg3;
-};
-
-/// Splits word::arg1::arg2 or word::arg1::arg2::arg3. Word, arg1 and arg2 end at their first colon,
-/// arg2 and arg3 at their first line feed; arg3 takes the rest. kNoCommand without any colon,
-/// kMalformed, with the word, where a second colon or a separator is missing.
-Message split_message(std::string_view text);
-
 /// Mirrors a message, splits it and runs its command. An unknown, malformed or refused command is
 /// logged; a message without a colon and a get for a port that is not positive are dropped without
 /// a word. A reply to a dead TCP target costs its time-outs. Called by handle_lm_event.

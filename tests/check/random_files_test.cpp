@@ -263,7 +263,7 @@ TEST(RandomFiles, OfAnyBytesHaveFindingsInsideOfTheirLines) {
           << finding.text;
       for (const char c : finding.text + finding.hint) ASSERT_TRUE(c >= ' ' && c <= '~');
     }
-    explain(source, {});
+    explain(source, kAnyProduct, {});
   }
 }
 

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <ctime>
 
-#include "engine/event_execution.h"
+#include "engine/event_fate.h"
 #include "tests/check/texts.h"
 
 namespace kovo::check {
