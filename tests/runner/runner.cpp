@@ -26,9 +26,9 @@ using std::chrono::milliseconds;
 using Block = std::vector<const ScriptLine*>;
 
 #if defined(KOVO_SANITIZED)
-constexpr milliseconds kLimit(40'000);
+constexpr milliseconds kLimit(60'000);
 #else
-constexpr milliseconds kLimit(15'000);
+constexpr milliseconds kLimit(30'000);
 #endif
 constexpr milliseconds kSettling(1'200);  // when accepting: nothing more comes after that
 constexpr char kSyncMarker[] = "/var/tmp/plinth_sync_ok";
