@@ -58,6 +58,8 @@ pageTest("a mend writes what the hint says, in files with letters of several byt
 
 pageTest("doorState sends three messages at their times, with the values of the status", async (page) => {
   await raise(page, "doorState");
+  await messagesListed(page, 2);
+  assert.equal((await listedMessages(page)).length, 2, "the third is still under way");
   await messagesListed(page, 3);
   const first = await listedMessages(page);
   const clock = /\d\d:\d\d:\d\d/.exec(first[0].text)?.[0];
