@@ -23,7 +23,6 @@ namespace kovo {
 
 struct CentralState;
 
-
 enum : std::int32_t {
   kSlotFree = 0,
   kSlotTaken = 1,     // its thread may be running
