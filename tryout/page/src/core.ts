@@ -84,9 +84,7 @@ export interface Reaction {
 
 export interface Vocabulary {
   limits: {
-    payload_bytes: number;
-    senders: number;
-    event_life_s: number;
+    file_bytes: number;
     display_period_s: number;
     quiet_period_s: number;
   };

@@ -35,6 +35,8 @@ class PayloadText extends WidgetType {
   }
 }
 
+const mostUnderlined = 2000;
+
 const showPayloads = StateEffect.define<{ line: number; text: string }[]>();
 
 const payloadField = StateField.define<DecorationSet>({
@@ -164,7 +166,7 @@ export function createEditor(parent: HTMLElement, onChange: () => void): Editor 
     },
     show(findings, payloads) {
       const { doc } = view.state;
-      const diagnostics = findings.map((finding): Diagnostic => {
+      const diagnostics = findings.slice(0, mostUnderlined).map((finding): Diagnostic => {
         const mend = editsOf(finding, doc.toString.bind(doc));
         return {
           from: positionOf(doc, finding.line, finding.column, encoding),

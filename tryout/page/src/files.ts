@@ -13,8 +13,6 @@ interface Pickers {
   showSaveFilePicker?(options: { suggestedName: string }): Promise<Handle>;
 }
 
-const largest = 4 * 1024 * 1024;
-
 export interface NamedText {
   name: string;
   text: string;
@@ -22,7 +20,7 @@ export interface NamedText {
 }
 
 /** The buttons for files, and files that are dropped onto the page. */
-export function fileButtons(editor: Editor, example: () => void, forget: () => void) {
+export function fileButtons(editor: Editor, largest: number, example: () => void, forget: () => void) {
   const pickers = window as unknown as Pickers;
   let handle: Handle | null = null;
   let name = "kovo.txt";
@@ -35,7 +33,7 @@ export function fileButtons(editor: Editor, example: () => void, forget: () => v
     announce(text);
   };
   const take = async (file: File) => {
-    if (file.size > largest) return tell(`${file.name} is larger than 4 MiB: no definition file`);
+    if (file.size > largest) return tell(`${file.name} is too large: no definition file`);
     const { text, encoding } = fromBytes(new Uint8Array(await file.arrayBuffer()));
     name = file.name;
     editor.setText(text, encoding);

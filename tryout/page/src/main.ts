@@ -23,6 +23,7 @@ const example: Kept = {
 };
 
 const core = await embeddedCore();
+const largest = core.vocabulary().limits.file_bytes;
 const clock = new TrialClock();
 const timeline = new Timeline(clock);
 const editor = createEditor(byId("editor"), textChanged);
@@ -34,7 +35,7 @@ const status = statusPanel((values) => {
   keepSoon();
 });
 const device = devicePanel({ core, clock, react, productChanged });
-const files = fileButtons(editor, () => begin(example), forgetAll);
+const files = fileButtons(editor, largest, () => begin(example), forgetAll);
 
 let product = "";
 let laterTimer = 0;
@@ -52,8 +53,11 @@ function productChanged(name: string): void {
 }
 
 function textChanged(): void {
-  core.setDefinition(toBytes(editor.text(), editor.encoding()));
+  const bytes = toBytes(editor.text(), editor.encoding());
+  const tooLarge = bytes.length > largest;
+  core.setDefinition(tooLarge ? new Uint8Array() : bytes);
   check();
+  if (tooLarge) byId("findings-count").textContent = "not checked: too large for a definition file";
   keepSoon();
 }
 

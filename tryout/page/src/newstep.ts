@@ -31,9 +31,9 @@ export function newStepPanel(core: Core, editor: Editor) {
       field("Payload, as text; \\r, \\n, \\t and \\x1B are single bytes, {{name}} a value of the status", payload, "wide"),
     ),
     events,
-    preview,
-    problem,
     element("button", { type: "submit" }, "Add the step"),
+    problem,
+    preview,
   );
 
   const wanted = () => {

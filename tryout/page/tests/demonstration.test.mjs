@@ -51,8 +51,9 @@ test("the example sends on the device what the page shows", async () => {
 
   assert.deepEqual(shown.map(withoutClock), sent.messages.map(withoutClock));
   offsets.PowerOn = offsets.PowerOn.map((time) => time - 1000); // the daemon's count from the start
-  assert.deepEqual(Object.keys(offsets), Object.keys(sent.offsets));
+  assert.ok("Door" in sent.offsets, "the demonstration tells when the steps arrived");
   for (const [event, times] of Object.entries(sent.offsets)) {
+    assert.equal(times.length, offsets[event]?.length, event);
     times.forEach((time, at) => {
       const late = time - offsets[event][at];
       assert.ok(late >= -2 && late < 250, `step ${at} of ${event} left at ${time} ms, shown at ${offsets[event][at]}`);

@@ -57,8 +57,15 @@ pageTest("a mend writes what the hint says, in files with letters of several byt
 });
 
 pageTest("doorState sends three messages at their times, with the values of the status", async (page) => {
+  await page.evaluate(() => {
+    window.shownAt = [];
+    const rows = document.querySelector("#messages tbody");
+    new MutationObserver(() => window.shownAt.push(performance.now())).observe(rows, { childList: true });
+  });
   await raise(page, "doorState");
   await messagesListed(page, 3);
+  const shownAt = await page.evaluate(() => window.shownAt);
+  assert.ok(shownAt.at(-1) - shownAt[0] > 330, "the last comes in its own time");
   const first = await listedMessages(page);
   const clock = /\d\d:\d\d:\d\d/.exec(first[0].text)?.[0];
   assert.deepEqual(first, [
@@ -129,6 +136,15 @@ test("the system's dialogs serve where there are any: saved into the file that w
   await page.locator("#file-name", { hasText: "saved" }).waitFor();
   assert.deepEqual(await page.evaluate(() => window.written), ["NamePlayCount=1\n"]);
   await close();
+});
+
+pageTest("what is too large for a definition file is told so", async (page) => {
+  const large = Buffer.alloc(4 * 1024 * 1024, "DoorCount=1\n");
+  const chooser = page.waitForEvent("filechooser");
+  await page.getByRole("button", { name: "Open" }).click();
+  await (await chooser).setFiles({ name: "large.txt", mimeType: "text/plain", buffer: Buffer.concat([large, large]) });
+  await page.locator("#file-name", { hasText: "large.txt is too large" }).waitFor();
+  assert.ok((await editorText(page)).startsWith("EnableEvents"));
 });
 
 pageTest("the last text is kept until it is forgotten", async (page) => {
