@@ -30,22 +30,23 @@ struct Variables : DeviceTest {
 };
 
 TEST(TimingOfStore, TenThousandVariablesAreLoadedAndFoundQuickly) {
-  const auto load = [](int count) {
+  const auto best_load = [](int count) {
     std::string text;
     for (int i = 0; i < count; ++i) text += "VARIABLE_" + std::to_string(i) + "=x\n";
     write_file("/var/lm_var", text);
-    CentralState state;
-    VariableRegistry registry;
-    const MutexLock held(registry.notify_lock);  // as during a send to a dead client
-    const auto begin = Clock::now();
-    lm_load_snapshot(registry, state);
-    const auto loaded = Clock::now() - begin;
-    EXPECT_EQ(lm_get(registry, "variable_" + std::to_string(count - 1)), "x");
-    return std::chrono::duration_cast<std::chrono::microseconds>(loaded).count();
+    Clock::duration best = seconds(100);
+    for (int times = 0; times < 5; ++times) {  // others may be using the machine
+      CentralState state;
+      VariableRegistry registry;
+      const MutexLock held(registry.notify_lock);  // as during a send to a dead client
+      const auto begin = Clock::now();
+      lm_load_snapshot(registry, state);
+      best = std::min(best, Clock::now() - begin);
+      EXPECT_EQ(lm_get(registry, "variable_" + std::to_string(count - 1)), "x");
+    }
+    return best;
   };
-  load(1000);
-  const auto small = load(1000);
-  EXPECT_LT(load(10000), 30 * small + 5000) << small;
+  EXPECT_LT(best_load(10000), 40 * best_load(1000));
 }
 
 TEST_F(Variables, ABurstOf2000DatagramsIsHandledInOrder) {
