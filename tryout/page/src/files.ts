@@ -86,8 +86,7 @@ export function fileButtons(editor: Editor, largest: number, example: () => void
     (event) => {
       const file = event.dataTransfer?.files[0];
       if (file === undefined) return;
-      event.preventDefault();
-      event.stopPropagation(); // the editor would put it into the text
+      event.preventDefault(); // the editor would put it into the text
       handle = null;
       void attempt(() => take(file));
     },
