@@ -12,8 +12,7 @@ constexpr std::int64_t kNanosecondsPerMillisecond = 1'000'000;
 struct Explaining {
   const Source& source;
   Triggers triggers;
-  TemplateValues values;
-  bool status_known;
+  KnownValues known;
   std::unordered_map<std::string, std::string> event_of;  // by trigger: the one that is found
 };
 
@@ -26,7 +25,7 @@ ExplainedStep explain_step(Explaining& explaining, std::uint32_t index, const Su
   step.address = is_address(command.ip) ? command.ip : "0.0.0.0";
   step.port = sent_port(command.port);
   if (step.sender.sends != Sends::kPayload) return step;
-  step.payload = filled(command.data, explaining.values, explaining.status_known);
+  step.payload = filled(command.data, explaining.known);
   step.ends_at_zero = step.payload.find('\0') < kMaxCommand;
   step.cut = !step.ends_at_zero && step.payload.size() > kMaxCommand;
   return step;
@@ -57,13 +56,10 @@ ExplainedEvent explain_event(Explaining& explaining, const NamedKeys& keys) {
 
 }  // namespace
 
-std::vector<ExplainedEvent> explain(const Source& source, const CheckOptions& options) {
+std::vector<ExplainedEvent> explain(const Source& source, unsigned products,
+                                    const KnownValues& known) {
   const Model model = make_model(daemon_entries(source));
-  Explaining explaining{source,
-                        make_triggers(options.products),
-                        known_values(options.status),
-                        options.status != nullptr,
-                        {}};
+  Explaining explaining{source, make_triggers(products), known, {}};
   std::vector<ExplainedEvent> events;
   for (const std::uint32_t position : model.in_event_order) {
     events.push_back(explain_event(explaining, model.names[position]));

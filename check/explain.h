@@ -37,7 +37,8 @@ struct ExplainedEvent {
   std::vector<ExplainedStep> steps;  // those with lines, in the order in which they leave
 };
 
-/// The events of a file as the daemon compiles them, in its order.
-std::vector<ExplainedEvent> explain(const Source& source, const CheckOptions& options);
+/// The events of a file as the daemon compiles them, in its order, with the known values filled in.
+std::vector<ExplainedEvent> explain(const Source& source, unsigned products,
+                                    const KnownValues& known);
 
 }  // namespace kovo::check

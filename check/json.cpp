@@ -1,20 +1,11 @@
 #include "check/json.h"
 
-#include <cerrno>
-
-// The same writer for machines without files and exceptions.
-#define JSON_NO_IO
-#define JSON_HAS_FILESYSTEM 0
-#define JSON_HAS_EXPERIMENTAL_FILESYSTEM 0
-#include <nlohmann/json.hpp>
-
+#include "check/json_event.h"
 #include "check/payload.h"
 #include "check/words.h"
 
 namespace kovo::check {
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 Json finding_json(const std::string& file, const Finding& finding) {
   Json json;
@@ -53,6 +44,8 @@ Json step_json(const ExplainedStep& step) {
   return json;
 }
 
+}  // namespace
+
 Json event_json(const std::string& file, const ExplainedEvent& event) {
   Json json;
   json["file"] = file;
@@ -70,8 +63,6 @@ Json event_json(const std::string& file, const ExplainedEvent& event) {
   for (const ExplainedStep& step : event.steps) steps.push_back(step_json(step));
   return json;
 }
-
-}  // namespace
 
 std::string json_text(const std::vector<CheckedFile>& files) {
   std::size_t counts[3] = {0, 0, 0};

@@ -160,7 +160,8 @@ void check_file(const std::string& path, const CommandLine& line, const CheckOpt
   if (count_of(checked.findings, Severity::kError) > 0) {
     outcome.status = std::max<int>(outcome.status, kHasErrors);
   }
-  if (json || line.explain) checked.events = explain(source, options);
+  if (json || line.explain)
+    checked.events = explain(source, options.products, known_values(options.status));
   if (json) {
     outcome.for_json.push_back(std::move(checked));
     return;

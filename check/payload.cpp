@@ -44,21 +44,22 @@ bool is_clock_word(std::string_view name) {
          equals_nocase(name, "uptime");
 }
 
-TemplateValues known_values(const StatusVars* status) {
+KnownValues known_values(const StatusVars* status) {
   if (status == nullptr) return {};
-  return {*status, "0000-00-00 ", "00:00:00", 0};
+  return {{*status, "0000-00-00 ", "00:00:00", 0}, true, false};
 }
 
-std::string filled(std::string_view payload, TemplateValues& values, bool status_known) {
-  const std::size_t known = values.status_vars.size();
+std::string filled(std::string_view payload, KnownValues& known) {
+  StatusVars& status = known.values.status_vars;
+  const std::size_t size = status.size();
   for (const Placeholder& placeholder : placeholders(payload)) {
-    if (status_known && !is_clock_word(placeholder.name)) continue;
+    if (is_clock_word(placeholder.name) ? known.clock : known.whole_status) continue;
     // A name of the status goes first, so this stands for the words that are not in it.
     const std::string name(placeholder.name);
-    values.status_vars.emplace_back(name, "{{" + name + "}}");
+    status.emplace_back(name, "{{" + name + "}}");
   }
-  std::string result = expand_templates(values, payload);
-  values.status_vars.resize(known);
+  std::string result = expand_templates(known.values, payload);
+  status.resize(size);
   return result;
 }
 

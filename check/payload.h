@@ -32,12 +32,19 @@ std::size_t literal_end(const std::vector<Placeholder>& found);
 /// True for date, time and uptime in any letter case.
 bool is_clock_word(std::string_view name);
 
-/// The values of a device's status, or of none; the clock at its shortest.
-TemplateValues known_values(const StatusVars* status);
+/// What is known of the values that placeholders stand for.
+struct KnownValues {
+  TemplateValues values;
+  bool whole_status = false;  // a name that is not in the status stands for nothing
+  bool clock = false;         // the moment of sending
+};
 
-/// A payload with the known values filled in. What only the moment of sending gives stays as its
-/// placeholder, and without a status all placeholders do. The values come back as they were.
-std::string filled(std::string_view payload, TemplateValues& values, bool status_known);
+/// The values of a device's whole status, or of none; the clock at its shortest, and not known.
+KnownValues known_values(const StatusVars* status);
+
+/// A payload with the known values filled in; what is not known stays as its placeholder. The
+/// values come back as they were.
+std::string filled(std::string_view payload, KnownValues& known);
 
 /// The bytes of a payload that leave: at most 1023, up to a zero byte.
 std::string_view sent_part(std::string_view payload);

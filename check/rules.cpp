@@ -106,7 +106,7 @@ bool find_rule(std::string_view name, Rule& rule) {
 Findings check_source(const Source& source, const CheckOptions& options) {
   const Model model = make_model(source.entries);
   Checking checking{source, model, options, make_triggers(options.products)};
-  checking.known = known_values(options.status);
+  checking.known = known_values(options.status).values;
   for (const auto& [name, value] : checking.known.status_vars) checking.in_status.insert(name);
   for (const std::uint32_t position : model.in_event_order) {
     checking.event_names.names.emplace_back(model.names[position].name);

@@ -119,9 +119,8 @@ void check_delay(Checking& checking, std::uint32_t position) {
 
 /// The indexes of an event's steps run from 1 to its count.
 bool runs_from_one(const NamedKeys& keys) {
-  const auto count = static_cast<std::uint32_t>(keys.step_count);
-  if (keys.steps.empty() || keys.steps.begin()->first != 1) return false;
-  return keys.steps.rbegin()->first == count && keys.steps.size() == count;
+  return !keys.steps.empty() && keys.steps.begin()->first == 1 &&
+         keys.steps.rbegin()->first == static_cast<std::uint32_t>(keys.step_count);
 }
 
 void check_index(Checking& checking, const NamedKeys& keys, std::uint32_t position) {

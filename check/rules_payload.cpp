@@ -25,11 +25,11 @@ bool is_printable(char c) {
   return c >= ' ' && c <= '~';
 }
 
-/// Pairs of digits with something between them: "50 4F", "0x50,0x4F", "50:4F".
+/// Pairs of digits with something around them: "50 4F", "0x50,0x4F", quotes.
 std::string without_separators(std::string_view text) {
   std::string digits;
   for (std::size_t at = 0; at < text.size(); ++at) {
-    if (std::string_view(" \t,:;-").find(text[at]) != std::string_view::npos) continue;
+    if (std::string_view(" \t,:;-\"'").find(text[at]) != std::string_view::npos) continue;
     if (text[at] == '0' && (text.substr(at + 1, 1) == "x" || text.substr(at + 1, 1) == "X")) {
       ++at;
       continue;

@@ -1,4 +1,6 @@
 // Rules about steps: which sender, where to, and what is missing.
+#include <algorithm>
+
 #include "check/keys.h"
 #include "check/payload.h"
 #include "check/rules.h"
@@ -57,7 +59,8 @@ void check_address(Checking& checking, const StepValue& step) {
       checking, Rule::kAddress, step.place,
       quoted(value) + " is no IPv4 address: " + step.step + " goes to 0.0.0.0, the device itself",
       "write four numbers such as 10.0.0.5: names are not looked up");
-  const std::string inner(trimmed(value));
+  std::string inner(trimmed(value));
+  inner.erase(std::remove(inner.begin(), inner.end(), '"'), inner.end());
   const std::string host = inner.substr(0, inner.find(':'));
   if (!is_address(host)) return;
   finding.hint = "write " + host;

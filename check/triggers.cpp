@@ -4,7 +4,6 @@
 
 #include "definitions/settings.h"
 #include "frame/text.h"
-#include "variables/mapping_tables.h"
 
 namespace kovo::check {
 namespace {
@@ -77,6 +76,13 @@ unsigned product_of(std::string_view name) {
     if (name == product.name) return product.bit;
   }
   return 0;
+}
+
+Variant variant_of_product(unsigned products) {
+  for (const Product& product : kProducts) {
+    if (products == product.bit) return product.variant;
+  }
+  return variant_of("");
 }
 
 Triggers make_triggers(unsigned products) {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "check/words.h"
+#include "variables/mapping_tables.h"
 
 namespace kovo::check {
 
@@ -18,6 +19,10 @@ constexpr unsigned kAnyProduct = kInputHdmi | kInputUsbc | kOutput;
 
 /// The bit of "input-hdmi", "input-usbc" or "output"; 0 for another name.
 unsigned product_of(std::string_view name);
+
+/// What one product has; for several of them what the daemon takes a product for that it does not
+/// know.
+Variant variant_of_product(unsigned products);
 
 /// One thing that raises a trigger.
 struct Raiser {

@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "control/client_registry.h"
+#include "control/split_message.h"
 #include "definitions/templates.h"
 #include "engine/event_queue.h"
 #include "engine/senders.h"
@@ -29,22 +30,6 @@ constexpr const char* kHelpEntries[] = {
     "client_add_tcp::ip::port;",  "client_del_udp::ip::port;",  "client_del_tcp::ip::port;",
     "client_list_udp::ip::port;", "client_list_tcp::ip::port;", "debug_udp::ip::port;",
     "debug_tcp::ip::port;",       "debug_udp_lm::ip::port;",    "debug_tcp_lm::ip::port;"};
-
-/// What stands before and behind a separator of two colons. The head ends at the first colon in
-/// any case; without a second one behind it there is nothing behind.
-struct Parts {
-  std::string_view head;
-  std::optional<std::string_view> rest;
-};
-
-Parts split_at_separator(std::string_view text) {
-  const std::size_t colon = text.find(':');
-  Parts parts{text.substr(0, colon), {}};
-  if (colon != std::string_view::npos && text.substr(colon, 2) == "::") {
-    parts.rest = text.substr(colon + 2);
-  }
-  return parts;
-}
 
 struct Target {
   CentralState& state;
@@ -188,35 +173,7 @@ bool run_command(const Target& target, const Message& message) {
   return false;
 }
 
-void handle_message(CentralState& state, VariableRegistry& registry, std::string_view text) {
-  const std::string copy(strip_newline(cut_text(text, kMaxMessage)));
-  if (debug_target_on >= kMirrorChanges && starts_with_nocase(copy, "e_param_set")) {
-    send_debug_line(kMirrorChanges, "API Cmd: %s", percent_decode(copy.c_str()).c_str());
-  }
-  const Message message = split_message(copy);
-  if (message.splitting == Splitting::kNoCommand) return;
-  if (message.splitting == Splitting::kOk && run_command({state, registry}, message)) return;
-  log_main("[%s:%d] Error cmd=%s\n", kRoutine, __LINE__, message.command.c_str());
-}
-
 }  // namespace
-
-Message split_message(std::string_view text) {
-  Message message;
-  if (text.find(':') == std::string_view::npos) return message;
-  message.splitting = Splitting::kMalformed;
-  const Parts command = split_at_separator(text);
-  message.command = command.head;
-  if (!command.rest) return message;
-  const Parts first = split_at_separator(*command.rest);
-  message.arg1 = first.head;
-  if (!first.rest) return message;
-  const Parts second = split_at_separator(*first.rest);
-  message.arg2 = until_newline(second.head);
-  message.arg3 = until_newline(second.rest.value_or(""));
-  message.splitting = Splitting::kOk;
-  return message;
-}
 
 std::string renew_lines(VariableRegistry& registry, std::size_t& next) {
   std::string lines;
@@ -236,6 +193,17 @@ std::string client_list_text(const Clients& clients) {
     text.append(std::to_string(client.port)).append(";");
   }
   return text + "\n";
+}
+
+void handle_message(CentralState& state, VariableRegistry& registry, std::string_view text) {
+  const std::string copy(strip_newline(cut_text(text, kMaxMessage)));
+  if (debug_target_on >= kMirrorChanges && starts_with_nocase(copy, "e_param_set")) {
+    send_debug_line(kMirrorChanges, "API Cmd: %s", percent_decode(copy.c_str()).c_str());
+  }
+  const Message message = split_message(copy);
+  if (message.splitting == Splitting::kNoCommand) return;
+  if (message.splitting == Splitting::kOk && run_command({state, registry}, message)) return;
+  log_main("[%s:%d] Error cmd=%s\n", kRoutine, __LINE__, message.command.c_str());
 }
 
 void* handle_lm_event(void* argument) {

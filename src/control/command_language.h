@@ -14,27 +14,13 @@ struct CentralState;
 
 constexpr std::size_t kLinesPerMessage = 5;  // of a renew
 
-enum class Splitting { kOk, kMalformed, kNoCommand };
-
-/// One message split at its colons.
-struct Message {
-  Splitting splitting = Splitting::kNoCommand;
-  std::string command;
-  std::string arg1;
-  std::string arg2;
-  std::string arg3;
-};
-
-/// Splits word::arg1::arg2 or word::arg1::arg2::arg3. Word, arg1 and arg2 end at their first colon,
-/// arg2 and arg3 at their first line feed; arg3 takes the rest. kNoCommand without any colon,
-/// kMalformed, with the word, where a second colon or a separator is missing.
-Message split_message(std::string_view text);
+/// Mirrors a message, splits it and runs its command. An unknown, malformed or refused command is
+/// logged; a message without a colon and a get for a port that is not positive are dropped without
+/// a word. A reply to a dead TCP target costs its time-outs. Called by handle_lm_event.
+void handle_message(CentralState& state, VariableRegistry& registry, std::string_view text);
 
 /// Thread body; its argument is the CentralState, the variables are the global registry's. Works
 /// off lm_queue once `ready`, one message after the other; looks every 200 ms while it is empty.
-/// Mirrors a message, splits it and runs its command. An unknown, malformed or refused command is
-/// logged; a message without a colon and a get for a port that is not positive are dropped without
-/// a word. A reply to a dead TCP target costs its time-outs.
 void* handle_lm_event(void* state);
 
 /// The lines of the next variables for one renew message, kLinesPerMessage or the last ones of the

@@ -19,7 +19,7 @@ struct TemplateValues {
 };
 
 // Bytes of an expanded payload; placeholders could swell it to hundreds of kilobytes.
-constexpr std::size_t kMaxExpanded = 16 * 1024;
+constexpr std::size_t kMaxExpanded = std::size_t{16} * 1024;
 
 /// Replaces each "{{" name "}}" by its value and then the escape sequences of the whole result. An
 /// opening "{{" without a later "}}" is literal text; inserted values are not scanned again. The

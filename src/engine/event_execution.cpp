@@ -1,5 +1,6 @@
 #include "engine/event_execution.h"
 
+#include "engine/event_fate.h"
 #include "engine/sender_threads.h"
 #include "frame/globals.h"
 #include "frame/host.h"
@@ -9,23 +10,6 @@
 
 namespace kovo {
 namespace {
-
-constexpr std::int32_t kExecuted = 1;  // status of an event whose steps were run
-
-bool is_display_event(const std::string& name) {
-  return equals_nocase(name, "DVIConnected") || equals_nocase(name, "DVIDisconnected");
-}
-
-enum class StepFate { kPowerOnSkip, kSend, kDisabled };
-
-/// Display-connection events are skipped while the plug is not enabled, and all are while events
-/// are disabled; test events are always sent.
-StepFate step_fate(const EventDefinition& event, bool plug_enabled, bool events_enabled) {
-  if (!plug_enabled && event.test == 0 && is_display_event(event.name)) {
-    return StepFate::kPowerOnSkip;
-  }
-  return events_enabled || event.test == 1 ? StepFate::kSend : StepFate::kDisabled;
-}
 
 void skip_during_power_on(const EventDefinition& event, const SubCommand& step) {
   const std::int32_t uptime = uptime_s;
@@ -116,14 +100,6 @@ void keep(Scan& scan) {
 }
 
 }  // namespace
-
-EventFate event_fate(const EventDefinition& event, std::int64_t now) {
-  if (event.due_at == 0 || event.queued_at == 0) return EventFate::kErase;
-  if (event.queued_at + kEventLifeNs < now) return EventFate::kExpired;
-  if (event.status == kExecuted) return EventFate::kErase;
-  if (now < event.queued_at || now < event.due_at) return EventFate::kWait;
-  return EventFate::kRun;
-}
 
 int exec_event(EventQueue& queue, CentralState& state) {
   const MutexLock held(queue.lock);

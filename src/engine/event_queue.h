@@ -14,6 +14,7 @@
 #include <string_view>
 
 #include "definitions/event_definition.h"
+#include "engine/event_fate.h"
 #include "frame/bounded_queue.h"
 #include "frame/mutex.h"
 #include "frame/text.h"
@@ -21,8 +22,6 @@
 namespace kovo {
 
 struct CentralState;
-
-constexpr int kSenderSlots = 512;
 
 enum : std::int32_t {
   kSlotFree = 0,

@@ -22,7 +22,6 @@ extern std::atomic<std::int32_t> log_level;  // 3; 0 with -q or --qa, 1 with --q
 extern std::atomic<std::int32_t>
     uptime_s;  // seconds since the system started; 0 before the loop runs
 extern std::atomic<std::int32_t> hdmi_plug_enabled;  // 1 once the power-on period has passed
-constexpr int kPowerOnPeriodS = 120;                 // of uptime, without display events
 
 extern EventQueue* event_queue;
 extern CentralState* central_state;

@@ -12,6 +12,7 @@
 #include "frame/globals.h"
 #include "frame/log.h"
 #include "frame/mutex.h"
+#include "frame/time_text.h"
 
 namespace kovo {
 
@@ -61,18 +62,11 @@ LocalTime local_time() {
 }
 
 std::string date_text() {
-  const std::tm now = local_time().fields;
-  char buffer[128];
-  std::snprintf(buffer, sizeof buffer, "%04d-%02d-%02d ", now.tm_year + 1900, now.tm_mon + 1,
-                now.tm_mday);
-  return buffer;
+  return date_text(local_time().fields);
 }
 
 std::string time_text() {
-  const std::tm now = local_time().fields;
-  char buffer[128];
-  std::snprintf(buffer, sizeof buffer, "%02d:%02d:%02d", now.tm_hour, now.tm_min, now.tm_sec);
-  return buffer;
+  return time_text(local_time().fields);
 }
 
 std::int64_t now_s() {

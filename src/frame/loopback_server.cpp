@@ -252,7 +252,7 @@ bool receive_one(const UdpService& service, void* context, int fd) {
 
 void serve_tcp(const TcpService& service, void* context) {
   Descriptor listener;
-  guarded(service.routine, [&] { listener.fd = listen_tcp(service); });
+  insist(service.routine, [&] { listener.fd = listen_tcp(service); });
   if (listener.fd < 0) return;
   TcpLoop loop{service, context, listener.fd, most_waiting_connections()};
   bool serving = true;
@@ -262,7 +262,7 @@ void serve_tcp(const TcpService& service, void* context) {
 
 void serve_udp(const UdpService& service, void* context) {
   Descriptor receiver;
-  guarded(service.routine, [&] { receiver.fd = open_udp(service); });
+  insist(service.routine, [&] { receiver.fd = open_udp(service); });
   bool receiving = receiver.fd >= 0;
   while (receiving) {
     guarded(service.routine, [&] { receiving = receive_one(service, context, receiver.fd); });

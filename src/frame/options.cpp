@@ -11,7 +11,7 @@
 
 namespace kovo {
 
-const char kVersion[] = "1.5.4-0";
+const char kVersion[] = KOVO_VERSION;  // of the build, from its project line
 const char kEdition[] = "CORE+";
 const char kBuildDate[] = __DATE__;
 const char kBuildTime[] = __TIME__;

@@ -4,6 +4,7 @@
 #include "frame/device_param.h"
 #include "frame/host.h"
 #include "frame/text.h"
+#include "variables/change_values.h"
 #include "variables/mapping_tables.h"
 
 namespace kovo {
@@ -48,10 +49,6 @@ int build_mapping_table(CentralState& state) {
   const MutexLock held(state.mapping_lock);
   state.mapping_table.swap(table);
   return 0;
-}
-
-const char* p8021_status_of(std::string_view wpa_eap_mode) {
-  return equals_nocase(wpa_eap_mode, "off") ? "off" : "on";
 }
 
 }  // namespace kovo

@@ -73,7 +73,4 @@ std::unique_ptr<CentralState> make_central_state();
 /// construction; takes mapping_lock.
 int build_mapping_table(CentralState& state);
 
-/// The 802.1X state that a mode text stands for: "off" or "on".
-const char* p8021_status_of(std::string_view wpa_eap_mode);
-
 }  // namespace kovo

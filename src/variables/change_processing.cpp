@@ -2,13 +2,13 @@
 
 #include <optional>
 
-#include "definitions/templates.h"
 #include "engine/push_event.h"
 #include "frame/globals.h"
 #include "frame/host.h"
 #include "frame/log.h"
 #include "frame/text.h"
 #include "variables/central_state.h"
+#include "variables/change_values.h"
 #include "variables/mapping_tables.h"
 #include "variables/variable_store.h"
 
@@ -17,37 +17,6 @@ namespace {
 
 // The routine that all lines of this unit name.
 constexpr char kRoutine[] = "handle_lm_event";
-
-struct SerialFormat {
-  std::string baud;
-  std::string databits;
-  std::string parity;
-  std::string stopbits;
-};
-
-struct SerialField {
-  const char* variable;
-  const char* event;
-  std::string SerialFormat::*part;
-};
-
-constexpr SerialField kSerialFields[] = {
-    {"S0_BAUDRATE.baudrate", "serialBaud", &SerialFormat::baud},
-    {"S0_BAUDRATE.databits", "serialNumBits", &SerialFormat::databits},
-    {"S0_BAUDRATE.parity", "serialParity", &SerialFormat::parity},
-    {"S0_BAUDRATE.stopbits", "serialStopBits", &SerialFormat::stopbits},
-};
-
-/// Splits a format such as "9600-8N1"; what it does not have is empty. Nothing without a "-".
-std::optional<SerialFormat> split_serial(std::string_view text) {
-  const std::size_t hyphen = text.find('-');
-  if (hyphen == std::string_view::npos) return {};
-  const std::string_view rest = text.substr(hyphen + 1);
-  const auto letter = [&](std::size_t at) {
-    return at < rest.size() ? std::string(1, rest[at]) : std::string();
-  };
-  return SerialFormat{std::string(text.substr(0, hyphen)), letter(0), letter(1), letter(2)};
-}
 
 /// Remembers the new serial format and returns the old one; nothing when there is no row for it or
 /// nothing to compare with.
@@ -169,24 +138,6 @@ void process_mapping(CentralState& state, const std::string& name, std::int64_t 
 }
 
 }  // namespace
-
-std::string decode_value(std::string_view raw) {
-  std::string value(raw);
-  if (raw.find('\\') != std::string_view::npos) value = unescape_text(value.c_str());
-  if (raw.find('%') != std::string_view::npos) value = percent_decode(value.c_str());
-  return std::string(until_nul(cut_text(value, kMaxMessage)));
-}
-
-TimingWord decode_timing(std::string_view value) {
-  std::uint32_t word = 0;
-  to_uint32(value, 16, word);
-  return {(word & 0x80000000U) != 0, (word & 0x20000000U) != 0, (word & 0x800000U) != 0};
-}
-
-const char* yuv_of(const TimingWord& word) {
-  if (!word.yuv_given) return "OFF";
-  return word.yuv_auto ? "AUTO" : "ON";
-}
 
 void process_variable_change(CentralState& state, VariableRegistry& registry, std::string_view name,
                              std::string_view raw) {

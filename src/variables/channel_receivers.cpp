@@ -10,12 +10,6 @@
 namespace kovo {
 namespace {
 
-/// Settings count when they arrive; the rest is for the consumer.
-void accept_message(CentralState& state, const std::string& text) {
-  if (names_setting(text) && apply_setting_line(state, text) != kSettingChanged) return;
-  push_text(state.lm_queue, std::string(cut_text(text, kMaxMessage)));
-}
-
 void take_datagram(void* state, std::string_view data) {
   const std::string text(until_nul(data));
   log_main("[%s:%d] recv(udp:%d) lm data(%d)%s\n", "handle_udp_lm_var", __LINE__, kVariablePort,
@@ -49,6 +43,11 @@ constexpr TcpService kTcpService = {
 static_assert(kTcpService.max_read <= kMaxTcpRead);
 
 }  // namespace
+
+void accept_message(CentralState& state, const std::string& text) {
+  if (names_setting(text) && apply_setting_line(state, text) != kSettingChanged) return;
+  push_text(state.lm_queue, std::string(cut_text(text, kMaxMessage)));
+}
 
 void* handle_udp_lm_var(void* state) {
   serve_udp(kUdpService, state);

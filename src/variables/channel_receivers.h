@@ -1,18 +1,23 @@
 // The two variable channels on the loopback address: device variables and remote commands, by UDP
-// and by TCP. The receivers interpret nothing but settings lines: each message goes to lm_queue,
-// unless it begins with the name of a persistent setting, in any letter case, and changes nothing
-// there.
+// and by TCP. The receivers interpret nothing but settings lines.
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 namespace kovo {
 
+struct CentralState;
+
 constexpr std::uint16_t kVariablePort = 2727;
 
+/// Queues a message, cut to kMaxMessage bytes, unless it begins with the name of a persistent
+/// setting, in any letter case, and changes nothing there. Called by the two receivers; a setting
+/// takes settings_lock and EventQueue.lock.
+void accept_message(CentralState& state, const std::string& text);
+
 /// Thread bodies; the argument is the CentralState. They return after a socket failure. A datagram
-/// is queued up to its first zero byte, a connection's text up to its first line feed, both up to
-/// kMaxMessage bytes. A setting takes settings_lock and EventQueue.lock.
+/// is queued up to its first zero byte, a connection's text up to its first line feed.
 void* handle_udp_lm_var(void* state);
 void* handle_tcp_lm_var(void* state);
 

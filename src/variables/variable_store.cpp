@@ -9,6 +9,7 @@
 #include "frame/log.h"
 #include "frame/worker.h"
 #include "variables/central_state.h"
+#include "variables/change_values.h"
 
 namespace kovo {
 namespace {

@@ -263,8 +263,14 @@ TEST(RandomFiles, OfAnyBytesHaveFindingsInsideOfTheirLines) {
           << finding.text;
       for (const char c : finding.text + finding.hint) ASSERT_TRUE(c >= ' ' && c <= '~');
     }
-    explain(source, {});
+    explain(source, kAnyProduct, {});
   }
+}
+
+TEST(RandomFiles, HaveBoundedFindings) {
+  std::string text;
+  while (text.size() < 2 * (kMaxFindings + 1)) text += "x\n";
+  EXPECT_EQ(found_in(text).size(), kMaxFindings);
 }
 
 TEST(RandomFiles, PlaceholdersAreCutOutAsTheDaemonDoes) {

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <ctime>
 
-#include "engine/event_execution.h"
+#include "engine/event_fate.h"
 #include "tests/check/texts.h"
 
 namespace kovo::check {
@@ -49,7 +49,7 @@ const RuleCase kCases[] = {
     {"protocol", {"AProtocol0=TCPstatus"}, "3:12 warning", "TCPStatus", {"AProtocol0=TCPStatus"}},
     {"protocol", {"ACount=3"}, "1:8 error", "ACount=1", {"ACount=1"}},
     {"address", {"AIP0=lamp.local"}, "4:6 error", "not looked up", {"AIP0=255.0.0.255"}},
-    {"address", {"AIP0=10.0.0.7:80"}, "4:6 error", "write 10.0.0.7, and", {"AIP0=10.0.0.7"}},
+    {"address", {"AIP0=\"10.0.0.7:80\""}, "4:6 error", "write 10.0.0.7, and", {"AIP0=10.0.0.7"}},
     {"address", {"AIP0=" + std::string(64, '1')}, "4:6 error", "numbers", {"AIP0=1.1.1.1"}},
     {"port", {"APort0=70000"}, "5:8 error", "1 to 65535", {"APort0=65535"}},
     {"port", {"APort0=telnet"}, "5:8 error", "1 to 65535", {"APort0=23"}},
@@ -57,6 +57,7 @@ const RuleCase kCases[] = {
     {"data", {"AData0=414"}, "6:8 error", "41 04 would leave", {"AData0=4a4B"}},
     {"data", {"AData0=ON!"}, "6:8 error", "AData0=4F4E21; as it is, nothing", {"AData0=4F4E21"}},
     {"data", {"AData0=4F 4E"}, "6:8 error", "AData0=4F4E; as it is, the bytes 4F 04", {"AData0="}},
+    {"data", {"AData0=\"0x4F,0x4E\""}, "6:8 error", "AData0=4F4E;", {"AData0=4F4E"}},
     {"data", {"AProtocol0=UDPStatus"}, "6:1 warning", "remove", {"AProtocol0=UDP"}},
     {"payload", {"AData0=414200"}, "6:12 error", "without", {"AData0=414230"}},
     {"placeholder", {"AData0=" + as_hex("a{{x")}, "6:10 error", "7D7D", {"AData0=7D7D"}},
@@ -82,7 +83,7 @@ const RuleCase kCases[] = {
      {"PowerOnCount=1", "PowerOnXMLfield=mute", "PowerOnDelay=1"},
      "9:1 warning",
      "behind PowerOnDelay",
-     {"PowerOnCount=1", "PowerOnDelay=1", "PowerOnXMLfield=x"}},
+     {"PowerOnCount=1", "PowerOnXMLfield=PowerOn", "PowerOnDelay=1"}},
     {"variable-name", {"AXMLfield=device_name"}, "2:11 error", "write name", {"AXMLfield=name"}},
     {"variable-name",
      {"AXMLfield=WPA_EAP_MODE"},
@@ -90,6 +91,7 @@ const RuleCase kCases[] = {
      "p8021enable or p8021status",
      {"AXMLfield=p8021status"}},
     {"trigger", {"AXMLfield=Mute"}, "2:11 note", "mean mute", {"AXMLfield=playMode"}},
+    {"trigger", {"AXMLfield=audioMulticastAddr"}, "2:11 note", "", {"AXMLfield=stream"}},
     {"trigger", {"AXMLfield=edidData"}, "2:11 note", "", {"AXMLfield=sysName"}},
     {"trigger", {"AXMLfield=a=b"}, "2:11 warning", "holds no", {"AXMLfield=webEnabled"}},
     {"no-effect", {"EnableEvents=false"}, "8:1 note", "ENABLE_KOVO_EVENT", {"EnableEvents=true"}},
@@ -164,7 +166,9 @@ TEST(Rules, ALineOfNewcomersIsToldOnce) {
   for (std::size_t at = text.find('\n'); at != std::string::npos; at = text.find('\n', at + 2)) {
     text.insert(at, "\r");
   }
-  EXPECT_EQ(found_in(text).size(), 1U);
+  const Findings all = found_in(text);
+  ASSERT_EQ(all.size(), 1U);
+  EXPECT_EQ(where(all[0]) + " " + all[0].text.substr(0, 11), "1:9 error 7 lines end");
 }
 
 /// The file with one finding mended.

@@ -46,20 +46,21 @@ TEST_F(Event, NothingIsLeftOverAfterAThousandEvents) {
   write_file(kDefinitions, "ACount=1\n" + step("A", 0, "UDP", udp.port, "41"));
   start();
   set_status(service, StatusMode::kAnswerAndClose, default_status_answer());
-  const Usage before = settled_usage();
-  [[maybe_unused]] const long memory = own_memory_kib();
+  const Usage idle = settled_usage();
+  [[maybe_unused]] long memory = 0;  // once the slots and stacks of so many senders have been used
   std::string names;
   for (int i = 0; i < 100; ++i) names += "A\n";
   for (int round = 1; round <= 10; ++round) {
     send_tcp(2700, names);
     ASSERT_TRUE(wait_arrivals(udp, static_cast<std::size_t>(round * 100), seconds(60)));
+    ASSERT_TRUE(wait_for([&] { return usage_of(daemon).threads == idle.threads; }));
+    if (round == 1) memory = own_memory_kib();
   }
-  ASSERT_TRUE(wait_for([&] { return usage_of(daemon).threads == before.threads; }));
   const Usage after = usage_of(daemon);
-  EXPECT_EQ(after.descriptors, before.descriptors);
+  EXPECT_EQ(after.descriptors, idle.descriptors);
   EXPECT_EQ(after.children, 0);
 #if !defined(KOVO_SANITIZED)  // they keep freed memory
-  EXPECT_LT(own_memory_kib(), memory + 1024);
+  EXPECT_LT(own_memory_kib(), memory + 512);
 #endif
 }
 

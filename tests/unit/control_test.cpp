@@ -3,6 +3,7 @@
 #include "control/client_mode.h"
 #include "control/client_registry.h"
 #include "control/command_language.h"
+#include "control/split_message.h"
 #include "variables/variable_store.h"
 
 namespace kovo {

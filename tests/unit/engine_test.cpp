@@ -4,6 +4,7 @@
 
 #include "engine/choose_sender.h"
 #include "engine/event_execution.h"
+#include "engine/event_fate.h"
 #include "engine/event_queue.h"
 #include "engine/sender_threads.h"
 #include "failing_memory.h"

@@ -5,6 +5,7 @@
 #include "failing_memory.h"
 #include "variables/central_state.h"
 #include "variables/change_processing.h"
+#include "variables/change_values.h"
 #include "variables/mapping_tables.h"
 #include "variables/variable_store.h"
 

@@ -1,0 +1,33 @@
+################################################################################
+#
+# kovotcp
+#
+################################################################################
+
+# The sources around this tree; their own project line tells the version.
+KOVOTCP_SITE = $(BR2_EXTERNAL_KOVOTCP_PATH)/../..
+KOVOTCP_SITE_METHOD = local
+KOVOTCP_OVERRIDE_SRCDIR_RSYNC_EXCLUSIONS = --exclude /build
+KOVOTCP_LICENSE = see COPYING
+KOVOTCP_LICENSE_FILES = COPYING
+KOVOTCP_REDISTRIBUTE = NO
+KOVOTCP_CONF_OPTS = -DCMAKE_BUILD_TYPE=MinSizeRel -DKOVO_SMALL=ON -DKOVO_TESTS=OFF
+
+KOVOTCP_PRODUCT_IDS = $(call qstrip,$(BR2_PACKAGE_KOVOTCP_PRODUCT_IDS))
+ifneq ($(KOVOTCP_PRODUCT_IDS),)
+KOVOTCP_CONF_OPTS += -DKOVO_PRODUCT_IDS='"$(subst $(comma),"$(comma)",$(KOVOTCP_PRODUCT_IDS))"'
+endif
+
+# Behind S40network.
+ifeq ($(BR2_INIT_BUSYBOX)$(BR2_INIT_SYSV),y)
+KOVOTCP_CONF_OPTS += -DKOVO_INIT_SCRIPT=init.d/S60kovotcp
+else
+KOVOTCP_CONF_OPTS += -DKOVO_INIT_SCRIPT=
+endif
+ifeq ($(BR2_INIT_SYSTEMD),y)
+KOVOTCP_CONF_OPTS += -DKOVO_UNIT_DIR=/usr/lib/systemd/system -DKOVO_TMPFILES_DIR=/usr/lib/tmpfiles.d
+else
+KOVOTCP_CONF_OPTS += -DKOVO_UNIT_DIR= -DKOVO_TMPFILES_DIR=
+endif
+
+$(eval $(cmake-package))

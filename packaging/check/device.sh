@@ -1,0 +1,76 @@
+# Sourced by the checks: a device's surroundings for a daemon that is installed in a root of its own.
+# The status service and the receivers of docs/examples/kovo.txt stand outside of that root, in the
+# same network.
+
+fail() {
+  echo "${0##*/}: $*" >&2
+  exit 1
+}
+
+# Runs the calling script again in namespaces of its own, which end with it, by root. What it does in
+# $work, a folder in memory, is gone then.
+enter_namespaces() {
+  local as_root=()
+  if [[ ${KOVO_NAMESPACES-} != "$0" ]]; then
+    ((EUID == 0)) || as_root=(sudo)
+    KOVO_NAMESPACES=$0 exec "${as_root[@]}" unshare --mount --net --pid --fork --kill-child \
+      --mount-proc "$0" "$@"
+  fi
+  work=$PWD/build/check
+  mkdir -p "$work"
+  mount -t tmpfs -o mode=755 tmpfs "$work"
+}
+
+# Waits until a command succeeds; false after ten seconds.
+wait_for() {
+  local tries=0
+  until "$@" >/dev/null 2>&1; do
+    ((++tries < 200)) || return 1
+    sleep 0.05
+  done
+}
+
+has_line() { grep -aq -- "$2" "$1"; }
+
+# Everything that the device has besides the daemon. Its parameter tool goes to bin in the folder
+# given, what its receivers hear to $heard/lamps, mixer and panel.
+start_device() {
+  heard=$work/heard
+  mkdir "$heard"
+  install -D device/ipc "$1/bin/ipc"
+  echo ENABLE_KOVO_EVENT=1 >"$1/params"
+  ip -batch - <<'LINES'
+link set lo up
+link add eth0 type veth peer name eth0peer
+link set eth0 up
+link set eth0peer up
+address add 10.0.0.1/24 dev eth0
+address add 10.0.0.5/24 dev eth0peer
+address add 10.0.0.6/24 dev eth0peer
+address add 10.0.0.7/24 dev eth0peer
+LINES
+  printf '%s\r' name:Lobby ip:10.0.0.1 model:X mode:encoder temperature:41 HDMI1Status:on >"$heard/status"
+  socat TCP-LISTEN:50003,bind=127.0.0.1,reuseaddr,fork \
+    SYSTEM:"head -c 9 >/dev/null; cat $heard/status" 2>/dev/null &
+  socat -u UDP-RECV:5000,bind=10.0.0.5 "OPEN:$heard/lamps,creat,append" &
+  socat -u UDP-RECV:6000,bind=10.0.0.7 "OPEN:$heard/panel,creat,append" &
+  socat -u TCP-LISTEN:23,bind=10.0.0.6,reuseaddr,fork "OPEN:$heard/mixer,creat,append" &
+}
+
+# Sends a message to a port of the daemon: tell tcp/2700 MESSAGE.
+tell() { printf '%s' "$2" >"/dev/${1%/*}/127.0.0.1/${1#*/}"; }
+
+# The numbers of the daemons that run anywhere in these namespaces, without their children, which are
+# the same program until they have become a shell.
+daemons() {
+  local process parent
+  for process in /proc/[0-9]*; do
+    is_daemon "$process" || continue
+    parent=$(sed -n 's/^PPid:\t//p' "$process/status" 2>/dev/null) || continue
+    is_daemon "/proc/$parent" || echo "${process#/proc/}"
+  done
+}
+
+is_daemon() { [[ $(readlink "$1/exe") == */usr/sbin/kovotcp* ]]; }
+one_daemon() { [[ $(daemons | wc -l) == 1 ]]; }
+no_daemon() { [[ -z $(daemons) ]]; }

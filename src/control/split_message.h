@@ -1,0 +1,25 @@
+// The messages of the variable channels, taken apart: pure data in, data out.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace kovo {
+
+enum class Splitting { kOk, kMalformed, kNoCommand };
+
+/// One message split at its colons.
+struct Message {
+  Splitting splitting = Splitting::kNoCommand;
+  std::string command;
+  std::string arg1;
+  std::string arg2;
+  std::string arg3;
+};
+
+/// Splits word::arg1::arg2 or word::arg1::arg2::arg3. Word, arg1 and arg2 end at their first colon,
+/// arg2 and arg3 at their first line feed; arg3 takes the rest. kNoCommand without any colon,
+/// kMalformed, with the word, where a second colon or a separator is missing.
+Message split_message(std::string_view text);
+
+}  // namespace kovo

@@ -1,0 +1,29 @@
+#include "engine/event_fate.h"
+
+#include "frame/text.h"
+
+namespace kovo {
+namespace {
+
+bool is_display_event(const std::string& name) {
+  return equals_nocase(name, "DVIConnected") || equals_nocase(name, "DVIDisconnected");
+}
+
+}  // namespace
+
+EventFate event_fate(const EventDefinition& event, std::int64_t now) {
+  if (event.due_at == 0 || event.queued_at == 0) return EventFate::kErase;
+  if (event.queued_at + kEventLifeNs < now) return EventFate::kExpired;
+  if (event.status == kExecuted) return EventFate::kErase;
+  if (now < event.queued_at || now < event.due_at) return EventFate::kWait;
+  return EventFate::kRun;
+}
+
+StepFate step_fate(const EventDefinition& event, bool plug_enabled, bool events_enabled) {
+  if (!plug_enabled && event.test == 0 && is_display_event(event.name)) {
+    return StepFate::kPowerOnSkip;
+  }
+  return events_enabled || event.test == 1 ? StepFate::kSend : StepFate::kDisabled;
+}
+
+}  // namespace kovo

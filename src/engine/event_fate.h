@@ -1,0 +1,27 @@
+// What becomes of queued events and their steps: pure data in, data out.
+#pragma once
+
+#include <cstdint>
+
+#include "definitions/event_definition.h"
+
+namespace kovo {
+
+constexpr int kPowerOnPeriodS = 120;                   // of uptime, without display events
+constexpr int kSenderSlots = 512;                      // messages under way at once
+constexpr std::int32_t kExecuted = 1;                  // status of an event whose steps were run
+constexpr std::int64_t kEventLifeNs = 60'000'000'000;  // an event not run within this is dropped
+
+enum class EventFate { kErase, kExpired, kWait, kRun };
+
+/// What becomes of a queued event at the queue time `now`, in nanoseconds. An event older than
+/// kEventLifeNs expires, whatever its delay.
+EventFate event_fate(const EventDefinition& event, std::int64_t now);
+
+enum class StepFate { kPowerOnSkip, kSend, kDisabled };
+
+/// Display-connection events are skipped while the plug is not enabled, and all are while events
+/// are disabled; test events are always sent.
+StepFate step_fate(const EventDefinition& event, bool plug_enabled, bool events_enabled);
+
+}  // namespace kovo

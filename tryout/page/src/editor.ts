@@ -1,0 +1,189 @@
+import { defaultKeymap, history, historyKeymap } from "@codemirror/commands";
+import { HighlightStyle, StreamLanguage, syntaxHighlighting } from "@codemirror/language";
+import { type Diagnostic, lintGutter, lintKeymap, setDiagnostics } from "@codemirror/lint";
+import { highlightSelectionMatches, searchKeymap } from "@codemirror/search";
+import { EditorState, RangeSetBuilder, StateEffect, StateField, type Text } from "@codemirror/state";
+import {
+  Decoration,
+  type DecorationSet,
+  EditorView,
+  WidgetType,
+  drawSelection,
+  highlightActiveLine,
+  highlightActiveLineGutter,
+  highlightSpecialChars,
+  keymap,
+  lineNumbers,
+} from "@codemirror/view";
+import { tags } from "@lezer/highlight";
+import { type Edit, type Encoding, type Finding, toBytes } from "./core";
+import { editsOf } from "./mends";
+
+/** A payload as text, behind its line. */
+class PayloadText extends WidgetType {
+  constructor(readonly text: string) {
+    super();
+  }
+  eq(other: PayloadText) {
+    return other.text === this.text;
+  }
+  toDOM() {
+    const span = document.createElement("span");
+    span.className = "payload-text";
+    span.textContent = this.text;
+    return span;
+  }
+}
+
+const mostUnderlined = 2000;
+
+const showPayloads = StateEffect.define<{ line: number; text: string }[]>();
+
+const payloadField = StateField.define<DecorationSet>({
+  create: () => Decoration.none,
+  update(shown, transaction) {
+    for (const effect of transaction.effects) {
+      if (effect.is(showPayloads)) return payloadDecorations(transaction.state.doc, effect.value);
+    }
+    return shown.map(transaction.changes);
+  },
+  provide: (field) => EditorView.decorations.from(field),
+});
+
+function payloadDecorations(doc: Text, payloads: { line: number; text: string }[]): DecorationSet {
+  const builder = new RangeSetBuilder<Decoration>();
+  for (const { line, text } of payloads) {
+    if (line > doc.lines) break;
+    const end = doc.line(line).to;
+    const short = text.length > 80 ? `${text.slice(0, 80)}…` : text;
+    builder.add(end, end, Decoration.widget({ widget: new PayloadText(short), side: 1 }));
+  }
+  return builder.finish();
+}
+
+const keyAndValue = StreamLanguage.define<{ behind: boolean }>({
+  startState: () => ({ behind: false }),
+  token(stream, state) {
+    if (stream.sol()) state.behind = false;
+    if (!state.behind && stream.eat("=")) {
+      state.behind = true;
+      return "operator";
+    }
+    if (state.behind) stream.skipToEnd();
+    else if (!stream.skipTo("=")) stream.skipToEnd();
+    return state.behind ? "string" : "propertyName";
+  },
+});
+
+const colours = HighlightStyle.define([
+  { tag: tags.propertyName, color: "var(--key)" },
+  { tag: tags.operator, color: "var(--quiet)" },
+  { tag: tags.string, color: "var(--text)" },
+]);
+
+/** The position of a byte column (from 1) of a line. */
+function positionOf(doc: Text, line: number, column: number, encoding: Encoding): number {
+  if (line > doc.lines) return doc.length;
+  const { from, to, text } = doc.line(line);
+  let bytes = 1;
+  let at = 0;
+  while (at < text.length && bytes < column) {
+    const letter = String.fromCodePoint(text.codePointAt(at) ?? 0);
+    bytes += letter < "\x80" ? 1 : toBytes(letter, encoding).length;
+    at += letter.length;
+  }
+  return Math.min(from + at, to);
+}
+
+export interface Editor {
+  text(): string;
+  encoding(): Encoding;
+  setText(text: string, encoding: Encoding): void;
+  show(findings: Finding[], payloads: { line: number; text: string }[]): void;
+  apply(edits: Edit[]): void;
+  goTo(line: number, column: number): void;
+}
+
+/** Makes the editor; `onChange` is called once after each change of its text. */
+export function createEditor(parent: HTMLElement, onChange: () => void): Editor {
+  let encoding: Encoding = "utf-8";
+  let told = false;
+  const tell = () => {
+    told = false;
+    onChange();
+  };
+  const view = new EditorView({
+    parent,
+    state: EditorState.create({
+      extensions: [
+        EditorState.lineSeparator.of("\n"), // carriage returns are part of what the file says
+        lineNumbers(),
+        lintGutter(),
+        highlightActiveLineGutter(),
+        highlightSpecialChars(),
+        highlightActiveLine(),
+        highlightSelectionMatches(),
+        drawSelection(),
+        history(),
+        payloadField,
+        keyAndValue,
+        syntaxHighlighting(colours),
+        EditorView.lineWrapping,
+        EditorView.contentAttributes.of({ "aria-label": "Definition file", spellcheck: "false", tabindex: "0" }),
+        keymap.of([...defaultKeymap, ...historyKeymap, ...searchKeymap, ...lintKeymap]),
+        EditorView.updateListener.of((update) => {
+          if (!update.docChanged || told) return;
+          told = true;
+          queueMicrotask(tell); // a view cannot be changed while it updates
+        }),
+      ],
+    }),
+  });
+
+  const apply = (edits: Edit[]) => {
+    const { doc } = view.state;
+    const changes = edits.map((edit) => ({
+      from: positionOf(doc, edit.line, edit.column, encoding),
+      to: positionOf(doc, edit.line, edit.column + edit.length, encoding),
+      insert: view.state.toText(edit.text),
+    }));
+    const last = changes.at(-1);
+    if (last === undefined) return;
+    view.dispatch({
+      changes,
+      effects: EditorView.scrollIntoView(last.from, { y: "nearest" }),
+      userEvent: "input.mend",
+    });
+  };
+
+  return {
+    text: () => view.state.doc.toString(),
+    encoding: () => encoding,
+    setText(text, newEncoding) {
+      encoding = newEncoding;
+      const changes = { from: 0, to: view.state.doc.length, insert: view.state.toText(text) };
+      view.dispatch({ changes, selection: { anchor: 0 }, scrollIntoView: true });
+    },
+    show(findings, payloads) {
+      const { doc } = view.state;
+      const diagnostics = findings.slice(0, mostUnderlined).map((finding): Diagnostic => {
+        const mend = editsOf(finding, doc.toString.bind(doc));
+        return {
+          from: positionOf(doc, finding.line, finding.column, encoding),
+          to: positionOf(doc, finding.line, finding.column + finding.length, encoding),
+          severity: finding.severity === "note" ? "info" : finding.severity,
+          source: finding.rule,
+          message: finding.hint === "" ? finding.text : `${finding.text}\n${finding.hint}`,
+          actions: mend === null ? [] : [{ name: mend.label, apply: () => apply(mend.edits()) }],
+        };
+      });
+      view.dispatch(setDiagnostics(view.state, diagnostics), { effects: showPayloads.of(payloads) });
+    },
+    apply,
+    goTo(line, column) {
+      const anchor = positionOf(view.state.doc, line, column, encoding);
+      view.dispatch({ selection: { anchor }, effects: EditorView.scrollIntoView(anchor, { y: "center" }) });
+      view.focus();
+    },
+  };
+}

@@ -1,0 +1,87 @@
+// The built page in a real browser, as a user opens it: by its file.
+import assert from "node:assert/strict";
+import { readFileSync } from "node:fs";
+import { fileURLToPath } from "node:url";
+import { chromium } from "playwright-core";
+
+export const root = fileURLToPath(new URL("../../../", import.meta.url));
+export const pageFile = `${root}build/page/kovotry.html`;
+export const example = (name) => readFileSync(`${root}docs/examples/${name}`, "utf8");
+
+export function launch() {
+  return chromium.launch({
+    executablePath: "/usr/bin/chromium",
+    args: [
+      "--headless",
+      "--no-sandbox",
+      "--disable-gpu",
+      "--disable-quic",
+      "--no-first-run",
+      "--disable-background-networking",
+      "--disable-component-update",
+      "--disable-sync",
+    ],
+  });
+}
+
+/** Opens the page, at a date if one is given; `close` fails when it logged an error or asked for anything but itself. */
+export async function open(browser, { date, ...options } = {}) {
+  const context = await browser.newContext({ viewport: { width: 1440, height: 900 }, ...options });
+  // Without the dialogs of the system, which no test can answer: files are up- and downloaded.
+  await context.addInitScript(() => {
+    delete window.showOpenFilePicker;
+    delete window.showSaveFilePicker;
+  });
+  const page = await context.newPage();
+  if (date !== undefined) await page.clock.setFixedTime(date);
+  const problems = [];
+  page.on("console", (message) => {
+    if (message.type() !== "log") problems.push(`${message.type()}: ${message.text()}`);
+  });
+  page.on("pageerror", (error) => problems.push(String(error)));
+  page.on("request", (request) => {
+    const url = request.url();
+    if (url !== `file://${pageFile}` && !/^(data|blob):/.test(url)) problems.push(`request: ${url}`);
+  });
+  await page.goto(`file://${pageFile}`);
+  await page.locator("#findings-count", { hasText: /./ }).waitFor();
+  const close = async () => {
+    await context.close();
+    assert.deepEqual(problems, []);
+  };
+  return { page, close };
+}
+
+/** Puts a text in the place of the editor's. */
+export async function replaceText(page, text) {
+  await page.locator(".cm-content").click();
+  await page.keyboard.press("Control+A");
+  await page.keyboard.insertText(text);
+}
+
+/** The findings as the list shows them. */
+export function listedFindings(page) {
+  return page.locator("#findings > li").evaluateAll((items) =>
+    items.map((item) => {
+      const part = (selector) => item.querySelector(selector)?.textContent ?? "";
+      const text = item.querySelector(".text")?.firstChild.textContent;
+      return [part(".place"), part(".severity"), part(".text code"), text, part(".hint span")];
+    }),
+  );
+}
+
+/** The messages as the table shows them: time, step, destination, text, hexadecimal, remark. */
+export function listedMessages(page) {
+  return page.locator("#messages tbody tr:not(.raised)").evaluateAll((rows) =>
+    rows.map((row) => {
+      const [time, step, to] = Array.from(row.cells, (cell) => cell.textContent);
+      const part = (selector) => row.querySelector(selector)?.textContent ?? "";
+      return { time, step, to, text: part(".payload"), hex: part(".hex"), remark: part(".remark") };
+    }),
+  );
+}
+
+/** Waits until so many messages are listed. */
+export function messagesListed(page, count) {
+  return page.locator("#messages tbody tr:not(.raised)").nth(count - 1).waitFor({ timeout: 20_000 });
+}

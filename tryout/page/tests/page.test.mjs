@@ -1,0 +1,338 @@
+// The page as its users meet it.
+import assert from "node:assert/strict";
+import { spawnSync } from "node:child_process";
+import { readFileSync } from "node:fs";
+import { createRequire } from "node:module";
+import { after, before, test } from "node:test";
+import { example, launch, listedFindings, listedMessages, messagesListed, open, replaceText, root } from "./browser.mjs";
+
+let browser;
+before(async () => (browser = await launch()));
+after(() => browser.close());
+
+/** A test with a page of its own, which must log no error and ask for nothing. */
+function pageTest(name, work, options = {}) {
+  test(name, async () => {
+    const { page, close } = await open(browser, options);
+    await work(page);
+    await close();
+  });
+}
+
+const tab = (page, name) => page.getByRole("tab", { name }).click();
+const raise = (page, trigger) => page.getByRole("button", { name: `Raise ${trigger}`, exact: true }).click();
+const editorText = async (page) => {
+  const download = page.waitForEvent("download");
+  await page.getByRole("button", { name: "Save" }).click();
+  return readFileSync(await (await download).path(), "latin1");
+};
+const hexOf = (text) => Buffer.from(text, "latin1").toString("hex").toUpperCase().replace(/..(?=.)/g, "$& ");
+
+pageTest("typing the faulty example tells each finding at its line, and a click goes there", async (page) => {
+  await replaceText(page, "");
+  await page.keyboard.type(example("faulty.txt"));
+  const { stdout } = spawnSync(`${root}build/release/check/kovocheck`, ["--format=json", `${root}docs/examples/faulty.txt`]);
+  const expected = JSON.parse(stdout).findings;
+  assert.deepEqual(
+    await listedFindings(page),
+    expected.map(({ line, severity, rule, text, hint }) => [`Line ${line}`, severity, rule, text, hint]),
+  );
+  const udp = expected.find(({ text }) => text.includes('"udp"'));
+  await page.locator("#findings button.finding", { hasText: '"udp"' }).click();
+  assert.equal(await page.locator(".cm-activeLine").textContent(), "DoorProtocol0=udp");
+  const underlined = await page.locator(".cm-activeLine .cm-lintRange-error").allTextContents();
+  assert.deepEqual(underlined, ["udp"]);
+  assert.equal(await page.locator(".cm-activeLineGutter.cm-lineNumbers, .cm-lineNumbers .cm-activeLineGutter").textContent(), String(udp.line));
+  assert.ok((await page.locator(".cm-gutter-lint .cm-lint-marker-error").count()) > 0);
+});
+
+pageTest("a mend writes what the hint says, in files with letters of several bytes too", async (page) => {
+  await replaceText(page, "GäteCount=1\r\nGäteXMLfield=doorStäte\r\nGäteprotocol0=UDP\r\nGäteIP0=10.0.0.7\nGätePort0=6000\nGäteData0=4F\n");
+  await page.getByRole("button", { name: "Use Unix line ends" }).click();
+  await page.locator("#findings").getByRole("button", { name: /^Write "Gäte/ }).click();
+  const expected = "GäteCount=1\nGäteXMLfield=doorStäte\nGäteProtocol0=UDP\nGäteIP0=10.0.0.7\nGätePort0=6000\nGäteData0=4F\n";
+  assert.equal(Buffer.from(await editorText(page), "latin1").toString(), expected);
+  assert.deepEqual((await listedFindings(page)).filter(([, severity]) => severity !== "note"), []);
+  await page.keyboard.press("Control+z");
+});
+
+pageTest("doorState sends three messages at their times, with the values of the status", async (page) => {
+  await page.evaluate(() => {
+    window.shownAt = [];
+    const rows = document.querySelector("#messages tbody");
+    new MutationObserver(() => window.shownAt.push(performance.now())).observe(rows, { childList: true });
+  });
+  await raise(page, "doorState");
+  await messagesListed(page, 3);
+  const shownAt = await page.evaluate(() => window.shownAt);
+  assert.ok(shownAt.at(-1) - shownAt[0] > 330, "the last comes in its own time");
+  const first = await listedMessages(page);
+  const clock = /\d\d:\d\d:\d\d/.exec(first[0].text)?.[0];
+  assert.deepEqual(first, [
+    { time: "0 ms", step: "Door 0", to: "UDP 10.0.0.7:6000", text: `Door of Lobby at ${clock}`, hex: hexOf(`Door of Lobby at ${clock}`), remark: "" },
+    { time: "100 ms", step: "Door 1", to: "TCP 10.0.0.6:23", text: "LIGHTS ON\\r", hex: hexOf("LIGHTS ON\r"), remark: "" },
+    { time: "350 ms", step: "Door 2", to: "UDP 10.0.0.7:6000", text: "the device’s status", hex: "", remark: "" },
+  ]);
+  const places = await page.locator("#axis > svg .mark").evaluateAll((marks) => marks.map((mark) => Number(/\((.*),/.exec(mark.getAttribute("transform"))[1])));
+  const [start, second, last] = places;
+  assert.ok(second > start && Math.abs((second - start) * 3.5 - (last - start)) < 0.1, `on the axis at ${places}`);
+  await tab(page, "Status values");
+  await page.getByLabel("Value of name").fill("Foyer\\n");
+  await tab(page, "Events");
+  await page.locator(".event", { hasText: "Door of Foyer\\n at {{time}}" }).waitFor();
+  await raise(page, "doorState");
+  await messagesListed(page, 4);
+  assert.match((await listedMessages(page))[3].text, /^Door of Foyer\\n at \d\d:\d\d:\d\d$/);
+});
+
+pageTest("a placeholder that the whole status does not hold is a mistake", async (page) => {
+  await tab(page, "Status values");
+  await page.getByText("Paste /tmp/kovo_var.txt").click();
+  await page.getByLabel("Lines name=value").fill("nam=Lobby\na=b=c\n");
+  await page.getByRole("button", { name: "Use these values" }).click();
+  await page.locator("#findings", { hasText: "did you mean {{nam}}?" }).waitFor();
+  assert.equal(await page.getByLabel("Value of a", { exact: true }).inputValue(), "b=c");
+});
+
+pageTest("files come in and go out byte by byte", async (page) => {
+  const bytes = Buffer.from("\xEF\xBB\xBFDoorCount=1\r\nDoorData0=\xFF\0\n\n\nx", "latin1");
+  const chooser = page.waitForEvent("filechooser");
+  await page.getByRole("button", { name: "Open" }).click();
+  await (await chooser).setFiles({ name: "door.txt", mimeType: "text/plain", buffer: bytes });
+  await page.locator("#file-name", { hasText: "door.txt" }).waitFor();
+  assert.deepEqual((await listedFindings(page)).filter(([, , rule]) => rule === "line-end").length, 3);
+  assert.equal(await editorText(page), bytes.toString("latin1"));
+  // Dropped anywhere, also onto the editor.
+  await page.evaluate(() => {
+    const dataTransfer = new DataTransfer();
+    dataTransfer.items.add(new File(["Gäte=1\r\n"], "gate.txt"));
+    document.querySelector(".cm-content").dispatchEvent(new DragEvent("drop", { dataTransfer, bubbles: true, cancelable: true }));
+  });
+  await page.locator("#file-name", { hasText: "gate.txt" }).waitFor();
+  assert.equal(Buffer.from(await editorText(page), "latin1").toString(), "Gäte=1\r\n");
+});
+
+test("the system's dialogs serve where there are any: saved into the file that was opened", async () => {
+  const { page, close } = await open(browser);
+  await page.evaluate(() => {
+    window.written = [];
+    const handle = {
+      name: "picked.txt",
+      getFile: async () => new File(["PlayCount=1\n"], "picked.txt"),
+      createWritable: async () => ({ write: async (bytes) => window.written.push(new TextDecoder().decode(bytes)), close: async () => {} }),
+    };
+    window.showOpenFilePicker = async () => [handle];
+    window.showSaveFilePicker = async () => {
+      throw new DOMException("closed", "AbortError");
+    };
+  });
+  await page.keyboard.press("Control+s");
+  await page.getByRole("button", { name: "Open" }).click();
+  await page.locator("#file-name", { hasText: "picked.txt" }).waitFor();
+  await page.locator(".cm-content").click();
+  await page.keyboard.press("Control+Home");
+  await page.keyboard.type("Name");
+  await page.keyboard.press("Control+s");
+  await page.locator("#file-name", { hasText: "saved" }).waitFor();
+  assert.deepEqual(await page.evaluate(() => window.written), ["NamePlayCount=1\n"]);
+  await close();
+});
+
+pageTest("what is too large for a definition file is told so", async (page) => {
+  const large = Buffer.alloc(4 * 1024 * 1024, "DoorCount=1\n");
+  const chooser = page.waitForEvent("filechooser");
+  await page.getByRole("button", { name: "Open" }).click();
+  await (await chooser).setFiles({ name: "large.txt", mimeType: "text/plain", buffer: Buffer.concat([large, large]) });
+  await page.locator("#file-name", { hasText: "large.txt is too large" }).waitFor();
+  assert.ok((await editorText(page)).startsWith("EnableEvents"));
+});
+
+pageTest("the last text is kept until it is forgotten", async (page) => {
+  await replaceText(page, "KeptCount=1\n");
+  await page.waitForFunction(() => localStorage.getItem("kovotry")?.includes("KeptCount"));
+  await page.reload();
+  await page.locator(".cm-line", { hasText: "KeptCount=1" }).waitFor();
+  page.once("dialog", (dialog) => dialog.accept());
+  await page.getByRole("button", { name: "Forget" }).click();
+  await page.locator(".cm-line", { hasText: "PowerOnCount=2" }).waitFor();
+  await page.waitForTimeout(700); // longer than the page waits before it keeps something
+  assert.equal(await page.evaluate(() => localStorage.length), 0);
+});
+
+pageTest("the form makes steps of typed text, for events old and new", async (page) => {
+  await tab(page, "New step");
+  await page.getByLabel("Event, old or new").fill("Door");
+  await page.getByLabel("Payload, as text").fill("\\x1B[0m{{name}}\\\\\\r");
+  await page.getByRole("button", { name: "Add the step" }).click();
+  await page.getByLabel("Event, old or new").fill("Blinds");
+  await page.getByLabel("Trigger, if it is new").fill("videoMute");
+  await page.getByLabel("By", { exact: true }).selectOption("TCP");
+  await page.getByLabel("Milliseconds after the step before").fill("20");
+  await page.getByRole("button", { name: "Add the step" }).click();
+  const text = await editorText(page);
+  assert.ok(text.includes("DoorCount=4\n"));
+  const data = Buffer.from("\x1B[0m{{name}}\\\r", "latin1").toString("hex").toUpperCase();
+  const lines = (key, index) => `${key}IP${index}=10.0.0.7\n${key}Port${index}=6000\n${key}Data${index}=${data}\n${key}Delay${index}`;
+  assert.ok(text.includes(`DoorDelay2=250\nDoorProtocol3=UDP\n${lines("Door", 3)}=0\nRenamedCount=1\n`), text);
+  assert.ok(text.endsWith(`BlindsCount=1\nBlindsXMLfield=videoMute\nBlindsProtocol0=TCP\n${lines("Blinds", 0)}=20\n`), text);
+});
+
+pageTest("changes of variables, switches and limits have the effects that the daemon gives them", async (page) => {
+  const notes = page.locator(".reactions p");
+  const send = async (message) => {
+    await page.getByLabel("A variable changes").fill(message);
+    await page.getByRole("button", { name: "Send" }).click();
+  };
+  await tab(page, "Device");
+  await send("e_param_set::device_name::Foyer");
+  await send("e_param_set::DEVICE_NAME::Lobby");
+  await notes.filter({ hasText: /name is skipped: the last message of DEVICE_NAME came [01] s ago/ }).waitFor();
+  await page.getByLabel("10 times as fast").check();
+  await page.waitForTimeout(700);
+  await send("e_param_set::DEVICE_NAME::Lobby");
+  await messagesListed(page, 2);
+  await send("e_param_set::HDMI_OUT_STATUS::1");
+  await notes.filter({ hasText: "HDMI_OUT_STATUS raises nothing on this product" }).waitFor();
+  await page.getByLabel("Product").selectOption("output");
+  await send("e_param_set::HDMI_OUT_STATUS::1");
+  await notes.filter({ hasText: '"HDMIOutStatus" is raised, and no event has that trigger' }).waitFor();
+  for (const mode of ["off", "PEAP"]) await send(`e_param_set::WPA_EAP_MODE::${mode}`);
+  await notes.filter({ hasText: "raises p8021enable" }).waitFor();
+  for (const format of ["9600-8N1", "115200-8E1"]) await send(`e_param_set::S0_BAUDRATE::${format}`);
+  await notes.filter({ hasText: "raises serialParity" }).waitFor();
+  assert.equal(await notes.filter({ hasText: "raises serialNumBits" }).count(), 0);
+  await send("name=Lobby");
+  await notes.filter({ hasText: "not understood" }).waitFor();
+
+  const step = (name, index, data = "4F") => `${name}Protocol${index}=UDP\n${name}IP${index}=10.0.0.7\n${name}Port${index}=6000\n${name}Data${index}=${data}\n`;
+  const many = Array.from({ length: 128 }, (_, at) => `${step("Many", at)}ManyDelay${at}=${at === 0 ? 30000 : 0}\n`).join("");
+  await replaceText(
+    page,
+    `LongCount=1\n${step("Long", 0, `${"41".repeat(900)}7B7B6E616D657D7D`)}LateCount=1\nLateDelay=60\n${step("Late", 0)}` +
+      `DVIConnectedCount=1\n${step("DVIConnected", 0)}PowerOnCount=1\n${step("PowerOn", 0)}ManyCount=128\n${many}`,
+  );
+  await tab(page, "Status values");
+  await page.getByLabel("Value of name").fill("B".repeat(300));
+  await tab(page, "Events");
+  const last = page.locator("#messages tbody tr").last();
+  const ends = (text) => last.filter({ hasText: text }).waitFor();
+  await raise(page, "Long");
+  await ends("cut at 1023 bytes");
+  await raise(page, "Late");
+  await ends("Late is dropped: an event that has not run within 60 s never does");
+  await tab(page, "Device");
+  await page.getByRole("button", { name: "Restart the device" }).click();
+  await tab(page, "Events");
+  await raise(page, "PowerOn");
+  await ends("PowerOn is skipped");
+  await raise(page, "DVIConnected");
+  await ends("in the first 120 s");
+  for (let at = 0; at < 5; ++at) await raise(page, "Many");
+  await page.locator("#messages .lost", { hasText: "512 messages are under way" }).nth(126).waitFor();
+  await tab(page, "Device");
+  await page.getByLabel("Events are switched on").uncheck();
+  await tab(page, "Events");
+  await raise(page, "Long");
+  await page.locator("#messages", { hasText: "Long is dropped: events are switched off" }).waitFor();
+});
+
+pageTest("all of it goes by keyboard", async (page) => {
+  const focused = () => page.evaluate(() => document.activeElement.getAttribute("aria-label") ?? document.activeElement.textContent);
+  const reached = [];
+  for (let at = 0; at < 12; ++at) {
+    await page.keyboard.press("Tab");
+    reached.push(await focused());
+    if (reached.at(-1) === "Raise PowerOn") break;
+  }
+  assert.deepEqual(reached.slice(0, 5), ["Open…", "Save", "Example", "Forget", "Definition file"]);
+  assert.equal(reached.at(-1), "Raise PowerOn", reached.join(", "));
+  await page.keyboard.press("Shift+Tab");
+  await page.keyboard.press("Shift+Tab");
+  await page.keyboard.press("Shift+Tab");
+  assert.equal(await focused(), "Events");
+  for (const [key, panel] of [["ArrowRight", "Device"], ["End", "New step"], ["Home", "Events"]]) {
+    await page.keyboard.press(key);
+    assert.equal(await page.getByRole("tabpanel", { name: panel }).count(), 1);
+  }
+  for (let at = 0; at < 3; ++at) await page.keyboard.press("Tab");
+  await page.keyboard.press("Enter");
+  await page.locator("#announcer", { hasText: "PowerOn is raised by PowerOn, waits 1 s: 2 steps" }).waitFor({ state: "attached" });
+  // Typing, the next finding, its mend, and out of the editor again.
+  await replaceText(page, "DoorCount=1\nDoorProtocol0=udp\n");
+  await page.keyboard.press("Control+Home");
+  const line = () => page.locator(".cm-activeLine").textContent();
+  for (let at = 0; at < 9 && (await line()) !== "DoorProtocol0=udp"; ++at) await page.keyboard.press("F8");
+  assert.equal(await line(), "DoorProtocol0=udp");
+  await page.keyboard.press("Tab");
+  for (let at = 0; at < 20 && (await focused()) !== 'Write "UDP"'; ++at) await page.keyboard.press("Tab");
+  await page.keyboard.press("Enter");
+  await page.locator(".cm-line", { hasText: "DoorProtocol0=UDP" }).waitFor();
+});
+
+const axe = readFileSync(createRequire(import.meta.url).resolve("axe-core/axe.min.js"), "utf8");
+for (const [look, options] of [
+  ["light", { colorScheme: "light" }],
+  ["dark", { colorScheme: "dark" }],
+  ["at 200 %", { viewport: { width: 720, height: 450 }, deviceScaleFactor: 2 }],
+  ["on a narrow screen", { viewport: { width: 340, height: 640 }, colorScheme: "dark" }],
+]) {
+  pageTest(`axe finds nothing, and nothing sticks out: ${look}`, async (page) => {
+    await raise(page, "doorState");
+    await raise(page, "PowerOn");
+    await replaceText(page, example("faulty.txt"));
+    await messagesListed(page, 5);
+    await raise(page, "PowerOn");
+    for (const name of ["Events", "Device", "Status values", "New step"]) {
+      await tab(page, name);
+      await page.evaluate(axe);
+      const violations = await page.evaluate(async () =>
+        (await axe.run()).violations.map(({ id, nodes }) => `${id}: ${nodes.map((node) => node.html).join(" ")}`),
+      );
+      assert.deepEqual(violations, [], name);
+      const [wide, window] = await page.evaluate(() => [document.documentElement.scrollWidth, innerWidth]);
+      assert.ok(wide <= window, `${name}: ${wide} of ${window} pixels`);
+    }
+  }, options);
+}
+
+pageTest("a keystroke in a file of 2,000 lines is checked within 50 ms", async (page) => {
+  const event = (at) =>
+    `Ev${at}Count=3\nEv${at}XMLfield=trigger${at}\nEv${at}Delay=1\n` +
+    [0, 1, 2].map((step) => `Ev${at}Protocol${step}=${at % 10 === 0 ? "udp" : "UDP"}\nEv${at}IP${step}=10.0.0.7\nEv${at}Port${step}=6000\nEv${at}Data${step}=7B7B6E616D657D7D0D\nEv${at}Delay${step}=100\n`).join("");
+  const text = Array.from({ length: 112 }, (_, at) => event(at)).join("");
+  assert.ok(text.split("\n").length > 2000);
+  await replaceText(page, text);
+  await page.evaluate(() => {
+    window.took = [];
+    const count = document.getElementById("findings-count");
+    let since = 0;
+    document.addEventListener("beforeinput", () => (since = performance.now()), { capture: true });
+    new MutationObserver(() => window.took.push(performance.now() - since)).observe(count, { childList: true });
+  });
+  for (let at = 0; at < 15; ++at) await page.keyboard.type("x\n", { delay: 60 });
+  const took = (await page.evaluate(() => window.took)).sort((a, b) => a - b);
+  assert.ok(took.length >= 15, `${took.length} checks seen`);
+  assert.ok(took[Math.floor(took.length / 2)] < 50, `median of ${took.map(Math.round)} ms`);
+});
+
+test("the page cannot send anything", async () => {
+  const { page, close } = await open(browser);
+  const refused = await page.evaluate(async () => {
+    const directives = [];
+    document.addEventListener("securitypolicyviolation", (event) => directives.push(event.effectiveDirective));
+    const url = "http://127.0.0.1:1/";
+    await fetch(url).catch(() => {});
+    new Image().src = url;
+    const script = Object.assign(document.createElement("script"), { src: url });
+    const form = Object.assign(document.createElement("form"), { action: url });
+    document.body.append(script, form);
+    form.submit();
+    const own = document.createElement("script");
+    own.textContent = "window.ran = true";
+    document.body.append(own);
+    await new Promise((later) => setTimeout(later, 200));
+    return [...directives, window.ran === true];
+  });
+  assert.deepEqual(refused.sort(), ["connect-src", false, "form-action", "img-src", "script-src-elem", "script-src-elem"]);
+  await assert.rejects(close, /Content Security Policy/); // the browser says so, too
+});

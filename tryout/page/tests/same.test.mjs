@@ -1,0 +1,80 @@
+// The page and kovocheck say the same of the same file, byte by byte.
+import assert from "node:assert/strict";
+import { spawnSync } from "node:child_process";
+import { mkdtempSync, readFileSync, readdirSync, rmSync, writeFileSync } from "node:fs";
+import { tmpdir } from "node:os";
+import { after, test } from "node:test";
+import { pageFile, root } from "./browser.mjs";
+import { startCore, wasmFile } from "./core.mjs";
+
+const folder = mkdtempSync(`${tmpdir()}/kovotry-`);
+after(() => rmSync(folder, { recursive: true }));
+
+function checked(definition, product, status) {
+  writeFileSync(`${folder}/kovo.txt`, definition);
+  const options = ["--format=json"];
+  if (product !== "") options.push("--product", product);
+  if (status !== null) {
+    writeFileSync(`${folder}/status.txt`, status);
+    options.push("--status", "status.txt");
+  }
+  const { stdout, status: exit } = spawnSync(
+    `${root}build/release/check/kovocheck`,
+    [...options, "kovo.txt"],
+    { cwd: folder, maxBuffer: 64 << 20 },
+  );
+  assert.ok(exit === 0 || exit === 1, `exit status ${exit}`);
+  return stdout.toString().trimEnd();
+}
+
+// A small generator of numbers that is the same everywhere.
+let state = 20260131;
+function below(limit) {
+  state = (Math.imul(state, 1664525) + 1013904223) >>> 0;
+  return Math.floor((state / 2 ** 32) * limit);
+}
+const pick = (list) => list[below(list.length)];
+
+const names = ["Door", "PowerOn", "poweron", "DVIConnected", "Gate", "MyDataEvent", "GenericEvents", "Gäte"];
+const fields = ["Count", "XMLfield", "Protocol", "IP", "Port", "Data", "Delay", "count", "Protcol", "Xmlfield"];
+const indexes = ["", "", "0", "0", "1", "2", "3", "127", "128", " ", "x", "-1"];
+const values = ["", "0", "1", "2", "3", "200", "one", "60", "-5", "250", "UDP", "TCP", "udp", "TCPStatus",
+  "UDPStatus", "UDP/TCP", "10.0.0.7", "panel.local", "300.1.1.1", "23", "70000", "6000x", "doorState", "name",
+  "nmae", "DEVICE_NAME", "4F4B0D", "4F4B0", "OK", "7B7B6E616D657D7D", "7B7B6E6D617D7D", "7B7B74696D657D7D",
+  "7B7B206E616D657D7D", "7B7B6E616D65", "414200", "5C6E", "41".repeat(600), "41".repeat(1100)];
+const oddLines = ["", "no equals", "# a comment", "EnableEvents=false", "GenericEventsCount=2", "=", "a=b=c",
+  "DoorCount: 2", "\0Door=1", "DoorData0=\xFF\xFE", `${"x".repeat(2100)}=1`];
+
+function randomLine() {
+  const odd = below(12) === 0;
+  const line = odd ? pick(oddLines) : `${pick(names)}${pick(fields)}${pick(indexes)}${pick(["=", "=", "=", " = "])}${pick(values)}`;
+  const bytes = Buffer.from(line, odd ? "latin1" : "utf8");
+  if (below(60) === 0 && bytes.length > 0) bytes[below(bytes.length)] = below(256);
+  return Buffer.concat([bytes, Buffer.from(below(40) === 0 ? "\r\n" : "\n")]);
+}
+
+test("the page holds the WebAssembly that is tested here, and is small", () => {
+  const page = readFileSync(pageFile);
+  assert.ok(page.includes(readFileSync(wasmFile).toString("base64")));
+  assert.ok(page.length < 1_500_000, `${page.length} bytes`);
+});
+
+test("all examples and 200 random files are judged as by kovocheck", async () => {
+  const core = await startCore();
+  const files = readdirSync(`${root}docs/examples`).map((name) => readFileSync(`${root}docs/examples/${name}`));
+  for (let at = 0; at < 200; ++at) {
+    const mark = below(30) === 0 ? [Buffer.from("\xEF\xBB\xBF", "latin1")] : [];
+    files.push(Buffer.concat([...mark, ...Array.from({ length: 1 + below(60) }, randomLine)]));
+  }
+  const status = Buffer.from("name=Lobby\ninputName=HDMI1\ntext=a\\r\\nb\nraw=\xFF\n", "latin1");
+  const products = ["", "input-hdmi", "input-usbc", "output"];
+  let findings = 0;
+  files.forEach((file, at) => {
+    const product = products[at % 4];
+    const known = at % 3 === 0 ? status : null;
+    const expected = checked(file, product, known);
+    assert.equal(core.report(file, product, known), expected, `file ${at}:\n${file}`);
+    findings += JSON.parse(expected).findings.length;
+  });
+  assert.ok(findings > files.length, "the random files hold mistakes");
+});

@@ -1,0 +1,46 @@
+import { createHash } from "node:crypto";
+import { readFileSync, writeFileSync } from "node:fs";
+import { fileURLToPath } from "node:url";
+import { defineConfig, type Plugin } from "vite";
+import { viteSingleFile } from "vite-plugin-singlefile";
+
+const root = fileURLToPath(new URL("../../", import.meta.url));
+
+/** The module "kovotry-core": the WebAssembly as base64. */
+function embedCore(): Plugin {
+  return {
+    name: "embed-core",
+    resolveId: (id) => (id === "kovotry-core" ? `\0${id}` : null),
+    load(id) {
+      if (id !== "\0kovotry-core") return null;
+      const base64 = readFileSync(`${root}build/wasm/tryout/kovotry.wasm`, "base64");
+      return `export default ${JSON.stringify(base64)}`;
+    },
+  };
+}
+
+/** Allows the page's own script by its hash, and no other. */
+function allowOwnScript(): Plugin {
+  return {
+    name: "allow-own-script",
+    writeBundle({ dir }) {
+      const file = `${dir}/kovotry.html`;
+      const html = readFileSync(file, "utf8");
+      const script = /<script[^>]*>([\s\S]+)<\/script>/.exec(html)?.[1];
+      if (script === undefined) throw new Error("the page holds no script");
+      const hash = createHash("sha256").update(script).digest("base64");
+      writeFileSync(file, html.replace("script-src 'sha256-own'", `script-src 'sha256-${hash}'`));
+    },
+  };
+}
+
+export default defineConfig({
+  base: "./",
+  plugins: [embedCore(), viteSingleFile({ removeViteModuleLoader: true }), allowOwnScript()],
+  build: {
+    outDir: `${root}build/page`,
+    emptyOutDir: true,
+    target: "es2022",
+    rollupOptions: { input: "kovotry.html" },
+  },
+});

@@ -1,0 +1,78 @@
+// A device to try a definition file on: what it remembers from one happening to the next, and what
+// becomes of each. The rules and their numbers are the daemon's.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "check/explain.h"
+#include "variables/mapping_tables.h"
+
+namespace kovo::tryout {
+
+/// When something happens.
+struct Moment {
+  std::int64_t ms = 0;       // on a steady clock
+  std::int64_t local_s = 0;  // local wall clock, as seconds since 1970
+};
+
+/// A message under way keeps one of the daemon's senders busy.
+struct Flight {
+  std::int64_t from_ms;
+  std::int64_t until_ms;
+};
+
+struct TrialDevice {
+  MappingTable rows;  // each with the time of its last message
+  std::int64_t booted_ms = 0;
+  bool events_enabled = true;
+  bool power_on_done = false;
+  std::vector<Flight> flights;
+
+  // What variables had before.
+  std::string yuv_out;
+  std::string wpa_eap_mode = "off";
+  std::string p8021_status = "off";
+  std::int64_t yuv_event_time = 0;
+  std::int64_t p8021enable_time = 0;
+  std::int64_t p8021status_time = 0;
+};
+
+/// A device as it is after its start.
+TrialDevice started_device(Variant variant, std::int64_t booted_ms);
+
+std::int32_t uptime_s(const TrialDevice& device, const Moment& now);
+
+/// What becomes of one step: "" when it is sent, or why not.
+struct StepOutcome {
+  std::int64_t leaves_ms = 0;
+  bool sent = false;
+  std::string why;
+};
+
+/// What becomes of one raised event.
+struct Run {
+  std::int64_t raised_ms = 0;
+  std::int64_t starts_ms = 0;
+  bool runs = false;
+  std::string why;                 // when it does not
+  std::vector<StepOutcome> steps;  // those of the explained event, in its order
+};
+
+enum class RaisedBy { kName, kDevice };
+
+/// Raises an event. By its name on tcp:2700 it is dropped at once while events are switched off;
+/// raised by the device, its steps are.
+Run raise_event(TrialDevice& device, const check::ExplainedEvent& event, RaisedBy by,
+                const Moment& now);
+
+/// What follows from a message to port 2727: the triggers it raises, and what there is to say.
+struct Reaction {
+  std::vector<std::string> triggers;
+  std::vector<std::string> notes;
+};
+Reaction take_message(TrialDevice& device, std::string_view message, const Moment& now);
+
+}  // namespace kovo::tryout
