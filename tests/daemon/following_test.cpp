@@ -1,3 +1,4 @@
+#include "control/status_intake.h"
 #include "engine/event_queue.h"
 #include "frame/globals.h"
 #include "tests/daemon/device_test.h"
@@ -91,6 +92,22 @@ TEST_F(Following, WpaModesRaiseTheirTwoEvents) {
   EXPECT_EQ(follow("WPA_EAP_MODE", "off", 1002), "");
   EXPECT_EQ(follow("WPA_EAP_MODE", "TLS", 1003), "p8021enable p8021status ");
   EXPECT_EQ(follow("WPA_EAP_MODE", "PEAP", 1006), "p8021status ");
+}
+
+TEST_F(Following, RowsOfStatusLinesKeepQuietForTwoSecondsAfterEachLine) {
+  const auto skipped = [&](std::int64_t now) {
+    static std::int64_t seconds = 0;
+    seconds = now;
+    handle_status_line(state, registry, "mute", [] { return seconds; });
+    const std::string log = event_log();
+    std::remove(kEventLog);
+    return log;
+  };
+  EXPECT_EQ(skipped(1000), "");
+  EXPECT_EQ(skipped(1002), "skip event mute, now-last=2 sec\n");
+  EXPECT_EQ(skipped(1004), "skip event mute, now-last=2 sec\n") << "a skipped line counts as well";
+  EXPECT_EQ(skipped(1007), "");
+  EXPECT_EQ(follow("TX_A_MUTE", "1", 1011), "") << "the row is the same";
 }
 
 }  // namespace
