@@ -9,6 +9,7 @@
 #include <ctime>
 #include <filesystem>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "bench/floor.h"
@@ -25,19 +26,17 @@ namespace {
 constexpr int kSenders = 512;
 constexpr int kClients = 32;
 constexpr int kNames = 400;
-constexpr int kChunk = 200;  // messages at once
+constexpr int kChunk = 200;       // messages at once
+constexpr int kLinesPerStep = 6;  // with the event's own
 
 UdpSink sink;        // where all events and replies go
 std::string target;  // its port
 StatusService service;
 
-[[noreturn]] void give_up(const std::string& what) {
-  std::fprintf(stderr, "bench: %s\n", what.c_str());
-  std::exit(1);
-}
-
 void need(bool condition, const char* what) {
-  if (!condition) give_up(what);
+  if (condition) return;
+  std::fprintf(stderr, "bench: %s\n", what);
+  std::exit(1);
 }
 
 void sleep_ms(int ms) {
@@ -131,30 +130,28 @@ double cpu_us(const Daemon& daemon) {
   return static_cast<double>(used.tv_sec) * 1e6 + static_cast<double>(used.tv_nsec) / 1e3;
 }
 
-/// The number after "key:" in a file below the process's folder.
-double proc_number(const std::string& path, const std::string& key) {
-  const std::string text = read_file(path);
+/// The number after "key:" in a file of the process.
+double proc_number(const Daemon& daemon, const std::string& file, const std::string& key) {
+  const std::string text = read_file("/proc/" + std::to_string(daemon.pid) + "/" + file);
   const std::size_t at = text.find("\n" + key + ":");
-  need(at != std::string::npos, path.c_str());
+  need(at != std::string::npos, "the daemon has ended");
   return std::strtod(text.c_str() + at + key.size() + 2, nullptr);
 }
 
-std::string proc_folder(const Daemon& daemon) {
-  return "/proc/" + std::to_string(daemon.pid);
-}
-
 double private_dirty_kib(const Daemon& daemon) {
-  return proc_number(proc_folder(daemon) + "/smaps_rollup", "Private_Dirty");
+  return proc_number(daemon, "smaps_rollup", "Private_Dirty");
 }
 
 double address_space_mb(const Daemon& daemon) {
-  return proc_number(proc_folder(daemon) + "/status", "VmSize") * 1024 / 1e6;
+  return proc_number(daemon, "status", "VmSize") * 1024 / 1e6;
 }
 
 double wake_ups(const Daemon& daemon) {
   double sum = 0;
-  for (const auto& task : std::filesystem::directory_iterator(proc_folder(daemon) + "/task")) {
-    sum += proc_number(task.path().string() + "/status", "voluntary_ctxt_switches");
+  const std::string tasks = "/proc/" + std::to_string(daemon.pid) + "/task";
+  for (const auto& task : std::filesystem::directory_iterator(tasks)) {
+    const std::string file = "task/" + task.path().filename().string() + "/status";
+    sum += proc_number(daemon, file, "voluntary_ctxt_switches");
   }
   return sum;
 }
@@ -177,39 +174,33 @@ void raise(const std::string& name, int times) {
   need(send_tcp(2700, names) == 0, "tcp:2700 is closed");
 }
 
+/// Idle memory, and memory and address space after 40 events at once.
 void measure_footprint() {
   const Running running(event("A", {0}));
-  std::printf("idle_kib=%.0f\n", private_dirty_kib(running.daemon));
+  const double idle = private_dirty_kib(running.daemon);
   arrivals_of(40, [] { raise("A", 40); });
-  std::printf("used_kib=%.0f\n", private_dirty_kib(running.daemon));
-  std::printf("space_mb=%.1f\n", address_space_mb(running.daemon));
+  std::printf("%.0f %.0f %.0f\n", idle, private_dirty_kib(running.daemon),
+              address_space_mb(running.daemon));
 }
 
 void measure_idleness() {
+  constexpr int kSeconds = 10;
+  constexpr char kBare[] = "a process whose threads only wait";
   const Running running(event("A", {0}));
   Daemon bare = start_bare();
-  const Daemon* const both[] = {&running.daemon, &bare};
-  double wakes[2];
-  double cpu[2];
-  double idle[2];
-  for (int i = 0; i < 2; ++i) {
-    wakes[i] = wake_ups(*both[i]);
-    cpu[i] = cpu_us(*both[i]);
-    idle[i] = private_dirty_kib(*both[i]);
-  }
-  constexpr int kSeconds = 10;
+  const auto compare_memory = [&](const char* what) {
+    print_row(what, "KiB", private_dirty_kib(running.daemon), private_dirty_kib(bare), kBare);
+  };
+  const double wakes[] = {wake_ups(running.daemon), wake_ups(bare)};
+  const double used[] = {cpu_us(running.daemon), cpu_us(bare)};
   sleep_ms(kSeconds * 1000);
-  for (int i = 0; i < 2; ++i) {
-    wakes[i] = (wake_ups(*both[i]) - wakes[i]) / kSeconds;
-    cpu[i] = (cpu_us(*both[i]) - cpu[i]) / kSeconds / 1e3;
-  }
-  constexpr char kBare[] = "a process with the same idle threads";
-  print_row("idle: wake-ups", "/s", wakes[0], wakes[1], kBare);
-  print_row("idle: CPU", "ms/s", cpu[0], cpu[1], kBare);
-  print_row("idle: private dirty memory", "KiB", idle[0], idle[1], kBare);
+  print_row("idle: wake-ups", "/s", (wake_ups(running.daemon) - wakes[0]) / kSeconds,
+            (wake_ups(bare) - wakes[1]) / kSeconds, kBare);
+  print_row("idle: CPU", "ms/s", (cpu_us(running.daemon) - used[0]) / kSeconds / 1e3,
+            (cpu_us(bare) - used[1]) / kSeconds / 1e3, kBare);
+  compare_memory("idle: private dirty memory");
   arrivals_of(40, [] { raise("A", 40); });
-  print_row("after 40 events: private dirty memory", "KiB", private_dirty_kib(running.daemon),
-            private_dirty_kib(bare), kBare);
+  compare_memory("after 40 events: private dirty memory");
   print_row("after 40 events: address space", "MB", address_space_mb(running.daemon),
             address_space_mb(bare), kBare);
   stop_daemon(bare);
@@ -218,14 +209,10 @@ void measure_idleness() {
 void measure_trigger() {
   constexpr int kPeriodMs = 250;  // of the worker that takes the names
   constexpr int kSamples = 31;    // spread evenly over the period
-  const auto relay = start_relay(sink.port);
+  const int relay = start_relay(sink.port);
   const auto reached_by = [](int port) {
-    Clock::time_point begin;
-    const std::vector<Arrival> came = arrivals_of(1, [&] {
-      begin = Clock::now();
-      send_tcp(port, "A\n");
-    });
-    return ms_since(begin, came[0].at);
+    const auto begin = Clock::now();
+    return ms_since(begin, arrivals_of(1, [&] { send_tcp(port, "A\n"); })[0].at);
   };
   compare(
       "trigger to datagram", "ms", kSamples,
@@ -233,20 +220,20 @@ void measure_trigger() {
         sleep_ms(20 + sample * kPeriodMs / kSamples);
         return reached_by(2700);
       },
-      [&](int) { return kPeriodMs / 2.0 + reached_by(relay->port); },
+      [&](int) { return kPeriodMs / 2.0 + reached_by(relay); },
       "sendto on receipt, and half the worker's 250 ms");
 }
 
 void measure_names() {
   compare(
-      "400 names in one text", "ms", 3,
+      "400 names in one text", "ms", 5,
       [](int) {
         const auto begin = Clock::now();
         return ms_since(begin, arrivals_of(kNames, [] { raise("A", kNames); }).back().at);
       },
       [](int) {
         const auto begin = Clock::now();
-        for (int i = 0; i < kNames; ++i) need(query_status() > 0, "no status");
+        need(query_status(kNames), "the bare pipeline failed");
         return ms_since(begin, Clock::now());
       },
       "400 status queries by the bare pipeline");
@@ -263,16 +250,12 @@ double deviation(const std::vector<Arrival>& came, int gap_ms) {
 }
 
 void measure_senders() {
-  constexpr int kSteps = 20;
   constexpr int kGapMs = 50;
-  std::vector<Milliseconds> offsets;
-  for (int i = 0; i < kSteps; ++i) offsets.emplace_back(i * kGapMs);
+  const std::vector<int> apart = {0, 50, 100, 150, 200, 250, 300, 350, 400, 450};
   compare(
-      "step offsets: configured to arrived", "ms", 5,
-      [](int) { return deviation(arrivals_of(kSteps, [] { raise("T", 1); }), kGapMs); },
-      [&](int) {
-        return deviation(arrivals_of(kSteps, [&] { send_at(offsets, sink.port); }), kGapMs);
-      },
+      "step offsets: configured to arrived", "ms", 9,
+      [](int) { return deviation(arrivals_of(10, [] { raise("T", 1); }), kGapMs); },
+      [&](int) { return deviation(arrivals_of(10, [&] { send_at(apart, sink.port); }), kGapMs); },
       "a bare thread for each, sleeping and sending");
   compare(
       "512 senders at once: first to last", "ms", 5,
@@ -282,7 +265,7 @@ void measure_senders() {
         return spread(arrivals_of(kSenders, [] { raise("B", 4); }));
       },
       [](int) {
-        const std::vector<Milliseconds> at_once(kSenders, Milliseconds(500));
+        const std::vector<int> at_once(kSenders, 500);
         return spread(arrivals_of(kSenders, [&] { send_at(at_once, sink.port); }));
       },
       "512 bare threads, sleeping and sending");
@@ -308,93 +291,94 @@ void fence() {
   arrivals_of(1, [] { send_udp(2727, "get_udp::FENCE::127.0.0.1::" + target); });
 }
 
-/// The daemon's CPU time for so many sets, in microseconds each, of variables VARIABLE_n below
-/// `of`.
-double cpu_of_sets(const Daemon& daemon, int count, int of) {
-  const double before = cpu_us(daemon);
-  for (int sent = 0; sent < count; ++sent) {
-    send_udp(2727, "set::VARIABLE_" + std::to_string(sent % of) + "::value");
-    if (sent % kChunk == kChunk - 1) fence();
+/// So many sets of the variables VARIABLE_0 and on, of which there are `of`.
+std::vector<std::string> set_messages(int count, int of) {
+  std::vector<std::string> messages;
+  for (int i = 0; i < count; ++i) {
+    messages.push_back("set::VARIABLE_" + std::to_string(i * 7919 % of) + "::value");
   }
-  return (cpu_us(daemon) - before) / count;
+  return messages;
 }
 
-/// The same for gets, whose replies come 10 ms apart.
-double cpu_of_gets(const Daemon& daemon, int count, int of) {
+/// The daemon's CPU time for a set, in microseconds.
+double cpu_of_set(const Daemon& daemon, const std::vector<std::string>& messages) {
   const double before = cpu_us(daemon);
-  const std::vector<Arrival> came = arrivals_of(static_cast<std::size_t>(count), [&] {
-    for (int i = 0; i < count; ++i) {
-      const std::string name = "VARIABLE_" + std::to_string((i * 7919) % of);
+  for (std::size_t i = 0; i < messages.size(); ++i) {
+    send_udp(2727, messages[i]);
+    if (i % kChunk == kChunk - 1) fence();
+  }
+  return (cpu_us(daemon) - before) / static_cast<double>(messages.size());
+}
+
+/// The same for a get; the replies come 10 ms apart.
+double cpu_of_get(const Daemon& daemon, int of) {
+  constexpr int kGets = 100;
+  const double before = cpu_us(daemon);
+  const std::vector<Arrival> came = arrivals_of(kGets, [&] {
+    for (int i = 0; i < kGets; ++i) {
+      const std::string name = "VARIABLE_" + std::to_string(i * 7919 % of);
       send_udp(2727, "get_udp::" + name + "::127.0.0.1::" + target);
     }
   });
   need(came.back().bytes.find("=value") != std::string::npos, "a variable is missing");
-  return (cpu_us(daemon) - before) / count;
+  return (cpu_us(daemon) - before) / kGets;
 }
 
 void measure_sets(const Daemon& daemon) {
-  constexpr int kSets = 2000;
+  const std::vector<std::string> messages = set_messages(2000, 2000);
   compare(
-      "CPU of a set", "us", 5, [&](int) { return cpu_of_sets(daemon, kSets, kSets); },
-      [](int) { return cpu_of_receiving(kSets, "set::VARIABLE_1000::value") / kSets; },
+      "CPU of a set", "us", 9, [&](int) { return cpu_of_set(daemon, messages); },
+      [&](int) { return cpu_of_receiving(messages) / static_cast<double>(messages.size()); },
       "receiving, logging and storing alone");
 }
 
-std::string snapshot(int count) {
-  std::string lines;
-  for (int i = 0; i < count; ++i) lines += "VARIABLE_" + std::to_string(i) + "=value\n";
-  return lines;
-}
-
 void measure_growing_store() {
-  constexpr int kFew = 20;
-  constexpr int kMany = 20000;
   constexpr int kRounds = 5;
+  constexpr int kSizes[] = {20, 20000};
   std::vector<double> sets[2];
   std::vector<double> gets[2];
-  for (const bool many : {false, true}) {
-    const int count = many ? kMany : kFew;
-    const Running running(event("A", {0}), snapshot(count));
+  for (int size = 0; size < 2; ++size) {
+    const int count = kSizes[size];
+    std::string snapshot;
+    for (int i = 0; i < count; ++i) snapshot += "VARIABLE_" + std::to_string(i) + "=value\n";
+    const Running running(event("A", {0}), snapshot);
     for (int round = 0; round < kRounds; ++round) {
-      sets[many].push_back(cpu_of_sets(running.daemon, 1000, count));
-      gets[many].push_back(cpu_of_gets(running.daemon, 100, count));
+      sets[size].push_back(cpu_of_set(running.daemon, set_messages(2000, count)));
+      gets[size].push_back(cpu_of_get(running.daemon, count));
     }
   }
-  print_row("20,000 variables: CPU of a set", "us", median(sets[1]), median(sets[0]),
-            "the same with 20 variables");
-  print_row("20,000 variables: CPU of a get", "us", median(gets[1]), median(gets[0]),
-            "the same with 20 variables");
+  constexpr char kFew[] = "the same with 20 variables";
+  print_row("20,000 variables: CPU of a set", "us", median(sets[1]), median(sets[0]), kFew);
+  print_row("20,000 variables: CPU of a get", "us", median(gets[1]), median(gets[0]), kFew);
 }
 
-/// The CPU time, in milliseconds, of reading a definition file with so many lines.
-double cpu_of_rebuild(const Daemon& daemon, int lines, const std::string& mark) {
-  constexpr int kLinesPerEvent = 6;
-  std::string text;
-  std::string last;
-  for (int i = 0; i < lines / kLinesPerEvent; ++i) {
-    last = mark + "x" + std::to_string(i) + "x";
-    text += event(last, {0});
+/// The CPU time, in milliseconds, of reading a definition file with so many lines, the median of
+/// some files of that size one after the other: each frees what the one before it has taken.
+double cpu_of_rebuild(const Daemon& daemon, int lines) {
+  std::vector<double> used;
+  for (int round = 0; round < 6; ++round) {
+    std::string text;
+    std::string last;
+    for (int i = 0; i < lines / kLinesPerStep; ++i) {
+      last = "E" + std::to_string(i) + "of" + std::to_string(lines + round) + "x";
+      text += event(last, {0});
+    }
+    write_file("/www/pelm/new", text);
+    const double before = cpu_us(daemon);
+    std::filesystem::rename("/www/pelm/new", "/www/pelm/kovo.txt");
+    const auto listed = [&] { return read_file("/tmp/kovo_event_list.txt").find(last) + 1 != 0; };
+    need(wait_for(listed, seconds(60)), "the definition file was not read");
+    sleep_ms(500);  // memory is given back behind the list
+    if (round > 0) used.push_back((cpu_us(daemon) - before) / 1e3);
   }
-  write_file("/www/pelm/new", text);
-  const double before = cpu_us(daemon);
-  std::filesystem::rename("/www/pelm/new", "/www/pelm/kovo.txt");
-  const auto listed = [&] { return read_file("/tmp/kovo_event_list.txt").find(last) + 1 != 0; };
-  need(wait_for(listed, seconds(60)), "the definition file was not read");
-  sleep_ms(500);  // memory is given back behind the list
-  return (cpu_us(daemon) - before) / 1e3;
+  return median(used);
 }
 
 void measure_growing_definitions() {
   const Running running(event("A", {0}));
-  compare(
-      "40,000 definition lines: CPU of a rebuild", "ms", 5,
-      [&](int sample) {
-        return cpu_of_rebuild(running.daemon, 40000, "L" + std::to_string(sample));
-      },
-      [&](int sample) {
-        return 40 * cpu_of_rebuild(running.daemon, 1000, "S" + std::to_string(sample));
-      },
-      "40 times that of 1,000 lines");
+  const double small = cpu_of_rebuild(running.daemon, 1000);
+  print_row("40,000 definition lines: CPU of reading", "ms", cpu_of_rebuild(running.daemon, 40000),
+            40 * small, "40 times that of 1,000 lines");
 }
 
 void set_up() {
@@ -421,13 +405,10 @@ int main(int argc, char** argv) {
               "daemon", "floor", "", "ratio", "the floor is");
   measure_idleness();
   {
-    std::string definitions =
-        event("A", {0}) +
-        event("T", {0, 50, 50, 50, 50, 50, 50, 50, 50, 50, 50, 50, 50, 50, 50, 50, 50, 50, 50, 50});
-    std::vector<int> all_at_500_ms(128, 0);
-    all_at_500_ms[0] = 500;
-    definitions += event("B", all_at_500_ms);
-    const Running running(definitions);
+    std::vector<int> at_once(128, 0);  // each after 500 ms
+    at_once[0] = 500;
+    const std::vector<int> apart = {0, 50, 50, 50, 50, 50, 50, 50, 50, 50};
+    const Running running(event("A", {0}) + event("T", apart) + event("B", at_once));
     measure_trigger();
     measure_names();
     measure_senders();
