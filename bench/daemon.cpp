@@ -72,14 +72,10 @@ double ms_since(Clock::time_point begin, Clock::time_point end) {
   return Milliseconds(end - begin).count();
 }
 
-std::size_t arrived() {
-  return arrivals(sink).size();
-}
-
 /// Does something and waits for so many arrivals; they alone are returned.
 template <class Action>
 std::vector<Arrival> arrivals_of(std::size_t count, const Action& action) {
-  const std::size_t before = arrived();
+  const std::size_t before = arrivals(sink).size();
   action();
   need(wait_arrivals(sink, before + count, seconds(120)), "datagrams are missing");
   const std::vector<Arrival> all = arrivals(sink);
