@@ -2,6 +2,7 @@
 // scenario is printed anew, with what came out in the place of what was expected.
 #include <fcntl.h>
 #include <pty.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -526,6 +527,10 @@ int run(int argc, char** argv) {
   if (play.script.empty()) fail(play, "nothing to play");
   setenv("TZ", "KOV-05:45", 1);  // local time must differ from the world's
   tzset();
+  rlimit files{};
+  getrlimit(RLIMIT_NOFILE, &files);
+  files.rlim_cur = 1000;  // about what a login gives
+  setrlimit(RLIMIT_NOFILE, &files);
   set_param("ENABLE_KOVO_EVENT", "1");
   play.consumed_ms = wall_ms();
   play_script(play);

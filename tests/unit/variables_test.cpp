@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <fstream>
-
 #include "failing_memory.h"
 #include "variables/central_state.h"
 #include "variables/change_processing.h"
@@ -30,36 +28,6 @@ TEST(CentralState, ProductIdsDecideTheVariant) {
   }
   EXPECT_STREQ(p8021_status_of("Off"), "off");
   EXPECT_STREQ(p8021_status_of(""), "on");
-}
-
-TEST(MappingTable, TheManualListsTheRowsOfEachVariant) {
-  std::ifstream file(KOVO_MANUAL);
-  const std::string manual{std::istreambuf_iterator<char>(file), {}};
-  const auto listed = [&](const std::string& part) {
-    std::size_t count = 0;
-    for (std::size_t at = 0; (at = manual.find(part, at)) != std::string::npos; ++at) ++count;
-    return count;
-  };
-  const struct {
-    Variant variant;
-    std::size_t rows;
-    const char* product;
-  } cases[] = {{{1, 0}, 64, "two HDMI inputs |\n"},
-               {{1, 1}, 62, "HDMI and USB-C inputs |\n"},
-               {{0, 1}, 61, "output |\n"}};
-  for (const auto& c : cases) {
-    MappingTable table = mapping_rows(c.variant);
-    EXPECT_EQ(table.size(), c.rows);
-    std::size_t raising = 0;
-    for (const MappingRow& row : table) {
-      if (find_row_by_variable(table, row.variable) != &row) continue;
-      ++raising;
-      const std::string line = "| `" + row.status + "` | `" + row.variable + "` | ";
-      EXPECT_EQ(listed(line + "all |\n") + listed(line + c.product) + listed(line + "the part"), 1U)
-          << line;
-    }
-    EXPECT_EQ(raising, listed("` | all |\n") + listed(std::string("` | ") + c.product) + 1);
-  }
 }
 
 TEST(MappingTable, LookupsFindTheFirstRowInAnyCase) {
