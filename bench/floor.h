@@ -14,8 +14,8 @@ using Milliseconds = std::chrono::duration<double, std::milli>;
 /// port. It stays until the program ends.
 int start_relay(int target);
 
-/// Asks the status service so often by the daemon's own pipeline, in a session of its own, as the
-/// daemon is: the scheduler shares the processor among sessions. False when it failed.
+/// Asks the status service so often by the daemon's own pipeline, after setsid, as a daemon does:
+/// the scheduler shares the processor among groups of that kind. False when it failed.
 bool query_status(int times);
 
 /// The CPU time, in microseconds, of receiving these datagrams, with a record of each appended to a
