@@ -91,8 +91,7 @@ NumberReading to_uint32(std::string_view text, int base, std::uint32_t& value) {
 }
 
 std::string error_text(int error) {
-  return std::strerror(
-      error);  // of a text or a buffer of the thread's own, in the libraries of Linux
+  return std::strerror(error);  // constant, or of the thread's own, in the libraries of Linux
 }
 
 }  // namespace kovo
