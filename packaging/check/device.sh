@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Sourced by the checks: a device's surroundings for a daemon that is installed in a root of its own.
 # The status service and the receivers of docs/examples/kovo.txt stand outside of that root, in the
 # same network.

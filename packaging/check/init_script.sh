@@ -1,3 +1,4 @@
+# shellcheck shell=bash disable=SC2154
 # What the init script does in a root in which the daemon is installed, seen from outside; sourced by
 # the checks that have one. `inside` runs a command in that root, $root is its path.
 
@@ -37,6 +38,7 @@ check_init_script() {
   service_status 1 "killed"
   service start || fail "start after a crash fails"
   wait_for one_daemon || fail "it does not run after a crash"
+  kill -STOP "$(daemons)"  # so that it does not hear of its end before it is killed
   service stop || fail "stop fails"
   no_daemon || fail "stop came back before the daemon was gone"
   service stop || fail "a second stop is an error"

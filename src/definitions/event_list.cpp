@@ -16,7 +16,8 @@
 namespace kovo {
 namespace {
 
-constexpr std::size_t kPieceSize = 64 * 1024;  // of the list file, which may be far larger
+constexpr std::size_t kPieceSize =
+    std::size_t{64} * 1024;  // of the list file, which may be far larger
 
 void print_decoded(std::string_view text, const std::string& bytes) {
   print_stdout("[%s:%d] %s to ret=%s\n", "s_hex_to_ascii", __LINE__, std::string(text).c_str(),

@@ -155,7 +155,8 @@ void read_one(TcpLoop& loop, int fd) {
   std::array<char, kMaxTcpRead> buffer;
   const ssize_t count = recv(fd, buffer.data(), loop.service.max_read, 0);
   const int error = errno;
-  if (count < 0 && (error == EINTR || error == EAGAIN)) return;  // not readable after all
+  if (count < 0 && error == EAGAIN) sleep_ms(kPauseMs);  // not readable after all
+  if (count < 0 && (error == EINTR || error == EAGAIN)) return;
   // Closed once the message is taken: a client may wait for that and go on by another channel.
   const ConnectionCloser closing(loop, fd);
   if (count > 0) {

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <limits>
-#include <system_error>
 
 namespace kovo {
 namespace {
@@ -91,7 +91,7 @@ NumberReading to_uint32(std::string_view text, int base, std::uint32_t& value) {
 }
 
 std::string error_text(int error) {
-  return std::generic_category().message(error);
+  return std::strerror(error);  // constant, or of the thread's own, in the libraries of Linux
 }
 
 }  // namespace kovo

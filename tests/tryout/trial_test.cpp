@@ -52,7 +52,8 @@ TEST(Trial, ChangesOfVariablesRaiseWhatTheyRaiseInTheDaemon) {
         raised.append("push event: ").append(trigger).append("\n");
       }
     }
-    for (const std::string_view line : split_lines(event_log())) {
+    const std::string log = event_log();
+    for (const std::string_view line : split_lines(log)) {
       if (starts_with_nocase(line, "push event: ")) pushed.append(line).append("\n");
     }
     std::remove(kEventLog);

@@ -238,6 +238,7 @@ pageTest("changes of variables, switches and limits have the effects that the da
 
 pageTest("all of it goes by keyboard", async (page) => {
   const focused = () => page.evaluate(() => document.activeElement.getAttribute("aria-label") ?? document.activeElement.textContent);
+  await page.getByRole("button", { name: "Raise PowerOn" }).waitFor();
   const reached = [];
   for (let at = 0; at < 12; ++at) {
     await page.keyboard.press("Tab");
