@@ -41,6 +41,13 @@ TEST(MappingTable, LookupsFindTheFirstRowInAnyCase) {
   EXPECT_EQ(find_row_by_setting(table, "LOCAL:X"), &table[15]);
   EXPECT_EQ(map_add(table, "X", "", "x"), -1);
 
+  EXPECT_EQ(table.size(), 64U);
+  EXPECT_EQ(mapping_rows({1, 1}).size(), 62U);
+  MappingTable output = mapping_rows({0, 1});
+  EXPECT_EQ(output.size(), 61U);
+  EXPECT_EQ(find_row_by_status(output, "HDCPOutStatus")->setting, "CUR_HDCP");
+  EXPECT_EQ(find_row_by_status(output, "outAudioDelay")->setting, "setSettings:outAudioDelay");
+
   const ResolutionTable resolutions = make_resolution_table();
   std::string codes;
   for (const ResolutionEntry& entry : resolutions) {
