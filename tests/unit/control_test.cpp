@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include "control/client_mode.h"
-#include "control/client_registry.h"
 #include "control/command_language.h"
 #include "control/split_message.h"
 #include "variables/variable_store.h"
@@ -26,24 +25,6 @@ TEST(ClientMode, RepliesAreParsedSortedAndFirstWins) {
       {"", {}},
   };
   for (const auto& c : cases) EXPECT_EQ(parse_client_reply(c.reply), c.values) << c.reply;
-}
-
-TEST(ClientRegistry, KeepsOneRecordOfEachClientInOrder) {
-  const auto registry = make_variable_registry();
-  for (int twice = 0; twice < 2; ++twice) {
-    client_udp_add(*registry, "192.168.1.10", 9000);
-    client_tcp_add(*registry, "192.168.1.10", 9000);
-    client_udp_add(*registry, "192.168.001.010", 9000);
-    client_udp_add(*registry, "192.168.1.10", 9001);
-  }
-  EXPECT_EQ(client_count(*registry), 5);
-  client_udp_del(*registry, "192.168.1.10", 9000);
-  client_udp_del(*registry, "192.168.1.10", 9002);
-  EXPECT_EQ(client_list_text(copy_clients(*registry)),
-            "_CLIENT_LIST=tcp:127.0.0.1:5127;tcp:192.168.1.10:9000;udp:192.168.001.010:9000;"
-            "udp:192.168.1.10:9001;\n");
-  client_tcp_del(*registry, "127.0.0.1", 5127);
-  EXPECT_EQ(client_count(*registry), 3);
 }
 
 TEST(Messages, AreSplitAtTheirColons) {

@@ -14,46 +14,44 @@ DefinitionEntries parse(std::initializer_list<std::string_view> lines) {
   return entries;
 }
 
-using Events = std::vector<EventDefinition>;
-
-/// The events of all "Count" lines, with all their steps.
-Events compile(std::initializer_list<std::string_view> lines) {
+/// Each event as "name trigger delay:" and its steps as "protocol ip port data offset in ms;".
+std::string compiled(std::initializer_list<std::string_view> lines) {
   const CompiledEvents list = compile_events(parse(lines));
-  Events events;
+  std::string text;
   for (const CountLine& line : list.lines) {
-    events.push_back(whole_event(list.events.at(line.event), line.step_count));
+    const EventDefinition event = whole_event(list.events.at(line.event), line.step_count);
+    text += event.name + " " + event.trigger + " " + std::to_string(event.delay_s) + ":";
+    for (const SubCommand& step : event.commands) {
+      text += step.protocol + " " + step.ip + " " + step.port + " " + step.data + " " +
+              std::to_string(step.delay_from_exec_ns / 1'000'000) + ";";
+    }
   }
-  return events;
+  return text;
 }
 
 TEST(DefinitionKeys, AreSplitAtTheFirstFieldWordOfTheFixedOrder) {
   const struct {
     std::string_view line;
-    int parts;
-    std::string name, field, index, value;
+    std::string parts;  // number of parts, name, field, index, value
   } cases[] = {
-      {"PowerOnCount=2\n", 1, "PowerOn", "Count", "", "2"},
-      {"DVIConnectedData0=4142", 2, "DVIConnected", "Data", "0", "4142"},
-      {"EnableEvents=true\n", 0, "EnableEvents", "", "", "true"},
-      {"DataEncode=HEX\n", 0, "DataEncode", "", "", "HEX"},
-      {"MyDataEventData0=41\n", 2, "My", "Data", "EventData0", "41"},
-      {"PowerOnCount =1\n", 2, "PowerOn", "Count", " ", "1"},
-      {"CountCount=1\n", 0, "CountCount", "", "", "1"},
-      {"PortIP0=x\n", 2, "Port", "IP", "0", "x"},
-      {"DelayedPort1=x\n", 2, "Delayed", "Port", "1", "x"},
-      {"a=b=c\n", 0, "a", "", "", "b=c"},
-      {"key=\n", 0, "key", "", "", ""},
-      {"=v\n", 0, "", "", "", "v"},
-      {"DoorIP0=10.0.0.7\r\n", 2, "Door", "IP", "0", "10.0.0.7\r"},
+      {"PowerOnCount=2\n", "1|PowerOn|Count||2"},
+      {"DVIConnectedData0=4142", "2|DVIConnected|Data|0|4142"},
+      {"EnableEvents=true\n", "0|EnableEvents|||true"},
+      {"MyDataEventData0=41\n", "2|My|Data|EventData0|41"},
+      {"PowerOnCount =1\n", "2|PowerOn|Count| |1"},
+      {"CountCount=1\n", "0|CountCount|||1"},
+      {"PortIP0=x\n", "2|Port|IP|0|x"},
+      {"DelayedPort1=x\n", "2|Delayed|Port|1|x"},
+      {"a=b=c\n", "0|a|||b=c"},
+      {"=v\n", "0||||v"},
+      {"DoorIP0=10.0.0.7\r\n", "2|Door|IP|0|10.0.0.7\r"},
   };
   for (const auto& c : cases) {
     const DefinitionEntries entries = parse({c.line});
     ASSERT_EQ(entries.size(), 1U) << c.line;
-    EXPECT_EQ(entries[0].parts, c.parts) << c.line;
-    EXPECT_EQ(entries[0].name, c.name) << c.line;
-    EXPECT_EQ(entries[0].field, c.field) << c.line;
-    EXPECT_EQ(entries[0].index, c.index) << c.line;
-    EXPECT_EQ(entries[0].value, c.value) << c.line;
+    const auto& [parts, name, field, index, value] = entries[0];
+    EXPECT_EQ(std::to_string(parts) + "|" + name + "|" + field + "|" + index + "|" + value,
+              c.parts);
   }
   EXPECT_TRUE(parse({"no equals sign\n", "\n", ""}).empty());
 }
@@ -73,58 +71,33 @@ TEST(Hex, PairsAreReadAsNumbers) {
   EXPECT_EQ(s_hex_to_ascii("-1 F+A"), "\xFF\x0F\x0A");
 }
 
-TEST(EventList, CountsMakeEventsWithCutNumbersOfSteps) {
-  const Events events = compile({"NoneCount=0", "NegativeCount=-1", "ManyCount=500",
-                                 "TextCount=abc", "GenericEventsCount= 3x"});
-  ASSERT_EQ(events.size(), 2U);
-  EXPECT_EQ(events[0].name, "Many");
-  EXPECT_EQ(events[0].commands.size(), 128U);
-  EXPECT_EQ(events[1].name, "GenericEvents");
-  EXPECT_EQ(events[1].commands.size(), 3U);
-}
-
-TEST(EventList, StepsTakeTheirFieldsAndNothingElse) {
-  const Events events =
-      compile({"ACount=2", "AIP1=10.0.0.6", "APort1=23", "AProtocol1=TCP", "AData1=414243",
-               "AData2=41", "AData-1=42", "AData x=43", "AData99999999999=44", "AData 1y=4A",
-               "BData0=41", "AXMLfield0=no", "ACount1=9"});
-  ASSERT_EQ(events.size(), 1U);
-  EXPECT_EQ(events[0].trigger, "A");
-  const SubCommand& empty = events[0].commands[0];
-  EXPECT_EQ(empty.ip + empty.port + empty.protocol + empty.data, "");
-  const SubCommand& step = events[0].commands[1];
-  EXPECT_EQ(step.ip + " " + step.port + " " + step.protocol + " " + step.data, "10.0.0.6 23 TCP J");
-}
-
-TEST(EventList, OffsetsAreSummedInTheOrderOfTheFile) {
-  const auto offsets = [](std::initializer_list<std::string_view> lines) {
-    std::vector<std::int64_t> result;
-    const Events events = compile(lines);
-    for (const SubCommand& step : events.at(0).commands) {
-      result.push_back(step.delay_from_exec_ns / 1'000'000);
-    }
-    return result;
+TEST(EventList, EventsTakeTheirFieldsFromAllLines) {
+  const struct {
+    std::initializer_list<std::string_view> lines;
+    std::string events;
+  } cases[] = {
+      // Which Count lines make an event, and which lines fill in its steps.
+      {{"NoCount=0", "NegativeCount=-1", "TextCount=abc", "ACount= 2x"}, "A A 0:    0;    0;"},
+      {{"ACount=2", "AIP1=10.0.0.6", "APort1=23", "AProtocol1=TCP", "AData1=414243", "AData2=41",
+        "AData-1=42", "AData x=43", "AData99999999999=44", "AData 1y=4A", "BData0=41",
+        "AXMLfield0=no", "ACount1=9"},
+       "A A 0:    0;TCP 10.0.0.6 23 J 0;"},
+      // Offsets are summed in the order of the file.
+      {{"ACount=3", "ADelay0=100", "ADelay1=200", "ADelay2=50"}, "A A 0:    100;    300;    350;"},
+      {{"ADelay0=100", "ADelay2=50", "ADelay1=200", "ACount=3"}, "A A 0:    100;    300;    50;"},
+      {{"ACount=3", "ADelay0=100", "ADelay2=50"}, "A A 0:    100;    0;    50;"},
+      {{"ACount=1", "ADelay0=9999999999"}, "A A 0:    2147483647;"},
+      // A Delay line sets a built-in trigger back, an XMLfield line behind it stays.
+      {{"PowerOnCount=1", "PowerOnXMLfield=x", "PowerOnDelay=1"}, "PowerOn PowerOn 1:    0;"},
+      {{"DVIConnectedCount=1", "DVIConnectedDelay=2", "DVIConnectedXMLfield=hdmi"},
+       "DVIConnected hdmi 2:    0;"},
+      {{"DVIDisconnectedCount=1", "DVIDisconnectedXMLfield=x", "DVIDisconnectedDelay=0"},
+       "DVIDisconnected DVIDisconnected 0:    0;"},
+      {{"ACount=1", "AXMLfield=doorState", "ADelay=3", "ACount=2"},  // all of a name
+       "A doorState 3:    0;A doorState 3:    0;    0;"},
   };
-  using Offsets = std::vector<std::int64_t>;
-  EXPECT_EQ(offsets({"ACount=3", "ADelay0=100", "ADelay1=200", "ADelay2=50"}),
-            (Offsets{100, 300, 350}));
-  EXPECT_EQ(offsets({"ADelay0=100", "ADelay2=50", "ADelay1=200", "ACount=3"}),
-            (Offsets{100, 300, 50}));
-  EXPECT_EQ(offsets({"ACount=3", "ADelay0=100", "ADelay2=50"}), (Offsets{100, 0, 50}));
-  EXPECT_EQ(offsets({"ACount=1", "ADelay0=9999999999"}), (Offsets{2147483647}));
-}
-
-TEST(EventList, TriggersFollowXmlFieldsAndBuiltInDelays) {
-  const Events events =
-      compile({"DoorCount=1", "DoorXMLfield=doorState", "DoorDelay=3", "PowerOnCount=1",
-               "PowerOnXMLfield=x", "PowerOnDelay=1", "DVIConnectedCount=1", "DVIConnectedDelay=2",
-               "DVIConnectedXMLfield=hdmi", "DoorCount=2"});
-  ASSERT_EQ(events.size(), 4U);
-  EXPECT_EQ(events[0].trigger, "doorState");
-  EXPECT_EQ(events[0].delay_s, 3);
-  EXPECT_EQ(events[1].trigger, "PowerOn") << "a Delay line sets a built-in trigger back";
-  EXPECT_EQ(events[2].trigger, "hdmi") << "an XMLfield line behind it stays";
-  EXPECT_EQ(events[3].trigger, "doorState") << "all events of a name are filled in";
+  for (const auto& c : cases) EXPECT_EQ(compiled(c.lines), c.events);
+  EXPECT_EQ(compiled({"ManyCount=500"}), compiled({"ManyCount=128"}));
 }
 
 TEST(EventList, FileShowsOneLinePerCount) {

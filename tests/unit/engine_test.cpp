@@ -1,15 +1,7 @@
 #include <gtest/gtest.h>
 
-#include <set>
-
 #include "engine/choose_sender.h"
-#include "engine/event_execution.h"
 #include "engine/event_fate.h"
-#include "engine/event_queue.h"
-#include "engine/sender_threads.h"
-#include "failing_memory.h"
-#include "frame/host.h"
-#include "variables/central_state.h"
 
 namespace kovo {
 namespace {
@@ -49,42 +41,6 @@ TEST(QueueWorker, EventsWaitRunOrExpire) {
   }
 }
 
-TEST(QueueWorker, AScanKeepsWaitingEventsInOrderEvenWhenItIsBrokenOff) {
-  const auto queue = make_event_queue();
-  CentralState state;
-  const std::int64_t now = queue_time(*queue) + 1;
-  const auto add = [&](const char* name, std::int64_t queued_at, std::int64_t due_at) {
-    EventDefinition event;
-    event.name = name;
-    event.queued_at = queued_at;
-    event.due_at = due_at;
-    const MutexLock held(queue->lock);
-    queue->pending.push_back(event);
-  };
-  const auto names = [&] {
-    std::string text;
-    const MutexLock held(queue->lock);
-    for (const EventDefinition& event : queue->pending) text += event.name + " ";
-    return text;
-  };
-  const std::int64_t later = now + 100 * kSecond;
-  add("due", now, now);
-  add("waiting1", now, later);
-  add("waiting2", now, later);
-  add("expired", now - 61 * kSecond, later);  // telling that needs memory
-  add("waiting3", now, later);
-  add("due", now, now);
-  std::string left;
-  sleep_ms(1);
-  fail_each_allocation([&] { exec_event(*queue, state); },
-                       [&] {
-                         left = names();
-                         if (left == "waiting1 waiting2 waiting3 ") return;
-                         EXPECT_EQ(left, "waiting1 waiting2 expired waiting3 due ");
-                       });
-  EXPECT_EQ(left, "waiting1 waiting2 waiting3 ");
-}
-
 TEST(Senders, AreChosenByTheWordsOfTheProtocol) {
   const struct {
     const char* protocol;
@@ -102,24 +58,6 @@ TEST(Senders, AreChosenByTheWordsOfTheProtocol) {
       {"TCPstatus", SendKind::kTcp},
   };
   for (const auto& c : cases) EXPECT_EQ(choose_sender(c.protocol), c.kind) << c.protocol;
-}
-
-TEST(Senders, SlotsAreFoundJoinedAndRefused) {
-  const auto queue = make_event_queue();
-  std::set<int> taken;
-  for (int i = 0; i < kSenderSlots; ++i) taken.insert(get_new_ret_thread(*queue, "e"));
-  EXPECT_EQ(taken.size(), 512U);
-  EXPECT_EQ(*taken.rbegin(), 511);
-  EXPECT_EQ(get_new_ret_thread(*queue, "e"), -1);
-
-  for (const int slot : {3, 7}) {
-    pthread_create(
-        &queue->sender_threads[slot], nullptr, [](void* p) { return p; }, nullptr);
-    queue->sender_state[slot] = kSlotFinished;
-  }
-  EXPECT_EQ(get_new_ret_thread(*queue, "e"), -1) << "a slot freed by a scan waits for the next one";
-  EXPECT_EQ(get_new_ret_thread(*queue, "e"), 3);
-  EXPECT_EQ(get_new_ret_thread(*queue, "e"), 7);
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include "failing_memory.h"
 #include "variables/central_state.h"
 #include "variables/change_processing.h"
 #include "variables/change_values.h"
@@ -66,21 +65,6 @@ TEST(Values, AreUnescapedThenPercentDecodedThenCut) {
   EXPECT_EQ(decode_value("%5Cn"), "\\n") << "decoded last, so it is no escape sequence any more";
   EXPECT_EQ(decode_value("a%00b"), "a");
   EXPECT_EQ(decode_value(std::string(3000, 'x')).size(), 2047U);
-}
-
-TEST(Values, TimingWordsAreDecodedByTheirBits) {
-  const struct {
-    const char* value;
-    bool enable;
-    const char* yuv;
-  } cases[] = {{"20800010", false, "AUTO"}, {"0x20000010", false, "ON"},  {"80000000", true, "OFF"},
-               {"00800000", false, "OFF"},  {"FFFFFFFFFF", true, "AUTO"}, {"", false, "OFF"},
-               {"xyz", false, "OFF"},       {"A0000000 junk", true, "ON"}};
-  for (const auto& c : cases) {
-    const TimingWord word = decode_timing(c.value);
-    EXPECT_EQ(word.enable, c.enable) << c.value;
-    EXPECT_STREQ(yuv_of(word), c.yuv) << c.value;
-  }
 }
 
 TEST(MessageQueue, HoldsEightMebibytesAndDropsTheNewest) {
@@ -160,23 +144,6 @@ TEST_F(Store, KindsOfSetsDifferInCaseAndPrecedence) {
   EXPECT_EQ(registry.variables[1].name, "Device_Name") << "spelt as at its first appearance";
   EXPECT_GT(registry.variables[1].set_time, 1'700'000'000);
   EXPECT_EQ(registry.variables[0].set_time, 0);
-}
-
-TEST_F(Store, ShortMemoryLeavesAllOfASetOrNothing) {
-  const std::string name = "A_NAME_LONGER_THAN_A_SHORT_STRING_HOLDS";
-  const std::string value(100, 'v');
-  const auto look = [&] {
-    const MutexLock held(registry.registry_lock);
-    ASSERT_EQ(registry.variables.size(), registry.index.size());
-    for (const auto& [key, place] : registry.index) {
-      ASSERT_LT(place, registry.variables.size());
-      EXPECT_EQ(lower_ascii(registry.variables[place].name), key);
-    }
-  };
-  fail_each_allocation([&] { lm_set_init(registry, name + "1", value); }, look);
-  fail_each_allocation([&] { lm_set(registry, name + "2", value); }, look);
-  fail_each_allocation([&] { lm_set_change(registry, name + "3", value); }, look);
-  for (const char* number : {"1", "2", "3"}) EXPECT_EQ(lm_get(registry, name + number), value);
 }
 
 }  // namespace
