@@ -8,29 +8,15 @@ namespace {
 struct AnyBytes : DeviceTest {
   /// Random bytes with words among them that lead far into the code.
   std::string noise(std::size_t size) {
-    static const std::string words[] = {"e_param_set::",
-                                        "get_udp::A::::9000",
-                                        "client_add_udp::",
-                                        "::",
-                                        "127.0.0.1::9000",
-                                        "sysName=",
-                                        "S0_BAUDRATE::1-8",
-                                        "__TEST__:A",
-                                        "%4",
-                                        "V_OUTPUT_TIMING_CONVERT::",
-                                        "local:",
-                                        "ACount=1\n",
-                                        "AData0=7B7B",
-                                        "\\n",
-                                        "setSettings:ipset",
-                                        "AProtocol0=UDP\n",
-                                        "\n=",
-                                        "%s%n",
-                                        "\xFF\xFE"};
+    static const auto words = split_lines(
+        "e_param_set::\nget_udp::A::::9000\nclient_add_udp::\n::\n127.0.0.1::9000\nsysName=\n"
+        "S0_BAUDRATE::1-8\n__TEST__:A\n%4\nV_OUTPUT_TIMING_CONVERT::\nlocal:\nACount=1\n=\n"
+        "AData0=7B7B\n\\n\nsetSettings:ipset\nAProtocol0=UDP\n%s%n\n\xFF\xFE");
     std::string bytes;
     while (bytes.size() < size) {
-      bytes += random() % 2 == 0 ? words[random() % std::size(words)]
-                                 : std::string(1, static_cast<char>(random()));
+      const auto choice = random() % 8;
+      if (choice < 4) bytes += words[random() % words.size()];
+      bytes += choice < 2 ? '\n' : static_cast<char>(random());
     }
     return bytes;
   }

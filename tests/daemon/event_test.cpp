@@ -2,7 +2,6 @@
 
 #include "definitions/definition_file.h"
 #include "definitions/event_list.h"
-#include "engine/event_execution.h"
 #include "engine/event_queue.h"
 #include "tests/daemon/device_test.h"
 #include "variables/central_state.h"
@@ -97,80 +96,26 @@ TEST_F(Timing, AnIdleDaemonIsSmallAndQuiet) {
 }
 #endif
 
-// What needs a queue but no process.
-struct Queue : ::testing::Test {
-  void SetUp() override {
-    queue = make_event_queue();
-    queue->created_at -= 100'000'000'000;
-    parse("ACount=1\nADelay=5\nBCount=1\n", state.definition_entries);
-    parse("ACount=1\nADelay=5\n", state.test_definition_entries);
-    rebuild_kovo_event_list(state, 0);
-    rebuild_kovo_event_list(state, 1);
-  }
-
-  static void parse(std::string_view lines, DefinitionEntries& entries) {
-    for (const std::string_view line : split_lines(lines)) parse_definition_line(entries, line);
-  }
-
-  std::string names() {
-    const MutexLock held(queue->lock);
-    std::string text;
-    for (const EventDefinition& event : queue->pending) text += event.name;
-    return text;
-  }
-
-  EventDefinition front() {
-    const MutexLock held(queue->lock);
-    return queue->pending.front();
-  }
-
+TEST(Queue, TakesNamesAtEitherEnd) {
+  const auto queue = make_event_queue();
   CentralState state;
-  std::unique_ptr<EventQueue> queue;
-};
-
-TEST_F(Queue, TakesNamesAtEitherEnd) {
+  for (const char* line : {"ACount=1", "ADelay=5"}) {
+    parse_definition_line(state.definition_entries, line);
+    parse_definition_line(state.test_definition_entries, line);
+  }
+  parse_definition_line(state.definition_entries, "BCount=1");
+  for (const int test : {0, 1}) rebuild_kovo_event_list(state, test);
   push_event_back(*queue, state, "A\nnone\nB\n", 0);
-  EXPECT_EQ(names(), "AB");
   push_event_front(*queue, state, "A\nB\n", 0);
-  EXPECT_EQ(names(), "BAAB");
-  EXPECT_EQ(front().due_at, front().queued_at);
-  push_event_front(*queue, state, "A", 0);
-  EXPECT_EQ(front().due_at, front().queued_at + 5'000'000'000);
   push_event_front(*queue, state, "A", 1);
-  EXPECT_EQ(front().due_at, front().queued_at);
-  push_event_back(*queue, state, "", 0);
   push_event_back(*queue, state, "B", 1);
-  EXPECT_EQ(names(), "AABAAB") << "B is not among the test events";
-  EXPECT_EQ(event_log(), "push event: A\nnone\nB\npush event: \npush event: B, test=1\n");
-}
-
-TEST_F(Queue, ScansPassWaitingEventsAndDropStaleOnes) {
-  push_event_back(*queue, state, "A\nB\nA", 0);
-  {
-    const MutexLock held(queue->lock);
-    queue->pending[2].queued_at = 1;
-    queue->pending[2].due_at = 5'000'000'001;
+  std::string pending;
+  const MutexLock held(queue->lock);
+  for (const EventDefinition& event : queue->pending) {
+    pending += event.name + std::to_string((event.due_at - event.queued_at) / 1'000'000'000) + " ";
   }
-  EXPECT_EQ(exec_event(*queue, state), 1);
-  EXPECT_EQ(names(), "A");
-  EXPECT_TRUE(std::regex_search(
-      main_log(), std::regex("\\[exec_event\\] Error cannot send sys event=A, run event=A, "
-                             "now=100\\d{9}, t_exec=5000000001, sub cmd size=1\n")));
-}
-
-TEST_F(Queue, PowerOnRunsOnceInAnyLetterCase) {
-  EventDefinition event;
-  event.name = "Mine";
-  event.queued_at = 1'000'000'000 + queue_time(*queue) - 2'000'000'000;
-  event.due_at = event.queued_at;
-  for (const char* trigger : {"poweron", "POWERON"}) {
-    event.trigger = trigger;
-    const MutexLock held(queue->lock);
-    queue->pending.push_back(event);
-  }
-  EXPECT_EQ(exec_event(*queue, state), 1);
-  EXPECT_EQ(count_of(event_log(), "skip event: PowerOn\n"), 1);
-  EXPECT_EQ(names(), "");
+  EXPECT_EQ(pending, "A0 B0 A5 A5 B0 ") << "a test event has no delay, and B is none";
+  EXPECT_EQ(event_log(), "push event: A\nnone\nB\npush event: B, test=1\n");
 }
 
 }  // namespace

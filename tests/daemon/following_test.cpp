@@ -84,6 +84,10 @@ TEST_F(Following, TimingWordsAreStoredInTheirParts) {
   EXPECT_EQ(stored(), "1 0 401D 0 ON 0 ") << "an unknown code is not stored";
   EXPECT_EQ(follow(name, "7", 1017), "YCbCrOutput HDMIOutResolution ");
   EXPECT_EQ(stored(), "0 0 0 0 OFF 0 ");
+  EXPECT_EQ(follow(name, "FFFFFFFFFF", 1022), "YCbCrOutput HDMIOutResolution ");
+  EXPECT_EQ(stored(), "1 1 0 1 AUTO 0 ");
+  EXPECT_EQ(follow(name, "00800000 junk", 1027), "YCbCrOutput HDMIOutResolution ");
+  EXPECT_EQ(stored(), "0 1 0 0 OFF 0 ");
 }
 
 TEST_F(Following, WpaModesRaiseTheirTwoEvents) {

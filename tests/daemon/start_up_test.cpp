@@ -7,32 +7,18 @@
 namespace kovo::device {
 namespace {
 
-struct StartUp : DeviceTest {
-  /// Starts the daemon by a line of the shell; "$1" is the daemon.
-  void start_by(const std::string& line) {
-    const std::string real = getenv("KOVOTCP");
-    write_file("/tmp/starter", "#!/bin/sh\nset -- \"" + real + "\"\n" + line + "\n");
-    chmod("/tmp/starter", 0755);
-    setenv("KOVOTCP", "/tmp/starter", 1);
-    start();
-    setenv("KOVOTCP", real.c_str(), 1);
-  }
-};
+struct StartUp : DeviceTest {};
 
 TEST_F(StartUp, StandardDescriptorsAreMadeValid) {
-  start_by("exec \"$1\" <&- >&- 2>&-");
+  const std::string real = getenv("KOVOTCP");
+  write_file("/tmp/starter", "#!/bin/sh\nexec " + real + " <&- >&- 2>&-\n");
+  chmod("/tmp/starter", 0755);
+  setenv("KOVOTCP", "/tmp/starter", 1);
+  start();
   char target[100] = {};
   const std::string link = "/proc/" + std::to_string(daemon.pid) + "/fd/1";
   ASSERT_GT(readlink(link.c_str(), target, sizeof target - 1), 0);
   EXPECT_STREQ(target, "/dev/null");
-}
-
-TEST_F(StartUp, TheDescriptorLimitIsRaisedForTheDaemonAlone) {
-  write_file("/device/bin/ipc", "#!/bin/sh\nulimit -Sn >/tmp/limit\n");  // a child of its shell
-  start_by("ulimit -Sn 99 && exec \"$1\"");
-  EXPECT_EQ(read_file("/tmp/limit"), "99\n");
-  const std::string limits = read_file("/proc/" + std::to_string(daemon.pid) + "/limits");
-  EXPECT_FALSE(std::regex_search(limits, std::regex("Max open files +99 "))) << limits;
 }
 
 TEST_F(StartUp, ATerminalThatNobodyReadsHoldsUpNothing) {
