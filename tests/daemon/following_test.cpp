@@ -63,6 +63,9 @@ TEST_F(Following, SerialFormatsRaiseAnEventForEachPart) {
   EXPECT_EQ(lm_get(registry, "S0_BAUDRATE.databits"), "");
   EXPECT_EQ(follow("S0_BAUDRATE_X", "115200-7", 1), "serialNumBits serialParity serialStopBits ");
   EXPECT_EQ(follow("S0_BAUDRATE", "none", 1), "");
+  for (const char* name : {"S0_BAUDRAT", "V_OUTPUT_TIMING_CONVER", "WPA_EAP_MOD"}) {
+    EXPECT_EQ(follow(name, "1-234", 1), "") << "no name of what is decoded";
+  }
 }
 
 TEST_F(Following, TimingWordsAreStoredInTheirParts) {
