@@ -12,7 +12,7 @@ using namespace kovo;
 static void check_numbers(std::string_view text, int base) {
   assert(to_int32(text, base) == plain::int32(text, base));
   const plain::Number n = plain::number(text, base);
-  std::uint32_t value = 0;
+  std::uint32_t value = 77;
   const NumberReading reading = to_uint32(text, base, value);
   assert(value == plain::uint32(n));
   assert((reading == NumberReading::kNoDigits) == !n.digits);

@@ -29,46 +29,9 @@ std::string compiled(std::initializer_list<std::string_view> lines) {
   return text;
 }
 
-TEST(DefinitionKeys, AreSplitAtTheFirstFieldWordOfTheFixedOrder) {
-  const struct {
-    std::string_view line;
-    std::string parts;  // number of parts, name, field, index, value
-  } cases[] = {
-      {"PowerOnCount=2\n", "1|PowerOn|Count||2"},
-      {"DVIConnectedData0=4142", "2|DVIConnected|Data|0|4142"},
-      {"EnableEvents=true\n", "0|EnableEvents|||true"},
-      {"MyDataEventData0=41\n", "2|My|Data|EventData0|41"},
-      {"PowerOnCount =1\n", "2|PowerOn|Count| |1"},
-      {"CountCount=1\n", "0|CountCount|||1"},
-      {"PortIP0=x\n", "2|Port|IP|0|x"},
-      {"DelayedPort1=x\n", "2|Delayed|Port|1|x"},
-      {"a=b=c\n", "0|a|||b=c"},
-      {"=v\n", "0||||v"},
-      {"DoorIP0=10.0.0.7\r\n", "2|Door|IP|0|10.0.0.7\r"},
-  };
-  for (const auto& c : cases) {
-    const DefinitionEntries entries = parse({c.line});
-    ASSERT_EQ(entries.size(), 1U) << c.line;
-    const auto& [parts, name, field, index, value] = entries[0];
-    EXPECT_EQ(std::to_string(parts) + "|" + name + "|" + field + "|" + index + "|" + value,
-              c.parts);
-  }
-  EXPECT_TRUE(parse({"no equals sign\n", "\n", ""}).empty());
-}
-
 TEST(Defaults, FirstLineFollowsTheSwitch) {
   EXPECT_EQ(default_definitions(true).find("EnableEvents=true\nFast"), 0U);
   EXPECT_EQ(default_definitions(false).find("EnableEvents=false\nFast"), 0U);
-}
-
-TEST(Hex, PairsAreReadAsNumbers) {
-  EXPECT_EQ(s_hex_to_ascii("504F4a"), "POJ");
-  EXPECT_EQ(s_hex_to_ascii(""), "");
-  EXPECT_EQ(s_hex_to_ascii("4G"), "\x04");
-  EXPECT_EQ(s_hex_to_ascii("ZZ41"), std::string("\0A", 2));
-  EXPECT_EQ(s_hex_to_ascii("415"), "A\x05");
-  EXPECT_EQ(s_hex_to_ascii("41\r"), std::string("A\0", 2));
-  EXPECT_EQ(s_hex_to_ascii("-1 F+A"), "\xFF\x0F\x0A");
 }
 
 TEST(EventList, EventsTakeTheirFieldsFromAllLines) {
@@ -143,36 +106,16 @@ TEST(EventList, TraceHearsAValueOnceForEveryEventThatTakesIt) {
   EXPECT_EQ(heard, "41>A;41>A;42>B;0+1000000;0+1000000;1+3000000;");
 }
 
-TEST(Templates, PlaceholdersAreFilled) {
-  const TemplateValues values = {{{"inputName", "HDMI1"},
-                                  {"a{{b", "inner"},
-                                  {"time", "mine"},
-                                  {"esc", "x\\ny"},
-                                  {"", "none"},
-                                  {"loop", "{{inputName}}"},
-                                  {"inputName", "second"}},
+TEST(Templates, NamesHaveTheirFirstValue) {
+  const TemplateValues values = {{{"name", "HDMI1"}, {"time", "mine"}, {"", "none"}, {"name", "2"}},
                                  "2024-11-29 ",
                                  "18:16:18",
                                  42};
-  const struct {
-    std::string_view payload;
-    std::string expanded;
-  } cases[] = {
-      {"In={{inputName}}", "In=HDMI1"},
-      {"{{DATE}}|{{Uptime}}", "2024-11-29 |42"},
-      {"{{time}}{{TIME}}", "mine18:16:18"},
-      {"[{{nosuch}}{{INPUTNAME}}]", "[]"},
-      {"{{a{{b}}", "inner"},
-      {"{{open", "{{open"},
-      {"}}{{", "}}{{"},
-      {"{{}}!", "none!"},
-      {"{{{inputName}}}", "}"},
-      {"{{esc}}\\r\\t\\\\n", "x\ny\r\t\\\n"},
-      {"{{loop}}", "{{inputName}}"},
-      {std::string_view("\0{{inputName}}\0", 15), std::string("\0HDMI1\0", 7)},
-  };
-  for (const auto& c : cases)
-    EXPECT_EQ(expand_templates(values, c.payload), c.expanded) << c.payload;
+  std::string text;
+  for (const char* name : {"name", "time", "TIME", "Date", "upTime", "", "NAME", "nosuch"}) {
+    text += template_value(values, name) + "|";
+  }
+  EXPECT_EQ(text, "HDMI1|mine|18:16:18|2024-11-29 |42|none|||");
 }
 
 TEST(Templates, ExpandedPayloadsAreHeldToTheirLimit) {

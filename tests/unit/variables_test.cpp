@@ -74,6 +74,7 @@ TEST(MessageQueue, HoldsEightMebibytesAndDropsTheNewest) {
     std::size_t least;  // memory of each, at least
   } cases[] = {{2, kPlace}, {511, kPlace + 512}, {4096, kPlace + 4097}};
   for (const auto& c : cases) {
+    testing::internal::CaptureStdout();
     MessageQueue queue("queue");
     const std::size_t most = kMaxQueueBytes / c.least;
     std::size_t pushed = 0;
@@ -93,6 +94,8 @@ TEST(MessageQueue, HoldsEightMebibytesAndDropsTheNewest) {
     }
     push_text(queue, "room again");
     EXPECT_EQ(take_text(queue), "room again");
+    EXPECT_TRUE(contains(testing::internal::GetCapturedStdout(),
+                         "] Error: queue is full, 1 texts dropped\n"));
     const MutexLock held(queue.lock);
     EXPECT_EQ(queue.load.bytes, 0U);
   }

@@ -1,47 +1,9 @@
 #include <gtest/gtest.h>
 
-#include <limits>
-
 #include "frame/supervision.h"
-#include "frame/text.h"
 
 namespace kovo {
 namespace {
-
-TEST(Text, NumbersAreReadAsA32BitTargetReadsThem) {
-  constexpr std::int32_t kMax = std::numeric_limits<std::int32_t>::max();
-  constexpr std::int32_t kMin = std::numeric_limits<std::int32_t>::min();
-  constexpr NumberReading kOk = NumberReading::kOk;
-  constexpr NumberReading kNoDigits = NumberReading::kNoDigits;
-  constexpr NumberReading kOutOfRange = NumberReading::kOutOfRange;
-  const struct {
-    std::string_view text;
-    int base;
-    std::int32_t value;
-    NumberReading reading;
-    std::uint32_t as_unsigned;
-  } cases[] = {
-      {"", 10, 0, kNoDigits, 0},
-      {"x1", 10, 0, kNoDigits, 0},
-      {"9000abc", 10, 9000, kOk, 9000},
-      {" \t+5", 10, 5, kOk, 5},
-      {" -7x", 10, -7, kOk, 0xFFFFFFF9},
-      {"-4294967295", 10, kMin, kOk, 1},
-      {"2147483648", 10, kMax, kOk, 0x80000000},
-      {"4294967296", 10, kMax, kOutOfRange, 0xFFFFFFFF},
-      {"99999999999999999999999", 10, kMax, kOutOfRange, 0xFFFFFFFF},
-      {"4G", 16, 4, kOk, 4},
-      {"-1", 16, -1, kOk, 0xFFFFFFFF},
-      {"0x", 16, 0, kOk, 0},
-      {"0x20800010", 16, 0x20800010, kOk, 0x20800010},
-  };
-  for (const auto& c : cases) {
-    EXPECT_EQ(to_int32(c.text, c.base), c.value) << c.text;
-    std::uint32_t value = 77;
-    EXPECT_EQ(to_uint32(c.text, c.base, value), c.reading) << c.text;
-    EXPECT_EQ(value, c.as_unsigned) << c.text;
-  }
-}
 
 TEST(Supervision, AFileChangesByEitherPartOfItsTime) {
   const FileTime unknown;
