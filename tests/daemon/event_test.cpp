@@ -3,6 +3,7 @@
 #include "definitions/definition_file.h"
 #include "definitions/event_list.h"
 #include "engine/event_queue.h"
+#include "frame/globals.h"
 #include "tests/daemon/device_test.h"
 #include "variables/central_state.h"
 
@@ -108,6 +109,13 @@ TEST(Queue, TakesNamesAtEitherEnd) {
   push_event_back(*queue, state, "A\nnone\nB\n", 0);
   push_event_front(*queue, state, "A\nB\n", 0);
   push_event_front(*queue, state, "A", 1);
+  debug = 1;
+  testing::internal::CaptureStdout();
+  push_event_front(*queue, state, "none", 0);
+  debug = 0;
+  EXPECT_EQ(count_of(plain(testing::internal::GetCapturedStdout()),
+                     "[push_event_front] not found sys event=none\n"),
+            1);
   push_event_back(*queue, state, "B", 1);
   std::string pending;
   const MutexLock held(queue->lock);
