@@ -88,8 +88,14 @@ TEST_F(Event, SendersThatCannotStartGiveTheirSlotsBack) {
   EXPECT_TRUE(wait_arrivals(udp, 1));
 }
 
-TEST_F(Timing, AnIdleDaemonIsSmallAndQuiet) {
+TEST_F(Timing, AnIdleDaemonIsSmallAndQuietAgainAfterALargeFile) {
+  std::string definitions = "ACount=1\n";
+  for (int i = 0; i < 100'000; ++i) definitions += "AData0=" + std::string(40, '4') + "\n";
+  write_file(kDefinitions, definitions);
   start();
+  EXPECT_GT(own_memory_kib(), 8192);
+  write_file(kDefinitions, "BCount=1\n");
+  ASSERT_TRUE(wait_for([] { return read_file("/tmp/kovo_event_list.txt")[0] == 'B'; }));
   const Usage before = settled_usage();
   EXPECT_LT(before.pss_kib, 4096);
   sleep(6);

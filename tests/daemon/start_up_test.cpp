@@ -9,9 +9,9 @@ namespace {
 
 struct StartUp : DeviceTest {};
 
-TEST_F(StartUp, StandardDescriptorsAreMadeValid) {
+TEST_F(StartUp, StandardDescriptorsAndModesDoNotDependOnItsStarter) {
   const std::string real = getenv("KOVOTCP");
-  write_file("/tmp/starter", "#!/bin/sh\nexec " + real + " <&- >&- 2>&-\n");
+  write_file("/tmp/starter", "#!/bin/sh\numask 077\nexec " + real + " <&- >&- 2>&-\n");
   chmod("/tmp/starter", 0755);
   setenv("KOVOTCP", "/tmp/starter", 1);
   start();
@@ -19,6 +19,9 @@ TEST_F(StartUp, StandardDescriptorsAreMadeValid) {
   const std::string link = "/proc/" + std::to_string(daemon.pid) + "/fd/1";
   ASSERT_GT(readlink(link.c_str(), target, sizeof target - 1), 0);
   EXPECT_STREQ(target, "/dev/null");
+  struct stat info {};
+  ASSERT_EQ(stat("/tmp/kovo_asc.txt", &info), 0);
+  EXPECT_EQ(info.st_mode, S_IFREG | 0644U);
 }
 
 TEST_F(StartUp, ATerminalThatNobodyReadsHoldsUpNothing) {
