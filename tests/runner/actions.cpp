@@ -29,6 +29,7 @@ const std::map<std::string, StatusMode> kModes = {{"answer", StatusMode::kAnswer
 void set_service(Play& play, const std::string& mode, const std::string& text) {
   const std::string answer = text.empty() ? default_status_answer() : text;
   if (mode == "off") return stop_status_service(play.service);
+  if (kModes.count(mode) == 0) fail(play, "unknown: " + mode);
   if (play.service.thread.joinable()) return set_status(play.service, kModes.at(mode), answer);
   if (!start_status_service(play.service, kModes.at(mode), answer)) fail(play, "port taken");
 }

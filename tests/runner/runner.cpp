@@ -113,6 +113,7 @@ void expect(Play& play, const ScriptLine& line) {
 }
 
 void compare(Play& play, const Block& block) {
+  play.line = block[0].number;
   compare_records(play, block);
   for (const ScriptLine& line : block) {
     play.line = line.number;

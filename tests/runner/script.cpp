@@ -71,7 +71,8 @@ std::string unescape(const std::string& text) {
     if (found[1].matched) return std::string(std::stoul(found[2]), *found[1].first);
     if (found[3].matched)
       return std::string(1, static_cast<char>(std::stoi(found[3], nullptr, 16)));
-    return kLetters.at(*found[4].first);
+    const auto letter = kLetters.find(*found[4].first);
+    return letter == kLetters.end() ? found.str(4) : letter->second;
   });
 }
 
