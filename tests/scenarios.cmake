@@ -1,7 +1,7 @@
 # Each scenario is a test of its own and runs in a throw-away device; one with the line "serial"
 # measures time and runs while no other test does.
 add_executable(scenario_runner
-  runner/runner.cpp runner/script.cpp runner/transcript.cpp)
+  runner/accept.cpp runner/actions.cpp runner/channels.cpp runner/runner.cpp runner/script.cpp)
 target_include_directories(scenario_runner PRIVATE ${PROJECT_SOURCE_DIR})
 target_link_libraries(scenario_runner PRIVATE device)
 add_dependencies(scenario_runner kovotcp)

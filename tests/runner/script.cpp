@@ -1,13 +1,15 @@
 #include "tests/runner/script.h"
 
-#include <algorithm>
 #include <cstdio>
-#include <regex>
+#include <map>
 #include <sstream>
 
 namespace kovo::device {
-
 namespace {
+
+// What stands behind a backslash, and for what.
+const std::map<char, std::string> kLetters = {
+    {'n', "\n"}, {'r', "\r"}, {'t', "\t"}, {'\\', "\\"}, {'\n', ""}};
 
 std::string hex(char c) {
   char digits[3];
@@ -15,117 +17,91 @@ std::string hex(char c) {
   return digits;
 }
 
-std::string step_lines(std::string words) {
-  const std::string event = take_word(words);
-  const std::string index = take_word(words);
-  std::string lines;
+/// The definition lines of "EVENT INDEX PROTOCOL IP PORT DELAY PAYLOAD"; "-" is no delay.
+std::string step_lines(const std::string& step) {
+  std::istringstream words(step);
+  std::string event, index, value, payload, lines;
+  words >> event >> index;
   for (const char* field : {"Protocol", "IP", "Port", "Delay"}) {
-    const std::string value = unescape(take_word(words));
-    if (value != "-") lines.append(event).append(field).append(index + "=" + value + "\n");
+    words >> value;
+    if (value != "-") lines += event + field + index + "=" + unescape(value) + "\n";
   }
-  lines.append(event).append("Data").append(index + "=");
-  for (const char c : unescape(words)) lines += hex(c);
+  std::getline(words.ignore(), payload);
+  lines += event + "Data" + index + "=";
+  for (const char c : unescape(payload)) lines += hex(c);
   return lines + "\n";
 }
 
 ScriptLine read_line(int number, const std::string& source) {
-  ScriptLine line;
-  line.number = number;
-  line.source = source + "\n";
-  const std::size_t indent = source.find_first_not_of(' ');
-  if (indent == std::string::npos || source[indent] == '#') return line;
-  line.expected = indent > 0;
-  line.optional = source[indent] == '?';
-  line.floating = source[indent] == '~' || line.optional;
-  line.rest = source.substr(indent + (line.floating ? 1 : 0));
-  line.verb = take_word(line.rest);
-  line.text = line.rest;
-  line.name = take_word(line.text);
-  line.text = unescape(line.text);
-  return line;
+  static const std::regex form(R"( *([~?]?)([^ #]\S*|) ?((\S*) ?(.*)))");
+  std::smatch found;
+  std::regex_match(source, found, form);
+  return {number, found[1], found[2], found[3], found[4], unescape(found[5]), source + "\n", {}};
 }
 
 }  // namespace
 
-std::vector<ScriptLine> read_script(const std::string& text) {
-  std::vector<ScriptLine> script;
+Block read_script(const std::string& text) {
+  static const std::regex continuation(R"( *([|+]) ?(.*))");
+  Block script(1);
   std::istringstream stream(text);
-  int number = 0;
-  for (std::string source; std::getline(stream, source);) {
-    ++number;
-    std::string rest = source.substr(std::min(source.find_first_not_of(' '), source.size()));
-    if (rest[0] != '|' && rest[0] != '+') {
-      script.push_back(read_line(number, source));
-      continue;
+  std::string source;
+  for (int number = 1; std::getline(stream, source); ++number) {
+    Block& block = script.back().block;
+    std::smatch found;
+    if (std::regex_match(source, found, continuation)) {
+      ScriptLine& above = block.empty() ? script.back() : block.back();
+      above.text += found[1] == "+" ? step_lines(found[2]) : unescape(found.str(2) + "\n");
+      above.source += source + "\n";
+    } else {
+      (source[0] == ' ' ? block : script).push_back(read_line(number, source));
     }
-    ScriptLine& above = script.back();
-    const std::string more = take_word(rest) == "+" ? step_lines(rest) : unescape_line(rest);
-    above.more += more;
-    above.text += more;
-    above.source += source + "\n";
   }
   return script;
 }
 
-std::string take_word(std::string& text) {
-  const std::size_t end = text.find(' ');
-  std::string word = text.substr(0, end);
-  text.erase(0, end == std::string::npos ? end : end + 1);
-  return word;
-}
-
 std::vector<std::string> split_texts(const std::string& text) {
-  std::vector<std::string> texts;
-  std::size_t at = 0;
-  for (std::size_t end = 0; end != std::string::npos; at = end + 4) {
-    end = text.find(" ;; ", at);
-    texts.push_back(text.substr(at, end == std::string::npos ? end : end - at));
-  }
-  return texts;
+  static const std::regex parting(" ;; ");
+  return {std::sregex_token_iterator(text.begin(), text.end(), parting, -1), {}};
 }
 
 std::string unescape(const std::string& text) {
-  static const std::regex coded("<(.)\\*(\\d+)>|\\\\x(..)|\\\\(.)");
-  std::string plain;
-  auto rest = text.begin();
-  for (std::sregex_iterator i(text.begin(), text.end(), coded), end; i != end; ++i) {
-    const std::smatch& found = *i;
-    plain.append(rest, found[0].first);
-    rest = found[0].second;
-    if (found[1].matched) {
-      plain.append(std::stoul(found[2]), *found[1].first);
-    } else if (found[3].matched) {
-      plain += static_cast<char>(std::stoi(found[3], nullptr, 16));
-    } else {
-      const char c = *found[4].first;
-      plain += c == 'n' ? '\n' : c == 'r' ? '\r' : c == 't' ? '\t' : c;
-    }
-  }
-  return plain.append(rest, text.end());
-}
-
-std::string unescape_line(const std::string& text) {
-  const std::size_t backslashes = text.size() - (text.find_last_not_of('\\') + 1);
-  return backslashes % 2 == 0 ? unescape(text) + "\n" : unescape(text.substr(0, text.size() - 1));
+  static const std::regex coded(R"(<(.)\*(\d+)>|\\x(..)|\\([^]))");
+  return replace_each(text, coded, [](const std::smatch& found) {
+    if (found[1].matched) return std::string(std::stoul(found[2]), *found[1].first);
+    if (found[3].matched)
+      return std::string(1, static_cast<char>(std::stoi(found[3], nullptr, 16)));
+    const auto letter = kLetters.find(*found[4].first);
+    return letter == kLetters.end() ? found.str(4) : letter->second;
+  });
 }
 
 std::string escape(const std::string& text) {
-  constexpr std::size_t kLongRun = 32;
-  std::string escaped;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const char c = text[i];
-    const std::size_t run = std::min(text.find_first_not_of(c, i), text.size()) - i;
-    if (c > ' ' && run >= kLongRun) {
-      escaped += std::string("<") + c + "*" + std::to_string(run) + ">";
-      i += run - 1;
-    } else if (c == '\\' || c == '\n' || c == '\r' || c == '\t') {
-      escaped += c == '\\' ? "\\\\" : c == '\n' ? "\\n" : c == '\r' ? "\\r" : "\\t";
-    } else {
-      const bool seen = c > ' ' || c < '\0' || (c == ' ' && i + 1 < text.size());
-      escaped += seen && c != '\x7F' ? std::string(1, c) : "\\x" + hex(c);
+  static const std::regex coded(R"(([!-~])\1{31,}|[\x00-\x1F\x7F\\]| $)");
+  return replace_each(text, coded, [](const std::smatch& found) {
+    const char c = *found[0].first;
+    if (found[1].matched) return std::string("<") + c + "*" + std::to_string(found.length()) + ">";
+    for (const auto& [letter, meaning] : kLetters) {
+      if (meaning == found.str()) return std::string("\\") + letter;
     }
+    return "\\x" + hex(c);
+  });
+}
+
+std::string escape_record(const std::string& record) {
+  const bool ends = record.back() == '\n' || record.back() == '\x1e';
+  return ends ? escape(record.substr(0, record.size() - 1)) : escape(record) + "\\";
+}
+
+std::string replace_each(const std::string& text, const std::regex& form,
+                         const std::function<std::string(const std::smatch&)>& made_of) {
+  std::string result;
+  auto rest = text.begin();
+  for (std::sregex_iterator found(text.begin(), text.end(), form), end; found != end; ++found) {
+    result.append(rest, (*found)[0].first).append(made_of(*found));
+    rest = (*found)[0].second;
   }
-  return escaped;
+  return result.append(rest, text.end());
 }
 
 }  // namespace kovo::device

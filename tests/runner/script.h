@@ -1,44 +1,42 @@
-// A scenario as it is written: lines with a verb each, and the texts in them.
+// A scenario as it is written: its lines, and the texts in them.
 #pragma once
 
+#include <functional>
+#include <regex>
 #include <string>
 #include <vector>
 
 namespace kovo::device {
 
+/// A line "VERB REST", often "VERB NAME TEXT", with the lines "| TEXT" and "+ STEP" below it.
 struct ScriptLine {
   int number = 0;
-  bool expected = false;  // indented: something that must come out
-  bool floating = false;  // "~" before the verb: anywhere among the lines of its channel
-  bool optional = false;  // "?" before the verb: anywhere, or not at all
-  std::string verb;       // empty for comments and empty lines
-  std::string rest;       // what stands behind the verb
-  std::string more;       // the text of the lines "| TEXT" and "+ STEP" below it
-  std::string source;     // all of it as written
-
-  // Of a line "VERB NAME TEXT".
-  std::string name;
-  std::string text;
+  std::string mark;               // "~" or "?" before the verb
+  std::string verb;               // empty for comments and empty lines
+  std::string rest;               // as written
+  std::string name;               // the first word of the rest
+  std::string text;               // what follows it, unescaped
+  std::string source;             // all of it as written
+  std::vector<ScriptLine> block;  // the indented lines below it
 };
 
-/// Cuts a scenario into its lines. "| TEXT" adds the text and a line feed to the line above;
-/// "+ EVENT INDEX PROTOCOL IP PORT DELAY PAYLOAD" adds the definition lines of a step, the payload
-/// in hexadecimal, without a delay when that is "-".
-std::vector<ScriptLine> read_script(const std::string& text);
+using Block = std::vector<ScriptLine>;
 
-/// Takes the first word of a text, and the blank behind it, off.
-std::string take_word(std::string& text);
+/// The lines at the margin, and an empty one before them.
+Block read_script(const std::string& text);
 
 /// The texts of one kind that stand on one line, parted by " ;; ".
 std::vector<std::string> split_texts(const std::string& text);
 
-/// Replaces \n \r \t \\ \xHH, and <C*N> by N times the character C.
+/// Replaces \n \r \t \\ \xHH, and <C*N> by N times C; a backslash takes a line's end away.
 std::string unescape(const std::string& text);
 
-/// The same, with a line feed at its end unless the text ends in a single backslash.
-std::string unescape_line(const std::string& text);
-
-/// The other way round, on one line; long runs of a character are written as <C*N>.
+/// The other way round, for the inside of a line and for a record, whose end is not written.
 std::string escape(const std::string& text);
+std::string escape_record(const std::string& record);
+
+/// Replaces what has a form by what is made of it.
+std::string replace_each(const std::string& text, const std::regex& form,
+                         const std::function<std::string(const std::smatch&)>& made_of);
 
 }  // namespace kovo::device
