@@ -2,34 +2,28 @@
 #pragma once
 
 #include <fstream>
-#include <sstream>
+#include <iterator>
 #include <string>
-#include <string_view>
-#include <vector>
 
 #include "check/rules.h"
-#include "definitions/definition_entry.h"
+#include "frame/text.h"
 
 namespace kovo::check {
 
 /// An event without findings; lines of the same key replace its own, others are added.
-inline std::string good_event(const std::vector<std::string>& lines) {
-  std::vector<std::string> event = {"ACount=1",      "AXMLfield=name", "AProtocol0=UDP",
-                                    "AIP0=10.0.0.7", "APort0=6000",    "AData0=41",
-                                    "ADelay0=0"};
-  for (const std::string& line : lines) {
-    const std::string key = line.substr(0, line.find('=') + 1);
-    bool replaced = false;
-    for (std::string& own : event) {
-      if (key.empty() || own.compare(0, key.size(), key) != 0) continue;
-      own = line;
-      replaced = true;
-    }
-    if (!replaced) event.push_back(line);
+inline std::string good_event(const std::string& lines) {
+  std::string text =
+      "\nACount=1\nAXMLfield=name\nAProtocol0=UDP\nAIP0=10.0.0.7\nAPort0=6000\nAData0=41\n"
+      "ADelay0=0\n";
+  for (const std::string_view line : split_lines(lines)) {
+    const std::string key = "\n" + std::string(line.substr(0, line.find('=') + 1));
+    const std::size_t at = key.size() > 1 ? text.find(key) : std::string::npos;
+    if (at == std::string::npos)
+      text.append(line).append("\n");
+    else
+      text.replace(at + 1, text.find('\n', at + 1) - at - 1, line);
   }
-  std::string text;
-  for (const std::string& line : event) text += line + "\n";
-  return text;
+  return text.substr(1);
 }
 
 inline Findings found_in(const std::string& text, const CheckOptions& options = {}) {
@@ -37,22 +31,15 @@ inline Findings found_in(const std::string& text, const CheckOptions& options = 
   return check_source(source, options);
 }
 
-inline Findings found_in(const std::string& text, Rule rule, const CheckOptions& options = {}) {
-  CheckOptions only = options;
-  only.disabled.set();
-  only.disabled.reset(static_cast<std::size_t>(rule));
-  return found_in(text, only);
+inline Findings found_in(const std::string& text, Rule rule, CheckOptions options = {}) {
+  options.disabled.set();
+  options.disabled.reset(static_cast<std::size_t>(rule));
+  return found_in(text, options);
 }
 
-inline std::string read_text(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::ostringstream text;
-  text << file.rdbuf();
-  return text.str();
-}
-
-inline std::string faulty_example() {
-  return read_text(KOVO_EXAMPLES "/faulty.txt");
+inline std::string read_example(const char* name) {
+  std::ifstream file(std::string(KOVO_EXAMPLES "/") + name, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
 }
 
 }  // namespace kovo::check
