@@ -26,17 +26,13 @@ std::string one_of(Random& random, const char* const (&texts)[Size]) {
 constexpr const char* kWild[] = {"0",  "-1", "2x",  "udp", "41 ", "4",  "",   "99",
                                  "{{", "=",  " 1 ", "TCP", "129", "00", "}}", "{{time}}"};
 
-std::string key_of(const std::string& line) {
-  return line.substr(0, line.find('='));
-}
-
 /// A file of a few events, most of its lines right; the more `wildness`, the fewer.
 Lines random_file(Random& random, unsigned wildness) {
   constexpr const char* kNames[] = {"Door", "Gate", "PowerOn", "MyPort", "DVIConnected", "door"};
   constexpr const char* kTriggers[] = {"name", "mute", "stream", "sysName", "DEVICE_NAME", "x"};
   constexpr const char* kFields[] = {"Protocol", "IP", "Port", "Data", "Delay"};
-  constexpr const char* kKeys[] = {"Count", "Delay", "XMLfield", "Port9",
-                                   "IP",    "port0", "Data1",    ""};
+  constexpr const char* kValues[] = {"=UDP", "=10.0.0.7", "=6000", "=4142", "=50"};
+  constexpr const char* kKeys[] = {"Count", "Delay", "XMLfield", "Port9", "IP", "port0", ""};
   Lines lines;
   for (auto events = 1 + random() % 3; events > 0; --events) {
     const std::string name = one_of(random, kNames);
@@ -44,17 +40,16 @@ Lines random_file(Random& random, unsigned wildness) {
     lines.push_back(name + "Count=" + std::to_string(steps));
     lines.push_back(name + "XMLfield=" + one_of(random, kTriggers));
     for (auto at = 0U; at < 5 * steps; ++at) {
-      const std::string step = std::to_string(at / 5);
-      const std::string values[] = {"UDP", "10.0.0.7", "6000", "4142", step + "0"};
-      lines.push_back(name + kFields[at % 5] + step + "=" + values[at % 5]);
+      lines.push_back(name + kFields[at % 5] + std::to_string(at / 5) + kValues[at % 5]);
     }
   }
   const auto any = [&] { return lines.begin() + static_cast<int>(random() % lines.size()); };
   for (auto change = random() % (wildness + 1); change > 0; --change) {
     const std::string some = *any();
-    const std::string changes[] = {
-        "x=", some, key_of(some) + "=" + one_of(random, kWild),
-        one_of(random, kNames) + one_of(random, kKeys) + "=" + one_of(random, kWild)};
+    const std::string key = one_of(random, kNames) + one_of(random, kKeys) + "=";
+    const std::string value = one_of(random, kWild);
+    const std::string changes[] = {"x=", some, some.substr(0, some.find('=') + 1) + value,
+                                   key + value};
     lines.insert(any(), changes[random() % std::size(changes)]);
     if (random() % 3 != 0) lines.erase(any());
   }
@@ -113,7 +108,8 @@ bool sums_differ(const EventDefinition& event, bool used) {
 
 /// What the finding says of its line can be seen in the compiled events.
 bool is_true(const Finding& finding, const Lines& lines, const Made& made) {
-  const auto entry = split_key(key_of(lines[static_cast<std::size_t>(finding.place.line) - 1]));
+  const std::string& line = lines[static_cast<std::size_t>(finding.place.line) - 1];
+  const DefinitionEntry entry = split_key(line.substr(0, line.find('=')));
   std::vector<EventDefinition> own;
   for (const auto& event : made.events) {
     if (event.name == entry.name) own.push_back(event);
@@ -126,7 +122,7 @@ bool is_true(const Finding& finding, const Lines& lines, const Made& made) {
   if (finding.rule == Rule::kIndex && finding.severity == Severity::kError) {
     return !read_index(entry, index) || !one([&](auto& e) { return index < e.commands.size(); });
   }
-  if (finding.rule != Rule::kDuplicateKey || entry.parts == 0) return true;
+  if (finding.rule != Rule::kDuplicateKey) return true;
   if (entry.field == "Count")
     return finding.text.find("two") == std::string::npos || own.size() > 1;
   Lines without = lines;  // the earlier one, and nothing is different
@@ -136,7 +132,7 @@ bool is_true(const Finding& finding, const Lines& lines, const Made& made) {
 
 TEST(RandomFiles, FindingsAreTrueInWhatTheDaemonCompiles) {
   Random random(20);
-  std::map<Rule, int> told;
+  std::set<Rule> told;
   int clean = 0;
   for (int round = 0; round < 8000; ++round) {
     const Lines lines = random_file(random, round % 2 == 0 ? 2 : 6);
@@ -146,7 +142,7 @@ TEST(RandomFiles, FindingsAreTrueInWhatTheDaemonCompiles) {
     std::set<Rule> rules;
     for (const Finding& finding : findings) {
       ASSERT_TRUE(is_true(finding, lines, made)) << finding.text;
-      if (rules.insert(finding.rule).second) ++told[finding.rule];
+      rules.insert(finding.rule);
     }
     // And the other way round, where the compiled events alone show it.
     for (const EventDefinition& event : made.events) {
@@ -159,15 +155,13 @@ TEST(RandomFiles, FindingsAreTrueInWhatTheDaemonCompiles) {
       ASSERT_NE(fingerprint(made_of(changed)), fingerprint(made)) << lines[at];
     }
     clean += findings.empty() ? 1 : 0;
+    told.merge(rules);
   }
-  for (const Rule rule :
-       {Rule::kIndex, Rule::kNoCount, Rule::kDuplicateKey, Rule::kSameTrigger, Rule::kDelayOrder}) {
-    EXPECT_GT(told[rule], 50) << rule_info(rule).name;
-  }
+  EXPECT_GT(told.size(), 15U);
   EXPECT_GT(clean, 200);
 }
 
-TEST(RandomFiles, OfAnyBytesHaveFindingsInsideOfTheirLines) {
+TEST(RandomFiles, OfAnyBytesHaveFindingsInsideOfTheirLinesAndPlaceholdersOfTheDaemon) {
   Random random(22);
   for (int round = 0; round < 3000; ++round) {
     std::string text = joined(random_file(random, 6));
@@ -180,26 +174,18 @@ TEST(RandomFiles, OfAnyBytesHaveFindingsInsideOfTheirLines) {
     for (const Finding& finding : check_source(source, {})) {
       const Place& place = finding.place;
       const auto end = static_cast<std::size_t>(place.column + place.length) - 1;
-      ASSERT_GE(place.column, 1) << finding.text;
-      ASSERT_LE(end, split_lines(text)[static_cast<std::size_t>(place.line) - 1].size());
+      const auto line = split_lines(text)[static_cast<std::size_t>(place.line) - 1];
+      ASSERT_TRUE(place.column >= 1 && end <= line.size()) << finding.text << " of " << line;
       for (const char c : finding.text + finding.hint) ASSERT_TRUE(c >= ' ' && c <= '~');
     }
     explain(source, kAnyProduct, {});
-  }
-}
-
-TEST(RandomFiles, PlaceholdersAreCutOutAsTheDaemonDoes) {
-  Random random(23);
-  constexpr const char* kPieces[] = {"{", "{{", "}", "}}", "a", "time"};
-  for (int round = 0; round < 3000; ++round) {
-    std::string payload;
-    for (auto parts = random() % 12; parts > 0; --parts) payload += one_of(random, kPieces);
-    std::string without = payload;
-    const std::vector<Placeholder> found = placeholders(payload);
-    for (auto last = found.rbegin(); last != found.rend(); ++last) {
+    if (text.find('\\') != std::string::npos) continue;  // the daemon replaces escapes too
+    std::string without = text;
+    const std::vector<Placeholder> cut = placeholders(text);
+    for (auto last = cut.rbegin(); last != cut.rend(); ++last) {
       without.erase(last->at, last->name.size() + 4);
     }
-    EXPECT_EQ(without, expand_templates({}, payload)) << payload;
+    ASSERT_EQ(without, expand_templates({}, text));
   }
 }
 

@@ -21,6 +21,7 @@ const char* const kValues[] = {"off",  "OFF",      "PEAP",     "TLS",      "9600
                                "7E-2", "9600-8E1", "20800010", "80000000", "20000010", ""};
 
 TEST(Trial, ChangesOfVariablesRaiseWhatTheyRaiseInTheDaemon) {
+  static std::int64_t seconds = 1'700'000'000;
   std::mt19937 random(20260131);
   const auto one_of = [&](const auto& texts) { return texts[random() % std::size(texts)]; };
   for (const Variant variant : {Variant{1, 0}, Variant{1, 1}, Variant{0, 0}}) {
@@ -36,8 +37,6 @@ TEST(Trial, ChangesOfVariablesRaiseWhatTheyRaiseInTheDaemon) {
       state.p8021_status = state.wpa_eap_mode = "off";
     }
     tryout::TrialDevice trial = tryout::started_device(variant, 0);
-    static std::int64_t seconds;
-    seconds = 1'700'000'000;
     std::string raised;
     for (int at = 0; at < 150; ++at) {
       seconds += static_cast<int>(random() % 4);
