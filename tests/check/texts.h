@@ -1,8 +1,10 @@
 // Definition files for the tests of the checker.
 #pragma once
 
+#include <algorithm>
 #include <fstream>
 #include <iterator>
+#include <optional>
 #include <string>
 
 #include "check/rules.h"
@@ -14,27 +16,22 @@ namespace kovo::check {
 inline std::string good_event(const std::string& lines) {
   std::string text =
       "\nACount=1\nAXMLfield=name\nAProtocol0=UDP\nAIP0=10.0.0.7\nAPort0=6000\nAData0=41\n"
-      "ADelay0=0\n";
-  for (const std::string_view line : split_lines(lines)) {
-    const std::string key = "\n" + std::string(line.substr(0, line.find('=') + 1));
-    const std::size_t at = key.size() > 1 ? text.find(key) : std::string::npos;
-    if (at == std::string::npos)
-      text.append(line).append("\n");
-    else
-      text.replace(at + 1, text.find('\n', at + 1) - at - 1, line);
+      "ADelay0=0";
+  for (const std::string_view part : split_lines(lines)) {
+    const std::string line = "\n" + std::string(part);
+    const std::string key = line.substr(0, line.find('=') + 1);
+    const std::size_t at = key.empty() ? text.size() : std::min(text.find(key), text.size());
+    text.replace(at, text.find('\n', at + 1) - at, line);
   }
-  return text.substr(1);
+  return text.substr(1) + "\n";
 }
 
-inline Findings found_in(const std::string& text, const CheckOptions& options = {}) {
+/// What all rules find, or one of them alone.
+inline Findings found_in(const std::string& text, std::optional<Rule> only = {},
+                         CheckOptions options = {}) {
+  if (only) options.disabled.set().reset(static_cast<std::size_t>(*only));
   const Source source = read_source(text);
   return check_source(source, options);
-}
-
-inline Findings found_in(const std::string& text, Rule rule, CheckOptions options = {}) {
-  options.disabled.set();
-  options.disabled.reset(static_cast<std::size_t>(rule));
-  return found_in(text, options);
 }
 
 inline std::string read_example(const char* name) {
