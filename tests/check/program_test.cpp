@@ -31,7 +31,7 @@ TEST(Program, ReportsTheFaultyExampleLetterByLetter) {
 constexpr char kOddEvents[] =
     "--explain --status <(printf 'long=%01050d\\nname=Lobby') <(printf '%s\\n'"
     " Late{Count=2,Delay=60,Protocol0=udp,Delay0=-5} DVIConnected{Count=3,XMLfield=Late}"
-    " name{Count=3,Delay=2,Protocol0=UDP,IP0=lamp,Port0=70000,Data0=7B7B6C6F6E677D7D}"
+    " name{Count=3,Delay=2,Delay0=9,Protocol0=UDP,IP0=lamp,Port0=70000,Data0=7B7B6C6F6E677D7D}"
     " name{Protocol2=TCP,IP2=10.0.0.7,Port2=80,Data2=7B7B6E616D657D7D007D})"
     " | sed 's/\"0\\{120\\}\\./\"0./'";
 constexpr char kOddExplained[] = R"(
@@ -43,8 +43,8 @@ DVIConnected   raised by "Late" (only by name on tcp:2700); never found: the tri
   and 3 steps without lines: nothing is sent
 
 name   raised by "name" (variable DEVICE_NAME); runs after 2 s
-   0 ms  |#                     UDP 0.0.0.0:4464   1023 bytes  "0..."  cut at 1023 bytes
    0 ms  |#                     TCP 10.0.0.7:80       5 bytes  "Lobby"  ends at a zero byte
+   9 ms  |                #     UDP 0.0.0.0:4464   1023 bytes  "0..."  cut at 1023 bytes
   and 1 step without lines: nothing is sent)";
 constexpr char kDoorExplained[] = R"( 0 notes
 
@@ -78,6 +78,7 @@ TEST(Program, OutputAndExitStatusSayWhatCameOut) {
       {"--format=json faulty.txt - </dev/null", 1, R"("errors":26,"warnings":9,"notes":6})"},
       {"--strict <(echo x)", 1, "1 error,"},
       {"<(echo x)", 0, "1 warning,"},
+      {"<(printf '\\xFF\\xFEx\\0')", 1, ": 1 error, 0 warnings, 0 notes"},
       {"- < <(yes | head -n 100001) | tail -n 1", 0, "<stdin>: 0 errors, 100000 warnings"},
       {"faulty.txt --disable protocol,count --disable=index", 1, "15 errors"},
       {"kovo.txt nowhere.txt", 2, "kovocheck: nowhere.txt: No such file or directory\n"},

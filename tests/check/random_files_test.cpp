@@ -16,16 +16,15 @@ namespace kovo::check {
 namespace {
 
 using Lines = std::vector<std::string>;
-using Random = std::mt19937;
 
 const Lines kWild = {"0", "-1", "2x", "udp", "41 ", "", "99", "{{", "=", "TCP", "129", "00", "}}"};
 
-std::string one_of(Random& random, const Lines& texts) {
+std::string one_of(std::mt19937& random, const Lines& texts) {
   return texts[random() % texts.size()];
 }
 
 /// A file of a few events, most of its lines right; the more `wildness`, the fewer.
-Lines random_file(Random& random, unsigned wildness) {
+Lines random_file(std::mt19937& random, unsigned wildness) {
   const Lines kNames = {"Door", "Gate", "PowerOn", "MyPort", "DVIConnected", "door"};
   const Lines kTriggers = {"name", "mute", "stream", "sysName", "DEVICE_NAME", "x"};
   constexpr const char* kFields[] = {"Protocol", "IP", "Port", "Data", "Delay"};
@@ -126,7 +125,7 @@ bool is_true(const Finding& finding, const Lines& lines, const Made& made) {
 }
 
 TEST(RandomFiles, FindingsAreTrueInWhatTheDaemonCompiles) {
-  Random random(20);
+  std::mt19937 random(20);
   std::set<Rule> told;
   int clean = 0;
   for (int round = 0; round < 8000; ++round) {
@@ -157,7 +156,7 @@ TEST(RandomFiles, FindingsAreTrueInWhatTheDaemonCompiles) {
 }
 
 TEST(RandomFiles, OfAnyBytesHaveFindingsInsideOfTheirLinesAndPlaceholdersOfTheDaemon) {
-  Random random(22);
+  std::mt19937 random(22);
   for (int round = 0; round < 3000; ++round) {
     std::string text = joined(random_file(random, 6));
     for (auto changes = random() % 20; changes > 0; --changes) {

@@ -15,8 +15,7 @@ namespace kovo::check {
 /// An event without findings; lines of the same key replace its own, others are added.
 inline std::string good_event(const std::string& lines) {
   std::string text =
-      "\nACount=1\nAXMLfield=name\nAProtocol0=UDP\nAIP0=10.0.0.7\nAPort0=6000\nAData0=41\n"
-      "ADelay0=0";
+      "\nACount=1\nAXMLfield=name\nAProtocol0=UDP\nAIP0=1.1.1.1\nAPort0=1\nAData0=41\nADelay0=0";
   for (const std::string_view part : split_lines(lines)) {
     const std::string line = "\n" + std::string(part);
     const std::string key = line.substr(0, line.find('=') + 1);
