@@ -14,16 +14,16 @@
 namespace kovo::device {
 namespace {
 
-const char* const kNames[] = {"DEVICE_NAME",  "device_name",    "MY_IP",
-                              "CH_SELECT",    "HDMI_IN_STATUS", "HDMI_OUT_STATUS",
-                              "S0_BAUDRATE",  "s0_baudrate",    "V_OUTPUT_TIMING_CONVERT",
-                              "WPA_EAP_MODE", "UNMAPPED"};
+const char* const kNames[] = {
+    "DEVICE_NAME", "device_name", "CH_SELECT",    "HDMI_IN_STATUS",          "HDMI_OUT_STATUS",
+    "S0_BAUDRATE", "s0_baudrate", "WPA_EAP_MODE", "V_OUTPUT_TIMING_CONVERT", "UNMAPPED"};
 const char* const kValues[] = {"off",  "OFF",      "PEAP",     "TLS",      "9600-8N1", "9600-8n1",
                                "7E-2", "9600-8E1", "20800010", "80000000", "20000010", ""};
 
 TEST(Trial, ChangesOfVariablesRaiseWhatTheyRaiseInTheDaemon) {
+  static std::int64_t seconds = 1'700'000'000;
   std::mt19937 random(20260131);
-  const auto below = [&](std::size_t limit) { return random() % limit; };
+  const auto one_of = [&](const auto& texts) { return texts[random() % std::size(texts)]; };
   for (const Variant variant : {Variant{1, 0}, Variant{1, 1}, Variant{0, 0}}) {
     const auto queue = make_event_queue();
     CentralState state;
@@ -37,21 +37,17 @@ TEST(Trial, ChangesOfVariablesRaiseWhatTheyRaiseInTheDaemon) {
       state.p8021_status = state.wpa_eap_mode = "off";
     }
     tryout::TrialDevice trial = tryout::started_device(variant, 0);
-    static std::int64_t seconds;
-    seconds = 1'700'000'000;
-    std::string pushed;
     std::string raised;
     for (int at = 0; at < 150; ++at) {
-      seconds += static_cast<std::int64_t>(below(4));
-      const std::string name = kNames[below(std::size(kNames))];
-      const std::string value = kValues[below(std::size(kValues))];
+      seconds += static_cast<int>(random() % 4);
+      const std::string name = one_of(kNames);
+      const std::string value = one_of(kValues);
       follow_change(state, registry, name, value, [] { return seconds; });
-      const auto reaction =
-          tryout::take_message(trial, "e_param_set::" + name + "::" + value, {0, seconds});
-      for (const std::string& trigger : reaction.triggers) {
-        raised.append("push event: ").append(trigger).append("\n");
-      }
+      const std::string message = "e_param_set::" + name + "::" + value;
+      const auto reaction = tryout::take_message(trial, message, {0, seconds});
+      for (const auto& trigger : reaction.triggers) raised += "push event: " + trigger + "\n";
     }
+    std::string pushed;
     const std::string log = event_log();
     for (const std::string_view line : split_lines(log)) {
       if (starts_with_nocase(line, "push event: ")) pushed.append(line).append("\n");
