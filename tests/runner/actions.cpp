@@ -116,6 +116,9 @@ void act(Play& play, const ScriptLine& line) {
   } else if (line.verb == "status") {
     set_service(play, line.name, line.text);
   } else if (line.verb == "listen") {
+    std::istringstream names(line.rest);
+    for (std::string name; names >> name;) listen(play, name, "");
+  } else if (line.verb == "reply") {
     listen(play, line.name, line.text);
   } else if (line.verb == "start") {
     start(play, line.rest);

@@ -2,7 +2,6 @@
 
 #include "definitions/definition_entry.h"
 #include "definitions/event_compiler.h"
-#include "definitions/settings.h"
 #include "definitions/templates.h"
 
 namespace kovo {
@@ -90,22 +89,6 @@ TEST(EventList, HoldsNoMoreThanTheFile) {
   EXPECT_EQ(whole_event(list.events[0], 4).commands.back().ip, "y");
 }
 
-TEST(EventList, TraceHearsAValueOnceForEveryEventThatTakesIt) {
-  static std::string heard;
-  const DefinitionTrace trace = {[](std::string_view text, const std::string& bytes) {
-                                   heard.append(text).append(">").append(bytes).append(";");
-                                 },
-                                 [](std::int32_t step, std::int64_t offset) {
-                                   heard +=
-                                       std::to_string(step) + "+" + std::to_string(offset) + ";";
-                                 }};
-  heard.clear();
-  compile_events(parse({"ACount=2", "AData0=41", "AData1=42", "AData2=43", "ACount=1", "ADelay0=1",
-                        "ADelay1=2", "AIP0=44", "ADelay=5", "BData0=45"}),
-                 &trace);
-  EXPECT_EQ(heard, "41>A;41>A;42>B;0+1000000;0+1000000;1+3000000;");
-}
-
 TEST(Templates, NamesHaveTheirFirstValue) {
   const TemplateValues values = {{{"name", "HDMI1"}, {"time", "mine"}, {"", "none"}, {"name", "2"}},
                                  "2024-11-29 ",
@@ -155,12 +138,6 @@ TEST(Templates, PercentCodesAreDecoded) {
   EXPECT_EQ(percent_hex_pair("%4"), -3);
   EXPECT_EQ(percent_hex_pair("%fF"), 255);
   EXPECT_EQ(unescape_text(nullptr), "");
-}
-
-TEST(Settings, EnableValuesAreReadByTheirFirstCharacter) {
-  for (const char* on : {"1", "yes", "y", "10"}) EXPECT_TRUE(enables_events(on)) << on;
-  for (const char* off : {"0", "no", "Y", "true", "", " 1"})
-    EXPECT_FALSE(enables_events(off)) << off;
 }
 
 }  // namespace

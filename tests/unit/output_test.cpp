@@ -83,6 +83,24 @@ TEST_P(PatientOutput, AReaderThatStandsStillCostsOneWait) {
   EXPECT_GE(steady_clock::now() - start, milliseconds(200));
 }
 
+TEST(Output, IsBufferedAsItsModelIs) {
+  const std::pair<int, std::string> cases[] = {{_IONBF, "a\nb"}, {_IOLBF, "a\n"}, {_IOFBF, ""}};
+  for (const auto& [mode, at_once] : cases) {
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC | O_NONBLOCK), 0);
+    std::FILE* model = std::tmpfile();
+    std::setvbuf(model, nullptr, mode, 100);
+    std::FILE* stream = open_patient_output(ends[1], model);
+    std::fputs("a\nb", stream);
+    char got[10] = {};
+    const ssize_t size = read(ends[0], got, sizeof got);
+    EXPECT_EQ(std::string(got, size > 0 ? static_cast<std::size_t>(size) : 0), at_once);
+    std::fclose(stream);
+    std::fclose(model);
+    for (const int end : ends) close(end);
+  }
+}
+
 INSTANTIATE_TEST_SUITE_P(Kinds, PatientOutput,
                          ::testing::Values(Kind::kPipe, Kind::kTerminal, Kind::kSocket));
 
