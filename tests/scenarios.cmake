@@ -12,11 +12,7 @@ foreach(scenario ${KOVO_SCENARIOS})
   add_test(NAME scenario.${name} COMMAND ${PROJECT_SOURCE_DIR}/device/enter
     $<TARGET_FILE:scenario_runner> ${scenario})
   file(STRINGS ${scenario} serial REGEX "^serial$")
-  if(serial)
-    set(serial TRUE)
-  else()
-    set(serial FALSE)
-  endif()
-  set_tests_properties(scenario.${name} PROPERTIES TIMEOUT 240 RUN_SERIAL ${serial}
+  list(LENGTH serial is_serial)
+  set_tests_properties(scenario.${name} PROPERTIES TIMEOUT 240 RUN_SERIAL ${is_serial}
     ENVIRONMENT "KOVOTCP=$<TARGET_FILE:kovotcp>")
 endforeach()
