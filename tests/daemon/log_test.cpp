@@ -1,6 +1,8 @@
 #include "frame/log.h"
 
+#include <fcntl.h>
 #include <sys/mount.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <thread>
@@ -61,6 +63,20 @@ TEST(Log, LongRecordsAndFullDisksAreSurvived) {
   log_main("room again\n");
   EXPECT_EQ(read_file(kMainLogPath), "room again\n");
   testing::internal::GetCapturedStdout();
+}
+
+TEST(Log, WhatIsNoRegularFileGetsNothingAndHoldsUpNobody) {
+  ASSERT_EQ(mkfifo(kEventLog, 0600), 0);
+  log_event("nobody reads\n");
+  const int reader = open(kEventLog, O_RDONLY | O_NONBLOCK);
+  log_event("somebody would\n");
+  char byte = 0;
+  EXPECT_LE(read(reader, &byte, 1), 0);
+  close(reader);
+  unlink(kEventLog);
+  ASSERT_EQ(symlink("/tmp/target", kEventLog), 0);
+  log_event("planted\n");
+  EXPECT_FALSE(file_exists("/tmp/target"));
 }
 
 }  // namespace
