@@ -114,6 +114,9 @@ void expect(Play& play, const ScriptLine& line) {
 
 void compare(Play& play, const Block& block) {
   play.line = block[0].number;
+  for (const ScriptLine& line : block) {
+    if (line.verb == "exit") wait_exit(play.daemon, kLimit);  // all it says has come then
+  }
   compare_records(play, block);
   for (const ScriptLine& line : block) {
     play.line = line.number;
