@@ -76,7 +76,7 @@ TEST(MessageQueue, HoldsEightMebibytesAndDropsTheNewest) {
   for (const auto& c : cases) {
     testing::internal::CaptureStdout();
     MessageQueue queue("queue");
-    const std::size_t most = kMaxQueueBytes / c.least;
+    const std::size_t most = (std::size_t{8} << 20) / c.least;
     std::size_t pushed = 0;
     for (; pushed < most + 10; ++pushed) {
       std::string text(c.size, 'x');
