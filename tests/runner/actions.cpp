@@ -51,6 +51,7 @@ void start(Play& play, const std::string& arguments) {
   }
   play.started = Clock::now();
   play.daemon = start_daemon(play.options);
+  play.pid = play.daemon.pid;
 }
 
 void wait_supervision(Play& play) {

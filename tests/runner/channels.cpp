@@ -70,7 +70,7 @@ std::string fresh_text(const Play& play, const std::string& name) {
   const std::int64_t up_s = play.options.uptime_s;
   const std::map<std::string, Range> ranges = {{"@", {from, to}},
                                                {"NOW", {from - 999, to}},
-                                               {"PID", {play.daemon.pid, play.daemon.pid}},
+                                               {"PID", {play.pid, play.pid}},
                                                {"UP", {up_s + least_s, up_s + age / 1000 + 2}},
                                                {"S", {0, age / 1000 + 1}},
                                                {"N", {0, age}}};
@@ -181,7 +181,7 @@ bool is_record(const Play& play, const std::string& verb) {
 std::string content_of(const Play& play, const std::string& path) {
   if (!file_exists(path)) return "no such file";
   const std::string bytes = read_file(path);
-  return bytes == std::to_string(play.daemon.pid) + "\n" ? "PID\n" : bytes;
+  return bytes == std::to_string(play.pid) + "\n" ? "PID\n" : bytes;
 }
 
 void consume(Play& play) {

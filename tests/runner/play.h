@@ -37,6 +37,7 @@ struct Play {
   StatusService service;
   DaemonOptions options;
   Daemon daemon;
+  int pid = 0;  // of the daemon, also when it has ended
   Clock::time_point started;
   Descriptor terminal;
   Descriptor terminal_end;  // kept open: the daemon's terminal is there before and after it
