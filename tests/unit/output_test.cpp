@@ -83,6 +83,27 @@ TEST_P(PatientOutput, AReaderThatStandsStillCostsOneWait) {
   EXPECT_GE(steady_clock::now() - start, milliseconds(200));
 }
 
+TEST(Output, IsGivenUpWhenNotEnoughIsTakenWithinASecond) {
+  int ends[2];
+  ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+  fcntl(ends[1], F_SETFL, O_NONBLOCK);
+  std::FILE* stream = open_patient_output(ends[1], stdout);
+  std::thread reader([&] {
+    std::string some(4096, ' ');
+    while (read(ends[0], some.data(), some.size()) > 0) {
+      std::this_thread::sleep_for(milliseconds(100));
+    }
+  });
+  const auto start = steady_clock::now();
+  std::fputs(std::string(200'000, 'x').c_str(), stream);  // more than that reader takes in 3 s
+  std::fclose(stream);
+  const auto took = steady_clock::now() - start;
+  EXPECT_TRUE(took > milliseconds(700) && took < milliseconds(1800)) << took.count();
+  close(ends[1]);
+  reader.join();
+  close(ends[0]);
+}
+
 TEST(Output, IsBufferedAsItsModelIs) {
   const std::pair<int, std::string> cases[] = {{_IONBF, "a\nb"}, {_IOLBF, "a\n"}, {_IOFBF, ""}};
   for (const auto& [mode, at_once] : cases) {

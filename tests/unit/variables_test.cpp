@@ -14,11 +14,10 @@ TEST(CentralState, ProductIdsDecideTheVariant) {
     const char* pid;
     int has_video_input;
     int usbc_input;
-  } cases[] = {{"KV-IN-HDMI-2", 1, 0},
-               {"kv-out-hdmi-1", 0, 0},
-               {"KV-IN-USBC-1", 1, 1},
-               {"KV-OUT-USBC-2", 0, 1},
-               {"", 1, 0},
+  } cases[] = {{"KV-IN-HDMI-1", 1, 0},  {"KV-IN-HDMI-2", 1, 0},
+               {"kv-out-hdmi-1", 0, 0}, {"KV-IN-USBC-1", 1, 1},
+               {"KV-IN-USBC-2", 1, 1},  {"KV-OUT-USBC-1", 0, 1},
+               {"KV-OUT-USBC-2", 0, 1}, {"", 1, 0},
                {"KV-OUT-HDMI-1x", 1, 0}};
   for (const auto& c : cases) {
     const Variant variant = variant_of(c.pid);
