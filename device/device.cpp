@@ -39,18 +39,6 @@ constexpr char kParams[] = "/device/params";
   std::abort();
 }
 
-void put_bytes(const std::string& path, std::string_view bytes, int flags) {
-  std::error_code ignored;  // shows when the file is opened
-  std::filesystem::create_directories(std::filesystem::path(path).parent_path(), ignored);
-  const Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | flags, 0666));
-  if (file.fd < 0) give_up("cannot open", path);
-  while (!bytes.empty()) {
-    const ssize_t size = write(file.fd, bytes.data(), bytes.size());
-    if (size <= 0) give_up("cannot write", path);
-    bytes.remove_prefix(static_cast<std::size_t>(size));
-  }
-}
-
 sockaddr_in local_address(int port) {
   sockaddr_in address{};
   address.sin_family = AF_INET;
@@ -176,11 +164,15 @@ bool file_exists(const std::string& path) {
 }
 
 void write_file(const std::string& path, std::string_view bytes) {
-  put_bytes(path, bytes, O_TRUNC);
-}
-
-void append_file(const std::string& path, std::string_view bytes) {
-  put_bytes(path, bytes, O_APPEND);
+  std::error_code ignored;  // shows when the file is opened
+  std::filesystem::create_directories(std::filesystem::path(path).parent_path(), ignored);
+  const Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_TRUNC, 0666));
+  if (file.fd < 0) give_up("cannot open", path);
+  while (!bytes.empty()) {
+    const ssize_t size = write(file.fd, bytes.data(), bytes.size());
+    if (size <= 0) give_up("cannot write", path);
+    bytes.remove_prefix(static_cast<std::size_t>(size));
+  }
 }
 
 void set_param(const std::string& name, const std::string& value) {

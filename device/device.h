@@ -27,9 +27,6 @@ bool file_exists(const std::string& path);
 /// Writes a file anew, with missing parent folders; ends the program when it cannot.
 void write_file(const std::string& path, std::string_view bytes);
 
-/// Like write_file, but keeps what is there already.
-void append_file(const std::string& path, std::string_view bytes);
-
 /// Sets what the parameter tool answers; readers never see a half-written file.
 void set_param(const std::string& name, const std::string& value);
 

@@ -167,7 +167,7 @@ bool start_tcp_sink(TcpSink& sink, const std::string& address, int port, TcpSink
   sink.reply = reply;
   sink.listener = std::move(bound.socket);
   sink.stop = make_signal();
-  if (mode != TcpSinkMode::kDeaf) sink.thread = std::thread([&sink] { serve_connections(sink); });
+  sink.thread = std::thread([&sink] { serve_connections(sink); });
   return true;
 }
 

@@ -39,7 +39,6 @@ struct UdpSink {
 enum class TcpSinkMode {
   kReply,   // sends the reply at the first bytes, closes after the peer did
   kSilent,  // reads, never answers, keeps the connection even when the peer has closed
-  kDeaf,    // listens, never accepts
 };
 
 struct TcpSink {

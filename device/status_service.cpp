@@ -187,13 +187,4 @@ std::vector<std::string> requests(StatusService& service) {
   return service.requests;
 }
 
-int request_count(StatusService& service) {
-  return static_cast<int>(requests(service).size());
-}
-
-std::string last_request(StatusService& service) {
-  const std::vector<std::string> all = requests(service);
-  return all.empty() ? "" : all.back();
-}
-
 }  // namespace kovo::device

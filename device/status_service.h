@@ -44,13 +44,8 @@ void stop_status_service(StatusService& service);
 /// Changes how requests are answered from now on; connections being held stay as they are.
 void set_status(StatusService& service, StatusMode mode, std::string answer);
 
-/// The connections so far whose request has arrived, or that were closed at once.
-int request_count(StatusService& service);
-
-/// The bytes of the latest request, "" when its client sent none in time.
-std::string last_request(StatusService& service);
-
-/// All requests so far, in order.
+/// All requests so far, in order, those of connections that were closed at once too; "" when the
+/// client sent none in time.
 std::vector<std::string> requests(StatusService& service);
 
 }  // namespace kovo::device

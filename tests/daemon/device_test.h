@@ -17,7 +17,6 @@ namespace kovo::device {
 constexpr char kMainLog[] = "/var/tmp/log/kovo.log";
 constexpr char kEventLog[] = "/var/tmp/log/kovoevent.log";
 constexpr char kDefinitions[] = "/www/pelm/kovo.txt";
-constexpr char kTestDefinitions[] = "/www/pelm/tmp/kovotest.txt";
 
 /// The text with "[routine:123]" as "[routine]", and without the time stamps of event lines.
 inline std::string plain(const std::string& text) {
@@ -80,10 +79,6 @@ struct DeviceTest : ::testing::Test {
     std::remove("/var/tmp/plinth_sync_ok");
     daemon = start_daemon(options);
     ASSERT_TRUE(wait_for([] { return file_exists("/var/tmp/plinth_sync_ok"); })) << main_log();
-  }
-
-  bool alive() {
-    return wait_exit(daemon, std::chrono::milliseconds(0)) == -1000;
   }
 
   /// What the daemon uses once its first passes, with their marker file open for a while, are over.
