@@ -134,7 +134,11 @@ void handle_accept_error(TcpLoop& loop, int error) {
 void accept_one(TcpLoop& loop) {
   Descriptor connection(accept4(loop.listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
   if (connection.fd < 0) {
-    if (errno != EINTR && errno != EAGAIN) handle_accept_error(loop, errno);
+    if (errno == EAGAIN) {
+      sleep_ms(kPauseMs);  // gone, or not ready after all
+    } else if (errno != EINTR) {
+      handle_accept_error(loop, errno);
+    }
     return;
   }
   loop.waiting.push_back(connection.fd);
