@@ -5,7 +5,8 @@
 //   fails with EACCES: its owner must not choose what root reads or writes. A link with a second
 //   hard link counts as any other: some kernels let every user hard-link root's links.
 // - Directly in /tmp and /var/tmp only a file that belongs to the daemon's user and has no second
-//   hard link is appended to or overwritten. Any other is removed and created anew.
+//   hard link is appended to or overwritten. Any other is removed and created anew. Their sticky
+//   bit keeps other users from exchanging it meanwhile.
 // - FIFOs, devices and directories fail. No open blocks.
 // - Modes are stated and do not depend on the umask of whoever starts the daemon.
 #pragma once
