@@ -2,8 +2,7 @@
 //
 // - A symbolic link as the last component of a path is followed if it belongs to root or to the
 //   daemon's user, up to 40 in a row, also to a file that is still to be created. Any other link
-//   fails with EACCES: its owner must not choose what root reads or writes. A link with a second
-//   hard link counts as any other: some kernels let every user hard-link root's links.
+//   fails with EACCES: its owner must not choose what root reads or writes.
 // - Directly in /tmp and /var/tmp only a file that belongs to the daemon's user and has no second
 //   hard link is appended to or overwritten. Any other is removed and created anew. Their sticky
 //   bit keeps other users from exchanging it meanwhile.
