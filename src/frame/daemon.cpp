@@ -25,6 +25,7 @@
 #include "frame/host.h"
 #include "frame/log.h"
 #include "frame/options.h"
+#include "frame/output.h"
 #include "frame/shell.h"
 #include "frame/supervision.h"
 #include "frame/worker.h"
@@ -223,13 +224,9 @@ int run_kovotcp(int argc, char** argv) {
   });
   if (!parsed) return 1;
   if (!options.start_daemon) return 0;
-  take_over_stdout();
+  start_output();
   Supervision memory;
-  if (!start_up(memory)) {
-    // Other threads are running: leave without destroying what they use.
-    flush_stdout();
-    _exit(1);
-  }
+  if (!start_up(memory)) end_process(1);
   supervise(memory);
 }
 

@@ -53,11 +53,7 @@ bool bind_tcp(const TcpService& service, int fd) {
   const int error = errno;
   log_main("Error: [%s:%d] bind(): (%d)%s\n", service.routine, __LINE__, error,
            error_text(error).c_str());
-  if (error == EADDRINUSE && service.port_in_use == PortInUse::kEndsProcess) {
-    // Other threads are running: leave without destroying what they use.
-    flush_stdout();
-    _exit(1);
-  }
+  if (error == EADDRINUSE && service.port_in_use == PortInUse::kEndsProcess) end_process(1);
   return false;
 }
 

@@ -11,6 +11,7 @@
 #include "frame/files.h"
 #include "frame/globals.h"
 #include "frame/log.h"
+#include "frame/output.h"
 
 namespace kovo {
 namespace {
@@ -22,13 +23,13 @@ bool limit_raised = false;
 /// as the shell does when it finds no command.
 [[noreturn]] void become_shell(const char* command, int output) {
   constexpr int kNoShell = 127;
-  if (output >= 0) dup2(output, STDOUT_FILENO);
+  dup2(output, STDOUT_FILENO);
   if (limit_raised) setrlimit(RLIMIT_NOFILE, &first_limit);
   execl("/bin/sh", "sh", "-c", command, static_cast<char*>(nullptr));
   _exit(kNoShell);
 }
 
-/// Forks the shell; -1 when that fails. `output` becomes its stdout, unless it is -1.
+/// Forks the shell with `output` as its stdout; -1 when that fails.
 pid_t start_shell(const char* command, int output) {
   const pid_t child = fork();
   if (child == 0) become_shell(command, output);
@@ -42,6 +43,14 @@ int wait_for_end(pid_t child) {
     if (errno != EINTR) return -1;
   }
   return status;
+}
+
+/// Prints what a command prints, until it ends: on a stdout that is not read, the command itself
+/// would wait for ever. Returns its status.
+int print_output(Pipe& pipe) {
+  char buffer[128];
+  while (std::fgets(buffer, sizeof buffer, pipe.output) != nullptr) print_text(buffer);
+  return wait_for_end(std::exchange(pipe.child, -1));
 }
 
 }  // namespace
@@ -70,8 +79,8 @@ bool open_pipe(Pipe& pipe, const char* command) {
 }
 
 int _system(const char* command) {
-  const pid_t child = start_shell(command, -1);
-  if (child > 0 && wait_for_end(child) == 0) return 0;
+  Pipe pipe;
+  if (open_pipe(pipe, command) && print_output(pipe) == 0) return 0;
   if (debug != 0) print_stdout("[%s:%d] Error: run %s\n", "_system", __LINE__, command);
   return -1;
 }

@@ -28,7 +28,8 @@ void raise_descriptor_limit();
 /// thread.
 bool open_pipe(Pipe& pipe, const char* command);
 
-/// Runs a command to its end. 0 when its status is 0, otherwise -1. Any thread.
+/// Runs a command to its end and prints its output. 0 when its status is 0, otherwise -1. Any
+/// thread.
 int _system(const char* command);
 
 }  // namespace kovo
