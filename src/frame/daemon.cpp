@@ -79,7 +79,6 @@ void prepare_process() {
   share_one_arena();
   open_standard_descriptors();
   set_signals();
-  raise_descriptor_limit();
   umask(kModeMask);
 }
 
