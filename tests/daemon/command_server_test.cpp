@@ -40,31 +40,25 @@ TEST_F(CommandServer, OneReadPerConnectionAndIdleOnesDelayNobody) {
   EXPECT_EQ(count_of(main_log(), "recv(tcp:2700)"), 2) << "closing without a byte logs nothing";
 }
 
-TEST_F(CommandServer, IdleConnectionsOfOnePortLockNobodyOut) {
-  const struct {
-    int open_files;
-    int idle;
-    int most;
-  } cases[] = {{40, 60, 10}, {2000, 500, 450}};
-  for (const auto& c : cases) {
-    DaemonOptions options;
-    options.open_files = c.open_files;
-    start(options);
-    const Usage before = settled_usage();
-    std::vector<int> idle;
-    for (int i = 0; i < c.idle; ++i) idle.push_back(open_connection(2727));
-    ASSERT_EQ(send(idle.back(), "set::", 5, MSG_NOSIGNAL), 5);
-    for (const int port : {2700, 2727}) EXPECT_EQ(send_tcp(port, "next:\n"), 0);
-    EXPECT_TRUE(wait_log(kEventLog, "push event: next:\n"));
-    EXPECT_TRUE(wait_log(kMainLog, "Error cmd=next\n"));
-    EXPECT_TRUE(wait_log(kMainLog, "Error cmd=set\n"));
-    EXPECT_LE(usage_of(daemon).descriptors, before.descriptors + c.most + 1);
-    EXPECT_EQ(count_of(main_log(), "accept()"), 0);
-    for (const int fd : idle) close(fd);
-    stop_daemon(daemon);
-    std::remove(kMainLog);
-    std::remove(kEventLog);
-  }
+TEST_F(CommandServer, IdleConnectionsLeaveDescriptorsTo512Senders) {
+  ASSERT_TRUE(start_tcp_sink(tcp, "127.0.0.1", 0, TcpSinkMode::kSilent));
+  std::string definitions = "ACount=128\n";
+  for (int i = 0; i < 128; ++i) definitions += step("A", i, "TCP", tcp.port, "41");
+  write_file(kDefinitions, definitions);
+  DaemonOptions options;
+  options.open_files = 1024;
+  start(options);
+  std::vector<int> idle;
+  for (int i = 0; i < 2 * 300; ++i) idle.push_back(open_connection(i % 2 == 0 ? 2700 : 2727));
+  ASSERT_EQ(send(idle.back(), "set::", 5, MSG_NOSIGNAL), 5);
+  EXPECT_TRUE(wait_log(kMainLog, "Error cmd=set\n"));
+  EXPECT_EQ(send_tcp(2700, "A\nA\nA\nA\n"), 0);
+  EXPECT_TRUE(wait_for([&] { return connection_count(tcp) == 512; }));
+  for (int i = 0; i < 100; ++i) send_udp(2727, "next:");
+  EXPECT_TRUE(wait_log(kMainLog, "Error cmd=next\n", 100));
+  EXPECT_TRUE(wait_log(kEventLog, " TCP A\n", 512));
+  EXPECT_EQ(count_of(main_log(), "accept()"), 0);
+  for (const int fd : idle) close(fd);
 }
 
 TEST_F(CommandServer, ExhaustedDescriptorsOnlyDelay) {
