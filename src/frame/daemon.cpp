@@ -177,7 +177,7 @@ void wait_for_status(CentralState& state) {
 
 /// Starts everything up to the supervision loop; a step that runs out of memory is made again.
 /// False when a worker cannot be started.
-bool start_up(Supervision& memory) {
+bool start_up() {
   insist("main", log_banner);
   verbose = 1;
   make_objects();
@@ -186,7 +186,7 @@ bool start_up(Supervision& memory) {
   insist("main", write_pid_file);
   if (!start_early_workers()) return false;
   make_web_root();
-  load_definitions(*central_state, memory);
+  load_definitions(*central_state);
   if (!start_late_workers()) return false;
   central_state->ready = 1;
   wait_for_network(*central_state);
@@ -195,7 +195,8 @@ bool start_up(Supervision& memory) {
   return true;
 }
 
-[[noreturn]] void supervise(Supervision& memory) {
+[[noreturn]] void supervise() {
+  Supervision memory;
   start_time = static_cast<std::time_t>(now_s());
   hdmi_plug_enabled = 0;
   while (true) guarded("main", [&] { supervise_once(*central_state, memory); });
@@ -214,13 +215,12 @@ int run_kovotcp(int argc, char** argv) {
   if (!parsed) return 1;
   if (!options.start_daemon) return 0;
   take_over_stdout();
-  Supervision memory;
-  if (!start_up(memory)) {
+  if (!start_up()) {
     // Other threads are running: leave without destroying what they use.
     flush_stdout();
     _exit(1);
   }
-  supervise(memory);
+  supervise();
 }
 
 }  // namespace kovo
