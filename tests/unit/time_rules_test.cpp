@@ -3,6 +3,7 @@
 
 #include "engine/event_fate.h"
 #include "frame/supervision.h"
+#include "variables/change_values.h"
 
 namespace kovo {
 namespace {
@@ -40,6 +41,12 @@ TEST(QueueWorker, EventsWaitRunOrExpire) {
   for (const auto& c : cases) {
     EXPECT_EQ(event_fate(c.event, c.now), c.fate) << c.event.queued_at << " " << c.now;
   }
+}
+
+TEST(Variables, APauseLastsItsSecondsButNotOnceTheClockIsSetBack) {
+  const bool lasts[] = {false, true, true, true, false};
+  for (int since_last = -1; since_last < 4; ++since_last)
+    EXPECT_EQ(pause_lasts(since_last, 2), lasts[since_last + 1]) << since_last;
 }
 
 TEST(Supervision, AFileChangesByEitherPartOfItsTime) {
