@@ -49,7 +49,8 @@ bool read_whole(const std::string& path, std::string& text, std::string& error) 
   const bool failed = file == nullptr || std::ferror(file) != 0;
   if (failed) error = std::strerror(errno);
   if (file != nullptr && !standard_input) std::fclose(file);
-  if (!failed && text.size() > kMaxDefinitionBytes) error = "larger than 1 MiB: not read by the daemon";
+  if (!failed && text.size() > kMaxDefinitionBytes)
+    error = "larger than 1 MiB: not read by the daemon";
   return error.empty();
 }
 

@@ -106,13 +106,10 @@ void keep(Scan& scan) {
   ++scan.kept;
 }
 
-/// Returns whether the queue is empty after having been large.
-bool has_drained(EventQueue& queue) REQUIRES(queue.lock) {
-  return queue.pending.empty() && std::exchange(queue.pending_was_large, false);
-}
+}  // namespace
 
-/// The scan of exec_event. Returns the number of events executed.
-int scan_pending(EventQueue& queue, CentralState& state) REQUIRES(queue.lock) {
+int exec_event(EventQueue& queue, CentralState& state) {
+  const MutexLock held(queue.lock);
   int executed = 0;
   for (Scan scan(queue.pending, queue.pending_load); scan.next != queue.pending.end();
        ++scan.next) {
@@ -123,20 +120,7 @@ int scan_pending(EventQueue& queue, CentralState& state) REQUIRES(queue.lock) {
     if (fate == EventFate::kRun && run_event(queue, state, event, now)) ++executed;
     if (fate == EventFate::kWait) keep(scan);
   }
-  return executed;
-}
-
-}  // namespace
-
-int exec_event(EventQueue& queue, CentralState& state) {
-  int executed = 0;
-  bool drained = false;
-  {
-    const MutexLock held(queue.lock);
-    executed = scan_pending(queue, state);
-    drained = has_drained(queue);
-  }
-  if (drained) give_back_memory();
+  if (queue.pending.empty() && std::exchange(queue.pending_was_large, false)) give_back_memory();
   return executed;
 }
 

@@ -78,6 +78,7 @@ TEST(ShortMemory, AScanKeepsWaitingEventsInOrderEvenWhenItIsBrokenOff) {
     event.name = event.trigger = name;
     event.queued_at = queued_at;
     event.due_at = due_at;
+    queue->pending_load.bytes += event_bytes(event);
   };
   add("due", now, now);
   add("waiting1", now, later);
@@ -91,7 +92,12 @@ TEST(ShortMemory, AScanKeepsWaitingEventsInOrderEvenWhenItIsBrokenOff) {
   const auto look = [&] {
     left.clear();
     const MutexLock held(queue->lock);
-    for (const EventDefinition& event : queue->pending) left += event.name + " ";
+    std::size_t bytes = 0;
+    for (const EventDefinition& event : queue->pending) {
+      left += event.name + " ";
+      bytes += event_bytes(event);
+    }
+    EXPECT_EQ(queue->pending_load.bytes, bytes);
     if (left == "waiting1 waiting2 waiting3 ") return;
     EXPECT_EQ(left, "waiting1 waiting2 expired waiting3 due ");
   };
