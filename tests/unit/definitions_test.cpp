@@ -8,9 +8,9 @@ namespace kovo {
 namespace {
 
 DefinitionEntries parse(std::initializer_list<std::string_view> lines) {
-  DefinitionEntries entries;
-  for (const std::string_view line : lines) parse_definition_line(entries, line);
-  return entries;
+  std::string text;
+  for (const std::string_view line : lines) add_definition_line(text, line);
+  return DefinitionEntries(std::move(text));
 }
 
 /// Each event as "name trigger delay:" and its steps as "protocol ip port data offset in ms;".
@@ -83,8 +83,9 @@ TEST(EventList, HoldsNoMoreThanTheFile) {
       {"ACount=128", "ACount=127", "ACount=128", "AIP127=x", "AIP3=y", "AIP128=z", "BCount=128"}));
   EXPECT_EQ(list.lines.size(), 4U);
   ASSERT_EQ(list.events.size(), 2U);
-  EXPECT_EQ(list.events[0].steps.size(), 2U);
-  EXPECT_EQ(list.events[1].steps.size(), 0U);
+  const auto& steps = list.events[0].steps;
+  EXPECT_EQ(std::distance(steps.begin(), steps.end()), 2);
+  EXPECT_TRUE(list.events[1].steps.empty());
   EXPECT_EQ(whole_event(list.events[0], 3).commands.size(), 3U) << "an event of fewer steps";
   EXPECT_EQ(whole_event(list.events[0], 4).commands.back().ip, "y");
 }
