@@ -1,6 +1,8 @@
 // A definition file: its raw copy reads back as itself, its events have 1 to 128 steps, and each
 // trigger and each test name finds its event.
+#include <algorithm>
 #include <cassert>
+#include <iterator>
 
 #include "definitions/definition_file.h"
 #include "definitions/event_list.h"
@@ -14,8 +16,11 @@ extern "C" int LLVMFuzzerTestOneInput(const char* data, std::size_t size) {
   state.definition_entries = parse_definitions({data, size});
   state.test_definition_entries = state.definition_entries;
   std::string lines;
-  for (const std::string_view line : split_lines({data, size})) {
-    if (line.find('=') != std::string_view::npos) lines.append(line).append("\n");
+  for (std::string_view line : split_lines({data, size})) {
+    for (; !line.empty(); line.remove_prefix(std::min(kMaxMessage, line.size()))) {
+      const std::string_view piece = until_nul(cut_text(line, kMaxMessage));
+      if (piece.find('=') != std::string_view::npos) lines.append(piece).append("\n");
+    }
   }
   const std::string raw = definitions_raw(state.definition_entries);
   assert(raw == lines && definitions_raw(parse_definitions(raw)) == raw);

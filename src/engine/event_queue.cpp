@@ -52,8 +52,8 @@ void add_pending(EventQueue& queue, EventDefinition event, std::string_view name
              std::string(name).c_str());
     return;
   }
-  if (end == End::kBack) queue.pending.push_back(std::move(event));
-  if (end == End::kFront) queue.pending.push_front(std::move(event));
+  const auto place = end == End::kBack ? queue.pending.end() : queue.pending.begin();
+  queue.pending.insert(place, std::move(event));
   load.bytes += bytes;
   if (load.bytes > kLargeQueueBytes) queue.pending_was_large = true;
 }
