@@ -18,6 +18,7 @@ namespace kovo {
 namespace {
 
 constexpr std::size_t kPiece = 4096;  // a pipe that is ready takes as much at once
+constexpr std::int64_t kPauseMs = 5;  // records collect: waking up for each doubles its cost
 constexpr std::int64_t kLongestWaitNs = 1'000'000'000;
 
 // A ring, which starts again at its beginning when it is empty: only the pages that a burst needs
@@ -65,6 +66,7 @@ void* write_output(void*) {
       flushed = true;
     }
     sem_wait(&work);
+    sleep_ms(kPauseMs);
   }
 }
 
