@@ -45,19 +45,13 @@ bool read_text(std::FILE* file, std::string& text) {
 /// A copy that cannot be written is skipped; the others are still written.
 void write_copies(const CentralState& state, int test) {
   if (test == 0) {
-    if (debug != 0) {
-      print_stdout("[%s:%d] save /tmp/kovo_asc.txt /tmp/kovo_hex.txt\n", "renew_kovo_txt",
-                   __LINE__);
-    }
+    LOG_DEBUG("renew_kovo_txt", "save /tmp/kovo_asc.txt /tmp/kovo_hex.txt\n");
     write_definitions_ascii(state.definition_entries, "/tmp/kovo_asc.txt");
     write_definitions_raw(state.definition_entries, "/tmp/kovo_hex.txt");
     write_definitions_raw(state.definition_entries, "/mnt/persistent/kovo.txt");
     return;
   }
-  if (debug != 0) {
-    print_stdout("[%s:%d] save /tmp/kovo_test_asc.txt /tmp/kovo_test_hex.txt\n", "renew_kovo_txt",
-                 __LINE__);
-  }
+  LOG_DEBUG("renew_kovo_txt", "save /tmp/kovo_test_asc.txt /tmp/kovo_test_hex.txt\n");
   write_definitions_ascii(state.test_definition_entries, "/tmp/kovo_test_asc.txt");
   write_definitions_raw(state.test_definition_entries, "/tmp/kovo_test_hex.txt");
 }
@@ -75,7 +69,7 @@ int renew_kovo_txt(CentralState& state, int test) {
     return -1;
   }
   (test == 0 ? state.definition_entries : state.test_definition_entries) = parse_definitions(text);
-  log_main("[%s:%d] renew %s\n", "renew_kovo_txt", __LINE__, path);
+  LOG_MAIN("renew_kovo_txt", "renew %s\n", path);
   write_copies(state, test);
   return 0;
 }

@@ -15,8 +15,8 @@ namespace {
 
 void skip_during_power_on(const EventDefinition& event, const SubCommand& step) {
   const std::int32_t uptime = uptime_s;
-  log_main("[%s:%d] during Power On, skip %s ...%d/%d\n", "exec_event", __LINE__,
-           event.name.c_str(), uptime, kPowerOnPeriodS);
+  LOG_MAIN("exec_event", "during Power On, skip %s ...%d/%d\n", event.name.c_str(), uptime,
+           kPowerOnPeriodS);
   log_event_echo("skip uptime=%ld,%s:%s %s %s\n", static_cast<long>(uptime), step.ip.c_str(),
                  step.port.c_str(), step.protocol.c_str(), step.data.c_str());
 }
@@ -46,13 +46,12 @@ void run_step(EventQueue& queue, const CentralState& state, const EventDefinitio
 }
 
 void print_run(const EventDefinition& event, std::int64_t now) {
-  if (debug == 0) return;
-  print_stdout(
-      "[%s:%d] get sys event=%s, run event=%s, now=%lld ms, t_exec=%lld ms, sub cmd size=%d, "
-      "test=%d\n",
-      "exec_event", __LINE__, event.trigger.c_str(), event.name.c_str(),
-      static_cast<long long>(now / 1'000'000), static_cast<long long>(event.due_at / 1'000'000),
-      static_cast<int>(event.commands.size()), event.test);
+  LOG_DEBUG("exec_event",
+            "get sys event=%s, run event=%s, now=%lld ms, t_exec=%lld ms, sub cmd size=%d, "
+            "test=%d\n",
+            event.trigger.c_str(), event.name.c_str(), static_cast<long long>(now / 1'000'000),
+            static_cast<long long>(event.due_at / 1'000'000),
+            static_cast<int>(event.commands.size()), event.test);
 }
 
 /// Runs a due event. False when it was dropped: "PowerOn" runs once per boot. What may throw comes
@@ -67,18 +66,17 @@ bool run_event(EventQueue& queue, CentralState& state, EventDefinition& event, s
   if (power_on) state.power_on_done = 1;
   event.status = kExecuted;
   for (const SubCommand& step : event.commands) {
-    guarded("exec_event", [&] { run_step(queue, state, event, step); });
+    catch_and_log("exec_event", [&] { run_step(queue, state, event, step); });
   }
   return true;
 }
 
 void log_expired(const EventDefinition& event, std::int64_t now) {
-  log_main(
-      "[%s:%d] Error cannot send sys event=%s, run event=%s, now=%lld, t_exec=%lld, sub cmd "
-      "size=%d\n",
-      "exec_event", __LINE__, event.trigger.c_str(), event.name.c_str(),
-      static_cast<long long>(now), static_cast<long long>(event.due_at),
-      static_cast<int>(event.commands.size()));
+  LOG_MAIN("exec_event",
+           "Error cannot send sys event=%s, run event=%s, now=%lld, t_exec=%lld, sub cmd "
+           "size=%d\n",
+           event.trigger.c_str(), event.name.c_str(), static_cast<long long>(now),
+           static_cast<long long>(event.due_at), static_cast<int>(event.commands.size()));
 }
 
 /// A scan over a list that leaves some events in it, in their order, and makes it shorter once, at

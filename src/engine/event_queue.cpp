@@ -48,8 +48,7 @@ void add_pending(EventQueue& queue, EventDefinition event, std::string_view name
   if (load.bytes + bytes > kMaxQueueBytes) {
     ++load.dropped;
     if (drops_to_report(load, steady_ns()) == 0) return;
-    log_main("[%s:%d] Error: Too many event: key=%s\n", routine_of(end), __LINE__,
-             std::string(name).c_str());
+    LOG_MAIN(routine_of(end), "Error: Too many event: key=%s\n", std::string(name).c_str());
     return;
   }
   const auto place = end == End::kBack ? queue.pending.end() : queue.pending.begin();
@@ -65,9 +64,8 @@ void push_names(EventQueue& queue, CentralState& state, const std::string& text,
     std::optional<EventDefinition> event = make_pending(queue, state, name, text, test);
     if (event) {
       add_pending(queue, std::move(*event), name, end);
-    } else if (debug != 0) {
-      print_stdout("[%s:%d] not found sys event=%s\n", routine_of(end), __LINE__, text.c_str());
-    }
+    } else
+      LOG_DEBUG(routine_of(end), "not found sys event=%s\n", text.c_str());
   }
 }
 

@@ -19,9 +19,8 @@ int drops_to_report(QueueLoad& load, std::int64_t now_ns) {
 
 DropReport::~DropReport() {
   if (dropped == 0) return;
-  guarded("push_bounded", [&] {
-    log_main("[%s:%d] Error: %s is full, %d texts dropped\n", "push_bounded", __LINE__, queue,
-             dropped);
+  catch_and_log("push_bounded", [&] {
+    LOG_MAIN("push_bounded", "Error: %s is full, %d texts dropped\n", queue, dropped);
   });
 }
 

@@ -87,9 +87,9 @@ void log_banner() {
 }
 
 void make_objects() {
-  insist("main", [] { event_queue = make_event_queue().release(); });
-  insist("main", [] { central_state = make_central_state().release(); });
-  insist("main", [] { variable_registry = make_variable_registry().release(); });
+  retry_until_success("main", [] { event_queue = make_event_queue().release(); });
+  retry_until_success("main", [] { central_state = make_central_state().release(); });
+  retry_until_success("main", [] { variable_registry = make_variable_registry().release(); });
 }
 
 void load_settings() {
@@ -102,7 +102,7 @@ void write_pid_file() {
   const int pid = static_cast<int>(getpid());
   std::snprintf(command, sizeof command, "echo %d > /var/run/kovotcp.pid", pid);
   _system(command);
-  log_main("[%s:%d] create /var/run/kovotcp.pid=%d\n", "main", __LINE__, pid);
+  LOG_MAIN("main", "create /var/run/kovotcp.pid=%d\n", pid);
 }
 
 struct Worker {
@@ -117,7 +117,7 @@ bool start_workers(std::initializer_list<Worker> workers) {
     pthread_t thread;
     const int error = start_thread(thread, kDefaultStack, worker.body, worker.argument);
     if (error == 0) continue;
-    guarded("main", [&] {
+    catch_and_log("main", [&] {
       log_main("Error: pthread_create %s(): %s\n", worker.name, error_text(error).c_str());
     });
     return false;
@@ -144,7 +144,7 @@ void make_web_root() {
     char command[512];
     std::snprintf(path, sizeof path, "%s%s", kWebRoot, folder);
     std::snprintf(command, sizeof command, "[ ! -d %s ] && mkdir -p %s || echo", path, path);
-    insist("main", [&] { _system(command); });
+    retry_until_success("main", [&] { _system(command); });
   }
 }
 
@@ -152,35 +152,35 @@ void wait_for_network(CentralState& state) {
   const std::int64_t start = now_s();
   while (state.ip_addr.size() < kMinAddress) {
     sleep_ms(1000);
-    guarded("main", [&] {
-      log_main("[%s:%d] wait network...%d\n", "main", __LINE__, static_cast<int>(now_s() - start));
+    catch_and_log("main", [&] {
+      LOG_MAIN("main", "wait network...%d\n", static_cast<int>(now_s() - start));
       renew_network_info(state.ip_addr, state.iface_name);
     });
   }
-  insist("main", [] { log_event_echo("network is ok\n"); });
+  retry_until_success("main", [] { log_event_echo("network is ok\n"); });
 }
 
 /// The platform clears the marker at boot: only the first daemon after it raises "PowerOn".
 void raise_power_on(CentralState& state) {
   if (access(kPowerOnMarkerPath, F_OK) == 0) {
     state.power_on_done = 1;
-    insist("main", [] { log_event_echo("%s is exist\n", kPowerOnMarkerPath); });
+    retry_until_success("main", [] { log_event_echo("%s is exist\n", kPowerOnMarkerPath); });
     return;
   }
   create_file(kPowerOnMarkerPath, "", kMarkerMode);
-  insist("main", [] { log_event_echo("created %s\n", kPowerOnMarkerPath); });
-  insist("main", [&] { push_event_front(*event_queue, state, "PowerOn", 0); });
-  insist("main", [] { log_event_echo("auto push event: PowerOn\n"); });
+  retry_until_success("main", [] { log_event_echo("created %s\n", kPowerOnMarkerPath); });
+  retry_until_success("main", [&] { push_event_front(*event_queue, state, "PowerOn", 0); });
+  retry_until_success("main", [] { log_event_echo("auto push event: PowerOn\n"); });
 }
 
 void wait_for_status(CentralState& state) {
   int tries = 0;
   bool answered = false;
   while (true) {
-    guarded("main", [&] { answered = renew_macro_var(state) >= kMinStatusVars; });
+    catch_and_log("main", [&] { answered = renew_macro_var(state) >= kMinStatusVars; });
     if (answered) return;
     ++tries;
-    guarded("main", [&] { log_main("[%s:%d] wait getStatus...%d\n", "main", __LINE__, tries); });
+    catch_and_log("main", [&] { LOG_MAIN("main", "wait getStatus...%d\n", tries); });
     sleep_ms(1000);
   }
 }
@@ -188,12 +188,12 @@ void wait_for_status(CentralState& state) {
 /// Starts everything up to the supervision loop; a step that runs out of memory is made again.
 /// False when a worker cannot be started.
 bool start_up() {
-  insist("main", log_banner);
+  retry_until_success("main", log_banner);
   verbose = 1;
   make_objects();
-  insist("main", load_settings);
-  insist("main", [] { log_event_echo("kovotcp start\n"); });
-  insist("main", write_pid_file);
+  retry_until_success("main", load_settings);
+  retry_until_success("main", [] { log_event_echo("kovotcp start\n"); });
+  retry_until_success("main", write_pid_file);
   if (!start_early_workers()) return false;
   make_web_root();
   load_definitions(*central_state);
@@ -209,7 +209,7 @@ bool start_up() {
   Supervision memory;
   start_time = static_cast<std::time_t>(now_s());
   hdmi_plug_enabled = 0;
-  while (true) guarded("main", [&] { supervise_once(*central_state, memory); });
+  while (true) catch_and_log("main", [&] { supervise_once(*central_state, memory); });
 }
 
 }  // namespace
@@ -218,7 +218,7 @@ int run_kovotcp(int argc, char** argv) {
   prepare_process();
   Options options;
   bool parsed = false;
-  guarded("main", [&] {
+  catch_and_log("main", [&] {
     options = parse_options(argc, argv);
     parsed = true;
   });

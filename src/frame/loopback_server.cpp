@@ -44,7 +44,7 @@ bool bind_to(int fd, std::uint16_t port) {
 }
 
 void announce_tcp(const TcpService& service) {
-  log_main("[%s:%d] bind %s tcp:%d\n", service.routine, __LINE__, kLoopback, service.port);
+  LOG_MAIN(service.routine, "bind %s tcp:%d\n", kLoopback, service.port);
 }
 
 bool bind_tcp(const TcpService& service, int fd) {
@@ -189,16 +189,16 @@ bool serve_ready(TcpLoop& loop) {
 int open_udp(const UdpService& service) {
   Descriptor receiver(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
   if (receiver.fd < 0) {
-    log_main("[%s:%d] socket call failed\n", service.routine, __LINE__);
+    LOG_MAIN(service.routine, "socket call failed\n");
     return -1;
   }
   if (!bind_to(receiver.fd, service.port)) {
-    log_main("[%s:%d] bind call failed\n", service.routine, __LINE__);
+    LOG_MAIN(service.routine, "bind call failed\n");
     return -1;
   }
   const int on = 1;
   if (setsockopt(receiver.fd, SOL_SOCKET, SO_BROADCAST, &on, sizeof on) != 0) {
-    log_main("[%s:%d] setsockopt failed\n", service.routine, __LINE__);
+    LOG_MAIN(service.routine, "setsockopt failed\n");
     return -1;
   }
   // A privileged process may go beyond the system's bound; any other gets what the bound allows.
@@ -206,7 +206,7 @@ int open_udp(const UdpService& service) {
       0) {
     setsockopt(receiver.fd, SOL_SOCKET, SO_RCVBUF, &kReceiveBuffer, sizeof kReceiveBuffer);
   }
-  log_main("[%s:%d] bind %s udp:%d\n", service.routine, __LINE__, kLoopback, service.port);
+  LOG_MAIN(service.routine, "bind %s udp:%d\n", kLoopback, service.port);
   return std::exchange(receiver.fd, -1);
 }
 
@@ -243,20 +243,20 @@ bool receive_one(const UdpService& service, void* context, int fd) {
 
 void serve_tcp(const TcpService& service, void* context) {
   Descriptor listener;
-  insist(service.routine, [&] { listener.fd = listen_tcp(service); });
+  retry_until_success(service.routine, [&] { listener.fd = listen_tcp(service); });
   if (listener.fd < 0) return;
   TcpLoop loop{service, context, listener.fd};
   bool serving = true;
-  while (serving) guarded(service.routine, [&] { serving = serve_ready(loop); });
+  while (serving) catch_and_log(service.routine, [&] { serving = serve_ready(loop); });
   for (const int fd : loop.waiting) close(fd);
 }
 
 void serve_udp(const UdpService& service, void* context) {
   Descriptor receiver;
-  insist(service.routine, [&] { receiver.fd = open_udp(service); });
+  retry_until_success(service.routine, [&] { receiver.fd = open_udp(service); });
   bool receiving = receiver.fd >= 0;
   while (receiving) {
-    guarded(service.routine, [&] { receiving = receive_one(service, context, receiver.fd); });
+    catch_and_log(service.routine, [&] { receiving = receive_one(service, context, receiver.fd); });
   }
 }
 

@@ -69,7 +69,7 @@ bool open_pipe(Pipe& pipe, const char* command) {
 int _system(const char* command) {
   Pipe pipe;
   if (open_pipe(pipe, command) && print_output(pipe) == 0) return 0;
-  if (debug != 0) print_stdout("[%s:%d] Error: run %s\n", "_system", __LINE__, command);
+  LOG_DEBUG("_system", "Error: run %s\n", command);
   return -1;
 }
 

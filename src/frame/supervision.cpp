@@ -40,8 +40,8 @@ void report_power_on_period(Supervision& memory) {
   const std::int64_t now = now_s();
   if (hdmi_plug_enabled != 0 || now == memory.last_second) return;
   enable_plug_after_power_on();
-  log_main("[%s:%d] t_uptime=%ld, enable hdmi plug=%d\n", "main", __LINE__,
-           static_cast<long>(uptime_s), hdmi_plug_enabled.load());
+  LOG_MAIN("main", "t_uptime=%ld, enable hdmi plug=%d\n", static_cast<long>(uptime_s),
+           hdmi_plug_enabled.load());
   memory.last_second = now;
 }
 
@@ -94,7 +94,7 @@ void watch_snapshot(Supervision& memory) {
 }  // namespace
 
 void load_definitions(CentralState& state) {
-  guarded("main", [&] {
+  catch_and_log("main", [&] {
     renew_kovo_txt(state, 0);
     rebuild_kovo_event_list(state, 0);
   });

@@ -2,7 +2,6 @@
 
 #include "frame/host.h"
 #include "frame/log.h"
-#include "frame/output.h"
 
 namespace kovo {
 
@@ -17,13 +16,8 @@ int start_thread(pthread_t& thread, std::size_t stack, void* (*body)(void*), voi
 }
 
 void report_failure(const char* routine, const char* what) noexcept {
-  try {
-    log_main("[%s:%d] Error: %s\n", routine, __LINE__, what);
-  } catch (const std::exception&) {
-    print_text(what);
-    print_text("\n");
-  }
-  sleep_ms(20);
+  LOG_MAIN(routine, "Error: %s\n", what);
+  sleep_ms(kFailurePauseMs);
 }
 
 }  // namespace kovo

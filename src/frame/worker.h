@@ -10,7 +10,7 @@
 
 namespace kovo {
 
-constexpr std::int64_t kInsistPauseMs = 1000;
+constexpr std::int64_t kRetryPauseMs = 1000;
 constexpr std::size_t kDefaultStack = 0;
 #if defined(KOVO_SANITIZED)
 constexpr std::size_t kSmallStack = std::size_t{1} << 20;  // sanitizers widen every frame
@@ -28,7 +28,7 @@ void report_failure(const char* routine, const char* what) noexcept;
 
 /// Runs one pass of a thread's work. What it throws, out of memory say, ends that pass alone.
 template <class Pass>
-void guarded(const char* routine, const Pass& pass) {
+void catch_and_log(const char* routine, const Pass& pass) {
   try {
     pass();
   } catch (const std::exception& failure) {
@@ -38,15 +38,15 @@ void guarded(const char* routine, const Pass& pass) {
 
 /// Repeats a step until it goes through, a second apart, for what start-up cannot do without.
 template <class Step>
-void insist(const char* routine, const Step& step) {
+void retry_until_success(const char* routine, const Step& step) {
   bool done = false;
   while (true) {
-    guarded(routine, [&] {
+    catch_and_log(routine, [&] {
       step();
       done = true;
     });
     if (done) return;
-    sleep_ms(kInsistPauseMs);
+    sleep_ms(kRetryPauseMs);
   }
 }
 

@@ -34,14 +34,14 @@ std::optional<std::string> exchange_serial(CentralState& state, const std::strin
 void process_serial(CentralState& state, VariableRegistry& registry, const std::string& value) {
   const std::optional<std::string> old = exchange_serial(state, value);
   if (!old) return;
-  log_main("[%s:%d] last %s, new %s\n", kRoutine, __LINE__, old->c_str(), value.c_str());
+  LOG_MAIN(kRoutine, "last %s, new %s\n", old->c_str(), value.c_str());
   const std::optional<SerialFormat> before = split_serial(*old);
   const std::optional<SerialFormat> after = split_serial(value);
   if (equals_nocase(*old, value) || !before || !after) return;
   for (const SerialField& field : kSerialFields) {
     if ((*before).*field.part == (*after).*field.part) continue;
     lm_set(registry, field.variable, (*after).*field.part);
-    log_main("[%s:%d] push event %s\n", kRoutine, __LINE__, field.event);
+    LOG_MAIN(kRoutine, "push event %s\n", field.event);
     push_event(field.event);
   }
 }
@@ -57,8 +57,8 @@ bool raise_after_pause(const char* event, std::int64_t& last_time, std::int64_t 
 
 void raise_yuv_event(CentralState& state, const std::string& yuv, SecondsClock clock) {
   if (equals_nocase(yuv, state.yuv_out)) return;
-  if (!raise_after_pause("YCbCrOutput", state.yuv_event_time, clock()) && debug != 0) {
-    print_stdout("[%s:%d] skip YCbCrOutput\n", kRoutine, __LINE__);
+  if (!raise_after_pause("YCbCrOutput", state.yuv_event_time, clock())) {
+    LOG_DEBUG(kRoutine, "skip YCbCrOutput\n");
   }
   state.yuv_out = yuv;
 }
@@ -126,10 +126,10 @@ void process_mapping(CentralState& state, const std::string& name, std::int64_t 
     }
   }
   if (event.empty()) {
-    if (debug != 0) print_stdout("[%s:%d] no mapping: %s\n", kRoutine, __LINE__, name.c_str());
+    LOG_DEBUG(kRoutine, "no mapping: %s\n", name.c_str());
   } else if (!pause_lasts(since_last, kQuietPeriodS)) {
     log_event("get lm event %s\n", event.c_str());
-    log_main("[%s:%d] get lm event %s\n", kRoutine, __LINE__, event.c_str());
+    LOG_MAIN(kRoutine, "get lm event %s\n", event.c_str());
     push_event(event);
   } else {
     log_event("[%s:%d] skip event %s, now-last=%d sec\n", kRoutine, __LINE__, event.c_str(),
@@ -143,8 +143,7 @@ void process_variable_change(CentralState& state, VariableRegistry& registry, st
                              std::string_view raw) {
   const std::string key(name);
   const std::string value = decode_value(raw);
-  if (debug != 0)
-    print_stdout("[%s:%d] get %s=%s\n", kRoutine, __LINE__, key.c_str(), value.c_str());
+  LOG_DEBUG(kRoutine, "get %s=%s\n", key.c_str(), value.c_str());
   lm_set(registry, key, value);
   follow_change(state, registry, key, value, now_s);
 }

@@ -12,20 +12,19 @@ namespace {
 
 void take_datagram(void* state, std::string_view data) {
   const std::string text(until_nul(data));
-  log_main("[%s:%d] recv(udp:%d) lm data(%d)%s\n", "handle_udp_lm_var", __LINE__, kVariablePort,
+  LOG_MAIN("handle_udp_lm_var", "recv(udp:%d) lm data(%d)%s\n", kVariablePort,
            static_cast<int>(data.size()), text.c_str());
   accept_message(*static_cast<CentralState*>(state), text);
 }
 
 void log_receive_error(int error) {
-  log_main("[%s:%d] Error (%d):%s\n", "handle_udp_lm_var", __LINE__, error,
-           error_text(error).c_str());
-  log_main("[%s:%d] recvform call failed", "handle_udp_lm_var", __LINE__);
+  LOG_MAIN("handle_udp_lm_var", "Error (%d):%s\n", error, error_text(error).c_str());
+  LOG_MAIN("handle_udp_lm_var", "recvform call failed");
 }
 
 void take_connection(void* state, std::string_view data) {
   const std::string text(until_newline(until_nul(data)));
-  log_main("[%s:%d] recv(tcp:%d) (%d)%s\n", "handle_tcp_lm_var", __LINE__, kVariablePort,
+  LOG_MAIN("handle_tcp_lm_var", "recv(tcp:%d) (%d)%s\n", kVariablePort,
            static_cast<int>(data.size()), text.c_str());
   accept_message(*static_cast<CentralState*>(state), text);
 }
