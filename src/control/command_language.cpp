@@ -207,7 +207,7 @@ void* handle_lm_event(void* argument) {
   while (true) {
     if (state.ready != 0) {
       catch_and_log(kRoutine, [&] {
-        while (const std::optional<std::string> text = take_text(state.lm_queue)) {
+        while (const std::optional<std::string> text = state.lm_queue.pop()) {
           handle_message(state, *variable_registry, *text);
         }
       });

@@ -29,7 +29,7 @@ void take_datagram(void* context, std::string_view data) {
            text.c_str());
   log_event("get udp:2728 event %s\n", text.c_str());
   if (text.find_first_of("=:") != std::string::npos) apply_setting_line(state, text);
-  push_text(state.api_queue, std::string(cut_text(text, kMaxStatusLine)));
+  state.api_queue.push(std::string(cut_text(text, kMaxStatusLine)));
 }
 
 void log_receive_error(int error) {
@@ -74,7 +74,7 @@ void handle_counting_row(CentralState& state, const CountingRow& row) {
   if (names_setting(row.event) && apply_setting_line(state, row.event + "=") != kSettingChanged) {
     return;
   }
-  push_text(state.lm_queue, row.event);
+  state.lm_queue.push(row.event);
 }
 
 /// The events that a change of the playback selection raises, in their order.
@@ -122,7 +122,7 @@ void* handle_vep_api(void* argument) {
   while (true) {
     sleep_ms(kLinePeriodMs);
     catch_and_log(kRoutine, [&] {
-      const std::optional<std::string> line = take_text(state.api_queue);
+      const std::optional<std::string> line = state.api_queue.pop();
       if (line) handle_status_line(state, *variable_registry, *line, now_s);
     });
   }

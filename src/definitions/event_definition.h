@@ -32,8 +32,6 @@ struct EventDefinition {
   std::int32_t test = 0;             // 1 for a test push
 };
 
-using EventList = std::deque<EventDefinition>;
-
 /// A step as the file defines it; its texts are C strings in the definitions.
 struct CompiledStep {
   std::int32_t index = 0;

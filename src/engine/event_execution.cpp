@@ -7,7 +7,6 @@
 #include "frame/globals.h"
 #include "frame/host.h"
 #include "frame/log.h"
-#include "frame/worker.h"
 #include "variables/central_state.h"
 
 namespace kovo {
@@ -54,8 +53,7 @@ void print_run(const EventDefinition& event, std::int64_t now) {
             static_cast<int>(event.commands.size()), event.test);
 }
 
-/// Runs a due event. False when it was dropped: "PowerOn" runs once per boot. What may throw comes
-/// first; from there on the event counts as run.
+/// Runs a due event. False when it was dropped: "PowerOn" runs once per boot.
 bool run_event(EventQueue& queue, CentralState& state, EventDefinition& event, std::int64_t now) {
   const bool power_on = equals_nocase(event.trigger, "PowerOn");
   if (power_on && state.power_on_done == 1) {
@@ -64,10 +62,8 @@ bool run_event(EventQueue& queue, CentralState& state, EventDefinition& event, s
   }
   print_run(event, now);
   if (power_on) state.power_on_done = 1;
-  event.status = kExecuted;
-  for (const SubCommand& step : event.commands) {
-    catch_and_log("exec_event", [&] { run_step(queue, state, event, step); });
-  }
+  event.status = kExecuted;  // not run again when memory runs out at one of its steps
+  for (const SubCommand& step : event.commands) run_step(queue, state, event, step);
   return true;
 }
 
@@ -79,46 +75,26 @@ void log_expired(const EventDefinition& event, std::int64_t now) {
            static_cast<long long>(event.due_at), static_cast<int>(event.commands.size()));
 }
 
-/// A scan over a list that leaves some events in it, in their order, and makes it shorter once, at
-/// its end. Broken off by an exception, it leaves the event it stands at and those behind it, too.
-struct Scan {
-  Scan(EventList& list, QueueLoad& list_load)
-      : events(list), load(list_load), kept(list.begin()), next(list.begin()) {}
-  ~Scan() {
-    if (kept == next) return;
-    events.erase(kept, next);
-    load.bytes = 0;  // summed anew: moving an event may change the memory of its texts
-    for (const EventDefinition& event : events) load.bytes += event_bytes(event);
-  }
-  Scan(const Scan&) = delete;
-  Scan& operator=(const Scan&) = delete;
-
-  EventList& events;
-  QueueLoad& load;
-  EventList::iterator kept;  // behind the events that stay
-  EventList::iterator next;  // not looked at yet
-};
-
-void keep(Scan& scan) {
-  if (scan.kept != scan.next) *scan.kept = std::move(*scan.next);
-  ++scan.kept;
-}
-
 }  // namespace
 
 int exec_event(EventQueue& queue, CentralState& state) {
   const MutexLock held(queue.lock);
   int executed = 0;
-  for (Scan scan(queue.pending, queue.pending_load); scan.next != queue.pending.end();
-       ++scan.next) {
-    EventDefinition& event = *scan.next;
+  for (auto at = queue.pending.entries.begin(); at != queue.pending.entries.end();) {
+    EventDefinition& event = at->item;
     const std::int64_t now = queue_time(queue);
     const EventFate fate = event_fate(event, now);
+    if (fate == EventFate::kWait) {
+      ++at;
+      continue;
+    }
     if (fate == EventFate::kExpired) log_expired(event, now);
     if (fate == EventFate::kRun && run_event(queue, state, event, now)) ++executed;
-    if (fate == EventFate::kWait) keep(scan);
+    at = queue.pending.erase(at);
   }
-  if (queue.pending.empty() && std::exchange(queue.pending_was_large, false)) give_back_memory();
+  if (queue.pending.entries.empty() && std::exchange(queue.pending_was_large, false)) {
+    give_back_memory();
+  }
   return executed;
 }
 

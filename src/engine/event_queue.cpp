@@ -43,18 +43,13 @@ const char* routine_of(End end) {
 /// again would otherwise fill the device's memory.
 void add_pending(EventQueue& queue, EventDefinition event, std::string_view name, End end)
     REQUIRES(queue.lock) {
-  QueueLoad& load = queue.pending_load;
-  const std::size_t bytes = event_bytes(event);
-  if (load.bytes + bytes > kMaxQueueBytes) {
-    ++load.dropped;
-    if (drops_to_report(load, steady_ns()) == 0) return;
+  auto& pending = queue.pending;
+  const bool added = end == End::kBack ? pending.push_back(std::move(event))
+                                       : pending.push_front(std::move(event));
+  if (!added && pending.drops_to_report(steady_ns()) > 0) {
     LOG_MAIN(routine_of(end), "Error: Too many event: key=%s\n", std::string(name).c_str());
-    return;
   }
-  const auto place = end == End::kBack ? queue.pending.end() : queue.pending.begin();
-  queue.pending.insert(place, std::move(event));
-  load.bytes += bytes;
-  if (load.bytes > kLargeQueueBytes) queue.pending_was_large = true;
+  if (pending.bytes > kLargeQueueBytes) queue.pending_was_large = true;
 }
 
 /// Looks up each name of a text and puts the events found at one end of the queue.
@@ -64,8 +59,9 @@ void push_names(EventQueue& queue, CentralState& state, const std::string& text,
     std::optional<EventDefinition> event = make_pending(queue, state, name, text, test);
     if (event) {
       add_pending(queue, std::move(*event), name, end);
-    } else
+    } else {
       LOG_DEBUG(routine_of(end), "not found sys event=%s\n", text.c_str());
+    }
   }
 }
 
@@ -85,12 +81,12 @@ std::optional<MirrorTarget> mirror_target(std::int32_t level) {
 
 }  // namespace
 
-std::size_t event_bytes(const EventDefinition& event) {
-  std::size_t bytes = sizeof event + text_bytes(event.name) + text_bytes(event.trigger) +
+std::size_t memory_of(const EventDefinition& event) {
+  std::size_t bytes = memory_of(event.name) + memory_of(event.trigger) +
                       event.commands.capacity() * sizeof(SubCommand);
   for (const SubCommand& step : event.commands) {
-    bytes += text_bytes(step.ip) + text_bytes(step.port) + text_bytes(step.protocol) +
-             text_bytes(step.data);
+    bytes +=
+        memory_of(step.ip) + memory_of(step.port) + memory_of(step.protocol) + memory_of(step.data);
   }
   return bytes;
 }
@@ -108,15 +104,25 @@ std::int64_t queue_time(const EventQueue& queue) {
 }
 
 void push_tcp_line(EventQueue& queue, TcpLine line) {
-  DropReport report("tcp_lines");
-  const MutexLock held(queue.lock);
-  push_bounded(queue.tcp_lines, queue.tcp_load, std::move(line), report);
+  int dropped = 0;
+  {
+    const MutexLock held(queue.lock);
+    queue.tcp_lines.push_back(std::move(line));
+    dropped = queue.tcp_lines.drops_to_report(steady_ns());
+  }
+  log_drops("tcp_lines", dropped);
 }
 
-std::optional<TcpLine> take_tcp_line(EventQueue& queue) {
-  DropReport report("tcp_lines");
-  const MutexLock held(queue.lock);
-  return take_bounded(queue.tcp_lines, queue.tcp_load, report);
+std::optional<TcpLine> pop_tcp_line(EventQueue& queue) {
+  int dropped = 0;
+  std::optional<TcpLine> line;
+  {
+    const MutexLock held(queue.lock);
+    dropped = queue.tcp_lines.drops_to_report(steady_ns());
+    line = queue.tcp_lines.pop_front();
+  }
+  log_drops("tcp_lines", dropped);
+  return line;
 }
 
 int push_event_back(EventQueue& queue, CentralState& state, std::string_view names, int test) {

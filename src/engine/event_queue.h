@@ -34,9 +34,12 @@ struct TcpLine {
   std::int64_t received_us;  // wall clock, microseconds since the epoch
 };
 
-inline const std::string& text_of(const TcpLine& line) {
-  return line.line;
+inline std::size_t memory_of(const TcpLine& line) {
+  return memory_of(line.line);
 }
+
+/// Returns the memory of a queued event beside the object itself: its steps and texts.
+std::size_t memory_of(const EventDefinition& event);
 
 /// What a sender thread is started with; it stays in its slot so that a start needs no allocation.
 struct SenderTask {
@@ -63,11 +66,9 @@ struct FreeBuffers {
 
 struct EventQueue {
   Mutex lock;  // held for a whole push, its lookup included, and for a whole scan of the worker
-  EventList pending GUARDED_BY(lock);  // kMaxQueueBytes at most
-  QueueLoad pending_load GUARDED_BY(lock);
+  BoundedQueue<EventDefinition> pending GUARDED_BY(lock);
   bool pending_was_large GUARDED_BY(lock) = false;  // since it was last empty
-  std::deque<TcpLine> tcp_lines GUARDED_BY(lock);   // the oldest first, kMaxQueueBytes at most
-  QueueLoad tcp_load GUARDED_BY(lock);
+  BoundedQueue<TcpLine> tcp_lines GUARDED_BY(lock);
 
   // The slots. The worker takes and frees them; a sender thread touches only its own.
   pthread_t sender_threads[kSenderSlots] = {};
@@ -77,21 +78,17 @@ struct EventQueue {
   std::int64_t created_at = 0;  // steady clock, nanoseconds: origin of all queue times
 };
 
-/// Returns the memory of a queued event: its steps, its texts and its place in the queue.
-std::size_t event_bytes(const EventDefinition& event);
-
 /// Makes the queue. Called once, by main.
 std::unique_ptr<EventQueue> make_event_queue();
 
 /// Nanoseconds since the queue was made.
 std::int64_t queue_time(const EventQueue& queue);
 
-/// Appends a received line. When tcp_lines is full it is dropped, and the main log told. Takes
-/// queue.lock for the append; so for the next.
+/// Appends a received line. Drops are logged, at most one line a second. Takes queue.lock.
 void push_tcp_line(EventQueue& queue, TcpLine line);
 
-/// Takes the oldest received line; nothing when there is none.
-std::optional<TcpLine> take_tcp_line(EventQueue& queue);
+/// Removes and returns the oldest received line; nothing when there is none. Takes queue.lock.
+std::optional<TcpLine> pop_tcp_line(EventQueue& queue);
 
 /// Looks up each line of `names` and appends the events found to `pending`, in order; one final
 /// line feed is removed first. Logs the text, and mirrors it once per name when the mirror is on.

@@ -14,18 +14,6 @@ namespace {
 
 enum class Payload { kData, kStatus };  // the step's own, or the status service's answer
 
-/// Gives a taken slot back, unless its thread has started: out of memory, a log record may throw.
-struct SlotGuard {
-  explicit SlotGuard(std::atomic<std::int32_t>* taken) : state(taken) {}
-  ~SlotGuard() {
-    if (state != nullptr) *state = kSlotFree;
-  }
-  SlotGuard(const SlotGuard&) = delete;
-  SlotGuard& operator=(const SlotGuard&) = delete;
-
-  std::atomic<std::int32_t>* state;
-};
-
 void print_task(const char* routine, const SenderTask& task, const char* ip, const char* data) {
   LOG_DEBUG(routine, "%s data=[%d]%s, sleep for=%lld\n", ip, static_cast<int>(std::strlen(data)),
             data, static_cast<long long>(task.delay_ns));
@@ -123,19 +111,16 @@ void start_sender(EventQueue& queue, const std::string& event_name, const SubCom
   const int port = to_int32(command.port);
   const int slot = get_new_ret_thread(queue, event_name);
   if (slot < 0) return;
-  SlotGuard taken{&queue.sender_state[slot]};
   if (kind == SendKind::kTcp) {
     LOG_DEBUG("exec_event", "ip=%s, port=%s data[%d]=\"%s\"\n", command.ip.c_str(),
               command.port.c_str(), static_cast<int>(command.data.size()), command.data.c_str());
   }
   fill_slot(queue, slot, command, port);
-  const int error = start_thread(queue.sender_threads[slot], kSmallStack,
+  const int error = start_thread("kovo-send", queue.sender_threads[slot], kSmallStack,
                                  kSenderBodies[static_cast<std::size_t>(kind)],
                                  &queue.buffers->sender_tasks[slot]);
-  if (error == 0) {
-    taken.state = nullptr;
-    return;
-  }
+  if (error == 0) return;
+  queue.sender_state[slot] = kSlotFree;
   LOG_MAIN("exec_event", "Error: start sender for %s: %s\n", event_name.c_str(),
            error_text(error).c_str());
 }

@@ -87,9 +87,9 @@ void log_banner() {
 }
 
 void make_objects() {
-  retry_until_success("main", [] { event_queue = make_event_queue().release(); });
-  retry_until_success("main", [] { central_state = make_central_state().release(); });
-  retry_until_success("main", [] { variable_registry = make_variable_registry().release(); });
+  if (event_queue == nullptr) event_queue = make_event_queue().release();
+  if (central_state == nullptr) central_state = make_central_state().release();
+  variable_registry = make_variable_registry().release();
 }
 
 void load_settings() {
@@ -106,7 +106,8 @@ void write_pid_file() {
 }
 
 struct Worker {
-  const char* name;
+  const char* routine;
+  const char* thread_name;
   void* (*body)(void*);
   void* argument;
 };
@@ -115,36 +116,36 @@ struct Worker {
 bool start_workers(std::initializer_list<Worker> workers) {
   for (const Worker& worker : workers) {
     pthread_t thread;
-    const int error = start_thread(thread, kDefaultStack, worker.body, worker.argument);
+    const int error =
+        start_thread(worker.thread_name, thread, kDefaultStack, worker.body, worker.argument);
     if (error == 0) continue;
-    catch_and_log("main", [&] {
-      log_main("Error: pthread_create %s(): %s\n", worker.name, error_text(error).c_str());
-    });
+    log_main("Error: pthread_create %s(): %s\n", worker.routine, error_text(error).c_str());
     return false;
   }
   return true;
 }
 
 bool start_early_workers() {
-  return start_workers({{"handle_tcp_event", handle_tcp_event, event_queue},
-                        {"handle_udp_lm_var", handle_udp_lm_var, central_state},
-                        {"handle_tcp_lm_var", handle_tcp_lm_var, central_state}});
+  return start_workers({{"handle_tcp_event", "kovo-commands", handle_tcp_event, event_queue},
+                        {"handle_udp_lm_var", "kovo-vars-udp", handle_udp_lm_var, central_state},
+                        {"handle_tcp_lm_var", "kovo-vars-tcp", handle_tcp_lm_var, central_state}});
 }
 
 bool start_late_workers() {
-  return start_workers({{"handle_lm_event", handle_lm_event, central_state},
-                        {"handle_q_event", handle_q_event, event_queue},
-                        {"handle_udp_vep_api", handle_udp_vep_api, central_state},
-                        {"handle_vep_api", handle_vep_api, central_state}});
+  return start_workers(
+      {{"handle_lm_event", "kovo-changes", handle_lm_event, central_state},
+       {"handle_q_event", "kovo-queue", handle_q_event, event_queue},
+       {"handle_udp_vep_api", "kovo-status-udp", handle_udp_vep_api, central_state},
+       {"handle_vep_api", "kovo-status", handle_vep_api, central_state}});
 }
 
 void make_web_root() {
-  for (const char* folder : {"", "/config", "/tmp"}) {
+  for (const char* directory : {"", "/config", "/tmp"}) {
     char path[128];
     char command[512];
-    std::snprintf(path, sizeof path, "%s%s", kWebRoot, folder);
+    std::snprintf(path, sizeof path, "%s%s", kWebRoot, directory);
     std::snprintf(command, sizeof command, "[ ! -d %s ] && mkdir -p %s || echo", path, path);
-    retry_until_success("main", [&] { _system(command); });
+    _system(command);
   }
 }
 
@@ -152,48 +153,45 @@ void wait_for_network(CentralState& state) {
   const std::int64_t start = now_s();
   while (state.ip_addr.size() < kMinAddress) {
     sleep_ms(1000);
-    catch_and_log("main", [&] {
-      LOG_MAIN("main", "wait network...%d\n", static_cast<int>(now_s() - start));
-      renew_network_info(state.ip_addr, state.iface_name);
-    });
+    LOG_MAIN("main", "wait network...%d\n", static_cast<int>(now_s() - start));
+    catch_and_log("main", [&] { renew_network_info(state.ip_addr, state.iface_name); });
   }
-  retry_until_success("main", [] { log_event_echo("network is ok\n"); });
+  log_event_echo("network is ok\n");
 }
 
-/// The platform clears the marker at boot: only the first daemon after it raises "PowerOn".
+/// The platform clears the marker at boot: only the first daemon after it raises "PowerOn". The
+/// push is retried, as the event would otherwise be lost for this boot.
 void raise_power_on(CentralState& state) {
   if (access(kPowerOnMarkerPath, F_OK) == 0) {
     state.power_on_done = 1;
-    retry_until_success("main", [] { log_event_echo("%s is exist\n", kPowerOnMarkerPath); });
+    log_event_echo("%s is exist\n", kPowerOnMarkerPath);
     return;
   }
   create_file(kPowerOnMarkerPath, "", kMarkerMode);
-  retry_until_success("main", [] { log_event_echo("created %s\n", kPowerOnMarkerPath); });
+  log_event_echo("created %s\n", kPowerOnMarkerPath);
   retry_until_success("main", [&] { push_event_front(*event_queue, state, "PowerOn", 0); });
-  retry_until_success("main", [] { log_event_echo("auto push event: PowerOn\n"); });
+  log_event_echo("auto push event: PowerOn\n");
 }
 
 void wait_for_status(CentralState& state) {
-  int tries = 0;
-  bool answered = false;
-  while (true) {
+  for (int tries = 1;; ++tries) {
+    bool answered = false;
     catch_and_log("main", [&] { answered = renew_macro_var(state) >= kMinStatusVars; });
     if (answered) return;
-    ++tries;
-    catch_and_log("main", [&] { LOG_MAIN("main", "wait getStatus...%d\n", tries); });
+    LOG_MAIN("main", "wait getStatus...%d\n", tries);
     sleep_ms(1000);
   }
 }
 
-/// Starts everything up to the supervision loop; a step that runs out of memory is made again.
-/// False when a worker cannot be started.
+/// Starts everything up to the supervision loop. A step for which memory is out is retried: nobody
+/// restarts the daemon on every device. False when a worker cannot be started.
 bool start_up() {
-  retry_until_success("main", log_banner);
+  log_banner();
   verbose = 1;
-  make_objects();
+  retry_until_success("main", make_objects);
   retry_until_success("main", load_settings);
-  retry_until_success("main", [] { log_event_echo("kovotcp start\n"); });
-  retry_until_success("main", write_pid_file);
+  log_event_echo("kovotcp start\n");
+  write_pid_file();
   if (!start_early_workers()) return false;
   make_web_root();
   load_definitions(*central_state);

@@ -55,7 +55,6 @@ void write_piece(std::string_view piece) {
 }
 
 void* write_output(void*) {
-  pthread_setname_np(pthread_self(), "kovo-stdout");
   while (true) {
     const bool last = ending;  // read first: what was printed before it was set is in the ring
     for (std::string_view piece; !(piece = next_piece()).empty(); remove_piece(piece.size())) {
@@ -75,7 +74,7 @@ void* write_output(void*) {
 void start_output() {
   sem_init(&work, 0, 0);
   pthread_t thread;
-  has_thread = start_thread(thread, kSmallStack, write_output, nullptr) == 0;
+  has_thread = start_thread("kovo-stdout", thread, kSmallStack, write_output, nullptr) == 0;
 }
 
 void print_text(std::string_view text) {

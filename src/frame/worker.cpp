@@ -5,13 +5,14 @@
 
 namespace kovo {
 
-int start_thread(pthread_t& thread, std::size_t stack, void* (*body)(void*), void* argument) {
-  if (stack == kDefaultStack) return pthread_create(&thread, nullptr, body, argument);
+int start_thread(const char* name, pthread_t& thread, std::size_t stack, void* (*body)(void*),
+                 void* argument) {
   pthread_attr_t attributes;
   pthread_attr_init(&attributes);
-  pthread_attr_setstacksize(&attributes, stack);
+  if (stack != kDefaultStack) pthread_attr_setstacksize(&attributes, stack);
   const int error = pthread_create(&thread, &attributes, body, argument);
   pthread_attr_destroy(&attributes);
+  if (error == 0) pthread_setname_np(thread, name);
   return error;
 }
 

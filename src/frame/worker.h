@@ -19,9 +19,11 @@ constexpr std::size_t kSmallStack = std::size_t{1} << 20;  // sanitizers widen e
 constexpr std::size_t kSmallStack = std::size_t{64} << 10;  // a sender uses less than half
 #endif
 
-/// Starts a thread with a stack of so many bytes; kDefaultStack takes the default attributes.
-/// Returns 0 or the error number of the creation.
-int start_thread(pthread_t& thread, std::size_t stack, void* (*body)(void*), void* argument);
+/// Starts a thread with a stack of so many bytes; kDefaultStack takes the default attributes. The
+/// name, of at most 15 characters, is what ps and debuggers show. Returns 0 or the error number of
+/// the creation.
+int start_thread(const char* name, pthread_t& thread, std::size_t stack, void* (*body)(void*),
+                 void* argument);
 
 /// Logs what a pass has thrown and pauses, so that a lasting shortage does not spin. Out of memory,
 /// it may have to go without the log.

@@ -45,7 +45,7 @@ static_assert(kTcpService.max_read <= kMaxTcpRead);
 
 void accept_message(CentralState& state, const std::string& text) {
   if (names_setting(text) && apply_setting_line(state, text) != kSettingChanged) return;
-  push_text(state.lm_queue, std::string(cut_text(text, kMaxMessage)));
+  state.lm_queue.push(std::string(cut_text(text, kMaxMessage)));
 }
 
 void* handle_udp_lm_var(void* state) {

@@ -79,36 +79,37 @@ TEST(MessageQueue, HoldsEightMebibytesAndDropsTheNewest) {
     for (; pushed < most + 10; ++pushed) {
       std::string text(c.size, 'x');
       text.replace(0, 2, pushed % 2 == 0 ? "ev" : "od");
-      push_text(queue, text);
+      queue.push(text);
     }
     {
       const MutexLock held(queue.lock);
-      EXPECT_LE(queue.texts.size(), most);
-      EXPECT_GT(queue.texts.size(), most * 9 / 10) << "nothing is dropped before it is full";
+      EXPECT_LE(queue.texts.entries.size(), most);
+      EXPECT_GT(queue.texts.entries.size(), most * 9 / 10)
+          << "nothing is dropped before it is full";
     }
     std::size_t taken = 0;
-    while (const auto text = take_text(queue)) {
+    while (const auto text = queue.pop()) {
       EXPECT_EQ(text->substr(0, 2), taken++ % 2 == 0 ? "ev" : "od");
     }
-    push_text(queue, "room again");
-    EXPECT_EQ(take_text(queue), "room again");
+    queue.push("room again");
+    EXPECT_EQ(queue.pop(), "room again");
     EXPECT_TRUE(contains(testing::internal::GetCapturedStdout(),
                          "] Error: queue is full, 1 texts dropped\n"));
     const MutexLock held(queue.lock);
-    EXPECT_EQ(queue.load.bytes, 0U);
+    EXPECT_EQ(queue.texts.bytes, 0U);
   }
 }
 
 TEST(MessageQueue, DropsAreReportedOncePerSecondAndAllOfThem) {
-  QueueLoad load;
+  BoundedQueue<std::string> queue;
   constexpr std::int64_t kSecond = 1'000'000'000;
-  EXPECT_EQ(drops_to_report(load, 5), 0);
-  load.dropped = 1;
-  EXPECT_EQ(drops_to_report(load, 5), 1);
-  load.dropped = 7;
-  EXPECT_EQ(drops_to_report(load, 4 + kSecond), 0);
-  EXPECT_EQ(drops_to_report(load, 5 + kSecond), 7);
-  EXPECT_EQ(drops_to_report(load, 5 + 3 * kSecond), 0);
+  EXPECT_EQ(queue.drops_to_report(5), 0);
+  queue.dropped = 1;
+  EXPECT_EQ(queue.drops_to_report(5), 1);
+  queue.dropped = 7;
+  EXPECT_EQ(queue.drops_to_report(4 + kSecond), 0);
+  EXPECT_EQ(queue.drops_to_report(5 + kSecond), 7);
+  EXPECT_EQ(queue.drops_to_report(5 + 3 * kSecond), 0);
 }
 
 struct Store : ::testing::Test {
