@@ -7,6 +7,7 @@ import subprocess
 import time
 from dataclasses import dataclass
 from pathlib import Path
+from typing import IO
 
 from device.system import read_file, set_uptime, wait_until
 
@@ -31,28 +32,33 @@ def _number_after(path: str, key: bytes) -> int:
     return int(rest.split()[0]) if found else 0
 
 
+def _open(target: str | int) -> IO[bytes]:
+    return open(target, "ab", closefd=isinstance(target, str))
+
+
 class Daemon:
     """A running daemon: the command line in the variable KOVOTCP, with more arguments.
 
-    It has a session of its own. `uptime` is in seconds. `limits` are those of prlimit(1), such as
-    {"nofile": 60, "as": 84 << 20}, both soft and hard.
+    It has a session of its own. `uptime` is in seconds. Its output goes to a file or an open
+    descriptor. `limits` are those of prlimit(1), such as
+    {"nofile": 60, "as": 84 << 20}; a number is both soft and hard.
     """
 
     def __init__(
         self,
         *arguments: str | bytes,
         uptime: float = 1000,
-        stdout: str = "/tmp/daemon.out",
-        stderr: str = "/tmp/daemon.err",
-        limits: dict[str, int] | None = None,
+        stdout: str | int = "/tmp/daemon.out",
+        stderr: str | int = "/tmp/daemon.err",
+        limits: dict[str, int | str] | None = None,
         prefix: tuple[str, ...] = (),
         environment: dict[str, str] | None = None,
     ) -> None:
         set_uptime(uptime)
-        options = [f"--{name}={value}:{value}" for name, value in (limits or {}).items()]
+        options = [f"--{name}={value}" for name, value in (limits or {}).items()]
         command = [*prefix, *(["prlimit", *options, "--"] if options else [])]
         command += [*shlex.split(os.environ["KOVOTCP"]), *arguments]
-        with open(stdout, "ab") as out, open(stderr, "ab") as errors:
+        with _open(stdout) as out, _open(stderr) as errors:
             self.process = subprocess.Popen(
                 command,
                 stdin=subprocess.DEVNULL,
