@@ -41,7 +41,7 @@ class Daemon:
 
     It has a session of its own. `uptime` is in seconds. Its output goes to a file or an open
     descriptor. `limits` are those of prlimit(1), such as
-    {"nofile": 60, "as": 84 << 20}; a number is both soft and hard.
+    {"nofile": 60, "as": 84 << 20}, both soft and hard.
     """
 
     def __init__(
@@ -50,7 +50,7 @@ class Daemon:
         uptime: float = 1000,
         stdout: str | int = "/tmp/daemon.out",
         stderr: str | int = "/tmp/daemon.err",
-        limits: dict[str, int | str] | None = None,
+        limits: dict[str, int] | None = None,
         prefix: tuple[str, ...] = (),
         environment: dict[str, str] | None = None,
     ) -> None:

@@ -4,8 +4,11 @@ A test therefore uses plain sockets and files at the daemon's real paths. Every 
 device.
 """
 
+import contextlib
 import os
+import shlex
 import sys
+from collections.abc import Callable, Iterator
 from pathlib import Path
 
 import pytest
@@ -16,6 +19,9 @@ IS_INSIDE = "KOVO_DEVICE" in os.environ
 os.environ.setdefault("KOVOTCP", str(ROOT / "build/release/kovotcp"))
 # The daemon ends at once, whatever its threads are doing.
 os.environ.setdefault("TSAN_OPTIONS", "report_thread_leaks=0:atexit_sleep_ms=0")
+
+IS_EMULATED = len(shlex.split(os.environ["KOVOTCP"])) > 1
+IS_SANITIZED = b"__sanitizer_" in Path(shlex.split(os.environ["KOVOTCP"])[-1]).read_bytes()
 
 if IS_INSIDE:
     import device
@@ -39,3 +45,37 @@ def pytest_configure(config: pytest.Config) -> None:
 @pytest.fixture(autouse=True)
 def fresh_device() -> None:
     system.reset(BASE_MOUNTS)
+
+
+@pytest.fixture
+def start(fresh_device: None) -> Iterator[Callable[..., "device.Daemon"]]:
+    """Starts daemons on a device that has everything they wait for; waits until they are up."""
+    service = device.StatusService()
+    device.add_address("eth0", "10.0.0.2/24")
+    daemons = []
+
+    def start_daemon(**options: object) -> device.Daemon:
+        daemons.append(device.Daemon(**options))
+        assert daemons[-1].wait_until_up(), device.read_file("/var/tmp/log/kovo.log").decode()
+        return daemons[-1]
+
+    yield start_daemon
+    for daemon in daemons:
+        daemon.stop()
+    service.close()
+    errors = device.read_file("/tmp/daemon.err").decode("latin-1")
+    assert "Sanitizer" not in errors and "runtime error" not in errors, errors
+
+
+@pytest.fixture
+def udp(fresh_device: None) -> Iterator["device.UdpReceiver"]:
+    """A receiver of datagrams at a free port."""
+    with contextlib.closing(device.UdpReceiver()) as receiver:
+        yield receiver
+
+
+@pytest.fixture
+def tcp(fresh_device: None) -> Iterator["device.TcpReceiver"]:
+    """A receiver of connections at a free port, which never answers."""
+    with contextlib.closing(device.TcpReceiver()) as receiver:
+        yield receiver

@@ -205,12 +205,7 @@ class Player:
         words = ["" if word == '""' else unescape(word) for word in line.rest.split()]
         arguments = [word.encode("latin-1") for word in words]
         self.started = time.monotonic()
-        self.daemon = device.Daemon(
-            *arguments,
-            uptime=self.uptime,
-            stdout=self.terminal_end,
-            limits={"nofile": "1000:"},  # about what a login gives
-        )
+        self.daemon = device.Daemon(*arguments, uptime=self.uptime, stdout=self.terminal_end)
 
     def _do_boot(self, line: Line) -> None:
         device.add_address("eth0", "10.0.0.2/24")
