@@ -5,6 +5,7 @@ device.
 """
 
 import contextlib
+import fcntl
 import os
 import shlex
 import sys
@@ -42,8 +43,24 @@ def pytest_configure(config: pytest.Config) -> None:
         os.execv(ENTER, [str(ENTER), sys.executable, "-B", "-m", "pytest", *sys.argv[1:]])
 
 
+def pytest_collection_modifyitems(items: list[pytest.Item]) -> None:
+    items.sort(key=lambda item: item.get_closest_marker("serial") is not None)  # these are last
+
+
 @pytest.fixture(autouse=True)
-def fresh_device() -> None:
+def turn(request: pytest.FixtureRequest) -> Iterator[None]:
+    """Lets a test marked as serial run while no other test does, in whatever worker."""
+    is_serial = request.node.get_closest_marker("serial") is not None
+    with open(ROOT / "pyproject.toml") as queue, open(__file__) as running:
+        fcntl.flock(queue, fcntl.LOCK_EX)  # so that others do not overtake a serial test
+        fcntl.flock(running, fcntl.LOCK_EX if is_serial else fcntl.LOCK_SH)
+        fcntl.flock(queue, fcntl.LOCK_UN)
+        yield
+
+
+@pytest.fixture(autouse=True)
+def fresh_device(turn: None) -> None:
+    """Makes the device as new."""
     system.reset(BASE_MOUNTS)
 
 
