@@ -49,13 +49,20 @@ def pytest_collection_modifyitems(items: list[pytest.Item]) -> None:
 
 @pytest.fixture(autouse=True)
 def turn(request: pytest.FixtureRequest) -> Iterator[None]:
-    """Lets a test marked as serial run while no other test does, in whatever worker."""
+    """Lets a test marked as serial run while no other test does, in whatever worker.
+
+    Where that is allowed, it also has a higher priority than other programs of the machine.
+    """
     is_serial = request.node.get_closest_marker("serial") is not None
+    nice = os.nice(0)
     with open(ROOT / "pyproject.toml") as queue, open(__file__) as running:
         fcntl.flock(queue, fcntl.LOCK_EX)  # so that others do not overtake a serial test
         fcntl.flock(running, fcntl.LOCK_EX if is_serial else fcntl.LOCK_SH)
         fcntl.flock(queue, fcntl.LOCK_UN)
+        with contextlib.suppress(PermissionError):
+            os.setpriority(os.PRIO_PROCESS, 0, nice - 10 if is_serial else nice)
         yield
+        os.setpriority(os.PRIO_PROCESS, 0, nice)
 
 
 @pytest.fixture(autouse=True)
