@@ -127,7 +127,7 @@ void tell_clients(int count, int port) {
 }
 
 void be_bare() {
-  for (int blocked = 0; blocked < 4; ++blocked) std::thread(pause).detach();
+  for (int blocked = 0; blocked < 5; ++blocked) std::thread(pause).detach();
   const auto pass = [](int period_ms) { std::this_thread::sleep_for(Milliseconds(period_ms)); };
   for (const int period_ms : {200, 250, 250}) {
     std::thread([=] {

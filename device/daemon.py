@@ -14,6 +14,10 @@ from device.system import read_file, set_uptime, wait_until
 SYNC_MARKER = Path("/var/tmp/plinth_sync_ok")  # each pass of the supervision loop makes it anew
 
 
+# The signals as a careless parent may pass them on.
+SIGNALS = ("env", "--ignore-signal=TERM,CHLD,ALRM", "--block-signal")
+
+
 @dataclass
 class Usage:
     """What a daemon uses at a moment; all 0 when it has ended."""
@@ -51,7 +55,7 @@ class Daemon:
         stdout: str | int = "/tmp/daemon.out",
         stderr: str | int = "/tmp/daemon.err",
         limits: dict[str, int] | None = None,
-        prefix: tuple[str, ...] = (),
+        prefix: tuple[str, ...] = SIGNALS,
         environment: dict[str, str] | None = None,
     ) -> None:
         set_uptime(uptime)

@@ -98,10 +98,10 @@ void limit_resource(int resource, rlim_t value) {
 
 [[noreturn]] void become_daemon(const DaemonOptions& options, const char* path, char** arguments) {
   setsid();
-  sigset_t none;
-  sigemptyset(&none);
-  pthread_sigmask(SIG_SETMASK, &none, nullptr);
-  std::signal(SIGPIPE, SIG_DFL);
+  sigset_t all;  // a parent may pass on anything
+  sigfillset(&all);
+  pthread_sigmask(SIG_SETMASK, &all, nullptr);
+  for (const int ignored : {SIGTERM, SIGCHLD, SIGALRM}) std::signal(ignored, SIG_IGN);
   open_as("/dev/null", O_RDONLY, STDIN_FILENO);
   constexpr int kAnew = O_WRONLY | O_CREAT | O_TRUNC | O_APPEND;  // may be one and the same file
   open_as(options.stdout_path.c_str(), kAnew, STDOUT_FILENO);

@@ -12,12 +12,6 @@
 namespace kovo {
 namespace {
 
-#if defined(KOVO_SANITIZED)
-constexpr std::size_t kSenderStack = std::size_t{1} << 20;  // sanitizers widen every frame
-#else
-constexpr std::size_t kSenderStack = std::size_t{64} << 10;  // a sender uses less than half
-#endif
-
 enum class Payload { kData, kStatus };  // the step's own, or the status service's answer
 
 /// Gives a taken slot back, unless its thread has started: out of memory, a log record may throw.
@@ -144,7 +138,7 @@ void start_sender(EventQueue& queue, const std::string& event_name, const SubCom
                  command.data.c_str());
   }
   fill_slot(queue, slot, command, port);
-  const int error = start_thread(queue.sender_threads[slot], kSenderStack,
+  const int error = start_thread(queue.sender_threads[slot], kSmallStack,
                                  kSenderBodies[static_cast<std::size_t>(kind)],
                                  &queue.buffers->sender_tasks[slot]);
   if (error == 0) {

@@ -25,6 +25,7 @@
 #include "frame/host.h"
 #include "frame/log.h"
 #include "frame/options.h"
+#include "frame/output.h"
 #include "frame/shell.h"
 #include "frame/supervision.h"
 #include "frame/worker.h"
@@ -48,12 +49,22 @@ void open_standard_descriptors() {
   if (fd > STDERR_FILENO) close(fd);
 }
 
-/// An empty handler in place of SIG_IGN, which the children of the shell would inherit.
-void ignore_broken_pipes() {
+void handle_signals(std::initializer_list<int> signals, void (*handler)(int)) {
   struct sigaction action {};
-  action.sa_handler = [](int) {};
+  action.sa_handler = handler;
   action.sa_flags = SA_RESTART;
-  sigaction(SIGPIPE, &action, nullptr);
+  for (const int signal : signals) sigaction(signal, &action, nullptr);
+}
+
+/// Makes the signals independent of the parent, for the daemon and its children: `timeout` could
+/// not end `nc` with SIGTERM blocked. A broken pipe and a file at its limit are errors of writing;
+/// the children would inherit SIG_IGN, but do not inherit a handler.
+void set_signals() {
+  handle_signals({SIGTERM, SIGINT, SIGHUP, SIGCHLD, SIGALRM}, SIG_DFL);
+  handle_signals({SIGPIPE, SIGXFSZ}, [](int) {});
+  sigset_t none;
+  sigemptyset(&none);
+  sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
 /// All threads share one heap arena: each of its own would reserve 64 MiB of addresses, and the
@@ -67,8 +78,7 @@ void share_one_arena() {
 void prepare_process() {
   share_one_arena();
   open_standard_descriptors();
-  ignore_broken_pipes();
-  raise_descriptor_limit();
+  set_signals();
   umask(kModeMask);
 }
 
@@ -213,13 +223,9 @@ int run_kovotcp(int argc, char** argv) {
   });
   if (!parsed) return 1;
   if (!options.start_daemon) return 0;
-  take_over_stdout();
+  start_output();
   Supervision memory;
-  if (!start_up(memory)) {
-    // Other threads are running: leave without destroying what they use.
-    flush_stdout();
-    _exit(1);
-  }
+  if (!start_up(memory)) end_process(1);
   supervise(memory);
 }
 

@@ -1,7 +1,5 @@
 #include "frame/log.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdarg>
@@ -12,14 +10,13 @@
 #include "frame/globals.h"
 #include "frame/host.h"
 #include "frame/mutex.h"
-#include "frame/patient_output.h"
+#include "frame/output.h"
 
 namespace kovo {
 namespace {
 
 Mutex log_lock;
 std::int32_t main_log_records GUARDED_BY(log_lock) = 0;
-std::FILE* output = nullptr;  // null: stdout as the C library has it; guarded by log_lock when used
 
 [[gnu::format(printf, 1, 0)]] std::string format_record(const char* format, std::va_list args) {
   std::va_list again;
@@ -35,10 +32,6 @@ std::FILE* output = nullptr;  // null: stdout as the C library has it; guarded b
   return record;
 }
 
-void print(std::string_view record) REQUIRES(log_lock) {
-  std::fwrite(record.data(), 1, record.size(), output == nullptr ? stdout : output);
-}
-
 /// The time stamp ends in a blank and another one follows it: event lines have two.
 [[gnu::format(printf, 1, 0)]] void write_event(const char* format, std::va_list args, bool echo) {
   const std::string message = format_record(format, args);
@@ -46,25 +39,10 @@ void print(std::string_view record) REQUIRES(log_lock) {
   char stamp[kTimestampSize];
   const std::string record = std::string(timestamp_text(stamp)) + " " + message;
   append_file(event_log_path, record);
-  if (echo) print(record);
+  if (echo) print_text(record);
 }
 
 }  // namespace
-
-void take_over_stdout() {
-  std::fflush(stdout);
-  struct stat info {};
-  if (fstat(STDOUT_FILENO, &info) == 0 && !S_ISREG(info.st_mode)) {
-    const Descriptor own(open("/proc/self/fd/1", O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-    if (own.fd >= 0) dup2(own.fd, STDOUT_FILENO);
-  }
-  output = open_patient_output(STDOUT_FILENO, stdout);
-}
-
-void flush_stdout() {
-  const MutexLock held(log_lock);
-  std::fflush(output == nullptr ? stdout : output);
-}
 
 void log_main(const char* format, ...) {
   std::va_list args;
@@ -73,7 +51,7 @@ void log_main(const char* format, ...) {
   va_end(args);
 
   const MutexLock held(log_lock);
-  print(record);
+  print_text(record);
   if (!append_file(kMainLogPath, record)) return;
   if (++main_log_records < kRecordsPerLog) return;
   static_cast<void>(std::rename(kMainLogPath, kRotatedLogPath));
@@ -89,11 +67,6 @@ void print_stdout(const char* format, ...) {
   print_text(record);
 }
 
-void print_text(std::string_view text) {
-  const MutexLock held(log_lock);
-  print(text);
-}
-
 void log_event(const char* format, ...) {
   std::va_list args;
   va_start(args, format);
@@ -106,6 +79,12 @@ void log_event_echo(const char* format, ...) {
   va_start(args, format);
   write_event(format, args, true);
   va_end(args);
+}
+
+void end_process(int status) {
+  const MutexLock held(log_lock);
+  flush_output();
+  _exit(status);
 }
 
 char* timestamp_text(char* buffer) {

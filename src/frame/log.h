@@ -7,17 +7,10 @@
 // is taken: they never mix, the rotation is exact, and the stamps of the event log ascend with the
 // clock. Files are opened and closed for each record; one that cannot be opened loses its record
 // and nothing else.
-//
-// stdout is buffered as the C library does it: by lines on a terminal, otherwise by blocks, unless
-// the one who started the daemon chose otherwise (as with stdbuf). Its reader may be slow, but not
-// stand still: room is waited for until nothing was read for 200 ms, for a second at most; what has
-// no room then is dropped, and so is what comes after it, without waiting, until there is room
-// again.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
-#include <string_view>
 
 namespace kovo {
 
@@ -25,14 +18,6 @@ constexpr char kMainLogPath[] = "/var/tmp/log/kovo.log";
 constexpr char kRotatedLogPath[] = "/var/tmp/log/kovo.log.1";
 constexpr std::int32_t kRecordsPerLog = 20000;
 constexpr std::size_t kTimestampSize = 64;
-
-/// Takes stdout over for the daemon's records, with a description of its own that does not block:
-/// terminals and pipes stay as they are for everybody else. Called once, by main, before any
-/// thread starts; until then records go out by the C library's own stream.
-void take_over_stdout();
-
-/// Writes out what stdout has buffered, for the moment before the process ends.
-void flush_stdout();
 
 /// Prints a record on stdout and appends it to the main log. The 20000th record appended since the
 /// last rotation renames the log to its rotated path.
@@ -47,8 +32,9 @@ void flush_stdout();
 /// Prints diagnostics on stdout alone.
 [[gnu::format(printf, 1, 2)]] void print_stdout(const char* format, ...);
 
-/// The same for a text as it is; needs no memory.
-void print_text(std::string_view text);
+/// Ends the process, while other threads run, without destroying what they use. What was logged
+/// reaches the reader of stdout if it reads within a second; nothing is logged after it.
+[[noreturn]] void end_process(int status);
 
 /// Fills a buffer of at least kTimestampSize bytes with the local time in milliseconds and a
 /// trailing blank, and returns it.

@@ -2,6 +2,7 @@
 
 #include "frame/host.h"
 #include "frame/log.h"
+#include "frame/output.h"
 
 namespace kovo {
 

@@ -12,6 +12,11 @@ namespace kovo {
 
 constexpr std::int64_t kInsistPauseMs = 1000;
 constexpr std::size_t kDefaultStack = 0;
+#if defined(KOVO_SANITIZED)
+constexpr std::size_t kSmallStack = std::size_t{1} << 20;  // sanitizers widen every frame
+#else
+constexpr std::size_t kSmallStack = std::size_t{64} << 10;  // a sender uses less than half
+#endif
 
 /// Starts a thread with a stack of so many bytes; kDefaultStack takes the default attributes.
 /// Returns 0 or the error number of the creation.

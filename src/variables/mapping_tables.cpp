@@ -1,18 +1,11 @@
 #include "variables/mapping_tables.h"
 
 #include "frame/text.h"
+#include "product_ids.h"
 
 namespace kovo {
 namespace {
 
-// Place-holders: the device family's ids go here, in this order, or into the build by defining the
-// macro as seven quoted texts separated by commas.
-#ifndef KOVO_PRODUCT_IDS
-#define KOVO_PRODUCT_IDS                                                           \
-  "KV-IN-HDMI-1", "KV-IN-HDMI-2", "KV-OUT-HDMI-1", "KV-IN-USBC-1", "KV-IN-USBC-2", \
-      "KV-OUT-USBC-1", "KV-OUT-USBC-2"
-#endif
-constexpr const char* kProductIds[] = {KOVO_PRODUCT_IDS};
 constexpr Variant kVariants[] = {{1, 0}, {1, 0}, {0, 0}, {1, 1}, {1, 1}, {0, 1}, {0, 1}};
 constexpr std::size_t kProducts = sizeof kVariants / sizeof kVariants[0];
 static_assert(sizeof kProductIds / sizeof kProductIds[0] == kProducts, "seven product ids");
