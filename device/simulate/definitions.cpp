@@ -3,7 +3,6 @@
 #include "definitions/event_compiler.h"
 #include "device/device.h"
 #include "engine/choose_sender.h"
-#include "frame/files.h"
 
 namespace kovo::device {
 namespace {
@@ -12,15 +11,9 @@ constexpr char kDefinitions[] = "/www/pelm/kovo.txt";
 constexpr char kTestDefinitions[] = "/www/pelm/tmp/kovotest.txt";
 
 EventList read_events() {
-  DefinitionEntries entries;
-  const File file(std::fopen(kDefinitions, "re"));
-  LineBuffer buffer;
-  std::string_view line;
-  while (file != nullptr && read_line(file.get(), buffer, line)) {
-    parse_definition_line(entries, line);
-  }
   EventList events;
-  for (const CompiledEvent& event : compile_events(entries).events) {
+  const CompiledEvents list = compile_events(parse_definitions(read_file(kDefinitions)));
+  for (const CompiledEvent& event : list.events) {
     events.push_back(whole_event(event, event.step_count));
   }
   return events;

@@ -17,6 +17,7 @@ namespace kovo {
 namespace {
 
 constexpr int kScanPeriodMs = 250;
+constexpr std::int64_t kSlowTextNs = 250'000'000;  // a text handled slower ends the loop of a pass
 constexpr char kEnableKey[] = "__SET__:network.kovo.enable";
 
 void take_command(void* queue, std::string_view data) {
@@ -74,11 +75,22 @@ void handle_tcp_line(EventQueue& queue, CentralState& state, std::string_view li
   push_event_back(queue, state, key, 0);
 }
 
+/// Handles the received texts, the oldest first. Stops after one that took long: while the status
+/// service is silent, a text a second would otherwise keep due events from ever being executed.
+void handle_tcp_lines(EventQueue& queue, CentralState& state) {
+  std::int64_t took_ns = 0;
+  while (took_ns <= kSlowTextNs) {
+    const std::optional<TcpLine> line = take_tcp_line(queue);
+    if (!line) return;
+    const std::int64_t start = steady_ns();
+    handle_tcp_line(queue, state, line->line);
+    took_ns = steady_ns() - start;
+  }
+}
+
 void run_pass(EventQueue& queue, CentralState& state) {
   if (state.ready == 0) return;
-  while (const std::optional<TcpLine> line = take_tcp_line(queue)) {
-    handle_tcp_line(queue, state, line->line);
-  }
+  handle_tcp_lines(queue, state);
   exec_event(queue, state);
 }
 

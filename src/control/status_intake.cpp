@@ -12,6 +12,7 @@
 #include "frame/text.h"
 #include "frame/worker.h"
 #include "variables/central_state.h"
+#include "variables/change_values.h"
 #include "variables/mapping_tables.h"
 #include "variables/variable_store.h"
 
@@ -63,7 +64,7 @@ void handle_counting_row(CentralState& state, const CountingRow& row) {
   const char* event = row.event.c_str();
   const int since_last = static_cast<int>(row.since_last);
   if (debug != 0) print_stdout("[%s:%d] get event name %s\n", kRoutine, __LINE__, event);
-  if (row.since_last <= kRepeatS) {
+  if (pause_lasts(row.since_last, kRepeatS)) {
     log_main("[%s:%d] skip event %s, now-last=%d sec\n", kRoutine, __LINE__, event, since_last);
     log_event("skip event %s, now-last=%d sec\n", event, since_last);
     return;
@@ -94,7 +95,7 @@ std::optional<std::string> other_selection(CentralState& state, const std::strin
   return row->last_value;
 }
 
-void handle_playback(CentralState& state, const std::string& name, SecondsClock clock) {
+void handle_playback(CentralState& state, const std::string& name, std::int64_t now) {
   const std::optional<std::string> old = other_selection(state, name);
   if (!old) return;
   for (const char* event : playback_events(*old, name)) {
@@ -106,7 +107,7 @@ void handle_playback(CentralState& state, const std::string& name, SecondsClock 
   const MutexLock held(state.mapping_lock);
   MappingRow* row = find_row_by_setting(state.mapping_table, "local:x");
   row->last_value = name;
-  row->last_time = clock();
+  row->last_time = now;
 }
 
 }  // namespace
@@ -136,7 +137,7 @@ void handle_status_line(CentralState& state, VariableRegistry& registry, std::st
   const KeyValue pair = split_key_value(line);
   const std::string name(pair.key);
   if (starts_with_nocase(name, "local")) {
-    handle_playback(state, name, clock);
+    handle_playback(state, name, clock());
     return;
   }
   const bool hdcp = equals_nocase(name, "CUR_HDCP") || equals_nocase(name, "HDMI2_CUR_HDCP");

@@ -2,14 +2,11 @@
 
 #include <utility>
 
-#ifdef __GLIBC__
-#include <malloc.h>
-#endif
-
 #include "definitions/status_vars.h"
 #include "definitions/templates.h"
 #include "frame/files.h"
 #include "frame/globals.h"
+#include "frame/host.h"
 #include "frame/log.h"
 #include "variables/central_state.h"
 
@@ -30,13 +27,6 @@ void print_offset(std::int32_t step, std::int64_t delay_from_exec_ns) {
 }
 
 constexpr DefinitionTrace kDebugTrace = {print_decoded, print_offset};
-
-/// What a large file has left in the heap would otherwise stay with the process.
-void give_back_memory() {
-#ifdef __GLIBC__
-  malloc_trim(0);
-#endif
-}
 
 EventDefinition copy_event(CentralState& state, std::string_view name, int test) {
   const MutexLock held(state.state_lock);

@@ -22,7 +22,10 @@ StatusVars query_status() {
   if (!open_pipe(pipe, kStatusQuery)) return vars;
   LineBuffer buffer;
   std::string_view line;
+  std::size_t bytes = 0;
   while (vars.size() < kMaxStatusVars && read_line(pipe.output, buffer, line)) {
+    bytes += line.size();
+    if (bytes > kMaxStatusBytes) break;
     parse_status_line(line, vars);
   }
   return vars;

@@ -1,5 +1,7 @@
 #include "engine/event_execution.h"
 
+#include <utility>
+
 #include "engine/event_fate.h"
 #include "engine/sender_threads.h"
 #include "frame/globals.h"
@@ -82,14 +84,19 @@ void log_expired(const EventDefinition& event, std::int64_t now) {
 /// A scan over a list that leaves some events in it, in their order, and makes it shorter once, at
 /// its end. Broken off by an exception, it leaves the event it stands at and those behind it, too.
 struct Scan {
-  explicit Scan(EventList& list) : events(list), kept(list.begin()), next(list.begin()) {}
+  Scan(EventList& list, QueueLoad& list_load)
+      : events(list), load(list_load), kept(list.begin()), next(list.begin()) {}
   ~Scan() {
+    if (kept == next) return;
     events.erase(kept, next);
+    load.bytes = 0;  // summed anew: moving an event may change the memory of its texts
+    for (const EventDefinition& event : events) load.bytes += event_bytes(event);
   }
   Scan(const Scan&) = delete;
   Scan& operator=(const Scan&) = delete;
 
   EventList& events;
+  QueueLoad& load;
   EventList::iterator kept;  // behind the events that stay
   EventList::iterator next;  // not looked at yet
 };
@@ -104,7 +111,8 @@ void keep(Scan& scan) {
 int exec_event(EventQueue& queue, CentralState& state) {
   const MutexLock held(queue.lock);
   int executed = 0;
-  for (Scan scan(queue.pending); scan.next != queue.pending.end(); ++scan.next) {
+  for (Scan scan(queue.pending, queue.pending_load); scan.next != queue.pending.end();
+       ++scan.next) {
     EventDefinition& event = *scan.next;
     const std::int64_t now = queue_time(queue);
     const EventFate fate = event_fate(event, now);
@@ -112,6 +120,7 @@ int exec_event(EventQueue& queue, CentralState& state) {
     if (fate == EventFate::kRun && run_event(queue, state, event, now)) ++executed;
     if (fate == EventFate::kWait) keep(scan);
   }
+  if (queue.pending.empty() && std::exchange(queue.pending_was_large, false)) give_back_memory();
   return executed;
 }
 

@@ -15,6 +15,7 @@ namespace kovo {
 namespace {
 
 constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
+constexpr std::size_t kLargeQueueBytes = std::size_t{1} << 20;
 
 /// Looks one name up and stamps the copy; nothing when no event has it. The mirror hears of found
 /// and unfound names alike, each time with the whole text.
@@ -34,17 +35,38 @@ std::optional<EventDefinition> make_pending(EventQueue& queue, CentralState& sta
 
 enum class End { kFront, kBack };
 
+const char* routine_of(End end) {
+  return end == End::kBack ? "push_event_back" : "push_event_front";
+}
+
+/// Puts an event at one end of the queue, or drops it: one delayed event that is raised again and
+/// again would otherwise fill the device's memory.
+void add_pending(EventQueue& queue, EventDefinition event, std::string_view name, End end)
+    REQUIRES(queue.lock) {
+  QueueLoad& load = queue.pending_load;
+  const std::size_t bytes = event_bytes(event);
+  if (load.bytes + bytes > kMaxQueueBytes) {
+    ++load.dropped;
+    if (drops_to_report(load, steady_ns()) == 0) return;
+    log_main("[%s:%d] Error: Too many event: key=%s\n", routine_of(end), __LINE__,
+             std::string(name).c_str());
+    return;
+  }
+  const auto place = end == End::kBack ? queue.pending.end() : queue.pending.begin();
+  queue.pending.insert(place, std::move(event));
+  load.bytes += bytes;
+  if (load.bytes > kLargeQueueBytes) queue.pending_was_large = true;
+}
+
 /// Looks up each name of a text and puts the events found at one end of the queue.
 void push_names(EventQueue& queue, CentralState& state, const std::string& text, int test, End end)
     REQUIRES(queue.lock) {
   for (const std::string_view name : split_lines(text)) {
     std::optional<EventDefinition> event = make_pending(queue, state, name, text, test);
-    if (event && end == End::kBack) queue.pending.push_back(std::move(*event));
-    if (event && end == End::kFront) queue.pending.push_front(std::move(*event));
-    if (!event && debug != 0) {
-      print_stdout("[%s:%d] not found sys event=%s\n",
-                   end == End::kBack ? "push_event_back" : "push_event_front", __LINE__,
-                   text.c_str());
+    if (event) {
+      add_pending(queue, std::move(*event), name, end);
+    } else if (debug != 0) {
+      print_stdout("[%s:%d] not found sys event=%s\n", routine_of(end), __LINE__, text.c_str());
     }
   }
 }
@@ -64,6 +86,16 @@ std::optional<MirrorTarget> mirror_target(std::int32_t level) {
 }
 
 }  // namespace
+
+std::size_t event_bytes(const EventDefinition& event) {
+  std::size_t bytes = sizeof event + text_bytes(event.name) + text_bytes(event.trigger) +
+                      event.commands.capacity() * sizeof(SubCommand);
+  for (const SubCommand& step : event.commands) {
+    bytes += text_bytes(step.ip) + text_bytes(step.port) + text_bytes(step.protocol) +
+             text_bytes(step.data);
+  }
+  return bytes;
+}
 
 std::unique_ptr<EventQueue> make_event_queue() {
   auto queue = std::make_unique<EventQueue>();

@@ -63,8 +63,10 @@ struct FreeBuffers {
 
 struct EventQueue {
   Mutex lock;  // held for a whole push, its lookup included, and for a whole scan of the worker
-  EventList pending GUARDED_BY(lock);
-  std::deque<TcpLine> tcp_lines GUARDED_BY(lock);  // the oldest first, kMaxQueueBytes at most
+  EventList pending GUARDED_BY(lock);  // kMaxQueueBytes at most
+  QueueLoad pending_load GUARDED_BY(lock);
+  bool pending_was_large GUARDED_BY(lock) = false;  // since it was last empty
+  std::deque<TcpLine> tcp_lines GUARDED_BY(lock);   // the oldest first, kMaxQueueBytes at most
   QueueLoad tcp_load GUARDED_BY(lock);
 
   // The slots. The worker takes and frees them; a sender thread touches only its own.
@@ -74,6 +76,9 @@ struct EventQueue {
 
   std::int64_t created_at = 0;  // steady clock, nanoseconds: origin of all queue times
 };
+
+/// Returns the memory of a queued event: its steps, its texts and its place in the queue.
+std::size_t event_bytes(const EventDefinition& event);
 
 /// Makes the queue. Called once, by main.
 std::unique_ptr<EventQueue> make_event_queue();
@@ -90,8 +95,9 @@ std::optional<TcpLine> take_tcp_line(EventQueue& queue);
 
 /// Looks up each line of `names` and appends the events found to `pending`, in order; one final
 /// line feed is removed first. Logs the text, and mirrors it once per name when the mirror is on.
-/// Nothing is queued for a name without an event; with -d it is printed. Returns 0. Any thread;
-/// takes queue.lock for all of it: the status queries of the lookups and the mirror's lines, up to
+/// Nothing is queued for a name without an event; with -d it is printed. An event for which
+/// `pending` has no room is dropped and logged, once a second at most. Returns 0. Any thread; takes
+/// queue.lock for all of it: the status queries of the lookups and the mirror's lines, up to
 /// 3 s each, included.
 int push_event_back(EventQueue& queue, CentralState& state, std::string_view names, int test);
 

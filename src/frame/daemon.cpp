@@ -187,7 +187,7 @@ void wait_for_status(CentralState& state) {
 
 /// Starts everything up to the supervision loop; a step that runs out of memory is made again.
 /// False when a worker cannot be started.
-bool start_up(Supervision& memory) {
+bool start_up() {
   insist("main", log_banner);
   verbose = 1;
   make_objects();
@@ -196,7 +196,7 @@ bool start_up(Supervision& memory) {
   insist("main", write_pid_file);
   if (!start_early_workers()) return false;
   make_web_root();
-  load_definitions(*central_state, memory);
+  load_definitions(*central_state);
   if (!start_late_workers()) return false;
   central_state->ready = 1;
   wait_for_network(*central_state);
@@ -205,7 +205,8 @@ bool start_up(Supervision& memory) {
   return true;
 }
 
-[[noreturn]] void supervise(Supervision& memory) {
+[[noreturn]] void supervise() {
+  Supervision memory;
   start_time = static_cast<std::time_t>(now_s());
   hdmi_plug_enabled = 0;
   while (true) guarded("main", [&] { supervise_once(*central_state, memory); });
@@ -224,9 +225,8 @@ int run_kovotcp(int argc, char** argv) {
   if (!parsed) return 1;
   if (!options.start_daemon) return 0;
   start_output();
-  Supervision memory;
-  if (!start_up(memory)) end_process(1);
-  supervise(memory);
+  if (!start_up()) end_process(1);
+  supervise();
 }
 
 }  // namespace kovo

@@ -4,6 +4,10 @@
 #include <ifaddrs.h>
 #include <sys/time.h>
 
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -77,6 +81,12 @@ std::int64_t now_us() {
   timeval now{};
   gettimeofday(&now, nullptr);
   return std::int64_t{now.tv_sec} * 1'000'000 + now.tv_usec;
+}
+
+void give_back_memory() {
+#ifdef __GLIBC__
+  malloc_trim(0);
+#endif
 }
 
 std::int64_t steady_ns() {

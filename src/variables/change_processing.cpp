@@ -47,17 +47,17 @@ void process_serial(CentralState& state, VariableRegistry& registry, const std::
 }
 
 /// Raises a dedicated event unless it was last queued within the pause. True when it did.
-bool raise_after_pause(const char* event, std::int64_t& last_time, SecondsClock clock) {
-  if (clock() <= last_time + kEventPauseS) return false;
+bool raise_after_pause(const char* event, std::int64_t& last_time, std::int64_t now) {
+  if (pause_lasts(now - last_time, kEventPauseS)) return false;
   log_event("%s\n", event);
   push_event(event);
-  last_time = clock();
+  last_time = now;
   return true;
 }
 
 void raise_yuv_event(CentralState& state, const std::string& yuv, SecondsClock clock) {
   if (equals_nocase(yuv, state.yuv_out)) return;
-  if (!raise_after_pause("YCbCrOutput", state.yuv_event_time, clock) && debug != 0) {
+  if (!raise_after_pause("YCbCrOutput", state.yuv_event_time, clock()) && debug != 0) {
     print_stdout("[%s:%d] skip YCbCrOutput\n", kRoutine, __LINE__);
   }
   state.yuv_out = yuv;
@@ -105,8 +105,8 @@ void process_wpa_mode(CentralState& state, const std::string& value, SecondsCloc
     status_differs = !equals_nocase(status, state.p8021_status);
     mode_differs = !equals_nocase(value, state.wpa_eap_mode);
   }
-  if (status_differs) raise_after_pause("p8021enable", state.p8021enable_time, clock);
-  if (mode_differs) raise_after_pause("p8021status", state.p8021status_time, clock);
+  if (status_differs) raise_after_pause("p8021enable", state.p8021enable_time, clock());
+  if (mode_differs) raise_after_pause("p8021status", state.p8021status_time, clock());
   const MutexLock held(state.mapping_lock);
   state.p8021_status = status;
   state.wpa_eap_mode = value;
@@ -116,24 +116,24 @@ void process_wpa_mode(CentralState& state, const std::string& value, SecondsCloc
 /// every message starts that anew.
 void process_mapping(CentralState& state, const std::string& name, std::int64_t now) {
   std::string event;
-  std::int64_t previous = 0;
+  std::int64_t since_last = 0;
   {
     const MutexLock held(state.mapping_lock);
     if (MappingRow* row = find_row_by_variable(state.mapping_table, name)) {
       event = row->status;
-      previous = row->last_time;
+      since_last = now - row->last_time;
       row->last_time = now;
     }
   }
   if (event.empty()) {
     if (debug != 0) print_stdout("[%s:%d] no mapping: %s\n", kRoutine, __LINE__, name.c_str());
-  } else if (now > previous + kQuietPeriodS) {
+  } else if (!pause_lasts(since_last, kQuietPeriodS)) {
     log_event("get lm event %s\n", event.c_str());
     log_main("[%s:%d] get lm event %s\n", kRoutine, __LINE__, event.c_str());
     push_event(event);
   } else {
     log_event("[%s:%d] skip event %s, now-last=%d sec\n", kRoutine, __LINE__, event.c_str(),
-              static_cast<int>(now - previous));
+              static_cast<int>(since_last));
   }
 }
 

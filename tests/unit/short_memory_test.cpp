@@ -1,10 +1,13 @@
 // Memory that runs out at each moment of an action in turn: what was there before stays whole.
 #include <gtest/gtest.h>
+#include <malloc.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <new>
 #include <regex>
 
+#include "definitions/event_compiler.h"
 #include "engine/event_execution.h"
 #include "engine/event_queue.h"
 #include "frame/host.h"
@@ -12,6 +15,8 @@
 #include "variables/variable_store.h"
 
 thread_local int allocations_left = -1;  // how many more succeed; -1: all
+thread_local std::size_t bytes_now = 0;  // allocated
+thread_local std::size_t bytes_most = 0;
 
 #if defined(__has_feature)
 #if __has_feature(thread_sanitizer)
@@ -24,15 +29,19 @@ thread_local int allocations_left = -1;  // how many more succeed; -1: all
 [[gnu::noinline]] void* operator new(std::size_t size) {
   if (allocations_left == 0) throw std::bad_alloc();
   if (allocations_left > 0) --allocations_left;
-  if (void* memory = std::malloc(size)) return memory;
-  throw std::bad_alloc();
+  void* memory = std::malloc(size);
+  if (memory == nullptr) throw std::bad_alloc();
+  bytes_now += malloc_usable_size(memory) + sizeof(std::size_t);
+  bytes_most = std::max(bytes_most, bytes_now);
+  return memory;
 }
 
 [[gnu::noinline]] void operator delete(void* memory) noexcept {
+  if (memory != nullptr) bytes_now -= malloc_usable_size(memory) + sizeof(std::size_t);
   std::free(memory);
 }
 [[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept {
-  std::free(memory);
+  operator delete(memory);
 }
 #endif
 
@@ -69,6 +78,7 @@ TEST(ShortMemory, AScanKeepsWaitingEventsInOrderEvenWhenItIsBrokenOff) {
     event.name = event.trigger = name;
     event.queued_at = queued_at;
     event.due_at = due_at;
+    queue->pending_load.bytes += event_bytes(event);
   };
   add("due", now, now);
   add("waiting1", now, later);
@@ -82,7 +92,12 @@ TEST(ShortMemory, AScanKeepsWaitingEventsInOrderEvenWhenItIsBrokenOff) {
   const auto look = [&] {
     left.clear();
     const MutexLock held(queue->lock);
-    for (const EventDefinition& event : queue->pending) left += event.name + " ";
+    std::size_t bytes = 0;
+    for (const EventDefinition& event : queue->pending) {
+      left += event.name + " ";
+      bytes += event_bytes(event);
+    }
+    EXPECT_EQ(queue->pending_load.bytes, bytes);
     if (left == "waiting1 waiting2 waiting3 ") return;
     EXPECT_EQ(left, "waiting1 waiting2 expired waiting3 due ");
   };
@@ -111,6 +126,34 @@ TEST(ShortMemory, LeavesAllOfASetOrNothing) {
   fail_each_allocation([&] { lm_set(registry, name + "2", value); }, look);
   fail_each_allocation([&] { lm_set_change(registry, name + "3", value); }, look);
   for (const char* number : {"1", "2", "3"}) EXPECT_EQ(lm_get(registry, name + number), value);
+}
+
+/// The shortest texts that differ.
+std::string short_name(int number) {
+  std::string name;
+  for (int rest = number + 1; rest > 0; rest /= 26) name += static_cast<char>('a' + rest % 26);
+  return name;
+}
+
+TEST(ShortMemory, ADefinitionFileTakesLittleWhateverItHoldsWhileTheOldOneIsInUse) {
+  const struct {
+    const char* count;  // line of each event
+    int steps;
+  } cases[] = {{"", 1}, {"Count=1\n", 0}, {"Count=1\n", 1}, {"Count=128\n", 128}};
+  for (const auto& c : cases) {
+    std::string file;
+    for (int event = 0; file.size() < kMaxDefinitionBytes; ++event) {
+      const std::string name = *c.count == '\0' ? "" : short_name(event);
+      if (*c.count != '\0') file += name + c.count;
+      for (int step = 0; step < c.steps; ++step) {
+        file += name.empty() ? "=\n" : name + "IP" + std::to_string(step) + "=\n";
+      }
+    }
+    bytes_now = bytes_most = 0;
+    const CompiledEvents old = compile_events(parse_definitions(file));
+    compile_events(parse_definitions(file));
+    EXPECT_LT(bytes_most, std::size_t{23} << 20) << c.count << c.steps;
+  }
 }
 
 }  // namespace

@@ -60,8 +60,7 @@ TEST(MappingTable, LookupsFindTheFirstRowInAnyCase) {
 
 TEST(Values, AreUnescapedThenPercentDecodedThenCut) {
   EXPECT_EQ(decode_value("plain"), "plain");
-  EXPECT_EQ(decode_value("a\\nb%3Ac"), "a\nb:c");
-  EXPECT_EQ(decode_value("%5Cn"), "\\n") << "decoded last, so it is no escape sequence any more";
+  EXPECT_EQ(decode_value("a\\nb%3Ac%5Cn"), "a\nb:c\\n") << "decoded last, so not unescaped";
   EXPECT_EQ(decode_value("a%00b"), "a");
   EXPECT_EQ(decode_value(std::string(3000, 'x')).size(), 2047U);
 }
@@ -132,12 +131,9 @@ TEST_F(Store, KindsOfSetsDifferInCaseAndPrecedence) {
   lm_set_init(registry, "Device_Name", "A");
   lm_set_init(registry, "DEVICE_NAME", "B");
   EXPECT_EQ(lm_get(registry, "device_name"), "B");
-  lm_set(registry, "device_name", "C");
-  lm_set_init(registry, "DEVICE_NAME", "D");
-  EXPECT_EQ(lm_get(registry, "DEVICE_NAME"), "C") << "a live value wins over the snapshot";
-
-  EXPECT_FALSE(lm_set_change(registry, "DEVICE_NAME", "c"));
-  EXPECT_EQ(lm_get(registry, "DEVICE_NAME"), "C") << "another letter case is not stored";
+  EXPECT_FALSE(lm_set_change(registry, "DEVICE_NAME", "b"));
+  lm_set_init(registry, "device_name", "C");
+  EXPECT_EQ(lm_get(registry, "DEVICE_NAME"), "B") << "an equal value is live as well";
   EXPECT_TRUE(lm_set_change(registry, "DEVICE_NAME", "E"));
   EXPECT_TRUE(lm_set_change(registry, "new", ""));
 

@@ -54,6 +54,7 @@ TEST_F(Following, MappedEventsKeepQuietForFourSecondsAfterEachMessage) {
   EXPECT_EQ(follow("MY_IP", "d", 1006), "ipAddr ");
   EXPECT_EQ(follow("DEVICE_NAME", "e", 1011), "name ");
   EXPECT_EQ(follow("UNMAPPED", "f", 1011), "");
+  EXPECT_EQ(follow("DEVICE_NAME", "g", 500), "name ") << "the clock was set back";
 }
 
 TEST_F(Following, SerialFormatsRaiseAnEventForEachPart) {
@@ -101,6 +102,7 @@ TEST_F(Following, WpaModesRaiseTheirTwoEvents) {
   EXPECT_EQ(follow("WPA_EAP_MODE", "off", 1002), "");
   EXPECT_EQ(follow("WPA_EAP_MODE", "TLS", 1003), "p8021enable p8021status ");
   EXPECT_EQ(follow("WPA_EAP_MODE", "PEAP", 1006), "p8021status ");
+  EXPECT_EQ(follow("WPA_EAP_MODE", "off", 500), "p8021enable p8021status ");
 }
 
 TEST_F(Following, RowsOfStatusLinesKeepQuietForTwoSecondsAfterEachLine) {
@@ -115,6 +117,8 @@ TEST_F(Following, RowsOfStatusLinesKeepQuietForTwoSecondsAfterEachLine) {
   EXPECT_EQ(skipped(1000), "");
   EXPECT_EQ(skipped(1002), "skip event mute, now-last=2 sec\n");
   EXPECT_EQ(skipped(1004), "skip event mute, now-last=2 sec\n") << "a skipped line counts as well";
+  EXPECT_EQ(skipped(1007), "");
+  EXPECT_EQ(skipped(500), "");
   EXPECT_EQ(skipped(1007), "");
   EXPECT_EQ(follow("TX_A_MUTE", "1", 1011), "") << "the row is the same";
 }

@@ -14,11 +14,8 @@ namespace {
 TEST(Queue, TakesNamesAtEitherEnd) {
   const auto queue = make_event_queue();
   CentralState state;
-  for (const char* line : {"ACount=1", "ADelay=5"}) {
-    parse_definition_line(state.definition_entries, line);
-    parse_definition_line(state.test_definition_entries, line);
-  }
-  parse_definition_line(state.definition_entries, "BCount=1");
+  state.definition_entries = parse_definitions("ACount=1\nADelay=5\nBCount=1");
+  state.test_definition_entries = parse_definitions("ACount=1\nADelay=5");
   for (const int test : {0, 1}) rebuild_kovo_event_list(state, test);
   push_event_back(*queue, state, "A\nnone\nB\n", 0);
   push_event_front(*queue, state, "A\nB\n", 0);
