@@ -3,6 +3,7 @@
 Programs enter it by `device/enter PROGRAM`; everything else here is for use inside.
 """
 
+# ruff: noqa: F401
 from device.daemon import Daemon, Usage
 from device.receivers import Arrival, TcpReceiver, UdpReceiver
 from device.status import StatusService
@@ -18,22 +19,3 @@ from device.system import (
     wait_until,
     write_file,
 )
-
-__all__ = [
-    "Arrival",
-    "Daemon",
-    "StatusService",
-    "TcpReceiver",
-    "UdpReceiver",
-    "Usage",
-    "add_address",
-    "read_file",
-    "reset",
-    "route_multicast",
-    "send_tcp",
-    "send_udp",
-    "set_param",
-    "set_uptime",
-    "wait_until",
-    "write_file",
-]

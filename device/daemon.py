@@ -14,6 +14,10 @@ from device.system import read_file, set_uptime, wait_until
 SYNC_MARKER = Path("/var/tmp/plinth_sync_ok")  # each pass of the supervision loop makes it anew
 
 
+# The signals as a careless parent may pass them on.
+SIGNALS = ("env", "--ignore-signal=TERM,CHLD,ALRM", "--block-signal")
+
+
 @dataclass
 class Usage:
     """What a daemon uses at a moment; all 0 when it has ended."""
@@ -41,7 +45,7 @@ class Daemon:
 
     It has a session of its own. `uptime` is in seconds. Its output goes to a file or an open
     descriptor. `limits` are those of prlimit(1), such as
-    {"nofile": 60, "as": 84 << 20}; a number is both soft and hard.
+    {"nofile": 60, "as": 84 << 20}, both soft and hard.
     """
 
     def __init__(
@@ -50,8 +54,8 @@ class Daemon:
         uptime: float = 1000,
         stdout: str | int = "/tmp/daemon.out",
         stderr: str | int = "/tmp/daemon.err",
-        limits: dict[str, int | str] | None = None,
-        prefix: tuple[str, ...] = (),
+        limits: dict[str, int] | None = None,
+        prefix: tuple[str, ...] = SIGNALS,
         environment: dict[str, str] | None = None,
     ) -> None:
         set_uptime(uptime)

@@ -1,8 +1,6 @@
-"""Receivers that record what arrived, with the time stamps of the kernel.
+"""Receivers that record what arrived, with the time stamps of the kernel."""
 
-A receiver's threads append to `arrivals`; others read it.
-"""
-
+import bisect
 import socket
 import struct
 import threading
@@ -47,21 +45,49 @@ def _bind(kind: int, address: str, port: int) -> socket.socket:
     return sock
 
 
-class UdpReceiver:
+class _Receiver:
+    """Holds what arrived; threads of the receiver add to it, others look."""
+
+    def __init__(self, sock: socket.socket) -> None:
+        self.port = sock.getsockname()[1]
+        self._socket = sock
+        self._closing = False
+        self._lock = threading.Lock()  # guards the next one
+        self._arrivals: list[Arrival] = []
+
+    @property
+    def arrivals(self) -> list[Arrival]:
+        """Returns all arrivals so far, in the order of their time stamps."""
+        with self._lock:
+            return list(self._arrivals)
+
+    def wait(self, count: int, timeout: float = 10.0) -> bool:
+        """Waits for that many arrivals; False after `timeout` seconds."""
+        return wait_until(lambda: len(self._arrivals) >= count, timeout)
+
+    def close(self) -> None:
+        """Closes the port."""
+        self._closing = True
+        close_socket(self._socket)
+
+    def _record(self, at_ns: int, data: bytes) -> None:
+        with self._lock:
+            bisect.insort(self._arrivals, Arrival(at_ns, data), key=lambda one: one.at_ns)
+
+
+class UdpReceiver(_Receiver):
     """Receives datagrams at an address of the device, port 0 for any; joins a multicast group."""
 
     def __init__(self, port: int = 0, address: str = "127.0.0.1") -> None:
-        self.arrivals: list[Arrival] = []
-        self._socket = _bind(socket.SOCK_DGRAM, address, port)
+        sock = _bind(socket.SOCK_DGRAM, address, port)
         try:
-            self._socket.setsockopt(socket.SOL_SOCKET, _SO_RCVBUFFORCE, _BUFFER)
+            sock.setsockopt(socket.SOL_SOCKET, _SO_RCVBUFFORCE, _BUFFER)
         except PermissionError:  # in a user namespace: the system limits it
-            self._socket.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, _BUFFER)
+            sock.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, _BUFFER)
         if 224 <= int(address.split(".")[0]) < 240:
             group = socket.inet_aton(address) + bytes(4)
-            self._socket.setsockopt(socket.IPPROTO_IP, socket.IP_ADD_MEMBERSHIP, group)
-        self.port = self._socket.getsockname()[1]
-        self._closing = False
+            sock.setsockopt(socket.IPPROTO_IP, socket.IP_ADD_MEMBERSHIP, group)
+        super().__init__(sock)
         threading.Thread(target=self._run, daemon=True).start()
 
     def _run(self) -> None:
@@ -73,19 +99,10 @@ class UdpReceiver:
                     raise
             if self._closing:
                 return
-            self.arrivals.append(Arrival(at_ns, data))
-
-    def close(self) -> None:
-        """Closes the port."""
-        self._closing = True
-        close_socket(self._socket)
-
-    def wait(self, count: int, timeout: float = 10.0) -> bool:
-        """Waits for that many arrivals; False after `timeout` seconds."""
-        return wait_until(lambda: len(self.arrivals) >= count, timeout)
+            self._record(at_ns, data)
 
 
-class TcpReceiver:
+class TcpReceiver(_Receiver):
     """Receives connections: an arrival is complete when its peer closes or is quiet for 50 ms.
 
     With a reply, it answers the first bytes of a connection and closes it after its peer did;
@@ -94,20 +111,18 @@ class TcpReceiver:
     """
 
     def __init__(self, port: int = 0, address: str = "127.0.0.1", reply: bytes = b"") -> None:
-        self.arrivals: list[Arrival] = []
+        sock = _bind(socket.SOCK_STREAM, address, port)
+        sock.listen(4096)
+        super().__init__(sock)
         self.connections = 0
         self._reply = reply
-        self._listener = _bind(socket.SOCK_STREAM, address, port)
-        self._listener.listen(4096)
-        self.port = self._listener.getsockname()[1]
         self._open: list[socket.socket] = []
-        self._closing = False
         threading.Thread(target=self._accept, daemon=True).start()
 
     def _accept(self) -> None:
         while True:
             try:
-                connection, _ = self._listener.accept()
+                connection, _ = self._socket.accept()
             except OSError:
                 if self._closing:
                     return
@@ -124,7 +139,7 @@ class TcpReceiver:
                 try:
                     part, at_ns = _receive(connection)
                 except TimeoutError:
-                    self.arrivals.append(Arrival(first_ns, data))
+                    self._record(first_ns, data)
                     data = b""
                     continue
                 if not part:
@@ -136,18 +151,13 @@ class TcpReceiver:
         except OSError:
             pass  # reset by the peer
         if data:
-            self.arrivals.append(Arrival(first_ns, data))
+            self._record(first_ns, data)
         if self._reply:
             self._open.remove(connection)
             connection.close()
 
     def close(self) -> None:
         """Closes the port and all connections."""
-        self._closing = True
-        close_socket(self._listener)
+        super().close()
         for connection in list(self._open):
             close_socket(connection)
-
-    def wait(self, count: int, timeout: float = 10.0) -> bool:
-        """Waits for that many arrivals; False after `timeout` seconds."""
-        return wait_until(lambda: len(self.arrivals) >= count, timeout)

@@ -127,6 +127,18 @@ def _end_programs() -> None:
         raise RuntimeError("programs of the device cannot be ended")
 
 
+def _empty(directory: str, kept: list[str]) -> None:
+    for entry in os.scandir(directory):
+        if entry.path in kept:
+            continue
+        if any(Path(point).is_relative_to(entry.path) for point in kept):
+            _empty(entry.path, kept)
+        elif entry.is_dir(follow_symlinks=False):
+            shutil.rmtree(entry)
+        else:
+            os.unlink(entry)
+
+
 def reset(base_mounts: list[str] | None = None) -> None:
     """Makes the device as new: no other programs, empty directories, a network of its own.
 
@@ -139,9 +151,10 @@ def reset(base_mounts: list[str] | None = None) -> None:
     for point in reversed(mount_points() if base_mounts is not None else []):
         if point not in base_mounts:
             subprocess.run(["umount", "-l", point], check=True)
+    kept = mount_points()  # the repository may be in one of these directories
     for top in {"/" + path.split("/")[1] for path in [*OWN_DIRECTORIES, "/var", "/device"]}:
-        for entry in os.scandir(top) if os.path.isdir(top) else ():
-            shutil.rmtree(entry) if entry.is_dir(follow_symlinks=False) else os.unlink(entry)
+        os.makedirs(top, exist_ok=True)
+        _empty(top, kept)
     for path in [*OWN_DIRECTORIES, "/device/bin"]:
         os.makedirs(path, exist_ok=True)
     os.chmod("/tmp", 0o1777)

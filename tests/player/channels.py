@@ -1,16 +1,12 @@
 """What comes out of the device, and how it is made the same for every run."""
 
-import os
 import re
 import time
 from collections.abc import Callable
 from dataclasses import dataclass
 from typing import NamedTuple
 
-from device import read_file
 from tests.player.script import RECORD_END, escape_record
-
-LOGS = {"main": "/var/tmp/log/kovo.log", "event": "/var/tmp/log/kovoevent.log"}
 
 
 class Record(NamedTuple):
@@ -31,45 +27,7 @@ class Channel:
     compared: str = ""  # what had come by the latest comparison
 
 
-def file_channel(path: str) -> Channel:
-    """Returns the channel of a log, which is read again only when it has changed."""
-    seen: dict[str, object] = {"state": None, "text": ""}
-
-    def look() -> str:
-        state = None
-        if os.path.exists(path):
-            info = os.stat(path)
-            state = (info.st_ino, info.st_size, info.st_mtime_ns)
-        if state != seen["state"]:
-            seen.update(state=state, text=read_file(path).decode("latin-1"))
-        return seen["text"]
-
-    return Channel(look, "\n")
-
-
-@dataclass
-class Facts:
-    """What the moment and the daemon say about the numbers in its records."""
-
-    compared_ns: int  # wall clock of the latest comparison
-    now_ns: int
-    age_s: float  # of the daemon
-    pid: int
-    uptime: float  # of the system when the daemon started
-
-    def ranges(self) -> dict[str, tuple[float, float]]:
-        """Returns the least and the most that fits each replacement."""
-        since = self.compared_ns / 1e6 - 200  # a stamp is older than its record
-        now = self.now_ns / 1e6 + 1
-        least_age = max(int(self.age_s - (now - since) / 1000 - 3), 0)
-        return {
-            "@": (since, now),
-            "NOW": (since - 999, now),
-            "PID": (self.pid, self.pid),
-            "UP": (self.uptime + least_age, self.uptime + self.age_s + 2),
-            "S": (0, self.age_s + 1),
-            "N": (0, self.age_s * 1000),
-        }
+Ranges = dict[str, tuple[float, float]]  # the least and the most that fits a replacement
 
 
 def _last_number(found: re.Match[str]) -> int:
@@ -108,11 +66,10 @@ _RECEIPT = re.compile(
 )
 
 
-def fresh_text(channel: Channel, facts: Facts, receipts: bool) -> str:
+def fresh_text(channel: Channel, ranges: Ranges, receipts: bool) -> str:
     """Returns what came since the latest comparison, the same for every run."""
     goes_on = channel.text.startswith(channel.compared)  # or the file was removed
     fresh = channel.text[len(channel.compared) if goes_on else 0 :]
-    ranges = facts.ranges()
     for form, replacement, name, value in _FORMS:
 
         def replace(found: re.Match[str]) -> str:

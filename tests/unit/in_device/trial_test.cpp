@@ -1,17 +1,19 @@
 // The device of the try-out page raises what the daemon raises.
 #include "tryout/trial.h"
 
+#include <gtest/gtest.h>
+
 #include <random>
 
 #include "engine/event_queue.h"
 #include "frame/globals.h"
-#include "tests/daemon/device_test.h"
+#include "tests/unit/in_device/logs.h"
 #include "variables/central_state.h"
 #include "variables/change_processing.h"
 #include "variables/mapping_tables.h"
 #include "variables/variable_registry.h"
 
-namespace kovo::device {
+namespace kovo {
 namespace {
 
 const char* const kNames[] = {
@@ -59,4 +61,4 @@ TEST(Trial, ChangesOfVariablesRaiseWhatTheyRaiseInTheDaemon) {
 }
 
 }  // namespace
-}  // namespace kovo::device
+}  // namespace kovo

@@ -1,13 +1,15 @@
+#include <gtest/gtest.h>
+
 #include "control/status_intake.h"
 #include "engine/event_queue.h"
 #include "frame/globals.h"
-#include "tests/daemon/device_test.h"
+#include "tests/unit/in_device/logs.h"
 #include "variables/central_state.h"
 #include "variables/change_processing.h"
 #include "variables/mapping_tables.h"
 #include "variables/variable_store.h"
 
-namespace kovo::device {
+namespace kovo {
 namespace {
 
 // What needs the objects, but neither the process nor the passing of time.
@@ -122,4 +124,4 @@ TEST_F(Following, RowsOfStatusLinesKeepQuietForTwoSecondsAfterEachLine) {
 }
 
 }  // namespace
-}  // namespace kovo::device
+}  // namespace kovo
