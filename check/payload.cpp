@@ -2,25 +2,16 @@
 
 #include <arpa/inet.h>
 
-#include "engine/choose_sender.h"
+#include "engine/event_rules.h"
 #include "frame/text.h"
 
 namespace kovo::check {
 
 Sender sender_of(std::string_view protocol) {
-  switch (choose_sender(protocol)) {
-    case SendKind::kUdp:
-      return {Sends::kPayload, "UDP"};
-    case SendKind::kTcp:
-      return {Sends::kPayload, "TCP"};
-    case SendKind::kUdpStatus:
-      return {Sends::kStatus, "UDP"};
-    case SendKind::kTcpStatus:
-      return {Sends::kStatus, "TCP"};
-    case SendKind::kNone:
-      break;
-  }
-  return {Sends::kNothing, ""};
+  const std::optional<kovo::Sender> sender = choose_sender(protocol);
+  if (!sender) return {Sends::kNothing, ""};
+  return {sender->status ? Sends::kStatus : Sends::kPayload,
+          sender->transport == Transport::kTcp ? "TCP" : "UDP"};
 }
 
 std::vector<Placeholder> placeholders(std::string_view payload) {

@@ -55,5 +55,8 @@ bool open_pipe(Pipe&, const char*) {
 int _system(const char*) {
   return -1;
 }
+std::string query_device_param(const std::string&) {
+  return {};
+}
 
 }  // namespace kovo

@@ -1,5 +1,230 @@
-#include "frame/daemon.h"
+// Start-up, in its order, and then the supervision loop.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
+
+#include <csignal>
+#include <cstdio>
+#include <initializer_list>
+
+#include "control/command_language.h"
+#include "control/command_server.h"
+#include "control/status_intake.h"
+#include "definitions/definition_file.h"
+#include "definitions/event_list.h"
+#include "definitions/settings.h"
+#include "definitions/status_vars.h"
+#include "engine/event_queue.h"
+#include "frame/files.h"
+#include "frame/globals.h"
+#include "frame/host.h"
+#include "frame/log.h"
+#include "frame/options.h"
+#include "frame/output.h"
+#include "frame/shell.h"
+#include "frame/supervision.h"
+#include "frame/worker.h"
+#include "variables/central_state.h"
+#include "variables/channel_receivers.h"
+#include "variables/variable_store.h"
+
+namespace kovo {
+namespace {
+
+constexpr char kPowerOnMarkerPath[] = "/var/tmp/log/kovo_power_on";
+constexpr unsigned kMarkerMode = 0444;
+constexpr char kWebRoot[] = "/www/pelm";
+
+/// Puts /dev/null in the place of missing standard descriptors, so that no socket becomes stdout.
+void open_standard_descriptors() {
+  int fd = 0;
+  do {
+    fd = open("/dev/null", O_RDWR);
+  } while (fd >= 0 && fd <= STDERR_FILENO);
+  if (fd > STDERR_FILENO) close(fd);
+}
+
+void handle_signals(std::initializer_list<int> signals, void (*handler)(int)) {
+  struct sigaction action {};
+  action.sa_handler = handler;
+  action.sa_flags = SA_RESTART;
+  for (const int signal : signals) sigaction(signal, &action, nullptr);
+}
+
+/// Makes the signals independent of the parent, for the daemon and its children: `timeout` could
+/// not end `nc` with SIGTERM blocked. A broken pipe and a file at its limit are errors of writing;
+/// the children would inherit SIG_IGN, but do not inherit a handler.
+void set_signals() {
+  handle_signals({SIGTERM, SIGINT, SIGHUP, SIGCHLD, SIGALRM}, SIG_DFL);
+  handle_signals({SIGPIPE, SIGXFSZ}, [](int) {});
+  sigset_t none;
+  sigemptyset(&none);
+  sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
+/// All threads share one heap arena: each of its own would reserve 64 MiB of addresses, and the
+/// senders come and go.
+void share_one_arena() {
+#ifdef __GLIBC__
+  mallopt(M_ARENA_MAX, 1);
+#endif
+}
+
+void prepare_process() {
+  share_one_arena();
+  open_standard_descriptors();
+  set_signals();
+  umask(kModeMask);
+}
+
+void log_banner() {
+  log_main("kovotcp V%s.%s Build: %s %s +08:00\n", kVersion, kEdition, kBuildDate, kBuildTime);
+}
+
+void make_objects() {
+  if (event_queue == nullptr) event_queue = make_event_queue().release();
+  if (central_state == nullptr) central_state = make_central_state().release();
+  variable_registry = make_variable_registry().release();
+}
+
+void load_settings() {
+  renew_enable_event(*central_state);
+  init_settings(*central_state);
+}
+
+void write_pid_file() {
+  char command[256];
+  const int pid = static_cast<int>(getpid());
+  std::snprintf(command, sizeof command, "echo %d > /var/run/kovotcp.pid", pid);
+  _system(command);
+  LOG_MAIN("main", "create /var/run/kovotcp.pid=%d\n", pid);
+}
+
+struct Worker {
+  const char* routine;
+  const char* thread_name;
+  void* (*body)(void*);
+  void* argument;
+};
+
+/// Starts workers in their order. False at the first that cannot be started, which is logged.
+bool start_workers(std::initializer_list<Worker> workers) {
+  for (const Worker& worker : workers) {
+    pthread_t thread;
+    const int error =
+        start_thread(worker.thread_name, thread, kDefaultStack, worker.body, worker.argument);
+    if (error == 0) continue;
+    log_main("Error: pthread_create %s(): %s\n", worker.routine, error_text(error).c_str());
+    return false;
+  }
+  return true;
+}
+
+bool start_early_workers() {
+  return start_workers({{"handle_tcp_event", "kovo-commands", handle_tcp_event, event_queue},
+                        {"handle_udp_lm_var", "kovo-vars-udp", handle_udp_lm_var, central_state},
+                        {"handle_tcp_lm_var", "kovo-vars-tcp", handle_tcp_lm_var, central_state}});
+}
+
+bool start_late_workers() {
+  return start_workers(
+      {{"handle_lm_event", "kovo-changes", handle_lm_event, central_state},
+       {"handle_q_event", "kovo-queue", handle_q_event, event_queue},
+       {"handle_udp_vep_api", "kovo-status-udp", handle_udp_vep_api, central_state},
+       {"handle_vep_api", "kovo-status", handle_vep_api, central_state}});
+}
+
+void make_web_root() {
+  for (const char* directory : {"", "/config", "/tmp"}) {
+    char path[128];
+    char command[512];
+    std::snprintf(path, sizeof path, "%s%s", kWebRoot, directory);
+    std::snprintf(command, sizeof command, "[ ! -d %s ] && mkdir -p %s || echo", path, path);
+    _system(command);
+  }
+}
+
+void wait_for_network(CentralState& state) {
+  const std::int64_t start = now_s();
+  while (state.ip_addr.size() < kMinAddress) {
+    sleep_ms(1000);
+    LOG_MAIN("main", "wait network...%d\n", static_cast<int>(now_s() - start));
+    catch_and_log("main", [&] { renew_network_info(state.ip_addr, state.iface_name); });
+  }
+  log_event_echo("network is ok\n");
+}
+
+/// The platform clears the marker at boot: only the first daemon after it raises "PowerOn". The
+/// push is retried, as the event would otherwise be lost for this boot.
+void raise_power_on(CentralState& state) {
+  if (access(kPowerOnMarkerPath, F_OK) == 0) {
+    state.power_on_done = 1;
+    log_event_echo("%s is exist\n", kPowerOnMarkerPath);
+    return;
+  }
+  create_file(kPowerOnMarkerPath, "", kMarkerMode);
+  log_event_echo("created %s\n", kPowerOnMarkerPath);
+  retry_until_success("main", [&] { push_event_front(*event_queue, state, "PowerOn", 0); });
+  log_event_echo("auto push event: PowerOn\n");
+}
+
+void wait_for_status(CentralState& state) {
+  for (int tries = 1;; ++tries) {
+    bool answered = false;
+    catch_and_log("main", [&] { answered = renew_macro_var(state) >= kMinStatusVars; });
+    if (answered) return;
+    LOG_MAIN("main", "wait getStatus...%d\n", tries);
+    sleep_ms(1000);
+  }
+}
+
+/// Starts everything up to the supervision loop. A step for which memory is out is retried: nobody
+/// restarts the daemon on every device. False when a worker cannot be started.
+bool start_up() {
+  log_banner();
+  verbose = 1;
+  retry_until_success("main", make_objects);
+  retry_until_success("main", load_settings);
+  log_event_echo("kovotcp start\n");
+  write_pid_file();
+  if (!start_early_workers()) return false;
+  make_web_root();
+  load_definitions(*central_state);
+  if (!start_late_workers()) return false;
+  central_state->ready = 1;
+  wait_for_network(*central_state);
+  raise_power_on(*central_state);
+  wait_for_status(*central_state);
+  return true;
+}
+
+[[noreturn]] void supervise() {
+  Supervision memory;
+  start_time = static_cast<std::time_t>(now_s());
+  hdmi_plug_enabled = 0;
+  while (true) catch_and_log("main", [&] { supervise_once(*central_state, memory); });
+}
+
+}  // namespace
+
+}  // namespace kovo
 
 int main(int argc, char** argv) {
-  return kovo::run_kovotcp(argc, argv);
+  using namespace kovo;
+  prepare_process();
+  Options options;
+  bool parsed = false;
+  catch_and_log("main", [&] {
+    options = parse_options(argc, argv);
+    parsed = true;
+  });
+  if (!parsed) return 1;
+  if (!options.start_daemon) return 0;
+  start_output();
+  if (!start_up()) end_process(1);
+  supervise();
 }

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "control/split_message.h"
-#include "engine/event_fate.h"
+#include "engine/event_rules.h"
 #include "frame/text.h"
 #include "variables/change_values.h"
 

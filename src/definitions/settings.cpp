@@ -3,10 +3,10 @@
 #include <algorithm>
 
 #include "engine/push_event.h"
-#include "frame/device_param.h"
 #include "frame/files.h"
 #include "frame/globals.h"
 #include "frame/log.h"
+#include "frame/shell.h"
 #include "variables/central_state.h"
 
 namespace kovo {

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "engine/event_fate.h"
+#include "engine/event_rules.h"
 #include "engine/sender_threads.h"
 #include "frame/globals.h"
 #include "frame/host.h"

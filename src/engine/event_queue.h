@@ -14,7 +14,7 @@
 #include <string_view>
 
 #include "definitions/event_definition.h"
-#include "engine/event_fate.h"
+#include "engine/event_rules.h"
 #include "frame/bounded_queue.h"
 #include "frame/mutex.h"
 #include "frame/text.h"

@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "engine/choose_sender.h"
+#include "engine/event_rules.h"
 #include "engine/senders.h"
 #include "frame/globals.h"
 #include "frame/host.h"
@@ -12,27 +12,25 @@
 namespace kovo {
 namespace {
 
-enum class Payload { kData, kStatus };  // the step's own, or the status service's answer
-
 void print_task(const char* routine, const SenderTask& task, const char* ip, const char* data) {
   LOG_DEBUG(routine, "%s data=[%d]%s, sleep for=%lld\n", ip, static_cast<int>(std::strlen(data)),
             data, static_cast<long long>(task.delay_ns));
 }
 
 /// The slot is copied before the wait. A text up to its first zero byte is what goes out.
-void send_step(const SenderTask& task, const char* routine, Payload kind, Transport transport) {
+void send_step(const SenderTask& task, const char* routine, Sender sender) {
   const char* slot_ip = task.queue->buffers->sender_ip[task.slot];
   const char* slot_data = task.queue->buffers->sender_data[task.slot];
-  if (transport == Transport::kUdp) print_task(routine, task, slot_ip, slot_data);
-  if (transport == Transport::kTcp && kind == Payload::kStatus) {
+  if (sender.transport == Transport::kUdp) print_task(routine, task, slot_ip, slot_data);
+  if (sender.transport == Transport::kTcp && sender.status) {
     LOG_DEBUG(routine, "sleep for=%lld\n", static_cast<long long>(task.delay_ns));
   }
   const std::string ip(slot_ip);
   std::string payload(slot_data);
-  if (kind == Payload::kData) print_task(routine, task, ip.c_str(), payload.c_str());
+  if (!sender.status) print_task(routine, task, ip.c_str(), payload.c_str());
   sleep_ns(task.delay_ns);
-  if (kind == Payload::kStatus) payload = ask_status_service(kStatusRequest);
-  if (transport == Transport::kUdp) {
+  if (sender.status) payload = ask_status_service(kStatusRequest);
+  if (sender.transport == Transport::kUdp) {
     udpclient(ip, task.port, payload);
     return;
   }
@@ -41,18 +39,18 @@ void send_step(const SenderTask& task, const char* routine, Payload kind, Transp
 }
 
 /// The one body of the four threads.
-void* run_sender(void* argument, const char* routine, Payload kind, Transport transport) {
+void* run_sender(void* argument, const char* routine, Sender sender) {
   const SenderTask& task = *static_cast<const SenderTask*>(argument);
-  catch_and_log(routine, [&] { send_step(task, routine, kind, transport); });
+  catch_and_log(routine, [&] { send_step(task, routine, sender); });
   *task.state = kSlotFinished;
   return nullptr;
 }
 
 /// A status sender leaves the slot's data as it is.
-void fill_slot(EventQueue& queue, int slot, const SubCommand& command, int port) {
+void fill_slot(EventQueue& queue, int slot, const SubCommand& command, int port, bool status) {
   SenderBuffers& buffers = *queue.buffers;
   copy_text(buffers.sender_ip[slot], sizeof buffers.sender_ip[slot], command.ip);
-  if (!contains(command.protocol, "Status")) {
+  if (!status) {
     copy_text(buffers.sender_data[slot], sizeof buffers.sender_data[slot], command.data);
   }
   buffers.sender_tasks[slot] = {&queue, slot, port, command.delay_from_exec_ns,
@@ -61,26 +59,29 @@ void fill_slot(EventQueue& queue, int slot, const SubCommand& command, int port)
 
 using SenderBody = void* (*)(void* task);
 
-// In the order of SendKind.
-constexpr SenderBody kSenderBodies[] = {nullptr, udpclient_thread, tcpclient_thread,
-                                        udpclient_getStatus_thread, tcpclient_getStatus_thread};
+SenderBody body_of(Sender sender) {
+  if (sender.transport == Transport::kTcp) {
+    return sender.status ? tcpclient_getStatus_thread : tcpclient_thread;
+  }
+  return sender.status ? udpclient_getStatus_thread : udpclient_thread;
+}
 
 }  // namespace
 
 void* udpclient_thread(void* task) {
-  return run_sender(task, "udpclient_thread", Payload::kData, Transport::kUdp);
+  return run_sender(task, "udpclient_thread", {Transport::kUdp, false});
 }
 
 void* tcpclient_thread(void* task) {
-  return run_sender(task, "tcpclient_thread", Payload::kData, Transport::kTcp);
+  return run_sender(task, "tcpclient_thread", {Transport::kTcp, false});
 }
 
 void* udpclient_getStatus_thread(void* task) {
-  return run_sender(task, "udpclient_getStatus_thread", Payload::kStatus, Transport::kUdp);
+  return run_sender(task, "udpclient_getStatus_thread", {Transport::kUdp, true});
 }
 
 void* tcpclient_getStatus_thread(void* task) {
-  return run_sender(task, "tcpclient_getStatus_thread", Payload::kStatus, Transport::kTcp);
+  return run_sender(task, "tcpclient_getStatus_thread", {Transport::kTcp, true});
 }
 
 int get_new_ret_thread(EventQueue& queue, const std::string& event_name) {
@@ -103,22 +104,21 @@ int get_new_ret_thread(EventQueue& queue, const std::string& event_name) {
 }
 
 void start_sender(EventQueue& queue, const std::string& event_name, const SubCommand& command) {
-  const SendKind kind = choose_sender(command.protocol);
+  const std::optional<Sender> sender = choose_sender(command.protocol);
   if (debug != 0 && contains(command.protocol, "Status")) {
     print_stdout("[%s:%d]\n", "exec_event", __LINE__);
   }
-  if (kind == SendKind::kNone) return;
+  if (!sender) return;
   const int port = to_int32(command.port);
   const int slot = get_new_ret_thread(queue, event_name);
   if (slot < 0) return;
-  if (kind == SendKind::kTcp) {
+  if (sender->transport == Transport::kTcp && !sender->status) {
     LOG_DEBUG("exec_event", "ip=%s, port=%s data[%d]=\"%s\"\n", command.ip.c_str(),
               command.port.c_str(), static_cast<int>(command.data.size()), command.data.c_str());
   }
-  fill_slot(queue, slot, command, port);
+  fill_slot(queue, slot, command, port, sender->status);
   const int error = start_thread("kovo-send", queue.sender_threads[slot], kSmallStack,
-                                 kSenderBodies[static_cast<std::size_t>(kind)],
-                                 &queue.buffers->sender_tasks[slot]);
+                                 body_of(*sender), &queue.buffers->sender_tasks[slot]);
   if (error == 0) return;
   queue.sender_state[slot] = kSlotFree;
   LOG_MAIN("exec_event", "Error: start sender for %s: %s\n", event_name.c_str(),

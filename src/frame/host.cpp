@@ -16,7 +16,7 @@
 #include "frame/globals.h"
 #include "frame/log.h"
 #include "frame/mutex.h"
-#include "frame/time_text.h"
+#include "frame/text.h"
 
 namespace kovo {
 

@@ -5,6 +5,7 @@
 #include <sys/types.h>
 
 #include <cstdio>
+#include <string>
 
 namespace kovo {
 
@@ -26,5 +27,10 @@ bool open_pipe(Pipe& pipe, const char* command);
 /// Runs a command to its end and prints its output. 0 when its status is 0, otherwise -1. Any
 /// thread.
 int _system(const char* command);
+
+/// Returns the value of a device parameter: the first line, at most kMaxPath bytes, of what the
+/// parameter tool prints; "" when it cannot be run or prints nothing. Waits for the tool to end.
+/// Any thread; no lock.
+std::string query_device_param(const std::string& name);
 
 }  // namespace kovo

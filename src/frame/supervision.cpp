@@ -5,7 +5,7 @@
 
 #include "definitions/definition_file.h"
 #include "definitions/event_list.h"
-#include "engine/event_fate.h"
+#include "engine/event_rules.h"
 #include "frame/files.h"
 #include "frame/globals.h"
 #include "frame/host.h"

@@ -1,6 +1,7 @@
 #include "frame/text.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
@@ -95,6 +96,19 @@ NumberReading to_uint32(std::string_view text, int base, std::uint32_t& value) {
   if (wide >= -kMax && wide <= kMax) return NumberReading::kOk;
   value = static_cast<std::uint32_t>(kMax);
   return NumberReading::kOutOfRange;
+}
+
+std::string date_text(const std::tm& time) {
+  char buffer[128];
+  std::snprintf(buffer, sizeof buffer, "%04d-%02d-%02d ", time.tm_year + 1900, time.tm_mon + 1,
+                time.tm_mday);
+  return buffer;
+}
+
+std::string time_text(const std::tm& time) {
+  char buffer[128];
+  std::snprintf(buffer, sizeof buffer, "%02d:%02d:%02d", time.tm_hour, time.tm_min, time.tm_sec);
+  return buffer;
 }
 
 std::string error_text(int error) {

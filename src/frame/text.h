@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <ctime>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -70,6 +71,12 @@ enum class NumberReading { kOk, kNoDigits, kOutOfRange };
 /// Reads an unsigned number the way strtoul does where long has 32 bits; a minus sign negates
 /// modulo 2^32. `value` becomes 0 without digits and 0xFFFFFFFF out of range.
 NumberReading to_uint32(std::string_view text, int base, std::uint32_t& value);
+
+/// Returns the date such as "2025-03-05 ", with its trailing blank.
+std::string date_text(const std::tm& time);
+
+/// Returns the time of day such as "07:04:09".
+std::string time_text(const std::tm& time);
 
 /// The system's text for an errno value.
 std::string error_text(int error);

@@ -1,8 +1,8 @@
 #include "variables/central_state.h"
 
 #include "definitions/settings.h"
-#include "frame/device_param.h"
 #include "frame/host.h"
+#include "frame/shell.h"
 #include "frame/text.h"
 #include "variables/change_values.h"
 #include "variables/mapping_tables.h"

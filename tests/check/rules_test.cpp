@@ -7,7 +7,7 @@
 #include <ctime>
 #include <regex>
 
-#include "engine/event_fate.h"
+#include "engine/event_rules.h"
 #include "tests/check/texts.h"
 
 namespace kovo::check {

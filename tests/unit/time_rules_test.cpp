@@ -1,7 +1,7 @@
 // Rules about time, with a clock of the test.
 #include <gtest/gtest.h>
 
-#include "engine/event_fate.h"
+#include "engine/event_rules.h"
 #include "frame/supervision.h"
 #include "variables/change_values.h"
 

@@ -1,4 +1,4 @@
-#include "engine/event_fate.h"
+#include "engine/event_rules.h"
 
 #include "frame/text.h"
 
@@ -24,6 +24,13 @@ StepFate step_fate(const EventDefinition& event, bool plug_enabled, bool events_
     return StepFate::kPowerOnSkip;
   }
   return events_enabled || event.test == 1 ? StepFate::kSend : StepFate::kDisabled;
+}
+
+std::optional<Sender> choose_sender(std::string_view protocol) {
+  const bool status = contains(protocol, "Status");
+  if (contains(protocol, "TCP")) return Sender{Transport::kTcp, status};
+  if (contains(protocol, "UDP")) return Sender{Transport::kUdp, status};
+  return {};
 }
 
 }  // namespace kovo

@@ -1,9 +1,12 @@
-// What becomes of queued events and their steps: pure data in, data out.
+// What becomes of queued events and their steps, and how a step is sent: pure data in, data out.
 #pragma once
 
 #include <cstdint>
+#include <optional>
+#include <string_view>
 
 #include "definitions/event_definition.h"
+#include "engine/senders.h"
 
 namespace kovo {
 
@@ -23,5 +26,15 @@ enum class StepFate { kPowerOnSkip, kSend, kDisabled };
 /// Display-connection events are skipped while the plug is not enabled, and all are while events
 /// are disabled; test events are always sent.
 StepFate step_fate(const EventDefinition& event, bool plug_enabled, bool events_enabled);
+
+/// How a step is sent: its payload or, for a status sender, the answer of the status service.
+struct Sender {
+  Transport transport;
+  bool status;
+};
+
+/// Chooses the sender by the words "Status", "TCP" and "UDP" in a protocol text, case-sensitive;
+/// TCP goes before UDP. Nothing when the step is not sent.
+std::optional<Sender> choose_sender(std::string_view protocol);
 
 }  // namespace kovo
