@@ -66,7 +66,7 @@ TEST(Values, AreUnescapedThenPercentDecodedThenCut) {
 }
 
 TEST(MessageQueue, HoldsEightMebibytesAndDropsTheNewest) {
-  constexpr std::size_t kPlace = sizeof(std::string);
+  constexpr std::size_t kPlace = sizeof(BoundedQueue<std::string>::Entry);
   const struct {
     std::size_t size;   // of each text
     std::size_t least;  // memory of each, at least

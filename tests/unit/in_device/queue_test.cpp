@@ -30,7 +30,7 @@ TEST(Queue, TakesNamesAtEitherEnd) {
   push_event_back(*queue, state, "B", 1);
   std::string pending;
   const MutexLock held(queue->lock);
-  for (const EventDefinition& event : queue->pending) {
+  for (const auto& [event, bytes] : queue->pending.entries) {
     pending += event.name + std::to_string((event.due_at - event.queued_at) / 1'000'000'000) + " ";
   }
   EXPECT_EQ(pending, "A0 B0 A5 A5 B0 ") << "a test event has no delay, and B is none";
