@@ -67,7 +67,7 @@ void expand_one_payload(benchmark::State& state) {
 void find_no_mapping_row(benchmark::State& state) {
   kovo::MappingTable table = kovo::mapping_rows({});
   for (auto _ : state) {
-    benchmark::DoNotOptimize(kovo::find_row_by_variable(table, "OF_NO_EVENT"));
+    benchmark::DoNotOptimize(kovo::find_row(table, &kovo::MappingRow::variable, "OF_NO_EVENT"));
   }
 }
 

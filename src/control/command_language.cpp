@@ -171,7 +171,7 @@ bool run_command(const Target& target, const Message& message) {
 
 }  // namespace
 
-std::string renew_lines(VariableRegistry& registry, std::size_t& next) {
+std::string renew_lines(const VariableRegistry& registry, std::size_t& next) {
   std::string lines;
   const MutexLock held(registry.registry_lock);
   const std::size_t end = std::min(next + kLinesPerMessage, registry.variables.size());

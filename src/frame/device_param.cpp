@@ -10,7 +10,7 @@ std::string query_device_param(const std::string& name) {
   if (!open_pipe(pipe, ("ipc @lm_query q q_param_get::" + name).c_str())) return {};
   LineBuffer buffer;
   std::string_view line;
-  if (!read_line(pipe.output, buffer, line, kMaxPath)) return {};
+  if (!read_line(pipe.output.get(), buffer, line, kMaxPath)) return {};
   return std::string(until_newline(line));
 }
 

@@ -11,6 +11,7 @@
 namespace kovo {
 
 constexpr std::int64_t kRetryPauseMs = 1000;
+constexpr std::int64_t kFailurePauseMs = 20;
 constexpr std::size_t kDefaultStack = 0;
 #if defined(KOVO_SANITIZED)
 constexpr std::size_t kSmallStack = std::size_t{1} << 20;  // sanitizers widen every frame
