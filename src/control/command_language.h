@@ -28,7 +28,4 @@ void* handle_lm_event(void* state);
 /// these lines: nothing waits while a store of thousands is sent.
 std::string renew_lines(const VariableRegistry& registry, std::size_t& next);
 
-/// Returns the line that lists the clients.
-std::string client_list_text(const Clients& clients);
-
 }  // namespace kovo

@@ -12,6 +12,11 @@
 namespace kovo {
 namespace {
 
+/// Returns whether a value of ENABLE_KOVO_EVENT enables events.
+bool enables_events(std::string_view value) {
+  return !value.empty() && (value.front() == '1' || value.front() == 'y');
+}
+
 std::pair<std::string, std::string>* find_setting(Settings& settings, std::string_view key) {
   const auto found = std::find_if(settings.begin(), settings.end(),
                                   [&](const auto& setting) { return setting.first == key; });
@@ -68,10 +73,6 @@ int renew_enable_event(CentralState& state) {
 bool names_setting(std::string_view text) {
   return std::any_of(std::begin(kSettingNames), std::end(kSettingNames),
                      [&](const char* name) { return starts_with_nocase(text, name); });
-}
-
-bool enables_events(std::string_view value) {
-  return !value.empty() && (value.front() == '1' || value.front() == 'y');
 }
 
 int init_settings(CentralState& state) {

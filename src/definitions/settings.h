@@ -55,7 +55,4 @@ int write_settings_file(CentralState& state);
 /// Returns whether a text begins with the name of one of the four settings, case-insensitive.
 bool names_setting(std::string_view text);
 
-/// Returns whether a value of ENABLE_KOVO_EVENT enables events.
-bool enables_events(std::string_view value);
-
 }  // namespace kovo

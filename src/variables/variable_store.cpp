@@ -95,6 +95,14 @@ bool store_change(VariableRegistry& registry, const std::string& name, std::stri
   return true;
 }
 
+/// Splits one line of the snapshot. Not found when it is shorter than three bytes with its newline,
+/// holds no "=" or begins with one.
+KeyValue split_snapshot_line(std::string_view line) {
+  if (line.size() < 3) return {};
+  const KeyValue pair = split_key_value(until_newline(line));
+  return pair.found && !pair.key.empty() ? pair : KeyValue{};
+}
+
 }  // namespace
 
 int lm_set_init(VariableRegistry& registry, std::string_view name, std::string_view value) {
@@ -154,12 +162,6 @@ int lm_load_snapshot(VariableRegistry& registry, CentralState& state) {
     if (equals_nocase(pair.key, "WPA_EAP_MODE")) store_wpa_mode(state, pair.value);
   }
   return 0;
-}
-
-KeyValue split_snapshot_line(std::string_view line) {
-  if (line.size() < 3) return {};
-  const KeyValue pair = split_key_value(until_newline(line));
-  return pair.found && !pair.key.empty() ? pair : KeyValue{};
 }
 
 std::string notification_line(std::string_view name, std::string_view value) {

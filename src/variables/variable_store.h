@@ -36,10 +36,6 @@ std::string lm_get(const VariableRegistry& registry, std::string_view name);
 /// thread; takes registry_lock and mapping_lock, each for one line at a time.
 int lm_load_snapshot(VariableRegistry& registry, CentralState& state);
 
-/// Splits one line of the snapshot. Not found when it is shorter than three bytes with its newline,
-/// holds no "=" or begins with one.
-KeyValue split_snapshot_line(std::string_view line);
-
 /// Returns the line that notifies clients of a change.
 std::string notification_line(std::string_view name, std::string_view value);
 
