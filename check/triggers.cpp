@@ -62,9 +62,9 @@ void add_variable(Triggers& triggers, const std::string& variable, const std::st
 
 /// A change finds the first row of its variable alone, and raises nothing by rows without one.
 void add_rows(Triggers& triggers, const Product& product) {
-  MappingTable table = mapping_rows(product.variant);
+  const MappingTable table = mapping_rows(product.variant);
   for (const MappingRow& row : table) {
-    if (find_row_by_variable(table, row.variable) != &row) continue;
+    if (find_row(table, &MappingRow::variable, row.variable) != &row) continue;
     add_variable(triggers, row.variable, row.status, product.bit);
   }
 }

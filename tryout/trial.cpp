@@ -92,7 +92,7 @@ bool is_set_command(const Message& message, Reaction& reaction) {
 
 /// Each part of a serial format raises its own event; the first format only stands for what was.
 void take_serial(TrialDevice& device, const std::string& value, Reaction& reaction) {
-  MappingRow* row = find_row_by_status(device.rows, "serialBaud");
+  MappingRow* row = find_row(device.rows, &MappingRow::status, "serialBaud");
   if (row == nullptr) return;
   const std::string old(cut_text(row->last_value, kMaxShortText));
   row->last_value = value;
@@ -144,20 +144,20 @@ void take_wpa_mode(TrialDevice& device, const std::string& value, std::int64_t n
 
 void take_mapping(TrialDevice& device, const std::string& name, std::int64_t now,
                   Reaction& reaction) {
-  MappingRow* row = find_row_by_variable(device.rows, name);
+  MappingRow* row = find_row(device.rows, &MappingRow::variable, name);
   if (row == nullptr) {
     reaction.notes.push_back(check::shown(name) + " raises nothing on this product");
     return;
   }
   const std::int64_t since_last = now - row->last_time;
   row->last_time = now;
-  if (!pause_lasts(since_last, kQuietPeriodS)) {
+  if (!pause_lasts(since_last, kHoldOffS)) {
     reaction.triggers.push_back(row->status);
     return;
   }
   reaction.notes.push_back(row->status + " is skipped: the last message of " + row->variable +
                            " came " + std::to_string(since_last) + " s ago; wait " +
-                           std::to_string(kQuietPeriodS + 1) + " s between two");
+                           std::to_string(kHoldOffS + 1) + " s between two");
 }
 
 }  // namespace

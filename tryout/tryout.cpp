@@ -209,7 +209,7 @@ KOVO_EXPORT(kovo_vocabulary) std::size_t kovo_vocabulary() {
   Json json;
   json["limits"] = {{"file_bytes", kMaxDefinitionBytes},
                     {"display_period_s", kPowerOnPeriodS},
-                    {"quiet_period_s", kQuietPeriodS}};
+                    {"quiet_period_s", kHoldOffS}};
   Json& rows = json["rows"] = Json::array();
   for (const MappingRow& row : page.device.rows) {
     rows.push_back({{"variable", row.variable}, {"status", row.status}, {"setting", row.setting}});

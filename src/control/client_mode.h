@@ -8,14 +8,14 @@
 
 namespace kovo {
 
-constexpr std::size_t kClientReplySize = 5000;  // reply buffer, with its terminating zero byte
+constexpr std::size_t kClientReplySize = 5000;  // reply buffer, with its terminating NUL
 
 /// For "getStatus", asks the status service and prints its answer as sorted name=value lines; any
 /// other command prints nothing. Returns 0. Called by main while it parses the options.
 int run_client_mode(const std::string& command);
 
-/// Parses an answer of lines "name: value", of which the first of a name counts. Blanks and colons
-/// behind a name's first colon are skipped; nothing else is trimmed.
+/// Parses an answer of lines "name: value", of which the first of a name counts. Skips blanks and
+/// colons after a name's first colon; trims nothing else.
 std::map<std::string, std::string> parse_client_reply(std::string_view reply);
 
 }  // namespace kovo

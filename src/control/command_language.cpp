@@ -92,6 +92,15 @@ bool run_client_change(const Target& target, const Command&, const Message& mess
   return true;
 }
 
+std::string client_list_text(const Clients& clients) {
+  std::string text = "_CLIENT_LIST=";
+  for (const ClientRecord& client : clients) {
+    text.append(client.proto == Transport::kUdp ? "udp:" : "tcp:").append(client.ip).append(":");
+    text.append(std::to_string(client.port)).append(";");
+  }
+  return text + "\n";
+}
+
 bool run_client_list(const Target& target, const Command& command, const Message& message) {
   const int port = client_port(message);
   if (port == 0) return false;
@@ -100,7 +109,7 @@ bool run_client_list(const Target& target, const Command& command, const Message
     send_by(command.transport, message.arg1, port, client_list_text(clients));
   }
   log_client_command(message, port);
-  // The line end of the UDP form has always had a blank behind it.
+  // The newline of the UDP form has always had a blank after it.
   const char* end = command.transport == Transport::kUdp ? "\n " : "\n";
   send_by(command.transport, message.arg1, port,
           "_CLIENT_LIST_NUM=" + std::to_string(clients.size()) + end);
@@ -171,7 +180,7 @@ bool run_command(const Target& target, const Message& message) {
 
 }  // namespace
 
-std::string renew_lines(VariableRegistry& registry, std::size_t& next) {
+std::string renew_lines(const VariableRegistry& registry, std::size_t& next) {
   std::string lines;
   const MutexLock held(registry.registry_lock);
   const std::size_t end = std::min(next + kLinesPerMessage, registry.variables.size());
@@ -180,15 +189,6 @@ std::string renew_lines(VariableRegistry& registry, std::size_t& next) {
     lines += notification_line(variable.name, variable.value);
   }
   return lines;
-}
-
-std::string client_list_text(const Clients& clients) {
-  std::string text = "_CLIENT_LIST=";
-  for (const ClientRecord& client : clients) {
-    text.append(client.proto == Transport::kUdp ? "udp:" : "tcp:").append(client.ip).append(":");
-    text.append(std::to_string(client.port)).append(";");
-  }
-  return text + "\n";
 }
 
 void handle_message(CentralState& state, VariableRegistry& registry, std::string_view text) {

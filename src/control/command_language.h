@@ -23,12 +23,9 @@ void handle_message(CentralState& state, VariableRegistry& registry, std::string
 /// off lm_queue once `ready`, one message after the other; looks every 200 ms while it is empty.
 void* handle_lm_event(void* state);
 
-/// The lines of the next variables for one renew message, kLinesPerMessage or the last ones of the
-/// store, as they are now; `next`, the place of the first in the store, moves behind them. Takes
-/// registry_lock for these lines alone: nothing waits while a store of thousands is sent.
-std::string renew_lines(VariableRegistry& registry, std::size_t& next);
-
-/// The line that lists the clients.
-std::string client_list_text(const Clients& clients);
+/// Returns the lines of the next variables for one renew message, at most kLinesPerMessage, as they
+/// are now, and advances `next`, the index of the first, past them. Takes registry_lock only for
+/// these lines: nothing waits while a store of thousands is sent.
+std::string renew_lines(const VariableRegistry& registry, std::size_t& next);
 
 }  // namespace kovo

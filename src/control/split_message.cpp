@@ -7,8 +7,8 @@
 namespace kovo {
 namespace {
 
-/// What stands before and behind a separator of two colons. The head ends at the first colon in
-/// any case; without a second one behind it there is nothing behind.
+/// The text before and after a separator of two colons. The head ends at the first colon; without a
+/// second one directly after it there is no rest.
 struct Parts {
   std::string_view head;
   std::optional<std::string_view> rest;

@@ -1,4 +1,4 @@
-// The messages of the variable channels, taken apart: pure data in, data out.
+// How the messages of the variable channels are split: pure functions.
 #pragma once
 
 #include <string>
@@ -18,8 +18,8 @@ struct Message {
 };
 
 /// Splits word::arg1::arg2 or word::arg1::arg2::arg3. Word, arg1 and arg2 end at their first colon,
-/// arg2 and arg3 at their first line feed; arg3 takes the rest. kNoCommand without any colon,
-/// kMalformed, with the word, where a second colon or a separator is missing.
+/// arg2 and arg3 at their first newline; arg3 is the rest. kNoCommand without any colon;
+/// kMalformed, with the word, if a second colon or a separator is missing.
 Message split_message(std::string_view text);
 
 }  // namespace kovo

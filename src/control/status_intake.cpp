@@ -22,7 +22,7 @@ namespace {
 constexpr char kRoutine[] = "handle_vep_api";
 constexpr int kLinePeriodMs = 250;
 
-void take_datagram(void* context, std::string_view data) {
+void on_datagram(void* context, std::string_view data) {
   CentralState& state = *static_cast<CentralState*>(context);
   const std::string text(until_nul(data));
   LOG_MAIN("handle_udp_vep_api", "recv(udp:2728) (%d)%s\n", static_cast<int>(data.size()),
@@ -32,13 +32,12 @@ void take_datagram(void* context, std::string_view data) {
   state.api_queue.push(std::string(cut_text(text, kMaxStatusLine)));
 }
 
-void log_receive_error(int error) {
+void on_receive_error(int error) {
   LOG_MAIN("handle_udp_vep_api", "Error recvform(udp:2728) failed (%d):%s\n", error,
            error_text(error).c_str());
 }
 
-constexpr UdpService kService = {"handle_udp_vep_api", kStatusPort, take_datagram,
-                                 log_receive_error};
+constexpr UdpService kService = {"handle_udp_vep_api", kStatusPort, on_datagram, on_receive_error};
 
 /// A row that a line counts for.
 struct CountingRow {
@@ -46,7 +45,7 @@ struct CountingRow {
   std::int64_t since_last;  // seconds since it last counted
 };
 
-/// Every row whose setting word is a prefix of the name counts, and its time starts anew.
+/// Counts every row whose setting word is a prefix of the name: its hold-off time starts again.
 std::vector<CountingRow> count_rows(CentralState& state, std::string_view name, std::int64_t now) {
   std::vector<CountingRow> rows;
   const MutexLock held(state.mapping_lock);
@@ -87,10 +86,10 @@ std::vector<const char*> playback_events(std::string_view before, std::string_vi
   return {};
 }
 
-/// The playback selection, if it differs from this one.
-std::optional<std::string> other_selection(CentralState& state, const std::string& name) {
+/// Returns the playback selection if it differs from this one.
+std::optional<std::string> other_selection(const CentralState& state, const std::string& name) {
   const MutexLock held(state.mapping_lock);
-  const MappingRow* row = find_row_by_setting(state.mapping_table, "local:x");
+  const MappingRow* row = find_row(state.mapping_table, &MappingRow::setting, "local:x");
   if (row == nullptr || equals_nocase(name, row->last_value)) return {};
   return row->last_value;
 }
@@ -105,9 +104,10 @@ void handle_playback(CentralState& state, const std::string& name, std::int64_t 
     push_event(event);
   }
   const MutexLock held(state.mapping_lock);
-  MappingRow* row = find_row_by_setting(state.mapping_table, "local:x");
-  row->last_value = name;
-  row->last_time = now;
+  if (MappingRow* row = find_row(state.mapping_table, &MappingRow::setting, "local:x")) {
+    row->last_value = name;
+    row->last_time = now;
+  }
 }
 
 }  // namespace

@@ -22,8 +22,8 @@ constexpr char kDefaultLines[] =
     "GenericEventsCount=0\n"
     "DataEncode=HEX\n";
 
-/// Takes the next line with its newline, or the next piece of a longer one.
-std::string_view take_piece(std::string_view& file) {
+/// Removes and returns the next line with its newline, or the next piece of a longer one.
+std::string_view pop_piece(std::string_view& file) {
   const std::string_view most = cut_text(file, kMaxMessage);
   const std::string_view piece = most.substr(0, until_newline(most).size() + 1);
   file.remove_prefix(piece.size());
@@ -56,7 +56,7 @@ void add_definition_line(std::string& text, std::string_view line) {
 DefinitionEntries parse_definitions(std::string_view file) {
   std::string text;
   while (!file.empty()) {
-    add_definition_line(text, until_nul(take_piece(file)));
+    add_definition_line(text, until_nul(pop_piece(file)));
   }
   text.shrink_to_fit();
   return DefinitionEntries(std::move(text));

@@ -24,7 +24,7 @@ struct DefinitionEntry {
 };
 
 /// Splits a key into event name, field word and index. The first field word, in their fixed order,
-/// whose first occurrence lies after the key's first character is taken.
+/// whose first occurrence is after the key's first character counts.
 DefinitionEntry split_definition_key(std::string_view key, std::string_view value);
 
 struct DefinitionIterator {
@@ -40,9 +40,9 @@ struct DefinitionIterator {
   const char* line;
 };
 
-/// The entries of a definition file, in order. They are kept as text and split when they are looked
-/// at: a file of many short lines would otherwise take fifty times its size. Copies share the text,
-/// and what points into it is valid as long as one of them exists.
+/// The entries of a definition file, in order. They are kept as text and split on access: as
+/// records, a file of many short lines would take fifty times its size. Copies share the text;
+/// pointers into it are valid as long as one copy exists.
 struct DefinitionEntries {
   DefinitionEntries() = default;
   explicit DefinitionEntries(std::string lines)
@@ -58,7 +58,7 @@ struct DefinitionEntries {
   std::shared_ptr<const std::string> text = std::make_shared<const std::string>();
 };
 
-/// Who wants to hear what is made of the values.
+/// Callbacks for what is made of the values.
 struct DefinitionTrace {
   void (*decoded)(std::string_view text, const std::string& bytes);    // hexadecimal text
   void (*offset)(std::int32_t step, std::int64_t delay_from_exec_ns);  // a step's "Delay"
@@ -67,18 +67,18 @@ struct DefinitionTrace {
 /// Appends one line, with or without its newline, to the text of entries, if it holds an "=".
 void add_definition_line(std::string& text, std::string_view line);
 
-/// Reads the text of a definition file as its line buffer does: lines of more than kMaxMessage
-/// bytes are several, and a line ends at its first NUL.
+/// Splits the text of a definition file into entries. A line of more than kMaxMessage bytes counts
+/// as several, and a line ends at its first NUL.
 DefinitionEntries parse_definitions(std::string_view file);
 
 /// Decodes hexadecimal text, two characters a byte; a last single character is a byte of its own.
-/// Each pair is read as a number: what is no digit ends it, and no digits give 0.
+/// Each pair is read as a number: it ends at the first other character, and is 0 without digits.
 std::string s_hex_to_ascii(std::string_view text, const DefinitionTrace* trace = nullptr);
 
-/// The ten default lines; events_enabled decides the first.
+/// Returns the ten default lines; events_enabled decides the first.
 std::string default_definitions(bool events_enabled);
 
-/// The entries as lines of a derived copy: as they were read, or with Data values decoded.
+/// Return the entries as lines of a derived copy: as they were read, or with Data values decoded.
 std::string definitions_raw(const DefinitionEntries& entries);
 std::string definitions_ascii(const DefinitionEntries& entries,
                               const DefinitionTrace* trace = nullptr);

@@ -19,14 +19,14 @@ namespace {
 File open_definitions(const char* path, bool events_enabled) {
   File file = open_for_reading(path);
   if (file != nullptr) return file;
-  const bool missing = errno == ENOENT;  // out of descriptors, a file that is there stays as it is
+  const bool missing = errno == ENOENT;  // an existing file stays, also without a free descriptor
   log_main("[%s;%d] Error: not found: %s, writ default\n", "renew_kovo_txt", __LINE__, path);
   if (missing) create_file(path, default_definitions(events_enabled));
   return open_for_reading(path);
 }
 
-/// Reads the text of a file. False when it cannot be read to its end, as with a directory in its
-/// place, or is too large, also when it grows meanwhile.
+/// Reads the text of a file. False with errno set when it cannot be read to its end or is too
+/// large, also when it grows meanwhile.
 bool read_text(std::FILE* file, std::string& text) {
   struct stat info {};
   errno = 0;

@@ -1,9 +1,7 @@
-// The event definition file and the test definition file: read into lists of entries and written
-// out again as derived copies. Other software edits the files; the daemon writes one only when it
-// is missing.
+// The event definition file and the test definition file: read into lists of entries, and written
+// as derived copies. Other software edits the files; the daemon writes one only when it is missing.
 //
-// No lock: the normal list is changed by the main thread alone, the test list by the queue worker
-// alone.
+// No lock: only the main thread uses the normal list, only the queue worker the test list.
 #pragma once
 
 #include <string>
@@ -21,7 +19,7 @@ struct CentralState;
 /// the list is unchanged in that case.
 int renew_kovo_txt(CentralState& state, int test);
 
-/// Write a derived copy. 0, or -1 when the file cannot be written.
+/// Write a derived copy. Return 0, or -1 when the file cannot be written.
 int write_definitions_raw(const DefinitionEntries& entries, const std::string& path);
 int write_definitions_ascii(const DefinitionEntries& entries, const std::string& path);
 

@@ -10,7 +10,7 @@
 
 namespace kovo {
 
-constexpr int kMaxSteps = 128;  // send steps of one event; larger counts are cut to this
+constexpr int kMaxSteps = 128;  // send steps of one event; larger counts are reduced to this
 
 /// Compiles an entry list. A step's offset is the sum of its own delay and the offset of the step
 /// before it at that moment, so the order of the "Delay" lines matters. The trace hears of each

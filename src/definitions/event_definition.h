@@ -43,7 +43,7 @@ struct CompiledStep {
   const char* data = "";  // hexadecimal
 };
 
-/// All events of one name: they take the same keys and differ in their number of steps alone, so
+/// All events of one name: they take the same keys and differ only in their number of steps, so
 /// that pushes find the first of them only. Holds what keys have set, and so no more than the file.
 struct CompiledEvent {
   std::string_view name;

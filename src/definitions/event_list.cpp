@@ -27,7 +27,7 @@ void print_offset(std::int32_t step, std::int64_t delay_from_exec_ns) {
 
 constexpr DefinitionTrace kDebugTrace = {print_decoded, print_offset};
 
-EventDefinition copy_event(CentralState& state, std::string_view name, int test) {
+EventDefinition copy_event(const CentralState& state, std::string_view name, int test) {
   const MutexLock held(state.state_lock);
   const CompiledEvents& list = test == 0 ? state.event_list : state.test_event_list;
   const CompiledEvent* found = find_event(list, name, test);
@@ -35,18 +35,16 @@ EventDefinition copy_event(CentralState& state, std::string_view name, int test)
 }
 
 void rebuild_list(CentralState& state, int test) {
-  CompiledEvents old;  // freed when the lock is
+  CompiledEvents old;  // freed after the lock is released
   const MutexLock held(state.state_lock);
-  if (test == 0) {
-    old = std::exchange(state.event_list, compile_events(state.definition_entries, debug_trace()));
-    LOG_MAIN("rebuild_kovo_event_list", "rebuild kovo event txt: OK\n");
-    write_event_list_file(state.event_list, "/tmp/kovo_event_list.txt");
-  } else {
-    old = std::exchange(state.test_event_list,
-                        compile_events(state.test_definition_entries, debug_trace()));
-    LOG_MAIN("rebuild_kovo_event_list", "rebuild test kovo event txt: OK\n");
-    write_event_list_file(state.test_event_list, "/tmp/kovo_event_list_test.txt");
-  }
+  CompiledEvents& list = test == 0 ? state.event_list : state.test_event_list;
+  old = std::exchange(
+      list, compile_events(test == 0 ? state.definition_entries : state.test_definition_entries,
+                           debug_trace()));
+  LOG_MAIN("rebuild_kovo_event_list",
+           test == 0 ? "rebuild kovo event txt: OK\n" : "rebuild test kovo event txt: OK\n");
+  write_event_list_file(list,
+                        test == 0 ? "/tmp/kovo_event_list.txt" : "/tmp/kovo_event_list_test.txt");
 }
 
 }  // namespace

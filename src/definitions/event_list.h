@@ -1,5 +1,5 @@
-// The two compiled event lists of the central state: rebuilt from the definition entries, and asked
-// for a copy of an event that is ready to run.
+// The two compiled event lists of the central state: rebuilt from the definition entries, and
+// searched for events to run.
 #pragma once
 
 #include <string>
@@ -13,7 +13,7 @@ namespace kovo {
 
 struct CentralState;
 
-/// What -d prints while payloads are decoded and events compiled; null without -d.
+/// Returns what prints, with -d, decoded payloads and compiled steps; null without -d.
 const DefinitionTrace* debug_trace();
 
 /// Recompiles event_list from definition_entries (test 0) or test_event_list from
@@ -21,13 +21,14 @@ const DefinitionTrace* debug_trace();
 /// for all of it. Called by the thread that has just read the entries. Returns 0.
 int rebuild_kovo_event_list(CentralState& state, int test);
 
-/// Writes the list file of one list, an event a line. 0, or -1 when it cannot be written.
+/// Writes the list file of one list, an event a line. Returns 0, or -1 when it cannot be written.
 int write_event_list_file(const CompiledEvents& list, const std::string& path);
 
 /// Finds the event for a name and returns a copy with its placeholders filled; the name is empty
 /// when nothing matched. Test 0 looks in event_list, test 1 in test_event_list; a test copy has no
 /// delay. Refreshes the status variables first, found or not, which may take two seconds. Called
-/// under EventQueue.lock; takes state_lock for the search and the copy alone, then status_lock.
+/// under EventQueue.lock; takes status_lock for the refresh, state_lock for search and copy, and
+/// status_lock for the placeholders, one after the other.
 EventDefinition lookup_event(CentralState& state, std::string_view name, int test);
 
 }  // namespace kovo

@@ -12,16 +12,21 @@
 namespace kovo {
 namespace {
 
+/// Returns whether a value of ENABLE_KOVO_EVENT enables events.
+bool enables_events(std::string_view value) {
+  return !value.empty() && (value.front() == '1' || value.front() == 'y');
+}
+
 std::pair<std::string, std::string>* find_setting(Settings& settings, std::string_view key) {
   const auto found = std::find_if(settings.begin(), settings.end(),
                                   [&](const auto& setting) { return setting.first == key; });
   return found == settings.end() ? nullptr : &*found;
 }
 
-/// Compares and stores in one step, so that of two equal changes at once only one counts.
-int store_setting(CentralState& state, const std::string& key, std::string_view value) {
+/// Compares and stores under one lock, so that of two equal changes at once only one counts.
+SettingResult store_setting(CentralState& state, const std::string& key, std::string_view value) {
   const MutexLock held(state.settings_lock);
-  auto* setting = find_setting(state.settings, key);
+  auto* const setting = find_setting(state.settings, key);
   if (setting == nullptr) return kSettingRefused;
   std::string text(strip_newline(value));
   if (equals_nocase(setting->second, text)) {
@@ -31,11 +36,11 @@ int store_setting(CentralState& state, const std::string& key, std::string_view 
   log_event("[%s:%d] %s %s => %s\n", "kovo_config_set", __LINE__, key.c_str(),
             setting->second.c_str(), text.c_str());
   setting->second.swap(text);
-  state.settings_behind = true;
+  state.settings_dirty = true;
   return kSettingChanged;
 }
 
-/// The file's lines: one a setting, so that no value writes another setting.
+/// Returns the file's lines: one a setting, so that no value writes another setting.
 std::string settings_text(const Settings& settings) {
   std::string text;
   for (const auto& [key, value] : settings) {
@@ -44,16 +49,16 @@ std::string settings_text(const Settings& settings) {
   return text;
 }
 
-/// Takes "key=value" into the settings when the key is known exactly; cut at its first line feed.
+/// Stores "key=value", truncated at its first newline, if the key is one of the settings.
 void load_setting_line(Settings& settings, std::string_view line) {
   const KeyValue pair = split_key_value(until_newline(line));
   if (!pair.found) return;
-  if (auto* setting = find_setting(settings, pair.key)) setting->second = pair.value;
+  if (auto* const setting = find_setting(settings, pair.key)) setting->second = pair.value;
 }
 
-bool file_is_behind(CentralState& state) {
+bool is_dirty(const CentralState& state) {
   const MutexLock held(state.settings_lock);
-  return state.settings_behind;
+  return state.settings_dirty;
 }
 
 }  // namespace
@@ -68,10 +73,6 @@ int renew_enable_event(CentralState& state) {
 bool names_setting(std::string_view text) {
   return std::any_of(std::begin(kSettingNames), std::end(kSettingNames),
                      [&](const char* name) { return starts_with_nocase(text, name); });
-}
-
-bool enables_events(std::string_view value) {
-  return !value.empty() && (value.front() == '1' || value.front() == 'y');
 }
 
 int init_settings(CentralState& state) {
@@ -93,22 +94,22 @@ int load_settings_file(CentralState& state) {
   return 0;
 }
 
-int apply_setting_line(CentralState& state, std::string_view line) {
+SettingResult apply_setting_line(CentralState& state, std::string_view line) {
   if (!starts_with_nocase(line, "port") && !starts_with_nocase(line, "sys")) return kNoSettingLine;
   const KeyValue pair = split_key_value(cut_text(strip_newline(line), kMaxStatusLine));
   if (!pair.found) return kNoSettingLine;
   return kovo_config_set(state, pair.key, pair.value);
 }
 
-int kovo_config_set(CentralState& state, std::string_view key, std::string_view value) {
+SettingResult kovo_config_set(CentralState& state, std::string_view key, std::string_view value) {
   const std::string name(key);
   if (value.empty()) {
     LOG_MAIN("kovo_config_set", "no value, skip set %s\n", name.c_str());
     return kSettingRefused;
   }
-  const int result = store_setting(state, name, value);
+  const SettingResult result = store_setting(state, name, value);
   if (result == kSettingChanged) push_event(name);
-  if (result != kSettingRefused && file_is_behind(state)) write_settings_file(state);
+  if (result != kSettingRefused && is_dirty(state)) write_settings_file(state);
   return result;
 }
 
@@ -116,7 +117,7 @@ int write_settings_file(CentralState& state) {
   const MutexLock held(state.settings_lock);
   if (state.settings.empty()) return -1;
   if (!replace_file(kSettingsPath, settings_text(state.settings))) return -2;
-  state.settings_behind = false;
+  state.settings_dirty = false;
   return 0;
 }
 

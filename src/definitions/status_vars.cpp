@@ -13,9 +13,6 @@ namespace {
 constexpr char kStatusQuery[] =
     "printf 'getStatus\\r' | timeout 2 nc 127.0.0.1 50003 2>/dev/null | tr '\\r' '\\n'";
 
-// main's status wait and a push may both want to write the file.
-Mutex status_file_lock;
-
 StatusVars query_status() {
   StatusVars vars;
   Pipe pipe;
@@ -23,7 +20,7 @@ StatusVars query_status() {
   LineBuffer buffer;
   std::string_view line;
   std::size_t bytes = 0;
-  while (vars.size() < kMaxStatusVars && read_line(pipe.output, buffer, line)) {
+  while (vars.size() < kMaxStatusVars && read_line(pipe.output.get(), buffer, line)) {
     bytes += line.size();
     if (bytes > kMaxStatusBytes) break;
     parse_status_line(line, vars);
@@ -31,23 +28,15 @@ StatusVars query_status() {
   return vars;
 }
 
-StatusVars current_status(CentralState& state) {
-  const MutexLock held(state.status_lock);
-  return state.status_vars;
-}
-
 }  // namespace
 
 int renew_macro_var(CentralState& state) {
   StatusVars answer = query_status();
   const int count = static_cast<int>(answer.size());
-  if (count >= kMinStatusVars) {
-    const MutexLock held(state.status_lock);
-    state.status_vars.swap(answer);
-  }
+  const MutexLock held(state.status_lock);
+  if (count >= kMinStatusVars) state.status_vars.swap(answer);
   LOG_DEBUG("renew_macro_var", "save /tmp/kovo_var.txt\n");
-  const MutexLock held(status_file_lock);
-  write_status_vars_file(current_status(state), "/tmp/kovo_var.txt");
+  write_status_vars_file(state.status_vars, "/tmp/kovo_var.txt");
   return count;
 }
 
@@ -57,8 +46,9 @@ int write_status_vars_file(const StatusVars& vars, const std::string& path) {
   return write_file(path.c_str(), text) ? 0 : -1;
 }
 
-TemplateValues template_values(CentralState& state) {
-  return {current_status(state), date_text(), time_text(), uptime_s};
+TemplateValues template_values(const CentralState& state) {
+  const MutexLock held(state.status_lock);
+  return {state.status_vars, date_text(), time_text(), uptime_s};
 }
 
 }  // namespace kovo

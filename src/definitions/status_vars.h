@@ -11,7 +11,7 @@ namespace kovo {
 struct CentralState;
 
 constexpr int kMinStatusVars = 6;  // an answer of fewer lines is not taken
-// A service that never stops is cut off here.
+// An answer is read up to these limits: a broken service must not fill the memory.
 constexpr std::size_t kMaxStatusVars = 4096;
 constexpr std::size_t kMaxStatusBytes = std::size_t{256} * 1024;
 
@@ -19,13 +19,13 @@ constexpr std::size_t kMaxStatusBytes = std::size_t{256} * 1024;
 /// key:value lines replaces status_vars; otherwise they stay. Writes the status variables file
 /// either way. Returns the number of lines of this answer, 0 when the query could not be started.
 /// Called by every push (under EventQueue.lock) and by main at start-up; takes status_lock for the
-/// replacement, and the lock of the file for writing it.
+/// replacement and the file.
 int renew_macro_var(CentralState& state);
 
-/// Writes key=value lines. 0, or -1 when the file cannot be written.
+/// Writes key=value lines. Returns 0, or -1 when the file cannot be written.
 int write_status_vars_file(const StatusVars& vars, const std::string& path);
 
-/// What the placeholders of an event stand for now. Takes status_lock.
-TemplateValues template_values(CentralState& state);
+/// Returns what the placeholders of an event stand for now. Takes status_lock.
+TemplateValues template_values(const CentralState& state);
 
 }  // namespace kovo

@@ -4,11 +4,11 @@
 
 #include <cerrno>
 
-#include "frame/files.h"
 #include "frame/globals.h"
 #include "frame/host.h"
 #include "frame/log.h"
 #include "frame/sockets.h"
+#include "frame/unique_fd.h"
 
 namespace kovo {
 namespace {
@@ -20,13 +20,10 @@ constexpr int kPauseMs = 10;
 constexpr char kStatusServiceAddress[] = "127.0.0.1";
 constexpr int kStatusServicePort = 50003;
 
-/// An interrupted connect goes on by itself and cannot be made again: its end is waited for.
+/// Waits for the end of an interrupted connect, which goes on by itself and cannot be repeated.
 int finish_connect(int fd, int timeout_ms) {
   pollfd waiting{fd, POLLOUT, 0};
-  int ready = -1;
-  do {
-    ready = poll(&waiting, 1, timeout_ms);
-  } while (ready < 0 && errno == EINTR);
+  const int ready = retry_interrupted([&] { return poll(&waiting, 1, timeout_ms); });
   if (ready == 0) errno = EINPROGRESS;
   if (ready <= 0) return -1;
   int error = 0;
@@ -37,16 +34,8 @@ int finish_connect(int fd, int timeout_ms) {
 }
 
 int connect_to(int fd, const sockaddr_in& address, int timeout_ms) {
-  if (connect(fd, generic(address), sizeof address) == 0) return 0;
+  if (connect(fd, as_sockaddr(address), sizeof address) == 0) return 0;
   return errno == EINTR ? finish_connect(fd, timeout_ms) : -1;
-}
-
-int send_once(int fd, std::string_view payload) {
-  ssize_t sent = -1;
-  do {
-    sent = send(fd, payload.data(), payload.size(), MSG_NOSIGNAL);
-  } while (sent < 0 && errno == EINTR);
-  return static_cast<int>(sent);
 }
 
 std::string numbered_error(int error) {
@@ -54,15 +43,15 @@ std::string numbered_error(int error) {
 }
 
 /// Opens and connects; `failure` is the error as "(number)text" when the result is negative.
-int open_connection(const char* routine, Descriptor& connection, const std::string& ip, int port,
+int open_connection(const char* routine, UniqueFd& connection, const std::string& ip, int port,
                     const std::string& payload, int timeout_ms, std::string& failure) {
-  connection.fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  if (connection.fd < 0) {
+  connection.reset(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  if (!connection) {
     failure = numbered_error(errno);
     return kNoSocket;
   }
-  set_timeouts(connection.fd, timeout_ms);
-  if (connect_to(connection.fd, socket_address(ip, port), timeout_ms) == 0) return 0;
+  set_timeouts(connection.get(), timeout_ms);
+  if (connect_to(connection.get(), socket_address(ip, port), timeout_ms) == 0) return 0;
   const int error = errno;
   failure = numbered_error(error);
   LOG_MAIN(routine, "Error: connect ip=%s, port=%d, error=(%d)%s, data=%s;\n", ip.c_str(), port,
@@ -71,9 +60,10 @@ int open_connection(const char* routine, Descriptor& connection, const std::stri
 }
 
 /// Sends on an open connection; `failure` as above.
-int send_payload(const Descriptor& connection, const std::string& ip, int port,
+int send_payload(const UniqueFd& connection, const std::string& ip, int port,
                  const std::string& payload, std::string& failure) {
-  const int sent = send_once(connection.fd, payload);
+  const auto sent = static_cast<int>(retry_interrupted(
+      [&] { return send(connection.get(), payload.data(), payload.size(), MSG_NOSIGNAL); }));
   if (sent >= 0) return sent;
   const int error = errno;
   failure = numbered_error(error);
@@ -82,7 +72,7 @@ int send_payload(const Descriptor& connection, const std::string& ip, int port,
   return kSendFailed;
 }
 
-/// A final pair of carriage return and line feed, in either order, counts as one line feed.
+/// Replaces a final CR LF, in either order, by one newline.
 void join_line_end(std::string& reply) {
   if (reply.size() < 2) return;
   const std::string_view end = std::string_view(reply).substr(reply.size() - 2);
@@ -91,10 +81,8 @@ void join_line_end(std::string& reply) {
 
 std::string read_reply(int fd, std::size_t reply_size) {
   std::string reply(reply_size - 1, '\0');
-  ssize_t received = -1;
-  do {
-    received = recv(fd, reply.data(), reply.size(), 0);
-  } while (received < 0 && errno == EINTR);
+  const ssize_t received =
+      retry_interrupted([&] { return recv(fd, reply.data(), reply.size(), 0); });
   if (received < 0) return numbered_error(errno);
   reply.resize(until_nul({reply.data(), static_cast<std::size_t>(received)}).size());
   join_line_end(reply);
@@ -105,15 +93,14 @@ std::string read_reply(int fd, std::size_t reply_size) {
 
 int udpclient(const std::string& ip, int port, std::string_view payload) {
   const sockaddr_in address = socket_address(ip, port);
-  const Descriptor datagram(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-  if (datagram.fd < 0) return -1;
+  const UniqueFd datagram(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+  if (!datagram) return -1;
   LOG_DEBUG("udpclient", "send udp:%d (%d)%s\n", port, static_cast<int>(payload.size()),
             std::string(payload).c_str());
-  ssize_t sent = -1;
-  do {
-    sent = sendto(datagram.fd, payload.data(), payload.size(), MSG_NOSIGNAL, generic(address),
-                  sizeof address);
-  } while (sent < 0 && errno == EINTR);
+  const ssize_t sent = retry_interrupted([&] {
+    return sendto(datagram.get(), payload.data(), payload.size(), MSG_NOSIGNAL,
+                  as_sockaddr(address), sizeof address);
+  });
   sleep_ms(kPauseMs);
   return static_cast<int>(sent);
 }
@@ -121,19 +108,19 @@ int udpclient(const std::string& ip, int port, std::string_view payload) {
 int tcpclient(const std::string& ip, int port, std::string_view payload, std::string& reply,
               std::size_t reply_size) {
   const std::string text(payload);
-  Descriptor connection;
+  UniqueFd connection;
   const int opened =
       open_connection("tcpclient", connection, ip, port, text, kReplyTimeoutMs, reply);
   if (opened < 0) return opened;
   LOG_DEBUG("tcpclient", "send[%d] %s\n", static_cast<int>(text.size()), text.c_str());
   const int sent = send_payload(connection, ip, port, text, reply);
-  if (sent >= 0) reply = read_reply(connection.fd, reply_size);
+  if (sent >= 0) reply = read_reply(connection.get(), reply_size);
   return sent;
 }
 
 int tcpclient_no_rcv(const std::string& ip, int port, std::string_view payload) {
   const std::string text(payload);
-  Descriptor connection;
+  UniqueFd connection;
   std::string failure;
   const int opened =
       open_connection("tcpclient_no_rcv", connection, ip, port, text, kNoReplyTimeoutMs, failure);

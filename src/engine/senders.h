@@ -1,7 +1,6 @@
 // The three socket routines that send every byte to the outside: IPv4, one socket per send, closed
-// at once, no retry. They keep no state and take no lock but the log's; any thread may call them.
-//
-// An address that is no dotted IPv4 address counts as 0.0.0.0.
+// at once, no retry. They keep no state and take only the locks of the log; any thread may call
+// them. A text that is not a dotted IPv4 address counts as 0.0.0.0.
 #pragma once
 
 #include <cstddef>
@@ -15,21 +14,20 @@ constexpr char kStatusRequest[] = "getStatus";  // what the status service is as
 
 enum class Transport : std::int32_t { kUdp = 0, kTcp = 1 };
 
-constexpr std::size_t kReplySize = 2048;  // reply buffer, with its terminating zero byte
+constexpr std::size_t kReplySize = 2048;  // reply buffer, with its terminating NUL
 
-enum : int {
-  kNoSocket = -2,
-  kConnectFailed = -3,
-  kSendFailed = -4,
-};
+// Results of the TCP senders when nothing was sent.
+constexpr int kNoSocket = -2;
+constexpr int kConnectFailed = -3;
+constexpr int kSendFailed = -4;
 
-/// Sends one datagram and pauses 10 ms to space out bursts. Returns the bytes
-/// sent, or -1. Nothing is logged on failure.
+/// Sends one datagram and pauses 10 ms to space out bursts. Returns the bytes sent, or -1. Does not
+/// log failures.
 int udpclient(const std::string& ip, int port, std::string_view payload);
 
 /// Connects, sends the payload and reads one reply of at most reply_size - 1 bytes into `reply`,
-/// cut at its first zero byte. A final carriage return and line feed, in either order, become one
-/// line feed. On a failure the reply is the error as "(number)text". Each step waits 2 s at most.
+/// truncated at its first NUL. A final CR LF, in either order, becomes one newline. On a failure
+/// the reply is the error as "(number)text". Each step waits 2 s at most.
 /// Returns the bytes sent, or kNoSocket, kConnectFailed, kSendFailed; the last two are logged.
 int tcpclient(const std::string& ip, int port, std::string_view payload, std::string& reply,
               std::size_t reply_size = kReplySize);

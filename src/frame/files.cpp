@@ -10,6 +10,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "frame/unique_fd.h"
+
 namespace kovo {
 namespace {
 
@@ -24,37 +26,30 @@ std::string directory_of(const std::string& path) {
 /// Opens what the path names, which may be anything but a link.
 UniqueFd open_entry(const std::string& path, int flags, unsigned mode = 0) {
   constexpr int kAlways = O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
-  int fd = -1;
-  do {
-    fd = open(path.c_str(), flags | kAlways, mode);
-  } while (fd < 0 && errno == EINTR);
-  return UniqueFd(fd);
+  return UniqueFd(retry_interrupted([&] { return open(path.c_str(), flags | kAlways, mode); }));
 }
 
 /// Opens a file of the daemon's user that has one name, or removes it and creates one. First
 /// without O_CREAT: with it, fs.protected_regular makes the open fail for a file of somebody else.
 UniqueFd open_in_shared_directory(const std::string& path, int flags, unsigned mode) {
   UniqueFd file = open_entry(path, flags & ~O_CREAT);
-  if (file.get() < 0 && errno == ELOOP) return file;
+  if (!file && errno == ELOOP) return file;
   struct stat info {};
-  const bool opened = file.get() >= 0 && fstat(file.get(), &info) == 0;
+  const bool opened = file && fstat(file.get(), &info) == 0;
   if (opened && info.st_uid == geteuid() && info.st_nlink == 1) return file;
   if (opened || errno == EACCES) unlink(path.c_str());
   return open_entry(path, flags | O_EXCL, mode);
 }
 
-/// Replaces the path of a link by what the link leads to; false with errno set when it is no link
-/// (EEXIST) or one that is not followed (EACCES).
+/// Replaces the path of a link by the link's target; false with errno set when it is not a link
+/// (EEXIST) or belongs to another user (EACCES).
 bool follow_link(std::string& path) {
   const UniqueFd link = open_entry(path, O_PATH);
   struct stat info {};
-  if (link.get() < 0 || fstat(link.get(), &info) != 0) return false;
+  if (!link || fstat(link.get(), &info) != 0) return false;
   const bool is_link = S_ISLNK(info.st_mode);
-  const bool trusted = info.st_uid == 0 || info.st_uid == geteuid();
-  if (!is_link || !trusted) {
-    errno = is_link ? EACCES : EEXIST;
-    return false;
-  }
+  errno = is_link ? EACCES : EEXIST;
+  if (!is_link || (info.st_uid != 0 && info.st_uid != geteuid())) return false;
   char target[PATH_MAX];
   const ssize_t length = readlinkat(link.get(), "", target, sizeof target);
   if (length < 0) return false;
@@ -63,7 +58,7 @@ bool follow_link(std::string& path) {
   return true;
 }
 
-/// Refuses, by errno, what is no regular file.
+/// Returns whether a descriptor is a regular file; sets errno if not.
 bool is_regular(int fd) {
   struct stat info {};
   if (fstat(fd, &info) != 0) return false;
@@ -72,7 +67,8 @@ bool is_regular(int fd) {
   return false;
 }
 
-/// Opens a file by the rules in the header; `path` becomes the path that its links lead to.
+/// Opens a file by the rules in the header, or returns none with errno set; `path` becomes the path
+/// that its links lead to.
 UniqueFd open_file(std::string& path, int flags, unsigned mode = kFileMode) {
   for (int links = 0; links <= kMaxLinks; ++links) {
     const std::string directory = directory_of(path);
@@ -80,18 +76,18 @@ UniqueFd open_file(std::string& path, int flags, unsigned mode = kFileMode) {
                         (directory == "/tmp/" || directory == "/var/tmp/");
     UniqueFd file =
         shared ? open_in_shared_directory(path, flags, mode) : open_entry(path, flags, mode);
-    if (file.get() >= 0) return is_regular(file.get()) ? std::move(file) : UniqueFd();
-    // O_EXCL says EEXIST of a link as well.
+    if (file) return is_regular(file.get()) ? std::move(file) : UniqueFd();
+    // With O_EXCL, a link fails with EEXIST.
     if ((errno != ELOOP && errno != EEXIST) || !follow_link(path)) return file;
   }
   errno = ELOOP;
-  return UniqueFd();
+  return {};
 }
 
 bool write_all(int fd, std::string_view bytes) {
   while (!bytes.empty()) {
-    const ssize_t written = write(fd, bytes.data(), bytes.size());
-    if (written < 0 && errno == EINTR) continue;
+    const ssize_t written =
+        retry_interrupted([&] { return write(fd, bytes.data(), bytes.size()); });
     if (written <= 0) return false;
     bytes.remove_prefix(static_cast<std::size_t>(written));
   }
@@ -99,22 +95,18 @@ bool write_all(int fd, std::string_view bytes) {
 }
 
 bool sync_file(int fd) {
-  int result = -1;
-  do {
-    result = fsync(fd);
-  } while (result != 0 && errno == EINTR);
-  return result == 0;
+  return retry_interrupted([&] { return fsync(fd); }) == 0;
 }
 
 /// Truncates only after writing: a full disk has room for what replaces the old content.
 bool write_in_place(std::string path, std::string_view bytes) {
   const UniqueFd file = open_file(path, O_WRONLY | O_CREAT);
-  return file.get() >= 0 && write_all(file.get(), bytes) &&
+  return file && write_all(file.get(), bytes) &&
          ftruncate(file.get(), static_cast<off_t>(bytes.size())) == 0 && sync_file(file.get());
 }
 
 /// Gives the temporary file the owner, group and mode of the file that it is to replace. What is
-/// right already is left alone: not every file system knows owners and modes.
+/// already right is not set: not every file system has owners and modes.
 bool keep_owner(int temp, const struct stat& file) {
   struct stat own {};
   if (fstat(temp, &own) != 0) return false;
@@ -123,10 +115,15 @@ bool keep_owner(int temp, const struct stat& file) {
   return own.st_mode == file.st_mode || fchmod(temp, file.st_mode & kModeBits) == 0;
 }
 
-/// True for an error that every further attempt would meet, unlike a lack of descriptors or memory.
-bool cannot_rename(int error) {
-  return error == EROFS || error == EACCES || error == EPERM || error == EBUSY || error == EXDEV ||
-         error == ENAMETOOLONG || error == EEXIST;
+/// Returns whether writing in place may succeed after the file could not be replaced: for reasons
+/// that last, unlike a lack of descriptors or memory, and on a full disk within the file's blocks.
+bool may_write_in_place(int error, const struct stat& file, std::size_t size) {
+  constexpr int kLasting[] = {EROFS, EACCES, EPERM, EBUSY, EXDEV, ENAMETOOLONG, EEXIST, EMLINK};
+  constexpr std::uint64_t kBlock = 512;  // the unit of st_blocks
+  if (error == ENOSPC || error == EDQUOT) {
+    return size <= static_cast<std::uint64_t>(file.st_blocks) * kBlock;
+  }
+  return std::find(std::begin(kLasting), std::end(kLasting), error) != std::end(kLasting);
 }
 
 /// Writes the temporary file and renames it; `file` is null when there is nothing to replace yet.
@@ -134,28 +131,23 @@ bool cannot_rename(int error) {
 int replace_by_rename(const std::string& path, const std::string& temp_path,
                       const struct stat* file, std::string_view bytes) {
   const unsigned mode = file == nullptr ? kFileMode : kPrivateMode;
+  unlink(temp_path.c_str());  // left by a power cut
   const UniqueFd temp = open_entry(temp_path, O_WRONLY | O_CREAT | O_EXCL, mode);
-  if (temp.get() < 0) return errno;
+  if (!temp) return errno;
   if (file != nullptr && !keep_owner(temp.get(), *file)) return EPERM;
   if (!write_all(temp.get(), bytes) || !sync_file(temp.get())) return errno;
   if (rename(temp_path.c_str(), path.c_str()) != 0) return errno;
   // Best effort: makes the rename survive a power cut.
   const UniqueFd directory = open_entry(directory_of(path), O_RDONLY | O_DIRECTORY);
-  if (directory.get() >= 0) sync_file(directory.get());
+  if (directory) sync_file(directory.get());
   return 0;
 }
 
 }  // namespace
 
-UniqueFd::~UniqueFd() {
-  const int error = errno;
-  if (fd >= 0) close(fd);
-  errno = error;
-}
-
 File open_for_reading(std::string path) {
   UniqueFd opened = open_file(path, O_RDONLY);
-  if (opened.get() < 0) return nullptr;
+  if (!opened) return nullptr;
   File file(fdopen(opened.get(), "r"));
   if (file != nullptr) opened.release();
   return file;
@@ -163,17 +155,17 @@ File open_for_reading(std::string path) {
 
 bool create_file(std::string path, std::string_view bytes, unsigned mode) {
   const UniqueFd file = open_file(path, O_WRONLY | O_CREAT | O_EXCL, mode);
-  return file.get() >= 0 && write_all(file.get(), bytes);
+  return file && write_all(file.get(), bytes);
 }
 
 bool write_file(std::string path, std::string_view bytes) {
   const UniqueFd file = open_file(path, O_WRONLY | O_CREAT);
-  return file.get() >= 0 && ftruncate(file.get(), 0) == 0 && write_all(file.get(), bytes);
+  return file && ftruncate(file.get(), 0) == 0 && write_all(file.get(), bytes);
 }
 
 bool append_file(std::string path, std::string_view bytes) {
   const UniqueFd file = open_file(path, O_WRONLY | O_CREAT | O_APPEND);
-  if (file.get() < 0) return false;
+  if (!file) return false;
   static_cast<void>(write_all(file.get(), bytes));
   return true;
 }
@@ -181,20 +173,16 @@ bool append_file(std::string path, std::string_view bytes) {
 bool replace_file(std::string path, std::string_view bytes) {
   struct stat info {};
   const UniqueFd old = open_file(path, O_RDONLY);
-  const bool exists = old.get() >= 0 && fstat(old.get(), &info) == 0;
+  const bool exists = old && fstat(old.get(), &info) == 0;
   if (!exists && errno != ENOENT) return false;
-  if (exists && info.st_nlink > 1) return write_in_place(path, bytes);
   const std::string temp_path = path + ".new";
-  unlink(temp_path.c_str());  // left by a power cut
-  const int error = replace_by_rename(path, temp_path, exists ? &info : nullptr, bytes);
-  if (error == 0) return true;
-  unlink(temp_path.c_str());
-  if (error == ENOSPC || error == EDQUOT) {
-    constexpr std::uint64_t kBlock = 512;  // the unit of st_blocks
-    const std::uint64_t room = static_cast<std::uint64_t>(info.st_blocks) * kBlock;
-    return bytes.size() <= room && write_in_place(path, bytes);
+  int error = EMLINK;  // a rename would part the file from its other names
+  if (info.st_nlink <= 1) {
+    error = replace_by_rename(path, temp_path, exists ? &info : nullptr, bytes);
+    if (error == 0) return true;
+    unlink(temp_path.c_str());
   }
-  return cannot_rename(error) && write_in_place(path, bytes);
+  return may_write_in_place(error, info, bytes.size()) && write_in_place(path, bytes);
 }
 
 bool read_line(std::FILE* file, LineBuffer& buffer, std::string_view& line, std::size_t limit) {

@@ -1,4 +1,5 @@
-// Regular files. Every file that the daemon opens is opened by one helper, by these rules:
+// Regular files. These functions open all files of the daemon but the pid file, which the shell
+// writes, by these rules:
 //
 // - A symbolic link as the last component of a path is followed if it belongs to root or to the
 //   daemon's user, up to 40 in a row, also to a file that is still to be created. Any other link
@@ -7,7 +8,7 @@
 //   hard link is appended to or overwritten. Any other is removed and created anew. Their sticky
 //   bit keeps other users from exchanging it meanwhile.
 // - FIFOs, devices and directories fail. No open blocks.
-// - Modes are stated and do not depend on the umask of whoever starts the daemon.
+// - New files have the stated mode: main sets the umask to kModeMask, whatever it inherits.
 #pragma once
 
 #include <array>
@@ -16,36 +17,13 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <utility>
 
 #include "frame/text.h"
 
 namespace kovo {
 
-constexpr unsigned kFileMode = 0644;  // of everything that is written, if not stated otherwise
-constexpr unsigned kModeMask = 022;   // the process's, and so its shell commands'
-
-/// Owns a descriptor; -1 is none. Closing it keeps errno.
-struct UniqueFd {
-  explicit UniqueFd(int descriptor = -1) : fd(descriptor) {}
-  UniqueFd(UniqueFd&& other) noexcept : fd(other.release()) {}
-  UniqueFd& operator=(UniqueFd&& other) noexcept {
-    std::swap(fd, other.fd);
-    return *this;
-  }
-  ~UniqueFd();
-
-  int get() const {
-    return fd;
-  }
-  /// Returns the descriptor, which the caller owns from now on.
-  int release() {
-    return std::exchange(fd, -1);
-  }
-
-  int fd;
-};
-using Descriptor = UniqueFd;  // the name that other files still use
+constexpr unsigned kFileMode = 0644;  // of new files, unless stated otherwise
+constexpr unsigned kModeMask = 022;   // umask of the process and its shell commands
 
 struct FileCloser {
   void operator()(std::FILE* file) const {
@@ -57,7 +35,7 @@ using File = std::unique_ptr<std::FILE, FileCloser>;
 /// Opens a file for reading; null with errno set when that fails.
 File open_for_reading(std::string path);
 
-/// Creates a file with these bytes. False with errno set when it exists (EEXIST) or cannot be
+/// Creates a file with these bytes; false with errno set when it exists (EEXIST) or cannot be
 /// created or written. A link to a file that does not exist creates that file.
 bool create_file(std::string path, std::string_view bytes, unsigned mode = kFileMode);
 
@@ -70,8 +48,8 @@ bool append_file(std::string path, std::string_view bytes);
 
 /// Replaces the content of a file, or of the file that a link leads to: writes PATH.new, syncs it
 /// and renames it, so that a power cut or a full disk leaves the old content or the new. Owner,
-/// group and mode are kept. Returns false when the file could not be replaced; it keeps its old
-/// content then, unless writing in place has failed midway.
+/// group and mode are kept. Returns false when that fails; the file then keeps its old content,
+/// unless writing in place failed midway.
 ///
 /// The file is written in place (overwritten, then truncated, then synced) when a new file cannot
 /// take its place: the directory is read-only or forbidden, the file is a mount point or has a
@@ -83,8 +61,8 @@ bool replace_file(std::string path, std::string_view bytes);
 
 using LineBuffer = std::array<char, kMaxMessage + 1>;
 
-/// Reads the next line, or the next piece of one, of at most `limit` bytes (line feed included)
-/// into the buffer. `line` is the text up to its first zero byte, with its line feed.
+/// Reads the next line, or the next piece of one, of at most `limit` bytes (newline included) into
+/// the buffer. `line` is the text up to its first NUL, with its newline.
 /// Returns false at the end of the file or on a read error.
 bool read_line(std::FILE* file, LineBuffer& buffer, std::string_view& line,
                std::size_t limit = kMaxMessage);

@@ -10,7 +10,7 @@ namespace kovo {
 
 /// Finds the device's IPv4 address among the interfaces other than "lo"; the last one listed wins.
 /// `ip_addr` (dotted text) and `iface_name` keep their values when there is none.
-/// Returns 0, or -1 when the interfaces cannot be read. Called by main alone, during start-up.
+/// Returns 0, or -1 when the interfaces cannot be read. Called only by main, during start-up.
 int renew_network_info(std::string& ip_addr, std::string& iface_name);
 
 struct LocalTime {

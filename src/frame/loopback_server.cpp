@@ -1,19 +1,17 @@
 #include "frame/loopback_server.h"
 
 #include <poll.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdio>
 #include <utility>
 #include <vector>
 
-#include "frame/files.h"
 #include "frame/host.h"
 #include "frame/log.h"
 #include "frame/sockets.h"
+#include "frame/unique_fd.h"
 #include "frame/worker.h"
 
 namespace kovo {
@@ -26,29 +24,33 @@ constexpr int kTimeoutMs = 2000;
 constexpr int kPauseMs = 20;                            // after what must not spin
 constexpr std::int64_t kErrorPeriodNs = 1'000'000'000;  // between two log lines about accepting
 constexpr int kMinDatagram = 2;
-constexpr int kReceiveBuffer = 8 << 20;  // holds a burst of some thousand small datagrams
+constexpr int kReceiveBuffer = 8 << 20;  // for a burst of some thousand small datagrams
 
-/// What the readiness loop knows of its service and connections.
 struct TcpLoop {
   const TcpService& service;
   void* context;
-  int listener;
-  std::vector<int> waiting = {};                   // open connections, the oldest first
-  std::vector<pollfd> watched = {};                // the listener and the connections, for one wait
+  UniqueFd listener;
+  std::vector<UniqueFd> connections = {};          // in the order of their arrival
+  std::vector<pollfd> watched = {};                // listener and connections, by descriptor
   std::int64_t error_logged_ns = -kErrorPeriodNs;  // steady clock
 };
 
-bool bind_to(int fd, std::uint16_t port) {
+/// Logs that a call has failed with this error.
+void log_failed_call(const TcpService& service, int line, const char* call, int error) {
+  log_main("Error: [%s:%d] %s(): %s\n", service.routine, line, call, error_text(error).c_str());
+}
+
+bool bind_to(const UniqueFd& socket, std::uint16_t port) {
   const sockaddr_in address = socket_address(kLoopback, port);
-  return bind(fd, generic(address), sizeof address) == 0;
+  return bind(socket.get(), as_sockaddr(address), sizeof address) == 0;
 }
 
 void announce_tcp(const TcpService& service) {
   LOG_MAIN(service.routine, "bind %s tcp:%d\n", kLoopback, service.port);
 }
 
-bool bind_tcp(const TcpService& service, int fd) {
-  if (bind_to(fd, service.port)) return true;
+bool bind_tcp(const TcpService& service, const UniqueFd& listener) {
+  if (bind_to(listener, service.port)) return true;
   const int error = errno;
   log_main("Error: [%s:%d] bind(): (%d)%s\n", service.routine, __LINE__, error,
            error_text(error).c_str());
@@ -56,162 +58,137 @@ bool bind_tcp(const TcpService& service, int fd) {
   return false;
 }
 
-/// Opens the listening socket; -1 when that failed and was logged.
-int listen_tcp(const TcpService& service) {
+/// Opens the listening socket; none when that failed and was logged.
+UniqueFd listen_tcp(const TcpService& service) {
   // Not blocking: a client may be gone between its readiness and the accept.
-  Descriptor listener(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-  if (listener.fd < 0) {
-    log_main("Error: [%s:%d] open socket(): %s\n", service.routine, __LINE__,
-             error_text(errno).c_str());
-    return -1;
-  }
+  UniqueFd listener(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
   const int on = 1;
-  if (setsockopt(listener.fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) != 0) {
-    log_main("Error: [%s:%d] Server-setsockopt(): %s\n", service.routine, __LINE__,
-             error_text(errno).c_str());
-    return -1;
+  if (!listener) {
+    log_failed_call(service, __LINE__, "open socket", errno);
+    return {};
   }
-  set_timeouts(listener.fd, kTimeoutMs);
+  if (setsockopt(listener.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) != 0) {
+    log_failed_call(service, __LINE__, "Server-setsockopt", errno);
+    return {};
+  }
+  set_timeouts(listener.get(), kTimeoutMs);
   if (service.announce == Announce::kBeforeBind) announce_tcp(service);
-  if (!bind_tcp(service, listener.fd)) return -1;
+  if (!bind_tcp(service, listener)) return {};
   if (service.announce == Announce::kOnceBound) announce_tcp(service);
-  if (listen(listener.fd, kBacklog) != 0) {
-    log_main("Error: [%s:%d] listen(): %s\n", service.routine, __LINE__, error_text(errno).c_str());
-    return -1;
+  if (listen(listener.get(), kBacklog) != 0) {
+    log_failed_call(service, __LINE__, "listen", errno);
+    return {};
   }
-  return std::exchange(listener.fd, -1);
+  return listener;
 }
 
-void close_connection(TcpLoop& loop, int fd) {
-  close(fd);
-  loop.waiting.erase(std::find(loop.waiting.begin(), loop.waiting.end(), fd));
-}
-
-/// Closes a connection at the end of its scope.
-struct ConnectionCloser {
-  ConnectionCloser(TcpLoop& owner, int connection) : loop(owner), fd(connection) {}
-  ~ConnectionCloser() {
-    close_connection(loop, fd);
-  }
-  ConnectionCloser(const ConnectionCloser&) = delete;
-  ConnectionCloser& operator=(const ConnectionCloser&) = delete;
-
-  TcpLoop& loop;
-  int fd;
-};
-
-/// Closes the connection that has waited longest without a byte, if there is one.
-void drop_oldest(TcpLoop& loop) {
-  const auto oldest = std::find_if(loop.waiting.begin(), loop.waiting.end(), [](int fd) {
-    pollfd idle{fd, POLLIN, 0};
-    return poll(&idle, 1, 0) == 0;
-  });
-  if (oldest != loop.waiting.end()) close_connection(loop, *oldest);
+/// Makes room for new clients and for the logs, which need descriptors as well: closes the
+/// longest-idle connection, the first one without a byte to read.
+void close_longest_idle(std::vector<UniqueFd>& connections) {
+  const auto idle =
+      std::find_if(connections.begin(), connections.end(), [](const UniqueFd& connection) {
+        pollfd watched{connection.get(), POLLIN, 0};
+        return poll(&watched, 1, 0) == 0;
+      });
+  if (idle != connections.end()) connections.erase(idle);
 }
 
 bool is_shortage(int error) {
   return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
 }
 
-/// An error that lasts must neither spin nor fill the log. When descriptors or memory run out an
-/// idle connection makes room for the next client, and for the log.
-void handle_accept_error(TcpLoop& loop, int error) {
-  if (is_shortage(error)) drop_oldest(loop);
+void accept_connection(TcpLoop& loop) {
+  UniqueFd connection(accept4(loop.listener.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+  const int error = connection ? 0 : errno;
+  if (connection) loop.connections.push_back(std::move(connection));
+  if (is_shortage(error) || loop.connections.size() > kMaxIdle) {
+    close_longest_idle(loop.connections);
+  }
+  if (error == 0 || error == EINTR) return;
+  // An error that lasts must neither fill the log nor spin. EAGAIN: the client is gone.
   const std::int64_t now = steady_ns();
-  if (now >= loop.error_logged_ns + kErrorPeriodNs) {
+  if (error != EAGAIN && now >= loop.error_logged_ns + kErrorPeriodNs) {
     loop.error_logged_ns = now;
-    log_main("Error: [%s:%d] accept(): %s\n", loop.service.routine, __LINE__,
-             error_text(error).c_str());
+    log_failed_call(loop.service, __LINE__, "accept", error);
   }
   sleep_ms(kPauseMs);
 }
 
-void accept_one(TcpLoop& loop) {
-  Descriptor connection(accept4(loop.listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-  if (connection.fd < 0) {
-    if (errno == EAGAIN) {
-      sleep_ms(kPauseMs);  // gone, or not ready after all
-    } else if (errno != EINTR) {
-      handle_accept_error(loop, errno);
-    }
-    return;
-  }
-  loop.waiting.push_back(connection.fd);
-  connection.fd = -1;
-  if (loop.waiting.size() > kMaxIdle) drop_oldest(loop);
-}
-
-void read_one(TcpLoop& loop, int fd) {
+/// Reads once from a connection and closes it.
+void serve_connection(TcpLoop& loop, int fd) {
   std::array<char, kMaxTcpRead> buffer;
   const ssize_t count = recv(fd, buffer.data(), loop.service.max_read, 0);
   const int error = errno;
   if (count < 0 && error == EAGAIN) sleep_ms(kPauseMs);  // not readable after all
   if (count < 0 && (error == EINTR || error == EAGAIN)) return;
-  // Closed once the message is taken: a client may wait for that and go on by another channel.
-  const ConnectionCloser closing(loop, fd);
+  const auto found = std::find_if(loop.connections.begin(), loop.connections.end(),
+                                  [&](const UniqueFd& other) { return other.get() == fd; });
+  // Closed after the callback: a client may wait for that and go on by another channel.
+  const UniqueFd connection = std::move(*found);
+  loop.connections.erase(found);
   if (count > 0) {
-    loop.service.take(loop.context, {buffer.data(), static_cast<std::size_t>(count)});
+    loop.service.on_message(loop.context, {buffer.data(), static_cast<std::size_t>(count)});
   } else if (count < 0) {
-    loop.service.log_read_error(error_text(error).c_str());
+    loop.service.on_read_error(error_text(error).c_str());
   }
 }
 
-/// Fills the list that poll takes, in the order in which what is ready is visited.
-void watch(TcpLoop& loop) {
-  loop.watched.assign(1, {loop.listener, POLLIN, 0});
-  for (const int fd : loop.waiting) loop.watched.push_back({fd, POLLIN, 0});
+/// Fills the list that poll takes, in the order in which ready descriptors are served.
+void fill_watched(TcpLoop& loop) {
+  loop.watched.assign(1, {loop.listener.get(), POLLIN, 0});
+  for (const UniqueFd& connection : loop.connections) {
+    loop.watched.push_back({connection.get(), POLLIN, 0});
+  }
   std::sort(loop.watched.begin(), loop.watched.end(),
             [](const pollfd& a, const pollfd& b) { return a.fd < b.fd; });
 }
 
-/// Waits for the next readiness and serves it. False when waiting failed.
+/// Waits until descriptors are ready and serves them. False when waiting failed.
 bool serve_ready(TcpLoop& loop) {
-  watch(loop);
+  fill_watched(loop);
   if (poll(loop.watched.data(), loop.watched.size(), -1) < 0) {
     if (errno == EINTR) return true;
-    log_main("Error: [%s:%d] select(): %s\n", loop.service.routine, __LINE__,
-             error_text(errno).c_str());
+    log_failed_call(loop.service, __LINE__, "select", errno);
     return false;
   }
-  // Accepting may drop a connection, but none that is ready: that one has a byte to read.
+  // Accepting may close a connection, but not a ready one: that one has a byte to read.
   for (const pollfd& watched : loop.watched) {
     if (watched.revents == 0) continue;
-    if (watched.fd == loop.listener) {
-      accept_one(loop);
+    if (watched.fd == loop.listener.get()) {
+      accept_connection(loop);
     } else {
-      read_one(loop, watched.fd);
+      serve_connection(loop, watched.fd);
     }
   }
   return true;
 }
 
-/// Opens the receiving socket; -1 when that failed and was logged.
-int open_udp(const UdpService& service) {
-  Descriptor receiver(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-  if (receiver.fd < 0) {
-    LOG_MAIN(service.routine, "socket call failed\n");
-    return -1;
-  }
-  if (!bind_to(receiver.fd, service.port)) {
-    LOG_MAIN(service.routine, "bind call failed\n");
-    return -1;
-  }
+/// Opens the receiving socket; none when that failed and was logged.
+UniqueFd open_udp(const UdpService& service) {
+  UniqueFd receiver(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
   const int on = 1;
-  if (setsockopt(receiver.fd, SOL_SOCKET, SO_BROADCAST, &on, sizeof on) != 0) {
-    LOG_MAIN(service.routine, "setsockopt failed\n");
-    return -1;
+  const char* failure = nullptr;
+  if (!receiver) {
+    failure = "socket call failed\n";
+  } else if (!bind_to(receiver, service.port)) {
+    failure = "bind call failed\n";
+  } else if (setsockopt(receiver.get(), SOL_SOCKET, SO_BROADCAST, &on, sizeof on) != 0) {
+    failure = "setsockopt failed\n";
   }
-  // A privileged process may go beyond the system's bound; any other gets what the bound allows.
-  if (setsockopt(receiver.fd, SOL_SOCKET, SO_RCVBUFFORCE, &kReceiveBuffer, sizeof kReceiveBuffer) !=
-      0) {
-    setsockopt(receiver.fd, SOL_SOCKET, SO_RCVBUF, &kReceiveBuffer, sizeof kReceiveBuffer);
+  if (failure != nullptr) {
+    LOG_MAIN(service.routine, "%s", failure);
+    return {};
+  }
+  // Only a privileged process may exceed the system's limit.
+  for (const int option : {SO_RCVBUF, SO_RCVBUFFORCE}) {
+    setsockopt(receiver.get(), SOL_SOCKET, option, &kReceiveBuffer, sizeof kReceiveBuffer);
   }
   LOG_MAIN(service.routine, "bind %s udp:%d\n", kLoopback, service.port);
-  return std::exchange(receiver.fd, -1);
+  return receiver;
 }
 
-/// Passes over the short datagrams that wait, after one pause for all of them: a pause for each
-/// would keep those behind a burst of them waiting for minutes.
+/// Discards the short datagrams that wait, after one pause for all of them: a pause for each would
+/// delay by minutes what comes after a burst of them.
 void skip_short_datagrams(int fd) {
   sleep_ms(kPauseMs);
   char byte = 0;
@@ -227,13 +204,13 @@ bool receive_one(const UdpService& service, void* context, int fd) {
   std::array<char, kMaxDatagram> buffer;
   const ssize_t count = recv(fd, buffer.data(), buffer.size(), 0);
   if (count >= kMinDatagram) {
-    service.take(context, {buffer.data(), static_cast<std::size_t>(count)});
+    service.on_message(context, {buffer.data(), static_cast<std::size_t>(count)});
   } else if (count >= 0) {
     skip_short_datagrams(fd);
   } else if (errno == EAGAIN) {
     sleep_ms(kPauseMs);
   } else if (errno != EINTR) {
-    service.log_receive_error(errno);
+    service.on_receive_error(errno);
     return false;
   }
   return true;
@@ -242,21 +219,19 @@ bool receive_one(const UdpService& service, void* context, int fd) {
 }  // namespace
 
 void serve_tcp(const TcpService& service, void* context) {
-  Descriptor listener;
-  retry_until_success(service.routine, [&] { listener.fd = listen_tcp(service); });
-  if (listener.fd < 0) return;
-  TcpLoop loop{service, context, listener.fd};
-  bool serving = true;
+  TcpLoop loop{service, context, {}};
+  retry_until_success(service.routine, [&] { loop.listener = listen_tcp(service); });
+  bool serving = static_cast<bool>(loop.listener);
   while (serving) catch_and_log(service.routine, [&] { serving = serve_ready(loop); });
-  for (const int fd : loop.waiting) close(fd);
 }
 
 void serve_udp(const UdpService& service, void* context) {
-  Descriptor receiver;
-  retry_until_success(service.routine, [&] { receiver.fd = open_udp(service); });
-  bool receiving = receiver.fd >= 0;
+  UniqueFd receiver;
+  retry_until_success(service.routine, [&] { receiver = open_udp(service); });
+  bool receiving = static_cast<bool>(receiver);
   while (receiving) {
-    catch_and_log(service.routine, [&] { receiving = receive_one(service, context, receiver.fd); });
+    catch_and_log(service.routine,
+                  [&] { receiving = receive_one(service, context, receiver.get()); });
   }
 }
 

@@ -1,5 +1,5 @@
 // The servers on the loopback address: one readiness loop for the TCP ports and one receive loop
-// for the UDP ports. A small record says in what the services differ.
+// for the UDP ports. TcpService and UdpService hold what differs between the services.
 #pragma once
 
 #include <cstddef>
@@ -21,25 +21,27 @@ struct TcpService {
   std::size_t max_read;  // bytes read of a connection, 1 to kMaxTcpRead
   Announce announce;
   PortInUse port_in_use;
-  void (*take)(void* context, std::string_view data);  // the one read of a connection, not empty
-  void (*log_read_error)(const char* text);
+  void (*on_message)(void* context, std::string_view data);  // the one read, not empty
+  void (*on_read_error)(const char* text);
 };
 
-/// Serves connections that carry one message each: one read, then closed, no reply. Connections
-/// that can be read are visited in the order of their descriptors. Returns after a set-up or poll
-/// failure, which is logged. When descriptors run out, and beyond 128 connections, the
-/// longest-idle one is closed. `context` is handed to `take`. Called by the service's thread body.
+/// Serves connections that carry one message each: reads once, closes the connection, sends no
+/// reply. Ready connections are served in the order of their descriptors. Beyond 128 connections,
+/// and when descriptors or memory run out, the longest-idle one is closed: the one that arrived
+/// first of those without a byte to read. Returns after a set-up or poll failure, which is logged.
+/// `context` is passed to on_message. Called by the service's thread body.
 void serve_tcp(const TcpService& service, void* context);
 
 struct UdpService {
   const char* routine;
   std::uint16_t port;
-  void (*take)(void* context, std::string_view data);  // one datagram, 2 to kMaxDatagram bytes
-  void (*log_receive_error)(int error);
+  void (*on_message)(void* context, std::string_view data);  // 2 to kMaxDatagram bytes
+  void (*on_receive_error)(int error);
 };
 
 /// Receives datagrams; those of 0 or 1 bytes are ignored. Returns after a set-up or receive
-/// failure, which is logged. `context` is handed to `take`. Called by the service's thread body.
+/// failure, which is logged. `context` is passed to on_message. Called by the service's thread
+/// body.
 void serve_udp(const UdpService& service, void* context);
 
 }  // namespace kovo

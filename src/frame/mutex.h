@@ -1,5 +1,6 @@
-// A plain mutex that clang's thread-safety analysis understands: a guarded member that is touched
-// without its lock fails the clang build. For other compilers the attributes are empty.
+// A plain mutex for clang's thread-safety analysis: using a guarded member without its lock is a
+// warning of the clang build, and an error with KOVO_WERROR. The order of locks is checked with
+// -Wthread-safety-beta. For other compilers the attributes are empty.
 #pragma once
 
 #include <mutex>

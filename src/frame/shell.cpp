@@ -5,13 +5,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cerrno>
+#include <cstdio>
 #include <utility>
 
-#include "frame/files.h"
 #include "frame/globals.h"
 #include "frame/log.h"
 #include "frame/output.h"
+#include "frame/unique_fd.h"
 
 namespace kovo {
 namespace {
@@ -30,12 +30,10 @@ pid_t start_shell(const char* command, int output) {
   return error == 0 ? child : -1;
 }
 
-/// The child's status as waitpid gives it, -1 when there is none to be had.
+/// Waits for the child's end and returns its status as waitpid gives it, -1 when that fails.
 int wait_for_end(pid_t child) {
   int status = -1;
-  while (waitpid(child, &status, 0) < 0) {
-    if (errno != EINTR) return -1;
-  }
+  retry_interrupted([&] { return waitpid(child, &status, 0); });
   return status;
 }
 
@@ -43,26 +41,26 @@ int wait_for_end(pid_t child) {
 /// would wait for ever. Returns its status.
 int print_output(Pipe& pipe) {
   char buffer[128];
-  while (std::fgets(buffer, sizeof buffer, pipe.output) != nullptr) print_text(buffer);
+  while (std::fgets(buffer, sizeof buffer, pipe.output.get()) != nullptr) print_text(buffer);
   return wait_for_end(std::exchange(pipe.child, -1));
 }
 
 }  // namespace
 
 Pipe::~Pipe() {
-  if (output != nullptr) std::fclose(output);
+  output.reset();
   if (child > 0) wait_for_end(child);
 }
 
 bool open_pipe(Pipe& pipe, const char* command) {
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) != 0) return false;
-  Descriptor reading(ends[0]);
-  const Descriptor writing(ends[1]);
-  pipe.output = fdopen(reading.fd, "r");
+  UniqueFd reading(ends[0]);
+  const UniqueFd writing(ends[1]);
+  pipe.output.reset(fdopen(reading.get(), "r"));
   if (pipe.output == nullptr) return false;
-  reading.fd = -1;
-  pipe.child = start_shell(command, writing.fd);
+  reading.release();
+  pipe.child = start_shell(command, writing.get());
   return pipe.child > 0;
 }
 
@@ -78,7 +76,7 @@ std::string query_device_param(const std::string& name) {
   if (!open_pipe(pipe, ("ipc @lm_query q q_param_get::" + name).c_str())) return {};
   LineBuffer buffer;
   std::string_view line;
-  if (!read_line(pipe.output, buffer, line, kMaxPath)) return {};
+  if (!read_line(pipe.output.get(), buffer, line, kMaxPath)) return {};
   return std::string(until_newline(line));
 }
 

@@ -1,11 +1,12 @@
-// Commands run by the shell. The children inherit the daemon's empty signal mask and default
-// signals, and no descriptor but the standard ones.
+// Commands run by the shell. The children inherit an empty signal mask, the default action of every
+// signal that the daemon sets, and none of the descriptors that it opens.
 #pragma once
 
 #include <sys/types.h>
 
-#include <cstdio>
 #include <string>
+
+#include "frame/files.h"
 
 namespace kovo {
 
@@ -16,7 +17,7 @@ struct Pipe {
   Pipe(const Pipe&) = delete;
   Pipe& operator=(const Pipe&) = delete;
 
-  std::FILE* output = nullptr;
+  File output;
   pid_t child = -1;
 };
 
@@ -24,8 +25,8 @@ struct Pipe {
 /// thread.
 bool open_pipe(Pipe& pipe, const char* command);
 
-/// Runs a command to its end and prints its output. 0 when its status is 0, otherwise -1. Any
-/// thread.
+/// Runs a command to its end and prints its output. Returns 0 when its status is 0, otherwise -1.
+/// Any thread.
 int _system(const char* command);
 
 /// Returns the value of a device parameter: the first line, at most kMaxPath bytes, of what the

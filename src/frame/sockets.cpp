@@ -13,7 +13,7 @@ sockaddr_in socket_address(const std::string& ip, int port) {
   return address;
 }
 
-const sockaddr* generic(const sockaddr_in& address) {
+const sockaddr* as_sockaddr(const sockaddr_in& address) {
   return reinterpret_cast<const sockaddr*>(&address);
 }
 

@@ -1,4 +1,4 @@
-// What the senders and the loopback servers share of IPv4 sockets. Any thread; no state, no lock.
+// IPv4 sockets, for the senders and the loopback servers. Any thread; no state, no lock.
 #pragma once
 
 #include <netinet/in.h>
@@ -8,14 +8,14 @@
 
 namespace kovo {
 
-/// The address of a dotted IPv4 text, 0.0.0.0 for any other, and of a port, of which the lower 16
-/// bits count.
+/// Returns the address of a dotted IPv4 text, 0.0.0.0 for any other text, and of the lower 16 bits
+/// of a port.
 sockaddr_in socket_address(const std::string& ip, int port);
 
-/// The same address as the socket calls take it.
-const sockaddr* generic(const sockaddr_in& address);
+/// Returns the address as the socket calls take it.
+const sockaddr* as_sockaddr(const sockaddr_in& address);
 
-/// Sets the time that a send, a connect or a receive waits at most.
+/// Limits the time that a send, a connect or a receive waits.
 void set_timeouts(int fd, int milliseconds);
 
 }  // namespace kovo

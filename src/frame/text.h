@@ -1,5 +1,5 @@
-// Text rules shared by the whole daemon. All text is bytes; letter case is ASCII's alone. Nothing
-// here touches a file, a socket, a clock or a lock, so any thread may call any of it.
+// Rules for texts. All text is bytes; letter case is that of ASCII. Pure functions: any thread may
+// call them.
 #pragma once
 
 #include <cstddef>
@@ -21,29 +21,29 @@ constexpr std::size_t kMaxDatagram = 4096;   // datagrams of the two UDP ports
 
 constexpr std::size_t kMinAddress = 7;  // an address text shorter than "1.2.3.4" is none
 
-/// The first `limit` bytes of the text, or all of it. Cutting is silent.
+/// Returns the first `limit` bytes of the text, or all of it; truncates silently.
 std::string_view cut_text(std::string_view text, std::size_t limit);
 
-/// Copies the text into a buffer of `size` bytes, cut to size - 1, and ends it with a zero byte.
+/// Copies the text, truncated to size - 1 bytes, into a buffer of `size` bytes, and appends a NUL.
 void copy_text(char* buffer, std::size_t size, std::string_view text);
 
-/// The text up to its first zero byte: received text ends there.
+/// Returns the text up to its first NUL: received text ends there.
 std::string_view until_nul(std::string_view text);
 
-/// The text up to its first line feed.
+/// Returns the text up to its first newline.
 std::string_view until_newline(std::string_view text);
 
-/// The text without one trailing line feed, if it has one.
+/// Returns the text without one trailing newline, if it has one.
 std::string_view strip_newline(std::string_view text);
 
 bool contains(std::string_view text, std::string_view word);
 
 bool equals_nocase(std::string_view a, std::string_view b);
 
-/// True when the text begins with the prefix in any letter case; an empty prefix fits everything.
+/// Returns whether the text begins with the prefix, case-insensitive; true for an empty prefix.
 bool starts_with_nocase(std::string_view text, std::string_view prefix);
 
-/// The text with the letters A to Z in lower case: the key of an index that ignores case.
+/// Returns the text with the letters A to Z in lower case: the key of a case-insensitive index.
 std::string lower_ascii(std::string_view text);
 
 /// Returns the value of a hexadecimal digit, -1 for any other character.
@@ -58,8 +58,7 @@ struct KeyValue {
 /// Splits at the first "=". Without one the key is the whole text and the value is empty.
 KeyValue split_key_value(std::string_view text);
 
-/// The parts between line feeds. A final line feed ends the last part and opens no further one; an
-/// empty text has no part.
+/// Returns the parts between newlines. No part follows a final newline; an empty text has no part.
 std::vector<std::string_view> split_lines(std::string_view text);
 
 /// Reads a signed number the way strtol does where long has 32 bits: leading blanks, a sign,
@@ -78,7 +77,7 @@ std::string date_text(const std::tm& time);
 /// Returns the time of day such as "07:04:09".
 std::string time_text(const std::tm& time);
 
-/// The system's text for an errno value.
+/// Returns the system's text for an errno value.
 std::string error_text(int error);
 
 }  // namespace kovo

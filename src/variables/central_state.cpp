@@ -10,7 +10,8 @@
 namespace kovo {
 namespace {
 
-/// The selection that the device plays at start: "local", or "local:" and its live playlist.
+/// Returns the selection that the device plays at start: "local", or "local:" and its live
+/// playlist.
 std::string initial_selection() {
   const std::string playlist = query_device_param("LIVE_PLAYLIST_CONTENT");
   return playlist == "0" ? "local" : "local:" + playlist;
@@ -22,12 +23,7 @@ std::unique_ptr<CentralState> make_central_state() {
   auto state = std::make_unique<CentralState>();
   state->created_at = steady_ns();
   renew_enable_event(*state);
-  const std::string mode = query_device_param("WPA_EAP_MODE");
-  {
-    const MutexLock held(state->mapping_lock);
-    state->wpa_eap_mode = mode;
-    state->p8021_status = p8021_status_of(mode);
-  }
+  store_wpa_mode(*state, query_device_param("WPA_EAP_MODE"));
   state->vid = query_device_param("VID");
   state->pid = query_device_param("PID");
   const Variant variant = variant_of(state->pid);
@@ -40,15 +36,21 @@ std::unique_ptr<CentralState> make_central_state() {
 
 int build_mapping_table(CentralState& state) {
   MappingTable table = mapping_rows({state.has_video_input, state.usbc_input});
-  if (MappingRow* row = find_row_by_setting(table, "local:x")) {
+  if (MappingRow* row = find_row(table, &MappingRow::setting, "local:x")) {
     row->last_value = initial_selection();
   }
-  if (MappingRow* row = find_row_by_variable(table, "S0_BAUDRATE")) {
+  if (MappingRow* row = find_row(table, &MappingRow::variable, "S0_BAUDRATE")) {
     row->last_value = query_device_param("S0_BAUDRATE");
   }
   const MutexLock held(state.mapping_lock);
   state.mapping_table.swap(table);
   return 0;
+}
+
+void store_wpa_mode(CentralState& state, std::string_view mode) {
+  const MutexLock held(state.mapping_lock);
+  state.p8021_status = p8021_status_of(mode);
+  state.wpa_eap_mode = mode;
 }
 
 }  // namespace kovo

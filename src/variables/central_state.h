@@ -18,10 +18,10 @@
 namespace kovo {
 
 struct CentralState {
-  Mutex state_lock;     // the compiled lists; held for a whole rebuild, its file included
-  Mutex status_lock;    // status_vars
-  Mutex settings_lock;  // settings and the settings file
-  Mutex mapping_lock;   // changing fields of the mapping rows, and the 802.1X state
+  mutable Mutex state_lock;     // the compiled lists; held for a whole rebuild, its file included
+  mutable Mutex status_lock;    // status_vars and their file
+  mutable Mutex settings_lock;  // settings and the settings file
+  mutable Mutex mapping_lock;   // changing fields of the mapping rows, and the 802.1X state
 
   StatusVars status_vars GUARDED_BY(status_lock);         // last answer of enough lines
   CompiledEvents event_list GUARDED_BY(state_lock);       // from definition_entries
@@ -33,7 +33,7 @@ struct CentralState {
   MessageQueue lm_queue{"lm_queue"};          // for handle_lm_event
   MessageQueue api_queue{"api_queue"};        // for handle_vep_api
   Settings settings GUARDED_BY(settings_lock);
-  bool settings_behind GUARDED_BY(settings_lock) = false;  // the file lacks a change in memory
+  bool settings_dirty GUARDED_BY(settings_lock) = false;  // the file lacks a change in memory
   std::string ip_addr;     // the device's IPv4 address; main thread only
   std::string iface_name;  // the interface it belongs to; main thread only
   std::atomic<std::int32_t> events_enabled{0};
@@ -69,8 +69,11 @@ struct CentralState {
 std::unique_ptr<CentralState> make_central_state();
 
 /// Fills the mapping table of the central state and gives two rows their first values: the playback
-/// selection and the serial format, both asked from the parameter tool. Returns 0. Called once, at
+/// selection and the serial format, both from the parameter tool. Returns 0. Called once, at
 /// construction; takes mapping_lock.
 int build_mapping_table(CentralState& state);
+
+/// Stores the raw 802.1X mode and the status that it stands for. Takes mapping_lock.
+void store_wpa_mode(CentralState& state, std::string_view mode);
 
 }  // namespace kovo

@@ -22,7 +22,7 @@ constexpr char kRoutine[] = "handle_lm_event";
 /// nothing to compare with.
 std::optional<std::string> exchange_serial(CentralState& state, const std::string& value) {
   const MutexLock held(state.mapping_lock);
-  MappingRow* row = find_row_by_status(state.mapping_table, "serialBaud");
+  MappingRow* row = find_row(state.mapping_table, &MappingRow::status, "serialBaud");
   if (row == nullptr) return {};
   std::string old(cut_text(row->last_value, kMaxShortText));
   row->last_value = value;
@@ -30,7 +30,7 @@ std::optional<std::string> exchange_serial(CentralState& state, const std::strin
   return old;
 }
 
-/// Each part of the format that differs is stored and raises its own event.
+/// Stores each part of the format that differs and pushes its event.
 void process_serial(CentralState& state, VariableRegistry& registry, const std::string& value) {
   const std::optional<std::string> old = exchange_serial(state, value);
   if (!old) return;
@@ -46,7 +46,7 @@ void process_serial(CentralState& state, VariableRegistry& registry, const std::
   }
 }
 
-/// Raises a dedicated event unless it was last queued within the pause. True when it did.
+/// Raises a dedicated event unless it was last queued within the pause. Returns whether it did.
 bool raise_after_pause(const char* event, std::int64_t& last_time, std::int64_t now) {
   if (pause_lasts(now - last_time, kEventPauseS)) return false;
   log_event("%s\n", event);
@@ -97,29 +97,26 @@ void process_timing(CentralState& state, VariableRegistry& registry, std::string
 }
 
 void process_wpa_mode(CentralState& state, const std::string& value, SecondsClock clock) {
-  const std::string status = p8021_status_of(value);
   bool status_differs = false;
   bool mode_differs = false;
   {
     const MutexLock held(state.mapping_lock);
-    status_differs = !equals_nocase(status, state.p8021_status);
+    status_differs = !equals_nocase(p8021_status_of(value), state.p8021_status);
     mode_differs = !equals_nocase(value, state.wpa_eap_mode);
   }
   if (status_differs) raise_after_pause("p8021enable", state.p8021enable_time, clock());
   if (mode_differs) raise_after_pause("p8021status", state.p8021status_time, clock());
-  const MutexLock held(state.mapping_lock);
-  state.p8021_status = status;
-  state.wpa_eap_mode = value;
+  store_wpa_mode(state, value);
 }
 
-/// Raises the event of the variable's row, unless its last message came within the quiet period:
-/// every message starts that anew.
+/// Raises the event of the variable's row, unless its last message came within the hold-off time,
+/// which starts again at every message.
 void process_mapping(CentralState& state, const std::string& name, std::int64_t now) {
   std::string event;
   std::int64_t since_last = 0;
   {
     const MutexLock held(state.mapping_lock);
-    if (MappingRow* row = find_row_by_variable(state.mapping_table, name)) {
+    if (MappingRow* row = find_row(state.mapping_table, &MappingRow::variable, name)) {
       event = row->status;
       since_last = now - row->last_time;
       row->last_time = now;
@@ -127,7 +124,7 @@ void process_mapping(CentralState& state, const std::string& name, std::int64_t 
   }
   if (event.empty()) {
     LOG_DEBUG(kRoutine, "no mapping: %s\n", name.c_str());
-  } else if (!pause_lasts(since_last, kQuietPeriodS)) {
+  } else if (!pause_lasts(since_last, kHoldOffS)) {
     log_event("get lm event %s\n", event.c_str());
     LOG_MAIN(kRoutine, "get lm event %s\n", event.c_str());
     push_event(event);

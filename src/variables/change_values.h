@@ -9,15 +9,14 @@
 
 namespace kovo {
 
-constexpr std::int64_t kQuietPeriodS = 4;  // between messages of a row, for its event
-constexpr std::int64_t kEventPauseS = 2;   // between two of the same dedicated event
+constexpr std::int64_t kHoldOffS = 4;     // between two messages of a row, for its event
+constexpr std::int64_t kEventPauseS = 2;  // between two of the same dedicated event
 
-/// Returns whether the pause of an event that was last raised, or of a row that last counted,
-/// `since_last_s` seconds ago still lasts. A time in the future is long past: the clock was set
-/// back.
+/// Returns whether the pause of an event last raised, or of a row that last counted, `since_last_s`
+/// seconds ago still lasts. A time in the future counts as long past: the clock was set back.
 bool pause_lasts(std::int64_t since_last_s, std::int64_t pause_s);
 
-/// The value that a raw text stands for: escape sequences first, then percent codes, cut.
+/// Decodes a raw text: escape sequences first, then percent codes; then truncates it.
 std::string decode_value(std::string_view raw);
 
 struct TimingWord {
@@ -29,7 +28,7 @@ struct TimingWord {
 /// Decodes the hexadecimal word of V_OUTPUT_TIMING_CONVERT.
 TimingWord decode_timing(std::string_view value);
 
-/// The colour-output mode of a timing word: "OFF", "ON" or "AUTO".
+/// Returns the colour-output mode of a timing word: "OFF", "ON" or "AUTO".
 const char* yuv_of(const TimingWord& word);
 
 struct SerialFormat {
@@ -52,10 +51,10 @@ constexpr SerialField kSerialFields[] = {
     {"S0_BAUDRATE.stopbits", "serialStopBits", &SerialFormat::stopbits},
 };
 
-/// Splits a format such as "9600-8N1"; what it does not have is empty. Nothing without a "-".
+/// Splits a format such as "9600-8N1"; missing parts are empty. Returns nothing without a "-".
 std::optional<SerialFormat> split_serial(std::string_view text);
 
-/// The 802.1X state that a mode text stands for: "off" or "on".
+/// Returns the 802.1X status of a mode text: "off" or "on".
 const char* p8021_status_of(std::string_view wpa_eap_mode);
 
 }  // namespace kovo

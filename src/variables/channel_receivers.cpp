@@ -10,34 +10,34 @@
 namespace kovo {
 namespace {
 
-void take_datagram(void* state, std::string_view data) {
+void on_datagram(void* state, std::string_view data) {
   const std::string text(until_nul(data));
   LOG_MAIN("handle_udp_lm_var", "recv(udp:%d) lm data(%d)%s\n", kVariablePort,
            static_cast<int>(data.size()), text.c_str());
   accept_message(*static_cast<CentralState*>(state), text);
 }
 
-void log_receive_error(int error) {
+void on_receive_error(int error) {
   LOG_MAIN("handle_udp_lm_var", "Error (%d):%s\n", error, error_text(error).c_str());
   LOG_MAIN("handle_udp_lm_var", "recvform call failed");
 }
 
-void take_connection(void* state, std::string_view data) {
+void on_connection(void* state, std::string_view data) {
   const std::string text(until_newline(until_nul(data)));
   LOG_MAIN("handle_tcp_lm_var", "recv(tcp:%d) (%d)%s\n", kVariablePort,
            static_cast<int>(data.size()), text.c_str());
   accept_message(*static_cast<CentralState*>(state), text);
 }
 
-void log_read_error(const char* text) {
+void on_read_error(const char* text) {
   log_main("Error: [%s:%d] recv(tcp:2727): %s\n", "handle_tcp_lm_var", __LINE__, text);
 }
 
-constexpr UdpService kUdpService = {"handle_udp_lm_var", kVariablePort, take_datagram,
-                                    log_receive_error};
+constexpr UdpService kUdpService = {"handle_udp_lm_var", kVariablePort, on_datagram,
+                                    on_receive_error};
 constexpr TcpService kTcpService = {
-    "handle_tcp_lm_var",    kVariablePort,   kMaxCommand,    Announce::kBeforeBind,
-    PortInUse::kEndsThread, take_connection, log_read_error,
+    "handle_tcp_lm_var",    kVariablePort, kMaxCommand,   Announce::kBeforeBind,
+    PortInUse::kEndsThread, on_connection, on_read_error,
 };
 static_assert(kTcpService.max_read <= kMaxTcpRead);
 

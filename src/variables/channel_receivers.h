@@ -11,13 +11,13 @@ struct CentralState;
 
 constexpr std::uint16_t kVariablePort = 2727;
 
-/// Queues a message, cut to kMaxMessage bytes, unless it begins with the name of a persistent
-/// setting, in any letter case, and changes nothing there. Called by the two receivers; a setting
-/// takes settings_lock and EventQueue.lock.
+/// Queues a message, truncated to kMaxMessage bytes, unless it begins with the name of a persistent
+/// setting, case-insensitive, and does not change it. Called by the two receivers; a setting takes
+/// settings_lock and EventQueue.lock.
 void accept_message(CentralState& state, const std::string& text);
 
 /// Thread bodies; the argument is the CentralState. They return after a socket failure. A datagram
-/// is queued up to its first zero byte, a connection's text up to its first line feed.
+/// is queued up to its first NUL, a connection's text up to its first NUL or newline.
 void* handle_udp_lm_var(void* state);
 void* handle_tcp_lm_var(void* state);
 

@@ -1,4 +1,4 @@
-// Rows of the two fixed tables about device variables.
+// The rows of the two fixed tables about device variables.
 #pragma once
 
 #include <cstdint>
@@ -17,8 +17,8 @@ struct MappingRow {
 
 struct ResolutionEntry {
   std::int32_t index;
-  std::string name;
-  std::string code;  // four hexadecimal digits, or "0"
+  const char* name;
+  const char* code;  // four hexadecimal digits, or "0"
 };
 
 using MappingTable = std::vector<MappingRow>;

@@ -1,5 +1,8 @@
 #include "variables/mapping_tables.h"
 
+#include <algorithm>
+#include <iterator>
+
 #include "frame/text.h"
 #include "product_ids.h"
 
@@ -101,13 +104,7 @@ constexpr RowText kClosingRows[] = {
     {"", "DVIDisconnected", ""},
 };
 
-struct ResolutionText {
-  std::int32_t index;
-  const char* name;
-  const char* code;
-};
-
-constexpr ResolutionText kResolutions[] = {
+constexpr ResolutionEntry kResolutions[] = {
     {0, "AUTO", "0"},
     {1, "1080p24", "0020"},
     {2, "1080p50", "001F"},
@@ -132,12 +129,12 @@ void add_rows(MappingTable& table, const RowText (&rows)[Size]) {
   for (const RowText& row : rows) map_add(table, row.variable, row.status, row.setting);
 }
 
-/// The first row of which a column equals a text in any letter case.
-MappingRow* find_row(MappingTable& table, std::string MappingRow::*column, std::string_view text) {
-  for (MappingRow& row : table) {
-    if (equals_nocase(row.*column, text)) return &row;
-  }
-  return nullptr;
+template <class Table>
+auto first_row(Table& table, RowName column, std::string_view name) {
+  const auto found = std::find_if(table.begin(), table.end(), [&](const MappingRow& row) {
+    return !name.empty() && equals_nocase(row.*column, name);
+  });
+  return found == table.end() ? nullptr : &*found;
 }
 
 }  // namespace
@@ -175,24 +172,15 @@ MappingTable mapping_rows(Variant variant) {
 }
 
 ResolutionTable make_resolution_table() {
-  ResolutionTable table;
-  for (const ResolutionText& entry : kResolutions) {
-    table.push_back({entry.index, entry.name, entry.code});
-  }
-  return table;
+  return {std::begin(kResolutions), std::end(kResolutions)};
 }
 
-MappingRow* find_row_by_variable(MappingTable& table, std::string_view variable) {
-  // Rows that no variable drives have an empty name, which must never match.
-  return variable.empty() ? nullptr : find_row(table, &MappingRow::variable, variable);
+MappingRow* find_row(MappingTable& table, RowName column, std::string_view name) {
+  return first_row(table, column, name);
 }
 
-MappingRow* find_row_by_status(MappingTable& table, std::string_view status) {
-  return find_row(table, &MappingRow::status, status);
-}
-
-MappingRow* find_row_by_setting(MappingTable& table, std::string_view setting) {
-  return find_row(table, &MappingRow::setting, setting);
+const MappingRow* find_row(const MappingTable& table, RowName column, std::string_view name) {
+  return first_row(table, column, name);
 }
 
 const ResolutionEntry* find_resolution(const ResolutionTable& table, std::string_view code) {

@@ -9,7 +9,7 @@ std::unique_ptr<VariableRegistry> make_variable_registry() {
   return registry;
 }
 
-Clients copy_clients(VariableRegistry& registry) {
+Clients copy_clients(const VariableRegistry& registry) {
   const MutexLock held(registry.registry_lock);
   return registry.clients;
 }

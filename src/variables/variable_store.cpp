@@ -1,15 +1,12 @@
 #include "variables/variable_store.h"
 
 #include <algorithm>
-#include <optional>
 
 #include "frame/files.h"
-#include "frame/globals.h"
 #include "frame/host.h"
 #include "frame/log.h"
 #include "frame/worker.h"
 #include "variables/central_state.h"
-#include "variables/change_values.h"
 
 namespace kovo {
 namespace {
@@ -29,8 +26,9 @@ bool is_ignored(std::string_view name, bool any_case) {
   });
 }
 
-VariableRecord* find_variable(VariableRegistry& registry, std::string_view name)
-    REQUIRES(registry.registry_lock) {
+/// Returns the record of a variable, const if the registry is; null when there is none.
+template <class Registry>
+auto find_variable(Registry& registry, std::string_view name) REQUIRES(registry.registry_lock) {
   const auto found = registry.index.find(lower_ascii(name));
   return found == registry.index.end() ? nullptr : &registry.variables[found->second];
 }
@@ -46,19 +44,19 @@ void append_variable(VariableRegistry& registry, std::string_view name, std::str
   }
 }
 
-/// What is sent of one change. Made before the change is stored: without the memory for it nothing
-/// is stored, rather than stored and never told.
+/// What is sent for one change. Made before the change is stored: when memory is out, nothing is
+/// stored, rather than stored and never sent.
 struct Notification {
   std::string line;
   Clients clients;
 };
 
-Notification make_notification(VariableRegistry& registry, std::string_view name,
+Notification make_notification(const VariableRegistry& registry, std::string_view name,
                                std::string_view value) REQUIRES(registry.notify_lock) {
   return {notification_line(name, value), copy_clients(registry)};
 }
 
-/// Sends to the clients one after the other; one that fails does not stop the rest.
+/// Sends to the clients one after the other; a failure does not keep the others from it.
 void send_notification(const char* routine, const Notification& notification) {
   for (const ClientRecord& client : notification.clients) {
     catch_and_log(routine,
@@ -76,44 +74,33 @@ void store(VariableRegistry& registry, std::string_view name, std::string_view v
   }
 }
 
-/// What store_change found.
-struct Change {
-  bool stored;
-  std::optional<std::string> old;  // filled for the diagnostics alone
-};
-
-/// As store, but keeps a value that differs in letter case at most.
-Change store_change(VariableRegistry& registry, std::string_view name, std::string_view value) {
+/// Stores as store does, but keeps a value that differs at most in letter case. Returns whether it
+/// stored. Prints after the last step that may need memory.
+bool store_change(VariableRegistry& registry, const std::string& name, std::string value) {
   const MutexLock held(registry.registry_lock);
   VariableRecord* record = find_variable(registry, name);
   if (record == nullptr) {
     append_variable(registry, name, value, now_s());
-    return {true, {}};
+    return true;
   }
-  Change change{!equals_nocase(record->value, value), {}};
-  if (debug != 0) change.old = record->value;
-  if (change.stored) record->value = value;
   record->set_time = now_s();
-  return change;
-}
-
-void print_change(const Change& change, std::string_view name, std::string_view value) {
-  if (!change.old) return;
-  const std::string key(name);
-  const std::string text(value);
-  if (change.stored) {
-    LOG_DEBUG("lm_set_change", "update key=%s,value=%s <= %s\n", key.c_str(), change.old->c_str(),
-              text.c_str());
-  } else {
-    LOG_DEBUG("lm_set_change", "same key=%s, value=%s <= %s\n", key.c_str(), change.old->c_str(),
-              text.c_str());
+  if (equals_nocase(record->value, value)) {
+    LOG_DEBUG("lm_set_change", "same key=%s, value=%s <= %s\n", name.c_str(), record->value.c_str(),
+              value.c_str());
+    return false;
   }
+  record->value.swap(value);
+  LOG_DEBUG("lm_set_change", "update key=%s,value=%s <= %s\n", name.c_str(), value.c_str(),
+            record->value.c_str());
+  return true;
 }
 
-void take_wpa_mode(CentralState& state, std::string_view value) {
-  const MutexLock held(state.mapping_lock);
-  state.p8021_status = p8021_status_of(value);
-  state.wpa_eap_mode = value;
+/// Splits one line of the snapshot. Not found when it is shorter than three bytes with its newline,
+/// holds no "=" or begins with one.
+KeyValue split_snapshot_line(std::string_view line) {
+  if (line.size() < 3) return {};
+  const KeyValue pair = split_key_value(until_newline(line));
+  return pair.found && !pair.key.empty() ? pair : KeyValue{};
 }
 
 }  // namespace
@@ -152,14 +139,12 @@ bool lm_set_change(VariableRegistry& registry, std::string_view name, std::strin
   }
   const MutexLock held(registry.notify_lock);
   const Notification notification = make_notification(registry, name, value);
-  const Change change = store_change(registry, name, value);
-  catch_and_log("lm_set_change", [&] { print_change(change, name, value); });
-  if (!change.stored) return false;
+  if (!store_change(registry, std::string(name), std::string(value))) return false;
   send_notification("lm_set_change", notification);
   return true;
 }
 
-std::string lm_get(VariableRegistry& registry, std::string_view name) {
+std::string lm_get(const VariableRegistry& registry, std::string_view name) {
   const MutexLock held(registry.registry_lock);
   const VariableRecord* record = find_variable(registry, name);
   return record == nullptr ? std::string() : record->value;
@@ -174,15 +159,9 @@ int lm_load_snapshot(VariableRegistry& registry, CentralState& state) {
     const KeyValue pair = split_snapshot_line(line);
     if (!pair.found) continue;
     lm_set_init(registry, pair.key, pair.value);
-    if (equals_nocase(pair.key, "WPA_EAP_MODE")) take_wpa_mode(state, pair.value);
+    if (equals_nocase(pair.key, "WPA_EAP_MODE")) store_wpa_mode(state, pair.value);
   }
   return 0;
-}
-
-KeyValue split_snapshot_line(std::string_view line) {
-  if (line.size() < 3) return {};
-  const KeyValue pair = split_key_value(until_newline(line));
-  return pair.found && !pair.key.empty() ? pair : KeyValue{};
 }
 
 std::string notification_line(std::string_view name, std::string_view value) {

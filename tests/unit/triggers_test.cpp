@@ -29,10 +29,10 @@ std::set<std::string> documented(const std::string& product) {
 /// The same of the rows that something finds: a change of their variable or a status line. The
 /// serial format and the playback selection have events of their own, in other tables.
 std::set<std::string> mapped(Variant variant) {
-  MappingTable table = mapping_rows(variant);
+  const MappingTable table = mapping_rows(variant);
   std::set<std::string> rows;
   for (const MappingRow& row : table) {
-    const bool by_variable = find_row_by_variable(table, row.variable) == &row;
+    const bool by_variable = find_row(table, &MappingRow::variable, row.variable) == &row;
     const std::string word = row.setting == "local:x" ? "" : row.setting;
     if (row.variable == "S0_BAUDRATE" || (!by_variable && word.empty())) continue;
     rows.insert(row.status + " " + (by_variable ? row.variable : "none") + " " + word);

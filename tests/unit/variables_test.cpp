@@ -30,21 +30,22 @@ TEST(CentralState, ProductIdsDecideTheVariant) {
 
 TEST(MappingTable, LookupsFindTheFirstRowInAnyCase) {
   MappingTable table = mapping_rows({1, 0});
-  EXPECT_EQ(find_row_by_variable(table, "device_name"), &table[23]);
-  EXPECT_EQ(find_row_by_variable(table, "CH_SELECT")->status, "stream");
-  EXPECT_EQ(find_row_by_variable(table, "DISABLE_WEB")->status, "webEnabled");
-  EXPECT_EQ(find_row_by_variable(table, "PWR_ON_ST")->status, "PowerOn");
-  EXPECT_EQ(find_row_by_variable(table, ""), nullptr);
-  EXPECT_EQ(find_row_by_status(table, "SERIALBAUD"), &table[34]);
-  EXPECT_EQ(find_row_by_setting(table, "LOCAL:X"), &table[15]);
+  EXPECT_EQ(find_row(table, &MappingRow::variable, "device_name"), &table[23]);
+  EXPECT_EQ(find_row(table, &MappingRow::variable, "CH_SELECT")->status, "stream");
+  EXPECT_EQ(find_row(table, &MappingRow::variable, "DISABLE_WEB")->status, "webEnabled");
+  EXPECT_EQ(find_row(table, &MappingRow::variable, "PWR_ON_ST")->status, "PowerOn");
+  EXPECT_EQ(find_row(table, &MappingRow::variable, ""), nullptr);
+  EXPECT_EQ(find_row(table, &MappingRow::status, "SERIALBAUD"), &table[34]);
+  EXPECT_EQ(find_row(table, &MappingRow::setting, "LOCAL:X"), &table[15]);
   EXPECT_EQ(map_add(table, "X", "", "x"), -1);
 
   EXPECT_EQ(table.size(), 64U);
   EXPECT_EQ(mapping_rows({1, 1}).size(), 62U);
   MappingTable output = mapping_rows({0, 1});
   EXPECT_EQ(output.size(), 61U);
-  EXPECT_EQ(find_row_by_status(output, "HDCPOutStatus")->setting, "CUR_HDCP");
-  EXPECT_EQ(find_row_by_status(output, "outAudioDelay")->setting, "setSettings:outAudioDelay");
+  EXPECT_EQ(find_row(output, &MappingRow::status, "HDCPOutStatus")->setting, "CUR_HDCP");
+  EXPECT_EQ(find_row(output, &MappingRow::status, "outAudioDelay")->setting,
+            "setSettings:outAudioDelay");
 
   const ResolutionTable resolutions = make_resolution_table();
   std::string codes;
