@@ -118,7 +118,7 @@ bool start_workers(std::initializer_list<Worker> workers) {
     const int error =
         start_thread(worker.thread_name, thread, kDefaultStack, worker.body, worker.argument);
     if (error == 0) continue;
-    log_main("Error: pthread_create %s(): %s\n", worker.routine, error_text(error).c_str());
+    log_main("Error: pthread_create %s(): %s\n", worker.routine, error_text(error));
     return false;
   }
   return true;

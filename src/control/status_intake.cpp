@@ -34,7 +34,7 @@ void on_datagram(void* context, std::string_view data) {
 
 void on_receive_error(int error) {
   LOG_MAIN("handle_udp_vep_api", "Error recvform(udp:2728) failed (%d):%s\n", error,
-           error_text(error).c_str());
+           error_text(error));
 }
 
 constexpr UdpService kService = {"handle_udp_vep_api", kStatusPort, on_datagram, on_receive_error};

@@ -121,8 +121,7 @@ void start_sender(EventQueue& queue, const std::string& event_name, const SubCom
                                  body_of(*sender), &queue.buffers->sender_tasks[slot]);
   if (error == 0) return;
   queue.sender_state[slot] = kSlotFree;
-  LOG_MAIN("exec_event", "Error: start sender for %s: %s\n", event_name.c_str(),
-           error_text(error).c_str());
+  LOG_MAIN("exec_event", "Error: start sender for %s: %s\n", event_name.c_str(), error_text(error));
 }
 
 }  // namespace kovo

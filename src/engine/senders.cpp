@@ -55,7 +55,7 @@ int open_connection(const char* routine, UniqueFd& connection, const std::string
   const int error = errno;
   failure = numbered_error(error);
   LOG_MAIN(routine, "Error: connect ip=%s, port=%d, error=(%d)%s, data=%s;\n", ip.c_str(), port,
-           error, error_text(error).c_str(), payload.c_str());
+           error, error_text(error), payload.c_str());
   return kConnectFailed;
 }
 
@@ -68,7 +68,7 @@ int send_payload(const UniqueFd& connection, const std::string& ip, int port,
   const int error = errno;
   failure = numbered_error(error);
   log_main("[kovotcp] Error: send(len=%d) %s:%d :(%d)%s\n(%d)%s;\n", sent, ip.c_str(), port, error,
-           error_text(error).c_str(), static_cast<int>(payload.size()), payload.c_str());
+           error_text(error), static_cast<int>(payload.size()), payload.c_str());
   return kSendFailed;
 }
 

@@ -37,7 +37,7 @@ struct TcpLoop {
 
 /// Logs that a call has failed with this error.
 void log_failed_call(const TcpService& service, int line, const char* call, int error) {
-  log_main("Error: [%s:%d] %s(): %s\n", service.routine, line, call, error_text(error).c_str());
+  log_main("Error: [%s:%d] %s(): %s\n", service.routine, line, call, error_text(error));
 }
 
 bool bind_to(const UniqueFd& socket, std::uint16_t port) {
@@ -52,8 +52,7 @@ void announce_tcp(const TcpService& service) {
 bool bind_tcp(const TcpService& service, const UniqueFd& listener) {
   if (bind_to(listener, service.port)) return true;
   const int error = errno;
-  log_main("Error: [%s:%d] bind(): (%d)%s\n", service.routine, __LINE__, error,
-           error_text(error).c_str());
+  log_main("Error: [%s:%d] bind(): (%d)%s\n", service.routine, __LINE__, error, error_text(error));
   if (error == EADDRINUSE && service.port_in_use == PortInUse::kEndsProcess) end_process(1);
   return false;
 }
@@ -129,7 +128,7 @@ void serve_connection(TcpLoop& loop, int fd) {
   if (count > 0) {
     loop.service.on_message(loop.context, {buffer.data(), static_cast<std::size_t>(count)});
   } else if (count < 0) {
-    loop.service.on_read_error(error_text(error).c_str());
+    loop.service.on_read_error(error_text(error));
   }
 }
 

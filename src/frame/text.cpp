@@ -111,8 +111,8 @@ std::string time_text(const std::tm& time) {
   return buffer;
 }
 
-std::string error_text(int error) {
-  return std::strerror(error);  // constant, or of the thread's own, in the libraries of Linux
+const char* error_text(int error) {
+  return std::strerror(error);
 }
 
 }  // namespace kovo

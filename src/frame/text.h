@@ -77,7 +77,7 @@ std::string date_text(const std::tm& time);
 /// Returns the time of day such as "07:04:09".
 std::string time_text(const std::tm& time);
 
-/// Returns the system's text for an errno value.
-std::string error_text(int error);
+/// Returns the system's text for an errno value: constant, or the thread's own until its next call.
+const char* error_text(int error);
 
 }  // namespace kovo

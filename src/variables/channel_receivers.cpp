@@ -18,7 +18,7 @@ void on_datagram(void* state, std::string_view data) {
 }
 
 void on_receive_error(int error) {
-  LOG_MAIN("handle_udp_lm_var", "Error (%d):%s\n", error, error_text(error).c_str());
+  LOG_MAIN("handle_udp_lm_var", "Error (%d):%s\n", error, error_text(error));
   LOG_MAIN("handle_udp_lm_var", "recvform call failed");
 }
 
