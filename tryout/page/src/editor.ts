@@ -156,16 +156,19 @@ export function createEditor(parent: HTMLElement, onChange: () => void): Editor 
 
   const apply = (edits: Edit[]) => {
     const { doc } = view.state;
-    const changes = edits.map((edit) => ({
-      from: positionOf(doc, edit.line, edit.column, encoding),
-      to: positionAfter(doc, positionOf(doc, edit.line, edit.column, encoding), edit.length, encoding),
-      insert: view.state.toText(edit.text),
-    }));
-    const last = changes.at(-1);
+    const changes = view.state.changes(
+      edits.map((edit) => {
+        const from = positionOf(doc, edit.line, edit.column, encoding);
+        const to = positionAfter(doc, from, edit.length, encoding);
+        return { from, to, insert: view.state.toText(edit.text) };
+      }),
+    );
+    const last = edits.at(-1);
     if (last === undefined) return;
+    const at = changes.mapPos(positionOf(doc, last.line, last.column, encoding));
     view.dispatch({
       changes,
-      effects: EditorView.scrollIntoView(last.from, { y: "nearest" }),
+      effects: EditorView.scrollIntoView(at, { y: "nearest" }),
       userEvent: "input.fix",
     });
   };
