@@ -3,7 +3,7 @@ import type { Core, Reaction, TriggerSource } from "./core";
 import { button, element, field } from "./dom";
 
 export const products: [string, string][] = [
-  ["", "Any product (tried as two HDMI inputs)"],
+  ["", "Any (tried as two HDMI inputs)"],
   ["input-hdmi", "Input side, two HDMI inputs"],
   ["input-usbc", "Input side, HDMI and USB-C"],
   ["output", "Output side"],
@@ -90,7 +90,7 @@ export function devicePanel({ core, clock, react, productChanged }: Wiring) {
     const vocabulary = core.vocabulary();
     triggers = vocabulary.triggers;
     showKnown();
-    rows.replaceChildren(...triggers.map(row));
+    rows.replaceChildren(...[...triggers].sort((a, b) => a.trigger.localeCompare(b.trigger)).map(row));
     const { hold_off_s, display_period_s } = vocabulary.limits;
     holdOff.textContent =
       `Hold-off time: a variable raises its trigger only if its last message came more than ${hold_off_s} s before. ` +

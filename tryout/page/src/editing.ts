@@ -20,9 +20,9 @@ export function problemsOf({ error, findings }: Editing): string {
 export async function applyEdit(core: Core, editor: Editor, fields: Record<string, string>): Promise<boolean> {
   let wanted = fields;
   if (core.edit(fields).looks_like_hex) {
-    const choice = await ask(`“${fields.payload}” looks like hexadecimal.`, "Send these bytes", "Send this text");
+    const choice = await ask(`“${fields.payload}” looks like hexadecimal.`, "Use as hexadecimal", "Use as text");
     if (choice === "") return false;
-    if (choice === "Send these bytes") wanted = { ...fields, form: "hex" };
+    if (choice === "Use as hexadecimal") wanted = { ...fields, form: "hex" };
   }
   const { edits, error, findings } = core.edit(wanted);
   if (error !== "" || findings.some(({ severity }) => severity === "error")) return false;

@@ -44,12 +44,12 @@ export function newStepPanel(core: Core, editor: Editor) {
       field("Delay after previous step (ms)", input("delay", { inputMode: "numeric" })),
       ...ofPayload,
     ),
+    problem,
+    element("button", { type: "submit" }, "Add step"),
     note,
+    preview,
     events,
     triggers,
-    element("button", { type: "submit" }, "Add step"),
-    problem,
-    preview,
   );
 
   let names: string[] = [];
@@ -75,7 +75,7 @@ export function newStepPanel(core: Core, editor: Editor) {
     const added = await applyEdit(core, editor, wanted());
     update();
     problem.textContent = added ? "" : problemsOf(core.edit(wanted()));
-    if (!added) return;
+    if (!added) return problem.scrollIntoView({ block: "nearest" });
     announce(`Step of ${event.value} added`);
     panel.reset();
     event.focus();

@@ -225,7 +225,7 @@ pageTest("the form makes steps of typed text or hexadecimal, for events old and 
   await page.getByLabel("Protocol").selectOption("TCP");
   await page.getByLabel("Event", { exact: true }).fill("Blinds");
   await fill({ Trigger: "videoMute", "Event delay (s)": "2", Address: "10.0.0.7", Port: "6000", "Delay after previous step (ms)": "20", Payload: "4F4B" });
-  await answer(page, "Send these bytes");
+  await answer(page, "Use as hexadecimal");
   await emptied();
   const text = await editorText(page);
   const data = Buffer.from("\x1B[0m{{name}}\\\r\n\r\n%1AVMT $1", "latin1").toString("hex").toUpperCase();
