@@ -296,9 +296,6 @@ pageTest("changes of variables, switches and limits have the effects that the da
   await send("setSettings:name");
   await notes.filter({ hasText: "raises nothing; it restarts the hold-off time of name" }).waitFor();
   await page.getByLabel("Received as").selectOption("2727");
-  for (const format of ["9600-8N1", "115200-8E1"]) await send(`e_param_set::S0_BAUDRATE::${format}`);
-  await notes.filter({ hasText: "raises serialParity" }).waitFor();
-  assert.equal(await notes.filter({ hasText: "raises serialNumBits" }).count(), 0);
   await send("name=Lobby");
   await notes.filter({ hasText: "not understood" }).waitFor();
 
