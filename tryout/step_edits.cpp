@@ -51,15 +51,16 @@ Edit removed_line(const Definition& definition, std::uint32_t entry) {
   return {offset, (end == std::string::npos ? size : end + 1) - offset, {}};
 }
 
-/// Lines after that of an entry; at the end of the file for kNoEntry.
+/// Whole lines after that of an entry; at the end of the file for kNoEntry.
 Edit lines_after(const Definition& definition, std::uint32_t entry, const std::string& lines) {
-  if (entry != kNoEntry) {
-    const std::string_view line = line_of(definition, entry).text;
-    return {offset_of(definition, line) + line.size(), 0, "\n" + lines};
-  }
-  const std::size_t last = definition.text.find_last_not_of('\n');
-  if (last == std::string::npos) return {0, 0, lines + "\n"};
-  return {last + 1, 0, "\n" + lines};
+  const std::string& text = definition.text;
+  const std::size_t line = entry == kNoEntry
+                               ? text.find_last_not_of('\n')
+                               : offset_of(definition, line_of(definition, entry).text);
+  if (line == std::string::npos) return {0, 0, lines + "\n"};
+  const std::size_t end = text.find('\n', line);
+  if (end == std::string::npos) return {text.size(), 0, "\n" + lines};
+  return {end + 1, 0, lines + "\n"};
 }
 
 std::string renumbered(const DefinitionEntry& entry, std::uint32_t index) {
@@ -225,10 +226,10 @@ check::Findings check_edits(const Definition& definition, const Edits& edits,
     text.append(definition.text, from, edit.offset - from);
     from = edit.offset + edit.length;
     if (edit.text.empty()) continue;
-    const std::ptrdiff_t first =
-        1 + std::count(text.begin(), text.end(), '\n') + (edit.text.front() == '\n' ? 1 : 0);
+    const auto lines = [&] { return 1 + std::count(text.begin(), text.end(), '\n'); };
+    const std::ptrdiff_t first = lines() + (edit.text.front() == '\n' ? 1 : 0);
     text += edit.text;
-    inserted.emplace_back(first, 1 + std::count(text.begin(), text.end(), '\n'));
+    inserted.emplace_back(first, lines() - (edit.text.back() == '\n' ? 1 : 0));
   }
   text.append(definition.text, from);
   std::set<std::string> before;

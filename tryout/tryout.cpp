@@ -238,8 +238,10 @@ KOVO_EXPORT(kovo_set_status) void kovo_set_status(std::size_t size, int complete
 KOVO_EXPORT(kovo_start_device) void kovo_start_device(std::size_t size, double booted_ms) {
   const unsigned product = check::product_of(taken(size));
   page.products = product == 0 ? check::kAnyProduct : product;
+  const Settings settings = page.device.settings;  // they outlast a restart
   page.device = started_device(check::variant_of_product(page.products),
                                static_cast<std::int64_t>(booted_ms));
+  page.device.settings = settings;
 }
 
 KOVO_EXPORT(kovo_enable_events) void kovo_enable_events(int enabled) {
