@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "check/words.h"
 #include "control/split_message.h"
 #include "definitions/settings.h"
 #include "engine/event_fate.h"
@@ -62,7 +63,7 @@ StepOutcome step_outcome(TrialDevice& device, const check::ExplainedEvent& event
       break;
   }
   if (step.sender.sends == check::Sends::kNothing) {
-    outcome.why = "sends nothing: its protocol is neither UDP nor TCP";
+    outcome.why = "not sent: " + check::quoted(step.protocol) + " is not a supported protocol";
   } else if (!take_sender(device, starts_ms, outcome.leaves_ms + kPauseMs)) {
     outcome.why = "dropped: " + std::to_string(kSenderSlots) + " messages are under way";
   } else {

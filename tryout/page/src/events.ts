@@ -12,7 +12,7 @@ export function destination(step: Step): string {
 /** What a step sends, as text. */
 export function content(step: Step): string {
   if (step.sends === "status") return "the device’s status";
-  return step.sends === "nothing" ? "nothing: its protocol is neither UDP nor TCP" : step.payload;
+  return step.sends === "nothing" ? `nothing: "${step.protocol}" is not a supported protocol` : step.payload;
 }
 
 /** What the daemon does not send of a payload. */
