@@ -27,6 +27,10 @@ const check::SourceLine& line_of(const Definition& definition, std::uint32_t ent
   return definition.source.lines[definition.source.entry_lines[entry]];
 }
 
+Model model_of(const Definition& definition) {
+  return check::make_model(definition.source.entries);
+}
+
 const NamedKeys* keys_of(const Model& model, std::string_view event) {
   const auto found = model.by_name.find(event);
   return found == model.by_name.end() ? nullptr : &model.names[found->second];
@@ -64,7 +68,8 @@ Edit lines_after(const Definition& definition, std::uint32_t entry, const std::s
 }
 
 std::string renumbered(const DefinitionEntry& entry, std::uint32_t index) {
-  return entry.name + entry.field + std::to_string(index) + "=" + entry.value;
+  std::string line(entry.name);
+  return line.append(entry.field).append(std::to_string(index)).append("=").append(entry.value);
 }
 
 /// The entries of one step, in the file's order.
@@ -128,7 +133,7 @@ std::uint32_t free_index(const NamedKeys* keys) {
 }  // namespace
 
 Edits add_step(const Definition& definition, const NewStep& step) {
-  const Model model = check::make_model(definition.source.entries);
+  const Model model = model_of(definition);
   const NamedKeys* keys = keys_of(model, step.event);
   const std::uint32_t index = free_index(keys);
   std::string problem = problem_of(step, index);
@@ -147,7 +152,7 @@ Edits add_step(const Definition& definition, const NewStep& step) {
 
 Edits set_payload(const Definition& definition, std::string_view event, std::uint32_t index,
                   std::string_view bytes) {
-  const Model model = check::make_model(definition.source.entries);
+  const Model model = model_of(definition);
   const NamedKeys* keys = keys_of(model, event);
   if (keys == nullptr) return {{}, kNoEvent};
   const auto step = keys->steps.find(index);
@@ -164,7 +169,7 @@ Edits set_payload(const Definition& definition, std::string_view event, std::uin
 }
 
 Edits move_step_down(const Definition& definition, std::string_view event, std::uint32_t index) {
-  const Model model = check::make_model(definition.source.entries);
+  const Model model = model_of(definition);
   const NamedKeys* keys = keys_of(model, event);
   if (keys == nullptr) return {{}, kNoEvent};
   const std::vector<std::uint32_t> upper = entries_of(definition, *keys, index);
@@ -186,7 +191,7 @@ Edits move_step_down(const Definition& definition, std::string_view event, std::
 }
 
 Edits delete_step(const Definition& definition, std::string_view event, std::uint32_t index) {
-  const Model model = check::make_model(definition.source.entries);
+  const Model model = model_of(definition);
   const NamedKeys* keys = keys_of(model, event);
   if (keys == nullptr) return {{}, kNoEvent};
   if (keys->steps.count(index) == 0) return {{}, kNoStep};
@@ -209,7 +214,7 @@ Edits delete_step(const Definition& definition, std::string_view event, std::uin
 }
 
 Edits delete_event(const Definition& definition, std::string_view event) {
-  const Model model = check::make_model(definition.source.entries);
+  const Model model = model_of(definition);
   const NamedKeys* keys = keys_of(model, event);
   if (keys == nullptr) return {{}, kNoEvent};
   std::vector<Edit> edits;
