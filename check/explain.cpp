@@ -26,8 +26,9 @@ ExplainedStep explain_step(Explaining& explaining, std::uint32_t index, const Su
   step.port = sent_port(command.port);
   if (step.sender.sends != Sends::kPayload) return step;
   step.payload = filled(command.data, explaining.known);
+  step.known = all_known(command.data, explaining.known);
   step.ends_at_zero = step.payload.find('\0') < kMaxCommand;
-  step.cut = !step.ends_at_zero && step.payload.size() > kMaxCommand;
+  step.cut = step.known && !step.ends_at_zero && step.payload.size() > kMaxCommand;
   return step;
 }
 

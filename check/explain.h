@@ -19,6 +19,7 @@ struct ExplainedStep {
   std::string address;   // where it really goes
   int port = 0;          // likewise
   std::string payload;   // with what is known filled in; empty when the status is sent
+  bool known = true;     // false: a placeholder's value is not known, nor are the bytes
   bool cut = false;      // at 1023 bytes
   bool ends_at_zero = false;
 };

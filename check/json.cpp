@@ -36,8 +36,8 @@ Json step_json(const ExplainedStep& step) {
   json["protocol"] = step.protocol;
   json["address"] = step.address;
   json["port"] = step.port;
-  json["bytes"] = sent.size();
-  json["hex"] = as_hex(sent);
+  json["bytes"] = step.known ? Json(sent.size()) : Json(nullptr);
+  json["hex"] = step.known ? Json(as_hex(sent)) : Json(nullptr);
   json["payload"] = escaped(sent);
   json["cut"] = step.cut;
   json["ends_at_zero"] = step.ends_at_zero;

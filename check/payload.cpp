@@ -2,6 +2,8 @@
 
 #include <arpa/inet.h>
 
+#include <algorithm>
+
 #include "engine/event_rules.h"
 #include "frame/text.h"
 
@@ -38,6 +40,16 @@ bool is_clock_word(std::string_view name) {
 KnownValues known_values(const StatusVars* status) {
   if (status == nullptr) return {};
   return {{*status, "0000-00-00 ", "00:00:00", 0}, true, false};
+}
+
+bool all_known(std::string_view payload, const KnownValues& known) {
+  const StatusVars& status = known.values.status_vars;
+  const std::vector<Placeholder> found = placeholders(payload);
+  return std::all_of(found.begin(), found.end(), [&](const Placeholder& placeholder) {
+    return (is_clock_word(placeholder.name) ? known.clock : known.whole_status) ||
+           std::any_of(status.begin(), status.end(),
+                       [&](const auto& each) { return each.first == placeholder.name; });
+  });
 }
 
 std::string filled(std::string_view payload, KnownValues& known) {

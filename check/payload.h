@@ -42,6 +42,9 @@ struct KnownValues {
 /// The values of a device's whole status, or of none; the clock at its shortest, and not known.
 KnownValues known_values(const StatusVars* status);
 
+/// Returns whether the values of all placeholders of a payload are known.
+bool all_known(std::string_view payload, const KnownValues& known);
+
 /// A payload with the known values filled in; what is not known stays as its placeholder. The
 /// values come back as they were.
 std::string filled(std::string_view payload, KnownValues& known);

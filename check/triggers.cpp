@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "definitions/settings.h"
 #include "frame/text.h"
+#include "variables/triggers.h"
 
 namespace kovo::check {
 namespace {
@@ -20,24 +20,22 @@ constexpr Product kProducts[] = {
     {"output", kOutput, {0, 0}},
 };
 
-struct Dedicated {
-  const char* variable;
-  const char* trigger;
-};
-
-// Raised by what a variable's value says, beside or instead of its row.
-constexpr Dedicated kDedicated[] = {
-    {"S0_BAUDRATE", "serialBaud"},
-    {"S0_BAUDRATE", "serialNumBits"},
-    {"S0_BAUDRATE", "serialParity"},
-    {"S0_BAUDRATE", "serialStopBits"},
-    {"V_OUTPUT_TIMING_CONVERT", "YCbCrOutput"},
-    {"WPA_EAP_MODE", "p8021enable"},
-    {"WPA_EAP_MODE", "p8021status"},
-};
-
-constexpr const char* kPlayback[] = {"playMode", "localPlayList", "localPlay"};
-constexpr const char* kDisplay[] = {"DVIConnected", "DVIDisconnected"};
+std::string description(const TriggerSource& source) {
+  switch (source.cause) {
+    case TriggerCause::kVariable:
+    case TriggerCause::kVariablePart:
+      return "variable " + source.name;
+    case TriggerCause::kSetting:
+      return "setting " + source.name;
+    case TriggerCause::kPlayback:
+      return "the playback selection";
+    case TriggerCause::kFirstStart:
+      return "the first start after boot";
+    case TriggerCause::kDisplay:
+      break;
+  }
+  return "the display connection, by tcp:2700";
+}
 
 void add_raiser(Triggers& triggers, const std::string& trigger, const std::string& what,
                 unsigned product) {
@@ -52,20 +50,14 @@ void add_raiser(Triggers& triggers, const std::string& trigger, const std::strin
   }
 }
 
-void add_variable(Triggers& triggers, const std::string& variable, const std::string& trigger,
-                  unsigned product) {
-  add_raiser(triggers, trigger, "variable " + variable, product);
-  if ((product & triggers.products) == 0) return;
-  std::vector<std::string>& names = triggers.by_variable[lower_ascii(variable)];
-  if (std::find(names.begin(), names.end(), trigger) == names.end()) names.push_back(trigger);
-}
-
-/// A change finds the first row of its variable alone, and raises nothing by rows without one.
-void add_rows(Triggers& triggers, const Product& product) {
-  const MappingTable table = mapping_rows(product.variant);
-  for (const MappingRow& row : table) {
-    if (find_row(table, &MappingRow::variable, row.variable) != &row) continue;
-    add_variable(triggers, row.variable, row.status, product.bit);
+void add_source(Triggers& triggers, const TriggerSource& source, unsigned product) {
+  add_raiser(triggers, source.trigger, description(source), product);
+  const bool by_variable =
+      source.cause == TriggerCause::kVariable || source.cause == TriggerCause::kVariablePart;
+  if (!by_variable || (product & triggers.products) == 0) return;
+  std::vector<std::string>& names = triggers.by_variable[lower_ascii(source.name)];
+  if (std::find(names.begin(), names.end(), source.trigger) == names.end()) {
+    names.push_back(source.trigger);
   }
 }
 
@@ -88,19 +80,10 @@ Variant variant_of_product(unsigned products) {
 Triggers make_triggers(unsigned products) {
   Triggers triggers;
   triggers.products = products;
-  for (const char* name : kDisplay) {
-    add_raiser(triggers, name, "the display connection, by tcp:2700", kAnyProduct);
-  }
-  add_raiser(triggers, "PowerOn", "the first start after boot", kAnyProduct);
-  for (const Product& product : kProducts) add_rows(triggers, product);
-  for (const Dedicated& row : kDedicated) {
-    add_variable(triggers, row.variable, row.trigger, kAnyProduct);
-  }
-  for (const char* name : kSettingNames) {
-    add_raiser(triggers, name, std::string("setting ") + name, kAnyProduct);
-  }
-  for (const char* name : kPlayback) {
-    add_raiser(triggers, name, "the playback selection", kAnyProduct);
+  for (const Product& product : kProducts) {
+    for (const TriggerSource& source : trigger_sources(product.variant)) {
+      add_source(triggers, source, product.bit);
+    }
   }
   return triggers;
 }

@@ -1,4 +1,4 @@
-// What the device raises by itself, taken from the daemon's own tables.
+// What the device raises by itself, as the rules of the checker look it up.
 #pragma once
 
 #include <string>

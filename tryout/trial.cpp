@@ -2,10 +2,13 @@
 
 #include <algorithm>
 
+#include "check/words.h"
 #include "control/split_message.h"
+#include "definitions/settings.h"
 #include "engine/event_rules.h"
 #include "frame/text.h"
 #include "variables/change_values.h"
+#include "variables/triggers.h"
 
 namespace kovo::tryout {
 namespace {
@@ -60,7 +63,7 @@ StepOutcome step_outcome(TrialDevice& device, const check::ExplainedEvent& event
       break;
   }
   if (step.sender.sends == check::Sends::kNothing) {
-    outcome.why = "sends nothing: its protocol names no sender";
+    outcome.why = "not sent: " + check::quoted(step.protocol) + " is not a supported protocol";
   } else if (!take_sender(device, starts_ms, outcome.leaves_ms + kPauseMs)) {
     outcome.why = "dropped: " + std::to_string(kSenderSlots) + " messages are under way";
   } else {
@@ -83,11 +86,76 @@ bool is_set_command(const Message& message, Reaction& reaction) {
   if (message.splitting != Splitting::kOk) {
     reaction.notes.emplace_back("not understood: a change is e_param_set::NAME::VALUE");
   } else if (!equals_nocase(message.command, "e_param_set")) {
-    reaction.notes.emplace_back("no change of a variable: only e_param_set is tried out here");
+    reaction.notes.emplace_back("not a change of a variable: only e_param_set is tried out here");
   } else {
     return true;
   }
   return false;
+}
+
+bool names_setting(std::string_view text) {
+  return std::any_of(std::begin(kSettingNames), std::end(kSettingNames),
+                     [&](const char* name) { return starts_with_nocase(text, name); });
+}
+
+void take_setting(TrialDevice& device, std::string_view text, Reaction& reaction) {
+  const KeyValue pair = split_key_value(cut_text(strip_newline(text), kMaxStatusLine));
+  const auto setting = std::find_if(device.settings.begin(), device.settings.end(),
+                                    [&](const auto& each) { return each.first == pair.key; });
+  if (!pair.found || pair.value.empty()) {
+    reaction.notes.push_back(check::shown(pair.key) + " raises nothing: a setting needs a value");
+  } else if (setting == device.settings.end()) {
+    reaction.notes.push_back(check::shown(pair.key) +
+                             " raises nothing: no setting has exactly this name");
+  } else if (equals_nocase(setting->second, pair.value)) {
+    reaction.notes.push_back(setting->first + " raises nothing: it has this value already");
+  } else {
+    setting->second = pair.value;
+    reaction.triggers.push_back(setting->first);
+  }
+}
+
+/// The remembered state of an HDCP variable; null for another name.
+std::optional<std::string>* hdcp_of(TrialDevice& device, std::string_view name) {
+  if (equals_nocase(name, "CUR_HDCP")) return &device.hdcp[0];
+  return equals_nocase(name, "HDMI2_CUR_HDCP") ? &device.hdcp[1] : nullptr;
+}
+
+void take_playback(TrialDevice& device, std::string_view name, std::int64_t now,
+                   Reaction& reaction) {
+  MappingRow* row = find_row(device.rows, &MappingRow::setting, "local:x");
+  if (row == nullptr) return;
+  if (equals_nocase(name, row->last_value)) {
+    reaction.notes.emplace_back("nothing is raised: the playback selection is the same");
+    return;
+  }
+  for (const char* trigger : playback_triggers(row->last_value, name)) {
+    reaction.triggers.emplace_back(trigger);
+  }
+  if (reaction.triggers.empty()) {
+    reaction.notes.emplace_back(
+        "nothing is raised: neither the old nor the new selection begins with \"local:\"");
+  }
+  row->last_value = name;
+  row->last_time = now;
+}
+
+/// Every row whose setting word the name begins with counts: that only restarts hold-off times.
+void count_rows(TrialDevice& device, const std::string& name, std::int64_t now,
+                Reaction& reaction) {
+  std::string counting;
+  for (MappingRow& row : device.rows) {
+    if (row.setting.empty() || !starts_with_nocase(name, row.setting)) continue;
+    row.last_time = now;
+    counting += (counting.empty() ? "" : ", ") + row.status;
+  }
+  if (!reaction.triggers.empty() || names_setting(name)) return;
+  const std::string note = check::shown(name) + " raises nothing";
+  if (counting.empty()) {
+    reaction.notes.push_back(note + ": no status line of this product begins so");
+  } else {
+    reaction.notes.push_back(note + "; it restarts the hold-off time of " + counting);
+  }
 }
 
 /// Each part of a serial format raises its own event; the first format only stands for what was.
@@ -124,7 +192,10 @@ void raise_after_pause(const char* trigger, std::int64_t& last_time, std::int64_
 void take_timing(TrialDevice& device, const std::string& value, std::int64_t now,
                  Reaction& reaction) {
   const std::string yuv = yuv_of(decode_timing(value));
-  if (equals_nocase(yuv, device.yuv_out)) return;
+  if (equals_nocase(yuv, device.yuv_out)) {
+    reaction.notes.push_back("YCbCrOutput is not raised: the output stays " + yuv);
+    return;
+  }
   device.yuv_out = yuv;
   raise_after_pause("YCbCrOutput", device.yuv_event_time, now, reaction);
 }
@@ -137,6 +208,8 @@ void take_wpa_mode(TrialDevice& device, const std::string& value, std::int64_t n
   }
   if (!equals_nocase(value, device.wpa_eap_mode)) {
     raise_after_pause("p8021status", device.p8021status_time, now, reaction);
+  } else {
+    reaction.notes.emplace_back("nothing is raised: the mode is the same");
   }
   device.p8021_status = status;
   device.wpa_eap_mode = value;
@@ -146,6 +219,7 @@ void take_mapping(TrialDevice& device, const std::string& name, std::int64_t now
                   Reaction& reaction) {
   MappingRow* row = find_row(device.rows, &MappingRow::variable, name);
   if (row == nullptr) {
+    if (!reaction.triggers.empty() || !reaction.notes.empty()) return;  // of its decoded value
     reaction.notes.push_back(check::shown(name) + " raises nothing on this product");
     return;
   }
@@ -166,6 +240,9 @@ TrialDevice started_device(Variant variant, std::int64_t booted_ms) {
   TrialDevice device;
   device.rows = mapping_rows(variant);
   device.booted_ms = booted_ms;
+  if (MappingRow* row = find_row(device.rows, &MappingRow::setting, "local:x"))
+    row->last_value = "local";
+  for (const char* name : kSettingNames) device.settings.emplace_back(name, "");
   return device;
 }
 
@@ -197,10 +274,15 @@ Run raise_event(TrialDevice& device, const check::ExplainedEvent& event, RaisedB
 
 Reaction take_message(TrialDevice& device, std::string_view text, const Moment& now) {
   Reaction reaction;
+  if (names_setting(text)) {
+    take_setting(device, text, reaction);
+    return reaction;
+  }
   const Message message = split_message(strip_newline(cut_text(text, kMaxMessage)));
   if (!is_set_command(message, reaction)) return reaction;
   const std::string& name = message.arg1;
   const std::string value = decode_value(message.arg2);
+  if (std::optional<std::string>* hdcp = hdcp_of(device, name)) *hdcp = value;
   if (starts_with_nocase(name, "S0_BAUDRATE")) {
     take_serial(device, value, reaction);
     return reaction;
@@ -211,6 +293,29 @@ Reaction take_message(TrialDevice& device, std::string_view text, const Moment& 
     take_wpa_mode(device, value, now.local_s, reaction);
   }
   take_mapping(device, name, now.local_s, reaction);
+  return reaction;
+}
+
+Reaction take_status_line(TrialDevice& device, std::string_view text, const Moment& now) {
+  Reaction reaction;
+  const bool may_set = text.find_first_of("=:") != std::string_view::npos;
+  if (may_set && (starts_with_nocase(text, "port") || starts_with_nocase(text, "sys"))) {
+    take_setting(device, text, reaction);
+  }
+  const KeyValue pair = split_key_value(strip_newline(cut_text(text, kMaxStatusLine)));
+  const std::string name(pair.key);
+  if (starts_with_nocase(name, "local")) {
+    take_playback(device, name, now.local_s, reaction);
+    return reaction;
+  }
+  if (std::optional<std::string>* hdcp = hdcp_of(device, name)) {
+    if (*hdcp && equals_nocase(**hdcp, pair.value)) {
+      reaction.notes.push_back(name + " raises nothing: it has this value already");
+      return reaction;
+    }
+    *hdcp = pair.value;
+  }
+  count_rows(device, name, now.local_s, reaction);
   return reaction;
 }
 

@@ -1,13 +1,15 @@
-// A device to try a definition file on: what it remembers from one happening to the next, and what
-// becomes of each. The rules and their numbers are the daemon's.
+// A device to try a definition file on: what it remembers from one message to the next, and what
+// follows from each. The rules and their numbers are the daemon's.
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "check/explain.h"
+#include "definitions/named_values.h"
 #include "variables/mapping_tables.h"
 
 namespace kovo::tryout {
@@ -31,7 +33,9 @@ struct TrialDevice {
   bool power_on_done = false;
   std::vector<Flight> flights;
 
-  // What variables had before.
+  // What variables, settings and HDCP states had before.
+  Settings settings;
+  std::optional<std::string> hdcp[2];  // of CUR_HDCP and HDMI2_CUR_HDCP
   std::string yuv_out;
   std::string wpa_eap_mode = "off";
   std::string p8021_status = "off";
@@ -68,11 +72,16 @@ enum class RaisedBy { kName, kDevice };
 Run raise_event(TrialDevice& device, const check::ExplainedEvent& event, RaisedBy by,
                 const Moment& now);
 
-/// What follows from a message to port 2727: the triggers it raises, and what there is to say.
+/// What follows from a message: the triggers that it raises, and why it does not raise others.
 struct Reaction {
   std::vector<std::string> triggers;
   std::vector<std::string> notes;
 };
+
+/// Takes a message to port 2727: a setting, or a change of a variable.
 Reaction take_message(TrialDevice& device, std::string_view message, const Moment& now);
+
+/// Takes a status line to port 2728.
+Reaction take_status_line(TrialDevice& device, std::string_view line, const Moment& now);
 
 }  // namespace kovo::tryout

@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <ctime>
+#include <optional>
+#include <unordered_map>
 
 #include "check/explain.h"
 #include "check/json.h"
@@ -16,9 +18,11 @@
 #include "definitions/definition_entry.h"
 #include "engine/event_rules.h"
 #include "frame/text.h"
-#include "tryout/new_step.h"
+#include "tryout/step_edits.h"
 #include "tryout/trial.h"
+#include "tryout/typed_text.h"
 #include "variables/change_values.h"
+#include "variables/triggers.h"
 
 #define KOVO_EXPORT(name) extern "C" __attribute__((export_name(#name)))
 
@@ -33,8 +37,7 @@ constexpr char kFileName[] = "kovo.txt";
 struct Page {
   std::string input;
   std::string output;
-  std::string definition;
-  check::Source source;  // of the definition
+  Definition definition;
   StatusVars status;
   bool status_complete = false;
   unsigned products = check::kAnyProduct;
@@ -107,7 +110,7 @@ Json run_json(const check::ExplainedEvent& event, const Run& run) {
 Json raise_all(const Reaction& reaction, RaisedBy by, const Moment& now) {
   Json runs = Json::array();
   Json notes = reaction.notes;
-  const auto events = check::explain(page.source, page.products, values_at(now));
+  const auto events = check::explain(page.definition.source, page.products, values_at(now));
   for (const std::string& trigger : reaction.triggers) {
     const auto found =
         std::find_if(events.begin(), events.end(),
@@ -125,21 +128,81 @@ Json raise_all(const Reaction& reaction, RaisedBy by, const Moment& now) {
   return json;
 }
 
-NewStep step_of(std::string_view lines) {
-  NewStep step;
+using Fields = std::unordered_map<std::string, std::string>;
+
+Fields fields_of(std::string_view lines) {
+  Fields fields;
   for (const std::string_view line : split_lines(lines)) {
     const KeyValue pair = split_key_value(line);
-    const std::string value(pair.value);
-    if (pair.key == "event") step.event = value;
-    if (pair.key == "trigger") step.trigger = value;
-    if (pair.key == "protocol") step.protocol = value;
-    if (pair.key == "address") step.address = value;
-    if (pair.key == "port") step.port = value;
-    if (pair.key == "delay") step.delay = value;
-    if (pair.key == "payload") step.payload = value;
-    if (pair.key == "sends") step.sends_status = value == "status";
+    fields.emplace(pair.key, pair.value);
   }
+  return fields;
+}
+
+/// The bytes of a typed payload; the reason in `error` when it is no hexadecimal text.
+std::string payload_of(Fields& fields, std::string& error) {
+  if (fields["form"] != "hex") return bytes_of_text(fields["payload"]);
+  const std::optional<std::string> bytes = bytes_of_hex(fields["payload"]);
+  if (!bytes) error = "write two hexadecimal digits for each byte, as in 4F 4B 0D";
+  return bytes.value_or("");
+}
+
+NewStep step_of(Fields& fields, std::string payload) {
+  NewStep step;
+  step.event = fields["event"];
+  step.trigger = fields["trigger"];
+  step.event_delay = fields["event_delay"];
+  step.protocol = fields["protocol"];
+  step.address = fields["address"];
+  step.port = fields["port"];
+  step.delay = fields["delay"];
+  step.payload = std::move(payload);
+  step.sends_status = fields["sends"] == "status";
   return step;
+}
+
+Edits edits_of(Fields& fields) {
+  std::string error;
+  const std::string payload = payload_of(fields, error);
+  if (!error.empty()) return {{}, error};
+  const std::string& event = fields["event"];
+  const std::string& what = fields["do"];
+  std::uint32_t index = 0;
+  to_uint32(fields["index"], 10, index);
+  if (what == "add") return add_step(page.definition, step_of(fields, payload));
+  if (what == "payload") return set_payload(page.definition, event, index, payload);
+  if (what == "down") return move_step_down(page.definition, event, index);
+  if (what == "delete_step") return delete_step(page.definition, event, index);
+  return delete_event(page.definition, event);
+}
+
+Json edit_json(const Edit& edit) {
+  const auto begin = page.definition.text.begin();
+  const auto at = begin + static_cast<std::ptrdiff_t>(edit.offset);
+  const std::size_t newline = page.definition.text.substr(0, edit.offset).rfind('\n');
+  Json json;
+  json["line"] = 1 + std::count(begin, at, '\n');
+  json["column"] = edit.offset - (newline == std::string::npos ? 0 : newline + 1) + 1;
+  json["length"] = edit.length;
+  json["text"] = edit.text;
+  return json;
+}
+
+const char* name_of(TriggerCause cause) {
+  switch (cause) {
+    case TriggerCause::kVariable:
+    case TriggerCause::kVariablePart:
+      return "variable";
+    case TriggerCause::kSetting:
+      return "setting";
+    case TriggerCause::kPlayback:
+      return "playback";
+    case TriggerCause::kFirstStart:
+      return "start";
+    case TriggerCause::kDisplay:
+      break;
+  }
+  return "display";
 }
 
 }  // namespace
@@ -155,8 +218,8 @@ KOVO_EXPORT(kovo_output) const char* kovo_output() {
 }
 
 KOVO_EXPORT(kovo_set_definition) void kovo_set_definition(std::size_t size) {
-  page.definition = taken(size);
-  page.source = check::read_source(page.definition);
+  page.definition.text = taken(size);
+  page.definition.source = check::read_source(page.definition.text);
 }
 
 /// Lines name=value, as in the daemon's status file. `complete`: a placeholder that they do not
@@ -174,45 +237,63 @@ KOVO_EXPORT(kovo_set_status) void kovo_set_status(std::size_t size, int complete
 KOVO_EXPORT(kovo_start_device) void kovo_start_device(std::size_t size, double booted_ms) {
   const unsigned product = check::product_of(taken(size));
   page.products = product == 0 ? check::kAnyProduct : product;
+  const Settings settings = page.device.settings;  // they outlast a restart
   page.device = started_device(check::variant_of_product(page.products),
                                static_cast<std::int64_t>(booted_ms));
+  page.device.settings = settings;
 }
 
 KOVO_EXPORT(kovo_enable_events) void kovo_enable_events(int enabled) {
   page.device.events_enabled = enabled != 0;
 }
 
-/// What kovocheck --format=json says of the definition.
-KOVO_EXPORT(kovo_report) std::size_t kovo_report() {
+/// What kovocheck --format=json says of the definition; without its events, and so in half the
+/// time, for `events` 0.
+KOVO_EXPORT(kovo_report) std::size_t kovo_report(int events) {
   check::CheckedFile file;
   file.name = kFileName;
-  file.findings = check::check_source(page.source, options_of_page());
-  file.events = check::explain(page.source, page.products, values_of_page());
+  file.findings = check::check_source(page.definition.source, options_of_page());
+  if (events != 0) {
+    file.events = check::explain(page.definition.source, page.products, values_of_page());
+  }
   return answer(check::json_text({file}));
 }
 
-/// The payloads as text, each with its line.
-KOVO_EXPORT(kovo_payload_texts) std::size_t kovo_payload_texts() {
+/// The events of kovo_report.
+KOVO_EXPORT(kovo_events) std::size_t kovo_events() {
   Json json = Json::array();
-  std::size_t position = 0;
-  for (const DefinitionEntry& entry : page.source.entries) {
-    const std::uint32_t line = page.source.entry_lines[position++];
-    if (entry.parts != 2 || entry.field != "Data" || entry.value.empty()) continue;
-    json.push_back({{"line", page.source.lines[line].number},
-                    {"text", check::escaped(s_hex_to_ascii(entry.value))}});
+  for (const check::ExplainedEvent& event :
+       check::explain(page.definition.source, page.products, values_of_page())) {
+    json.push_back(check::event_json(kFileName, event));
   }
   return answer(json);
 }
 
-/// The daemon's limits, and the device variables with what they raise.
+/// The payloads as typed text, each with its line and step.
+KOVO_EXPORT(kovo_payload_texts) std::size_t kovo_payload_texts() {
+  Json json = Json::array();
+  std::size_t position = 0;
+  for (const DefinitionEntry& entry : page.definition.source.entries) {
+    const std::uint32_t line = page.definition.source.entry_lines[position++];
+    if (entry.parts != 2 || entry.field != "Data" || entry.value.empty()) continue;
+    json.push_back({{"line", page.definition.source.lines[line].number},
+                    {"event", entry.name},
+                    {"index", to_int32(entry.index)},
+                    {"text", text_of_bytes(s_hex_to_ascii(entry.value))}});
+  }
+  return answer(json);
+}
+
+/// The daemon's limits, and what raises triggers on this product.
 KOVO_EXPORT(kovo_vocabulary) std::size_t kovo_vocabulary() {
   Json json;
   json["limits"] = {{"file_bytes", kMaxDefinitionBytes},
                     {"display_period_s", kPowerOnPeriodS},
-                    {"quiet_period_s", kHoldOffS}};
-  Json& rows = json["rows"] = Json::array();
-  for (const MappingRow& row : page.device.rows) {
-    rows.push_back({{"variable", row.variable}, {"status", row.status}, {"setting", row.setting}});
+                    {"hold_off_s", kHoldOffS}};
+  Json& triggers = json["triggers"] = Json::array();
+  for (const TriggerSource& source : trigger_sources(check::variant_of_product(page.products))) {
+    triggers.push_back(
+        {{"trigger", source.trigger}, {"cause", name_of(source.cause)}, {"name", source.name}});
   }
   return answer(json);
 }
@@ -223,25 +304,34 @@ KOVO_EXPORT(kovo_raise) std::size_t kovo_raise(std::size_t size, double ms, doub
   return answer(raise_all({{std::string(taken(size))}, {}}, RaisedBy::kName, now));
 }
 
-/// Hands over a message to port 2727.
-KOVO_EXPORT(kovo_message) std::size_t kovo_message(std::size_t size, double ms, double local_s) {
+/// Hands over a message to port 2727, or a status line to port 2728.
+KOVO_EXPORT(kovo_message)
+std::size_t kovo_message(std::size_t size, int port, double ms, double local_s) {
   const Moment now{static_cast<std::int64_t>(ms), static_cast<std::int64_t>(local_s)};
-  const Reaction reaction = take_message(page.device, taken(size), now);
+  const Reaction reaction = port == 2728 ? take_status_line(page.device, taken(size), now)
+                                         : take_message(page.device, taken(size), now);
   return answer(raise_all(reaction, RaisedBy::kDevice, now));
 }
 
-/// The edits that add a step; the input has a line name=value for each field of the form.
-KOVO_EXPORT(kovo_add_step) std::size_t kovo_add_step(std::size_t size) {
-  std::string error;
+/// The edits of a change to steps, and what the checker says of their text. The input has a line
+/// name=value for each field: do=add, payload, down, delete_step or delete_event, with the event,
+/// the index and what was typed.
+KOVO_EXPORT(kovo_edit) std::size_t kovo_edit(std::size_t size) {
+  Fields fields = fields_of(taken(size));
+  const Edits edits = edits_of(fields);
   Json json;
-  Json& edits = json["edits"] = Json::array();
-  for (const Edit& edit : add_step(page.source, step_of(taken(size)), error)) {
-    edits.push_back({{"line", edit.place.line},
-                     {"column", edit.place.column},
-                     {"length", edit.place.length},
-                     {"text", edit.text}});
+  json["error"] = edits.error;
+  json["looks_like_hex"] = fields["form"] != "hex" && looks_like_hex(fields["payload"]);
+  Json& list = json["edits"] = Json::array();
+  for (const Edit& edit : edits.list) list.push_back(edit_json(edit));
+  Json& findings = json["findings"] = Json::array();
+  // Only for what was typed: moving and deleting must work in a file with mistakes, too.
+  if (fields["do"] != "add" && fields["do"] != "payload") return answer(json);
+  for (const check::Finding& finding : check_edits(page.definition, edits, options_of_page())) {
+    findings.push_back({{"severity", check::severity_name(finding.severity)},
+                        {"text", finding.text},
+                        {"hint", finding.hint}});
   }
-  json["error"] = error;
   return answer(json);
 }
 

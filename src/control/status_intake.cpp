@@ -14,6 +14,7 @@
 #include "variables/central_state.h"
 #include "variables/change_values.h"
 #include "variables/mapping_tables.h"
+#include "variables/triggers.h"
 #include "variables/variable_store.h"
 
 namespace kovo {
@@ -76,16 +77,6 @@ void handle_counting_row(CentralState& state, const CountingRow& row) {
   state.lm_queue.push(row.event);
 }
 
-/// The events that a change of the playback selection raises, in their order.
-std::vector<const char*> playback_events(std::string_view before, std::string_view after) {
-  const bool was_local = starts_with_nocase(before, "local:");
-  const bool is_local = starts_with_nocase(after, "local:");
-  if (was_local && is_local) return {"localPlayList"};
-  if (was_local) return {"playMode"};
-  if (is_local) return {"playMode", "localPlay"};
-  return {};
-}
-
 /// Returns the playback selection if it differs from this one.
 std::optional<std::string> other_selection(const CentralState& state, const std::string& name) {
   const MutexLock held(state.mapping_lock);
@@ -97,7 +88,7 @@ std::optional<std::string> other_selection(const CentralState& state, const std:
 void handle_playback(CentralState& state, const std::string& name, std::int64_t now) {
   const std::optional<std::string> old = other_selection(state, name);
   if (!old) return;
-  for (const char* event : playback_events(*old, name)) {
+  for (const char* event : playback_triggers(*old, name)) {
     // The line of localPlay has no end of its own.
     const bool ends_line = std::string_view(event) != "localPlay";
     LOG_MAIN(kRoutine, "push event %s%s", event, ends_line ? "\n" : "");

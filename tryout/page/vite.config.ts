@@ -1,21 +1,30 @@
 import { createHash } from "node:crypto";
 import { readFileSync, writeFileSync } from "node:fs";
 import { fileURLToPath } from "node:url";
+import { gzipSync } from "node:zlib";
 import { defineConfig, type Plugin } from "vite";
 import { viteSingleFile } from "vite-plugin-singlefile";
 
 const root = fileURLToPath(new URL("../../", import.meta.url));
 
-/** The module "kovotry-core": the WebAssembly as base64. */
+/** The module "kovotry-core": the WebAssembly, compressed, as base64. */
 function embedCore(): Plugin {
   return {
     name: "embed-core",
     resolveId: (id) => (id === "kovotry-core" ? `\0${id}` : null),
     load(id) {
       if (id !== "\0kovotry-core") return null;
-      const base64 = readFileSync(`${root}build/wasm/tryout/kovotry.wasm`, "base64");
-      return `export default ${JSON.stringify(base64)}`;
+      const wasm = readFileSync(`${root}build/wasm/tryout/kovotry.wasm`);
+      return `export default ${JSON.stringify(gzipSync(wasm, { level: 9 }).toString("base64"))}`;
     },
+  };
+}
+
+/** Leaves out what only the source page says. */
+function leaveOutNotice(): Plugin {
+  return {
+    name: "leave-out-notice",
+    transformIndexHtml: { order: "pre", handler: (html) => html.replace(/<!-- source -->[^]*<!-- \/source -->/, "") },
   };
 }
 
@@ -36,7 +45,7 @@ function allowOwnScript(): Plugin {
 
 export default defineConfig({
   base: "./",
-  plugins: [embedCore(), viteSingleFile({ removeViteModuleLoader: true }), allowOwnScript()],
+  plugins: [leaveOutNotice(), embedCore(), viteSingleFile({ removeViteModuleLoader: true }), allowOwnScript()],
   build: {
     outDir: `${root}build/page`,
     emptyOutDir: true,

@@ -5,7 +5,7 @@ import base64 from "kovotry-core";
 
 export type Severity = "error" | "warning" | "note";
 
-/** Lines and columns count from 1, columns and lengths in bytes. */
+/** Lines and columns count from 1, columns and lengths in bytes; a length may reach over lines. */
 export interface Edit {
   line: number;
   column: number;
@@ -32,8 +32,8 @@ export interface Step {
   protocol: string;
   address: string;
   port: number;
-  bytes: number;
-  hex: string;
+  bytes: number | null; // null while a placeholder's value is not known
+  hex: string | null; // likewise
   payload: string;
   cut: boolean;
   ends_at_zero: boolean;
@@ -53,9 +53,8 @@ export interface Event {
   steps: Step[];
 }
 
-export interface Report {
+export interface Findings {
   findings: Finding[];
-  events: Event[];
   errors: number;
   warnings: number;
   notes: number;
@@ -82,13 +81,34 @@ export interface Reaction {
   notes: string[];
 }
 
+export interface TriggerSource {
+  trigger: string;
+  cause: "variable" | "setting" | "playback" | "start" | "display";
+  name: string; // of the variable or setting
+}
+
 export interface Vocabulary {
   limits: {
     file_bytes: number;
     display_period_s: number;
-    quiet_period_s: number;
+    hold_off_s: number;
   };
-  rows: { variable: string; status: string; setting: string }[];
+  triggers: TriggerSource[];
+}
+
+export interface Payload {
+  line: number;
+  event: string;
+  index: number;
+  text: string;
+}
+
+/** The edits that were asked for, and what the checker says of their lines. */
+export interface Editing {
+  edits: Edit[];
+  error: string;
+  looks_like_hex: boolean;
+  findings: { severity: Severity; text: string; hint: string }[];
 }
 
 export interface Moment {
@@ -121,12 +141,13 @@ interface Exports {
   kovo_set_status(size: number, complete: number): void;
   kovo_start_device(size: number, booted_ms: number): void;
   kovo_enable_events(enabled: number): void;
-  kovo_report(): number;
+  kovo_report(events: number): number;
+  kovo_events(): number;
   kovo_payload_texts(): number;
   kovo_vocabulary(): number;
   kovo_raise(size: number, ms: number, local_s: number): number;
-  kovo_message(size: number, ms: number, local_s: number): number;
-  kovo_add_step(size: number): number;
+  kovo_message(size: number, port: number, ms: number, local_s: number): number;
+  kovo_edit(size: number): number;
 }
 
 export type Core = Awaited<ReturnType<typeof startCore>>;
@@ -158,19 +179,21 @@ export async function startCore(binary: BufferSource) {
     startDevice: (product: string, booted_ms: number) =>
       core.kovo_start_device(giveText(product), booted_ms),
     enableEvents: (enabled: boolean) => core.kovo_enable_events(enabled ? 1 : 0),
-    reportText: () => answerText(core.kovo_report()),
-    report: (): Report => answer(core.kovo_report()),
-    payloadTexts: (): { line: number; text: string }[] => answer(core.kovo_payload_texts()),
+    findings: (): Findings => answer(core.kovo_report(0)),
+    events: (): Event[] => answer(core.kovo_events()),
+    payloadTexts: (): Payload[] => answer(core.kovo_payload_texts()),
     vocabulary: (): Vocabulary => answer(core.kovo_vocabulary()),
     raise: (trigger: string, now: Moment): Reaction =>
       answer(core.kovo_raise(giveText(trigger), now.ms, now.local_s)),
-    message: (text: string, now: Moment): Reaction =>
-      answer(core.kovo_message(giveText(text), now.ms, now.local_s)),
-    addStep: (fields: Record<string, string>): { edits: Edit[]; error: string } =>
-      answer(core.kovo_add_step(giveText(Object.entries(fields).map((pair) => pair.join("=")).join("\n")))),
+    message: (text: string, port: number, now: Moment): Reaction =>
+      answer(core.kovo_message(giveText(text), port, now.ms, now.local_s)),
+    edit: (fields: Record<string, string>): Editing =>
+      answer(core.kovo_edit(giveText(Object.entries(fields).map((pair) => pair.join("=")).join("\n")))),
   };
 }
 
-export function embeddedCore(): Promise<Core> {
-  return startCore(Uint8Array.from(atob(base64), (letter) => letter.charCodeAt(0)));
+export async function embeddedCore(): Promise<Core> {
+  const packed = new Blob([Uint8Array.from(atob(base64), (letter) => letter.charCodeAt(0))]);
+  const unpacked = packed.stream().pipeThrough(new DecompressionStream("gzip"));
+  return startCore(await new Response(unpacked).arrayBuffer());
 }

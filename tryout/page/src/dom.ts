@@ -44,6 +44,25 @@ export function field(label: string, control: HTMLElement, className = ""): HTML
   return element("div", properties, element("label", { htmlFor: control.id }, label), control);
 }
 
+/** Asks in a dialog; the label of the button that was chosen, "" for Cancel and Escape. */
+export function ask(question: string, ...choices: string[]): Promise<string> {
+  return new Promise((resolve) => {
+    const dialog = element(
+      "dialog",
+      { "aria-label": question, onclose: () => (dialog.remove(), resolve(dialog.returnValue)) },
+      element("p", {}, question),
+      element(
+        "div",
+        { className: "row" },
+        ...choices.map((choice) => button(choice, () => dialog.close(choice))),
+        button("Cancel", () => dialog.close("")),
+      ),
+    );
+    document.body.append(dialog);
+    dialog.showModal();
+  });
+}
+
 /** Tells screen readers what has happened. */
 export function announce(text: string): void {
   byId("announcer").textContent = text;

@@ -17,7 +17,7 @@ import {
 } from "@codemirror/view";
 import { tags } from "@lezer/highlight";
 import { type Edit, type Encoding, type Finding, toBytes } from "./core";
-import { editsOf } from "./mends";
+import { fixOf } from "./fixes";
 
 /** A payload as text, behind its line. */
 class PayloadText extends WidgetType {
@@ -95,10 +95,24 @@ function positionOf(doc: Text, line: number, column: number, encoding: Encoding)
   return Math.min(from + at, to);
 }
 
+/** The position a number of bytes after another; newlines count. */
+function positionAfter(doc: Text, from: number, bytes: number, encoding: Encoding): number {
+  let at = from;
+  for (const letter of doc.sliceString(from, from + bytes)) {
+    if (bytes <= 0) break;
+    bytes -= letter < "\x80" ? 1 : toBytes(letter, encoding).length;
+    at += letter.length;
+  }
+  return at;
+}
+
 export interface Editor {
   text(): string;
   encoding(): Encoding;
-  setText(text: string, encoding: Encoding): void;
+  /** Begins with another text, without a way back to the one before. */
+  setText(text: string, encoding: Encoding, unsaved: boolean): void;
+  unsaved(): boolean;
+  markSaved(text: string): void;
   show(findings: Finding[], payloads: { line: number; text: string }[]): void;
   apply(edits: Edit[]): void;
   goTo(line: number, column: number): void;
@@ -112,69 +126,77 @@ export function createEditor(parent: HTMLElement, onChange: () => void): Editor 
     told = false;
     onChange();
   };
-  const view = new EditorView({
-    parent,
-    state: EditorState.create({
-      extensions: [
-        EditorState.lineSeparator.of("\n"), // carriage returns are part of what the file says
-        lineNumbers(),
-        lintGutter(),
-        highlightActiveLineGutter(),
-        highlightSpecialChars(),
-        highlightActiveLine(),
-        highlightSelectionMatches(),
-        drawSelection(),
-        history(),
-        payloadField,
-        keyAndValue,
-        syntaxHighlighting(colours),
-        EditorView.lineWrapping,
-        EditorView.contentAttributes.of({ "aria-label": "Definition file", spellcheck: "false", tabindex: "0" }),
-        keymap.of([...defaultKeymap, ...historyKeymap, ...searchKeymap, ...lintKeymap]),
-        EditorView.updateListener.of((update) => {
-          if (!update.docChanged || told) return;
-          told = true;
-          queueMicrotask(tell); // a view cannot be changed while it updates
-        }),
-      ],
+  const tellSoon = () => {
+    if (told) return;
+    told = true;
+    queueMicrotask(tell); // a view cannot be changed while it updates
+  };
+  const extensions = [
+    EditorState.lineSeparator.of("\n"), // carriage returns are part of what the file says
+    lineNumbers(),
+    lintGutter(),
+    highlightActiveLineGutter(),
+    highlightSpecialChars(),
+    highlightActiveLine(),
+    highlightSelectionMatches(),
+    drawSelection(),
+    history(),
+    payloadField,
+    keyAndValue,
+    syntaxHighlighting(colours),
+    EditorView.lineWrapping,
+    EditorView.contentAttributes.of({ "aria-label": "Definition file", spellcheck: "false", tabindex: "0" }),
+    keymap.of([...defaultKeymap, ...historyKeymap, ...searchKeymap, ...lintKeymap]),
+    EditorView.updateListener.of((update) => {
+      if (update.docChanged) tellSoon();
     }),
-  });
+  ];
+  const view = new EditorView({ parent, state: EditorState.create({ extensions }) });
+  let saved: Text | null = view.state.doc; // null when it is not known
 
   const apply = (edits: Edit[]) => {
     const { doc } = view.state;
-    const changes = edits.map((edit) => ({
-      from: positionOf(doc, edit.line, edit.column, encoding),
-      to: positionOf(doc, edit.line, edit.column + edit.length, encoding),
-      insert: view.state.toText(edit.text),
-    }));
-    const last = changes.at(-1);
+    const changes = view.state.changes(
+      edits.map((edit) => {
+        const from = positionOf(doc, edit.line, edit.column, encoding);
+        const to = positionAfter(doc, from, edit.length, encoding);
+        return { from, to, insert: view.state.toText(edit.text) };
+      }),
+    );
+    const last = edits.at(-1);
     if (last === undefined) return;
+    const at = changes.mapPos(positionOf(doc, last.line, last.column, encoding));
     view.dispatch({
       changes,
-      effects: EditorView.scrollIntoView(last.from, { y: "nearest" }),
-      userEvent: "input.mend",
+      effects: EditorView.scrollIntoView(at, { y: "nearest" }),
+      userEvent: "input.fix",
     });
   };
 
   return {
     text: () => view.state.doc.toString(),
     encoding: () => encoding,
-    setText(text, newEncoding) {
+    setText(text, newEncoding, unsaved) {
       encoding = newEncoding;
-      const changes = { from: 0, to: view.state.doc.length, insert: view.state.toText(text) };
-      view.dispatch({ changes, selection: { anchor: 0 }, scrollIntoView: true });
+      view.setState(EditorState.create({ doc: text, extensions }));
+      saved = unsaved ? null : view.state.doc;
+      tellSoon();
+    },
+    unsaved: () => saved === null || !view.state.doc.eq(saved),
+    markSaved(text) {
+      saved = view.state.toText(text);
     },
     show(findings, payloads) {
       const { doc } = view.state;
       const diagnostics = findings.slice(0, mostUnderlined).map((finding): Diagnostic => {
-        const mend = editsOf(finding, doc.toString.bind(doc));
+        const fix = fixOf(finding, doc.toString.bind(doc));
         return {
           from: positionOf(doc, finding.line, finding.column, encoding),
           to: positionOf(doc, finding.line, finding.column + finding.length, encoding),
           severity: finding.severity === "note" ? "info" : finding.severity,
           source: finding.rule,
           message: finding.hint === "" ? finding.text : `${finding.text}\n${finding.hint}`,
-          actions: mend === null ? [] : [{ name: mend.label, apply: () => apply(mend.edits()) }],
+          actions: fix === null ? [] : [{ name: fix.label, apply: () => apply(fix.edits()) }],
         };
       });
       view.dispatch(setDiagnostics(view.state, diagnostics), { effects: showPayloads.of(payloads) });

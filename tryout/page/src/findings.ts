@@ -1,7 +1,7 @@
-import type { Finding, Report, Severity } from "./core";
+import type { Finding, Findings, Severity } from "./core";
 import { button, byId, counted, element, svg } from "./dom";
 import type { Editor } from "./editor";
-import { editsOf } from "./mends";
+import { fixOf } from "./fixes";
 
 const mostShown = 200;
 
@@ -18,40 +18,67 @@ function icon(severity: Severity): SVGElement {
   return made;
 }
 
-function item(finding: Finding, editor: Editor): HTMLLIElement {
-  const { line, column, severity, rule, text, hint } = finding;
-  const mend = editsOf(finding, editor.text);
-  return element(
-    "li",
-    {},
+interface Item {
+  finding: Finding;
+  place: HTMLElement;
+  shown: HTMLLIElement;
+}
+
+function makeItem(finding: Finding, editor: Editor): Item {
+  const place = element("span", { className: "place" });
+  const fix = fixOf(finding, editor.text);
+  const item: Item = { finding, place, shown: element("li") };
+  item.shown.append(
     element(
       "button",
-      { type: "button", className: "finding", onclick: () => editor.goTo(line, column) },
-      icon(severity),
-      element("span", { className: "place" }, `Line ${line}`),
-      element("span", { className: "severity" }, severity),
-      element("span", { className: "text" }, text, " ", element("code", {}, rule)),
+      { type: "button", className: "finding", onclick: () => editor.goTo(item.finding.line, item.finding.column) },
+      icon(finding.severity),
+      place,
+      element("span", { className: "severity" }, finding.severity),
+      element("span", { className: "text" }, finding.text, " ", element("code", {}, finding.rule)),
     ),
     element(
       "div",
       { className: "hint" },
-      element("span", {}, hint),
-      mend && button(mend.label, () => editor.apply(mend.edits()), { className: "mend" }),
+      element("span", {}, finding.hint),
+      fix && button(fix.label, () => editor.apply(fixOf(item.finding, editor.text)?.edits() ?? []), { className: "fix" }),
     ),
   );
+  return item;
 }
 
-function summary(report: Report): string {
-  const { errors, warnings, notes } = report;
+function summary({ errors, warnings, notes }: Findings): string {
   if (errors + warnings + notes === 0) return "none";
   return [counted(errors, "error"), counted(warnings, "warning"), counted(notes, "note")].join(", ");
 }
 
-export function showFindings(report: Report, editor: Editor): void {
-  const items = report.findings.slice(0, mostShown).map((finding) => item(finding, editor));
-  const more = report.findings.length - items.length;
-  if (more > 0) items.push(element("li", { className: "hint" }, `and ${more} more`));
-  byId("findings").replaceChildren(...items);
-  const count = byId("findings-count");
-  if (count.textContent !== summary(report)) count.textContent = summary(report);
+const keyOf = ({ rule, text, hint, mend }: Finding) => JSON.stringify([rule, text, hint, mend]);
+
+/** The list of findings: an item that is still true stays, with the number of its line. */
+export function findingsList(editor: Editor) {
+  let items = new Map<string, Item[]>();
+  const more = element("li", { className: "hint" });
+  return (report: Findings) => {
+    const old = items;
+    items = new Map();
+    const shown = report.findings.slice(0, mostShown).map((finding) => {
+      const key = keyOf(finding);
+      const item = old.get(key)?.shift() ?? makeItem(finding, editor);
+      items.set(key, [...(items.get(key) ?? []), item]);
+      if (item.place.textContent !== `Line ${finding.line}`) item.place.textContent = `Line ${finding.line}`;
+      item.finding = finding;
+      return item.shown;
+    });
+    for (const left of [...old.values()].flat()) left.shown.remove();
+    const list = byId("findings");
+    shown.forEach((item, at) => {
+      if (list.children[at] !== item) list.insertBefore(item, list.children[at] ?? null);
+    });
+    const hidden = report.findings.length - mostShown;
+    more.textContent = `and ${hidden} more`;
+    if (hidden > 0) list.append(more);
+    else more.remove();
+    const count = byId("findings-count");
+    if (count.textContent !== summary(report)) count.textContent = summary(report);
+  };
 }

@@ -2,6 +2,7 @@ import type { NamedText } from "./files";
 import type { StatusValues } from "./status";
 
 export interface Kept extends NamedText {
+  unsaved: boolean;
   status: StatusValues;
   product: string;
 }

@@ -2,12 +2,12 @@ import exampleText from "../../../docs/examples/kovo.txt?raw";
 import exampleStatus from "../status.txt?raw";
 import { TrialClock } from "./clock";
 import { type Reaction, embeddedCore, toBytes } from "./core";
-import { byId } from "./dom";
+import { ask, byId } from "./dom";
 import { devicePanel } from "./device";
 import { createEditor } from "./editor";
 import { eventsPanel } from "./events";
 import { fileButtons } from "./files";
-import { showFindings } from "./findings";
+import { findingsList } from "./findings";
 import { type Kept, forget, keep, recall } from "./kept";
 import { newStepPanel } from "./newstep";
 import { statusPanel } from "./status";
@@ -18,6 +18,7 @@ const example: Kept = {
   name: "kovo.txt",
   text: exampleText,
   encoding: "utf-8",
+  unsaved: false,
   status: { lines: exampleStatus, complete: false },
   product: "",
 };
@@ -27,7 +28,10 @@ const largest = core.vocabulary().limits.file_bytes;
 const clock = new TrialClock();
 const timeline = new Timeline(clock);
 const editor = createEditor(byId("editor"), textChanged);
-const events = eventsPanel((trigger) => react(core.raise(trigger, clock.now())), editor);
+const files = fileButtons(editor, largest, example, () => void forgetAll());
+const showFindings = findingsList(editor);
+const fire = (trigger: string) => react(core.raise(trigger, clock.now()));
+const events = eventsPanel({ core, editor, fire, fileName: files.name });
 const newStep = newStepPanel(core, editor);
 const status = statusPanel((values) => {
   core.setStatus(values.lines, values.complete);
@@ -35,7 +39,6 @@ const status = statusPanel((values) => {
   keepSoon();
 });
 const device = devicePanel({ core, clock, react, productChanged });
-const files = fileButtons(editor, largest, () => begin(example), forgetAll);
 
 let product = "";
 let laterTimer = 0;
@@ -58,48 +61,63 @@ function textChanged(): void {
   core.setDefinition(tooLarge ? new Uint8Array() : bytes);
   check();
   if (tooLarge) byId("findings-count").textContent = "not checked: too large for a definition file";
+  files.showName();
   keepSoon();
 }
 
 /** Findings come with the keystroke, the list of events when the hands rest. */
 function check(): void {
-  const report = core.report();
-  editor.show(report.findings, core.payloadTexts());
-  showFindings(report, editor);
+  const report = core.findings();
+  const payloads = core.payloadTexts();
+  editor.show(report.findings, payloads);
+  showFindings(report);
   clearTimeout(laterTimer);
   laterTimer = window.setTimeout(() => {
-    events.show(report.events);
-    newStep.show(report.events.map((event) => event.name));
+    const found = core.events();
+    events.show(found, payloads);
+    newStep.show(found.map((event) => event.name), device.triggers());
   }, 120);
+}
+
+function keepNow(): void {
+  if (keepTimer === 0) return;
+  clearTimeout(keepTimer);
+  keepTimer = 0;
+  keep({
+    name: files.name(),
+    text: editor.text(),
+    encoding: editor.encoding(),
+    unsaved: editor.unsaved(),
+    status: status.values(),
+    product,
+  });
 }
 
 function keepSoon(): void {
   clearTimeout(keepTimer);
-  keepTimer = window.setTimeout(() => {
-    const text = editor.text();
-    keep({ name: files.name(), text, encoding: editor.encoding(), status: status.values(), product });
-  }, 500);
+  keepTimer = window.setTimeout(keepNow, 500);
 }
 
 function begin(kept: Kept): void {
-  files.setName(kept.name);
   status.show(kept.status);
   core.setStatus(kept.status.lines, kept.status.complete);
   product = kept.product;
   device.begin(product);
-  editor.setText(kept.text, kept.encoding);
+  files.begin(kept, null, kept.unsaved);
 }
 
-function forgetAll(): void {
-  if (!confirm("Forget the text and the values that this browser keeps, and go back to the example?")) return;
+async function forgetAll(): Promise<void> {
+  const question = "Forget the text and the status values that this browser keeps, and go back to the example?";
+  if ((await ask(question, "Forget")) === "") return;
   begin(example);
-  clearTimeout(keepTimer);
   queueMicrotask(() => {
     clearTimeout(keepTimer); // the example need not be kept
+    keepTimer = 0;
     forget();
   });
 }
 
+window.addEventListener("pagehide", keepNow);
 byId("fast").addEventListener("change", (event) => {
   clock.setSpeed((event.target as HTMLInputElement).checked ? 10 : 1);
 });
@@ -108,6 +126,6 @@ showTabs([
   ["Events", events.panel],
   ["Device", device.panel],
   ["Status values", status.panel],
-  ["New step", newStep.panel],
+  ["New step", newStep.panel, newStep.update],
 ]);
 begin(recall() ?? example);

@@ -1,67 +1,100 @@
 import type { Core } from "./core";
-import { element, field } from "./dom";
+import { announce, element, field } from "./dom";
+import { applyEdit, problemsOf, textOrHex } from "./editing";
 import type { Editor } from "./editor";
 
 /** A form that turns typed text into the lines of a step. */
 export function newStepPanel(core: Core, editor: Editor) {
-  const preview = element("pre", { className: "preview", "aria-label": "Lines of the new step" });
-  const problem = element("p", { className: "remark", role: "status" });
-  const input = (name: string, value: string, properties: Record<string, unknown> = {}) =>
-    element("input", { name, value, spellcheck: false, autocomplete: "off", ...properties });
+  const preview = element("pre", { className: "preview", role: "group", "aria-label": "Lines of the new step" });
+  const problem = element("p", { className: "remark lines", role: "status" });
+  const input = (name: string, properties: Record<string, unknown> = {}) =>
+    element("input", { name, spellcheck: false, autocomplete: "off", ...properties });
   const select = (name: string, ...options: [string, string][]) =>
     element("select", { name }, ...options.map(([value, label]) => element("option", { value }, label)));
+  const list = (id: string, control: HTMLElement) => {
+    control.setAttribute("list", id);
+    return element("datalist", { id });
+  };
 
-  const events = element("datalist", { id: "event-names" });
-  const event = input("event", "");
-  event.setAttribute("list", "event-names");
-  const payload = input("payload", "Hello from {{name}}\\r");
-  const form = element(
+  const event = input("event");
+  const events = list("event-names", event);
+  const trigger = input("trigger");
+  const triggers = list("trigger-names", trigger);
+  const ofNewEvent = [field("Trigger", trigger), field("Event delay (s)", input("event_delay", { inputMode: "numeric" }))];
+  const payload = input("payload");
+  const form = textOrHex();
+  const ofPayload = [field("Payload", payload, "wide"), field("Payload is", form, "narrow")];
+  const note = element("p", { className: "quiet" });
+  const notes: Record<string, string> = {
+    text: "\\r, \\n, \\t, \\x1B, <CR>, <LF>, $0D and %0D stand for one byte each, \\\\ for a backslash, {{name}} for a status value.",
+    hex: "Two digits for each byte, with or without 0x, \\x, $ or % before and blanks or commas between.",
+  };
+  const panel = element(
     "form",
     {},
     element(
       "div",
       { className: "fields" },
-      field("Event, old or new", event),
-      field("Trigger, if it is new", input("trigger", "")),
+      field("Event", event),
+      ...ofNewEvent,
       field("Sends", select("sends", ["payload", "this payload"], ["status", "the device’s status"])),
-      field("By", select("protocol", ["UDP", "UDP"], ["TCP", "TCP"])),
-      field("To address", input("address", "10.0.0.7")),
-      field("Port", input("port", "6000", { inputMode: "numeric" })),
-      field("Milliseconds after the step before", input("delay", "0", { inputMode: "numeric" })),
-      field("Payload, as text; \\r, \\n, \\t and \\x1B are single bytes, {{name}} a value of the status", payload, "wide"),
+      field("Protocol", select("protocol", ["UDP", "UDP"], ["TCP", "TCP"])),
+      field("Address", input("address")),
+      field("Port", input("port", { inputMode: "numeric" })),
+      field("Delay after previous step (ms)", input("delay", { inputMode: "numeric" })),
+      ...ofPayload,
     ),
-    events,
-    element("button", { type: "submit" }, "Add the step"),
     problem,
+    element("button", { type: "submit" }, "Add step"),
+    note,
     preview,
+    events,
+    triggers,
   );
 
+  let names: string[] = [];
   const wanted = () => {
-    const fields: Record<string, string> = {};
-    for (const [name, value] of new FormData(form)) fields[name] = String(value);
-    return core.addStep(fields);
+    const fields: Record<string, string> = { do: "add" };
+    for (const [name, value] of new FormData(panel)) fields[name] = String(value);
+    return fields;
   };
   const update = () => {
-    const { edits, error } = wanted();
-    preview.textContent = edits.map((edit) => edit.text.trim()).join("\n");
-    preview.hidden = edits.length === 0;
-    problem.textContent = event.value === "" ? "" : error;
-    payload.disabled = new FormData(form).get("sends") === "status";
+    const fields = wanted();
+    for (const each of ofNewEvent) each.hidden = names.includes(event.value);
+    for (const each of ofPayload) each.hidden = fields.sends === "status";
+    note.textContent = notes[form.value] ?? "";
+    note.hidden = fields.sends === "status";
+    const editing = core.edit(fields);
+    problem.textContent = event.value === "" ? "" : problemsOf(editing);
+    preview.textContent = editing.edits
+      .map(({ text }) => (text.includes("=") ? text.trim() : `${event.value}Count=${text}`))
+      .join("\n");
+    preview.hidden = editing.edits.length === 0;
   };
-  form.addEventListener("input", update);
-  form.addEventListener("submit", (submitted) => {
+  const add = async () => {
+    const added = await applyEdit(core, editor, wanted());
+    update();
+    problem.textContent = added ? "" : problemsOf(core.edit(wanted()));
+    if (!added) return problem.scrollIntoView({ block: "nearest" });
+    announce(`Step of ${event.value} added`);
+    panel.reset();
+    event.focus();
+  };
+  panel.addEventListener("input", update);
+  panel.addEventListener("submit", (submitted) => {
     submitted.preventDefault();
-    const { edits, error } = wanted();
-    problem.textContent = error;
-    if (edits.length > 0) editor.apply(edits);
+    void add();
   });
 
   return {
-    panel: form,
-    /** Takes over the names of the file's events. */
-    show(names: string[]) {
+    panel,
+    /** Takes over the names of the file's events and the triggers of the product. */
+    show(newNames: string[], newTriggers: string[]) {
+      names = newNames;
       events.replaceChildren(...names.map((value) => element("option", { value })));
-      update();
+      triggers.replaceChildren(...newTriggers.map((value) => element("option", { value })));
+      if (panel.checkVisibility()) update();
     },
+    update,
   };
 }

@@ -5,6 +5,20 @@ export interface StatusValues {
   complete: boolean;
 }
 
+/** The name=value lines of a text in one of the two forms of a device's status: name=value or
+ * name:value in each line, never both. An error tells the first line that is neither. */
+export function readStatus(text: string): { lines: string; error: string } {
+  const given = text.split(/\r\n|\r|\n/).filter((line) => line !== "");
+  const separator = /[=:]/.exec(given[0] ?? "")?.[0] ?? "=";
+  const pairs = given.map((line) => {
+    const at = line.search(/[=:]/);
+    return at > 0 && line[at] === separator ? `${line.slice(0, at)}=${line.slice(at + 1)}` : null;
+  });
+  const wrong = pairs.indexOf(null);
+  if (wrong >= 0) return { lines: "", error: `“${given[wrong]}” is not of the form name${separator}value` };
+  return { lines: pairs.join("\n"), error: given.length === 0 ? "There is no line." : "" };
+}
+
 /** The values of placeholders, as a table. */
 export function statusPanel(changed: (values: StatusValues) => void) {
   const rows = element("tbody");
@@ -39,15 +53,19 @@ export function statusPanel(changed: (values: StatusValues) => void) {
   const show = ({ lines, complete: all }: StatusValues) => {
     rows.replaceChildren();
     complete.checked = all;
-    for (const line of lines.split(/\r?\n/)) {
+    for (const line of lines.split("\n")) {
       const at = line.indexOf("=");
       if (at > 0) addRow(line.slice(0, at), line.slice(at + 1));
     }
   };
 
   const pasted = element("textarea", { id: "pasted", rows: 4, spellcheck: false });
+  const problem = element("p", { className: "remark", role: "status" });
   const use = button("Use these values", () => {
-    show({ lines: pasted.value, complete: true });
+    const { lines, error } = readStatus(pasted.value);
+    problem.textContent = error;
+    if (error !== "") return;
+    show({ lines, complete: true });
     pasted.value = "";
     tell();
   });
@@ -55,7 +73,7 @@ export function statusPanel(changed: (values: StatusValues) => void) {
   const panel = element(
     "div",
     {},
-    element("p", { className: "quiet" }, "What placeholders such as {{name}} stand for: the status of your device."),
+    element("p", { className: "quiet" }, "The device’s status: the values of placeholders such as {{name}}."),
     element(
       "table",
       { className: "inputs" },
@@ -63,14 +81,15 @@ export function statusPanel(changed: (values: StatusValues) => void) {
       rows,
     ),
     element("div", { className: "row" }, add),
-    element("label", { className: "check" }, complete, " This is all of it: a placeholder with another name is a mistake"),
+    element("label", { className: "check" }, complete, " The list is complete: a placeholder with another name is a mistake"),
     element(
       "details",
       {},
-      element("summary", {}, "Paste /tmp/kovo_var.txt of your device"),
-      element("label", { htmlFor: "pasted" }, "Lines name=value"),
+      element("summary", {}, "Paste /tmp/kovo_var.txt of your device, or an answer of its status service"),
+      element("label", { htmlFor: "pasted" }, "Lines name=value or name:value"),
       pasted,
       element("div", { className: "row" }, use),
+      problem,
     ),
   );
   return { panel, show, values };

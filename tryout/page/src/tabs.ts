@@ -1,7 +1,7 @@
 import { byId, element } from "./dom";
 
 /** Tabs as screen readers and keyboards know them: the arrow keys go from one to the next. */
-export function showTabs(tabs: [string, HTMLElement][]): void {
+export function showTabs(tabs: [label: string, content: HTMLElement, onChosen?: () => void][]): void {
   const buttons: HTMLButtonElement[] = [];
   const panels: HTMLElement[] = [];
   const choose = (at: number) => {
@@ -12,6 +12,7 @@ export function showTabs(tabs: [string, HTMLElement][]): void {
     panels.forEach((panel, each) => {
       panel.hidden = each !== at;
     });
+    tabs[at]?.[2]?.();
   };
   tabs.forEach(([label, content], at) => {
     const id = `tab-${at}`;

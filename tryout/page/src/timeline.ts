@@ -76,7 +76,7 @@ export class Timeline {
     this.draw();
   }
 
-  /** Plays a run; while others are playing, on the same axis. */
+  /** Plays a run; while others are playing, on the same timeline. */
   play(run: Run): void {
     if (this.frame === 0) {
       this.runs = [];
@@ -88,7 +88,7 @@ export class Timeline {
     const last = Math.max(run.starts_ms, ...run.outcomes.map((outcome) => outcome.leaves_ms));
     this.end = Math.max(this.end, run.runs ? last : run.raised_ms);
     if (run.runs) this.addMarks(run);
-    this.addRow("raised", run.raised_ms, [element("td", { colSpan: 3 }, this.story(run))]);
+    this.addRow("fired", run.raised_ms, [element("td", { colSpan: 3 }, this.story(run))]);
     this.draw();
     if (this.frame === 0) this.frame = requestAnimationFrame(() => this.tick());
     announce(this.story(run));
@@ -113,8 +113,8 @@ export class Timeline {
 
   private story({ event, runs, why }: Run): string {
     if (!runs) return `${event.name} is ${why}`;
-    const wait = event.delay_s > 0 ? `, waits ${event.delay_s} s` : "";
-    return `${event.name} is raised by ${event.trigger}${wait}: ${counted(event.steps.length, "step")}`;
+    const wait = event.delay_s > 0 ? `, after ${event.delay_s} s` : "";
+    return `${event.trigger} fires ${event.name}${wait}: ${counted(event.steps.length, "step")}`;
   }
 
   private tick(): void {
@@ -125,7 +125,7 @@ export class Timeline {
     this.moveHead(now);
     const over = now > this.end;
     this.frame = over ? 0 : requestAnimationFrame(() => this.tick());
-    if (over) announce("All messages have left");
+    if (over) announce("All messages are sent");
   }
 
   private tell(mark: Mark): void {
@@ -141,8 +141,8 @@ export class Timeline {
         "td",
         {},
         element("code", { className: step.sends === "payload" ? "payload" : "payload plain" }, content(step)),
-        shown ? element("code", { className: "hex" }, step.hex.replace(/..(?=.)/g, "$& ")) : null,
-        shown ? element("span", { className: "quiet" }, counted(step.bytes, "byte")) : null,
+        shown && step.hex !== null ? element("code", { className: "hex" }, step.hex.replace(/..(?=.)/g, "$& ")) : null,
+        shown ? element("span", { className: "quiet" }, step.bytes === null ? "unknown" : counted(step.bytes, "byte")) : null,
         lost === "" ? null : element("span", { className: "remark" }, lost),
       ),
     ]);
@@ -179,11 +179,11 @@ export class Timeline {
     this.drawing.replaceChildren();
     this.drawing.setAttribute("viewBox", `0 0 ${this.width} ${height}`);
     this.drawing.setAttribute("height", String(height));
-    this.drawing.setAttribute("aria-label", `Time axis: ${this.runs.map((run) => this.story(run)).join("; ") || "empty"}`);
+    this.drawing.setAttribute("aria-label", `Timeline: ${this.runs.map((run) => this.story(run)).join("; ") || "empty"}`);
     this.drawTicks(height - axisHeight);
     this.runs.forEach((run, lane) => this.drawLane(run, lane * laneHeight));
     if (this.runs.length === 0) {
-      const text = "Raise an event, or change a variable of the device.";
+      const text = "Fire an event, or send the device a message.";
       this.drawing.append(svg("text", { x: margin, y: 24, class: "quiet" }, text));
       return;
     }

@@ -72,7 +72,7 @@ export function listedFindings(page) {
 
 /** The messages as the table shows them: time, step, destination, text, hexadecimal, remark. */
 export function listedMessages(page) {
-  return page.locator("#messages tbody tr:not(.raised)").evaluateAll((rows) =>
+  return page.locator("#messages tbody tr:not(.fired)").evaluateAll((rows) =>
     rows.map((row) => {
       const [time, step, to] = Array.from(row.cells, (cell) => cell.textContent);
       const part = (selector) => row.querySelector(selector)?.textContent ?? "";
@@ -83,5 +83,5 @@ export function listedMessages(page) {
 
 /** Waits until so many messages are listed. */
 export function messagesListed(page, count) {
-  return page.locator("#messages tbody tr:not(.raised)").nth(count - 1).waitFor({ timeout: 20_000 });
+  return page.locator("#messages tbody tr:not(.fired)").nth(count - 1).waitFor({ timeout: 20_000 });
 }

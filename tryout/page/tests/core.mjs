@@ -22,7 +22,7 @@ export async function startCore() {
     core.kovo_start_device(give(Buffer.from(product)), 0);
     core.kovo_set_status(give(status ?? Buffer.alloc(0)), status === null ? 0 : 1);
     core.kovo_set_definition(give(definition));
-    return answer(core.kovo_report());
+    return answer(core.kovo_report(1));
   };
   return { report };
 }

@@ -16,7 +16,7 @@ function sentByDaemon() {
     ([, transport, to, text]) => `${transport.toUpperCase()} ${to} ${text}`,
   );
   const offsets = {};
-  for (const [, event, times] of stdout.matchAll(/time line +(\w+): (.*)$/gm)) {
+  for (const [, event, times] of stdout.matchAll(/(?:time line|timeline) +(\w+): (.*)$/gm)) {
     offsets[event] = times.split(", ").map((time) => Number.parseInt(time, 10));
   }
   return { messages, offsets };
@@ -36,16 +36,16 @@ test("the example sends on the device what the page shows", async () => {
     shown.push(...messages.map((message) => `${message.to} ${message.text}`));
     await page.getByRole("button", { name: "Clear" }).click();
   };
-  await page.getByRole("button", { name: "Raise PowerOn" }).click();
+  await page.getByRole("button", { name: "Fire PowerOn" }).click();
   await take("PowerOn", 2);
-  await page.getByRole("button", { name: "Raise doorState" }).click();
+  await page.getByRole("button", { name: "Fire doorState" }).click();
   await take("Door", 3);
   await page.getByRole("tab", { name: "Device" }).click();
-  await page.getByLabel("A variable changes").fill("e_param_set::DEVICE_NAME::Foyer");
+  await page.getByLabel("Message", { exact: true }).fill("e_param_set::DEVICE_NAME::Foyer");
   await page.getByRole("button", { name: "Send" }).click();
   await take("Renamed", 1);
   await page.getByRole("tab", { name: "Events" }).click();
-  await page.getByRole("button", { name: "Raise playMode" }).click();
+  await page.getByRole("button", { name: "Fire playMode" }).click();
   await take("Play", 1);
   await close();
 

@@ -4,7 +4,7 @@ import { spawnSync } from "node:child_process";
 import { readFileSync } from "node:fs";
 import { createRequire } from "node:module";
 import { after, before, test } from "node:test";
-import { example, launch, listedFindings, listedMessages, messagesListed, open, replaceText, root } from "./browser.mjs";
+import { example, launch, listedFindings, listedMessages, messagesListed, open, pageFile, replaceText, root } from "./browser.mjs";
 
 let browser;
 before(async () => (browser = await launch()));
@@ -20,11 +20,17 @@ function pageTest(name, work, options = {}) {
 }
 
 const tab = (page, name) => page.getByRole("tab", { name }).click();
-const raise = (page, trigger) => page.getByRole("button", { name: `Raise ${trigger}`, exact: true }).click();
+const fire = (page, trigger) => page.getByRole("button", { name: `Fire ${trigger}`, exact: true }).click();
 const editorText = async (page) => {
   const download = page.waitForEvent("download");
   await page.getByRole("button", { name: "Save" }).click();
   return readFileSync(await (await download).path(), "latin1");
+};
+const answer = (page, name) => page.getByRole("dialog").getByRole("button", { name, exact: true }).click();
+const openFile = async (page, name, buffer) => {
+  const chooser = page.waitForEvent("filechooser");
+  await page.getByRole("button", { name: "Open" }).click();
+  await (await chooser).setFiles({ name, mimeType: "text/plain", buffer });
 };
 const hexOf = (text) => Buffer.from(text, "latin1").toString("hex").toUpperCase().replace(/..(?=.)/g, "$& ");
 
@@ -46,14 +52,13 @@ pageTest("typing the faulty example tells each finding at its line, and a click 
   assert.ok((await page.locator(".cm-gutter-lint .cm-lint-marker-error").count()) > 0);
 });
 
-pageTest("a mend writes what the hint says, in files with letters of several bytes too", async (page) => {
-  await replaceText(page, "GäteCount=1\r\nGäteXMLfield=doorStäte\r\nGäteprotocol0=UDP\r\nGäteIP0=10.0.0.7\nGätePort0=6000\nGäteData0=4F\n");
+pageTest("a fix writes what the hint says, in files with letters of several bytes too", async (page) => {
+  await openFile(page, "gate.txt", Buffer.from("GäteCount=1\r\nGäteXMLfield=doorStäte\r\nGäteprotocol0=UDP\r\nGäteIP0=10.0.0.7\nGätePort0=6000\nGäteData0=4F\n"));
   await page.getByRole("button", { name: "Use Unix line ends" }).click();
   await page.locator("#findings").getByRole("button", { name: /^Write "Gäte/ }).click();
   const expected = "GäteCount=1\nGäteXMLfield=doorStäte\nGäteProtocol0=UDP\nGäteIP0=10.0.0.7\nGätePort0=6000\nGäteData0=4F\n";
   assert.equal(Buffer.from(await editorText(page), "latin1").toString(), expected);
   assert.deepEqual((await listedFindings(page)).filter(([, severity]) => severity !== "note"), []);
-  await page.keyboard.press("Control+z");
 });
 
 pageTest("doorState sends three messages at their times, with the values of the status", async (page) => {
@@ -62,7 +67,7 @@ pageTest("doorState sends three messages at their times, with the values of the 
     const rows = document.querySelector("#messages tbody");
     new MutationObserver(() => window.shownAt.push(performance.now())).observe(rows, { childList: true });
   });
-  await raise(page, "doorState");
+  await fire(page, "doorState");
   await messagesListed(page, 3);
   const shownAt = await page.evaluate(() => window.shownAt);
   assert.ok(shownAt.at(-1) - shownAt[0] > 330, "the last comes in its own time");
@@ -80,27 +85,41 @@ pageTest("doorState sends three messages at their times, with the values of the 
   await page.getByLabel("Value of name").fill("Foyer\\n");
   await tab(page, "Events");
   await page.locator(".event", { hasText: "Door of Foyer\\n at {{time}}" }).waitFor();
-  await raise(page, "doorState");
+  assert.equal(await page.locator(".event .note", { hasText: "unknown" }).count(), 0);
+  await tab(page, "Status values");
+  await page.getByRole("button", { name: "Remove name" }).click();
+  await tab(page, "Events");
+  await page.locator(".event .note", { hasText: /^unknown: {{name}}$/ }).waitFor();
+  await fire(page, "doorState");
   await messagesListed(page, 4);
-  assert.match((await listedMessages(page))[3].text, /^Door of Foyer\\n at \d\d:\d\d:\d\d$/);
+  const row = page.locator("#messages tbody tr:not(.fired)").nth(3);
+  assert.match(await row.locator("td").last().innerText(), /^Door of {{name}} at \d\d:\d\d:\d\d\s*unknown$/);
 });
 
 pageTest("a placeholder that the whole status does not hold is a mistake", async (page) => {
   await tab(page, "Status values");
   await page.getByText("Paste /tmp/kovo_var.txt").click();
-  await page.getByLabel("Lines name=value").fill("nam=Lobby\na=b=c\n");
-  await page.getByRole("button", { name: "Use these values" }).click();
-  await page.locator("#findings", { hasText: "did you mean {{nam}}?" }).waitFor();
+  const use = async (lines) => {
+    await page.getByLabel("Lines name=value").fill(lines);
+    await page.getByRole("button", { name: "Use these values" }).click();
+  };
+  await use("nam:Lobby\rt:12:30\r");
+  assert.equal(await page.getByLabel("Value of t", { exact: true }).inputValue(), "12:30");
+  await use("nam=Lobby\nt:1\n");
+  await page.getByText("“t:1” is not of the form name=value").waitFor();
+  await use("nam=Lobby\na=b=c\n");
   assert.equal(await page.getByLabel("Value of a", { exact: true }).inputValue(), "b=c");
+  await page.locator("#findings").getByRole("button", { name: "Write {{nam}}" }).click();
+  await page.locator(".payload-text", { hasText: "Door of {{nam}} at" }).waitFor();
 });
 
 pageTest("files come in and go out byte by byte", async (page) => {
   const bytes = Buffer.from("\xEF\xBB\xBFDoorCount=1\r\nDoorData0=\xFF\0\n\n\nx", "latin1");
-  const chooser = page.waitForEvent("filechooser");
-  await page.getByRole("button", { name: "Open" }).click();
-  await (await chooser).setFiles({ name: "door.txt", mimeType: "text/plain", buffer: bytes });
+  await openFile(page, "door.txt", bytes);
   await page.locator("#file-name", { hasText: "door.txt" }).waitFor();
   assert.deepEqual((await listedFindings(page)).filter(([, , rule]) => rule === "line-end").length, 3);
+  await page.locator(".cm-content").click();
+  await page.keyboard.press("Control+z"); // does not bring the example back
   assert.equal(await editorText(page), bytes.toString("latin1"));
   // Dropped anywhere, also onto the editor.
   await page.evaluate(() => {
@@ -110,6 +129,30 @@ pageTest("files come in and go out byte by byte", async (page) => {
   });
   await page.locator("#file-name", { hasText: "gate.txt" }).waitFor();
   assert.equal(Buffer.from(await editorText(page), "latin1").toString(), "Gäte=1\r\n");
+});
+
+pageTest("changes that are not saved are marked, and nothing replaces them unasked", async (page) => {
+  const marked = () => page.locator("#file-name", { hasText: "kovo.txt (not saved)" }).waitFor();
+  await replaceText(page, "OwnCount=1\n");
+  await marked();
+  for (const name of ["New", "Open…", "Example"]) {
+    await page.getByRole("button", { name }).click();
+    await answer(page, "Cancel");
+  }
+  const saved = page.waitForEvent("download");
+  await page.getByRole("button", { name: "New" }).click();
+  await answer(page, "Save");
+  assert.equal(readFileSync(await (await saved).path(), "latin1"), "OwnCount=1\n");
+  await page.locator("#file-name", { hasText: /^kovo.txt$/ }).waitFor();
+  assert.equal(await editorText(page), "");
+  await replaceText(page, "x");
+  await tab(page, "Status values");
+  await page.getByLabel("Value of name").fill("Foyer");
+  await page.getByRole("button", { name: "Example" }).click();
+  await answer(page, "Discard the changes");
+  await page.locator(".cm-line", { hasText: "PowerOnCount=2" }).waitFor();
+  assert.equal(await page.getByLabel("Value of name").inputValue(), "Foyer");
+  await page.locator("#file-name", { hasText: /^kovo.txt$/ }).waitFor();
 });
 
 test("the system's dialogs serve where there are any: saved into the file that was opened", async () => {
@@ -140,47 +183,88 @@ test("the system's dialogs serve where there are any: saved into the file that w
 
 pageTest("what is too large for a definition file is told so", async (page) => {
   const large = Buffer.alloc(4 * 1024 * 1024, "DoorCount=1\n");
-  const chooser = page.waitForEvent("filechooser");
-  await page.getByRole("button", { name: "Open" }).click();
-  await (await chooser).setFiles({ name: "large.txt", mimeType: "text/plain", buffer: Buffer.concat([large, large]) });
+  await openFile(page, "large.txt", Buffer.concat([large, large]));
   await page.locator("#file-name", { hasText: "large.txt is too large" }).waitFor();
   assert.ok((await editorText(page)).startsWith("EnableEvents"));
 });
 
 pageTest("the last text is kept until it is forgotten", async (page) => {
   await replaceText(page, "KeptCount=1\n");
-  await page.waitForFunction(() => localStorage.getItem("kovotry")?.includes("KeptCount"));
-  await page.reload();
+  const asked = page.waitForEvent("dialog");
+  const reloaded = page.reload();
+  assert.equal((await asked).type(), "beforeunload");
+  await (await asked).accept();
+  await reloaded;
   await page.locator(".cm-line", { hasText: "KeptCount=1" }).waitFor();
-  page.once("dialog", (dialog) => dialog.accept());
+  await page.locator("#file-name", { hasText: "(not saved)" }).waitFor();
   await page.getByRole("button", { name: "Forget" }).click();
+  await answer(page, "Forget");
   await page.locator(".cm-line", { hasText: "PowerOnCount=2" }).waitFor();
   await page.waitForTimeout(700); // longer than the page waits before it keeps something
   assert.equal(await page.evaluate(() => localStorage.length), 0);
 });
 
-pageTest("the form makes steps of typed text, for events old and new", async (page) => {
+pageTest("the form makes steps of typed text or hexadecimal, for events old and new", async (page) => {
   await tab(page, "New step");
-  await page.getByLabel("Event, old or new").fill("Door");
-  await page.getByLabel("Payload, as text").fill("\\x1B[0m{{name}}\\\\\\r");
-  await page.getByRole("button", { name: "Add the step" }).click();
-  await page.getByLabel("Event, old or new").fill("Blinds");
-  await page.getByLabel("Trigger, if it is new").fill("videoMute");
-  await page.getByLabel("By", { exact: true }).selectOption("TCP");
-  await page.getByLabel("Milliseconds after the step before").fill("20");
-  await page.getByRole("button", { name: "Add the step" }).click();
+  const fill = async (fields) => {
+    for (const [label, value] of Object.entries(fields)) await page.getByLabel(label, { exact: true }).fill(value);
+    await page.getByRole("button", { name: "Add step" }).click();
+  };
+  const emptied = () => page.waitForFunction(() => document.querySelector("[name=event]").value === "");
+  await page.getByLabel("Payload is").selectOption("Hexadecimal");
+  await fill({ Event: "Door", Address: "10.0.0.7", Port: "70000", Payload: "0x4F, \\x4b$0D %0A 00" });
+  await page.getByText("DoorPort3=70000").first().waitFor();
+  await page.getByLabel("Payload", { exact: true }).fill("0x4F, \\x4b$0D %0A7");
+  await page.getByText("write two hexadecimal digits").waitFor();
+  await fill({ Port: "6000", Payload: "0x4F, \\x4b$0D %0A7F" });
+  await emptied();
+  await fill({ Event: "Door", Address: "10.0.0.7", Port: "6000", Payload: "\\x1B[0m{{name}}\\\\<cr><LF>$0D%0a%1AVMT $1" });
+  await emptied();
+  const trigger = page.getByLabel("Trigger", { exact: true });
+  assert.ok((await trigger.evaluate((input) => Array.from(input.list.options, ({ value }) => value))).includes("videoMute"));
+  await page.getByLabel("Protocol").selectOption("TCP");
+  await page.getByLabel("Event", { exact: true }).fill("Blinds");
+  await fill({ Trigger: "videoMute", "Event delay (s)": "2", Address: "10.0.0.7", Port: "6000", "Delay after previous step (ms)": "20", Payload: "4F4B" });
+  await answer(page, "Use as hexadecimal");
+  await emptied();
   const text = await editorText(page);
-  assert.ok(text.includes("DoorCount=4\n"));
-  const data = Buffer.from("\x1B[0m{{name}}\\\r", "latin1").toString("hex").toUpperCase();
-  const lines = (key, index) => `${key}IP${index}=10.0.0.7\n${key}Port${index}=6000\n${key}Data${index}=${data}\n${key}Delay${index}`;
-  assert.ok(text.includes(`DoorDelay2=250\nDoorProtocol3=UDP\n${lines("Door", 3)}=0\nRenamedCount=1\n`), text);
-  assert.ok(text.endsWith(`BlindsCount=1\nBlindsXMLfield=videoMute\nBlindsProtocol0=TCP\n${lines("Blinds", 0)}=20\n`), text);
+  const data = Buffer.from("\x1B[0m{{name}}\\\r\n\r\n%1AVMT $1", "latin1").toString("hex").toUpperCase();
+  const lines = (key, index, hex) => `${key}IP${index}=10.0.0.7\n${key}Port${index}=6000\n${key}Data${index}=${hex}\n${key}Delay${index}`;
+  assert.ok(text.includes("DoorCount=5\n"));
+  const added = `DoorProtocol3=UDP\n${lines("Door", 3, "4F4B0D0A7F")}=0\nDoorProtocol4=UDP\n${lines("Door", 4, data)}=0\n`;
+  assert.ok(text.includes(`DoorDelay2=250\n${added}RenamedCount=1\n`), text);
+  const blinds = `BlindsCount=1\nBlindsDelay=2\nBlindsXMLfield=videoMute\nBlindsProtocol0=TCP\n${lines("Blinds", 0, "4F4B")}=20\n`;
+  assert.ok(text.endsWith(blinds), text);
+});
+
+pageTest("steps are edited as text, moved and deleted, and no other line changes", async (page) => {
+  const before = "# own\nACount=3\nAData1=3C43523E5C720D\nAProtocol0=UDP\nBCount=1\nBData0=41\nADelay0=5\nAProtocol1=TCP\nADelay1=7\nAProtocol2=UDPStatus\n";
+  await replaceText(page, before);
+  await page.getByRole("button", { name: "Edit A" }).click();
+  const payload = page.getByLabel("Payload of step 1 of A", { exact: true });
+  assert.equal(await payload.inputValue(), "\\x3CCR>\\\\r\\r");
+  const text = async (expected) => assert.equal(await editorText(page), expected);
+  await payload.fill(`${await payload.inputValue()}!`);
+  await payload.press("Enter");
+  await text(before.replace("3C43523E5C720D", "3C43523E5C720D21"));
+  await page.getByRole("button", { name: "Move up step 1 of A" }).click();
+  await text("# own\nACount=3\nAData0=3C43523E5C720D21\nAProtocol0=TCP\nBCount=1\nBData0=41\nADelay0=7\nAProtocol1=UDP\nADelay1=5\nAProtocol2=UDPStatus\n");
+  await page.getByLabel("Payload of step 0 of A", { exact: true }).waitFor();
+  await page.getByRole("button", { name: "Delete step 0 of A" }).click();
+  await text("# own\nACount=2\nBCount=1\nBData0=41\nAProtocol0=UDP\nADelay0=5\nAProtocol1=UDPStatus\n");
+  await page.getByRole("button", { name: "Delete step 2 of A" }).waitFor({ state: "detached" });
+  await page.getByRole("button", { name: "Delete event A" }).click();
+  await text("# own\nBCount=1\nBData0=41\n");
+  await page.locator(".cm-content").press("Control+z");
+  await page.getByRole("button", { name: "Copy test command of A" }).click();
+  const command = "cp kovo.txt /www/pelm/tmp/kovotest.txt\nprintf '__TEST__:A\\n' | nc -N 127.0.0.1 2700\n";
+  assert.equal(await page.getByRole("region", { name: "Test command of A" }).textContent(), command);
 });
 
 pageTest("changes of variables, switches and limits have the effects that the daemon gives them", async (page) => {
   const notes = page.locator(".reactions p");
   const send = async (message) => {
-    await page.getByLabel("A variable changes").fill(message);
+    await page.getByLabel("Message", { exact: true }).fill(message);
     await page.getByRole("button", { name: "Send" }).click();
   };
   await tab(page, "Device");
@@ -198,9 +282,20 @@ pageTest("changes of variables, switches and limits have the effects that the da
   await notes.filter({ hasText: '"HDMIOutStatus" is raised, and no event has that trigger' }).waitFor();
   for (const mode of ["off", "PEAP"]) await send(`e_param_set::WPA_EAP_MODE::${mode}`);
   await notes.filter({ hasText: "raises p8021enable" }).waitFor();
-  for (const format of ["9600-8N1", "115200-8E1"]) await send(`e_param_set::S0_BAUDRATE::${format}`);
-  await notes.filter({ hasText: "raises serialParity" }).waitFor();
-  assert.equal(await notes.filter({ hasText: "raises serialNumBits" }).count(), 0);
+  assert.equal(await notes.filter({ hasText: "WPA_EAP_MODE raises nothing" }).count(), 0);
+  const listed = await page.locator("details tbody tr").evaluateAll((rows) => rows.map((row) => row.innerText.replace(/\s+/g, " ")));
+  const expected = ["stream variable CH_SELECT", "YCbCrOutput variable V_OUTPUT_TIMING_CONVERT", "sysName setting sysName", "playMode playback selection"];
+  for (const row of expected) assert.ok(listed.includes(row), row);
+  assert.ok(!listed.some((row) => /^(audioMulticastAddr|webEnabled#|HDMI1Status) /.test(row)));
+  await page.getByRole("button", { name: "playMode", exact: true }).click();
+  assert.equal(await page.getByLabel("Message", { exact: true }).inputValue(), "local:");
+  await send("local:news.m3u");
+  await notes.filter({ hasText: "local:news.m3u raises localPlay" }).waitFor();
+  await send("sysName=Lobby");
+  await notes.filter({ hasText: "sysName=Lobby raises sysName" }).waitFor();
+  await send("setSettings:name");
+  await notes.filter({ hasText: "raises nothing; it restarts the hold-off time of name" }).waitFor();
+  await page.getByLabel("Received as").selectOption("2727");
   await send("name=Lobby");
   await notes.filter({ hasText: "not understood" }).waitFor();
 
@@ -216,37 +311,37 @@ pageTest("changes of variables, switches and limits have the effects that the da
   await tab(page, "Events");
   const last = page.locator("#messages tbody tr").last();
   const ends = (text) => last.filter({ hasText: text }).waitFor();
-  await raise(page, "Long");
-  await ends("cut at 1023 bytes");
-  await raise(page, "Late");
+  await fire(page, "Long");
+  await ends("truncated to 1023 bytes");
+  await fire(page, "Late");
   await ends("Late is dropped: an event that has not run within 60 s never does");
   await tab(page, "Device");
   await page.getByRole("button", { name: "Restart the device" }).click();
   await tab(page, "Events");
-  await raise(page, "PowerOn");
+  await fire(page, "PowerOn");
   await ends("PowerOn is skipped");
-  await raise(page, "DVIConnected");
+  await fire(page, "DVIConnected");
   await ends("in the first 120 s");
-  for (let at = 0; at < 5; ++at) await raise(page, "Many");
+  for (let at = 0; at < 5; ++at) await fire(page, "Many");
   await page.locator("#messages .lost", { hasText: "512 messages are under way" }).nth(126).waitFor();
   await tab(page, "Device");
-  await page.getByLabel("Events are switched on").uncheck();
+  await page.getByLabel("Events are enabled").uncheck();
   await tab(page, "Events");
-  await raise(page, "Long");
+  await fire(page, "Long");
   await page.locator("#messages", { hasText: "Long is dropped: events are switched off" }).waitFor();
 });
 
 pageTest("all of it goes by keyboard", async (page) => {
   const focused = () => page.evaluate(() => document.activeElement.getAttribute("aria-label") ?? document.activeElement.textContent);
-  await page.getByRole("button", { name: "Raise PowerOn" }).waitFor();
+  await page.getByRole("button", { name: "Fire PowerOn" }).waitFor();
   const reached = [];
   for (let at = 0; at < 12; ++at) {
     await page.keyboard.press("Tab");
     reached.push(await focused());
-    if (reached.at(-1) === "Raise PowerOn") break;
+    if (reached.at(-1) === "Fire PowerOn") break;
   }
-  assert.deepEqual(reached.slice(0, 5), ["Open…", "Save", "Example", "Forget", "Definition file"]);
-  assert.equal(reached.at(-1), "Raise PowerOn", reached.join(", "));
+  assert.deepEqual(reached.slice(0, 5), ["New", "Open…", "Save", "Example", "Forget"]);
+  assert.equal(reached.at(-1), "Fire PowerOn", reached.join(", "));
   await page.keyboard.press("Shift+Tab");
   await page.keyboard.press("Shift+Tab");
   await page.keyboard.press("Shift+Tab");
@@ -257,8 +352,8 @@ pageTest("all of it goes by keyboard", async (page) => {
   }
   for (let at = 0; at < 3; ++at) await page.keyboard.press("Tab");
   await page.keyboard.press("Enter");
-  await page.locator("#announcer", { hasText: "PowerOn is raised by PowerOn, waits 1 s: 2 steps" }).waitFor({ state: "attached" });
-  // Typing, the next finding, its mend, and out of the editor again.
+  await page.locator("#announcer", { hasText: "PowerOn fires PowerOn, after 1 s: 2 steps" }).waitFor({ state: "attached" });
+  // Typing, the next finding, its fix, and out of the editor again.
   await replaceText(page, "DoorCount=1\nDoorProtocol0=udp\n");
   await page.keyboard.press("Control+Home");
   const line = () => page.locator(".cm-activeLine").textContent();
@@ -271,28 +366,41 @@ pageTest("all of it goes by keyboard", async (page) => {
 });
 
 const axe = readFileSync(createRequire(import.meta.url).resolve("axe-core/axe.min.js"), "utf8");
+async function checkLook(page, name) {
+  await page.evaluate(axe);
+  const violations = await page.evaluate(async () =>
+    (await axe.run()).violations.map(({ id, nodes }) => `${id}: ${nodes.map((node) => node.html).join(" ")}`),
+  );
+  assert.deepEqual(violations, [], name);
+  const [wide, window] = await page.evaluate(() => [document.documentElement.scrollWidth, innerWidth]);
+  assert.ok(wide <= window, `${name}: ${wide} of ${window} pixels`);
+}
 for (const [look, options] of [
   ["light", { colorScheme: "light" }],
   ["dark", { colorScheme: "dark" }],
   ["at 200 %", { viewport: { width: 720, height: 450 }, deviceScaleFactor: 2 }],
-  ["on a narrow screen", { viewport: { width: 340, height: 640 }, colorScheme: "dark" }],
+  ["at 1024x768", { viewport: { width: 1024, height: 768 }, colorScheme: "light" }],
+  ["on a telephone", { viewport: { width: 390, height: 844 }, colorScheme: "dark" }],
 ]) {
   pageTest(`axe finds nothing, and nothing sticks out: ${look}`, async (page) => {
-    await raise(page, "doorState");
-    await raise(page, "PowerOn");
+    if (options.viewport?.width === 390) {
+      const [place, payload] = await page.locator(".event td:not(.number)").evaluateAll((cells) => cells.map((cell) => cell.getBoundingClientRect()));
+      assert.ok(payload.top >= place.bottom, "the payload is below the address");
+    }
+    await fire(page, "doorState");
+    await fire(page, "PowerOn");
+    await page.getByRole("button", { name: "Edit Door" }).click();
+    await page.getByRole("button", { name: "Copy test command of Door" }).click();
+    await checkLook(page, "edited event");
     await replaceText(page, example("faulty.txt"));
     await messagesListed(page, 5);
-    await raise(page, "PowerOn");
+    await fire(page, "PowerOn");
     for (const name of ["Events", "Device", "Status values", "New step"]) {
       await tab(page, name);
-      await page.evaluate(axe);
-      const violations = await page.evaluate(async () =>
-        (await axe.run()).violations.map(({ id, nodes }) => `${id}: ${nodes.map((node) => node.html).join(" ")}`),
-      );
-      assert.deepEqual(violations, [], name);
-      const [wide, window] = await page.evaluate(() => [document.documentElement.scrollWidth, innerWidth]);
-      assert.ok(wide <= window, `${name}: ${wide} of ${window} pixels`);
+      await checkLook(page, name);
     }
+    await page.getByRole("button", { name: "New" }).click();
+    await checkLook(page, "question");
   }, options);
 }
 
@@ -307,13 +415,20 @@ pageTest("a keystroke in a file of 2,000 lines is checked within 50 ms", async (
     window.took = [];
     const count = document.getElementById("findings-count");
     let since = 0;
-    document.addEventListener("beforeinput", () => (since = performance.now()), { capture: true });
+    document.addEventListener("keydown", () => (since = performance.now()), { capture: true });
     new MutationObserver(() => window.took.push(performance.now() - since)).observe(count, { childList: true });
   });
   for (let at = 0; at < 15; ++at) await page.keyboard.type("x\n", { delay: 60 });
   const took = (await page.evaluate(() => window.took)).sort((a, b) => a - b);
   assert.ok(took.length >= 15, `${took.length} checks seen`);
   assert.ok(took[Math.floor(took.length / 2)] < 50, `median of ${took.map(Math.round)} ms`);
+});
+
+test("the source page says that it is not the page", async () => {
+  const page = await browser.newPage();
+  await page.goto(`file://${root}tryout/page/kovotry.html`);
+  assert.match(await page.locator("body").innerText(), /source of the page.*build\/page\/kovotry.html/s);
+  assert.doesNotMatch(readFileSync(pageFile, "utf8"), /source of the page/);
 });
 
 test("the page cannot send anything", async () => {

@@ -9,8 +9,8 @@ const browser = await launch();
 for (const colorScheme of ["light", "dark"]) {
   const { page, close } = await open(browser, { colorScheme, date: "2026-01-31T14:07:09" });
   await replaceText(page, text);
-  await page.locator(".event", { hasText: "nothing: its protocol names no sender" }).waitFor();
-  await page.getByRole("button", { name: "Raise doorState" }).click();
+  await page.locator(".event", { hasText: "is not a supported protocol" }).waitFor();
+  await page.getByRole("button", { name: "Fire doorState" }).click();
   await messagesListed(page, 3);
   await page.waitForTimeout(300);
   await page.locator(".cm-content").click();

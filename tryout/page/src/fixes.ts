@@ -1,21 +1,26 @@
 import type { Edit, Finding } from "./core";
 
-export interface Mend {
+export interface Fix {
   label: string;
   edits(): Edit[];
 }
 
-/** What a click on a finding's button does; null for what takes more than a replacement. */
-export function editsOf(finding: Finding, text: () => string): Mend | null {
+/** What the button of a finding does; null for what takes more than a replacement. */
+export function fixOf(finding: Finding, text: () => string): Fix | null {
   const { line, column, length, mend } = finding;
   if (mend !== null) {
-    const label = mend === "" ? "Remove it" : `Write ${mend === "=" ? "=" : JSON.stringify(mend)}`;
-    return { label, edits: () => [{ line, column, length, text: mend }] };
+    return { label: labelOf(finding.rule, mend), edits: () => [{ line, column, length, text: mend }] };
   }
   if (finding.rule === "line-end" && finding.hint.includes("Unix line ends")) {
     return { label: "Use Unix line ends", edits: () => withoutCarriageReturns(text()) };
   }
   return null;
+}
+
+function labelOf(rule: string, text: string): string {
+  if (text === "") return "Remove it";
+  if (rule === "placeholder") return `Write {{${text.replace(/../g, (hex) => String.fromCharCode(Number.parseInt(hex, 16)))}}}`;
+  return `Write ${text === "=" ? "=" : JSON.stringify(text)}`;
 }
 
 function withoutCarriageReturns(text: string): Edit[] {

@@ -1,0 +1,96 @@
+#include "tryout/typed_text.h"
+
+#include <algorithm>
+
+#include "check/words.h"
+#include "frame/text.h"
+
+namespace kovo::tryout {
+namespace {
+
+struct Code {
+  std::string_view typed;  // in any letter case, but for the letter after a backslash
+  char byte;
+};
+
+constexpr Code kEscapes[] = {{"\\r", '\r'}, {"\\n", '\n'}, {"\\t", '\t'}, {"\\\\", '\\'}};
+constexpr Code kNames[] = {{"<CR>", '\r'}, {"<LF>", '\n'}, {"$0D", '\r'},
+                           {"$0A", '\n'},  {"%0D", '\r'},  {"%0A", '\n'}};
+constexpr std::string_view kHexPrefixes[] = {"0x", "\\x", "$", "%"};
+
+int hex_value(std::string_view digits) {
+  const bool good = digits.size() == 2 &&
+                    digits.find_first_not_of("0123456789abcdefABCDEF") == std::string_view::npos;
+  return good ? to_int32(digits, 16) : -1;
+}
+
+/// Reads one byte; returns the length of what stands for it.
+std::size_t read_byte(std::string_view text, char& byte) {
+  byte = text.front();
+  for (const Code& code : kEscapes) {
+    if (text.substr(0, 2) != code.typed) continue;
+    byte = code.byte;
+    return 2;
+  }
+  const int value = text.substr(0, 2) == "\\x" ? hex_value(text.substr(2, 2)) : -1;
+  if (value >= 0) {
+    byte = static_cast<char>(value);
+    return 4;
+  }
+  for (const Code& code : kNames) {
+    if (!starts_with_nocase(text, code.typed)) continue;
+    byte = code.byte;
+    return code.typed.size();
+  }
+  return 1;
+}
+
+}  // namespace
+
+std::string bytes_of_text(std::string_view text) {
+  std::string bytes;
+  while (!text.empty()) {
+    char byte = '\0';
+    text.remove_prefix(read_byte(text, byte));
+    bytes += byte;
+  }
+  return bytes;
+}
+
+std::string text_of_bytes(std::string_view bytes) {
+  std::string text;
+  for (; !bytes.empty(); bytes.remove_prefix(1)) {
+    const char byte = bytes.front();
+    char read = '\0';
+    if (byte == '\\') {
+      text += "\\\\";
+    } else if (read_byte(bytes, read) > 1) {  // would be read as another byte
+      text += "\\x" + check::as_hex(bytes.substr(0, 1));
+    } else {
+      text += check::escaped(bytes.substr(0, 1));
+    }
+  }
+  return text;
+}
+
+std::optional<std::string> bytes_of_hex(std::string_view text) {
+  std::string bytes;
+  while (true) {
+    text.remove_prefix(std::min(text.find_first_not_of(" \t,"), text.size()));
+    if (text.empty()) return bytes;
+    for (const std::string_view prefix : kHexPrefixes) {
+      if (starts_with_nocase(text, prefix)) text.remove_prefix(prefix.size());
+    }
+    const int value = hex_value(text.substr(0, 2));
+    if (value < 0) return {};
+    bytes += static_cast<char>(value);
+    text.remove_prefix(2);
+  }
+}
+
+bool looks_like_hex(std::string_view text) {
+  const std::optional<std::string> bytes = bytes_of_hex(text);
+  return bytes && bytes->size() > 1 && *bytes != bytes_of_text(text);
+}
+
+}  // namespace kovo::tryout
