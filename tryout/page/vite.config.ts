@@ -3,6 +3,7 @@ import { readFileSync, writeFileSync } from "node:fs";
 import { fileURLToPath } from "node:url";
 import { defineConfig, type Plugin } from "vite";
 import { viteSingleFile } from "vite-plugin-singlefile";
+import { appendNotices } from "./notices";
 
 const root = fileURLToPath(new URL("../../", import.meta.url));
 
@@ -36,7 +37,7 @@ function allowOwnScript(): Plugin {
 
 export default defineConfig({
   base: "./",
-  plugins: [embedCore(), viteSingleFile({ removeViteModuleLoader: true }), allowOwnScript()],
+  plugins: [embedCore(), viteSingleFile({ removeViteModuleLoader: true }), allowOwnScript(), appendNotices(`${root}build/wasm/NOTICES`)],
   build: {
     outDir: `${root}build/page`,
     emptyOutDir: true,
