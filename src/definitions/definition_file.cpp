@@ -13,15 +13,14 @@
 namespace kovo {
 namespace {
 
-/// Opens the file, created with the defaults first when it is not there. The definition file may be
-/// a link: its folder belongs to those who edit it. The folder of the test file may be anybody's.
-File open_definitions(const char* path, Links links, bool events_enabled) {
-  File file = open_for_reading(path, links);
+/// Opens the file, which is created with the defaults if it does not exist.
+File open_definitions(const char* path, bool events_enabled) {
+  File file = open_for_reading(path);
   if (file != nullptr) return file;
   const bool missing = errno == ENOENT;  // out of descriptors, a file that is there stays as it is
   log_main("[%s;%d] Error: not found: %s, writ default\n", "renew_kovo_txt", __LINE__, path);
   if (missing) create_file(path, default_definitions(events_enabled));
-  return open_for_reading(path, links);
+  return open_for_reading(path);
 }
 
 /// Reads all lines. False when the file cannot be read to its end, as with a folder in its place.
@@ -58,8 +57,7 @@ void write_copies(const CentralState& state, int test) {
 int renew_kovo_txt(CentralState& state, int test) {
   renew_enable_event(state);
   const char* path = test == 0 ? definition_path : test_definition_path;
-  const Links links = test == 0 ? Links::kFollow : Links::kRefuse;
-  const File file = open_definitions(path, links, state.events_enabled == 1);
+  const File file = open_definitions(path, state.events_enabled == 1);
   DefinitionEntries entries;
   if (file == nullptr || !read_entries(file.get(), entries)) {
     const std::string error = error_text(errno);
@@ -73,11 +71,11 @@ int renew_kovo_txt(CentralState& state, int test) {
 }
 
 int write_definitions_raw(const DefinitionEntries& entries, const std::string& path) {
-  return write_file(path.c_str(), definitions_raw(entries)) ? 0 : -1;
+  return write_file(path, definitions_raw(entries)) ? 0 : -1;
 }
 
 int write_definitions_ascii(const DefinitionEntries& entries, const std::string& path) {
-  return write_file(path.c_str(), definitions_ascii(entries, debug_trace())) ? 0 : -1;
+  return write_file(path, definitions_ascii(entries, debug_trace())) ? 0 : -1;
 }
 
 }  // namespace kovo

@@ -73,15 +73,15 @@ int rebuild_kovo_event_list(CentralState& state, int test) {
 }
 
 int write_event_list_file(const CompiledEvents& list, const std::string& path) {
-  if (!write_file(path.c_str(), "")) return -1;
+  if (!write_file(path, "")) return -1;
   std::string piece;
   for (const CountLine& line : list.lines) {
     piece += event_line(list.events[line.event], line.step_count);
     if (piece.size() < kPieceSize) continue;
-    if (!append_file(path.c_str(), piece)) return -1;
+    if (!append_file(path, piece)) return -1;
     piece.clear();
   }
-  return append_file(path.c_str(), piece) ? 0 : -1;
+  return append_file(path, piece) ? 0 : -1;
 }
 
 EventDefinition lookup_event(CentralState& state, std::string_view name, int test) {

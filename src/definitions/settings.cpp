@@ -87,7 +87,7 @@ int init_settings(CentralState& state) {
 }
 
 int load_settings_file(CentralState& state) {
-  const File file = open_for_reading(kSettingsPath, Links::kFollow);
+  const File file = open_for_reading(kSettingsPath);
   if (file == nullptr) return 0;
   const MutexLock held(state.settings_lock);
   LineBuffer buffer;

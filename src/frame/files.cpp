@@ -6,22 +6,61 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdlib>
+#include <climits>
+#include <cstdint>
 #include <cstring>
 
 namespace kovo {
 namespace {
 
-constexpr int kOpenFlags = O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
+constexpr int kMaxLinks = 40;
 constexpr unsigned kModeBits = 07777;
 constexpr unsigned kPrivateMode = 0600;
 
-int open_file(const char* path, int flags, unsigned mode = kFileMode) {
+std::string directory_of(const std::string& path) {
+  return path.substr(0, path.rfind('/') + 1);
+}
+
+/// Opens what the path names, which may be anything but a link.
+UniqueFd open_entry(const std::string& path, int flags, unsigned mode = 0) {
+  constexpr int kAlways = O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
   int fd = -1;
   do {
-    fd = open(path, flags | kOpenFlags, mode);
+    fd = open(path.c_str(), flags | kAlways, mode);
   } while (fd < 0 && errno == EINTR);
-  return fd;
+  return UniqueFd(fd);
+}
+
+/// Opens a file of the daemon's user that has one name, or removes it and creates one. First
+/// without O_CREAT: with it, fs.protected_regular makes the open fail for a file of somebody else.
+UniqueFd open_in_shared_directory(const std::string& path, int flags, unsigned mode) {
+  UniqueFd file = open_entry(path, flags & ~O_CREAT);
+  if (file.get() < 0 && errno == ELOOP) return file;
+  struct stat info {};
+  const bool opened = file.get() >= 0 && fstat(file.get(), &info) == 0;
+  if (opened && info.st_uid == geteuid() && info.st_nlink == 1) return file;
+  if (opened || errno == EACCES) unlink(path.c_str());
+  return open_entry(path, flags | O_EXCL, mode);
+}
+
+/// Replaces the path of a link by what the link leads to; false with errno set when it is no link
+/// (EEXIST) or one that is not followed (EACCES).
+bool follow_link(std::string& path) {
+  const UniqueFd link = open_entry(path, O_PATH);
+  struct stat info {};
+  if (link.get() < 0 || fstat(link.get(), &info) != 0) return false;
+  const bool is_link = S_ISLNK(info.st_mode);
+  const bool trusted = info.st_uid == 0 || info.st_uid == geteuid();
+  if (!is_link || !trusted) {
+    errno = is_link ? EACCES : EEXIST;
+    return false;
+  }
+  char target[PATH_MAX];
+  const ssize_t length = readlinkat(link.get(), "", target, sizeof target);
+  if (length < 0) return false;
+  const std::string start = target[0] == '/' ? "" : directory_of(path);
+  path = start + std::string(target, static_cast<std::size_t>(length));
+  return true;
 }
 
 /// Refuses, by errno, what is no regular file.
@@ -31,6 +70,22 @@ bool is_regular(int fd) {
   if (S_ISREG(info.st_mode)) return true;
   errno = S_ISDIR(info.st_mode) ? EISDIR : EINVAL;
   return false;
+}
+
+/// Opens a file by the rules in the header; `path` becomes the path that its links lead to.
+UniqueFd open_file(std::string& path, int flags, unsigned mode = kFileMode) {
+  for (int links = 0; links <= kMaxLinks; ++links) {
+    const std::string directory = directory_of(path);
+    const bool shared = (flags & (O_CREAT | O_EXCL)) == O_CREAT &&
+                        (directory == "/tmp/" || directory == "/var/tmp/");
+    UniqueFd file =
+        shared ? open_in_shared_directory(path, flags, mode) : open_entry(path, flags, mode);
+    if (file.get() >= 0) return is_regular(file.get()) ? std::move(file) : UniqueFd();
+    // O_EXCL says EEXIST of a link as well.
+    if ((errno != ELOOP && errno != EEXIST) || !follow_link(path)) return file;
+  }
+  errno = ELOOP;
+  return UniqueFd();
 }
 
 bool write_all(int fd, std::string_view bytes) {
@@ -43,122 +98,103 @@ bool write_all(int fd, std::string_view bytes) {
   return true;
 }
 
-/// Flushes to the medium; what has none, a device say, needs none.
 bool sync_file(int fd) {
   int result = -1;
   do {
     result = fsync(fd);
   } while (result != 0 && errno == EINTR);
-  return result == 0 || errno == EINVAL;
+  return result == 0;
 }
 
-/// Makes a rename in the folder of `path` survive a power cut; best effort.
-void sync_folder_of(const std::string& path) {
-  const std::string folder = path.substr(0, path.rfind('/') + 1);
-  const Descriptor opened(open_file(folder.c_str(), O_RDONLY | O_DIRECTORY));
-  if (opened.fd >= 0) sync_file(opened.fd);
+/// Truncates only after writing: a full disk has room for what replaces the old content.
+bool write_in_place(std::string path, std::string_view bytes) {
+  const UniqueFd file = open_file(path, O_WRONLY | O_CREAT);
+  return file.get() >= 0 && write_all(file.get(), bytes) &&
+         ftruncate(file.get(), static_cast<off_t>(bytes.size())) == 0 && sync_file(file.get());
 }
 
-/// The path behind a link, so that it is not the link that a rename replaces.
-std::string resolve(const std::string& path) {
-  const std::unique_ptr<char, void (*)(void*)> real(realpath(path.c_str(), nullptr), std::free);
-  return real == nullptr ? path : std::string(real.get());
-}
-
-/// Writes over the old content and only then cuts what was longer: a medium that is full by now has
-/// room for that, and truncating first would lose what there was.
-bool write_in_place(const std::string& path, std::string_view bytes) {
-  const Descriptor file(open_file(path.c_str(), O_WRONLY | O_CREAT));
-  if (file.fd < 0 || !write_all(file.fd, bytes)) return false;
-  if (is_regular(file.fd) && ftruncate(file.fd, static_cast<off_t>(bytes.size())) != 0) {
-    return false;
-  }
-  return sync_file(file.fd);
-}
-
-enum class Replacing {
-  kDone,
-  kFailed,      // this time: out of room, of descriptors, of memory
-  kImpossible,  // a copy beside the file can never serve
-};
-
-/// What an error of making the copy, or of renaming it, says about the next attempt.
-Replacing judge(int error) {
-  const bool never = error == EROFS || error == EACCES || error == EPERM || error == EBUSY ||
-                     error == EXDEV || error == ENAMETOOLONG;
-  return never ? Replacing::kImpossible : Replacing::kFailed;
-}
-
-/// Gives the copy the owner, group and mode of the file that it is to replace. What is right
-/// already is left alone: not every medium knows owners and modes.
-bool keep_owner(int copy, const struct stat& file) {
+/// Gives the temporary file the owner, group and mode of the file that it is to replace. What is
+/// right already is left alone: not every file system knows owners and modes.
+bool keep_owner(int temp, const struct stat& file) {
   struct stat own {};
-  if (fstat(copy, &own) != 0) return false;
+  if (fstat(temp, &own) != 0) return false;
   const bool same = own.st_uid == file.st_uid && own.st_gid == file.st_gid;
-  if (!same && fchown(copy, file.st_uid, file.st_gid) != 0) return false;
-  return own.st_mode == file.st_mode || fchmod(copy, file.st_mode & kModeBits) == 0;
+  if (!same && fchown(temp, file.st_uid, file.st_gid) != 0) return false;
+  return own.st_mode == file.st_mode || fchmod(temp, file.st_mode & kModeBits) == 0;
 }
 
-/// Writes the copy and renames it. `file` is null when there is nothing to replace yet.
-Replacing replace_by_copy(const std::string& path, const std::string& beside,
-                          const struct stat* file, std::string_view bytes) {
+/// True for an error that every further attempt would meet, unlike a lack of descriptors or memory.
+bool cannot_rename(int error) {
+  return error == EROFS || error == EACCES || error == EPERM || error == EBUSY || error == EXDEV ||
+         error == ENAMETOOLONG || error == EEXIST;
+}
+
+/// Writes the temporary file and renames it; `file` is null when there is nothing to replace yet.
+/// Returns 0 or the errno of what failed.
+int replace_by_rename(const std::string& path, const std::string& temp_path,
+                      const struct stat* file, std::string_view bytes) {
   const unsigned mode = file == nullptr ? kFileMode : kPrivateMode;
-  const Descriptor copy(open_file(beside.c_str(), O_WRONLY | O_CREAT | O_EXCL, mode));
-  if (copy.fd < 0) return judge(errno);
-  if (file != nullptr && !keep_owner(copy.fd, *file)) return Replacing::kImpossible;
-  if (!write_all(copy.fd, bytes) || !sync_file(copy.fd)) return Replacing::kFailed;
-  if (rename(beside.c_str(), path.c_str()) != 0) return judge(errno);
-  sync_folder_of(path);
-  return Replacing::kDone;
+  const UniqueFd temp = open_entry(temp_path, O_WRONLY | O_CREAT | O_EXCL, mode);
+  if (temp.get() < 0) return errno;
+  if (file != nullptr && !keep_owner(temp.get(), *file)) return EPERM;
+  if (!write_all(temp.get(), bytes) || !sync_file(temp.get())) return errno;
+  if (rename(temp_path.c_str(), path.c_str()) != 0) return errno;
+  // Best effort: makes the rename survive a power cut.
+  const UniqueFd directory = open_entry(directory_of(path), O_RDONLY | O_DIRECTORY);
+  if (directory.get() >= 0) sync_file(directory.get());
+  return 0;
 }
 
 }  // namespace
 
-Descriptor::~Descriptor() {
-  const int error = errno;  // of the caller, who may still want to tell it
+UniqueFd::~UniqueFd() {
+  const int error = errno;
   if (fd >= 0) close(fd);
   errno = error;
 }
 
-File open_for_reading(const char* path, Links links) {
-  Descriptor opened(open_file(path, O_RDONLY | (links == Links::kRefuse ? O_NOFOLLOW : 0)));
-  if (opened.fd < 0 || !is_regular(opened.fd)) return nullptr;
-  File file(fdopen(opened.fd, "r"));
-  if (file != nullptr) opened.fd = -1;
+File open_for_reading(std::string path) {
+  UniqueFd opened = open_file(path, O_RDONLY);
+  if (opened.get() < 0) return nullptr;
+  File file(fdopen(opened.get(), "r"));
+  if (file != nullptr) opened.release();
   return file;
 }
 
-bool create_file(const char* path, std::string_view bytes, unsigned mode) {
-  const Descriptor file(open_file(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, mode));
-  return file.fd >= 0 && write_all(file.fd, bytes);
+bool create_file(std::string path, std::string_view bytes, unsigned mode) {
+  const UniqueFd file = open_file(path, O_WRONLY | O_CREAT | O_EXCL, mode);
+  return file.get() >= 0 && write_all(file.get(), bytes);
 }
 
-bool write_file(const char* path, std::string_view bytes) {
-  const Descriptor file(open_file(path, O_WRONLY | O_CREAT | O_NOFOLLOW));
-  if (file.fd < 0 || !is_regular(file.fd)) return false;
-  return ftruncate(file.fd, 0) == 0 && write_all(file.fd, bytes);
+bool write_file(std::string path, std::string_view bytes) {
+  const UniqueFd file = open_file(path, O_WRONLY | O_CREAT);
+  return file.get() >= 0 && ftruncate(file.get(), 0) == 0 && write_all(file.get(), bytes);
 }
 
-bool append_file(const char* path, std::string_view bytes) {
-  const Descriptor file(open_file(path, O_WRONLY | O_CREAT | O_APPEND | O_NOFOLLOW));
-  if (file.fd < 0 || !is_regular(file.fd)) return false;
-  static_cast<void>(write_all(file.fd, bytes));
+bool append_file(std::string path, std::string_view bytes) {
+  const UniqueFd file = open_file(path, O_WRONLY | O_CREAT | O_APPEND);
+  if (file.get() < 0) return false;
+  static_cast<void>(write_all(file.get(), bytes));
   return true;
 }
 
-bool replace_file(const std::string& path, std::string_view bytes) {
-  const std::string file = resolve(path);
+bool replace_file(std::string path, std::string_view bytes) {
   struct stat info {};
-  const bool exists = lstat(file.c_str(), &info) == 0;
+  const UniqueFd old = open_file(path, O_RDONLY);
+  const bool exists = old.get() >= 0 && fstat(old.get(), &info) == 0;
   if (!exists && errno != ENOENT) return false;
-  // A link that could not be resolved leads to a file that is not there yet.
-  if (exists && (!S_ISREG(info.st_mode) || info.st_nlink > 1)) return write_in_place(file, bytes);
-  const std::string beside = file + ".new";
-  unlink(beside.c_str());  // left by a power cut, or put there by somebody else
-  const Replacing result = replace_by_copy(file, beside, exists ? &info : nullptr, bytes);
-  if (result == Replacing::kDone) return true;
-  unlink(beside.c_str());
-  return result == Replacing::kImpossible && write_in_place(file, bytes);
+  if (exists && info.st_nlink > 1) return write_in_place(path, bytes);
+  const std::string temp_path = path + ".new";
+  unlink(temp_path.c_str());  // left by a power cut
+  const int error = replace_by_rename(path, temp_path, exists ? &info : nullptr, bytes);
+  if (error == 0) return true;
+  unlink(temp_path.c_str());
+  if (error == ENOSPC || error == EDQUOT) {
+    constexpr std::uint64_t kBlock = 512;  // the unit of st_blocks
+    const std::uint64_t room = static_cast<std::uint64_t>(info.st_blocks) * kBlock;
+    return bytes.size() <= room && write_in_place(path, bytes);
+  }
+  return cannot_rename(error) && write_in_place(path, bytes);
 }
 
 bool read_line(std::FILE* file, LineBuffer& buffer, std::string_view& line, std::size_t limit) {

@@ -1,7 +1,13 @@
-// Files and descriptors. Each way of opening a file is one routine here, and none of them waits for
-// anybody: a FIFO or a device put in the place of a file is refused. What lies in a folder where
-// others may write is never opened through a link, which could lead anywhere. Modes are stated and,
-// with the mask of the process, do not depend on how the daemon was started.
+// Regular files. Every file that the daemon opens is opened by one helper, by these rules:
+//
+// - A symbolic link as the last component of a path is followed if it belongs to root or to the
+//   daemon's user, up to 40 in a row, also to a file that is still to be created. Any other link
+//   fails with EACCES: its owner must not choose what root reads or writes.
+// - Directly in /tmp and /var/tmp only a file that belongs to the daemon's user and has no second
+//   hard link is appended to or overwritten. Any other is removed and created anew. Their sticky
+//   bit keeps other users from exchanging it meanwhile.
+// - FIFOs, devices and directories fail. No open blocks.
+// - Modes are stated and do not depend on the umask of whoever starts the daemon.
 #pragma once
 
 #include <array>
@@ -10,6 +16,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "frame/text.h"
 
@@ -18,15 +25,27 @@ namespace kovo {
 constexpr unsigned kFileMode = 0644;  // of everything that is written, if not stated otherwise
 constexpr unsigned kModeMask = 022;   // the process's, and so its shell commands'
 
-/// Owns a descriptor and closes it at the end of its scope; -1 is none.
-struct Descriptor {
-  explicit Descriptor(int descriptor = -1) : fd(descriptor) {}
-  ~Descriptor();
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
+/// Owns a descriptor; -1 is none. Closing it keeps errno.
+struct UniqueFd {
+  explicit UniqueFd(int descriptor = -1) : fd(descriptor) {}
+  UniqueFd(UniqueFd&& other) noexcept : fd(other.release()) {}
+  UniqueFd& operator=(UniqueFd&& other) noexcept {
+    std::swap(fd, other.fd);
+    return *this;
+  }
+  ~UniqueFd();
+
+  int get() const {
+    return fd;
+  }
+  /// Returns the descriptor, which the caller owns from now on.
+  int release() {
+    return std::exchange(fd, -1);
+  }
 
   int fd;
 };
+using Descriptor = UniqueFd;  // the name that other files still use
 
 struct FileCloser {
   void operator()(std::FILE* file) const {
@@ -35,30 +54,32 @@ struct FileCloser {
 };
 using File = std::unique_ptr<std::FILE, FileCloser>;
 
-enum class Links { kFollow, kRefuse };
+/// Opens a file for reading; null with errno set when that fails.
+File open_for_reading(std::string path);
 
-/// Opens a regular file for reading; null with errno set when that fails or it is something else.
-/// Links are followed where the folder belongs to those who may choose the file.
-File open_for_reading(const char* path, Links links);
+/// Creates a file with these bytes. False with errno set when it exists (EEXIST) or cannot be
+/// created or written. A link to a file that does not exist creates that file.
+bool create_file(std::string path, std::string_view bytes, unsigned mode = kFileMode);
 
-/// Creates a file that is not there yet, with these bytes; false with errno set when something is
-/// there, a link included, or it cannot be created or written.
-bool create_file(const char* path, std::string_view bytes, unsigned mode = kFileMode);
+/// Truncates or creates a file and writes the bytes; false when that fails.
+bool write_file(std::string path, std::string_view bytes);
 
-/// Truncates or creates a regular file and writes the bytes; false when it cannot be opened or
-/// written, or is something else. No link is followed.
-bool write_file(const char* path, std::string_view bytes);
+/// Appends the bytes to a file, which it creates if necessary; false when it cannot be opened.
+/// Bytes that a full disk does not take are lost.
+bool append_file(std::string path, std::string_view bytes);
 
-/// Appends the bytes to a regular file, creating it; false when it cannot be opened or is something
-/// else. What a full medium does not take is lost. No link is followed.
-bool append_file(const char* path, std::string_view bytes);
-
-/// Replaces a file whole, by way of a copy beside it that is flushed to the medium and renamed: a
-/// power cut or a full medium leaves the old content or the new. The copy keeps owner, group and
-/// mode. The file is written in place only where a copy can never serve: in a folder that is
-/// read-only or forbidden, for a mount point, a hard link or no regular file, and where the owner
-/// cannot be kept. A link is kept and what it leads to replaced. False when neither succeeded.
-bool replace_file(const std::string& path, std::string_view bytes);
+/// Replaces the content of a file, or of the file that a link leads to: writes PATH.new, syncs it
+/// and renames it, so that a power cut or a full disk leaves the old content or the new. Owner,
+/// group and mode are kept. Returns false when the file could not be replaced; it keeps its old
+/// content then, unless writing in place has failed midway.
+///
+/// The file is written in place (overwritten, then truncated, then synced) when a new file cannot
+/// take its place: the directory is read-only or forbidden, the file is a mount point or has a
+/// second hard link, the owner cannot be kept, or PATH.new exists and cannot be removed. On a full
+/// disk too, if the new content fits into the blocks that the file already has. In place, a power
+/// cut may leave a mixture of old and new; and a file system that copies on write, compresses, or
+/// writes flash out of place may need free blocks all the same, so that it can fail midway.
+bool replace_file(std::string path, std::string_view bytes);
 
 using LineBuffer = std::array<char, kMaxMessage + 1>;
 

@@ -171,7 +171,7 @@ std::string lm_get(VariableRegistry& registry, std::string_view name) {
 }
 
 int lm_load_snapshot(VariableRegistry& registry, CentralState& state) {
-  const File file = open_for_reading(kSnapshotPath, Links::kFollow);
+  const File file = open_for_reading(kSnapshotPath);
   if (file == nullptr) return 0;
   LineBuffer buffer;
   std::string_view line;
