@@ -8,7 +8,8 @@ set(KOVO_INIT_SCRIPT init.d/kovotcp CACHE STRING "Init script, in the configurat
 install(TARGETS kovotcp RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR})
 install(PROGRAMS packaging/kovotcp-health DESTINATION ${CMAKE_INSTALL_SBINDIR})
 install(PROGRAMS packaging/kovotcp-prepare RENAME prepare DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/kovotcp)
-install(FILES packaging/man/kovotcp.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
+install(FILES packaging/man/kovotcp.8 packaging/man/kovotcp-health.8
+  DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
 install(FILES packaging/man/kovo.txt.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5)
 install(FILES packaging/kovotcp.logrotate RENAME kovotcp
   DESTINATION ${CMAKE_INSTALL_FULL_SYSCONFDIR}/logrotate.d)
