@@ -45,7 +45,7 @@ ExplainedEvent explain_event(Explaining& explaining, const NamedKeys& keys) {
   event.display_period = is_display_event(event.name);
   event.step_count = keys.first_count;
   for (const auto& [index, step] : keys.steps) {
-    if (step.command == nullptr || index >= static_cast<std::uint32_t>(keys.first_count)) break;
+    if (!step.command || index >= static_cast<std::uint32_t>(keys.first_count)) break;
     event.steps.push_back(explain_step(explaining, index, *step.command));
   }
   std::stable_sort(

@@ -56,18 +56,12 @@ void spell_word(std::string_view stem, const FieldWord& row, const std::string& 
 const char* const kGlobalKeys[4] = {"EnableEvents", "FastCableDetectEvents", "DataEncode",
                                     "GenericEventsCount"};
 
-DefinitionEntry split_key(std::string_view key) {
-  DefinitionEntries entries;
-  split_definition_key(entries, key, {});
-  return entries.front();
-}
-
-bool needs_index(const std::string& field) {
+bool needs_index(std::string_view field) {
   const FieldWord* row = find_word(field);
   return row != nullptr && !row->without_index;
 }
 
-bool takes_no_index(const std::string& field) {
+bool takes_no_index(std::string_view field) {
   const FieldWord* row = find_word(field);
   return row != nullptr && !row->with_index;
 }

@@ -8,16 +8,13 @@
 
 namespace kovo::check {
 
-/// A key as the daemon splits it.
-DefinitionEntry split_key(std::string_view key);
-
 /// True when the daemon acts on a key of that form: a global key, or a field word with an index
 /// where it takes one and without where it does not.
 bool is_known(const DefinitionEntry& entry);
 
 /// True for the field words that stand with an index alone, and those that stand without one alone.
-bool needs_index(const std::string& field);
-bool takes_no_index(const std::string& field);
+bool needs_index(std::string_view field);
+bool takes_no_index(std::string_view field);
 
 /// A key read from its end, where the field word and the index of a step stand.
 struct MeantKey {

@@ -42,14 +42,15 @@ bool read_whole(const std::string& path, std::string& text, std::string& error) 
   errno = file == nullptr ? errno : 0;
   char buffer[65536];
   std::size_t size = 0;
-  while (file != nullptr && text.size() <= kMaxFileSize &&
+  while (file != nullptr && text.size() <= kMaxDefinitionBytes &&
          (size = std::fread(buffer, 1, sizeof buffer, file)) > 0) {
     text.append(buffer, size);
   }
   const bool failed = file == nullptr || std::ferror(file) != 0;
   if (failed) error = std::strerror(errno);
   if (file != nullptr && !standard_input) std::fclose(file);
-  if (!failed && text.size() > kMaxFileSize) error = "larger than 4 MiB: no definition file";
+  if (!failed && text.size() > kMaxDefinitionBytes)
+    error = "larger than 1 MiB: not read by the daemon";
   return error.empty();
 }
 

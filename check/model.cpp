@@ -8,7 +8,7 @@
 namespace kovo::check {
 namespace {
 
-std::uint32_t* slot_of(StepEntries& step, const std::string& field) {
+std::uint32_t* slot_of(StepEntries& step, std::string_view field) {
   if (field == "Protocol") return &step.protocol;
   if (field == "IP") return &step.ip;
   if (field == "Port") return &step.port;
@@ -65,9 +65,11 @@ void sort_keys(Model& model, const DefinitionEntries& entries) {
   }
 }
 
-const SubCommand* command_of(const CompiledEvent& event, std::uint32_t index) {
-  const auto found = event.steps.find(static_cast<std::int32_t>(index));
-  return found == event.steps.end() ? nullptr : &found->second;
+std::optional<SubCommand> command_of(const CompiledEvent& event, std::uint32_t index) {
+  for (const CompiledStep& step : event.steps) {
+    if (step.index == static_cast<std::int32_t>(index)) return sub_command(step);
+  }
+  return {};
 }
 
 void take_compiled(Model& model) {

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
@@ -22,8 +23,8 @@ struct StepEntries {
   std::uint32_t port = kNoEntry;
   std::uint32_t data = kNoEntry;
   std::uint32_t delay = kNoEntry;
-  std::uint32_t first = kNoEntry;       // of the file
-  const SubCommand* command = nullptr;  // as compiled; null at or beyond the count
+  std::uint32_t first = kNoEntry;     // of the file
+  std::optional<SubCommand> command;  // as compiled; none at or beyond the count
 };
 
 /// All keys of one event name.

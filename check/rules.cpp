@@ -104,7 +104,7 @@ bool find_rule(std::string_view name, Rule& rule) {
 }
 
 Findings check_source(const Source& source, const CheckOptions& options) {
-  const Model model = make_model(source.entries);
+  const Model model = make_model(source.definitions);
   Checking checking{source, model, options, make_triggers(options.products)};
   checking.known = known_values(options.status).values;
   for (const auto& [name, value] : checking.known.status_vars) checking.in_status.insert(name);
@@ -170,7 +170,11 @@ std::string line_of(const Checking& checking, std::uint32_t entry) {
 }
 
 std::string raw_key(const DefinitionEntry& entry) {
-  return entry.name + entry.field + entry.index;
+  return without_index(entry).append(entry.index);
+}
+
+std::string without_index(const DefinitionEntry& entry) {
+  return std::string(entry.name).append(entry.field);
 }
 
 std::string key_text(const DefinitionEntry& entry) {

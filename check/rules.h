@@ -79,6 +79,7 @@ std::string line_of(const Checking& checking, std::uint32_t entry);
 
 /// An entry's key as it stands in the file, and the same for texts.
 std::string raw_key(const DefinitionEntry& entry);
+std::string without_index(const DefinitionEntry& entry);
 std::string key_text(const DefinitionEntry& entry);
 
 /// The event that a GenericEventsCount above 0 makes: without any line for its steps.

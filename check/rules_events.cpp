@@ -139,7 +139,7 @@ void check_index(Checking& checking, const NamedKeys& keys, std::uint32_t positi
   if (index >= kMaxSteps) hint = "an event has at most 128 steps: give this one to another event";
   if (runs_from_one(keys)) {
     hint = "the steps of " + name + " run from 1 to " + count + ": count them from 0 (" +
-           shown(entry.name + entry.field + std::to_string(index - 1)) + ")";
+           shown(without_index(entry) + std::to_string(index - 1)) + ")";
   }
   tell(checking, Rule::kIndex, key_place(checking, position),
        key_text(entry) + " is beyond " + name + "Count=" + count + ": " + steps, hint);
@@ -163,7 +163,7 @@ void check_delay_order(Checking& checking, const NamedKeys& keys) {
   std::vector<std::int64_t> sums;
   const StepEntries* wrong = nullptr;
   for (const auto& [index, step] : keys.steps) {
-    if (step.command == nullptr) break;
+    if (!step.command) break;
     sum += step.command->delay_ns;
     offsets.push_back(step.command->delay_from_exec_ns);
     sums.push_back(sum);

@@ -34,9 +34,10 @@ void check_cut_name(Checking& checking, std::uint32_t position, const Definition
          "give the event a name that holds no field word");
     return;
   }
+  const std::string field(entry.field);
   tell(checking, Rule::kCutName, part_of(key, entry.name.size(), entry.field.size()),
-       "the event name " + name + " is cut at \"" + entry.field + "\": " + key_text(entry) +
-           " is read as a " + entry.field + " of " + shown(entry.name),
+       "the event name " + name + " is cut at \"" + field + "\": " + key_text(entry) +
+           " is read as a " + field + " of " + shown(entry.name),
        "give the event a name that holds none of Count, XMLfield, Protocol, Delay, IP, Port, Data");
 }
 
@@ -73,14 +74,15 @@ void check_index_text(Checking& checking, std::uint32_t position, const Definiti
     return;
   }
   const Place place = part_of(key, entry.name.size() + entry.field.size(), entry.index.size());
+  const std::string field(entry.field);
   std::uint32_t index = 0;
-  if (takes_no_index(entry.field)) {
+  if (takes_no_index(field)) {
     suggest(tell(checking, Rule::kUnknownKey, key,
-                 key_text(entry) + " is not read: " + entry.field + " takes no step index"),
-            entry.name + entry.field)
-        .hint = "write " + shown(entry.name + entry.field);
+                 key_text(entry) + " is not read: " + field + " takes no step index"),
+            without_index(entry))
+        .hint = "write " + shown(without_index(entry));
   } else if (read_index(entry, index) && index < kMaxSteps) {
-    const std::string right = entry.name + entry.field + std::to_string(index);
+    const std::string right = without_index(entry) + std::to_string(index);
     Finding& finding = tell(checking, Rule::kIndex, place,
                             quoted(entry.index) + " is read as step " + std::to_string(index),
                             "write " + shown(right));
@@ -90,7 +92,7 @@ void check_index_text(Checking& checking, std::uint32_t position, const Definiti
     Finding& finding =
         tell(checking, Rule::kIndex, place,
              quoted(entry.index) + " is no step index: " + key_text(entry) + " is not read",
-             "write a number from 0 behind " + entry.field);
+             "write a number from 0 behind " + field);
     if (meant.name == entry.name) {
       suggest(finding, text_of(meant));
       finding.place = key;
@@ -108,7 +110,8 @@ void check_key(Checking& checking, std::uint32_t position, const DefinitionEntry
     check_letter_case(checking, position, entry, global);
   } else if (!meant.name.empty() && meant.distance == 0 && meant.same_case) {
     check_cut_name(checking, position, entry, meant);
-  } else if (!meant.name.empty() && meant.distance == 0 && is_known(split_key(text_of(meant)))) {
+  } else if (!meant.name.empty() && meant.distance == 0 &&
+             is_known(split_definition_key(text_of(meant), {}))) {
     check_letter_case(checking, position, entry, text_of(meant));
   } else if (entry.parts == 0) {
     check_unknown_key(checking, position, entry, meant);
@@ -119,7 +122,7 @@ void check_key(Checking& checking, std::uint32_t position, const DefinitionEntry
 
 /// Keys that two lines give; those of events that do not exist are told by other rules.
 void check_duplicate(Checking& checking, const Duplicate& duplicate) {
-  const DefinitionEntries& entries = checking.source.entries;
+  const std::vector<DefinitionEntry>& entries = checking.source.entries;
   const DefinitionEntry& entry = entries[duplicate.later];
   const std::string again =
       key_text(entry) + " stands on " + line_of(checking, duplicate.earlier) + " already: ";

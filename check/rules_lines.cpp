@@ -11,7 +11,7 @@ std::string meant_line(std::string_view text) {
   const std::size_t at = text.find_first_of(": \t");
   if (at == std::string_view::npos) return {};
   const std::string key(text.substr(0, at));
-  if (!is_known(split_key(key))) return {};
+  if (!is_known(split_definition_key(key, {}))) return {};
   const std::size_t value = text.find_first_not_of(": \t", at);
   return key + "=" + std::string(value == std::string_view::npos ? "" : text.substr(value));
 }

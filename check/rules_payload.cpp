@@ -42,7 +42,7 @@ std::string without_separators(std::string_view text) {
 
 /// False when the value is no hexadecimal text, which has been told then.
 bool check_digits(Checking& checking, const StepValue& step) {
-  const std::string& value = step.entry.value;
+  const std::string_view value = step.entry.value;
   const auto wrong = std::find_if_not(value.begin(), value.end(), is_hex_digit);
   const std::string leaves = "as it is, " + leaving(s_hex_to_ascii(value));
   if (wrong == value.end()) {

@@ -9,19 +9,19 @@
 namespace kovo::check {
 namespace {
 
-bool contains_nocase(const std::string& text, const char* word) {
+bool contains_nocase(std::string_view text, const char* word) {
   return lower_ascii(text).find(lower_ascii(word)) != std::string::npos;
 }
 
 /// The protocol in the letter case that names a sender: "UDP", "TCPStatus"; "" for other texts.
-std::string right_protocol(const std::string& text) {
+std::string right_protocol(std::string_view text) {
   const bool tcp = contains_nocase(text, "TCP");
   if (!tcp && !contains_nocase(text, "UDP")) return {};
   return std::string(tcp ? "TCP" : "UDP") + (contains_nocase(text, "Status") ? "Status" : "");
 }
 
 void check_protocol(Checking& checking, const StepValue& step) {
-  const std::string& value = step.entry.value;
+  const std::string_view value = step.entry.value;
   const std::string right = right_protocol(value);
   if (sender_of(value).sends == Sends::kNothing) {
     Finding& finding =
@@ -47,7 +47,7 @@ void check_protocol(Checking& checking, const StepValue& step) {
 }
 
 void check_address(Checking& checking, const StepValue& step) {
-  const std::string& value = step.entry.value;
+  const std::string value(step.entry.value);
   if (value.size() > kMaxShortText) {
     tell(checking, Rule::kAddress, step.place,
          step.line + " has more than 63 characters and is cut there",
@@ -163,7 +163,7 @@ void check_steps(Checking& checking) {
     if (checking.cut_names.count(std::string(keys.name)) > 0) continue;  // its lines went elsewhere
     check_empty_steps(checking, keys);
     for (const auto& [index, step] : keys.steps) {
-      if (step.command == nullptr) break;
+      if (!step.command) break;
       check_missing(checking, keys, index, step);
     }
   }

@@ -1,6 +1,7 @@
 #include "check/source.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "definitions/definition_entry.h"
 #include "frame/text.h"
@@ -61,20 +62,24 @@ Source read_source(std::string_view text) {
   Source source;
   source.mark = mark_of(text);
   split_into_pieces(source, text);
+  std::string judged;
+  std::string as_read;
   for (std::size_t at = 0; at < source.lines.size(); ++at) {
-    parse_definition_line(source.entries, source.lines[at].text);
-    if (source.entries.size() > source.entry_lines.size()) {
-      source.entry_lines.push_back(static_cast<std::uint32_t>(at));
-    }
+    const std::size_t size = judged.size();
+    add_definition_line(judged, source.lines[at].text);
+    add_definition_line(as_read, source.lines[at].read);
+    if (judged.size() > size) source.entry_lines.push_back(static_cast<std::uint32_t>(at));
   }
+  source.definitions = DefinitionEntries(std::move(judged));
+  for (const DefinitionEntry& entry : source.definitions) source.entries.push_back(entry);
   if (source.carriage_returns.count > 0 || source.mark == ByteOrderMark::kUtf8) {
-    for (const SourceLine& line : source.lines) parse_definition_line(source.as_read, line.read);
+    source.as_read = DefinitionEntries(std::move(as_read));
   }
   return source;
 }
 
 const DefinitionEntries& daemon_entries(const Source& source) {
-  return source.as_read.empty() ? source.entries : source.as_read;
+  return source.as_read.text->empty() ? source.definitions : source.as_read;
 }
 
 }  // namespace kovo::check

@@ -10,8 +10,6 @@
 
 namespace kovo::check {
 
-constexpr std::size_t kMaxFileSize = std::size_t{4} << 20;  // larger files are no definition files
-
 /// One line, or one piece of a line that is longer than the daemon's buffer.
 struct SourceLine {
   std::int32_t number;    // of the line in the file
@@ -36,7 +34,8 @@ struct Source {
 
   // What is wrong with the ends of lines is told once; the rules judge the rest as if it were
   // mended. Which is what the daemon has, unless `as_read` says something else.
-  DefinitionEntries entries;
+  DefinitionEntries definitions;
+  std::vector<DefinitionEntry> entries;    // those of `definitions`
   std::vector<std::uint32_t> entry_lines;  // position in `lines` of each entry
   DefinitionEntries as_read;               // empty when it is the same
 };

@@ -1,6 +1,8 @@
 // A definition file: its raw copy reads back as itself, its events have 1 to 128 steps, and each
 // trigger and each test name finds its event.
+#include <algorithm>
 #include <cassert>
+#include <iterator>
 
 #include "definitions/definition_file.h"
 #include "definitions/event_list.h"
@@ -8,30 +10,27 @@
 #include "variables/central_state.h"
 
 using namespace kovo;
-static DefinitionEntries read(std::string_view text) {
-  DefinitionEntries entries;
-  for (const std::string_view line : split_lines(text)) parse_definition_line(entries, line);
-  return entries;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const char* data, std::size_t size) {
   static CentralState state;
   debug = 1;
-  state.definition_entries = read({data, size});
+  state.definition_entries = parse_definitions({data, size});
   state.test_definition_entries = state.definition_entries;
   std::string lines;
-  for (const std::string_view line : split_lines({data, size})) {
-    if (line.find('=') != std::string_view::npos) lines.append(line).append("\n");
+  for (std::string_view line : split_lines({data, size})) {
+    for (; !line.empty(); line.remove_prefix(std::min(kMaxMessage, line.size()))) {
+      const std::string_view piece = until_nul(cut_text(line, kMaxMessage));
+      if (piece.find('=') != std::string_view::npos) lines.append(piece).append("\n");
+    }
   }
   const std::string raw = definitions_raw(state.definition_entries);
-  assert(raw == lines && definitions_raw(read(raw)) == raw);
+  assert(raw == lines && definitions_raw(parse_definitions(raw)) == raw);
   assert(definitions_ascii(state.definition_entries).size() <= raw.size());
   rebuild_kovo_event_list(state, 0);
   rebuild_kovo_event_list(state, 1);
   const CompiledEvents list = compile_events(state.definition_entries);
   for (const CountLine& line : list.lines) assert(line.step_count >= 1 && line.step_count <= 128);
   for (const CompiledEvent& event : list.events) {
-    assert(!event.name.empty() && event.steps.size() <= 128);
+    assert(!event.name.empty() && std::distance(event.steps.begin(), event.steps.end()) <= 128);
     assert(lookup_event(state, event.name, 1).name == event.name);
     assert(lookup_event(state, event.name, 1).delay_s == 0);
     const EventDefinition found = lookup_event(state, event.trigger, 0);

@@ -15,7 +15,7 @@ using namespace kovo;
 static void take(CentralState& state, VariableRegistry& registry, std::string_view text) {
   if (text.substr(0, 1) == ">") return handle_status_line(state, registry, text.substr(1), now_s);
   accept_message(state, std::string(text));
-  while (const auto one = take_text(state.lm_queue)) handle_message(state, registry, *one);
+  while (const auto one = state.lm_queue.pop()) handle_message(state, registry, *one);
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const char* data, std::size_t size) {

@@ -20,10 +20,8 @@ static void check_numbers(std::string_view text, int base) {
 }
 
 static void check_key(std::string_view key) {
-  DefinitionEntries entries;
-  split_definition_key(entries, key, "");
-  const auto& [parts, name, field, index, value] = entries.at(0);
-  assert(name + field + index == key && field == plain::field_word(key));
+  const auto [parts, name, field, index, value] = split_definition_key(key, "");
+  assert(std::string(name).append(field).append(index) == key && field == plain::field_word(key));
   assert(parts == (field.empty() ? 0 : index.empty() ? 1 : 2));
   assert(parts == 0 || key.find(field) == name.size());
 }

@@ -49,7 +49,6 @@ bool read_line(std::FILE* file, LineBuffer& buffer, std::string_view& line, std:
 }
 
 Pipe::~Pipe() = default;
-void raise_descriptor_limit() {}
 bool open_pipe(Pipe&, const char*) {
   return false;
 }

@@ -85,7 +85,7 @@ std::vector<Edit> add_step(const check::Source& source, const NewStep& step, std
   if (step.event.find_first_of("= \t\r\n") != std::string::npos) {
     error = "the name of an event holds neither blanks nor \"=\"";
   }
-  const check::Model model = check::make_model(source.entries);
+  const check::Model model = check::make_model(source.definitions);
   const auto found = model.by_name.find(step.event);
   const check::NamedKeys* keys =
       found == model.by_name.end() ? nullptr : &model.names[found->second];

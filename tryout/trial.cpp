@@ -112,7 +112,7 @@ void take_serial(TrialDevice& device, const std::string& value, Reaction& reacti
 
 void raise_after_pause(const char* trigger, std::int64_t& last_time, std::int64_t now,
                        Reaction& reaction) {
-  if (now <= last_time + kEventPauseS) {
+  if (pause_lasts(now - last_time, kEventPauseS)) {
     reaction.notes.push_back(std::string(trigger) + " is skipped: it was raised within the last " +
                              std::to_string(kEventPauseS) + " s");
     return;
@@ -149,14 +149,14 @@ void take_mapping(TrialDevice& device, const std::string& name, std::int64_t now
     reaction.notes.push_back(check::shown(name) + " raises nothing on this product");
     return;
   }
-  const std::int64_t previous = row->last_time;
+  const std::int64_t since_last = now - row->last_time;
   row->last_time = now;
-  if (now > previous + kQuietPeriodS) {
+  if (!pause_lasts(since_last, kQuietPeriodS)) {
     reaction.triggers.push_back(row->status);
     return;
   }
   reaction.notes.push_back(row->status + " is skipped: the last message of " + row->variable +
-                           " came " + std::to_string(now - previous) + " s ago; wait " +
+                           " came " + std::to_string(since_last) + " s ago; wait " +
                            std::to_string(kQuietPeriodS + 1) + " s between two");
 }
 

@@ -208,7 +208,7 @@ KOVO_EXPORT(kovo_payload_texts) std::size_t kovo_payload_texts() {
 /// The daemon's limits, and the device variables with what they raise.
 KOVO_EXPORT(kovo_vocabulary) std::size_t kovo_vocabulary() {
   Json json;
-  json["limits"] = {{"file_bytes", check::kMaxFileSize},
+  json["limits"] = {{"file_bytes", kMaxDefinitionBytes},
                     {"display_period_s", kPowerOnPeriodS},
                     {"quiet_period_s", kQuietPeriodS}};
   Json& rows = json["rows"] = Json::array();

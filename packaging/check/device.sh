@@ -1,6 +1,6 @@
 # shellcheck shell=bash
 # Sourced by the checks: a device's surroundings for a daemon that is installed in a root of its own.
-# The status service and the receivers of docs/examples/kovo.txt stand outside of that root, in the
+# The status service and the receivers of docs/examples/kovo.txt are outside of that root, in the
 # same network.
 
 fail() {
@@ -40,22 +40,8 @@ start_device() {
   mkdir "$heard"
   install -D device/ipc "$1/bin/ipc"
   echo ENABLE_KOVO_EVENT=1 >"$1/params"
-  ip -batch - <<'LINES'
-link set lo up
-link add eth0 type veth peer name eth0peer
-link set eth0 up
-link set eth0peer up
-address add 10.0.0.1/24 dev eth0
-address add 10.0.0.5/24 dev eth0peer
-address add 10.0.0.6/24 dev eth0peer
-address add 10.0.0.7/24 dev eth0peer
-LINES
-  printf '%s\r' name:Lobby ip:10.0.0.1 model:X mode:encoder temperature:41 HDMI1Status:on >"$heard/status"
-  socat TCP-LISTEN:50003,bind=127.0.0.1,reuseaddr,fork \
-    SYSTEM:"head -c 9 >/dev/null; cat $heard/status" 2>/dev/null &
-  socat -u UDP-RECV:5000,bind=10.0.0.5 "OPEN:$heard/lamps,creat,append" &
-  socat -u UDP-RECV:6000,bind=10.0.0.7 "OPEN:$heard/panel,creat,append" &
-  socat -u TCP-LISTEN:23,bind=10.0.0.6,reuseaddr,fork "OPEN:$heard/mixer,creat,append" &
+  packaging/check/surroundings "$heard" &
+  wait_for test -e "$heard/panel" || fail "the surroundings do not start"
 }
 
 # Sends a message to a port of the daemon: tell tcp/2700 MESSAGE.

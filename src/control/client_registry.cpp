@@ -17,8 +17,7 @@ Clients::iterator find_client(VariableRegistry& registry, const ClientRecord& wa
 }
 
 void print_count(VariableRegistry& registry, const char* routine) {
-  if (debug == 0) return;
-  print_stdout("[%s:%d] client num=%d\n", routine, __LINE__, client_count(registry));
+  LOG_DEBUG(routine, "client num=%d\n", client_count(registry));
 }
 
 /// Appends a client. False when it is there already.
@@ -30,9 +29,9 @@ bool append_client(VariableRegistry& registry, const ClientRecord& client) {
 }
 
 int add_client(VariableRegistry& registry, const char* routine, const ClientRecord& client) {
-  if (!append_client(registry, client) && debug != 0) {
-    print_stdout("[%s:%d] exist %s %s:%d\n", routine, __LINE__,
-                 client.proto == Transport::kUdp ? "udp" : "tcp", client.ip.c_str(), client.port);
+  if (!append_client(registry, client)) {
+    LOG_DEBUG(routine, "exist %s %s:%d\n", client.proto == Transport::kUdp ? "udp" : "tcp",
+              client.ip.c_str(), client.port);
   }
   print_count(registry, routine);
   return 0;

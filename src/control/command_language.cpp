@@ -55,10 +55,7 @@ bool run_get(const Target& target, const Command& command, const Message& messag
 
 bool run_set(const Target& target, const Command&, const Message& message) {
   lm_set(target.registry, message.arg1, message.arg2);
-  if (debug != 0) {
-    print_stdout("[%s:%d] udp_set %s=%s\n", kRoutine, __LINE__, message.arg1.c_str(),
-                 message.arg2.c_str());
-  }
+  LOG_DEBUG(kRoutine, "udp_set %s=%s\n", message.arg1.c_str(), message.arg2.c_str());
   return true;
 }
 
@@ -81,8 +78,7 @@ int client_port(const Message& message) {
 }
 
 void log_client_command(const Message& message, int port) {
-  log_main("[%s:%d] %s %s:%d\n", kRoutine, __LINE__, message.command.c_str(), message.arg1.c_str(),
-           port);
+  LOG_MAIN(kRoutine, "%s %s:%d\n", message.command.c_str(), message.arg1.c_str(), port);
 }
 
 using RegistryChange = int (*)(VariableRegistry&, const std::string&, int);
@@ -203,15 +199,15 @@ void handle_message(CentralState& state, VariableRegistry& registry, std::string
   const Message message = split_message(copy);
   if (message.splitting == Splitting::kNoCommand) return;
   if (message.splitting == Splitting::kOk && run_command({state, registry}, message)) return;
-  log_main("[%s:%d] Error cmd=%s\n", kRoutine, __LINE__, message.command.c_str());
+  LOG_MAIN(kRoutine, "Error cmd=%s\n", message.command.c_str());
 }
 
 void* handle_lm_event(void* argument) {
   CentralState& state = *static_cast<CentralState*>(argument);
   while (true) {
     if (state.ready != 0) {
-      guarded(kRoutine, [&] {
-        while (const std::optional<std::string> text = take_text(state.lm_queue)) {
+      catch_and_log(kRoutine, [&] {
+        while (const std::optional<std::string> text = state.lm_queue.pop()) {
           handle_message(state, *variable_registry, *text);
         }
       });

@@ -17,13 +17,14 @@ namespace kovo {
 namespace {
 
 constexpr int kScanPeriodMs = 250;
+constexpr std::int64_t kSlowTextNs = 250'000'000;  // a text handled slower ends the loop of a pass
 constexpr char kEnableKey[] = "__SET__:network.kovo.enable";
 
 void take_command(void* queue, std::string_view data) {
   const std::string text(until_nul(data));
   // No line end of its own: the text usually brings one.
-  log_main("[%s:%d] recv(tcp:2700) [%d]%s", "handle_tcp_event", __LINE__,
-           static_cast<int>(text.size()), text.c_str());
+  LOG_MAIN("handle_tcp_event", "recv(tcp:2700) [%d]%s", static_cast<int>(text.size()),
+           text.c_str());
   push_tcp_line(*static_cast<EventQueue*>(queue), {text, now_us()});
 }
 
@@ -40,7 +41,7 @@ static_assert(kService.max_read <= kMaxTcpRead);
 void push_test_event(EventQueue& queue, CentralState& state, const std::string& name) {
   renew_kovo_txt(state, 1);
   rebuild_kovo_event_list(state, 1);
-  log_main("[%s:%d] push TEST event %s", "handle_tcp_command", __LINE__, name.c_str());
+  LOG_MAIN("handle_tcp_command", "push TEST event %s", name.c_str());
   push_event_back(queue, state, name, 1);
 }
 
@@ -67,18 +68,29 @@ void handle_tcp_line(EventQueue& queue, CentralState& state, std::string_view li
     return;
   }
   if (state.events_enabled == 0) {
-    log_main("[%s:%d] KOVO disable, skip %s\n", "handle_q_event", __LINE__, key.c_str());
+    LOG_MAIN("handle_q_event", "KOVO disable, skip %s\n", key.c_str());
     return;
   }
   log_event("get tcp:2700 event: key=%s,value=%s\n", key.c_str(), value.c_str());
   push_event_back(queue, state, key, 0);
 }
 
+/// Handles the received texts, the oldest first. Stops after one that took long: while the status
+/// service is silent, a text a second would otherwise keep due events from ever being executed.
+void handle_tcp_lines(EventQueue& queue, CentralState& state) {
+  std::int64_t took_ns = 0;
+  while (took_ns <= kSlowTextNs) {
+    const std::optional<TcpLine> line = pop_tcp_line(queue);
+    if (!line) return;
+    const std::int64_t start = steady_ns();
+    handle_tcp_line(queue, state, line->line);
+    took_ns = steady_ns() - start;
+  }
+}
+
 void run_pass(EventQueue& queue, CentralState& state) {
   if (state.ready == 0) return;
-  while (const std::optional<TcpLine> line = take_tcp_line(queue)) {
-    handle_tcp_line(queue, state, line->line);
-  }
+  handle_tcp_lines(queue, state);
   exec_event(queue, state);
 }
 
@@ -93,7 +105,7 @@ void* handle_q_event(void* argument) {
   EventQueue& queue = *static_cast<EventQueue*>(argument);
   while (true) {
     sleep_ms(kScanPeriodMs);
-    guarded("handle_q_event", [&] { run_pass(queue, *central_state); });
+    catch_and_log("handle_q_event", [&] { run_pass(queue, *central_state); });
   }
 }
 

@@ -14,7 +14,8 @@ constexpr std::uint16_t kCommandPort = 2700;
 void* handle_tcp_event(void* queue);
 
 /// Thread body; its argument is the EventQueue, the central state is the global one. Every 250 ms,
-/// once `ready`, works off tcp_lines, then runs exec_event.
+/// once `ready`, handles tcp_lines up to the first that takes more than 250 ms, then runs
+/// exec_event.
 ///
 /// A line counts up to kMaxCommand bytes, without its final line feed. Names, key or key=value, are
 /// pushed while events are enabled, and logged and dropped otherwise. Of the keys that begin with

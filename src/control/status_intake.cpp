@@ -12,6 +12,7 @@
 #include "frame/text.h"
 #include "frame/worker.h"
 #include "variables/central_state.h"
+#include "variables/change_values.h"
 #include "variables/mapping_tables.h"
 #include "variables/variable_store.h"
 
@@ -24,16 +25,16 @@ constexpr int kLinePeriodMs = 250;
 void take_datagram(void* context, std::string_view data) {
   CentralState& state = *static_cast<CentralState*>(context);
   const std::string text(until_nul(data));
-  log_main("[%s:%d] recv(udp:2728) (%d)%s\n", "handle_udp_vep_api", __LINE__,
-           static_cast<int>(data.size()), text.c_str());
+  LOG_MAIN("handle_udp_vep_api", "recv(udp:2728) (%d)%s\n", static_cast<int>(data.size()),
+           text.c_str());
   log_event("get udp:2728 event %s\n", text.c_str());
   if (text.find_first_of("=:") != std::string::npos) apply_setting_line(state, text);
-  push_text(state.api_queue, std::string(cut_text(text, kMaxStatusLine)));
+  state.api_queue.push(std::string(cut_text(text, kMaxStatusLine)));
 }
 
 void log_receive_error(int error) {
-  log_main("[%s:%d] Error recvform(udp:2728) failed (%d):%s\n", "handle_udp_vep_api", __LINE__,
-           error, error_text(error).c_str());
+  LOG_MAIN("handle_udp_vep_api", "Error recvform(udp:2728) failed (%d):%s\n", error,
+           error_text(error).c_str());
 }
 
 constexpr UdpService kService = {"handle_udp_vep_api", kStatusPort, take_datagram,
@@ -62,18 +63,18 @@ std::vector<CountingRow> count_rows(CentralState& state, std::string_view name, 
 void handle_counting_row(CentralState& state, const CountingRow& row) {
   const char* event = row.event.c_str();
   const int since_last = static_cast<int>(row.since_last);
-  if (debug != 0) print_stdout("[%s:%d] get event name %s\n", kRoutine, __LINE__, event);
-  if (row.since_last <= kRepeatS) {
-    log_main("[%s:%d] skip event %s, now-last=%d sec\n", kRoutine, __LINE__, event, since_last);
+  LOG_DEBUG(kRoutine, "get event name %s\n", event);
+  if (pause_lasts(row.since_last, kRepeatS)) {
+    LOG_MAIN(kRoutine, "skip event %s, now-last=%d sec\n", event, since_last);
     log_event("skip event %s, now-last=%d sec\n", event, since_last);
     return;
   }
-  log_main("[%s:%d] get vep_api event %s\n", kRoutine, __LINE__, event);
+  LOG_MAIN(kRoutine, "get vep_api event %s\n", event);
   // The status line's own value is not passed on, so that the settings refuse this one.
   if (names_setting(row.event) && apply_setting_line(state, row.event + "=") != kSettingChanged) {
     return;
   }
-  push_text(state.lm_queue, row.event);
+  state.lm_queue.push(row.event);
 }
 
 /// The events that a change of the playback selection raises, in their order.
@@ -94,19 +95,19 @@ std::optional<std::string> other_selection(CentralState& state, const std::strin
   return row->last_value;
 }
 
-void handle_playback(CentralState& state, const std::string& name, SecondsClock clock) {
+void handle_playback(CentralState& state, const std::string& name, std::int64_t now) {
   const std::optional<std::string> old = other_selection(state, name);
   if (!old) return;
   for (const char* event : playback_events(*old, name)) {
     // The line of localPlay has no end of its own.
     const bool ends_line = std::string_view(event) != "localPlay";
-    log_main("[%s:%d] push event %s%s", kRoutine, __LINE__, event, ends_line ? "\n" : "");
+    LOG_MAIN(kRoutine, "push event %s%s", event, ends_line ? "\n" : "");
     push_event(event);
   }
   const MutexLock held(state.mapping_lock);
   MappingRow* row = find_row_by_setting(state.mapping_table, "local:x");
   row->last_value = name;
-  row->last_time = clock();
+  row->last_time = now;
 }
 
 }  // namespace
@@ -120,8 +121,8 @@ void* handle_vep_api(void* argument) {
   CentralState& state = *static_cast<CentralState*>(argument);
   while (true) {
     sleep_ms(kLinePeriodMs);
-    guarded(kRoutine, [&] {
-      const std::optional<std::string> line = take_text(state.api_queue);
+    catch_and_log(kRoutine, [&] {
+      const std::optional<std::string> line = state.api_queue.pop();
       if (line) handle_status_line(state, *variable_registry, *line, now_s);
     });
   }
@@ -131,22 +132,22 @@ void handle_status_line(CentralState& state, VariableRegistry& registry, std::st
                         SecondsClock clock) {
   if (text.empty()) return;
   const std::string line(strip_newline(cut_text(text, kMaxStatusLine)));
-  log_main("[%s:%d] Recv(udp:%d) (%d)%s\n", kRoutine, __LINE__, kStatusPort,
-           static_cast<int>(line.size()), line.c_str());
+  LOG_MAIN(kRoutine, "Recv(udp:%d) (%d)%s\n", kStatusPort, static_cast<int>(line.size()),
+           line.c_str());
   const KeyValue pair = split_key_value(line);
   const std::string name(pair.key);
   if (starts_with_nocase(name, "local")) {
-    handle_playback(state, name, clock);
+    handle_playback(state, name, clock());
     return;
   }
   const bool hdcp = equals_nocase(name, "CUR_HDCP") || equals_nocase(name, "HDMI2_CUR_HDCP");
   if (hdcp && !lm_set_change(registry, name, pair.value)) {
-    log_main("[%s:%d] skip same event %s\n", kRoutine, __LINE__, name.c_str());
+    LOG_MAIN(kRoutine, "skip same event %s\n", name.c_str());
     return;
   }
   const std::vector<CountingRow> rows = count_rows(state, name, clock());
   for (const CountingRow& row : rows) handle_counting_row(state, row);
-  if (rows.empty()) log_main("[%s:%d] no mapping event %s\n", kRoutine, __LINE__, name.c_str());
+  if (rows.empty()) LOG_MAIN(kRoutine, "no mapping event %s\n", name.c_str());
 }
 
 }  // namespace kovo

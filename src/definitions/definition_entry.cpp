@@ -1,5 +1,7 @@
 #include "definitions/definition_entry.h"
 
+#include <algorithm>
+
 #include "frame/text.h"
 
 namespace kovo {
@@ -20,39 +22,54 @@ constexpr char kDefaultLines[] =
     "GenericEventsCount=0\n"
     "DataEncode=HEX\n";
 
-std::string copy_line(const DefinitionEntry& entry, const std::string& value) {
-  return entry.name + entry.field + entry.index + "=" + value + "\n";
+/// Takes the next line with its newline, or the next piece of a longer one.
+std::string_view take_piece(std::string_view& file) {
+  const std::string_view most = cut_text(file, kMaxMessage);
+  const std::string_view piece = most.substr(0, until_newline(most).size() + 1);
+  file.remove_prefix(piece.size());
+  return piece;
 }
 
 }  // namespace
 
-void split_definition_key(DefinitionEntries& entries, std::string_view key,
-                          std::string_view value) {
-  DefinitionEntry entry;
-  entry.name = key;
-  entry.value = value;
+DefinitionEntry split_definition_key(std::string_view key, std::string_view value) {
   for (const std::string_view word : kFieldWords) {
     const std::size_t at = key.find(word);
     if (at == std::string_view::npos || at == 0) continue;
-    entry.name = key.substr(0, at);
-    entry.field = word;
-    entry.index = key.substr(at + word.size());
-    entry.parts = entry.index.empty() ? 1 : 2;
-    break;
+    const std::string_view index = key.substr(at + word.size());
+    return {index.empty() ? 1 : 2, key.substr(0, at), word, index, value};
   }
-  entries.push_back(std::move(entry));
+  return {0, key, {}, {}, value};
 }
 
-void parse_definition_line(DefinitionEntries& entries, std::string_view line) {
+DefinitionEntry DefinitionIterator::operator*() const {
   const KeyValue pair = split_key_value(line);
-  if (pair.found) split_definition_key(entries, pair.key, strip_newline(pair.value));
+  return split_definition_key(pair.key, pair.value);
+}
+
+void add_definition_line(std::string& text, std::string_view line) {
+  if (!contains(line, "=")) return;
+  text += strip_newline(line);
+  text += '\0';
+}
+
+DefinitionEntries parse_definitions(std::string_view file) {
+  std::string text;
+  while (!file.empty()) {
+    add_definition_line(text, until_nul(take_piece(file)));
+  }
+  text.shrink_to_fit();
+  return DefinitionEntries(std::move(text));
 }
 
 std::string s_hex_to_ascii(std::string_view text, const DefinitionTrace* trace) {
   std::string bytes;
   bytes.reserve(text.size() / 2 + 1);
   for (std::size_t at = 0; at < text.size(); at += 2) {
-    bytes.push_back(static_cast<char>(to_int32(text.substr(at, 2), 16)));
+    const std::string_view pair = text.substr(at, 2);
+    const bool digits = pair.size() == 2 && hex_digit(pair[0]) >= 0 && hex_digit(pair[1]) >= 0;
+    const int value = digits ? 16 * hex_digit(pair[0]) + hex_digit(pair[1]) : to_int32(pair, 16);
+    bytes.push_back(static_cast<char>(value));
   }
   if (trace != nullptr) trace->decoded(text, bytes);
   return bytes;
@@ -63,16 +80,21 @@ std::string default_definitions(bool events_enabled) {
 }
 
 std::string definitions_raw(const DefinitionEntries& entries) {
-  std::string text;
-  for (const DefinitionEntry& entry : entries) text += copy_line(entry, entry.value);
+  std::string text(*entries.text);
+  std::replace(text.begin(), text.end(), '\0', '\n');
   return text;
 }
 
 std::string definitions_ascii(const DefinitionEntries& entries, const DefinitionTrace* trace) {
   std::string text;
   for (const DefinitionEntry& entry : entries) {
-    text +=
-        copy_line(entry, entry.field == "Data" ? s_hex_to_ascii(entry.value, trace) : entry.value);
+    text.append(entry.name).append(entry.field).append(entry.index).append("=");
+    if (entry.field == "Data") {
+      text += s_hex_to_ascii(entry.value, trace);
+    } else {
+      text += entry.value;
+    }
+    text += '\n';
   }
   return text;
 }

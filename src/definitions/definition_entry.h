@@ -2,22 +2,61 @@
 // texts that show them. Pure data in, data out.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
-#include <deque>
+#include <cstring>
+#include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace kovo {
 
+constexpr std::size_t kMaxDefinitionBytes = std::size_t{1} << 20;  // a larger file is not read
+
+/// One line of a definition file; its texts point into the line.
 struct DefinitionEntry {
   std::int32_t parts = 0;  // 0 no field word, 1 name and field, 2 name, field and index
-  std::string name;        // the key up to the field word; the whole key when parts is 0
-  std::string field;       // "Count", "XMLfield", "Protocol", "Delay", "IP", "Port", "Data" or ""
-  std::string index;       // the text after the field word when parts is 2
-  std::string value;       // everything after the first "=", without its line feed
+  std::string_view name;   // the key up to the field word; the whole key when parts is 0
+  std::string_view field;  // "Count", "XMLfield", "Protocol", "Delay", "IP", "Port", "Data" or ""
+  std::string_view index;  // the text after the field word when parts is 2
+  std::string_view value;  // everything after the first "=", without its newline
 };
 
-using DefinitionEntries = std::deque<DefinitionEntry>;
+/// Splits a key into event name, field word and index. The first field word, in their fixed order,
+/// whose first occurrence lies after the key's first character is taken.
+DefinitionEntry split_definition_key(std::string_view key, std::string_view value);
+
+struct DefinitionIterator {
+  DefinitionEntry operator*() const;
+  DefinitionIterator& operator++() {
+    line += std::strlen(line) + 1;
+    return *this;
+  }
+  bool operator!=(const DefinitionIterator& other) const {
+    return line != other.line;
+  }
+
+  const char* line;
+};
+
+/// The entries of a definition file, in order. They are kept as text and split when they are looked
+/// at: a file of many short lines would otherwise take fifty times its size. Copies share the text,
+/// and what points into it is valid as long as one of them exists.
+struct DefinitionEntries {
+  DefinitionEntries() = default;
+  explicit DefinitionEntries(std::string lines)
+      : text(std::make_shared<const std::string>(std::move(lines))) {}
+  DefinitionIterator begin() const {
+    return {text->c_str()};
+  }
+  DefinitionIterator end() const {
+    return {text->c_str() + text->size()};
+  }
+
+  // Lines that hold an "=", each without its newline and ended by a NUL.
+  std::shared_ptr<const std::string> text = std::make_shared<const std::string>();
+};
 
 /// Who wants to hear what is made of the values.
 struct DefinitionTrace {
@@ -25,13 +64,12 @@ struct DefinitionTrace {
   void (*offset)(std::int32_t step, std::int64_t delay_from_exec_ns);  // a step's "Delay"
 };
 
-/// Splits a key into event name, field word and index and appends the entry to the list. The first
-/// field word, in their fixed order, whose first occurrence lies behind the key's first character
-/// is taken.
-void split_definition_key(DefinitionEntries& entries, std::string_view key, std::string_view value);
+/// Appends one line, with or without its newline, to the text of entries, if it holds an "=".
+void add_definition_line(std::string& text, std::string_view line);
 
-/// Parses one line, with or without its line feed; a line without "=" adds nothing.
-void parse_definition_line(DefinitionEntries& entries, std::string_view line);
+/// Reads the text of a definition file as its line buffer does: lines of more than kMaxMessage
+/// bytes are several, and a line ends at its first NUL.
+DefinitionEntries parse_definitions(std::string_view file);
 
 /// Decodes hexadecimal text, two characters a byte; a last single character is a byte of its own.
 /// Each pair is read as a number: what is no digit ends it, and no digits give 0.

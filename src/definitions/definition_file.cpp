@@ -1,5 +1,7 @@
 #include "definitions/definition_file.h"
 
+#include <sys/stat.h>
+
 #include <cerrno>
 #include <cstdio>
 
@@ -23,31 +25,33 @@ File open_definitions(const char* path, bool events_enabled) {
   return open_for_reading(path);
 }
 
-/// Reads all lines. False when the file cannot be read to its end, as with a folder in its place.
-bool read_entries(std::FILE* file, DefinitionEntries& entries) {
-  LineBuffer buffer;
-  std::string_view line;
+/// Reads the text of a file. False when it cannot be read to its end, as with a directory in its
+/// place, or is too large, also when it grows meanwhile.
+bool read_text(std::FILE* file, std::string& text) {
+  struct stat info {};
   errno = 0;
-  while (read_line(file, buffer, line)) parse_definition_line(entries, line);
-  return std::ferror(file) == 0;
+  if (fstat(fileno(file), &info) != 0) return false;
+  bool fits = info.st_size <= off_t{kMaxDefinitionBytes};
+  char buffer[4096];
+  std::size_t size = 0;
+  while (fits && (size = std::fread(buffer, 1, sizeof buffer, file)) > 0) {
+    text.append(buffer, size);
+    fits = text.size() <= kMaxDefinitionBytes;
+  }
+  if (!fits) errno = EFBIG;
+  return fits && std::ferror(file) == 0;
 }
 
 /// A copy that cannot be written is skipped; the others are still written.
 void write_copies(const CentralState& state, int test) {
   if (test == 0) {
-    if (debug != 0) {
-      print_stdout("[%s:%d] save /tmp/kovo_asc.txt /tmp/kovo_hex.txt\n", "renew_kovo_txt",
-                   __LINE__);
-    }
+    LOG_DEBUG("renew_kovo_txt", "save /tmp/kovo_asc.txt /tmp/kovo_hex.txt\n");
     write_definitions_ascii(state.definition_entries, "/tmp/kovo_asc.txt");
     write_definitions_raw(state.definition_entries, "/tmp/kovo_hex.txt");
     write_definitions_raw(state.definition_entries, "/mnt/persistent/kovo.txt");
     return;
   }
-  if (debug != 0) {
-    print_stdout("[%s:%d] save /tmp/kovo_test_asc.txt /tmp/kovo_test_hex.txt\n", "renew_kovo_txt",
-                 __LINE__);
-  }
+  LOG_DEBUG("renew_kovo_txt", "save /tmp/kovo_test_asc.txt /tmp/kovo_test_hex.txt\n");
   write_definitions_ascii(state.test_definition_entries, "/tmp/kovo_test_asc.txt");
   write_definitions_raw(state.test_definition_entries, "/tmp/kovo_test_hex.txt");
 }
@@ -58,14 +62,14 @@ int renew_kovo_txt(CentralState& state, int test) {
   renew_enable_event(state);
   const char* path = test == 0 ? definition_path : test_definition_path;
   const File file = open_definitions(path, state.events_enabled == 1);
-  DefinitionEntries entries;
-  if (file == nullptr || !read_entries(file.get(), entries)) {
+  std::string text;
+  if (file == nullptr || !read_text(file.get(), text)) {
     const std::string error = error_text(errno);
     log_main("[%s;%d] Error: cannot open %s;%s\n", "renew_kovo_txt", __LINE__, path, error.c_str());
     return -1;
   }
-  (test == 0 ? state.definition_entries : state.test_definition_entries).swap(entries);
-  log_main("[%s:%d] renew %s\n", "renew_kovo_txt", __LINE__, path);
+  (test == 0 ? state.definition_entries : state.test_definition_entries) = parse_definitions(text);
+  LOG_MAIN("renew_kovo_txt", "renew %s\n", path);
   write_copies(state, test);
   return 0;
 }

@@ -17,7 +17,8 @@ struct CentralState;
 /// Reads a definition file into its list and writes the derived copies. Test flag 0 takes
 /// definition_path into definition_entries, 1 test_definition_path into test_definition_entries.
 /// A missing file is created with the defaults first. Refreshes the events enable flag.
-/// Returns 0, or -1 when the file cannot be read even then; the list is unchanged in that case.
+/// Returns 0, or -1 when the file cannot be read even then or holds more than kMaxDefinitionBytes;
+/// the list is unchanged in that case.
 int renew_kovo_txt(CentralState& state, int test);
 
 /// Write a derived copy. 0, or -1 when the file cannot be written.

@@ -10,49 +10,60 @@ namespace {
 
 constexpr std::int64_t kNanosecondsPerMillisecond = 1'000'000;
 
-/// The "Count" lines of one name.
-struct Counts {
-  std::uint32_t event = 0;
-  std::int32_t most = 0;                  // no key reaches a step beyond it
-  std::vector<std::int32_t> step_counts;  // of each line
-};
+/// The positions in `events` of the names.
+using EventsByName = std::unordered_map<std::string_view, std::uint32_t>;
 
-using CountsByName = std::unordered_map<std::string_view, Counts>;
-
-bool is_builtin(const std::string& name) {
+bool is_builtin(std::string_view name) {
   return name == "PowerOn" || name == "DVIConnected" || name == "DVIDisconnected";
 }
 
-void set_step_delay(CompiledEvent& event, std::int32_t step, const std::string& milliseconds) {
-  const auto previous = event.steps.find(step - 1);
-  SubCommand& command = event.steps[step];
-  command.delay_ns = to_int32(milliseconds) * kNanosecondsPerMillisecond;
-  command.delay_from_exec_ns =
-      command.delay_ns + (previous == event.steps.end() ? 0 : previous->second.delay_from_exec_ns);
+/// A step of an event, and the one before it; null when that one is not there.
+struct FoundStep {
+  CompiledStep& step;
+  const CompiledStep* previous;
+};
+
+/// Finds the step of an index, added in its place when it is new.
+FoundStep find_step(CompiledEvent& event, std::int32_t index) {
+  auto before = event.steps.before_begin();
+  const CompiledStep* previous = nullptr;
+  for (auto next = event.steps.begin(); next != event.steps.end(); before = next++) {
+    if (next->index == index) return {*next, previous};
+    if (next->index > index) break;
+    previous = next->index == index - 1 ? &*next : nullptr;
+  }
+  CompiledStep added;
+  added.index = index;
+  return {*event.steps.insert_after(before, added), previous};
 }
 
-void trace_step(const DefinitionTrace& trace, const DefinitionEntry& entry, std::int32_t step,
-                const SubCommand& command) {
-  if (entry.field == "Data") trace.decoded(entry.value, command.data);
-  if (entry.field == "Delay") trace.offset(step, command.delay_from_exec_ns);
+/// Traces a step's value once for each event that has the step.
+void trace_step(const CompiledEvents& list, std::uint32_t event, const DefinitionEntry& entry,
+                const CompiledStep& step, const DefinitionTrace& trace) {
+  for (const CountLine& line : list.lines) {
+    if (line.event != event || step.index >= line.step_count) continue;
+    if (entry.field == "Data") trace.decoded(entry.value, s_hex_to_ascii(entry.value));
+    if (entry.field == "Delay")
+      trace.offset(step.index, step.offset_ms * kNanosecondsPerMillisecond);
+  }
 }
 
-void apply_step_entry(CompiledEvent& event, const DefinitionEntry& entry, const Counts& counts,
+void apply_step_entry(CompiledEvents& list, std::uint32_t position, const DefinitionEntry& entry,
                       const DefinitionTrace* trace) {
+  CompiledEvent& event = list.events[position];
   std::uint32_t index = 0;
   if (to_uint32(entry.index, 10, index) != NumberReading::kOk) return;
-  if (index >= static_cast<std::uint32_t>(counts.most)) return;
-  const std::int32_t step = static_cast<std::int32_t>(index);
-  SubCommand& command = event.steps[step];
-  if (entry.field == "Protocol") command.protocol = entry.value;
-  if (entry.field == "IP") command.ip = entry.value;
-  if (entry.field == "Port") command.port = entry.value;
-  if (entry.field == "Data") command.data = s_hex_to_ascii(entry.value);
-  if (entry.field == "Delay") set_step_delay(event, step, entry.value);
-  if (trace == nullptr) return;
-  for (const std::int32_t step_count : counts.step_counts) {
-    if (step < step_count) trace_step(*trace, entry, step, command);
+  if (index >= static_cast<std::uint32_t>(event.most_steps)) return;
+  const auto [step, previous] = find_step(event, static_cast<std::int32_t>(index));
+  if (entry.field == "Protocol") step.protocol = entry.value.data();
+  if (entry.field == "IP") step.ip = entry.value.data();
+  if (entry.field == "Port") step.port = entry.value.data();
+  if (entry.field == "Data") step.data = entry.value.data();
+  if (entry.field == "Delay") {
+    step.delay_ms = to_int32(entry.value);
+    step.offset_ms = step.delay_ms + (previous == nullptr ? 0 : previous->offset_ms);
   }
+  if (trace != nullptr) trace_step(list, position, entry, step, *trace);
 }
 
 void apply_event_entry(CompiledEvent& event, const DefinitionEntry& entry) {
@@ -63,20 +74,18 @@ void apply_event_entry(CompiledEvent& event, const DefinitionEntry& entry) {
   }
 }
 
-CountsByName create_events(const DefinitionEntries& entries, CompiledEvents& list) {
-  CountsByName by_name;
-  for (const DefinitionEntry& entry : entries) {
+EventsByName create_events(CompiledEvents& list) {
+  EventsByName by_name;
+  for (const DefinitionEntry& entry : list.definitions) {
     if (entry.parts != 1 || entry.field != "Count") continue;
     const std::int32_t step_count = std::min(to_int32(entry.value), kMaxSteps);
     if (step_count <= 0) continue;
-    Counts& counts = by_name[entry.name];
-    if (counts.step_counts.empty()) {
-      counts.event = static_cast<std::uint32_t>(list.events.size());
-      list.events.push_back({entry.name, entry.name, 0, step_count, {}});
-    }
-    counts.most = std::max(counts.most, step_count);
-    counts.step_counts.push_back(step_count);
-    list.lines.push_back({counts.event, step_count});
+    const auto position = static_cast<std::uint32_t>(list.events.size());
+    const auto [found, is_new] = by_name.emplace(entry.name, position);
+    if (is_new) list.events.push_back({entry.name, entry.name, 0, step_count, 0, {}});
+    CompiledEvent& event = list.events[found->second];
+    event.most_steps = std::max(event.most_steps, step_count);
+    list.lines.push_back({found->second, step_count});
   }
   return by_name;
 }
@@ -85,13 +94,13 @@ CountsByName create_events(const DefinitionEntries& entries, CompiledEvents& lis
 
 CompiledEvents compile_events(const DefinitionEntries& entries, const DefinitionTrace* trace) {
   CompiledEvents list;
-  const CountsByName by_name = create_events(entries, list);
-  for (const DefinitionEntry& entry : entries) {
+  list.definitions = entries;
+  const EventsByName by_name = create_events(list);
+  for (const DefinitionEntry& entry : list.definitions) {
     const auto found = by_name.find(entry.name);
     if (found == by_name.end()) continue;
-    CompiledEvent& event = list.events[found->second.event];
-    if (entry.parts == 2) apply_step_entry(event, entry, found->second, trace);
-    if (entry.parts == 1) apply_event_entry(event, entry);
+    if (entry.parts == 2) apply_step_entry(list, found->second, entry, trace);
+    if (entry.parts == 1) apply_event_entry(list.events[found->second], entry);
   }
   return list;
 }
@@ -103,27 +112,37 @@ const CompiledEvent* find_event(const CompiledEvents& list, std::string_view nam
   return nullptr;
 }
 
+SubCommand sub_command(const CompiledStep& step) {
+  return {step.ip,
+          step.port,
+          step.protocol,
+          s_hex_to_ascii(step.data),
+          step.delay_ms * kNanosecondsPerMillisecond,
+          step.offset_ms * kNanosecondsPerMillisecond};
+}
+
 EventDefinition whole_event(const CompiledEvent& compiled, std::int32_t step_count) {
   EventDefinition event;
   event.name = compiled.name;
   event.trigger = compiled.trigger;
   event.delay_s = compiled.delay_s;
   event.commands.resize(static_cast<std::size_t>(step_count));
-  for (const auto& [step, command] : compiled.steps) {
-    if (step < step_count) event.commands[static_cast<std::size_t>(step)] = command;
+  for (const CompiledStep& step : compiled.steps) {
+    if (step.index >= step_count) break;
+    event.commands[static_cast<std::size_t>(step.index)] = sub_command(step);
   }
   return event;
 }
 
 std::string event_line(const CompiledEvent& compiled, std::int32_t step_count) {
-  static const SubCommand kEmptyStep;
-  std::string line = compiled.name + ";" + compiled.trigger + ";";
+  std::string line;
+  line.append(compiled.name).append(";").append(compiled.trigger).append(";");
   auto next = compiled.steps.begin();
-  for (std::int32_t step = 0; step < step_count; ++step) {
-    const bool set = next != compiled.steps.end() && next->first == step;
-    const SubCommand& command = set ? (next++)->second : kEmptyStep;
-    line.append(std::to_string(step)).append(":").append(command.data).append(":");
-    line.append(std::to_string(command.delay_ns / kNanosecondsPerMillisecond)).append(";");
+  for (std::int32_t index = 0; index < step_count; ++index) {
+    const bool set = next != compiled.steps.end() && next->index == index;
+    const CompiledStep step = set ? *next++ : CompiledStep();
+    line.append(std::to_string(index)).append(":").append(s_hex_to_ascii(step.data)).append(":");
+    line.append(std::to_string(step.delay_ms)).append(";");
   }
   return line + "Delay=" + std::to_string(compiled.delay_s) + ";\n";
 }

@@ -22,6 +22,9 @@ CompiledEvents compile_events(const DefinitionEntries& entries,
 /// names, both exactly.
 const CompiledEvent* find_event(const CompiledEvents& list, std::string_view name, int test);
 
+/// Returns a step to be queued, its payload decoded.
+SubCommand sub_command(const CompiledStep& step);
+
 /// An event of so many steps, the empty ones too.
 EventDefinition whole_event(const CompiledEvent& compiled, std::int32_t step_count);
 

@@ -3,9 +3,12 @@
 
 #include <cstdint>
 #include <deque>
-#include <map>
+#include <forward_list>
 #include <string>
+#include <string_view>
 #include <vector>
+
+#include "definitions/definition_entry.h"
 
 namespace kovo {
 
@@ -29,16 +32,26 @@ struct EventDefinition {
   std::int32_t test = 0;             // 1 for a test push
 };
 
-using EventList = std::deque<EventDefinition>;
+/// A step as the file defines it; its texts are C strings in the definitions.
+struct CompiledStep {
+  std::int32_t index = 0;
+  std::int32_t delay_ms = 0;   // its own delay
+  std::int64_t offset_ms = 0;  // from the start of the event's execution
+  const char* ip = "";
+  const char* port = "";
+  const char* protocol = "";
+  const char* data = "";  // hexadecimal
+};
 
 /// All events of one name: they take the same keys and differ in their number of steps alone, so
 /// that pushes find the first of them only. Holds what keys have set, and so no more than the file.
 struct CompiledEvent {
-  std::string name;
-  std::string trigger;
+  std::string_view name;
+  std::string_view trigger;
   std::int32_t delay_s = 0;
-  std::int32_t step_count = 0;               // steps of the first of them
-  std::map<std::int32_t, SubCommand> steps;  // by index; the steps that are not there are empty
+  std::int32_t step_count = 0;            // steps of the first of them
+  std::int32_t most_steps = 0;            // no key reaches a step at or beyond it
+  std::forward_list<CompiledStep> steps;  // by index; the steps that are not there are empty
 };
 
 struct CountLine {
@@ -47,8 +60,9 @@ struct CountLine {
 };
 
 struct CompiledEvents {
+  DefinitionEntries definitions;     // keeps the text into which the events point
   std::deque<CompiledEvent> events;  // in the order of their first "Count" lines
-  std::vector<CountLine> lines;      // every "Count" line that makes an event, in the file's order
+  std::deque<CountLine> lines;       // every "Count" line that makes an event, in the file's order
 };
 
 }  // namespace kovo

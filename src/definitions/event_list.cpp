@@ -2,14 +2,11 @@
 
 #include <utility>
 
-#ifdef __GLIBC__
-#include <malloc.h>
-#endif
-
 #include "definitions/status_vars.h"
 #include "definitions/templates.h"
 #include "frame/files.h"
 #include "frame/globals.h"
+#include "frame/host.h"
 #include "frame/log.h"
 #include "variables/central_state.h"
 
@@ -20,23 +17,15 @@ constexpr std::size_t kPieceSize =
     std::size_t{64} * 1024;  // of the list file, which may be far larger
 
 void print_decoded(std::string_view text, const std::string& bytes) {
-  print_stdout("[%s:%d] %s to ret=%s\n", "s_hex_to_ascii", __LINE__, std::string(text).c_str(),
-               bytes.c_str());
+  LOG_DEBUG("s_hex_to_ascii", "%s to ret=%s\n", std::string(text).c_str(), bytes.c_str());
 }
 
 void print_offset(std::int32_t step, std::int64_t delay_from_exec_ns) {
-  print_stdout("[%s:%d] ns delay from exec=(%d)%lld;\n", "rebuild_kovo_event_list", __LINE__, step,
-               static_cast<long long>(delay_from_exec_ns));
+  LOG_DEBUG("rebuild_kovo_event_list", "ns delay from exec=(%d)%lld;\n", step,
+            static_cast<long long>(delay_from_exec_ns));
 }
 
 constexpr DefinitionTrace kDebugTrace = {print_decoded, print_offset};
-
-/// What a large file has left in the heap would otherwise stay with the process.
-void give_back_memory() {
-#ifdef __GLIBC__
-  malloc_trim(0);
-#endif
-}
 
 EventDefinition copy_event(CentralState& state, std::string_view name, int test) {
   const MutexLock held(state.state_lock);
@@ -50,12 +39,12 @@ void rebuild_list(CentralState& state, int test) {
   const MutexLock held(state.state_lock);
   if (test == 0) {
     old = std::exchange(state.event_list, compile_events(state.definition_entries, debug_trace()));
-    log_main("[%s:%d] rebuild kovo event txt: OK\n", "rebuild_kovo_event_list", __LINE__);
+    LOG_MAIN("rebuild_kovo_event_list", "rebuild kovo event txt: OK\n");
     write_event_list_file(state.event_list, "/tmp/kovo_event_list.txt");
   } else {
     old = std::exchange(state.test_event_list,
                         compile_events(state.test_definition_entries, debug_trace()));
-    log_main("[%s:%d] rebuild test kovo event txt: OK\n", "rebuild_kovo_event_list", __LINE__);
+    LOG_MAIN("rebuild_kovo_event_list", "rebuild test kovo event txt: OK\n");
     write_event_list_file(state.test_event_list, "/tmp/kovo_event_list_test.txt");
   }
 }

@@ -61,10 +61,7 @@ bool file_is_behind(CentralState& state) {
 int renew_enable_event(CentralState& state) {
   const std::string value = query_device_param("ENABLE_KOVO_EVENT");
   if (!value.empty()) state.events_enabled = enables_events(value) ? 1 : 0;
-  if (debug != 0) {
-    print_stdout("[%s:%d] enable event=%d\n", "renew_enable_event", __LINE__,
-                 state.events_enabled.load());
-  }
+  LOG_DEBUG("renew_enable_event", "enable event=%d\n", state.events_enabled.load());
   return 0;
 }
 
@@ -106,7 +103,7 @@ int apply_setting_line(CentralState& state, std::string_view line) {
 int kovo_config_set(CentralState& state, std::string_view key, std::string_view value) {
   const std::string name(key);
   if (value.empty()) {
-    log_main("[%s:%d] no value, skip set %s\n", "kovo_config_set", __LINE__, name.c_str());
+    LOG_MAIN("kovo_config_set", "no value, skip set %s\n", name.c_str());
     return kSettingRefused;
   }
   const int result = store_setting(state, name, value);

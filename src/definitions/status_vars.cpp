@@ -22,7 +22,10 @@ StatusVars query_status() {
   if (!open_pipe(pipe, kStatusQuery)) return vars;
   LineBuffer buffer;
   std::string_view line;
+  std::size_t bytes = 0;
   while (vars.size() < kMaxStatusVars && read_line(pipe.output, buffer, line)) {
+    bytes += line.size();
+    if (bytes > kMaxStatusBytes) break;
     parse_status_line(line, vars);
   }
   return vars;
@@ -42,7 +45,7 @@ int renew_macro_var(CentralState& state) {
     const MutexLock held(state.status_lock);
     state.status_vars.swap(answer);
   }
-  if (debug != 0) print_stdout("[%s:%d] save /tmp/kovo_var.txt\n", "renew_macro_var", __LINE__);
+  LOG_DEBUG("renew_macro_var", "save /tmp/kovo_var.txt\n");
   const MutexLock held(status_file_lock);
   write_status_vars_file(current_status(state), "/tmp/kovo_var.txt");
   return count;

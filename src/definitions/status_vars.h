@@ -10,8 +10,10 @@ namespace kovo {
 
 struct CentralState;
 
-constexpr int kMinStatusVars = 6;             // an answer of fewer lines is not taken
-constexpr std::size_t kMaxStatusVars = 4096;  // a service that never stops is cut off here
+constexpr int kMinStatusVars = 6;  // an answer of fewer lines is not taken
+// A service that never stops is cut off here.
+constexpr std::size_t kMaxStatusVars = 4096;
+constexpr std::size_t kMaxStatusBytes = std::size_t{256} * 1024;
 
 /// Asks the status service, which takes up to two seconds. An answer of at least kMinStatusVars
 /// key:value lines replaces status_vars; otherwise they stay. Writes the status variables file

@@ -5,16 +5,6 @@
 #include "frame/text.h"
 
 namespace kovo {
-namespace {
-
-int hex_digit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  return -1;
-}
-
-}  // namespace
 
 std::string expand_templates(const TemplateValues& values, std::string_view payload) {
   // An escape sequence makes one byte of two, so no later byte can be part of what is kept.

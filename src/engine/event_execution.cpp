@@ -1,11 +1,12 @@
 #include "engine/event_execution.h"
 
+#include <utility>
+
 #include "engine/event_fate.h"
 #include "engine/sender_threads.h"
 #include "frame/globals.h"
 #include "frame/host.h"
 #include "frame/log.h"
-#include "frame/worker.h"
 #include "variables/central_state.h"
 
 namespace kovo {
@@ -13,8 +14,8 @@ namespace {
 
 void skip_during_power_on(const EventDefinition& event, const SubCommand& step) {
   const std::int32_t uptime = uptime_s;
-  log_main("[%s:%d] during Power On, skip %s ...%d/%d\n", "exec_event", __LINE__,
-           event.name.c_str(), uptime, kPowerOnPeriodS);
+  LOG_MAIN("exec_event", "during Power On, skip %s ...%d/%d\n", event.name.c_str(), uptime,
+           kPowerOnPeriodS);
   log_event_echo("skip uptime=%ld,%s:%s %s %s\n", static_cast<long>(uptime), step.ip.c_str(),
                  step.port.c_str(), step.protocol.c_str(), step.data.c_str());
 }
@@ -44,17 +45,15 @@ void run_step(EventQueue& queue, const CentralState& state, const EventDefinitio
 }
 
 void print_run(const EventDefinition& event, std::int64_t now) {
-  if (debug == 0) return;
-  print_stdout(
-      "[%s:%d] get sys event=%s, run event=%s, now=%lld ms, t_exec=%lld ms, sub cmd size=%d, "
-      "test=%d\n",
-      "exec_event", __LINE__, event.trigger.c_str(), event.name.c_str(),
-      static_cast<long long>(now / 1'000'000), static_cast<long long>(event.due_at / 1'000'000),
-      static_cast<int>(event.commands.size()), event.test);
+  LOG_DEBUG("exec_event",
+            "get sys event=%s, run event=%s, now=%lld ms, t_exec=%lld ms, sub cmd size=%d, "
+            "test=%d\n",
+            event.trigger.c_str(), event.name.c_str(), static_cast<long long>(now / 1'000'000),
+            static_cast<long long>(event.due_at / 1'000'000),
+            static_cast<int>(event.commands.size()), event.test);
 }
 
-/// Runs a due event. False when it was dropped: "PowerOn" runs once per boot. What may throw comes
-/// first; from there on the event counts as run.
+/// Runs a due event. False when it was dropped: "PowerOn" runs once per boot.
 bool run_event(EventQueue& queue, CentralState& state, EventDefinition& event, std::int64_t now) {
   const bool power_on = equals_nocase(event.trigger, "PowerOn");
   if (power_on && state.power_on_done == 1) {
@@ -63,40 +62,17 @@ bool run_event(EventQueue& queue, CentralState& state, EventDefinition& event, s
   }
   print_run(event, now);
   if (power_on) state.power_on_done = 1;
-  event.status = kExecuted;
-  for (const SubCommand& step : event.commands) {
-    guarded("exec_event", [&] { run_step(queue, state, event, step); });
-  }
+  event.status = kExecuted;  // not run again when memory runs out at one of its steps
+  for (const SubCommand& step : event.commands) run_step(queue, state, event, step);
   return true;
 }
 
 void log_expired(const EventDefinition& event, std::int64_t now) {
-  log_main(
-      "[%s:%d] Error cannot send sys event=%s, run event=%s, now=%lld, t_exec=%lld, sub cmd "
-      "size=%d\n",
-      "exec_event", __LINE__, event.trigger.c_str(), event.name.c_str(),
-      static_cast<long long>(now), static_cast<long long>(event.due_at),
-      static_cast<int>(event.commands.size()));
-}
-
-/// A scan over a list that leaves some events in it, in their order, and makes it shorter once, at
-/// its end. Broken off by an exception, it leaves the event it stands at and those behind it, too.
-struct Scan {
-  explicit Scan(EventList& list) : events(list), kept(list.begin()), next(list.begin()) {}
-  ~Scan() {
-    events.erase(kept, next);
-  }
-  Scan(const Scan&) = delete;
-  Scan& operator=(const Scan&) = delete;
-
-  EventList& events;
-  EventList::iterator kept;  // behind the events that stay
-  EventList::iterator next;  // not looked at yet
-};
-
-void keep(Scan& scan) {
-  if (scan.kept != scan.next) *scan.kept = std::move(*scan.next);
-  ++scan.kept;
+  LOG_MAIN("exec_event",
+           "Error cannot send sys event=%s, run event=%s, now=%lld, t_exec=%lld, sub cmd "
+           "size=%d\n",
+           event.trigger.c_str(), event.name.c_str(), static_cast<long long>(now),
+           static_cast<long long>(event.due_at), static_cast<int>(event.commands.size()));
 }
 
 }  // namespace
@@ -104,13 +80,20 @@ void keep(Scan& scan) {
 int exec_event(EventQueue& queue, CentralState& state) {
   const MutexLock held(queue.lock);
   int executed = 0;
-  for (Scan scan(queue.pending); scan.next != queue.pending.end(); ++scan.next) {
-    EventDefinition& event = *scan.next;
+  for (auto at = queue.pending.entries.begin(); at != queue.pending.entries.end();) {
+    EventDefinition& event = at->item;
     const std::int64_t now = queue_time(queue);
     const EventFate fate = event_fate(event, now);
+    if (fate == EventFate::kWait) {
+      ++at;
+      continue;
+    }
     if (fate == EventFate::kExpired) log_expired(event, now);
     if (fate == EventFate::kRun && run_event(queue, state, event, now)) ++executed;
-    if (fate == EventFate::kWait) keep(scan);
+    at = queue.pending.erase(at);
+  }
+  if (queue.pending.entries.empty() && std::exchange(queue.pending_was_large, false)) {
+    give_back_memory();
   }
   return executed;
 }

@@ -15,6 +15,7 @@ namespace kovo {
 namespace {
 
 constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
+constexpr std::size_t kLargeQueueBytes = std::size_t{1} << 20;
 
 /// Looks one name up and stamps the copy; nothing when no event has it. The mirror hears of found
 /// and unfound names alike, each time with the whole text.
@@ -34,17 +35,32 @@ std::optional<EventDefinition> make_pending(EventQueue& queue, CentralState& sta
 
 enum class End { kFront, kBack };
 
+const char* routine_of(End end) {
+  return end == End::kBack ? "push_event_back" : "push_event_front";
+}
+
+/// Puts an event at one end of the queue, or drops it: one delayed event that is raised again and
+/// again would otherwise fill the device's memory.
+void add_pending(EventQueue& queue, EventDefinition event, std::string_view name, End end)
+    REQUIRES(queue.lock) {
+  auto& pending = queue.pending;
+  const bool added = end == End::kBack ? pending.push_back(std::move(event))
+                                       : pending.push_front(std::move(event));
+  if (!added && pending.drops_to_report(steady_ns()) > 0) {
+    LOG_MAIN(routine_of(end), "Error: Too many event: key=%s\n", std::string(name).c_str());
+  }
+  if (pending.bytes > kLargeQueueBytes) queue.pending_was_large = true;
+}
+
 /// Looks up each name of a text and puts the events found at one end of the queue.
 void push_names(EventQueue& queue, CentralState& state, const std::string& text, int test, End end)
     REQUIRES(queue.lock) {
   for (const std::string_view name : split_lines(text)) {
     std::optional<EventDefinition> event = make_pending(queue, state, name, text, test);
-    if (event && end == End::kBack) queue.pending.push_back(std::move(*event));
-    if (event && end == End::kFront) queue.pending.push_front(std::move(*event));
-    if (!event && debug != 0) {
-      print_stdout("[%s:%d] not found sys event=%s\n",
-                   end == End::kBack ? "push_event_back" : "push_event_front", __LINE__,
-                   text.c_str());
+    if (event) {
+      add_pending(queue, std::move(*event), name, end);
+    } else {
+      LOG_DEBUG(routine_of(end), "not found sys event=%s\n", text.c_str());
     }
   }
 }
@@ -65,6 +81,16 @@ std::optional<MirrorTarget> mirror_target(std::int32_t level) {
 
 }  // namespace
 
+std::size_t memory_of(const EventDefinition& event) {
+  std::size_t bytes = memory_of(event.name) + memory_of(event.trigger) +
+                      event.commands.capacity() * sizeof(SubCommand);
+  for (const SubCommand& step : event.commands) {
+    bytes +=
+        memory_of(step.ip) + memory_of(step.port) + memory_of(step.protocol) + memory_of(step.data);
+  }
+  return bytes;
+}
+
 std::unique_ptr<EventQueue> make_event_queue() {
   auto queue = std::make_unique<EventQueue>();
   queue->created_at = steady_ns();
@@ -78,15 +104,25 @@ std::int64_t queue_time(const EventQueue& queue) {
 }
 
 void push_tcp_line(EventQueue& queue, TcpLine line) {
-  DropReport report("tcp_lines");
-  const MutexLock held(queue.lock);
-  push_bounded(queue.tcp_lines, queue.tcp_load, std::move(line), report);
+  int dropped = 0;
+  {
+    const MutexLock held(queue.lock);
+    queue.tcp_lines.push_back(std::move(line));
+    dropped = queue.tcp_lines.drops_to_report(steady_ns());
+  }
+  log_drops("tcp_lines", dropped);
 }
 
-std::optional<TcpLine> take_tcp_line(EventQueue& queue) {
-  DropReport report("tcp_lines");
-  const MutexLock held(queue.lock);
-  return take_bounded(queue.tcp_lines, queue.tcp_load, report);
+std::optional<TcpLine> pop_tcp_line(EventQueue& queue) {
+  int dropped = 0;
+  std::optional<TcpLine> line;
+  {
+    const MutexLock held(queue.lock);
+    dropped = queue.tcp_lines.drops_to_report(steady_ns());
+    line = queue.tcp_lines.pop_front();
+  }
+  log_drops("tcp_lines", dropped);
+  return line;
 }
 
 int push_event_back(EventQueue& queue, CentralState& state, std::string_view names, int test) {

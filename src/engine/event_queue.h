@@ -34,9 +34,12 @@ struct TcpLine {
   std::int64_t received_us;  // wall clock, microseconds since the epoch
 };
 
-inline const std::string& text_of(const TcpLine& line) {
-  return line.line;
+inline std::size_t memory_of(const TcpLine& line) {
+  return memory_of(line.line);
 }
+
+/// Returns the memory of a queued event beside the object itself: its steps and texts.
+std::size_t memory_of(const EventDefinition& event);
 
 /// What a sender thread is started with; it stays in its slot so that a start needs no allocation.
 struct SenderTask {
@@ -63,9 +66,9 @@ struct FreeBuffers {
 
 struct EventQueue {
   Mutex lock;  // held for a whole push, its lookup included, and for a whole scan of the worker
-  EventList pending GUARDED_BY(lock);
-  std::deque<TcpLine> tcp_lines GUARDED_BY(lock);  // the oldest first, kMaxQueueBytes at most
-  QueueLoad tcp_load GUARDED_BY(lock);
+  BoundedQueue<EventDefinition> pending GUARDED_BY(lock);
+  bool pending_was_large GUARDED_BY(lock) = false;  // since it was last empty
+  BoundedQueue<TcpLine> tcp_lines GUARDED_BY(lock);
 
   // The slots. The worker takes and frees them; a sender thread touches only its own.
   pthread_t sender_threads[kSenderSlots] = {};
@@ -81,17 +84,17 @@ std::unique_ptr<EventQueue> make_event_queue();
 /// Nanoseconds since the queue was made.
 std::int64_t queue_time(const EventQueue& queue);
 
-/// Appends a received line. When tcp_lines is full it is dropped, and the main log told. Takes
-/// queue.lock for the append; so for the next.
+/// Appends a received line. Drops are logged, at most one line a second. Takes queue.lock.
 void push_tcp_line(EventQueue& queue, TcpLine line);
 
-/// Takes the oldest received line; nothing when there is none.
-std::optional<TcpLine> take_tcp_line(EventQueue& queue);
+/// Removes and returns the oldest received line; nothing when there is none. Takes queue.lock.
+std::optional<TcpLine> pop_tcp_line(EventQueue& queue);
 
 /// Looks up each line of `names` and appends the events found to `pending`, in order; one final
 /// line feed is removed first. Logs the text, and mirrors it once per name when the mirror is on.
-/// Nothing is queued for a name without an event; with -d it is printed. Returns 0. Any thread;
-/// takes queue.lock for all of it: the status queries of the lookups and the mirror's lines, up to
+/// Nothing is queued for a name without an event; with -d it is printed. An event for which
+/// `pending` has no room is dropped and logged, once a second at most. Returns 0. Any thread; takes
+/// queue.lock for all of it: the status queries of the lookups and the mirror's lines, up to
 /// 3 s each, included.
 int push_event_back(EventQueue& queue, CentralState& state, std::string_view names, int test);
 

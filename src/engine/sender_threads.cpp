@@ -12,30 +12,11 @@
 namespace kovo {
 namespace {
 
-#if defined(KOVO_SANITIZED)
-constexpr std::size_t kSenderStack = std::size_t{1} << 20;  // sanitizers widen every frame
-#else
-constexpr std::size_t kSenderStack = std::size_t{64} << 10;  // a sender uses less than half
-#endif
-
 enum class Payload { kData, kStatus };  // the step's own, or the status service's answer
 
-/// Gives a taken slot back, unless its thread has started: out of memory, a log record may throw.
-struct SlotGuard {
-  explicit SlotGuard(std::atomic<std::int32_t>* taken) : state(taken) {}
-  ~SlotGuard() {
-    if (state != nullptr) *state = kSlotFree;
-  }
-  SlotGuard(const SlotGuard&) = delete;
-  SlotGuard& operator=(const SlotGuard&) = delete;
-
-  std::atomic<std::int32_t>* state;
-};
-
 void print_task(const char* routine, const SenderTask& task, const char* ip, const char* data) {
-  if (debug == 0) return;
-  print_stdout("[%s:%d] %s data=[%d]%s, sleep for=%lld\n", routine, __LINE__, ip,
-               static_cast<int>(std::strlen(data)), data, static_cast<long long>(task.delay_ns));
+  LOG_DEBUG(routine, "%s data=[%d]%s, sleep for=%lld\n", ip, static_cast<int>(std::strlen(data)),
+            data, static_cast<long long>(task.delay_ns));
 }
 
 /// The slot is copied before the wait. A text up to its first zero byte is what goes out.
@@ -43,9 +24,8 @@ void send_step(const SenderTask& task, const char* routine, Payload kind, Transp
   const char* slot_ip = task.queue->buffers->sender_ip[task.slot];
   const char* slot_data = task.queue->buffers->sender_data[task.slot];
   if (transport == Transport::kUdp) print_task(routine, task, slot_ip, slot_data);
-  if (transport == Transport::kTcp && kind == Payload::kStatus && debug != 0) {
-    print_stdout("[%s:%d] sleep for=%lld\n", routine, __LINE__,
-                 static_cast<long long>(task.delay_ns));
+  if (transport == Transport::kTcp && kind == Payload::kStatus) {
+    LOG_DEBUG(routine, "sleep for=%lld\n", static_cast<long long>(task.delay_ns));
   }
   const std::string ip(slot_ip);
   std::string payload(slot_data);
@@ -63,7 +43,7 @@ void send_step(const SenderTask& task, const char* routine, Payload kind, Transp
 /// The one body of the four threads.
 void* run_sender(void* argument, const char* routine, Payload kind, Transport transport) {
   const SenderTask& task = *static_cast<const SenderTask*>(argument);
-  guarded(routine, [&] { send_step(task, routine, kind, transport); });
+  catch_and_log(routine, [&] { send_step(task, routine, kind, transport); });
   *task.state = kSlotFinished;
   return nullptr;
 }
@@ -107,24 +87,18 @@ int get_new_ret_thread(EventQueue& queue, const std::string& event_name) {
   for (int slot = 0; slot < kSenderSlots; ++slot) {
     std::atomic<std::int32_t>& state = queue.sender_state[slot];
     if (state == kSlotFree) {
-      if (debug != 0) {
-        print_stdout("[%s:%d] get thread id=%d\n", "get_new_ret_thread", __LINE__, slot);
-      }
+      LOG_DEBUG("get_new_ret_thread", "get thread id=%d\n", slot);
       state = kSlotTaken;
       return slot;
     }
     if (state == kSlotFinished) {
       pthread_join(queue.sender_threads[slot], nullptr);
       state = kSlotFree;
-      if (debug != 0) {
-        print_stdout("[%s:%d] free thread id=%d\n", "get_new_ret_thread", __LINE__, slot);
-      }
+      LOG_DEBUG("get_new_ret_thread", "free thread id=%d\n", slot);
     }
   }
-  if (debug != 0) {
-    print_stdout("[%s:%d] Error: skip %s, event thead over %d\n", "get_new_ret_thread", __LINE__,
-                 event_name.c_str(), kSenderSlots);
-  }
+  LOG_DEBUG("get_new_ret_thread", "Error: skip %s, event thead over %d\n", event_name.c_str(),
+            kSenderSlots);
   return -1;
 }
 
@@ -137,21 +111,17 @@ void start_sender(EventQueue& queue, const std::string& event_name, const SubCom
   const int port = to_int32(command.port);
   const int slot = get_new_ret_thread(queue, event_name);
   if (slot < 0) return;
-  SlotGuard taken{&queue.sender_state[slot]};
-  if (debug != 0 && kind == SendKind::kTcp) {
-    print_stdout("[%s:%d] ip=%s, port=%s data[%d]=\"%s\"\n", "exec_event", __LINE__,
-                 command.ip.c_str(), command.port.c_str(), static_cast<int>(command.data.size()),
-                 command.data.c_str());
+  if (kind == SendKind::kTcp) {
+    LOG_DEBUG("exec_event", "ip=%s, port=%s data[%d]=\"%s\"\n", command.ip.c_str(),
+              command.port.c_str(), static_cast<int>(command.data.size()), command.data.c_str());
   }
   fill_slot(queue, slot, command, port);
-  const int error = start_thread(queue.sender_threads[slot], kSenderStack,
+  const int error = start_thread("kovo-send", queue.sender_threads[slot], kSmallStack,
                                  kSenderBodies[static_cast<std::size_t>(kind)],
                                  &queue.buffers->sender_tasks[slot]);
-  if (error == 0) {
-    taken.state = nullptr;
-    return;
-  }
-  log_main("[%s:%d] Error: start sender for %s: %s\n", "exec_event", __LINE__, event_name.c_str(),
+  if (error == 0) return;
+  queue.sender_state[slot] = kSlotFree;
+  LOG_MAIN("exec_event", "Error: start sender for %s: %s\n", event_name.c_str(),
            error_text(error).c_str());
 }
 

@@ -65,8 +65,8 @@ int open_connection(const char* routine, Descriptor& connection, const std::stri
   if (connect_to(connection.fd, socket_address(ip, port), timeout_ms) == 0) return 0;
   const int error = errno;
   failure = numbered_error(error);
-  log_main("[%s:%d] Error: connect ip=%s, port=%d, error=(%d)%s, data=%s;\n", routine, __LINE__,
-           ip.c_str(), port, error, error_text(error).c_str(), payload.c_str());
+  LOG_MAIN(routine, "Error: connect ip=%s, port=%d, error=(%d)%s, data=%s;\n", ip.c_str(), port,
+           error, error_text(error).c_str(), payload.c_str());
   return kConnectFailed;
 }
 
@@ -107,10 +107,8 @@ int udpclient(const std::string& ip, int port, std::string_view payload) {
   const sockaddr_in address = socket_address(ip, port);
   const Descriptor datagram(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
   if (datagram.fd < 0) return -1;
-  if (debug != 0) {
-    print_stdout("[%s:%d] send udp:%d (%d)%s\n", "udpclient", __LINE__, port,
-                 static_cast<int>(payload.size()), std::string(payload).c_str());
-  }
+  LOG_DEBUG("udpclient", "send udp:%d (%d)%s\n", port, static_cast<int>(payload.size()),
+            std::string(payload).c_str());
   ssize_t sent = -1;
   do {
     sent = sendto(datagram.fd, payload.data(), payload.size(), MSG_NOSIGNAL, generic(address),
@@ -127,10 +125,7 @@ int tcpclient(const std::string& ip, int port, std::string_view payload, std::st
   const int opened =
       open_connection("tcpclient", connection, ip, port, text, kReplyTimeoutMs, reply);
   if (opened < 0) return opened;
-  if (debug != 0) {
-    print_stdout("[%s:%d] send[%d] %s\n", "tcpclient", __LINE__, static_cast<int>(text.size()),
-                 text.c_str());
-  }
+  LOG_DEBUG("tcpclient", "send[%d] %s\n", static_cast<int>(text.size()), text.c_str());
   const int sent = send_payload(connection, ip, port, text, reply);
   if (sent >= 0) reply = read_reply(connection.fd, reply_size);
   return sent;
@@ -142,14 +137,12 @@ int tcpclient_no_rcv(const std::string& ip, int port, std::string_view payload) 
   std::string failure;
   const int opened =
       open_connection("tcpclient_no_rcv", connection, ip, port, text, kNoReplyTimeoutMs, failure);
-  if (opened == kNoSocket && debug != 0) {
-    print_stdout("[%s:%d] socket %s", "tcpclient_no_rcv", __LINE__, failure.c_str());
+  if (opened == kNoSocket) {
+    LOG_DEBUG("tcpclient_no_rcv", "socket %s", failure.c_str());
   }
   if (opened < 0) return opened;
-  if (debug != 0) {
-    print_stdout("[%s:%d] send tcp:%d (%d)%s\n", "tcpclient_no_rcv", __LINE__, port,
-                 static_cast<int>(text.size()), text.c_str());
-  }
+  LOG_DEBUG("tcpclient_no_rcv", "send tcp:%d (%d)%s\n", port, static_cast<int>(text.size()),
+            text.c_str());
   const int sent = send_payload(connection, ip, port, text, failure);
   if (sent >= 0) sleep_ms(kPauseMs);
   return sent;

@@ -1,28 +1,41 @@
 #include "frame/bounded_queue.h"
 
+#include "frame/host.h"
 #include "frame/log.h"
-#include "frame/worker.h"
 
 namespace kovo {
 
-std::size_t text_bytes(const std::string& text) {
+std::size_t memory_of(const std::string& text) {
   constexpr std::size_t kAllocationBytes = 2 * sizeof(void*);
-  static const std::size_t in_place = std::string().capacity();
+  const std::size_t in_place = std::string().capacity();
   return text.capacity() <= in_place ? 0 : text.capacity() + 1 + kAllocationBytes;
 }
 
-int drops_to_report(QueueLoad& load, std::int64_t now_ns) {
-  if (load.dropped == 0 || now_ns < load.reported_ns + kDropReportPeriodNs) return 0;
-  load.reported_ns = now_ns;
-  return std::exchange(load.dropped, 0);
+void log_drops(const char* queue, int dropped) {
+  if (dropped != 0)
+    LOG_MAIN("push_bounded", "Error: %s is full, %d texts dropped\n", queue, dropped);
 }
 
-DropReport::~DropReport() {
-  if (dropped == 0) return;
-  guarded("push_bounded", [&] {
-    log_main("[%s:%d] Error: %s is full, %d texts dropped\n", "push_bounded", __LINE__, queue,
-             dropped);
-  });
+void MessageQueue::push(std::string text) {
+  int dropped = 0;
+  {
+    const MutexLock held(lock);
+    texts.push_back(std::move(text));
+    dropped = texts.drops_to_report(steady_ns());
+  }
+  log_drops(name, dropped);
+}
+
+std::optional<std::string> MessageQueue::pop() {
+  int dropped = 0;
+  std::optional<std::string> text;
+  {
+    const MutexLock held(lock);
+    dropped = texts.drops_to_report(steady_ns());
+    text = texts.pop_front();
+  }
+  log_drops(name, dropped);
+  return text;
 }
 
 }  // namespace kovo

@@ -1,6 +1,5 @@
-// The bound of the queues of received texts: whoever sends faster than a consumer works must not
-// fill the device's memory. Texts and their places count; when they reach kMaxQueueBytes the newest
-// is dropped, and one Error line a second at most says how many.
+// First-in, first-out queues with a bound on their memory: whoever sends faster than a consumer
+// works must not fill the device's memory. The newest item is dropped when there is no room.
 #pragma once
 
 #include <cstddef>
@@ -10,73 +9,92 @@
 #include <string>
 #include <utility>
 
-#include "frame/host.h"
+#include "frame/mutex.h"
 
 namespace kovo {
 
 constexpr std::size_t kMaxQueueBytes = std::size_t{8} << 20;
 constexpr std::int64_t kDropReportPeriodNs = 1'000'000'000;
 
-/// What one queue holds and has dropped; guarded by the lock of its queue.
-struct QueueLoad {
+/// Returns the memory of a text beside the object itself: none for a short one, otherwise its bytes
+/// and the bookkeeping of their allocation.
+std::size_t memory_of(const std::string& text);
+
+/// A queue without a lock of its own: the caller holds the one that guards it. Items of other types
+/// have a memory_of of their own.
+template <class Item>
+struct BoundedQueue {
+  struct Entry {
+    Item item;
+    std::size_t bytes;  // as counted; moving an item may change what it takes
+  };
+  using Iterator = typename std::deque<Entry>::iterator;
+
+  /// Adds an item; false when it was dropped for want of room.
+  bool push_back(Item item) {
+    return insert(entries.end(), std::move(item));
+  }
+  bool push_front(Item item) {
+    return insert(entries.begin(), std::move(item));
+  }
+
+  /// Removes and returns the oldest item; nothing when there is none.
+  std::optional<Item> pop_front() {
+    if (entries.empty()) return {};
+    std::optional<Item> item(std::move(entries.front().item));
+    erase(entries.begin());
+    return item;
+  }
+
+  /// Removes one item and returns the place of the next.
+  Iterator erase(Iterator at) {
+    bytes -= at->bytes;
+    return entries.erase(at);
+  }
+
+  /// Returns how many drops to report at a moment of the steady clock: all since the last report,
+  /// or 0 within a second of it.
+  int drops_to_report(std::int64_t now_ns) {
+    if (dropped == 0 || now_ns < reported_ns + kDropReportPeriodNs) return 0;
+    reported_ns = now_ns;
+    return std::exchange(dropped, 0);
+  }
+
+  std::deque<Entry> entries;
   std::size_t bytes = 0;
   int dropped = 0;                                  // since the last report
   std::int64_t reported_ns = -kDropReportPeriodNs;  // steady clock
-};
 
-/// The memory of a text beside its place in a queue: none for a short one, otherwise its bytes and
-/// the bookkeeping of their allocation.
-std::size_t text_bytes(const std::string& text);
-
-/// The text of a queue's item; other kinds of items have one of their own.
-inline const std::string& text_of(const std::string& text) {
-  return text;
-}
-
-template <class Item>
-std::size_t item_bytes(const Item& item) {
-  return sizeof(Item) + text_bytes(text_of(item));
-}
-
-/// How many drops to report at this moment of the steady clock; 0 within a second of the last
-/// report.
-int drops_to_report(QueueLoad& load, std::int64_t now_ns);
-
-/// Tells the main log of drops at the end of its scope: made before the queue's lock is taken, it
-/// speaks once that is released.
-struct DropReport {
-  explicit DropReport(const char* queue_name) : queue(queue_name) {}
-  ~DropReport();
-  DropReport(const DropReport&) = delete;
-  DropReport& operator=(const DropReport&) = delete;
-
-  const char* queue;
-  int dropped = 0;
-};
-
-/// Appends an item, or drops it when the queue is full. The caller holds the queue's lock; so for
-/// the next.
-template <class Item>
-void push_bounded(std::deque<Item>& queue, QueueLoad& load, Item item, DropReport& report) {
-  const std::size_t bytes = item_bytes(item);
-  if (load.bytes + bytes <= kMaxQueueBytes) {
-    queue.push_back(std::move(item));
-    load.bytes += bytes;
-  } else {
-    ++load.dropped;
+ private:
+  bool insert(Iterator place, Item item) {
+    const std::size_t item_bytes = sizeof(Entry) + memory_of(item);
+    if (bytes + item_bytes > kMaxQueueBytes) {
+      ++dropped;
+      return false;
+    }
+    entries.insert(place, Entry{std::move(item), item_bytes});
+    bytes += item_bytes;
+    return true;
   }
-  report.dropped = drops_to_report(load, steady_ns());
-}
+};
 
-/// Takes the oldest item; nothing when there is none.
-template <class Item>
-std::optional<Item> take_bounded(std::deque<Item>& queue, QueueLoad& load, DropReport& report) {
-  report.dropped = drops_to_report(load, steady_ns());
-  if (queue.empty()) return {};
-  load.bytes -= item_bytes(queue.front());
-  std::optional<Item> item(std::move(queue.front()));
-  queue.pop_front();
-  return item;
-}
+/// Logs an Error line about texts that a queue has dropped; nothing for 0.
+void log_drops(const char* queue, int dropped);
+
+/// A queue of received texts between a receiver and its consumer, with a lock of its own. Any
+/// thread.
+struct MessageQueue {
+  explicit MessageQueue(const char* queue_name) : name(queue_name) {}
+
+  /// Appends a text. Drops are logged, at most one line a second.
+  void push(std::string text);
+
+  /// Removes and returns the oldest text; nothing when there is none.
+  std::optional<std::string> pop();
+
+  const char* name;  // for the log
+  Mutex lock;
+  BoundedQueue<std::string> texts GUARDED_BY(lock);
+};
 
 }  // namespace kovo

@@ -25,6 +25,7 @@
 #include "frame/host.h"
 #include "frame/log.h"
 #include "frame/options.h"
+#include "frame/output.h"
 #include "frame/shell.h"
 #include "frame/supervision.h"
 #include "frame/worker.h"
@@ -48,12 +49,22 @@ void open_standard_descriptors() {
   if (fd > STDERR_FILENO) close(fd);
 }
 
-/// An empty handler in place of SIG_IGN, which the children of the shell would inherit.
-void ignore_broken_pipes() {
+void handle_signals(std::initializer_list<int> signals, void (*handler)(int)) {
   struct sigaction action {};
-  action.sa_handler = [](int) {};
+  action.sa_handler = handler;
   action.sa_flags = SA_RESTART;
-  sigaction(SIGPIPE, &action, nullptr);
+  for (const int signal : signals) sigaction(signal, &action, nullptr);
+}
+
+/// Makes the signals independent of the parent, for the daemon and its children: `timeout` could
+/// not end `nc` with SIGTERM blocked. A broken pipe and a file at its limit are errors of writing;
+/// the children would inherit SIG_IGN, but do not inherit a handler.
+void set_signals() {
+  handle_signals({SIGTERM, SIGINT, SIGHUP, SIGCHLD, SIGALRM}, SIG_DFL);
+  handle_signals({SIGPIPE, SIGXFSZ}, [](int) {});
+  sigset_t none;
+  sigemptyset(&none);
+  sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
 /// All threads share one heap arena: each of its own would reserve 64 MiB of addresses, and the
@@ -67,8 +78,7 @@ void share_one_arena() {
 void prepare_process() {
   share_one_arena();
   open_standard_descriptors();
-  ignore_broken_pipes();
-  raise_descriptor_limit();
+  set_signals();
   umask(kModeMask);
 }
 
@@ -77,9 +87,9 @@ void log_banner() {
 }
 
 void make_objects() {
-  insist("main", [] { event_queue = make_event_queue().release(); });
-  insist("main", [] { central_state = make_central_state().release(); });
-  insist("main", [] { variable_registry = make_variable_registry().release(); });
+  if (event_queue == nullptr) event_queue = make_event_queue().release();
+  if (central_state == nullptr) central_state = make_central_state().release();
+  variable_registry = make_variable_registry().release();
 }
 
 void load_settings() {
@@ -92,11 +102,12 @@ void write_pid_file() {
   const int pid = static_cast<int>(getpid());
   std::snprintf(command, sizeof command, "echo %d > /var/run/kovotcp.pid", pid);
   _system(command);
-  log_main("[%s:%d] create /var/run/kovotcp.pid=%d\n", "main", __LINE__, pid);
+  LOG_MAIN("main", "create /var/run/kovotcp.pid=%d\n", pid);
 }
 
 struct Worker {
-  const char* name;
+  const char* routine;
+  const char* thread_name;
   void* (*body)(void*);
   void* argument;
 };
@@ -105,36 +116,36 @@ struct Worker {
 bool start_workers(std::initializer_list<Worker> workers) {
   for (const Worker& worker : workers) {
     pthread_t thread;
-    const int error = start_thread(thread, kDefaultStack, worker.body, worker.argument);
+    const int error =
+        start_thread(worker.thread_name, thread, kDefaultStack, worker.body, worker.argument);
     if (error == 0) continue;
-    guarded("main", [&] {
-      log_main("Error: pthread_create %s(): %s\n", worker.name, error_text(error).c_str());
-    });
+    log_main("Error: pthread_create %s(): %s\n", worker.routine, error_text(error).c_str());
     return false;
   }
   return true;
 }
 
 bool start_early_workers() {
-  return start_workers({{"handle_tcp_event", handle_tcp_event, event_queue},
-                        {"handle_udp_lm_var", handle_udp_lm_var, central_state},
-                        {"handle_tcp_lm_var", handle_tcp_lm_var, central_state}});
+  return start_workers({{"handle_tcp_event", "kovo-commands", handle_tcp_event, event_queue},
+                        {"handle_udp_lm_var", "kovo-vars-udp", handle_udp_lm_var, central_state},
+                        {"handle_tcp_lm_var", "kovo-vars-tcp", handle_tcp_lm_var, central_state}});
 }
 
 bool start_late_workers() {
-  return start_workers({{"handle_lm_event", handle_lm_event, central_state},
-                        {"handle_q_event", handle_q_event, event_queue},
-                        {"handle_udp_vep_api", handle_udp_vep_api, central_state},
-                        {"handle_vep_api", handle_vep_api, central_state}});
+  return start_workers(
+      {{"handle_lm_event", "kovo-changes", handle_lm_event, central_state},
+       {"handle_q_event", "kovo-queue", handle_q_event, event_queue},
+       {"handle_udp_vep_api", "kovo-status-udp", handle_udp_vep_api, central_state},
+       {"handle_vep_api", "kovo-status", handle_vep_api, central_state}});
 }
 
 void make_web_root() {
-  for (const char* folder : {"", "/config", "/tmp"}) {
+  for (const char* directory : {"", "/config", "/tmp"}) {
     char path[128];
     char command[512];
-    std::snprintf(path, sizeof path, "%s%s", kWebRoot, folder);
+    std::snprintf(path, sizeof path, "%s%s", kWebRoot, directory);
     std::snprintf(command, sizeof command, "[ ! -d %s ] && mkdir -p %s || echo", path, path);
-    insist("main", [&] { _system(command); });
+    _system(command);
   }
 }
 
@@ -142,51 +153,48 @@ void wait_for_network(CentralState& state) {
   const std::int64_t start = now_s();
   while (state.ip_addr.size() < kMinAddress) {
     sleep_ms(1000);
-    guarded("main", [&] {
-      log_main("[%s:%d] wait network...%d\n", "main", __LINE__, static_cast<int>(now_s() - start));
-      renew_network_info(state.ip_addr, state.iface_name);
-    });
+    LOG_MAIN("main", "wait network...%d\n", static_cast<int>(now_s() - start));
+    catch_and_log("main", [&] { renew_network_info(state.ip_addr, state.iface_name); });
   }
-  insist("main", [] { log_event_echo("network is ok\n"); });
+  log_event_echo("network is ok\n");
 }
 
-/// The platform clears the marker at boot: only the first daemon after it raises "PowerOn".
+/// The platform clears the marker at boot: only the first daemon after it raises "PowerOn". The
+/// push is retried, as the event would otherwise be lost for this boot.
 void raise_power_on(CentralState& state) {
   if (access(kPowerOnMarkerPath, F_OK) == 0) {
     state.power_on_done = 1;
-    insist("main", [] { log_event_echo("%s is exist\n", kPowerOnMarkerPath); });
+    log_event_echo("%s is exist\n", kPowerOnMarkerPath);
     return;
   }
   create_file(kPowerOnMarkerPath, "", kMarkerMode);
-  insist("main", [] { log_event_echo("created %s\n", kPowerOnMarkerPath); });
-  insist("main", [&] { push_event_front(*event_queue, state, "PowerOn", 0); });
-  insist("main", [] { log_event_echo("auto push event: PowerOn\n"); });
+  log_event_echo("created %s\n", kPowerOnMarkerPath);
+  retry_until_success("main", [&] { push_event_front(*event_queue, state, "PowerOn", 0); });
+  log_event_echo("auto push event: PowerOn\n");
 }
 
 void wait_for_status(CentralState& state) {
-  int tries = 0;
-  bool answered = false;
-  while (true) {
-    guarded("main", [&] { answered = renew_macro_var(state) >= kMinStatusVars; });
+  for (int tries = 1;; ++tries) {
+    bool answered = false;
+    catch_and_log("main", [&] { answered = renew_macro_var(state) >= kMinStatusVars; });
     if (answered) return;
-    ++tries;
-    guarded("main", [&] { log_main("[%s:%d] wait getStatus...%d\n", "main", __LINE__, tries); });
+    LOG_MAIN("main", "wait getStatus...%d\n", tries);
     sleep_ms(1000);
   }
 }
 
-/// Starts everything up to the supervision loop; a step that runs out of memory is made again.
-/// False when a worker cannot be started.
-bool start_up(Supervision& memory) {
-  insist("main", log_banner);
+/// Starts everything up to the supervision loop. A step for which memory is out is retried: nobody
+/// restarts the daemon on every device. False when a worker cannot be started.
+bool start_up() {
+  log_banner();
   verbose = 1;
-  make_objects();
-  insist("main", load_settings);
-  insist("main", [] { log_event_echo("kovotcp start\n"); });
-  insist("main", write_pid_file);
+  retry_until_success("main", make_objects);
+  retry_until_success("main", load_settings);
+  log_event_echo("kovotcp start\n");
+  write_pid_file();
   if (!start_early_workers()) return false;
   make_web_root();
-  load_definitions(*central_state, memory);
+  load_definitions(*central_state);
   if (!start_late_workers()) return false;
   central_state->ready = 1;
   wait_for_network(*central_state);
@@ -195,10 +203,11 @@ bool start_up(Supervision& memory) {
   return true;
 }
 
-[[noreturn]] void supervise(Supervision& memory) {
+[[noreturn]] void supervise() {
+  Supervision memory;
   start_time = static_cast<std::time_t>(now_s());
   hdmi_plug_enabled = 0;
-  while (true) guarded("main", [&] { supervise_once(*central_state, memory); });
+  while (true) catch_and_log("main", [&] { supervise_once(*central_state, memory); });
 }
 
 }  // namespace
@@ -207,20 +216,15 @@ int run_kovotcp(int argc, char** argv) {
   prepare_process();
   Options options;
   bool parsed = false;
-  guarded("main", [&] {
+  catch_and_log("main", [&] {
     options = parse_options(argc, argv);
     parsed = true;
   });
   if (!parsed) return 1;
   if (!options.start_daemon) return 0;
-  take_over_stdout();
-  Supervision memory;
-  if (!start_up(memory)) {
-    // Other threads are running: leave without destroying what they use.
-    flush_stdout();
-    _exit(1);
-  }
-  supervise(memory);
+  start_output();
+  if (!start_up()) end_process(1);
+  supervise();
 }
 
 }  // namespace kovo

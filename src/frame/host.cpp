@@ -4,6 +4,10 @@
 #include <ifaddrs.h>
 #include <sys/time.h>
 
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -23,7 +27,7 @@ static_assert(sizeof(std::time_t) == 8 && sizeof(off_t) == 8, "64-bit time and f
 int renew_network_info(std::string& ip_addr, std::string& iface_name) {
   ifaddrs* list = nullptr;
   if (getifaddrs(&list) != 0) {
-    log_main("[%s:%d] Cannot get ether net info\n", "renew_network_info", __LINE__);
+    LOG_MAIN("renew_network_info", "Cannot get ether net info\n");
     return -1;
   }
   const std::unique_ptr<ifaddrs, void (*)(ifaddrs*)> owner(list, freeifaddrs);
@@ -36,9 +40,7 @@ int renew_network_info(std::string& ip_addr, std::string& iface_name) {
     if (inet_ntop(AF_INET, &address.sin_addr, text, sizeof text) == nullptr) continue;
     iface_name = entry->ifa_name;
     ip_addr = text;
-    if (debug != 0) {
-      print_stdout("[%s:%d] %s:%s\n", "renew_network_info", __LINE__, entry->ifa_name, text);
-    }
+    LOG_DEBUG("renew_network_info", "%s:%s\n", entry->ifa_name, text);
   }
   return 0;
 }
@@ -77,6 +79,12 @@ std::int64_t now_us() {
   timeval now{};
   gettimeofday(&now, nullptr);
   return std::int64_t{now.tv_sec} * 1'000'000 + now.tv_usec;
+}
+
+void give_back_memory() {
+#ifdef __GLIBC__
+  malloc_trim(0);
+#endif
 }
 
 std::int64_t steady_ns() {

@@ -36,6 +36,10 @@ std::int64_t now_us();
 /// What gives the seconds since the epoch: now_s, or a clock that a test sets.
 using SecondsClock = std::int64_t (*)();
 
+/// Returns to the system what the heap has free; otherwise a large file or queue leaves it with the
+/// process.
+void give_back_memory();
+
 /// Nanoseconds of the steady clock.
 std::int64_t steady_ns();
 

@@ -1,111 +1,126 @@
 #include "frame/log.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdarg>
 #include <cstdio>
+#include <new>
 #include <string>
 
 #include "frame/files.h"
 #include "frame/globals.h"
 #include "frame/host.h"
 #include "frame/mutex.h"
-#include "frame/patient_output.h"
+#include "frame/output.h"
 
 namespace kovo {
 namespace {
 
 Mutex log_lock;
 std::int32_t main_log_records GUARDED_BY(log_lock) = 0;
-std::FILE* output = nullptr;  // null: stdout as the C library has it; guarded by log_lock when used
 
-[[gnu::format(printf, 1, 0)]] std::string format_record(const char* format, std::va_list args) {
+[[gnu::format(printf, 1, 0)]] std::string format_text(const char* format, std::va_list args) {
   std::va_list again;
   va_copy(again, args);
-  char buffer[512] = {};
-  const int length = std::vsnprintf(buffer, sizeof buffer, format, args);
-  std::string record(buffer);
-  if (length >= static_cast<int>(sizeof buffer)) {
-    record.resize(static_cast<std::size_t>(length));
-    std::vsnprintf(record.data(), record.size() + 1, format, again);
-  }
+  std::string text(static_cast<std::size_t>(std::vsnprintf(nullptr, 0, format, again)), '\0');
   va_end(again);
-  return record;
+  std::vsnprintf(text.data(), text.size() + 1, format, args);
+  return text;
 }
 
-void print(std::string_view record) REQUIRES(log_lock) {
-  std::fwrite(record.data(), 1, record.size(), output == nullptr ? stdout : output);
-}
-
-/// The time stamp ends in a blank and another one follows it: event lines have two.
-[[gnu::format(printf, 1, 0)]] void write_event(const char* format, std::va_list args, bool echo) {
-  const std::string message = format_record(format, args);
+void write_main(const std::string& text) {
   const MutexLock held(log_lock);
-  char stamp[kTimestampSize];
-  const std::string record = std::string(timestamp_text(stamp)) + " " + message;
-  append_file(event_log_path, record);
-  if (echo) print(record);
-}
-
-}  // namespace
-
-void take_over_stdout() {
-  std::fflush(stdout);
-  struct stat info {};
-  if (fstat(STDOUT_FILENO, &info) == 0 && !S_ISREG(info.st_mode)) {
-    const Descriptor own(open("/proc/self/fd/1", O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-    if (own.fd >= 0) dup2(own.fd, STDOUT_FILENO);
-  }
-  output = open_patient_output(STDOUT_FILENO, stdout);
-}
-
-void flush_stdout() {
-  const MutexLock held(log_lock);
-  std::fflush(output == nullptr ? stdout : output);
-}
-
-void log_main(const char* format, ...) {
-  std::va_list args;
-  va_start(args, format);
-  const std::string record = format_record(format, args);
-  va_end(args);
-
-  const MutexLock held(log_lock);
-  print(record);
-  if (!append_file(kMainLogPath, record)) return;
+  print_text(text);
+  if (!append_file(kMainLogPath, text)) return;
   if (++main_log_records < kRecordsPerLog) return;
   static_cast<void>(std::rename(kMainLogPath, kRotatedLogPath));
   main_log_records = 0;
 }
 
-void print_stdout(const char* format, ...) {
-  std::va_list args;
-  va_start(args, format);
-  const std::string record = format_record(format, args);
-  va_end(args);
-
-  print_text(record);
-}
-
-void print_text(std::string_view text) {
+/// The time stamp ends in a blank and another one follows it: event lines have two.
+void write_event(const std::string& text, bool echo) {
   const MutexLock held(log_lock);
-  print(text);
+  char stamp[kTimestampSize];
+  const std::string record = timestamp_text(stamp) + (" " + text);
+  append_file(event_log_path, record);
+  if (echo) print_text(record);
 }
 
-void log_event(const char* format, ...) {
+void write_only_event(const std::string& text) {
+  write_event(text, false);
+}
+
+void write_event_and_echo(const std::string& text) {
+  write_event(text, true);
+}
+
+void write_stdout(const std::string& text) {
+  print_text(text);
+}
+
+/// Formats a record, with "[routine:line] " before it unless `routine` is null, and writes it. A
+/// record for which memory is out is lost.
+[[gnu::format(printf, 4, 0)]] void write_record(void (*write)(const std::string&),
+                                                const char* routine, int line, const char* format,
+                                                std::va_list args) noexcept {
+  try {
+    std::string record;
+    if (routine != nullptr) {
+      record.append("[").append(routine).append(":").append(std::to_string(line)).append("] ");
+    }
+    write(record + format_text(format, args));
+  } catch (const std::bad_alloc&) {
+  }
+}
+
+}  // namespace
+
+void log_main(const char* format, ...) noexcept {
   std::va_list args;
   va_start(args, format);
-  write_event(format, args, false);
+  write_record(write_main, nullptr, 0, format, args);
   va_end(args);
 }
 
-void log_event_echo(const char* format, ...) {
+void log_main_line(const char* routine, int line, const char* format, ...) noexcept {
   std::va_list args;
   va_start(args, format);
-  write_event(format, args, true);
+  write_record(write_main, routine, line, format, args);
   va_end(args);
+}
+
+void log_event(const char* format, ...) noexcept {
+  std::va_list args;
+  va_start(args, format);
+  write_record(write_only_event, nullptr, 0, format, args);
+  va_end(args);
+}
+
+void log_event_echo(const char* format, ...) noexcept {
+  std::va_list args;
+  va_start(args, format);
+  write_record(write_event_and_echo, nullptr, 0, format, args);
+  va_end(args);
+}
+
+void print_stdout(const char* format, ...) noexcept {
+  std::va_list args;
+  va_start(args, format);
+  write_record(write_stdout, nullptr, 0, format, args);
+  va_end(args);
+}
+
+void print_line(const char* routine, int line, const char* format, ...) noexcept {
+  std::va_list args;
+  va_start(args, format);
+  write_record(write_stdout, routine, line, format, args);
+  va_end(args);
+}
+
+void end_process(int status) {
+  const MutexLock held(log_lock);
+  flush_output();
+  _exit(status);
 }
 
 char* timestamp_text(char* buffer) {

@@ -1,23 +1,18 @@
 // Logging. The main log takes progress and error lines, each also printed on stdout, and is rotated
-// by a count of records; the event log takes one time-stamped line for each thing that happens to
-// an event and is never rotated. Formats carry their own line end. Diagnostics for -d go to stdout
-// alone, guarded by `debug` at their place.
+// by a count of records. The event log takes one time-stamped line for each thing that happens to
+// an event and is never rotated. Diagnostics go only to stdout, and only with -d. Formats carry
+// their own newline.
 //
-// Any thread may log. Records are written under one lock, behind which only that of the time zone
-// is taken: they never mix, the rotation is exact, and the stamps of the event log ascend with the
-// clock. Files are opened and closed for each record; one that cannot be opened loses its record
-// and nothing else.
-//
-// stdout is buffered as the C library does it: by lines on a terminal, otherwise by blocks, unless
-// the one who started the daemon chose otherwise (as with stdbuf). Its reader may be slow, but not
-// stand still: room is waited for until nothing was read for 200 ms, for a second at most; what has
-// no room then is dropped, and so is what comes after it, without waiting, until there is room
-// again.
+// Any thread may log, and logging never fails: a record is lost when its file cannot be opened or
+// memory is out. Records are written under one lock, so they never mix, the rotation is exact, and
+// the time stamps of the event log follow the clock. The lock of the time zone may be acquired
+// while holding it.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
-#include <string_view>
+
+#include "frame/globals.h"
 
 namespace kovo {
 
@@ -26,29 +21,38 @@ constexpr char kRotatedLogPath[] = "/var/tmp/log/kovo.log.1";
 constexpr std::int32_t kRecordsPerLog = 20000;
 constexpr std::size_t kTimestampSize = 64;
 
-/// Takes stdout over for the daemon's records, with a description of its own that does not block:
-/// terminals and pipes stay as they are for everybody else. Called once, by main, before any
-/// thread starts; until then records go out by the C library's own stream.
-void take_over_stdout();
+/// Logs a line to the main log with "[routine:line] " before it: the routine that it is reported
+/// for, and the line in the source.
+#define LOG_MAIN(routine, ...) ::kovo::log_main_line(routine, __LINE__, __VA_ARGS__)
 
-/// Writes out what stdout has buffered, for the moment before the process ends.
-void flush_stdout();
+/// Prints a line on stdout with -d, likewise.
+#define LOG_DEBUG(routine, ...)                                                 \
+  do {                                                                          \
+    if (::kovo::debug != 0) ::kovo::print_line(routine, __LINE__, __VA_ARGS__); \
+  } while (false)
 
 /// Prints a record on stdout and appends it to the main log. The 20000th record appended since the
 /// last rotation renames the log to its rotated path.
-[[gnu::format(printf, 1, 2)]] void log_main(const char* format, ...);
+[[gnu::format(printf, 1, 2)]] void log_main(const char* format, ...) noexcept;
 
 /// Appends a record with its time stamp to the event log.
-[[gnu::format(printf, 1, 2)]] void log_event(const char* format, ...);
+[[gnu::format(printf, 1, 2)]] void log_event(const char* format, ...) noexcept;
 
-/// As log_event, and prints the same record on stdout, also when the file cannot be opened.
-[[gnu::format(printf, 1, 2)]] void log_event_echo(const char* format, ...);
+/// Does the same and prints the record on stdout, also when the file cannot be opened.
+[[gnu::format(printf, 1, 2)]] void log_event_echo(const char* format, ...) noexcept;
 
-/// Prints diagnostics on stdout alone.
-[[gnu::format(printf, 1, 2)]] void print_stdout(const char* format, ...);
+/// Prints a record only on stdout.
+[[gnu::format(printf, 1, 2)]] void print_stdout(const char* format, ...) noexcept;
 
-/// The same for a text as it is; needs no memory.
-void print_text(std::string_view text);
+/// What LOG_MAIN and LOG_DEBUG call.
+[[gnu::format(printf, 3, 4)]] void log_main_line(const char* routine, int line, const char* format,
+                                                 ...) noexcept;
+[[gnu::format(printf, 3, 4)]] void print_line(const char* routine, int line, const char* format,
+                                              ...) noexcept;
+
+/// Ends the process, while other threads run, without destroying what they use. What was logged
+/// reaches the reader of stdout if it reads within a second; nothing is logged after it.
+[[noreturn]] void end_process(int status);
 
 /// Fills a buffer of at least kTimestampSize bytes with the local time in milliseconds and a
 /// trailing blank, and returns it.

@@ -1,7 +1,6 @@
 #include "frame/loopback_server.h"
 
 #include <poll.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -22,6 +21,7 @@ namespace {
 
 constexpr char kLoopback[] = "127.0.0.1";
 constexpr int kBacklog = 10;
+constexpr std::size_t kMaxIdle = 128;  // of 1024 descriptors, the senders take 512
 constexpr int kTimeoutMs = 2000;
 constexpr int kPauseMs = 20;                            // after what must not spin
 constexpr std::int64_t kErrorPeriodNs = 1'000'000'000;  // between two log lines about accepting
@@ -33,7 +33,6 @@ struct TcpLoop {
   const TcpService& service;
   void* context;
   int listener;
-  std::size_t most_waiting;
   std::vector<int> waiting = {};                   // open connections, the oldest first
   std::vector<pollfd> watched = {};                // the listener and the connections, for one wait
   std::int64_t error_logged_ns = -kErrorPeriodNs;  // steady clock
@@ -45,7 +44,7 @@ bool bind_to(int fd, std::uint16_t port) {
 }
 
 void announce_tcp(const TcpService& service) {
-  log_main("[%s:%d] bind %s tcp:%d\n", service.routine, __LINE__, kLoopback, service.port);
+  LOG_MAIN(service.routine, "bind %s tcp:%d\n", kLoopback, service.port);
 }
 
 bool bind_tcp(const TcpService& service, int fd) {
@@ -53,11 +52,7 @@ bool bind_tcp(const TcpService& service, int fd) {
   const int error = errno;
   log_main("Error: [%s:%d] bind(): (%d)%s\n", service.routine, __LINE__, error,
            error_text(error).c_str());
-  if (error == EADDRINUSE && service.port_in_use == PortInUse::kEndsProcess) {
-    // Other threads are running: leave without destroying what they use.
-    flush_stdout();
-    _exit(1);
-  }
+  if (error == EADDRINUSE && service.port_in_use == PortInUse::kEndsProcess) end_process(1);
   return false;
 }
 
@@ -143,16 +138,7 @@ void accept_one(TcpLoop& loop) {
   }
   loop.waiting.push_back(connection.fd);
   connection.fd = -1;
-  if (loop.waiting.size() > loop.most_waiting) drop_oldest(loop);
-}
-
-/// Idle connections of one server leave descriptors to the other one and to the senders.
-std::size_t most_waiting_connections() {
-  constexpr rlim_t kLeast = 2;
-  constexpr rlim_t kMost = 450;
-  rlimit limit{};
-  if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return kMost;
-  return static_cast<std::size_t>(std::clamp<rlim_t>(limit.rlim_cur / 4, kLeast, kMost));
+  if (loop.waiting.size() > kMaxIdle) drop_oldest(loop);
 }
 
 void read_one(TcpLoop& loop, int fd) {
@@ -203,16 +189,16 @@ bool serve_ready(TcpLoop& loop) {
 int open_udp(const UdpService& service) {
   Descriptor receiver(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
   if (receiver.fd < 0) {
-    log_main("[%s:%d] socket call failed\n", service.routine, __LINE__);
+    LOG_MAIN(service.routine, "socket call failed\n");
     return -1;
   }
   if (!bind_to(receiver.fd, service.port)) {
-    log_main("[%s:%d] bind call failed\n", service.routine, __LINE__);
+    LOG_MAIN(service.routine, "bind call failed\n");
     return -1;
   }
   const int on = 1;
   if (setsockopt(receiver.fd, SOL_SOCKET, SO_BROADCAST, &on, sizeof on) != 0) {
-    log_main("[%s:%d] setsockopt failed\n", service.routine, __LINE__);
+    LOG_MAIN(service.routine, "setsockopt failed\n");
     return -1;
   }
   // A privileged process may go beyond the system's bound; any other gets what the bound allows.
@@ -220,7 +206,7 @@ int open_udp(const UdpService& service) {
       0) {
     setsockopt(receiver.fd, SOL_SOCKET, SO_RCVBUF, &kReceiveBuffer, sizeof kReceiveBuffer);
   }
-  log_main("[%s:%d] bind %s udp:%d\n", service.routine, __LINE__, kLoopback, service.port);
+  LOG_MAIN(service.routine, "bind %s udp:%d\n", kLoopback, service.port);
   return std::exchange(receiver.fd, -1);
 }
 
@@ -257,20 +243,20 @@ bool receive_one(const UdpService& service, void* context, int fd) {
 
 void serve_tcp(const TcpService& service, void* context) {
   Descriptor listener;
-  insist(service.routine, [&] { listener.fd = listen_tcp(service); });
+  retry_until_success(service.routine, [&] { listener.fd = listen_tcp(service); });
   if (listener.fd < 0) return;
-  TcpLoop loop{service, context, listener.fd, most_waiting_connections()};
+  TcpLoop loop{service, context, listener.fd};
   bool serving = true;
-  while (serving) guarded(service.routine, [&] { serving = serve_ready(loop); });
+  while (serving) catch_and_log(service.routine, [&] { serving = serve_ready(loop); });
   for (const int fd : loop.waiting) close(fd);
 }
 
 void serve_udp(const UdpService& service, void* context) {
   Descriptor receiver;
-  insist(service.routine, [&] { receiver.fd = open_udp(service); });
+  retry_until_success(service.routine, [&] { receiver.fd = open_udp(service); });
   bool receiving = receiver.fd >= 0;
   while (receiving) {
-    guarded(service.routine, [&] { receiving = receive_one(service, context, receiver.fd); });
+    catch_and_log(service.routine, [&] { receiving = receive_one(service, context, receiver.fd); });
   }
 }
 

@@ -27,9 +27,8 @@ struct TcpService {
 
 /// Serves connections that carry one message each: one read, then closed, no reply. Connections
 /// that can be read are visited in the order of their descriptors. Returns after a set-up or poll
-/// failure, which is logged. When descriptors run out, and beyond 450 connections (or a quarter of
-/// the process's descriptors, 2 at least), the one that has waited longest without a byte is
-/// dropped. `context` is handed to `take`. Called by the service's thread body.
+/// failure, which is logged. When descriptors run out, and beyond 128 connections, the
+/// longest-idle one is closed. `context` is handed to `take`. Called by the service's thread body.
 void serve_tcp(const TcpService& service, void* context);
 
 struct UdpService {

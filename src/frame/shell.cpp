@@ -1,7 +1,7 @@
 #include "frame/shell.h"
 
 #include <fcntl.h>
-#include <sys/resource.h>
+#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -11,28 +11,23 @@
 #include "frame/files.h"
 #include "frame/globals.h"
 #include "frame/log.h"
+#include "frame/output.h"
 
 namespace kovo {
 namespace {
 
-rlimit first_limit{RLIM_INFINITY, RLIM_INFINITY};
-bool limit_raised = false;
-
-/// Only what is allowed between fork and exec in a program with threads. An exec that fails ends
-/// as the shell does when it finds no command.
-[[noreturn]] void become_shell(const char* command, int output) {
-  constexpr int kNoShell = 127;
-  if (output >= 0) dup2(output, STDOUT_FILENO);
-  if (limit_raised) setrlimit(RLIMIT_NOFILE, &first_limit);
-  execl("/bin/sh", "sh", "-c", command, static_cast<char*>(nullptr));
-  _exit(kNoShell);
-}
-
-/// Forks the shell; -1 when that fails. `output` becomes its stdout, unless it is -1.
+/// Starts the shell with `output` as its stdout; -1 when that fails. Not by fork, which would copy
+/// the daemon and hold its ports until the shell is there.
 pid_t start_shell(const char* command, int output) {
-  const pid_t child = fork();
-  if (child == 0) become_shell(command, output);
-  return child;
+  posix_spawn_file_actions_t actions;
+  if (posix_spawn_file_actions_init(&actions) != 0) return -1;
+  posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
+  const char* const arguments[] = {"sh", "-c", command, nullptr};
+  pid_t child = -1;
+  const int error = posix_spawn(&child, "/bin/sh", &actions, nullptr,
+                                const_cast<char* const*>(arguments), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  return error == 0 ? child : -1;
 }
 
 /// The child's status as waitpid gives it, -1 when there is none to be had.
@@ -44,17 +39,19 @@ int wait_for_end(pid_t child) {
   return status;
 }
 
+/// Prints what a command prints, until it ends: on a stdout that is not read, the command itself
+/// would wait for ever. Returns its status.
+int print_output(Pipe& pipe) {
+  char buffer[128];
+  while (std::fgets(buffer, sizeof buffer, pipe.output) != nullptr) print_text(buffer);
+  return wait_for_end(std::exchange(pipe.child, -1));
+}
+
 }  // namespace
 
 Pipe::~Pipe() {
   if (output != nullptr) std::fclose(output);
   if (child > 0) wait_for_end(child);
-}
-
-void raise_descriptor_limit() {
-  if (getrlimit(RLIMIT_NOFILE, &first_limit) != 0) return;
-  const rlimit raised{first_limit.rlim_max, first_limit.rlim_max};
-  limit_raised = setrlimit(RLIMIT_NOFILE, &raised) == 0;
 }
 
 bool open_pipe(Pipe& pipe, const char* command) {
@@ -70,9 +67,9 @@ bool open_pipe(Pipe& pipe, const char* command) {
 }
 
 int _system(const char* command) {
-  const pid_t child = start_shell(command, -1);
-  if (child > 0 && wait_for_end(child) == 0) return 0;
-  if (debug != 0) print_stdout("[%s:%d] Error: run %s\n", "_system", __LINE__, command);
+  Pipe pipe;
+  if (open_pipe(pipe, command) && print_output(pipe) == 0) return 0;
+  LOG_DEBUG("_system", "Error: run %s\n", command);
   return -1;
 }
 

@@ -3,8 +3,6 @@
 #include <sys/stat.h>
 #include <sys/sysinfo.h>
 
-#include <algorithm>
-
 #include "definitions/definition_file.h"
 #include "definitions/event_list.h"
 #include "engine/event_fate.h"
@@ -42,8 +40,8 @@ void report_power_on_period(Supervision& memory) {
   const std::int64_t now = now_s();
   if (hdmi_plug_enabled != 0 || now == memory.last_second) return;
   enable_plug_after_power_on();
-  log_main("[%s:%d] t_uptime=%ld, enable hdmi plug=%d\n", "main", __LINE__,
-           static_cast<long>(uptime_s), hdmi_plug_enabled.load());
+  LOG_MAIN("main", "t_uptime=%ld, enable hdmi plug=%d\n", static_cast<long>(uptime_s),
+           hdmi_plug_enabled.load());
   memory.last_second = now;
 }
 
@@ -53,8 +51,7 @@ FileTime file_time(const char* path) {
   return {true, static_cast<std::int64_t>(info.st_mtim.tv_sec), info.st_mtim.tv_nsec};
 }
 
-/// The time is remembered before the reading: a writer that is still at it is seen by the next
-/// pass, and a reading that fails does not come again at once.
+/// Remembers the time before reading, so that the next pass sees a write that goes on meanwhile.
 void watch_definition_file(CentralState& state, Supervision& memory) {
   const FileTime now = file_time(definition_path);
   const bool first = !memory.definition_time.known;
@@ -62,8 +59,7 @@ void watch_definition_file(CentralState& state, Supervision& memory) {
   if (first || changed) memory.definition_time = now;
   // A file that is not there at the first pass has changed when it appears.
   memory.definition_time.known = true;
-  if (changed) memory.definition_retry = {};
-  if (changed || retry_due(memory.definition_retry, steady_ns())) load_definitions(state, memory);
+  if (changed) load_definitions(state);
 }
 
 void watch_sync_marker(Supervision& memory) {
@@ -97,29 +93,11 @@ void watch_snapshot(Supervision& memory) {
 
 }  // namespace
 
-void note_reading(ReadRetry& retry, bool succeeded, std::int64_t now_ns) {
-  constexpr std::int64_t kLongestPauseS = 60;
-  constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
-  if (succeeded) {
-    retry = {};
-    return;
-  }
-  retry.pause_s = retry.pause_s == 0 ? 1 : std::min(2 * retry.pause_s, kLongestPauseS);
-  retry.due_ns = now_ns + retry.pause_s * kNanosecondsPerSecond;
-}
-
-bool retry_due(const ReadRetry& retry, std::int64_t now_ns) {
-  return retry.pause_s != 0 && now_ns >= retry.due_ns;
-}
-
-void load_definitions(CentralState& state, Supervision& memory) {
-  bool succeeded = false;
-  guarded("main", [&] {
-    const bool read = renew_kovo_txt(state, 0) == 0;
+void load_definitions(CentralState& state) {
+  catch_and_log("main", [&] {
+    renew_kovo_txt(state, 0);
     rebuild_kovo_event_list(state, 0);
-    succeeded = read;
   });
-  note_reading(memory.definition_retry, succeeded, steady_ns());
 }
 
 bool time_changed(const FileTime& now, const FileTime& remembered) {

@@ -15,30 +15,17 @@ struct FileTime {
   long nanoseconds = 0;
 };
 
-/// When a definition file that failed to be read is tried again: after 1, 2, 4 and so on up to 60
-/// seconds, until it is read or changed.
-struct ReadRetry {
-  std::int64_t pause_s = 0;  // before the next try; 0 when there is nothing to try again
-  std::int64_t due_ns = 0;   // steady clock
-};
-
-/// Takes note of how a reading went, at the steady clock's `now_ns`.
-void note_reading(ReadRetry& retry, bool succeeded, std::int64_t now_ns);
-
-/// True when it is time to try again.
-bool retry_due(const ReadRetry& retry, std::int64_t now_ns);
-
 /// What the loop remembers from pass to pass.
 struct Supervision {
   std::int64_t last_second = 0;
   FileTime definition_time;
-  ReadRetry definition_retry;
   FileTime sync_time;
   FileTime snapshot_time;
 };
 
-/// Reads and compiles the definition file, and takes note of how it went. Main thread only.
-void load_definitions(CentralState& state, Supervision& memory);
+/// Reads and compiles the definition file; the old events stay when it cannot be read. Main thread
+/// only.
+void load_definitions(CentralState& state);
 
 /// True when a file now bears another time than the remembered one. A time that is not known counts
 /// as unchanged, a first one as changed.

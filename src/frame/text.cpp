@@ -56,6 +56,13 @@ std::string lower_ascii(std::string_view text) {
   return result;
 }
 
+int hex_digit(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  return -1;
+}
+
 KeyValue split_key_value(std::string_view text) {
   const std::size_t equals = text.find('=');
   if (equals == std::string_view::npos) return {false, text, {}};

@@ -45,6 +45,9 @@ bool starts_with_nocase(std::string_view text, std::string_view prefix);
 /// The text with the letters A to Z in lower case: the key of an index that ignores case.
 std::string lower_ascii(std::string_view text);
 
+/// Returns the value of a hexadecimal digit, -1 for any other character.
+int hex_digit(char c);
+
 struct KeyValue {
   bool found = false;  // there was an "="
   std::string_view key;

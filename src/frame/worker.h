@@ -10,12 +10,20 @@
 
 namespace kovo {
 
-constexpr std::int64_t kInsistPauseMs = 1000;
+constexpr std::int64_t kRetryPauseMs = 1000;
+constexpr std::int64_t kFailurePauseMs = 20;
 constexpr std::size_t kDefaultStack = 0;
+#if defined(KOVO_SANITIZED)
+constexpr std::size_t kSmallStack = std::size_t{1} << 20;  // sanitizers widen every frame
+#else
+constexpr std::size_t kSmallStack = std::size_t{64} << 10;  // a sender uses less than half
+#endif
 
-/// Starts a thread with a stack of so many bytes; kDefaultStack takes the default attributes.
-/// Returns 0 or the error number of the creation.
-int start_thread(pthread_t& thread, std::size_t stack, void* (*body)(void*), void* argument);
+/// Starts a thread with a stack of so many bytes; kDefaultStack takes the default attributes. The
+/// name, of at most 15 characters, is what ps and debuggers show. Returns 0 or the error number of
+/// the creation.
+int start_thread(const char* name, pthread_t& thread, std::size_t stack, void* (*body)(void*),
+                 void* argument);
 
 /// Logs what a pass has thrown and pauses, so that a lasting shortage does not spin. Out of memory,
 /// it may have to go without the log.
@@ -23,7 +31,7 @@ void report_failure(const char* routine, const char* what) noexcept;
 
 /// Runs one pass of a thread's work. What it throws, out of memory say, ends that pass alone.
 template <class Pass>
-void guarded(const char* routine, const Pass& pass) {
+void catch_and_log(const char* routine, const Pass& pass) {
   try {
     pass();
   } catch (const std::exception& failure) {
@@ -33,15 +41,15 @@ void guarded(const char* routine, const Pass& pass) {
 
 /// Repeats a step until it goes through, a second apart, for what start-up cannot do without.
 template <class Step>
-void insist(const char* routine, const Step& step) {
+void retry_until_success(const char* routine, const Step& step) {
   bool done = false;
   while (true) {
-    guarded(routine, [&] {
+    catch_and_log(routine, [&] {
       step();
       done = true;
     });
     if (done) return;
-    sleep_ms(kInsistPauseMs);
+    sleep_ms(kRetryPauseMs);
   }
 }
 

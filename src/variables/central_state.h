@@ -11,9 +11,9 @@
 #include "definitions/definition_entry.h"
 #include "definitions/event_definition.h"
 #include "definitions/named_values.h"
+#include "frame/bounded_queue.h"
 #include "frame/mutex.h"
 #include "variables/mapping_row.h"
-#include "variables/message_queue.h"
 
 namespace kovo {
 

@@ -34,31 +34,31 @@ std::optional<std::string> exchange_serial(CentralState& state, const std::strin
 void process_serial(CentralState& state, VariableRegistry& registry, const std::string& value) {
   const std::optional<std::string> old = exchange_serial(state, value);
   if (!old) return;
-  log_main("[%s:%d] last %s, new %s\n", kRoutine, __LINE__, old->c_str(), value.c_str());
+  LOG_MAIN(kRoutine, "last %s, new %s\n", old->c_str(), value.c_str());
   const std::optional<SerialFormat> before = split_serial(*old);
   const std::optional<SerialFormat> after = split_serial(value);
   if (equals_nocase(*old, value) || !before || !after) return;
   for (const SerialField& field : kSerialFields) {
     if ((*before).*field.part == (*after).*field.part) continue;
     lm_set(registry, field.variable, (*after).*field.part);
-    log_main("[%s:%d] push event %s\n", kRoutine, __LINE__, field.event);
+    LOG_MAIN(kRoutine, "push event %s\n", field.event);
     push_event(field.event);
   }
 }
 
 /// Raises a dedicated event unless it was last queued within the pause. True when it did.
-bool raise_after_pause(const char* event, std::int64_t& last_time, SecondsClock clock) {
-  if (clock() <= last_time + kEventPauseS) return false;
+bool raise_after_pause(const char* event, std::int64_t& last_time, std::int64_t now) {
+  if (pause_lasts(now - last_time, kEventPauseS)) return false;
   log_event("%s\n", event);
   push_event(event);
-  last_time = clock();
+  last_time = now;
   return true;
 }
 
 void raise_yuv_event(CentralState& state, const std::string& yuv, SecondsClock clock) {
   if (equals_nocase(yuv, state.yuv_out)) return;
-  if (!raise_after_pause("YCbCrOutput", state.yuv_event_time, clock) && debug != 0) {
-    print_stdout("[%s:%d] skip YCbCrOutput\n", kRoutine, __LINE__);
+  if (!raise_after_pause("YCbCrOutput", state.yuv_event_time, clock())) {
+    LOG_DEBUG(kRoutine, "skip YCbCrOutput\n");
   }
   state.yuv_out = yuv;
 }
@@ -105,8 +105,8 @@ void process_wpa_mode(CentralState& state, const std::string& value, SecondsCloc
     status_differs = !equals_nocase(status, state.p8021_status);
     mode_differs = !equals_nocase(value, state.wpa_eap_mode);
   }
-  if (status_differs) raise_after_pause("p8021enable", state.p8021enable_time, clock);
-  if (mode_differs) raise_after_pause("p8021status", state.p8021status_time, clock);
+  if (status_differs) raise_after_pause("p8021enable", state.p8021enable_time, clock());
+  if (mode_differs) raise_after_pause("p8021status", state.p8021status_time, clock());
   const MutexLock held(state.mapping_lock);
   state.p8021_status = status;
   state.wpa_eap_mode = value;
@@ -116,24 +116,24 @@ void process_wpa_mode(CentralState& state, const std::string& value, SecondsCloc
 /// every message starts that anew.
 void process_mapping(CentralState& state, const std::string& name, std::int64_t now) {
   std::string event;
-  std::int64_t previous = 0;
+  std::int64_t since_last = 0;
   {
     const MutexLock held(state.mapping_lock);
     if (MappingRow* row = find_row_by_variable(state.mapping_table, name)) {
       event = row->status;
-      previous = row->last_time;
+      since_last = now - row->last_time;
       row->last_time = now;
     }
   }
   if (event.empty()) {
-    if (debug != 0) print_stdout("[%s:%d] no mapping: %s\n", kRoutine, __LINE__, name.c_str());
-  } else if (now > previous + kQuietPeriodS) {
+    LOG_DEBUG(kRoutine, "no mapping: %s\n", name.c_str());
+  } else if (!pause_lasts(since_last, kQuietPeriodS)) {
     log_event("get lm event %s\n", event.c_str());
-    log_main("[%s:%d] get lm event %s\n", kRoutine, __LINE__, event.c_str());
+    LOG_MAIN(kRoutine, "get lm event %s\n", event.c_str());
     push_event(event);
   } else {
     log_event("[%s:%d] skip event %s, now-last=%d sec\n", kRoutine, __LINE__, event.c_str(),
-              static_cast<int>(now - previous));
+              static_cast<int>(since_last));
   }
 }
 
@@ -143,8 +143,7 @@ void process_variable_change(CentralState& state, VariableRegistry& registry, st
                              std::string_view raw) {
   const std::string key(name);
   const std::string value = decode_value(raw);
-  if (debug != 0)
-    print_stdout("[%s:%d] get %s=%s\n", kRoutine, __LINE__, key.c_str(), value.c_str());
+  LOG_DEBUG(kRoutine, "get %s=%s\n", key.c_str(), value.c_str());
   lm_set(registry, key, value);
   follow_change(state, registry, key, value, now_s);
 }

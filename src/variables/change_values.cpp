@@ -5,6 +5,10 @@
 
 namespace kovo {
 
+bool pause_lasts(std::int64_t since_last_s, std::int64_t pause_s) {
+  return since_last_s >= 0 && since_last_s <= pause_s;
+}
+
 std::string decode_value(std::string_view raw) {
   std::string value(raw);
   if (raw.find('\\') != std::string_view::npos) value = unescape_text(value.c_str());

@@ -12,6 +12,11 @@ namespace kovo {
 constexpr std::int64_t kQuietPeriodS = 4;  // between messages of a row, for its event
 constexpr std::int64_t kEventPauseS = 2;   // between two of the same dedicated event
 
+/// Returns whether the pause of an event that was last raised, or of a row that last counted,
+/// `since_last_s` seconds ago still lasts. A time in the future is long past: the clock was set
+/// back.
+bool pause_lasts(std::int64_t since_last_s, std::int64_t pause_s);
+
 /// The value that a raw text stands for: escape sequences first, then percent codes, cut.
 std::string decode_value(std::string_view raw);
 

@@ -12,20 +12,19 @@ namespace {
 
 void take_datagram(void* state, std::string_view data) {
   const std::string text(until_nul(data));
-  log_main("[%s:%d] recv(udp:%d) lm data(%d)%s\n", "handle_udp_lm_var", __LINE__, kVariablePort,
+  LOG_MAIN("handle_udp_lm_var", "recv(udp:%d) lm data(%d)%s\n", kVariablePort,
            static_cast<int>(data.size()), text.c_str());
   accept_message(*static_cast<CentralState*>(state), text);
 }
 
 void log_receive_error(int error) {
-  log_main("[%s:%d] Error (%d):%s\n", "handle_udp_lm_var", __LINE__, error,
-           error_text(error).c_str());
-  log_main("[%s:%d] recvform call failed", "handle_udp_lm_var", __LINE__);
+  LOG_MAIN("handle_udp_lm_var", "Error (%d):%s\n", error, error_text(error).c_str());
+  LOG_MAIN("handle_udp_lm_var", "recvform call failed");
 }
 
 void take_connection(void* state, std::string_view data) {
   const std::string text(until_newline(until_nul(data)));
-  log_main("[%s:%d] recv(tcp:%d) (%d)%s\n", "handle_tcp_lm_var", __LINE__, kVariablePort,
+  LOG_MAIN("handle_tcp_lm_var", "recv(tcp:%d) (%d)%s\n", kVariablePort,
            static_cast<int>(data.size()), text.c_str());
   accept_message(*static_cast<CentralState*>(state), text);
 }
@@ -46,7 +45,7 @@ static_assert(kTcpService.max_read <= kMaxTcpRead);
 
 void accept_message(CentralState& state, const std::string& text) {
   if (names_setting(text) && apply_setting_line(state, text) != kSettingChanged) return;
-  push_text(state.lm_queue, std::string(cut_text(text, kMaxMessage)));
+  state.lm_queue.push(std::string(cut_text(text, kMaxMessage)));
 }
 
 void* handle_udp_lm_var(void* state) {

@@ -61,7 +61,8 @@ Notification make_notification(VariableRegistry& registry, std::string_view name
 /// Sends to the clients one after the other; one that fails does not stop the rest.
 void send_notification(const char* routine, const Notification& notification) {
   for (const ClientRecord& client : notification.clients) {
-    guarded(routine, [&] { send_by(client.proto, client.ip, client.port, notification.line); });
+    catch_and_log(routine,
+                  [&] { send_by(client.proto, client.ip, client.port, notification.line); });
   }
 }
 
@@ -101,11 +102,11 @@ void print_change(const Change& change, std::string_view name, std::string_view 
   const std::string key(name);
   const std::string text(value);
   if (change.stored) {
-    print_stdout("[%s:%d] update key=%s,value=%s <= %s\n", "lm_set_change", __LINE__, key.c_str(),
-                 change.old->c_str(), text.c_str());
+    LOG_DEBUG("lm_set_change", "update key=%s,value=%s <= %s\n", key.c_str(), change.old->c_str(),
+              text.c_str());
   } else {
-    print_stdout("[%s:%d] same key=%s, value=%s <= %s\n", "lm_set_change", __LINE__, key.c_str(),
-                 change.old->c_str(), text.c_str());
+    LOG_DEBUG("lm_set_change", "same key=%s, value=%s <= %s\n", key.c_str(), change.old->c_str(),
+              text.c_str());
   }
 }
 
@@ -119,9 +120,7 @@ void take_wpa_mode(CentralState& state, std::string_view value) {
 
 int lm_set_init(VariableRegistry& registry, std::string_view name, std::string_view value) {
   if (is_ignored(name, false)) {
-    if (debug != 0) {
-      print_stdout("[%s:%d] skip %s\n", "lm_set_init", __LINE__, std::string(name).c_str());
-    }
+    LOG_DEBUG("lm_set_init", "skip %s\n", std::string(name).c_str());
     return 0;
   }
   const MutexLock held(registry.registry_lock);
@@ -136,9 +135,7 @@ int lm_set_init(VariableRegistry& registry, std::string_view name, std::string_v
 
 int lm_set(VariableRegistry& registry, std::string_view name, std::string_view value) {
   if (is_ignored(name, true)) {
-    if (debug != 0) {
-      print_stdout("[%s:%d] skip %s\n", "lm_set", __LINE__, std::string(name).c_str());
-    }
+    LOG_DEBUG("lm_set", "skip %s\n", std::string(name).c_str());
     return 0;
   }
   const MutexLock held(registry.notify_lock);
@@ -150,15 +147,13 @@ int lm_set(VariableRegistry& registry, std::string_view name, std::string_view v
 
 bool lm_set_change(VariableRegistry& registry, std::string_view name, std::string_view value) {
   if (is_ignored(name, true)) {
-    if (debug != 0) {
-      print_stdout("[%s:%d] ignore %s\n", "lm_set_change", __LINE__, std::string(name).c_str());
-    }
+    LOG_DEBUG("lm_set_change", "ignore %s\n", std::string(name).c_str());
     return false;
   }
   const MutexLock held(registry.notify_lock);
   const Notification notification = make_notification(registry, name, value);
   const Change change = store_change(registry, name, value);
-  guarded("lm_set_change", [&] { print_change(change, name, value); });
+  catch_and_log("lm_set_change", [&] { print_change(change, name, value); });
   if (!change.stored) return false;
   send_notification("lm_set_change", notification);
   return true;

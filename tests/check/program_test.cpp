@@ -82,7 +82,7 @@ TEST(Program, OutputAndExitStatusSayWhatCameOut) {
       {"faulty.txt --disable protocol,count --disable=index", 1, "15 errors"},
       {"kovo.txt nowhere.txt", 2, "kovocheck: nowhere.txt: No such file or directory\n"},
       {".", 2, "kovocheck: .: Is a directory\n"},
-      {"/dev/zero", 2, "kovocheck: /dev/zero: larger than 4 MiB: no definition file\n"},
+      {"/dev/zero", 2, "kovocheck: /dev/zero: larger than 1 MiB: not read by the daemon\n"},
       {"", 2, "kovocheck: no file given (see kovocheck --help)\n"},
       {"--disable everything kovo.txt", 2, "kovocheck: no rule \"everything\""},
       {"--product lamp kovo.txt", 2, "kovocheck: no product \"lamp\""},

@@ -59,13 +59,11 @@ std::string joined(const Lines& lines) {
 
 struct Made {
   std::vector<EventDefinition> events;
-  std::set<std::string> shadowed;  // those whose trigger raises another one
+  std::set<std::string, std::less<>> shadowed;  // those whose trigger raises another one
 };
 
 Made made_of(const Lines& lines) {
-  DefinitionEntries entries;
-  for (const std::string& line : lines) parse_definition_line(entries, line);
-  const CompiledEvents list = compile_events(entries);
+  const CompiledEvents list = compile_events(parse_definitions(joined(lines)));
   std::map<std::string, std::string> first;  // by trigger
   Made made;
   for (const CountLine& line : list.lines) {
@@ -103,7 +101,7 @@ bool sums_differ(const EventDefinition& event, bool used) {
 /// What the finding says of its line can be seen in the compiled events.
 bool is_true(const Finding& finding, const Lines& lines, const Made& made) {
   const std::string& line = lines[static_cast<std::size_t>(finding.place.line) - 1];
-  const DefinitionEntry entry = split_key(line.substr(0, line.find('=')));
+  const DefinitionEntry entry = split_definition_key(split_key_value(line).key, {});
   std::vector<EventDefinition> own;
   for (const auto& event : made.events) {
     if (event.name == entry.name) own.push_back(event);

@@ -8,9 +8,9 @@ namespace kovo {
 namespace {
 
 DefinitionEntries parse(std::initializer_list<std::string_view> lines) {
-  DefinitionEntries entries;
-  for (const std::string_view line : lines) parse_definition_line(entries, line);
-  return entries;
+  std::string text;
+  for (const std::string_view line : lines) add_definition_line(text, line);
+  return DefinitionEntries(std::move(text));
 }
 
 /// Each event as "name trigger delay:" and its steps as "protocol ip port data offset in ms;".
@@ -41,7 +41,7 @@ TEST(EventList, EventsTakeTheirFieldsFromAllLines) {
       // Which Count lines make an event, and which lines fill in its steps.
       {{"NoCount=0", "NegativeCount=-1", "TextCount=abc", "ACount= 2x"}, "A A 0:    0;    0;"},
       {{"ACount=2", "AIP1=10.0.0.6", "APort1=23", "AProtocol1=TCP", "AData1=414243", "AData2=41",
-        "AData-1=42", "AData x=43", "AData99999999999=44", "AData 1y=4A", "BData0=41",
+        "AData-1=42", "AData x=43", "AData09=44", "AData99999999999=44", "AData 1y=4A", "BData0=41",
         "AXMLfield0=no", "ACount1=9"},
        "A A 0:    0;TCP 10.0.0.6 23 J 0;"},
       // Offsets are summed in the order of the file.
@@ -83,8 +83,9 @@ TEST(EventList, HoldsNoMoreThanTheFile) {
       {"ACount=128", "ACount=127", "ACount=128", "AIP127=x", "AIP3=y", "AIP128=z", "BCount=128"}));
   EXPECT_EQ(list.lines.size(), 4U);
   ASSERT_EQ(list.events.size(), 2U);
-  EXPECT_EQ(list.events[0].steps.size(), 2U);
-  EXPECT_EQ(list.events[1].steps.size(), 0U);
+  const auto& steps = list.events[0].steps;
+  EXPECT_EQ(std::distance(steps.begin(), steps.end()), 2);
+  EXPECT_TRUE(list.events[1].steps.empty());
   EXPECT_EQ(whole_event(list.events[0], 3).commands.size(), 3U) << "an event of fewer steps";
   EXPECT_EQ(whole_event(list.events[0], 4).commands.back().ip, "y");
 }

@@ -3,6 +3,7 @@
 
 #include "engine/event_fate.h"
 #include "frame/supervision.h"
+#include "variables/change_values.h"
 
 namespace kovo {
 namespace {
@@ -42,6 +43,12 @@ TEST(QueueWorker, EventsWaitRunOrExpire) {
   }
 }
 
+TEST(Variables, APauseLastsItsSecondsButNotOnceTheClockIsSetBack) {
+  const bool lasts[] = {false, true, true, true, false};
+  for (int since_last = -1; since_last < 4; ++since_last)
+    EXPECT_EQ(pause_lasts(since_last, 2), lasts[since_last + 1]) << since_last;
+}
+
 TEST(Supervision, AFileChangesByEitherPartOfItsTime) {
   const FileTime unknown;
   const FileTime first{true, 100, 5};
@@ -57,22 +64,6 @@ TEST(Supervision, AFileIsFreshForTwoSecondsAfterItsSecond) {
   const bool fresh[] = {false, true, true, false};
   for (int after = 0; after < 4; ++after)
     EXPECT_EQ(just_written(written, 100 + after), fresh[after]);
-}
-
-TEST(Supervision, AFailedReadingIsTriedAgainAfterOneTwoFourSecondsUpToAMinute) {
-  ReadRetry retry;
-  EXPECT_FALSE(retry_due(retry, 1000 * kSecond)) << "nothing has failed";
-  std::int64_t now = 7;
-  for (const std::int64_t pause : {1, 2, 4, 8, 16, 32, 60, 60}) {
-    note_reading(retry, false, now);
-    EXPECT_FALSE(retry_due(retry, now + pause * kSecond - 1)) << pause;
-    now += pause * kSecond;
-    EXPECT_TRUE(retry_due(retry, now)) << pause;
-  }
-  note_reading(retry, true, now);
-  EXPECT_FALSE(retry_due(retry, now + 1000 * kSecond)) << "it has been read";
-  note_reading(retry, false, now);
-  EXPECT_TRUE(retry_due(retry, now + kSecond)) << "and starts with a second again";
 }
 
 }  // namespace

@@ -6,7 +6,7 @@
 
 # The sources around this tree, whose project line has the version.
 KOVOTCP_SITE = $(BR2_EXTERNAL_KOVOTCP_PATH)/../..
-KOVOTCP_VERSION = $(shell sed -n 's/^project.kovotcp VERSION \([0-9.]*\) .*/\1/p' $(KOVOTCP_SITE)/CMakeLists.txt)
+KOVOTCP_VERSION := $(shell sed -n 's/^project.kovotcp VERSION \([0-9.]*\) .*/\1/p' $(KOVOTCP_SITE)/CMakeLists.txt)
 KOVOTCP_SITE_METHOD = local
 KOVOTCP_OVERRIDE_SRCDIR_RSYNC_EXCLUSIONS = --exclude /build
 KOVOTCP_LICENSE = LicenseRef-COPYING

@@ -1,0 +1,115 @@
+"""The daemon as a process on the device."""
+
+import os
+import shlex
+import signal
+import subprocess
+import time
+from dataclasses import dataclass
+from pathlib import Path
+from typing import IO
+
+from device.system import read_file, set_uptime, wait_until
+
+SYNC_MARKER = Path("/var/tmp/plinth_sync_ok")  # each pass of the supervision loop makes it anew
+
+
+# The signals as a careless parent may pass them on.
+SIGNALS = ("env", "--ignore-signal=TERM,CHLD,ALRM", "--block-signal")
+
+
+@dataclass
+class Usage:
+    """What a daemon uses at a moment; all 0 when it has ended."""
+
+    threads: int = 0
+    descriptors: int = 0
+    children: int = 0  # including those not yet reaped
+    pss_kib: int = 0
+    anonymous_kib: int = 0  # memory that is not shared with other processes of the same program
+    cpu_ms: int = 0  # without its children's
+
+
+def _number_after(path: str, key: bytes) -> int:
+    """Returns the number in a line "key: number ..."; 0 without one."""
+    _, found, rest = read_file(path).partition(key + b":")
+    return int(rest.split()[0]) if found else 0
+
+
+def _open(target: str | int) -> IO[bytes]:
+    return open(target, "ab", closefd=isinstance(target, str))
+
+
+class Daemon:
+    """A running daemon: the command line in the variable KOVOTCP, with more arguments.
+
+    It has a session of its own. `uptime` is in seconds. Its output goes to a file or an open
+    descriptor. `limits` are those of prlimit(1), such as
+    {"nofile": 60, "as": 84 << 20}, both soft and hard.
+    """
+
+    def __init__(
+        self,
+        *arguments: str | bytes,
+        uptime: float = 1000,
+        stdout: str | int = "/tmp/daemon.out",
+        stderr: str | int = "/tmp/daemon.err",
+        limits: dict[str, int] | None = None,
+        prefix: tuple[str, ...] = SIGNALS,
+        environment: dict[str, str] | None = None,
+    ) -> None:
+        set_uptime(uptime)
+        options = [f"--{name}={value}" for name, value in (limits or {}).items()]
+        command = [*prefix, *(["prlimit", *options, "--"] if options else [])]
+        command += [*shlex.split(os.environ["KOVOTCP"]), *arguments]
+        with _open(stdout) as out, _open(stderr) as errors:
+            self.process = subprocess.Popen(
+                command,
+                stdin=subprocess.DEVNULL,
+                stdout=out,
+                stderr=errors,
+                start_new_session=True,
+                env={**os.environ, **(environment or {})},
+            )
+        self.pid = self.process.pid
+
+    def wait_until_up(self, timeout: float = 40.0) -> bool:
+        """Waits for the next pass of the supervision loop; False if none came."""
+        SYNC_MARKER.unlink(missing_ok=True)
+        return wait_until(lambda: SYNC_MARKER.exists() or not self.is_running(), timeout) and (
+            self.is_running()
+        )
+
+    def is_running(self) -> bool:
+        """Returns whether it has not ended."""
+        return self.process.poll() is None
+
+    def wait_exit(self, timeout: float = 40.0) -> int | None:
+        """Returns its exit status, or -signal; None if it still runs after `timeout` seconds."""
+        try:
+            return self.process.wait(timeout)
+        except subprocess.TimeoutExpired:
+            return None
+
+    def stop(self) -> None:
+        """Kills it with everything in its session."""
+        if self.is_running():
+            os.killpg(self.pid, signal.SIGKILL)
+        self.process.wait()
+
+    def usage(self) -> Usage:
+        """Returns what it uses at the moment."""
+        proc = f"/proc/{self.pid}"
+        if not self.is_running():
+            return Usage()
+        processes = [name for name in os.listdir("/proc") if name.isdigit()]
+        parents = [_number_after(f"/proc/{name}/status", b"PPid") for name in processes]
+        return Usage(
+            threads=_number_after(f"{proc}/status", b"Threads"),
+            descriptors=len(os.listdir(f"{proc}/fd")),
+            children=parents.count(self.pid),
+            pss_kib=_number_after(f"{proc}/smaps_rollup", b"\nPss"),
+            anonymous_kib=_number_after(f"{proc}/status", b"RssAnon"),
+            # The clock of a process, as clock_getcpuclockid(3) composes it.
+            cpu_ms=time.clock_gettime_ns(~self.pid << 3 | 2) // 10**6,
+        )

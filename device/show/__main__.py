@@ -1,0 +1,224 @@
+"""Shows the daemon at work on the simulated device and sends it what is typed. Inside the device:
+
+  python3 -m device.show [--demonstrate | --once] [--status FILE] [--with COMMAND] KOVOCHECK FILE
+"""
+
+import argparse
+import re
+import resource
+import subprocess
+import sys
+import threading
+import time
+from collections.abc import Callable
+from pathlib import Path
+
+from device.daemon import SYNC_MARKER, Daemon
+from device.show import demonstration
+from device.show.events import Definitions
+from device.show.logs import LogTail
+from device.show.network import Network
+from device.show.prompt import Lines, run_with_input
+from device.show.screen import Screen, printable
+from device.show.timeline import Timeline
+from device.show.typed import completions, help_text, interpret
+from device.status import DEFAULT_ANSWER, StatusService
+from device.system import add_address, send_tcp, send_udp, set_param, wait_until
+
+_EFFECT_NS = 2 * 10**9  # what was sent has had its effects by then
+_SILENT_NS = 10**9  # a variable that raises nothing until then does not
+_TICK_S = 0.05
+# Where variable changes and the replies of the documents' examples go.
+_LOCAL_RECEIVERS = (demonstration.CLIENT, demonstration.REPLIES, demonstration.TCP_REPLIES)
+
+
+class Show:
+    """The device, the daemon on it, and what has been shown of both."""
+
+    def __init__(self, definitions: Definitions, answer: bytes, local_receivers: bool) -> None:
+        self.screen = Screen()
+        self.definitions = definitions
+        self.network = Network()
+        self.timeline = Timeline(definitions, self.network)
+        self.busy_until_ns = time.time_ns() + _EFFECT_NS
+        self._tails = [LogTail(f"/var/tmp/log/{name}") for name in ("kovo.log", "kovoevent.log")]
+        self._variable = ""  # the last one sent that has raised nothing yet
+        self._variable_ns = 0
+        set_param("LIVE_PLAYLIST_CONTENT", "0")
+        add_address("eth0", "10.0.0.2/24")
+        self.service = StatusService(answer=answer)
+        for target in _LOCAL_RECEIVERS if local_receivers else ():
+            self.network.listen(target)
+        self.refresh_definitions()
+        self.daemon = Daemon()
+
+    def refresh_definitions(self) -> None:
+        """Takes the definition file if it has changed, and shows what kovocheck finds in it."""
+        if not self.definitions.refresh():
+            return
+        self.screen.note(self.definitions.findings)
+        targets = [step.target() for event in self.definitions.events for step in event.steps]
+        for target in filter(None, dict.fromkeys(targets)):
+            known = target in self.network.refused
+            self.network.listen(target)
+            if target in self.network.refused and not known:
+                reason = self.network.refused[target]
+                self.screen.note(f"no simulated receiver at {target}: {reason}")
+
+    def wait_for(self, condition: Callable[[], bool], timeout: float = 15.0) -> bool:
+        """Shows what happens until the condition holds; False after `timeout` seconds."""
+
+        def holds() -> bool:
+            self.show_news()
+            return condition()
+
+        return wait_until(holds, timeout)
+
+    def send(self, channel: str, message: bytes) -> None:
+        """Sends something to the daemon; a channel is such as "udp:2727"."""
+        self.screen.now("in", f"{channel} <-", f'"{printable(message)}"')
+        self.busy_until_ns = time.time_ns() + _EFFECT_NS
+        if message.lower().startswith(b"e_param_set::"):
+            self._variable = printable(message.split(b"::")[1])
+            self._variable_ns = time.time_ns()
+        try:
+            (send_udp if channel.startswith("udp") else send_tcp)(int(channel[4:]), message)
+        except OSError as error:
+            self.screen.now("alarm", channel, str(error))
+
+    def show_news(self) -> None:
+        """Shows what the logs say and what has arrived, in the order of time."""
+        news = []
+        for tail in self._tails:
+            for record in tail.new_records():
+                style = "alarm" if record.text.startswith("Error") else "log"
+                news.append((record.at_ns, style, tail.label, printable(record.text)))
+                if tail.label == "kovoevent.log":
+                    self._follow_event_log(record, news)
+        for target, arrival in self.network.new_arrivals():
+            news.append((arrival.at_ns, "out", f"-> {target}", f'"{printable(arrival.data)}"'))
+        now_ns = time.time_ns()
+        for line in self.timeline.finished(now_ns):
+            style = "alarm" if "not received" in line else "note"
+            news.append((now_ns, style, "timeline", printable(line)))
+        for at_ns, style, label, text in sorted(news, key=lambda line: line[0]):
+            self.screen.line(style, at_ns, label, text)
+        if self._variable and now_ns > self._variable_ns + _SILENT_NS:
+            self.screen.note(f"{self._variable} raises nothing on this product")
+            self._variable = ""
+
+    def _follow_event_log(self, record, news: list) -> None:
+        self._variable = ""
+        for name in self.timeline.follow(record):
+            text = f'"{printable(name)}" is raised, but no event has that trigger'
+            news.append((record.at_ns, "note", "", text))
+
+    def obey(self, line: str) -> None:
+        """Does what a typed line says."""
+        if line.strip() == "help":
+            self.screen.note(help_text(self.definitions))
+            return
+        channel, message, complaint = interpret(self.definitions, line)
+        if complaint:
+            self.screen.note(complaint)
+        if channel:
+            self.send(channel, message)
+
+    def follow(self, lines: Lines) -> bool:
+        """Obeys lines until they have ended and had their effects; False if the daemon ends."""
+        while not lines.has_ended() or self._is_busy():
+            for line in lines.take():
+                self.obey(line)
+            self.show_news()
+            self.refresh_definitions()
+            if not self.daemon.is_running():
+                self.screen.now("alarm", "kovotcp", "has ended")
+                return False
+            time.sleep(_TICK_S)
+        return True
+
+    def _is_busy(self) -> bool:
+        now_ns = time.time_ns()
+        return now_ns < self.busy_until_ns or self.timeline.is_waiting(now_ns)
+
+
+def run_program(show: Show, command: str, directory: str) -> int:
+    """Runs a program of the user's on the device; returns its exit status."""
+    show.screen.now("in", "run", command)
+    program = subprocess.Popen(
+        command,
+        shell=True,
+        cwd=directory,
+        stdout=subprocess.PIPE,
+        stderr=subprocess.STDOUT,
+        text=True,
+        errors="replace",
+    )
+    lines = Lines()
+
+    def print_output() -> None:
+        for line in program.stdout:
+            show.screen.now("out", "program", printable(line.rstrip("\n").encode()))
+        lines.end()
+
+    threading.Thread(target=print_output, daemon=True).start()
+    followed = show.follow(lines)
+    status = program.wait()
+    show.screen.now("note" if status == 0 else "alarm", "program", f"exit status {status}")
+    return status if followed else 1
+
+
+def parse_arguments() -> argparse.Namespace:
+    """Parses the command line."""
+    parser = argparse.ArgumentParser(prog="device.show")
+    parser.add_argument("--demonstrate", action="store_true")
+    parser.add_argument("--once", action="store_true")
+    parser.add_argument("--status", type=Path)
+    parser.add_argument("--with", dest="command")
+    parser.add_argument("--directory")
+    parser.add_argument("kovocheck")
+    parser.add_argument("file", type=Path)
+    return parser.parse_args()
+
+
+def status_answer(path: Path | None) -> bytes:
+    """Returns the answer of the status service: a file's lines name=value or name:value."""
+    if path is None:
+        return DEFAULT_ANSWER
+    lines = path.read_bytes().replace(b"\r", b"\n").split(b"\n")
+    lines = [re.sub(rb"[=:]", b":", line, count=1) for line in lines if re.search(rb"[=:]", line)]
+    if len(lines) < 6:
+        sys.exit("run: --status: the daemon ignores an answer of fewer than 6 lines name=value")
+    return b"".join(line + b"\r" for line in lines)
+
+
+def main() -> int:
+    """Returns the exit status."""
+    arguments = parse_arguments()
+    # A file may name more destinations than a login may have descriptors.
+    _, hard = resource.getrlimit(resource.RLIMIT_NOFILE)
+    resource.setrlimit(resource.RLIMIT_NOFILE, (hard, hard))
+    definitions = Definitions(arguments.file, arguments.kovocheck)
+    show = Show(definitions, status_answer(arguments.status), local_receivers=not arguments.command)
+    started = show.wait_for(lambda: SYNC_MARKER.exists() or not show.daemon.is_running())
+    if not started or not show.daemon.is_running():
+        print("the daemon does not start", file=sys.stderr)
+        return 1
+    if arguments.command:
+        return run_program(show, arguments.command, arguments.directory)
+    if arguments.demonstrate or arguments.once:
+        passed = demonstration.demonstrate(show)
+        show.screen.note("")
+        show.screen.note("Everything arrived." if passed else "Not everything arrived.")
+        if arguments.once or not passed:
+            return 0 if passed else 1
+    show.screen.note("")
+    show.screen.note(help_text(definitions))
+    return 0 if run_with_input(show.follow, lambda: completions(definitions)) else 1
+
+
+if __name__ == "__main__":
+    try:
+        sys.exit(main())
+    except KeyboardInterrupt:
+        sys.exit(130)

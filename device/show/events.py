@@ -1,0 +1,127 @@
+"""The events of the definition file on the device, as kovocheck explains them."""
+
+import json
+import os
+import re
+import subprocess
+from collections.abc import Iterator
+from dataclasses import dataclass, field
+from pathlib import Path
+
+from device.system import write_file
+
+PLACES = ("/www/pelm/kovo.txt", "/www/pelm/tmp/kovotest.txt")
+PLACEHOLDER = re.compile(rb"\{\{.*?\}\}", re.DOTALL)
+
+
+@dataclass(frozen=True)
+class Step:
+    """A send step; `payload` has its placeholders, and is empty when the status is sent."""
+
+    offset_ms: int = 0
+    sends: str = "nothing"  # or "payload" or "status"
+    transport: str = ""
+    protocol: str = ""
+    address: str = "0.0.0.0"  # where it really goes
+    port: int = 0
+    payload: bytes = b""
+
+    def is_record(self, text: str) -> bool:
+        """Returns whether a record of the event log says that this step is executed."""
+        head = re.escape(self.address) if self.address != "0.0.0.0" else ".*"
+        head += ":.*? " + re.escape(self.protocol) + " "
+        payload = self.payload.split(b"\0")[0] if self.sends == "payload" else b".*"
+        if self.sends == "payload":
+            payload = b".*".join(re.escape(part) for part in PLACEHOLDER.split(payload))
+        return bool(re.fullmatch(head.encode() + payload, text.encode("latin-1"), re.DOTALL))
+
+    def target(self) -> str:
+        """Returns where it sends, such as "udp 10.0.0.7:6000"; empty if it sends nothing."""
+        if self.sends == "nothing":
+            return ""
+        address = "127.0.0.1" if self.address == "0.0.0.0" else self.address
+        return f"{self.transport.lower()} {address}:{self.port}"
+
+    def __str__(self) -> str:
+        if self.sends == "nothing":
+            return f'nothing (protocol "{self.protocol}")'
+        after = f" +{self.offset_ms} ms" if self.offset_ms > 0 else ""
+        return f"{self.protocol} {self.address}:{self.port}{after}"
+
+
+@dataclass(frozen=True)
+class Event:
+    """An event with all of its steps, in the order of their indexes."""
+
+    name: str
+    trigger: str
+    delay_s: int
+    raised_by: tuple[str, ...]
+    steps: tuple[Step, ...]
+
+    def begins_with(self, text: str) -> bool:
+        """Returns whether a record of the event log says that its first step is executed."""
+        return bool(self.steps) and self.steps[0].is_record(text)
+
+
+def _event(described: dict) -> Event:
+    steps = [Step()] * described["step_count"]
+    for step in described["steps"]:
+        kept = {name: step[name] for name in Step.__dataclass_fields__ if name != "payload"}
+        steps[step["index"]] = Step(**kept, payload=bytes.fromhex(step["hex"]))
+    return Event(
+        described["name"],
+        described["trigger"],
+        described["delay_s"],
+        tuple(described["raised_by"]),
+        tuple(steps),
+    )
+
+
+@dataclass
+class Definitions:
+    """A definition file, which the user may edit, and the events that the daemon makes of it."""
+
+    path: Path
+    kovocheck: str
+    events: list[Event] = field(default_factory=list)
+    findings: str = ""  # what kovocheck prints of them
+    _changed_ns: int = 0
+
+    def refresh(self) -> bool:
+        """Puts the file on the device if it is new or has changed; returns whether it was.
+
+        A file that cannot be read, such as one that an editor is just replacing, changes nothing.
+        """
+        try:
+            changed_ns = os.stat(self.path).st_mtime_ns
+            if changed_ns == self._changed_ns:
+                return False
+            data = self.path.read_bytes()
+        except OSError:
+            return False
+        self._changed_ns = changed_ns
+        for place in PLACES:
+            write_file(place, data)
+        described = json.loads(self._check("--format=json"))
+        self.events = [_event(event) for event in described["events"]]
+        self.findings = self._check()
+        return True
+
+    def _check(self, *options: str) -> str:
+        command = [self.kovocheck, *options, self.path.name]
+        checked = subprocess.run(command, cwd=self.path.parent, capture_output=True, text=True)
+        if checked.returncode not in (0, 1):
+            raise RuntimeError(f"kovocheck failed: {checked.stderr}")
+        return checked.stdout
+
+    def triggers(self) -> list[str]:
+        """Returns the names that fire an event, in the order of the file."""
+        return list(dict.fromkeys(event.trigger for event in self.events))
+
+    def raised_by(self, kind: str) -> Iterator[tuple[str, Event]]:
+        """Yields what raises events, by its kind such as "variable", with the event it raises."""
+        for event in self.events:
+            for source in event.raised_by:
+                if source.startswith(f"{kind} "):
+                    yield source.split()[1], event

@@ -1,0 +1,103 @@
+"""The network around the device: a receiver at every address that its events send to."""
+
+import subprocess
+from dataclasses import dataclass, field
+
+from device.receivers import Arrival, TcpReceiver, UdpReceiver
+from device.show.events import Step
+from device.system import add_address, route_multicast
+
+# The daemon's own ports and the status service.
+_TAKEN = {"udp 2727", "udp 2728", "tcp 2700", "tcp 2727", "tcp 50003"}
+
+
+def _answering_receiver(port: int, address: str) -> TcpReceiver:
+    return TcpReceiver(port, address, reply=b"OK\r\n")
+
+
+@dataclass
+class Listener:
+    """A receiver; its arrivals are shown first, then claimed by the steps that sent them."""
+
+    receiver: UdpReceiver | TcpReceiver
+    shown: int = 0
+    unclaimed: list[Arrival] = field(default_factory=list)
+
+
+class Network:
+    """Receivers by target, such as "udp 10.0.0.7:6000", and why others cannot exist."""
+
+    def __init__(self) -> None:
+        self.listeners: dict[str, Listener] = {}
+        self.refused: dict[str, str] = {}
+        self._has_multicast_route = False
+
+    def listen(self, target: str) -> None:
+        """Starts a receiver at a target, once; `refused` says why that is impossible."""
+        if target in self.listeners or target in self.refused:
+            return
+        transport, _, where = target.partition(" ")
+        address, _, port = where.partition(":")
+        reason = self._obstacle(transport, address, int(port))
+        if not reason:
+            try:
+                self._make_local(address)
+                start = UdpReceiver if transport == "udp" else _answering_receiver
+                self.listeners[target] = Listener(start(int(port), address))
+            except (OSError, subprocess.CalledProcessError) as error:
+                reason = str(error)
+        if reason:
+            self.refused[target] = reason
+
+    @staticmethod
+    def _obstacle(transport: str, address: str, port: int) -> str:
+        first = int(address.split(".")[0])
+        if port == 0:
+            return "nothing can receive at port 0"
+        if address.endswith(".255"):
+            return "the daemon does not broadcast"
+        if first >= 240:
+            return "the daemon cannot send there"
+        if first == 127 and f"{transport} {port}" in _TAKEN:
+            return "a port of the device itself"
+        return ""
+
+    def _make_local(self, address: str) -> None:
+        first = int(address.split(".")[0])
+        if 224 <= first < 240:
+            if not self._has_multicast_route:
+                route_multicast("eth0peer")
+            self._has_multicast_route = True
+        elif first != 127:
+            add_address("eth0peer", f"{address}/32")
+
+    def new_arrivals(self) -> list[tuple[str, Arrival]]:
+        """Returns what has arrived since the last call, with its target."""
+        news = []
+        for target, listener in self.listeners.items():
+            fresh = listener.receiver.arrivals[listener.shown :]
+            listener.shown += len(fresh)
+            listener.unclaimed = [*listener.unclaimed, *fresh][-1000:]
+            news += [(target, arrival) for arrival in fresh]
+        return news
+
+    def claim(self, step: Step, payload: bytes, after_ns: int) -> Arrival | None:
+        """Takes the first arrival that is this step's, with the payload that the log shows."""
+        listener = self.listeners.get(step.target())
+        for arrival in listener.unclaimed if listener else ():
+            if arrival.at_ns < after_ns:
+                continue
+            if step.sends == "status" or arrival.data == payload:
+                listener.unclaimed.remove(arrival)
+                return arrival
+        return None
+
+    def count(self, target: str) -> int:
+        """Returns how many messages have arrived at a target."""
+        listener = self.listeners.get(target)
+        return len(listener.receiver.arrivals) if listener else 0
+
+    def arrived(self, target: str, start: bytes, skip: int) -> bool:
+        """Returns whether a message that begins so has arrived there after the first `skip`."""
+        arrivals = self.listeners[target].receiver.arrivals[skip:]
+        return any(arrival.data.startswith(start) for arrival in arrivals)

@@ -1,0 +1,64 @@
+"""What `./run` prints: a line for each thing that happens."""
+
+import sys
+import threading
+import time
+
+from rich.console import Console
+from rich.text import Text
+
+STYLES = {
+    "in": "bold cyan",
+    "out": "bold green",
+    "log": "dim",
+    "note": "yellow",
+    "alarm": "bold red",
+}
+_LABEL_WIDTH = 21
+
+
+def printable(data: str | bytes) -> str:
+    r"""Returns a text on one line: control characters as \n, \r, \t or \x1B."""
+    text = data.decode("latin-1") if isinstance(data, bytes) else data
+    shown = {"\n": r"\n", "\r": r"\r", "\t": r"\t"}
+    return "".join(
+        shown.get(c, c if " " <= c <= "~" else "".join(f"\\x{b:02X}" for b in c.encode("latin-1")))
+        for c in text
+    )
+
+
+class Screen:
+    """Prints on a terminal, coloured and no wider than it is, or anywhere else plain and whole."""
+
+    def __init__(self) -> None:
+        self.start_ns = time.time_ns()
+        self.is_terminal = sys.stdout.isatty()
+        self._lock = threading.Lock()
+
+    def _print(self, style: str, text: str, shorten: bool = False) -> None:
+        if not self.is_terminal:
+            print(text, flush=True)
+            return
+        # Made for each line: standard output changes while the input line is shown.
+        console = Console(highlight=False, force_terminal=True)
+        with self._lock:
+            overflow = "ellipsis" if shorten else "fold"
+            console.print(Text(text, STYLES[style]), no_wrap=shorten, overflow=overflow)
+
+    def line(self, style: str, at_ns: int, label: str, text: str) -> None:
+        """Prints what happened at a moment, in nanoseconds since the epoch.
+
+        A terminal that is too narrow shows the beginning of messages and records, and all of notes.
+        """
+        seconds = (at_ns - self.start_ns) / 1e9
+        head = f"{seconds:8.3f}  {label:<{_LABEL_WIDTH}} "
+        self._print(style, head + text, shorten=style in ("in", "out", "log"))
+
+    def now(self, style: str, label: str, text: str) -> None:
+        """Prints what happens at this moment."""
+        self.line(style, time.time_ns(), label, text)
+
+    def note(self, text: str) -> None:
+        """Prints text of one or several lines without a time."""
+        for line in text.splitlines() or [""]:
+            self._print("note", line)

@@ -1,0 +1,1 @@
+"""Plays the scenarios: docs/scenarios.md describes their form."""

@@ -1,0 +1,408 @@
+"""Plays one scenario inside a device, or writes anew what is expected in it."""
+
+import os
+import re
+import subprocess
+import time
+import tty
+from collections.abc import Callable
+from pathlib import Path
+
+import device
+from tests.player import channels
+from tests.player.channels import Channel, Record
+from tests.player.script import RECORD_END, Line, escape, escape_record, read_script, unescape
+
+LIMIT_S = 40  # for whatever must come
+_FENCES = re.compile("cmd=fence2?|mapping event fence|disable, skip fence|push event: fence")
+_AFTER_FENCES = re.compile(r"[^\0]*fence[^\0]*|\[renew_macro_var\] save.*")
+
+
+class Failure(Exception):
+    """What differs, with the file and the line of the scenario."""
+
+
+def _file_channel(path: str) -> Channel:
+    return Channel(lambda: device.read_file(path).decode("latin-1"), "\n")
+
+
+class Player:
+    """A scenario under way: the device it is played in, what goes into it and what comes out."""
+
+    def __init__(self, path: Path) -> None:
+        self.path = path
+        self.script = read_script(path)
+        self.line = 0  # under way
+        self.receipts = False  # what is logged of received messages counts
+        self.service = device.StatusService("off")
+        self.daemon: device.Daemon | None = None
+        self.uptime = 1000.0
+        self.started = 0.0
+        self.terminal = -1
+        self.terminal_end = -1  # kept open: the terminal is there before and after the daemon
+        self.output = ""
+        self.receivers: dict[str, device.UdpReceiver | device.TcpReceiver] = {}
+        self.channels = {
+            "main": _file_channel("/var/tmp/log/kovo.log"),
+            "event": _file_channel("/var/tmp/log/kovoevent.log"),
+            "err": _file_channel("/tmp/daemon.err"),
+        }
+        self.channels["out"] = Channel(self._read_terminal, "\n")
+        self.looked_ns = self.compared_ns = time.time_ns()
+        self.owed = self.unfinished = ""  # see channels.log_records
+        self.told = 0.0  # when the first action since the latest comparison began
+        self.took = 0.0  # seconds from then on until all had come
+
+    def fail(self, text: str) -> None:
+        """Ends the scenario."""
+        raise Failure(f"{self.path}:{self.line}: {text}")
+
+    def close(self) -> None:
+        """Ends the daemon and closes what belongs to the player."""
+        if self.daemon:
+            self.daemon.stop()
+        for receiver in (self.service, *self.receivers.values()):
+            receiver.close()
+        self._close_terminal()
+
+    # ---- What comes out.
+
+    def _close_terminal(self) -> None:
+        for end in (self.terminal, self.terminal_end):
+            if end >= 0:
+                os.close(end)
+
+    def _read_terminal(self) -> str:
+        while self.terminal >= 0:
+            try:
+                self.output += os.read(self.terminal, 65536).decode("latin-1")
+            except BlockingIOError:
+                break
+        return self.output
+
+    def look(self) -> bool:
+        """Reads all channels; returns whether something has come."""
+        self.looked_ns = time.time_ns()
+        changed = False
+        for channel in self.channels.values():
+            text = channel.look()
+            changed |= text != channel.text
+            channel.text = text
+        return changed
+
+    def wait_looking(self, condition: Callable[[], bool]) -> bool:
+        """Looks at all channels until the condition holds; False when it does not within 40 s."""
+
+        def holds() -> bool:
+            self.look()
+            return condition()
+
+        return device.wait_until(holds, LIMIT_S)
+
+    def records(self) -> list[Record]:
+        """Returns what the latest look found since the latest comparison."""
+        ranges = self._ranges()
+        texts = {
+            name: channels.fresh_text(channel, ranges, self.receipts)
+            for name, channel in self.channels.items()
+        }
+        logs = [texts.pop(name) for name in ("main", "event", "out")]
+        records, self.unfinished = channels.log_records(*logs, self.owed)
+        for kind in ("err", "status", "udp:", "tcp:"):
+            for name in sorted(texts):
+                if name.startswith(kind):
+                    end = self.channels[name].end
+                    records += channels.receiver_records(name, texts[name], end)
+        return records
+
+    def _ranges(self) -> channels.Ranges:
+        """Returns what fits the moment and the daemon."""
+        since = self.compared_ns / 1e6 - 200  # a stamp is older than its record
+        now = time.time_ns() / 1e6 + 1
+        age = time.monotonic() - self.started
+        least_age = max(int(age - (now - since) / 1000 - 3), 0)
+        pid = self.daemon.pid if self.daemon else 0
+        return {
+            "@": (since, now),
+            "NOW": (since - 999, now),
+            "PID": (pid, pid),
+            "UP": (self.uptime + least_age, self.uptime + age + 2),
+            "S": (0, age + 1),
+            "N": (0, age * 1000),
+        }
+
+    def consume(self) -> None:
+        """Counts what the latest look found as compared."""
+        for channel in self.channels.values():
+            channel.compared = channel.text
+        self.compared_ns = self.looked_ns
+        self.owed = self.unfinished
+        self.told = 0.0
+
+    def content_of(self, path: str) -> str:
+        """Returns the bytes of a file, with PID for the daemon's."""
+        if not os.path.exists(path):
+            return "no such file"
+        text = device.read_file(path).decode("latin-1")
+        return "PID\n" if self.daemon and text == f"{self.daemon.pid}\n" else text
+
+    def is_record(self, verb: str) -> bool:
+        """Returns whether a verb is that of a record."""
+        return verb in ("log", "echo") or verb in self.channels
+
+    # ---- What the lines at the margin do.
+
+    def act(self, line: Line) -> None:
+        """Does what a line at the margin says."""
+        self.told = self.told or time.monotonic()
+        action = getattr(self, f"_do_{line.verb}", None)
+        if line.verb and action is None:
+            self.fail(f"unknown: {line.verb}")
+        if line.verb:
+            action(line)
+
+    def _do_serial(self, line: Line) -> None:
+        pass  # says when the scenario may run
+
+    def _do_receipts(self, line: Line) -> None:
+        self.receipts = True
+
+    def _do_requests(self, line: Line) -> None:
+        requests = self.service.requests
+        self.channels["status"] = Channel(
+            lambda: "".join(one.decode("latin-1") + RECORD_END for one in requests)
+        )
+
+    def _do_param(self, line: Line) -> None:
+        device.set_param(line.name, line.text)
+
+    def _do_uptime(self, line: Line) -> None:
+        self.uptime = float(line.rest)
+
+    def _do_write(self, line: Line) -> None:
+        device.write_file(line.name, line.text.encode("latin-1"))
+
+    def _do_run(self, line: Line) -> None:
+        command = ["/bin/sh", "-c", f"{{ {line.rest}; }} >&2"]
+        if subprocess.run(command, timeout=2 * LIMIT_S).returncode != 0:
+            self.fail("failed")
+
+    def _do_until(self, line: Line) -> None:
+        command = ["/bin/sh", "-c", f"{{ {line.rest}; }} >/dev/null 2>&1"]
+        if not device.wait_until(lambda: subprocess.run(command).returncode == 0, LIMIT_S):
+            self.fail("never")
+
+    def _do_status(self, line: Line) -> None:
+        answer = line.text.encode("latin-1") or device.status.DEFAULT_ANSWER
+        self.service.set(line.name, answer)
+
+    def _do_tell(self, line: Line) -> None:
+        kind, port = line.name.split(":")
+        send = {"udp": device.send_udp, "tcp": device.send_tcp}[kind]
+        for text in line.text.split(" ;; "):
+            send(int(port), text.encode("latin-1"))
+
+    def _do_listen(self, line: Line) -> None:
+        for name in line.rest.split():
+            self._listen(name)
+
+    def _do_reply(self, line: Line) -> None:
+        self._listen(line.name, reply=line.text.encode("latin-1"))
+
+    def _listen(self, name: str, **options: bytes) -> None:
+        kind, *address, port = name.split(":")
+        make = {"udp": device.UdpReceiver, "tcp": device.TcpReceiver}[kind]
+        receiver = make(int(port), *address, **options)
+        self.receivers[name] = receiver
+        self.channels[name] = Channel(
+            lambda: "".join(one.data.decode("latin-1") + RECORD_END for one in receiver.arrivals)
+        )
+
+    def _do_start(self, line: Line) -> None:
+        self._close_terminal()
+        self.output = ""
+        self.terminal, self.terminal_end = os.openpty()
+        tty.setraw(self.terminal_end)
+        os.set_blocking(self.terminal, False)
+        words = ["" if word == '""' else unescape(word) for word in line.rest.split()]
+        arguments = [word.encode("latin-1") for word in words]
+        self.started = time.monotonic()
+        self.daemon = device.Daemon(*arguments, uptime=self.uptime, stdout=self.terminal_end)
+
+    def _do_boot(self, line: Line) -> None:
+        device.add_address("eth0", "10.0.0.2/24")
+        if self.service.mode == "off":
+            self.service.set("answer")
+        self._do_start(line)
+        self._wait_supervision()
+        self.consume()
+
+    def _wait_supervision(self) -> None:
+        device.daemon.SYNC_MARKER.unlink(missing_ok=True)
+        if not self.wait_looking(device.daemon.SYNC_MARKER.exists):
+            self.fail("no supervision")
+
+    def _do_pass(self, line: Line) -> None:
+        self._wait_supervision()
+        self._wait_supervision()  # a whole one
+
+    def _do_kill(self, line: Line) -> None:
+        self.daemon.stop()
+
+    # ---- What a block expects.
+
+    def compare(self, block: list[Line]) -> None:
+        """Waits for what a block expects; fails when it does not come, or something else does."""
+        self.line = block[0].number
+        for line in block:
+            if line.verb == "exit":
+                self.daemon.wait_exit(LIMIT_S)  # all it says has come then
+        self._compare_records(block)
+        for line in block:
+            self.line = line.number
+            if line.verb and not self.is_record(line.verb):
+                expectation = getattr(self, f"_expect_{line.verb}", None)
+                if expectation is None:
+                    self.fail(f"unknown: {line.verb}")
+                expectation(line)
+        self.consume()
+
+    def _expected_records(self, block: list[Line]) -> list[Record]:
+        expected = []
+        for line in block:
+            stamp = "@ " if line.verb in ("echo", "event") else ""
+            for text in line.rest.split(" ;; ") if self.is_record(line.verb) else ():
+                record = escape_record(unescape(f"{stamp}{text}\n"))
+                expected.append(Record(line.verb, record, line.mark))
+        return expected
+
+    def _compare_records(self, block: list[Line]) -> None:
+        expected = self._expected_records(block)
+        differences: list[str] | None = None
+        right = time.monotonic()
+
+        def is_decided() -> bool:
+            nonlocal differences, right
+            if self.look() or differences is None:
+                differences = channels.difference(self.records(), expected)
+            if not any(line.startswith("+") for line in differences):
+                right = time.monotonic()
+            return not differences or time.monotonic() - right > 0.5
+
+        device.wait_until(is_decided, LIMIT_S)
+        if differences:
+            self.fail("missing (-), instead (+):\n  " + "\n  ".join(differences))
+        self.took = time.monotonic() - self.told
+
+    def _expect_file(self, line: Line) -> None:
+        if not device.wait_until(lambda: self.content_of(line.name) == line.text, LIMIT_S):
+            self._expect_still(line)
+
+    def _expect_still(self, line: Line) -> None:
+        content = self.content_of(line.name)
+        if content != line.text:
+            self.fail(f"it holds\n{content}")
+
+    def _expect_took(self, line: Line) -> None:
+        least, most = map(int, line.rest.split(".."))
+        if not least <= self.took * 1000 <= most:
+            self.fail(f"{self.took * 1000:.0f} ms")
+
+    def _expect_offsets(self, line: Line) -> None:
+        """CHANNEL MS MS ... within MS: when its arrivals came, counted from the first one."""
+        first = self.channels[line.name].compared.count(RECORD_END)
+        *offsets, _, within = line.text.split()
+        times = [one.at_ns for one in self.receivers[line.name].arrivals[first:]]
+        for at, offset in zip(times, offsets, strict=True):
+            came = (at - times[0]) / 1e6
+            if abs(came - int(offset)) > int(within):
+                self.fail(f"{came:.1f} ms")
+
+    def _expect_exit(self, line: Line) -> None:
+        status = self.daemon.wait_exit(LIMIT_S)
+        if status != int(line.rest):
+            self.fail(f"status {status}")
+
+    def _expect_end(self) -> None:
+        """Sends a word to every server; nothing may come but what follows from it."""
+        device.send_tcp(2700, b"fence\n")
+        device.send_udp(2727, b"fence:")
+        device.send_tcp(2727, b"fence2:")
+        device.send_udp(2728, b"fence")
+
+        def is_through() -> bool:
+            texts = self.channels["out"].text + self.channels["event"].text
+            return len(_FENCES.findall(texts)) == 4
+
+        if not self.wait_looking(is_through):
+            self.fail("the daemon does not take messages any more")
+        for record in self.records():
+            if record.verb != "status" and not _AFTER_FENCES.fullmatch(record.text):
+                self.fail(f"too much at the end: {record.verb} {record.text}")
+
+    def play(self) -> None:
+        """Plays the scenario; raises Failure."""
+        self._prepare()
+        for line in self.script:
+            self.line = line.number
+            self.act(line)
+            if line.block:
+                self.compare(line.block)
+        if self.daemon and self.daemon.is_running():
+            self._expect_end()
+
+    def _prepare(self) -> None:
+        if not any(line.verb for line in self.script):
+            self.fail("nothing to play")
+        os.environ["TZ"] = "KOV-05:45"  # local time must differ from the world's
+        time.tzset()
+
+    # ---- Writing a scenario anew.
+
+    def accept(self) -> str:
+        """Returns the scenario with what came out in the place of what was expected."""
+        self._prepare()
+        lines = []
+        for line in self.script:
+            self.line = line.number
+            lines.append(line.source)
+            self.act(line)
+            if line.block:
+                lines += self._accept_block(line.block)
+        return "".join(lines)
+
+    def _accept_block(self, block: list[Line]) -> list[str]:
+        took = [line.rest.split("..")[1] for line in block if line.verb == "took"]
+        quiet_s = int(took[0]) / 1000 if took else 1.2  # nothing more comes after that
+        latest = time.monotonic()
+
+        def is_quiet() -> bool:
+            nonlocal latest
+            if self.look():
+                latest = time.monotonic()
+            return time.monotonic() - latest > quiet_s
+
+        device.wait_until(is_quiet, LIMIT_S)
+        lines = _written(self.records(), {line.rest for line in block if line.mark})
+        for line in block:
+            if line.verb in ("file", "still"):
+                lines.append(f"  {line.verb} {line.name} {escape(self.content_of(line.name))}\n")
+            elif line.verb and not self.is_record(line.verb):
+                lines.append(line.source)
+        self.consume()
+        return lines
+
+
+def _written(records: list[Record], floating: set[str]) -> list[str]:
+    """Returns the lines of a block for these records; "~" marks those that are floating."""
+    lines: list[str] = []
+    for record in records:
+        text = record.text.removeprefix("@ ")
+        floats = text in floating
+        last = lines[-1] if lines else ""
+        fits = len(last) - 1 + len(text) + 4 <= 100
+        if last.startswith(f"  {record.verb} ") and fits and not floats:
+            lines[-1] = f"{last[:-1]} ;; {text}\n"
+        else:
+            lines.append(f"  {'~' * floats}{record.verb}{' ' * bool(text)}{text}\n")
+    return lines

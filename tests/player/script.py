@@ -1,0 +1,94 @@
+"""A scenario as it is written: its lines, and the texts in them.
+
+All text is bytes, held as strings of the same number of characters (Latin-1).
+"""
+
+import re
+from dataclasses import dataclass, field
+from pathlib import Path
+
+RECORD_END = "\x1e"  # of an arrival among others of its receiver
+_LETTERS = {"n": "\n", "r": "\r", "t": "\t", "\\": "\\"}
+_LINE = re.compile(r" *([~?]?)([^ #]\S*|) ?((\S*) ?(.*))", re.ASCII)
+_CONTINUATION = re.compile(r" *([|+]) ?(.*)")
+_CODED = re.compile(r"<(.)\*(\d+)>|\\x(..)|\\(.)", re.ASCII | re.DOTALL)
+_TO_CODE = re.compile(r"([!-~])\1{31,}|[\x00-\x1F\x7F\\]| \Z")
+
+
+@dataclass
+class Line:
+    """A line "VERB REST", often "VERB NAME TEXT", with the lines "| TEXT" and "+ STEP" below it."""
+
+    number: int = 0
+    mark: str = ""  # "~" or "?" before the verb
+    verb: str = ""  # empty for comments and empty lines
+    rest: str = ""  # as written
+    name: str = ""  # the first word of the rest
+    text: str = ""  # what follows it, unescaped
+    source: str = ""  # all of it as written
+    block: list["Line"] = field(default_factory=list)  # the indented lines below it
+
+
+def unescape(text: str) -> str:
+    r"""Replaces \n \r \t \\ \xHH, and <C*N> by N times C; a backslash removes a line's end."""
+
+    def meaning(found: re.Match[str]) -> str:
+        if found[1]:
+            return found[1] * int(found[2])
+        if found[3]:
+            return chr(int(found[3], 16))
+        return "" if found[4] == "\n" else _LETTERS.get(found[4], found[4])
+
+    return _CODED.sub(meaning, text)
+
+
+def escape(text: str) -> str:
+    """Does the opposite of unescape, for a text on one line."""
+
+    def code(found: re.Match[str]) -> str:
+        if found[1]:
+            return f"<{found[1]}*{len(found[0])}>"
+        letters = [letter for letter, meaning in _LETTERS.items() if meaning == found[0]]
+        return "\\" + letters[0] if letters else f"\\x{ord(found[0]):02X}"
+
+    return _TO_CODE.sub(code, text)
+
+
+def escape_record(record: str) -> str:
+    """Does the same for a record, whose end is not written; a backslash says that it has none."""
+    if record.endswith(("\n", RECORD_END)):
+        return escape(record[:-1])
+    return escape(record) + "\\"
+
+
+def _step_lines(step: str) -> str:
+    """Returns the definition lines of "EVENT INDEX PROTOCOL IP PORT DELAY PAYLOAD"; "-": none."""
+    event, index, *values, payload = (step + " ").split(" ", 6)
+    lines = ""
+    for name, value in zip(("Protocol", "IP", "Port", "Delay"), values, strict=True):
+        lines += f"{event}{name}{index}={unescape(value)}\n" if value != "-" else ""
+    digits = unescape(payload[:-1]).encode("latin-1").hex().upper()
+    return f"{lines}{event}Data{index}={digits}\n"
+
+
+def _read_line(number: int, source: str) -> Line:
+    mark, verb, rest, name, text = _LINE.fullmatch(source).groups()
+    return Line(number, mark, verb, rest, name, unescape(text), source + "\n")
+
+
+def read_script(path: Path) -> list[Line]:
+    """Returns the lines at the margin, with the blocks below them."""
+    script: list[Line] = []
+    text = path.read_bytes().decode("latin-1").removesuffix("\n")
+    for number, source in enumerate(text.split("\n"), 1):
+        block = script[-1].block if script else script
+        if found := _CONTINUATION.fullmatch(source):
+            above = block[-1] if block else script[-1]
+            added = _step_lines(found[2]) if found[1] == "+" else unescape(found[2] + "\n")
+            above.text += added
+            above.source += source + "\n"
+        elif source.startswith(" "):
+            block.append(_read_line(number, source))
+        else:
+            script.append(_read_line(number, source))
+    return script

@@ -1,0 +1,226 @@
+"""What a scenario cannot say: floods, limits, what the daemon uses."""
+
+import os
+import re
+import socket
+import time
+from collections.abc import Callable
+
+import pytest
+
+import device
+from tests.conftest import IS_EMULATED, IS_SANITIZED
+
+MAIN_LOG = "/var/tmp/log/kovo.log"
+EVENT_LOG = "/var/tmp/log/kovoevent.log"
+DEFINITIONS = "/www/pelm/kovo.txt"
+EVENT_LIST = "/tmp/kovo_event_list.txt"
+# Shadow memory and emulators leave no room for limits and use memory of their own.
+needs_plain_process = pytest.mark.skipif(IS_SANITIZED or IS_EMULATED, reason="not a plain process")
+
+Start = Callable[..., device.Daemon]
+Tcp, Udp = device.TcpReceiver, device.UdpReceiver
+
+
+def log(path: str) -> str:
+    """Returns a log with "[routine:123]" as "[routine]"."""
+    return re.sub(r"\[(\w+)[:;]\d+\]", r"[\1]", device.read_file(path).decode("latin-1"))
+
+
+def is_logged(path: str, part: str, times: int = 1, timeout: float = 20.0) -> bool:
+    """Waits until a log contains a text so many times."""
+    return device.wait_until(lambda: log(path).count(part) >= times, timeout)
+
+
+def steps(event: str, count: int, protocol: str, port: int, digits: str) -> str:
+    """Returns the definition lines of an event with `count` equal steps."""
+    return f"{event}Count={count}\n" + "".join(
+        f"{event}Protocol{i}={protocol}\n{event}IP{i}=127.0.0.1\n"
+        f"{event}Port{i}={port}\n{event}Data{i}={digits}\n"
+        for i in range(count)
+    )
+
+
+def connect(port: int) -> socket.socket:
+    connection = socket.create_connection(("127.0.0.1", port), timeout=20)
+    time.sleep(0.0003)  # the backlog is short
+    return connection
+
+
+def settled_usage(daemon: device.Daemon) -> device.Usage:
+    """Returns what it uses after its first passes, which keep their marker file open for a while."""
+    time.sleep(1)
+    return daemon.usage()
+
+
+def test_one_read_per_connection_and_idle_ones_delay_nobody(start: Start) -> None:
+    daemon = start()
+    idle = [connect(2700) for _ in range(100)]
+    split = connect(2700)
+    split.sendall(b"first\n")
+    assert is_logged(EVENT_LOG, "push event: first\n")
+    assert split.recv(1) == b"", "closed after the first read"
+    split.sendall(b"second\n")
+    split.close()
+    idle[50].sendall(b"late\n")
+    assert is_logged(EVENT_LOG, "push event: late\n")
+    most = daemon.usage().descriptors - 99
+    for connection in idle:
+        connection.close()
+    assert device.wait_until(lambda: daemon.usage().descriptors <= most)
+    assert "second" not in log(EVENT_LOG)
+    assert log(MAIN_LOG).count("recv(tcp:2700)") == 2, "closing without a byte logs nothing"
+
+
+def test_idle_connections_leave_descriptors_to_512_senders(start: Start, tcp: Tcp) -> None:
+    device.write_file(DEFINITIONS, steps("A", 128, "TCP", tcp.port, "41"))
+    start(limits={"nofile": 1024})
+    # With the connections of the senders, as many as this process may have open.
+    idle = [connect(2727 if number % 2 else 2700) for number in range(2 * 200)]
+    idle[-1].sendall(b"set::")
+    assert is_logged(MAIN_LOG, "Error cmd=set\n")
+    device.send_tcp(2700, b"A\n" * 4)
+    assert device.wait_until(lambda: tcp.connections == 512)
+    for _ in range(100):
+        device.send_udp(2727, b"next:")
+    assert is_logged(MAIN_LOG, "Error cmd=next\n", 100)
+    assert is_logged(EVENT_LOG, " TCP A\n", 512)
+    assert "accept()" not in log(MAIN_LOG)
+
+
+def test_exhausted_descriptors_only_delay(start: Start, tcp: Tcp) -> None:
+    device.write_file(DEFINITIONS, steps("A", 128, "TCP", tcp.port, "41"))
+    daemon = start(limits={"nofile": 60})
+    idle = connect(2700)
+    device.send_tcp(2700, b"A\n")
+    assert device.wait_until(lambda: daemon.usage().descriptors >= 59)
+    cpu_ms = daemon.usage().cpu_ms
+    device.send_tcp(2700, b"next\n")
+    assert idle.recv(1) == b"", "an idle connection makes room"
+    time.sleep(0.5)
+    assert daemon.usage().cpu_ms - cpu_ms < 200, "it does not spin"
+    assert is_logged(EVENT_LOG, "push event: next\n")
+    assert is_logged(EVENT_LOG, " TCP A\n")
+    device.write_file(DEFINITIONS, "BCount=1\n")
+    assert device.wait_until(lambda: device.read_file(EVENT_LIST).startswith(b"B"))
+
+
+def test_a_burst_fills_exactly_512_slots_and_frees_them(start: Start, tcp: Tcp, udp: Udp) -> None:
+    big = steps("Big", 128, "TCP", tcp.port, "42") + "BigXMLfield=big\n"
+    device.write_file(DEFINITIONS, big + steps("One", 1, "UDP", udp.port, "31"))
+    daemon = start()
+    before = settled_usage(daemon)
+    device.send_tcp(2700, b"big\n" * 5)
+    assert is_logged(EVENT_LOG, " TCP B\n", 640)
+    assert device.wait_until(lambda: tcp.connections == 512)
+    assert device.wait_until(lambda: daemon.usage().threads == before.threads)
+    assert tcp.connections == 512, "the rest is dropped, not sent later"
+    # The first search finds no free slot, only finished ones, and frees them for the second.
+    device.send_tcp(2700, b"One\nOne\n")
+    assert udp.wait(1)
+    time.sleep(0.3)
+    assert len(udp.arrivals) == 1
+    assert daemon.usage().descriptors == before.descriptors
+
+
+def test_nothing_is_left_over_after_a_thousand_events(start: Start, udp: Udp) -> None:
+    device.write_file(DEFINITIONS, steps("A", 1, "UDP", udp.port, "41"))
+    daemon = start()
+    idle = settled_usage(daemon)
+    memory = 0  # after the slots and stacks of so many senders have been used
+    for events in range(100, 1001, 100):
+        device.send_tcp(2700, b"A\n" * 100)
+        assert udp.wait(events, 60)
+        assert device.wait_until(lambda: daemon.usage().threads == idle.threads)
+        memory = memory or daemon.usage().anonymous_kib
+    after = daemon.usage()
+    assert (after.descriptors, after.children) == (idle.descriptors, 0)
+    if not IS_SANITIZED:  # they keep freed memory
+        assert after.anonymous_kib < memory + 512
+
+
+@needs_plain_process
+def test_senders_that_cannot_start_give_their_slots_back(start: Start, tcp: Tcp, udp: Udp) -> None:
+    big = steps("Big", 128, "TCP", tcp.port, "42")
+    device.write_file(DEFINITIONS, big + steps("One", 1, "UDP", udp.port, "31"))
+    room = 84 << 20  # for seven workers, and some hundred senders
+    daemon = start(limits={"as": room}, environment={"MALLOC_ARENA_MAX": "1"})
+    before = settled_usage(daemon)
+    for count in (384, 768):
+        device.send_tcp(2700, b"Big\n" * 3)
+        assert is_logged(EVENT_LOG, " TCP B\n", count)
+        assert device.wait_until(lambda: daemon.usage().threads == before.threads)
+    failure = "[exec_event] Error: start sender for Big: Resource temporarily unavailable\n"
+    assert failure in log(MAIN_LOG)
+    assert tcp.connections > 100
+    device.send_tcp(2700, b"One\nOne\n")
+    assert udp.wait(1)
+
+
+@pytest.mark.serial
+@needs_plain_process
+def test_an_idle_daemon_is_small_and_quiet_again_after_a_large_file(start: Start) -> None:
+    device.write_file(DEFINITIONS, "".join(f"{i}Count=1\n{i}IP0=\n" for i in range(40_000)))
+    daemon = start()
+    assert daemon.usage().anonymous_kib > 4096
+    device.write_file(DEFINITIONS, "BCount=1\n")
+    assert device.wait_until(lambda: device.read_file(EVENT_LIST).startswith(b"B"))
+    before = settled_usage(daemon)
+    assert before.pss_kib < 4096
+    time.sleep(6)
+    assert daemon.usage().cpu_ms - before.cpu_ms <= 30, "0.5 % of one core"
+
+
+def test_standard_descriptors_and_modes_do_not_depend_on_its_starter(start: Start) -> None:
+    daemon = start(prefix=("/bin/sh", "-c", 'umask 077; exec "$@" <&- >&- 2>&-', "starter"))
+    assert os.readlink(f"/proc/{daemon.pid}/fd/1") == "/dev/null"
+    assert os.stat("/tmp/kovo_asc.txt").st_mode & 0o777 == 0o644
+
+
+def test_a_terminal_that_nobody_reads_holds_up_nothing(start: Start) -> None:
+    _, terminal = os.openpty()
+    daemon = start(stdout=terminal)
+    for _ in range(100):
+        device.send_udp(2727, b"x:" + b"y" * 1000)
+    assert is_logged(MAIN_LOG, "Error cmd=x\n", 100)
+    daemon.stop()
+    start(stdout=terminal)  # its shell commands print on the full terminal as well
+    device.send_tcp(2700, b"still=there\n")
+    assert is_logged(EVENT_LOG, "push event: still\n")
+
+
+@needs_plain_process
+def test_a_worker_that_cannot_be_started_ends_the_daemon_in_its_own_words() -> None:
+    workers = (
+        "handle_tcp_event handle_udp_lm_var handle_tcp_lm_var handle_lm_event "
+        "handle_q_event handle_udp_vep_api handle_vep_api"
+    ).split()
+    gib = 1 << 30
+    for started, worker in enumerate(workers):
+        daemon = device.Daemon(
+            limits={"stack": gib, "as": started * gib + gib // 2},
+            environment={"MALLOC_ARENA_MAX": "1"},
+        )
+        assert daemon.wait_exit() == 1
+        failure = f"Error: pthread_create {worker}(): Resource temporarily unavailable\n"
+        assert failure in log(MAIN_LOG)
+        os.remove(MAIN_LOG)
+
+
+def test_a_burst_of_2000_datagrams_is_handled_in_order(start: Start, tcp: Tcp, udp: Udp) -> None:
+    start()
+    device.send_udp(2727, b"client_del_tcp::127.0.0.1::5127")
+    assert is_logged(MAIN_LOG, "client_del_tcp")
+    for _ in range(2000):
+        device.send_udp(2727, b"")
+    for number in range(2000):
+        device.send_udp(2727, f"set::N{number}::".encode().ljust(100, b"v"))
+    assert is_logged(MAIN_LOG, "recv(udp:2727)", 2001, timeout=60)
+    device.send_udp(2727, b"renew_udp::127.0.0.1::%d" % udp.port)
+    device.send_udp(2727, b"renew_tcp::127.0.0.1::%d" % tcp.port)
+    for receiver in (udp, tcp):
+        assert receiver.wait(401, 60)
+        arrivals = receiver.arrivals
+        assert arrivals[400].data == b"_RENEW_NUM=2000\n"
+        assert arrivals[399].data.startswith(b"N1995=")
+        assert arrivals[400].at_ns - arrivals[0].at_ns > 3e9, "10 ms are between two messages"

@@ -1,0 +1,80 @@
+#include "frame/log.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <thread>
+
+#include "tests/unit/in_device/logs.h"
+
+namespace kovo {
+namespace {
+
+int lines_in(const char* path) {
+  return count_of(read_file(path), "\n");
+}
+
+TEST(Log, RotatesAtThe20000thRecordOfAllThreads) {
+  testing::internal::CaptureStdout();
+  std::vector<std::thread> writers;
+  for (int i = 0; i < 4; ++i) {
+    writers.emplace_back([] {
+      for (int n = 0; n < 5000; ++n) log_main("record %d\n", n);
+    });
+  }
+  for (std::thread& writer : writers) writer.join();
+  EXPECT_EQ(lines_in(kRotatedLogPath), 20000);
+  EXPECT_NE(access(kMainLogPath, F_OK), 0);
+  log_main("first of the next\n");
+  EXPECT_EQ(read_file(kMainLogPath), "first of the next\n");
+  EXPECT_EQ(count_of(testing::internal::GetCapturedStdout(), "\n"), 20001);
+}
+
+TEST(Log, ALogThatCannotBeOpenedLosesOnlyItsRecords) {
+  testing::internal::CaptureStdout();
+  for (int n = 0; n < 10000; ++n) log_main("a\n");
+  ASSERT_EQ(rename("/var/tmp/log", "/var/tmp/gone"), 0);
+  for (int n = 0; n < 5000; ++n) log_main("lost\n");
+  log_event("lost\n");
+  log_event_echo("%s\n", "printed all the same");
+  ASSERT_EQ(rename("/var/tmp/gone", "/var/tmp/log"), 0);
+  unlink(kMainLogPath);
+  for (int n = 0; n < 9999; ++n) log_main("b\n");
+  EXPECT_NE(access(kRotatedLogPath, F_OK), 0) << "lost records do not count, deleted ones do";
+  log_main("b\n");
+  EXPECT_EQ(lines_in(kRotatedLogPath), 10000);
+  EXPECT_NE(access(kEventLog, F_OK), 0);
+  EXPECT_NE(testing::internal::GetCapturedStdout().find("  printed all the same\n"),
+            std::string::npos);
+}
+
+TEST(Log, LongRecordsAndFullDisksAreSurvived) {
+  testing::internal::CaptureStdout();
+  log_event("%s\n", std::string(100000, 'x').c_str());
+  EXPECT_EQ(read_file(kEventLog).size(), 24 + 1 + 100000 + 1U);
+  EXPECT_TRUE(std::regex_search(
+      read_file(kEventLog), std::regex("^\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3}  x")));
+  ASSERT_EQ(mount("tmpfs", "/var/tmp/log", "tmpfs", 0, "size=8k"), 0);
+  for (int n = 0; n < 1000; ++n) log_main("%s\n", std::string(50, 'y').c_str());
+  EXPECT_EQ(read_file(kMainLogPath).size(), 8192U);
+  ASSERT_EQ(truncate(kMainLogPath, 0), 0);
+  log_main("room again\n");
+  EXPECT_EQ(read_file(kMainLogPath), "room again\n");
+  testing::internal::GetCapturedStdout();
+}
+
+TEST(Log, WhatIsNoRegularFileGetsNothingAndHoldsUpNobody) {
+  ASSERT_EQ(mkfifo(kEventLog, 0600), 0);
+  log_event("nobody reads\n");
+  const int reader = open(kEventLog, O_RDONLY | O_NONBLOCK);
+  log_event("somebody would\n");
+  char byte = 0;
+  EXPECT_LE(read(reader, &byte, 1), 0);
+  close(reader);
+}
+
+}  // namespace
+}  // namespace kovo

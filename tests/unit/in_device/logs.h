@@ -1,0 +1,38 @@
+// The files that the routines under test write, each test alone in a simulated device.
+#pragma once
+
+#include <fstream>
+#include <iterator>
+#include <regex>
+#include <string>
+
+namespace kovo {
+
+constexpr char kEventLog[] = "/var/tmp/log/kovoevent.log";
+
+/// Returns the bytes of a file, "" when it cannot be read.
+inline std::string read_file(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+/// Returns the text with "[routine:123]" as "[routine]", and without the stamps of event lines.
+inline std::string plain(const std::string& text) {
+  const std::string stable = std::regex_replace(text, std::regex("\\[(\\w+)[:;]\\d+\\]"), "[$1]");
+  return std::regex_replace(stable,
+                            std::regex("\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3}  "), "");
+}
+
+inline std::string event_log() {
+  return plain(read_file(kEventLog));
+}
+
+inline int count_of(const std::string& text, const std::string& part) {
+  int count = 0;
+  for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
+    ++count;
+  }
+  return count;
+}
+
+}  // namespace kovo

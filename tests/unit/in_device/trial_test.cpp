@@ -1,0 +1,64 @@
+// The device of the try-out page raises what the daemon raises.
+#include "tryout/trial.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "engine/event_queue.h"
+#include "frame/globals.h"
+#include "tests/unit/in_device/logs.h"
+#include "variables/central_state.h"
+#include "variables/change_processing.h"
+#include "variables/mapping_tables.h"
+#include "variables/variable_registry.h"
+
+namespace kovo {
+namespace {
+
+const char* const kNames[] = {
+    "DEVICE_NAME", "device_name", "CH_SELECT",    "HDMI_IN_STATUS",          "HDMI_OUT_STATUS",
+    "S0_BAUDRATE", "s0_baudrate", "WPA_EAP_MODE", "V_OUTPUT_TIMING_CONVERT", "UNMAPPED"};
+const char* const kValues[] = {"off",  "OFF",      "PEAP",     "TLS",      "9600-8N1", "9600-8n1",
+                               "7E-2", "9600-8E1", "20800010", "80000000", "20000010", ""};
+
+TEST(Trial, ChangesOfVariablesRaiseWhatTheyRaiseInTheDaemon) {
+  static std::int64_t seconds = 1'700'000'000;
+  std::mt19937 random(20260131);
+  const auto one_of = [&](const auto& texts) { return texts[random() % std::size(texts)]; };
+  for (const Variant variant : {Variant{1, 0}, Variant{1, 1}, Variant{0, 0}}) {
+    const auto queue = make_event_queue();
+    CentralState state;
+    VariableRegistry registry;
+    event_queue = queue.get();
+    central_state = &state;
+    {
+      const MutexLock held(state.mapping_lock);
+      state.mapping_table = mapping_rows(variant);
+      state.resolution_table = make_resolution_table();
+      state.p8021_status = state.wpa_eap_mode = "off";
+    }
+    tryout::TrialDevice trial = tryout::started_device(variant, 0);
+    std::string raised;
+    for (int at = 0; at < 150; ++at) {
+      seconds += random() % 50 == 0 ? -100 : static_cast<int>(random() % 4);
+      const std::string name = one_of(kNames);
+      const std::string value = one_of(kValues);
+      follow_change(state, registry, name, value, [] { return seconds; });
+      const std::string message = "e_param_set::" + name + "::" + value;
+      const auto reaction = tryout::take_message(trial, message, {0, seconds});
+      for (const auto& trigger : reaction.triggers) raised += "push event: " + trigger + "\n";
+    }
+    std::string pushed;
+    const std::string log = event_log();
+    for (const std::string_view line : split_lines(log)) {
+      if (starts_with_nocase(line, "push event: ")) pushed.append(line).append("\n");
+    }
+    std::remove(kEventLog);
+    EXPECT_EQ(raised, pushed);
+    EXPECT_GT(pushed.size(), 500U);
+  }
+}
+
+}  // namespace
+}  // namespace kovo
