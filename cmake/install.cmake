@@ -6,7 +6,10 @@ set(KOVO_TMPFILES_DIR lib/tmpfiles.d CACHE STRING "Folder of the rule for system
 set(KOVO_INIT_SCRIPT init.d/kovotcp CACHE STRING "Init script, in the configuration folder; empty: none")
 
 install(TARGETS kovotcp RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR})
-install(FILES packaging/man/kovotcp.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
+install(PROGRAMS packaging/kovotcp-health DESTINATION ${CMAKE_INSTALL_SBINDIR})
+install(PROGRAMS packaging/kovotcp-prepare RENAME prepare DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/kovotcp)
+install(FILES packaging/man/kovotcp.8 packaging/man/kovotcp-health.8
+  DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
 install(FILES packaging/man/kovo.txt.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5)
 install(FILES packaging/kovotcp.logrotate RENAME kovotcp
   DESTINATION ${CMAKE_INSTALL_FULL_SYSCONFDIR}/logrotate.d)
@@ -14,6 +17,10 @@ install(FILES packaging/kovotcp.default RENAME kovotcp
   DESTINATION ${CMAKE_INSTALL_FULL_SYSCONFDIR}/default)
 install(FILES docs/examples/kovo.txt packaging/examples/ordinary-user.conf
   DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
+foreach(name inittab kovotcp-health.service kovotcp.procd)
+  configure_file(packaging/examples/${name}.in examples/${name} @ONLY)
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/examples/${name} DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
+endforeach()
 install(FILES docs/interfaces.md packaging/README.md COPYING DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
 if(KOVO_UNIT_DIR)

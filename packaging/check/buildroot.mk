@@ -6,7 +6,7 @@ qstrip = $(strip $(subst ",,$(1)))
 
 define cmake-package
 all:
-	test -f $$(KOVOTCP_SITE)/$$(KOVOTCP_LICENSE_FILES)
+	test -f $$(KOVOTCP_SITE)/$$(KOVOTCP_LICENSE_FILES) && test "$$(KOVOTCP_VERSION)"
 	cmake -S $$(KOVOTCP_SITE) -B $$(BUILD_DIR)/kovotcp -DCMAKE_INSTALL_PREFIX=/usr \
 		-DCMAKE_BUILD_TYPE=Release $$(KOVOTCP_CONF_OPTS)
 	cmake --build $$(BUILD_DIR)/kovotcp --parallel

@@ -14,11 +14,32 @@ service_status() {
 
 ports_taken() { grep -c 'bind()' "$root/var/tmp/log/kovo.log"; }
 
+healthy() { inside /usr/sbin/kovotcp-health 2>/dev/null; }
+
 check_init_script() {
   local first taken
   service_status 3 "before the first start"
+  printf '#!/bin/sh\nexec cat >>/tmp/syslog\n' | install -D -m 755 /dev/stdin "$root/device/bin/logger"
+  mv "$root"/etc/passwd{,.hidden}
+  ! service start 2>/dev/null || fail "a start that fails is not reported"
+  mv "$root"/etc/passwd{.hidden,}
+  mv "$root"/device/bin/{ipc,late}
+  echo KOVOTCP_WAIT=1 >>"$root/etc/default/kovotcp"
+  service start || fail "start fails without the parameter tool"
+  wait_for grep -q 'ERROR: ipc' "$root/tmp/syslog" || fail "a missing parameter tool is not reported"
+  wait_for grep -q 'ipc: not found' "$root/tmp/syslog" || fail "standard error is not logged"
+  inside rm /var/run/kovotcp-service.pid
+  service start
+  one_daemon || fail "start without the pid file makes a second daemon"
+  service stop
+  no_daemon || fail "stop does not find the daemon without the pid file"
+
+  rm -f "$root"/var/tmp/log/* "$root/www/pelm/kovo.txt"
+  (sleep 3 && mv "$root"/device/bin/{late,ipc}) &
+  printf 'KOVOTCP_WAIT=20\nKOVOTCP_RESTORE=yes\n' >>"$root/etc/default/kovotcp"
   service start || fail "start fails"
-  wait_for one_daemon || fail "it does not run after its start"
+  cmp -s {docs/examples,"$root/www/pelm"}/kovo.txt || fail "the definitions are not restored"
+  wait_for healthy || fail "it does not work after its start"
   wait_for has_line "$heard/lamps" "POWER ON" || fail "PowerOn was not sent"
   first=$(daemons)
   service_status 0 "started"
@@ -38,7 +59,9 @@ check_init_script() {
   service_status 1 "killed"
   service start || fail "start after a crash fails"
   wait_for one_daemon || fail "it does not run after a crash"
+  wait_for healthy || fail "not healthy after a crash"
   kill -STOP "$(daemons)"  # so that it does not hear of its end before it is killed
+  ! healthy || fail "a stopped daemon counts as healthy"
   service stop || fail "stop fails"
   no_daemon || fail "stop came back before the daemon was gone"
   service stop || fail "a second stop is an error"

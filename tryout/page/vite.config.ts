@@ -4,6 +4,7 @@ import { fileURLToPath } from "node:url";
 import { gzipSync } from "node:zlib";
 import { defineConfig, type Plugin } from "vite";
 import { viteSingleFile } from "vite-plugin-singlefile";
+import { appendNotices } from "./notices";
 
 const root = fileURLToPath(new URL("../../", import.meta.url));
 
@@ -45,7 +46,13 @@ function allowOwnScript(): Plugin {
 
 export default defineConfig({
   base: "./",
-  plugins: [leaveOutNotice(), embedCore(), viteSingleFile({ removeViteModuleLoader: true }), allowOwnScript()],
+  plugins: [
+    leaveOutNotice(),
+    embedCore(),
+    viteSingleFile({ removeViteModuleLoader: true }),
+    allowOwnScript(),
+    appendNotices(`${root}build/wasm/NOTICES`),
+  ],
   build: {
     outDir: `${root}build/page`,
     emptyOutDir: true,
