@@ -1,0 +1,525 @@
+#include "check/log_records.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+
+#include "check/words.h"
+#include "frame/text.h"
+
+namespace kovo::check {
+namespace {
+
+constexpr std::size_t kStampSize = 25;                      // with its two blanks
+constexpr std::size_t kMaxRecord = std::size_t{64} * 1024;  // payloads have 16 KiB at most
+constexpr std::int64_t kDayMs = 86'400'000;
+
+/// Days since 1970 of a date of the Gregorian calendar.
+std::int64_t days_of(std::int64_t year, std::int64_t month, std::int64_t day) {
+  year -= month <= 2 ? 1 : 0;
+  const std::int64_t era = (year >= 0 ? year : year - 399) / 400;
+  const std::int64_t of_era = year - era * 400;
+  const std::int64_t of_year = (153 * (month + (month > 2 ? -3 : 9)) + 2) / 5 + day - 1;
+  return era * 146097 + of_era * 365 + of_era / 4 - of_era / 100 + of_year - 719468;
+}
+
+struct Date {
+  std::int64_t year;
+  std::int64_t month;
+  std::int64_t day;
+};
+
+Date date_of(std::int64_t days) {
+  days += 719468;
+  const std::int64_t era = (days >= 0 ? days : days - 146096) / 146097;
+  const std::int64_t of_era = days - era * 146097;
+  const std::int64_t year = (of_era - of_era / 1460 + of_era / 36524 - of_era / 146096) / 365;
+  const std::int64_t of_year = of_era - (365 * year + year / 4 - year / 100);
+  const std::int64_t month = (5 * of_year + 2) / 153;
+  const std::int64_t shifted = month < 10 ? month + 3 : month - 9;
+  return {year + era * 400 + (shifted <= 2 ? 1 : 0), shifted, of_year - (153 * month + 2) / 5 + 1};
+}
+
+/// Whether a text begins with a pattern in which 0 is any digit.
+bool has_form(std::string_view text, std::string_view pattern) {
+  if (text.size() < pattern.size()) return false;
+  for (std::size_t at = 0; at < pattern.size(); ++at) {
+    const bool fits =
+        pattern[at] == '0' ? text[at] >= '0' && text[at] <= '9' : text[at] == pattern[at];
+    if (!fits) return false;
+  }
+  return true;
+}
+
+std::int64_t number_at(std::string_view text, std::size_t at, std::size_t digits) {
+  std::int64_t number = 0;
+  for (const char c : text.substr(at, digits)) number = number * 10 + (c - '0');
+  return number;
+}
+
+std::int64_t day_ms(std::string_view date) {
+  return days_of(number_at(date, 0, 4), number_at(date, 5, 2), number_at(date, 8, 2)) * kDayMs;
+}
+
+std::int64_t minutes_ms(std::string_view clock) {
+  return (number_at(clock, 0, 2) * 60 + number_at(clock, 3, 2)) * 60'000;
+}
+
+bool parse_stamp(std::string_view line, LogTime& time) {
+  if (!has_form(line, "0000-00-00 00:00:00.000  ")) return false;
+  const std::string_view clock = line.substr(11);
+  time = day_ms(line) + minutes_ms(clock) + number_at(clock, 6, 2) * 1000 + number_at(clock, 9, 3);
+  return true;
+}
+
+void close_record(EventLogReader& reader, std::deque<EventRecord>& records) {
+  if (!reader.is_open) return;
+  reader.is_open = false;
+  if (reader.is_damaged) {
+    ++reader.skipped;
+  } else {
+    records.push_back(std::move(reader.open));
+  }
+}
+
+void take_line(EventLogReader& reader, std::string_view line, std::deque<EventRecord>& records) {
+  LogTime time = 0;
+  if (parse_stamp(line, time)) {
+    close_record(reader, records);
+    reader.open = {time, std::string(line.substr(kStampSize))};
+    reader.is_open = true;
+    reader.is_damaged = false;
+    ++reader.lines;
+  } else if (!reader.is_open) {
+    ++reader.skipped;
+  } else if (reader.open.text.size() + line.size() < kMaxRecord) {
+    reader.open.text.append("\n").append(line);
+  } else {
+    reader.is_damaged = true;
+  }
+  if (contains(line, std::string_view("\0", 1))) reader.is_damaged = true;
+}
+
+/// Removes a prefix; returns whether it was there.
+bool skip(std::string_view& text, std::string_view prefix) {
+  if (text.substr(0, prefix.size()) != prefix) return false;
+  text.remove_prefix(prefix.size());
+  return true;
+}
+
+/// Removes a suffix; returns whether it was there.
+bool drop(std::string_view& text, std::string_view suffix) {
+  if (text.size() < suffix.size() || text.substr(text.size() - suffix.size()) != suffix) {
+    return false;
+  }
+  text.remove_suffix(suffix.size());
+  return true;
+}
+
+std::string_view digits_at(std::string_view text) {
+  std::size_t size = 0;
+  while (size < text.size() && text[size] >= '0' && text[size] <= '9') ++size;
+  return text.substr(0, size);
+}
+
+/// Removes "[routine:123] " and returns the routine; "" when there is none.
+std::string_view skip_origin(std::string_view& text) {
+  if (text.empty() || text.front() != '[') return {};
+  std::size_t end = 1;
+  while (end < text.size() &&
+         (std::isalnum(static_cast<unsigned char>(text[end])) != 0 || text[end] == '_')) {
+    ++end;
+  }
+  if (end == 1 || end >= text.size() || (text[end] != ':' && text[end] != ';')) return {};
+  const std::string_view digits = digits_at(text.substr(end + 1));
+  if (digits.empty() || text.substr(end + 1 + digits.size(), 2) != "] ") return {};
+  const std::string_view routine = text.substr(1, end - 1);
+  text.remove_prefix(end + 1 + digits.size() + 2);
+  return routine;
+}
+
+/// Takes a number off the end of "..., word=123" or the like.
+bool drop_number(std::string_view& text, std::string_view before, std::string_view after,
+                 std::int64_t& number) {
+  std::string_view rest = text;
+  if (!drop(rest, after)) return false;
+  std::size_t size = 0;
+  while (size < rest.size() && rest[rest.size() - 1 - size] >= '0' &&
+         rest[rest.size() - 1 - size] <= '9') {
+    ++size;
+  }
+  const std::string_view digits = rest.substr(rest.size() - size);
+  rest.remove_suffix(size);
+  if (digits.empty() || !drop(rest, before)) return false;
+  number = to_int32(digits);
+  text = rest;
+  return true;
+}
+
+/// "address:port protocol payload".
+bool is_step(std::string_view text) {
+  const std::size_t colon = text.find_first_of(": ");
+  if (colon == std::string_view::npos || text[colon] != ':') return false;
+  const std::size_t port_end = text.find(' ', colon);
+  return port_end != std::string_view::npos && text.find(' ', port_end + 1) < text.size();
+}
+
+EventLineParts named(EventLine kind, std::string_view name, std::string_view value = {},
+                     std::int64_t number = 0) {
+  return {kind, std::string(name), std::string(value), number, {}};
+}
+
+EventLineParts parse_origin_line(std::string_view routine, std::string_view text) {
+  std::int64_t number = 0;
+  if (routine == "handle_lm_event" && skip(text, "skip event ") &&
+      drop_number(text, ", now-last=", " sec", number)) {
+    return named(EventLine::kVariableSkip, text, {}, number);
+  }
+  if (routine != "kovo_config_set") return {};
+  if (skip(text, "skip same ")) {
+    const KeyValue pair = split_key_value(text);
+    return named(EventLine::kSettingSame, pair.key, pair.value);
+  }
+  const std::size_t blank = text.find(' ');
+  if (blank == std::string_view::npos || !contains(text, " => ")) return {};
+  return named(EventLine::kSettingChanged, text.substr(0, blank));
+}
+
+EventLineParts parse_step_line(std::string_view text) {
+  EventLineParts parts;
+  if (skip(text, "skip uptime=")) {
+    const std::string_view digits = digits_at(text);
+    parts.number = to_int32(digits);
+    text.remove_prefix(digits.size());
+    if (!skip(text, ",")) return {};
+    parts.kind = EventLine::kPeriodSkip;
+  } else if (drop_number(text, ", disabled uptime=", "", parts.number)) {
+    parts.kind = EventLine::kDisabledStep;
+  } else {
+    parts.kind = EventLine::kStep;
+  }
+  if (!is_step(text)) return {};
+  parts.step = text;
+  return parts;
+}
+
+EventLineParts parse_receipt(std::string_view text) {
+  if (skip(text, "get tcp:2700 event: key=")) {
+    const std::size_t value = text.find(",value=");  // a key holds no "="
+    if (value == std::string_view::npos) return {};
+    return named(EventLine::kCommand, text.substr(0, value), text.substr(value + 7));
+  }
+  if (skip(text, "get udp:2728 event ")) return named(EventLine::kStatusLine, text);
+  if (skip(text, "get lm event ")) return named(EventLine::kVariable, text);
+  return {};
+}
+
+// The main log.
+
+/// Whether a record begins here.
+bool is_head(std::string_view text) {
+  if (text.empty()) return false;
+  if (text.front() == '[') {
+    std::string_view rest = text;
+    return !skip_origin(rest).empty() || skip(rest, "[kovotcp] Error: send(len=");
+  }
+  return skip(text, "Error: [") || skip(text, "Error: pthread_create ") || skip(text, "kovotcp V");
+}
+
+/// The end of a record that begins at the front: before a newline with a record, or nothing, after
+/// it.
+std::size_t record_end(std::string_view text) {
+  std::size_t end = text.find('\n');
+  while (end != std::string_view::npos && end + 1 < text.size() && !is_head(text.substr(end + 1))) {
+    end = text.find('\n', end + 1);
+  }
+  return std::min(end, text.size());
+}
+
+/// The end of a text that has no newline of its own and no given length.
+std::size_t open_end(std::string_view text) {
+  const std::size_t newline = std::min(text.find('\n'), text.size());
+  for (std::size_t at = text.find('['); at < newline; at = text.find('[', at + 1)) {
+    if (is_head(text.substr(at))) return at;
+  }
+  return newline;
+}
+
+/// Takes "(12)text" or "[12]text" off the front: the text has the given length if a record, or a
+/// newline and a record, follows it there.
+std::string_view skip_measured(std::string_view& text) {
+  const std::string_view digits = digits_at(text.substr(std::min<std::size_t>(1, text.size())));
+  std::size_t size = 0;
+  for (const char c : digits.substr(0, 5)) size = size * 10 + static_cast<std::size_t>(c - '0');
+  text.remove_prefix(std::min(text.size(), digits.size() + 2));
+  const std::string_view after = text.substr(std::min(size, text.size()));
+  const bool exact =
+      size <= text.size() && (after.empty() || is_head(after) ||
+                              (after.front() == '\n' && is_head(after.substr(1))) || after == "\n");
+  if (!exact) size = record_end(text);
+  const std::string_view result = text.substr(0, size);
+  text.remove_prefix(size);
+  return result;
+}
+
+/// Takes the rest of a record off the front.
+std::string_view skip_record(std::string_view& text) {
+  const std::size_t end = record_end(text);
+  const std::string_view record = text.substr(0, end);
+  text.remove_prefix(end);
+  return record;
+}
+
+/// "(111)Connection refused" without its number.
+std::string_view error_words(std::string_view text) {
+  const std::size_t close = text.find(')');
+  return close == std::string_view::npos ? text : text.substr(close + 1);
+}
+
+/// "connect ip=..., port=23, error=(111)..., data=...;"
+MainRecord parse_connect_error(std::string_view record, std::string_view routine) {
+  MainRecord result;
+  const std::size_t port = record.find(", port=");
+  const std::size_t error = record.find(", error=(", std::min(port, record.size()));
+  const std::size_t data = record.find(", data=", std::min(error, record.size()));
+  if (data == std::string_view::npos) return result;
+  result.kind = routine == "tcpclient" ? MainLine::kConnectError : MainLine::kNoticeError;
+  result.name = record.substr(0, port);
+  result.number = to_int32(digits_at(record.substr(port + 7)));
+  result.error = error_words(record.substr(error + 8, data - error - 8));
+  std::string_view payload = record.substr(data + 7);
+  drop(payload, ";");
+  result.value = payload;
+  return result;
+}
+
+/// "-1) address:port :(32)Broken pipe\n(4)data;"
+MainRecord parse_send_error(std::string_view record) {
+  MainRecord result;
+  const std::size_t address = record.find(") ");
+  const std::size_t error = record.find(" :(", std::min(address, record.size()));
+  const std::size_t newline = record.find("\n(", std::min(error, record.size()));
+  if (newline == std::string_view::npos) return result;
+  const std::string_view target = record.substr(address + 2, error - address - 2);
+  const std::size_t colon = target.rfind(':');
+  if (colon == std::string_view::npos) return result;
+  result.kind = MainLine::kSendError;
+  result.name = target.substr(0, colon);
+  result.number = to_int32(target.substr(colon + 1));
+  result.error = error_words(record.substr(error + 2, newline - error - 2));
+  std::string_view payload = error_words(record.substr(newline + 1));
+  drop(payload, ";");
+  result.value = payload;
+  return result;
+}
+
+MainRecord main_record(MainLine kind, std::string_view name, std::string_view error = {}) {
+  return {kind, std::string(name), {}, 0, std::string(error)};
+}
+
+/// "sys event=T, run event=N, now=..."
+MainRecord parse_expired(std::string_view record) {
+  const std::size_t name = record.find(", run event=");
+  const std::size_t now = record.rfind(", now=");
+  if (name == std::string_view::npos || now == std::string_view::npos || now < name) return {};
+  MainRecord result = main_record(MainLine::kExpired, record.substr(0, name));
+  result.value = record.substr(name + 12, now - name - 12);
+  return result;
+}
+
+MainRecord parse_error(std::string_view routine, std::string_view record) {
+  if (skip(record, "connect ip=")) return parse_connect_error(record, routine);
+  if (skip(record, "start sender for ")) {
+    const std::size_t colon = record.rfind(": ");
+    if (colon == std::string_view::npos) return {};
+    return main_record(MainLine::kSenderError, record.substr(0, colon), record.substr(colon + 2));
+  }
+  if (skip(record, "Too many event: key=")) return main_record(MainLine::kDropped, record);
+  if (routine == "push_bounded") return main_record(MainLine::kDropped, "", record);
+  return {};
+}
+
+/// The records that carry a text of somebody else's, which may look like a record itself.
+bool parse_received(std::string_view routine, std::string_view& text, MainRecord& record) {
+  if (routine == "handle_tcp_event" && skip(text, "recv(tcp:2700) ")) {
+    record = main_record(MainLine::kCommand, skip_measured(text));
+  } else if (routine == "handle_udp_vep_api" && skip(text, "recv(udp:2728) ")) {
+    record = main_record(MainLine::kStatusLine, skip_measured(text));
+  } else if (skip(text, "recv(udp:2727) lm data") || skip(text, "recv(tcp:2727) ") ||
+             skip(text, "Recv(udp:2728) ")) {
+    skip_measured(text);
+  } else if (routine == "handle_tcp_command" && skip(text, "push TEST event ")) {
+    const std::size_t end = open_end(text);
+    record = main_record(MainLine::kTestPush, text.substr(0, end));
+    text.remove_prefix(end);
+  } else if (skip(text, "push event ")) {
+    text.remove_prefix(open_end(text));
+  } else {
+    return false;
+  }
+  return true;
+}
+
+MainRecord parse_told(std::string_view routine, std::string_view record) {
+  std::int64_t seconds = 0;
+  if (skip(record, "KOVO disable, skip ")) return main_record(MainLine::kDisabled, record);
+  if (skip(record, "get lm event ")) return main_record(MainLine::kVariable, record);
+  if (skip(record, "during Power On, skip ")) return main_record(MainLine::kPeriodSkip, "");
+  if (skip(record, "renew ")) return main_record(MainLine::kRenewed, record);
+  if (skip(record, "no value, skip set ")) return main_record(MainLine::kSettingRefused, record);
+  if (skip(record, "Error cmd=")) return main_record(MainLine::kRefused, record);
+  if (skip(record, "Error cannot send sys event=")) return parse_expired(record);
+  if (skip(record, "Error: ")) return parse_error(routine, record);
+  if (routine == "handle_vep_api" && skip(record, "skip event ") &&
+      drop_number(record, ", now-last=", " sec", seconds)) {
+    return main_record(MainLine::kStatusSkip, record);
+  }
+  return {};
+}
+
+MainRecord parse_main_record(std::string_view& text) {
+  MainRecord record;
+  if (skip(text, "[kovotcp] Error: send(len=")) {
+    const std::string_view start = text;
+    text.remove_prefix(std::min(text.find('\n'), text.size()));
+    if (text.substr(0, 2) == "\n(") {
+      text.remove_prefix(1);
+      skip_measured(text);
+    }
+    skip_record(text);
+    return parse_send_error(start.substr(0, start.size() - text.size()));
+  }
+  const std::string_view routine = skip_origin(text);
+  if (routine.empty()) {
+    if (skip(text, "kovotcp V")) record.kind = MainLine::kBanner;
+    skip_record(text);
+    return record;
+  }
+  if (!parse_received(routine, text, record)) record = parse_told(routine, skip_record(text));
+  return record;
+}
+
+}  // namespace
+
+std::string clock_text(LogTime time) {
+  const std::int64_t of_day = ((time % kDayMs) + kDayMs) % kDayMs;
+  char buffer[32];
+  std::snprintf(buffer, sizeof buffer, "%02d:%02d:%02d.%03d", static_cast<int>(of_day / 3'600'000),
+                static_cast<int>(of_day / 60'000 % 60), static_cast<int>(of_day / 1000 % 60),
+                static_cast<int>(of_day % 1000));
+  return buffer;
+}
+
+std::string day_text(LogTime time) {
+  const Date date = date_of((time - (((time % kDayMs) + kDayMs) % kDayMs)) / kDayMs);
+  char buffer[64];
+  std::snprintf(buffer, sizeof buffer, "%04d-%02d-%02d", static_cast<int>(date.year),
+                static_cast<int>(date.month), static_cast<int>(date.day));
+  return buffer;
+}
+
+bool parse_moment(std::string_view text, LogTime last, LogTime& moment) {
+  moment = last - ((last % kDayMs) + kDayMs) % kDayMs;
+  if (has_form(text, "0000-00-00")) {
+    moment = day_ms(text);
+    text.remove_prefix(10);
+    if (text.empty()) return true;
+    if (text.front() != ' ' && text.front() != 'T') return false;
+    text.remove_prefix(1);
+  }
+  if (!has_form(text, "00:00")) return false;
+  moment += minutes_ms(text);
+  text.remove_prefix(5);
+  if (has_form(text, ":00")) {
+    moment += number_at(text, 1, 2) * 1000;
+    text.remove_prefix(3);
+  }
+  return text.empty();
+}
+
+std::string logged_line(const EventRecord& record) {
+  return day_text(record.time) + " " + clock_text(record.time) + "  " + record.text;
+}
+
+void read_event_log(EventLogReader& reader, std::string_view piece,
+                    std::deque<EventRecord>& records) {
+  for (std::size_t end = piece.find('\n'); end != std::string_view::npos; end = piece.find('\n')) {
+    if (reader.rest.empty()) {
+      take_line(reader, piece.substr(0, end), records);
+    } else {
+      reader.rest += piece.substr(0, end);
+      take_line(reader, reader.rest, records);
+      reader.rest.clear();
+    }
+    piece.remove_prefix(end + 1);
+  }
+  reader.rest += piece.substr(0, kMaxRecord - std::min(kMaxRecord, reader.rest.size()));
+}
+
+void end_event_log(EventLogReader& reader, std::deque<EventRecord>& records) {
+  if (!reader.rest.empty()) {
+    LogTime time = 0;
+    if (!parse_stamp(reader.rest, time)) reader.is_open = false;  // its last line is cut off
+    ++reader.skipped;
+    reader.rest.clear();
+  }
+  close_record(reader, records);
+}
+
+EventLineParts parse_event_line(std::string_view text) {
+  if (text.empty()) return {};
+  if (text == "kovotcp start") return named(EventLine::kStart, {});
+  if (text == "skip event: PowerOn") return named(EventLine::kPowerOnSkip, "PowerOn");
+  if (text == "auto push event: PowerOn") return named(EventLine::kAutoPush, "PowerOn");
+  if (text == "network is ok") return named(EventLine::kMilestone, {});
+  if (text.find_first_of(" :") == std::string_view::npos) {
+    return named(EventLine::kBareName, text);
+  }
+  std::string_view rest = text;
+  std::int64_t number = 0;
+  if (skip(rest, "push event: ")) {
+    const bool test = drop_number(rest, ", test=", "", number);
+    return named(EventLine::kPush, rest, {}, test ? 1 : 0);
+  }
+  if (skip(rest, "created /")) return named(EventLine::kMarkerCreated, {});
+  if (text.front() == '/' && drop(rest, " is exist")) return named(EventLine::kMilestone, {});
+  if (skip(rest, "skip event ") && drop_number(rest, ", now-last=", " sec", number)) {
+    return named(EventLine::kStatusSkip, rest, {}, number);
+  }
+  rest = text;
+  const std::string_view routine = skip_origin(rest);
+  if (!routine.empty()) return parse_origin_line(routine, rest);
+  const EventLineParts receipt = parse_receipt(text);
+  return receipt.kind != EventLine::kUnknown ? receipt : parse_step_line(text);
+}
+
+void read_main_log(std::string_view text, MainLog& log) {
+  while (!text.empty()) {
+    if (text.front() == '\n') {
+      text.remove_prefix(1);
+      continue;
+    }
+    if (!is_head(text)) {
+      const std::size_t end = std::min(text.find('\n'), text.size());
+      log.skipped += end;
+      text.remove_prefix(end);
+      continue;
+    }
+    ++log.read;
+    MainRecord record = parse_main_record(text);
+    if (record.kind != MainLine::kOther) log.records.push_back(std::move(record));
+  }
+}
+
+LogKind kind_of_log(std::string_view beginning) {
+  if (beginning.empty()) return LogKind::kEmpty;
+  for (int lines = 0; lines < 100 && !beginning.empty(); ++lines) {
+    LogTime time = 0;
+    if (parse_stamp(beginning, time)) return LogKind::kEventLog;
+    if (is_head(beginning)) return LogKind::kMainLog;
+    beginning.remove_prefix(std::min(beginning.find('\n'), beginning.size() - 1) + 1);
+  }
+  return LogKind::kNone;
+}
+
+}  // namespace kovo::check
