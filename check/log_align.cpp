@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <iterator>
 
 #include "frame/log.h"
 #include "frame/text.h"
@@ -63,23 +64,24 @@ struct Candidate {
 };
 using Candidates = std::array<std::vector<Candidate>, kAnchorKinds>;
 
-/// Names of tcp:2700 that were not dropped as disabled reach the event log; commands never do.
+/// Names of tcp:2700 that were not dropped as disabled reach the event log; commands never do. What
+/// is dropped was received shortly before: the last one of its name.
 void add_commands(const std::vector<MainRecord>& records, std::vector<Candidate>& candidates) {
-  std::deque<Candidate> waiting;
+  constexpr std::ptrdiff_t kMostWaiting = 1000;
   for (std::size_t at = 0; at < records.size(); ++at) {
     const std::string_view text = cut_text(strip_newline(records[at].name), kMaxCommand);
     if (records[at].kind == MainLine::kCommand && text.substr(0, 2) != "__") {
-      waiting.push_back({at, hash_of(split_key_value(text).key)});
+      candidates.push_back({at, hash_of(split_key_value(text).key)});
     }
     if (records[at].kind != MainLine::kDisabled) continue;
     const std::size_t dropped = hash_of(records[at].name);
-    const auto is_it = [&](const Candidate& other) { return other.hash == dropped; };
-    const auto found = std::find_if(waiting.begin(), waiting.end(), is_it);
-    if (found == waiting.end()) continue;
-    candidates.insert(candidates.end(), waiting.begin(), found);
-    waiting.erase(waiting.begin(), found + 1);
+    const auto end = candidates.rend() - candidates.rbegin() > kMostWaiting
+                         ? candidates.rbegin() + kMostWaiting
+                         : candidates.rend();
+    const auto found = std::find_if(candidates.rbegin(), end,
+                                    [&](const Candidate& other) { return other.hash == dropped; });
+    if (found != end) candidates.erase(std::next(found).base());
   }
-  candidates.insert(candidates.end(), waiting.begin(), waiting.end());
 }
 
 Candidates candidates_of(const std::vector<MainRecord>& records) {
@@ -116,8 +118,8 @@ std::ptrdiff_t differences(const std::vector<Candidate>& main, const std::deque<
 
 /// The shift, nearest to equal ends, under which all are equal; else the best under which at most a
 /// quarter differs (records that could not be written). None when there is none.
-std::optional<std::ptrdiff_t> find_shift(const std::vector<Candidate>& main,
-                                         const std::deque<Anchor>& events) {
+std::optional<std::ptrdiff_t> shift_by_end(const std::vector<Candidate>& main,
+                                           const std::deque<Anchor>& events) {
   const auto main_size = static_cast<std::ptrdiff_t>(main.size());
   const auto event_size = static_cast<std::ptrdiff_t>(events.size());
   const std::ptrdiff_t smaller = std::min(main_size, event_size);
@@ -137,12 +139,81 @@ std::optional<std::ptrdiff_t> find_shift(const std::vector<Candidate>& main,
   return best;
 }
 
+/// A start of the daemon in both logs: from there on the first ones of each kind are the same.
+struct CommonStart {
+  std::size_t main;
+  std::uint64_t event;
+};
+
+std::ptrdiff_t shift_by_start(const std::vector<Candidate>& main, const std::deque<Anchor>& events,
+                              const CommonStart& start) {
+  const auto main_at =
+      std::lower_bound(main.begin(), main.end(), start.main,
+                       [](const Candidate& one, std::size_t at) { return one.record < at; });
+  const auto event_at =
+      std::lower_bound(events.begin(), events.end(), start.event,
+                       [](const Anchor& one, std::uint64_t at) { return one.record < at; });
+  return (event_at - events.begin()) - (main_at - main.begin());
+}
+
+/// How well both logs agree if a start is the same in both; below 0 if they do not.
+std::ptrdiff_t agreement(const LogIndex& index, const Candidates& candidates,
+                         const CommonStart& start) {
+  std::ptrdiff_t result = 0;
+  for (std::size_t kind = 0; kind < kAnchorKinds; ++kind) {
+    const std::ptrdiff_t shift = shift_by_start(candidates[kind], index.anchors[kind], start);
+    const Overlap overlap =
+        overlap_of(static_cast<std::ptrdiff_t>(candidates[kind].size()),
+                   static_cast<std::ptrdiff_t>(index.anchors[kind].size()), shift);
+    if (overlap.to <= overlap.from) continue;
+    const std::ptrdiff_t size = overlap.to - overlap.from;
+    result += size - 5 * differences(candidates[kind], index.anchors[kind], shift, size);
+  }
+  return result;
+}
+
+/// The last start that is in both logs: either of them may lack the last ones.
+std::optional<CommonStart> find_common_start(const LogIndex& index, const Candidates& candidates) {
+  constexpr std::size_t kMostMissing = 8;
+  const std::vector<Candidate>& banners = candidates[0];
+  const std::deque<Anchor>& starts = index.anchors[0];
+  std::optional<CommonStart> best;
+  std::ptrdiff_t best_agreement = 0;
+  for (std::size_t missing = 0; missing < 2 * kMostMissing; ++missing) {
+    const std::size_t main_missing = missing % 2 == 0 ? missing / 2 : 0;
+    const std::size_t event_missing = missing % 2 == 0 ? 0 : (missing + 1) / 2;
+    if (main_missing >= banners.size() || event_missing >= starts.size()) continue;
+    const CommonStart start{banners[banners.size() - 1 - main_missing].record,
+                            starts[starts.size() - 1 - event_missing].record};
+    const std::ptrdiff_t agrees = agreement(index, candidates, start);
+    if (agrees <= best_agreement) continue;
+    best = start;
+    best_agreement = agrees;
+  }
+  return best;
+}
+
+std::optional<std::ptrdiff_t> find_shift(const std::vector<Candidate>& main,
+                                         const std::deque<Anchor>& events,
+                                         const std::optional<CommonStart>& start) {
+  if (main.empty() || events.empty()) return {};
+  if (!start) return shift_by_end(main, events);
+  const std::ptrdiff_t shift = shift_by_start(main, events, *start);
+  const Overlap overlap = overlap_of(static_cast<std::ptrdiff_t>(main.size()),
+                                     static_cast<std::ptrdiff_t>(events.size()), shift);
+  if (overlap.to <= overlap.from) return {};
+  const std::ptrdiff_t most = (overlap.to - overlap.from) / 4;
+  if (differences(main, events, shift, most) <= most) return shift;
+  return shift_by_end(main, events);
+}
+
 /// Marks the records of the main log that are found in the event log; returns the first record of
 /// this kind in the event log that comes after them.
 std::optional<Anchor> match_kind(const std::vector<Candidate>& main,
                                  const std::deque<Anchor>& events,
+                                 const std::optional<CommonStart>& start,
                                  std::vector<std::optional<Anchor>>& matched) {
-  const std::optional<std::ptrdiff_t> shift = find_shift(main, events);
+  const std::optional<std::ptrdiff_t> shift = find_shift(main, events, start);
   if (!shift) return {};
   const auto event_size = static_cast<std::ptrdiff_t>(events.size());
   const Overlap overlap = overlap_of(static_cast<std::ptrdiff_t>(main.size()), event_size, *shift);
@@ -208,11 +279,13 @@ PlacedLog place_records(const LogIndex& index, const MainLog& log) {
   placed.records.resize(log.records.size());
   std::vector<std::optional<Anchor>> matched(log.records.size());
   const Candidates candidates = candidates_of(log.records);
+  const std::optional<CommonStart> start = find_common_start(index, candidates);
   for (std::size_t kind = 0; kind < kAnchorKinds; ++kind) {
-    const std::optional<Anchor> end = match_kind(candidates[kind], index.anchors[kind], matched);
+    const std::optional<Anchor> end =
+        match_kind(candidates[kind], index.anchors[kind], start, matched);
     if (is_earlier(end, placed.end)) placed.end = end;
   }
-  std::optional<Anchor> last;
+  std::optional<Anchor>& last = placed.last;
   for (std::size_t at = 0; at < log.records.size(); ++at) {
     placed.records[at].record = &log.records[at];
     if (is_earlier(matched[at], placed.first)) placed.first = matched[at];

@@ -1,4 +1,4 @@
-// Where the records of the main log, which have no times, stand between those of the event log.
+// Where the records of the main log, which have no times, belong among those of the event log.
 //
 // Some happenings leave a record in both logs. Those of one kind are written by one thread, so that
 // they come in the same order in both; the main log holds the last of them. Their last ones are
@@ -63,6 +63,7 @@ struct PlacedRecord {
 struct PlacedLog {
   std::vector<PlacedRecord> records;
   std::optional<Anchor> first;  // the first one that is in both logs, if any is
+  std::optional<Anchor> last;   // and the last one
   std::optional<Anchor> end;    // the first one after it that the main log lacks
 };
 

@@ -251,11 +251,12 @@ Timeline make_timeline(LogDefinitions* definitions, const LogIndex& index, const
   return timeline;
 }
 
-/// Indexes the event log again without the lines that turn out to be part of payloads.
+/// Indexes the event log again without the lines that turn out to be part of payloads: their times
+/// are out of order.
 void index_anew(const Logs& logs, LogDefinitions* definitions, const MainLog& log,
                 LogIndex& index) {
+  if (index.steps_back.empty()) return;
   Timeline trial = make_timeline(definitions, index, log);
-  if (!may_embed(trial)) return;
   trial.sink = [](const TimelineBlock&) {};
   run_timeline(logs, trial);
   if (!trial.embedded.empty()) index = index_logs(logs, trial.embedded);

@@ -459,7 +459,8 @@ void read_event_log(EventLogReader& reader, std::string_view piece,
 void end_event_log(EventLogReader& reader, std::deque<EventRecord>& records) {
   if (!reader.rest.empty()) {
     LogTime time = 0;
-    if (!parse_stamp(reader.rest, time)) reader.is_open = false;  // its last line is cut off
+    // Unless a new record begins, it is the last one's line that is cut off.
+    if (!parse_stamp(reader.rest, time) || time < reader.open.time) reader.is_open = false;
     ++reader.skipped;
     reader.rest.clear();
   }

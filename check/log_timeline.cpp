@@ -241,7 +241,7 @@ void judge_without_error(Timeline& timeline, const ExecutedLine& line, LogTime d
     judge(step, StepVerdict::kExecuted, "executed (UDP leaves no trace)");
   } else if (!missing.empty()) {
     judge(step, StepVerdict::kNotKnown, "not known: " + missing);
-  } else if (timeline.index->last < due + kSendMs) {
+  } else if (timeline.main_log.last->time < due + kSendMs) {
     judge(step, StepVerdict::kNoErrorYet, "no error logged before the log ends");
   } else {
     judge(step, StepVerdict::kNoError,
@@ -261,8 +261,10 @@ void judge_error(const FoundError& error, TimelineStep& step) {
 
 void judge_status_error(const FoundError& error, TimelineStep& step) {
   if (error.match == ErrorMatch::kNone) return;
-  if (step.verdict == StepVerdict::kNoError || step.verdict == StepVerdict::kNoErrorYet) {
-    judge(step, StepVerdict::kExecuted, "executed");
+  const bool without_error =
+      step.verdict == StepVerdict::kNoError || step.verdict == StepVerdict::kNoErrorYet;
+  if (step.sender == SendKind::kUdpStatus && without_error) {
+    judge(step, StepVerdict::kExecuted, "executed (UDP leaves no trace)");
   }
   step.text += std::string("; the status service ") +
                (error.match == ErrorMatch::kMaybe ? "may have failed: " : "failed: ") +
@@ -320,7 +322,9 @@ void judge_step(Timeline& timeline, const ExecutedLine& line, const TimelineBloc
   if (is_status(step.sender)) timeline.open_steps[status_key()].push_back(open);
   if (judge_by_break(timeline, line, due, step)) return;
   if (step.sender == SendKind::kUdp) {
-    judge(step, StepVerdict::kExecuted, "executed (UDP leaves no trace)");
+    judge(step, StepVerdict::kExecuted,
+          step.offset_known ? "executed (UDP leaves no trace)"
+                            : "executed (UDP leaves no trace; its delay is not known)");
   } else {
     judge_without_error(timeline, line, due, step);
   }
@@ -456,6 +460,13 @@ void add_candidate(Execution& execution, TimelineBlock* block, LogEvent& event,
   if (fits_line(steps_of(event).front(), line)) execution.candidates.push_back({block, &event});
 }
 
+/// "address:port protocol " of a line of a step.
+std::string head_of(std::string_view step) {
+  const std::size_t port_end = step.find(' ', std::min(step.find(':'), step.size()));
+  const std::size_t protocol_end = step.find(' ', std::min(port_end, step.size() - 1) + 1);
+  return std::string(step.substr(0, std::min(protocol_end, step.size() - 1) + 1));
+}
+
 /// The events that a line may begin: of those in the queue that are due, else of those that are not
 /// by the clock, else any.
 void find_candidates(Timeline& timeline, Execution& execution, ExecutedLine& line) {
@@ -467,11 +478,7 @@ void find_candidates(Timeline& timeline, Execution& execution, ExecutedLine& lin
     }
     if (!execution.candidates.empty()) return;
   }
-  const std::string_view step = line.parts.step;
-  const std::size_t port_end = step.find(' ', std::min(step.find(':'), step.size()));
-  const std::size_t protocol_end = step.find(' ', std::min(port_end, step.size() - 1) + 1);
-  const std::string head(step.substr(0, std::min(protocol_end, step.size() - 1) + 1));
-  const auto [begin, end] = timeline.definitions->by_head.equal_range(head);
+  const auto [begin, end] = timeline.definitions->by_head.equal_range(head_of(line.parts.step));
   for (auto event = begin; event != end; ++event) {
     add_candidate(execution, nullptr, *event->second, line);
   }
@@ -915,29 +922,58 @@ bool is_expected_step(Timeline& timeline, const std::string& text) {
   for (const ExecutionCandidate& candidate : timeline.execution.candidates) {
     if (fits(*candidate.event, timeline.execution.lines.size())) return true;
   }
-  return std::any_of(timeline.queue.begin(), timeline.queue.end(), [&](const QueuedEvent& queued) {
-    return queued.event != nullptr && fits(*queued.event, 0);
-  });
+  const bool is_queued = std::any_of(
+      timeline.queue.begin(), timeline.queue.end(),
+      [&](const QueuedEvent& queued) { return queued.event != nullptr && fits(*queued.event, 0); });
+  if (is_queued) return true;
+  const auto [begin, end] = timeline.definitions->by_head.equal_range(head_of(line.parts.step));
+  return std::any_of(begin, end, [&](const auto& event) { return fits(*event.second, 0); });
 }
 
-/// How many records after the first one are part of its text.
+bool carries_text(EventLine kind) {
+  return is_step_line(kind) || kind == EventLine::kCommand || kind == EventLine::kStatusLine ||
+         kind == EventLine::kPush || kind == EventLine::kSettingChanged;
+}
+
+/// How many records after the first one are out of order, while the one after them is not: lines of
+/// its text. Clocks do not jump there and back.
+std::size_t count_out_of_order(const std::deque<EventRecord>& records) {
+  const LogTime time = records.front().time;
+  const std::size_t most = std::min(records.size(), kMaxJoined);
+  for (std::size_t next = 1; next < most; ++next) {
+    const LogTime other = records[next].time;
+    if (parse_event_line(records[next].text).kind == EventLine::kStart) return 0;
+    if (other < time || next + 1 >= most) continue;
+    std::size_t fitting = 0;
+    for (std::size_t at = 1; at < next; ++at) {
+      if (records[at].time >= time && records[at].time <= other) ++fitting;
+    }
+    return fitting == 0 ? next - 1 : 0;
+  }
+  return 0;
+}
+
+/// How many records after the first one are part of its text: because a received text or a payload
+/// says so, or because of their times.
 std::size_t count_embedded(Timeline& timeline, const std::deque<EventRecord>& records,
                            std::string& text) {
+  const EventLine kind = parse_event_line(text).kind;
+  if (!carries_text(kind)) return 0;
   const auto known = timeline.long_texts.find(text);
-  const bool is_step = timeline.definitions != nullptr && is_step_line(parse_event_line(text).kind);
-  if (known == timeline.long_texts.end() && (!is_step || is_expected_step(timeline, text)))
-    return 0;
+  const bool is_known = known != timeline.long_texts.end();
+  const bool is_step = timeline.definitions != nullptr && is_step_line(kind);
+  if (is_step && is_expected_step(timeline, text)) return 0;
   std::string whole = text;
-  const std::size_t most = std::min(records.size(), kMaxJoined);
+  const std::size_t most = is_known || is_step ? std::min(records.size(), kMaxJoined) : 0;
   for (std::size_t taken = 1; taken < most; ++taken) {
     whole += "\n" + logged_line(records[taken]);
-    const bool fits = known != timeline.long_texts.end() ? whole == known->second
-                                                         : is_expected_step(timeline, whole);
-    if (!fits) continue;
+    if (is_known ? whole != known->second : !is_expected_step(timeline, whole)) continue;
     text = whole;
     return taken;
   }
-  return 0;
+  const std::size_t count = count_out_of_order(records);
+  for (std::size_t taken = 1; taken <= count; ++taken) text += "\n" + logged_line(records[taken]);
+  return count;
 }
 
 }  // namespace
@@ -973,16 +1009,6 @@ void begin_timeline(Timeline& timeline) {
     timeline.errors[target_key(record.name, record.number, &record.value)].push_back(at);
     timeline.errors[target_key(record.name, record.number, nullptr)].push_back(at);
   }
-}
-
-bool may_embed(Timeline& timeline) {
-  if (!timeline.long_texts.empty()) return true;
-  if (timeline.definitions == nullptr) return false;
-  return std::any_of(timeline.definitions->events.begin(), timeline.definitions->events.end(),
-                     [](LogEvent& event) {
-                       const std::vector<StepPattern>& steps = steps_of(event);
-                       return std::any_of(steps.begin(), steps.end(), has_newline);
-                     });
 }
 
 std::size_t add_record(Timeline& timeline, const std::deque<EventRecord>& records) {

@@ -149,10 +149,6 @@ struct Timeline {
 /// Prepares a timeline: its definitions, index, main log and sink are set.
 void begin_timeline(Timeline& timeline);
 
-/// Returns whether lines that look like records may be part of others: the index then has to be
-/// made again when they are known.
-bool may_embed(Timeline& timeline);
-
 /// Takes the first of `records` and, if it turns out to go on in lines that look like records,
 /// those too; the records after it are only looked at. Returns how many were taken.
 std::size_t add_record(Timeline& timeline, const std::deque<EventRecord>& records);
