@@ -176,7 +176,7 @@ struct Report {
   bool json = false;
   bool has_blocks = false;
   bool has_failed = false;
-  std::string day;
+  std::optional<std::int64_t> day;  // of the block before
 };
 
 void show_block(Report& report, const TimelineBlock& block) {

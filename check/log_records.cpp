@@ -166,7 +166,7 @@ bool is_step(std::string_view text) {
 
 EventLineParts named(EventLine kind, std::string_view name, std::string_view value = {},
                      std::int64_t number = 0) {
-  return {kind, std::string(name), std::string(value), number, {}};
+  return {kind, name, value, number, {}};
 }
 
 EventLineParts parse_origin_line(std::string_view routine, std::string_view text) {
@@ -403,11 +403,15 @@ MainRecord parse_main_record(std::string_view& text) {
 
 std::string clock_text(LogTime time) {
   const std::int64_t of_day = ((time % kDayMs) + kDayMs) % kDayMs;
-  char buffer[32];
-  std::snprintf(buffer, sizeof buffer, "%02d:%02d:%02d.%03d", static_cast<int>(of_day / 3'600'000),
-                static_cast<int>(of_day / 60'000 % 60), static_cast<int>(of_day / 1000 % 60),
-                static_cast<int>(of_day % 1000));
-  return buffer;
+  std::string text = "00:00:00.000";
+  const auto put = [&](std::size_t at, std::size_t digits, std::int64_t value) {
+    for (; digits-- > 0; value /= 10) text[at + digits] = static_cast<char>('0' + value % 10);
+  };
+  put(0, 2, of_day / 3'600'000);
+  put(3, 2, of_day / 60'000 % 60);
+  put(6, 2, of_day / 1000 % 60);
+  put(9, 3, of_day % 1000);
+  return text;
 }
 
 std::string day_text(LogTime time) {

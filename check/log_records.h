@@ -73,12 +73,13 @@ enum class EventLine {
   kPeriodSkip,      // of a display event; likewise
 };
 
+/// The parts of a record's text, which must outlive them.
 struct EventLineParts {
   EventLine kind = EventLine::kUnknown;
-  std::string name;
-  std::string value;
+  std::string_view name;
+  std::string_view value;
   std::int64_t number = 0;
-  std::string step;  // of the three step lines: "address:port protocol payload"
+  std::string_view step;  // of the three step lines: "address:port protocol payload"
 };
 
 /// Takes the text of a record apart. Steps are recognised by their form alone.

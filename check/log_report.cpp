@@ -130,11 +130,12 @@ bool passes(const LogFilter& filter, const TimelineBlock& block) {
          (!filter.until || block.time < *filter.until);
 }
 
-std::string block_text(const TimelineBlock& block, std::string& day) {
+std::string block_text(const TimelineBlock& block, std::optional<std::int64_t>& day) {
+  constexpr LogTime kDayMs = 86'400'000;
   std::string text;
-  if (block.time_known && day_text(block.time) != day) {
-    text += (day.empty() ? "" : "\n") + day_text(block.time) + "\n";
-    day = day_text(block.time);
+  if (block.time_known && day != block.time / kDayMs) {
+    text += (day ? "\n" : "") + day_text(block.time) + "\n";
+    day = block.time / kDayMs;
   }
   text += time_column(block);
   if (block.trigger.empty() && block.source.empty()) return text + block.text + "\n";

@@ -19,8 +19,9 @@ struct LogFilter {
 /// Returns whether a block is asked for. One whose time is not known is within all times.
 bool passes(const LogFilter& filter, const TimelineBlock& block);
 
-/// Returns a block as lines of text, with the date before it if it is not that of `day`.
-std::string block_text(const TimelineBlock& block, std::string& day);
+/// Returns a block as lines of text, with the date before it if it is not that of `day`,
+/// in days since 1970.
+std::string block_text(const TimelineBlock& block, std::optional<std::int64_t>& day);
 
 /// Returns a block as a JSON object on one line.
 std::string block_json(const TimelineBlock& block);

@@ -1,5 +1,7 @@
 #include "check/log_steps.h"
 
+#include <algorithm>
+
 #include "check/payload.h"
 #include "definitions/templates.h"
 #include "frame/text.h"
@@ -75,8 +77,12 @@ void make_log_definitions(const DefinitionEntries& entries, LogDefinitions& defi
     event.step_count = static_cast<std::size_t>(compiled.step_count);
     event.compiled = &compiled;
     definitions.by_event.emplace(&compiled, &event);
-    const EventDefinition first = whole_event(compiled, 1);
-    definitions.by_head.emplace(make_pattern(first.commands.front()).head, &event);
+    const EventDefinition whole = whole_event(compiled, compiled.step_count);
+    definitions.by_head.emplace(make_pattern(whole.commands.front()).head, &event);
+    definitions.has_newlines =
+        definitions.has_newlines ||
+        std::any_of(whole.commands.begin(), whole.commands.end(),
+                    [](const SubCommand& command) { return has_newline(make_pattern(command)); });
     definitions.triggers.names.push_back(event.trigger);
   }
 }
@@ -93,6 +99,11 @@ const std::vector<StepPattern>& steps_of(LogEvent& event) {
     for (const SubCommand& command : whole.commands) event.steps.push_back(make_pattern(command));
   }
   return event.steps;
+}
+
+bool has_newline(const StepPattern& pattern) {
+  return std::any_of(pattern.literals.begin(), pattern.literals.end(),
+                     [](const std::string& literal) { return contains(literal, "\n"); });
 }
 
 bool fits_step(const StepPattern& pattern, std::string_view step) {

@@ -40,6 +40,7 @@ struct LogDefinitions {
   std::unordered_map<const CompiledEvent*, LogEvent*> by_event;
   std::unordered_multimap<std::string, LogEvent*> by_head;  // of the first step
   Speller triggers;
+  bool has_newlines = false;  // in the payloads of any step
 };
 
 /// Compiles the events of a file. `entries` must outlive the result.
@@ -50,6 +51,9 @@ LogEvent* pushed_event(LogDefinitions& definitions, std::string_view name, bool 
 
 /// Returns the lines that an event leaves when it is executed.
 const std::vector<StepPattern>& steps_of(LogEvent& event);
+
+/// Returns whether the payload of a step holds a newline, whatever its placeholders stand for.
+bool has_newline(const StepPattern& pattern);
 
 /// Returns whether a step may have left "address:port protocol payload".
 bool fits_step(const StepPattern& pattern, std::string_view step);

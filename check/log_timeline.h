@@ -96,7 +96,9 @@ struct PushSource {
 };
 
 struct ExecutedLine {
-  EventLineParts parts;
+  EventLine kind;
+  std::string step;     // "address:port protocol payload"
+  std::int64_t uptime;  // of a disabled step
   LogTime time;
   std::uint64_t record;
 };

@@ -1,4 +1,5 @@
-// kovocheck: tells what the daemon will make of an event definition file.
+// kovocheck: tells what the daemon will make of an event definition file, and what it made of one
+// by its logs.
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -125,12 +126,15 @@ bool take_rules(const CommandLine& line, CheckOptions& options) {
   return true;
 }
 
+bool is_format(const std::string& format) {
+  if (format == "text" || format == "json") return true;
+  complain("no format \"" + format + "\": text or json");
+  return false;
+}
+
 bool take_options(const CommandLine& line, CheckOptions& options, StatusVars& status) {
   options.strict = line.strict;
-  if (line.format != "text" && line.format != "json") {
-    complain("no format \"" + line.format + "\": text or json");
-    return false;
-  }
+  if (!is_format(line.format)) return false;
   if (!line.product.empty()) {
     options.products = product_of(line.product);
     if (options.products == 0) {
@@ -188,12 +192,13 @@ void check_file(const std::string& path, const CommandLine& line, const CheckOpt
   std::fwrite(report.data(), 1, report.size(), stdout);
 }
 
+/// Shows a timeline of logs in place of findings.
 int run_log(CommandLine& line) {
+  if (!is_format(line.format)) return kCannotCheck;
   line.log.has_definitions = !line.definitions_file.empty();
   line.log.json = line.format == "json";
   std::string error;
-  if (line.log.has_definitions &&
-      !read_whole(line.definitions_file, line.log.definitions, error)) {
+  if (line.log.has_definitions && !read_whole(line.definitions_file, line.log.definitions, error)) {
     return complain(line.definitions_file + ": " + error);
   }
   const LogResult result = show_logs(line.log);
