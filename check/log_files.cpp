@@ -164,7 +164,7 @@ void read_main_logs(const Logs& logs, MainLog& log) {
     read_pieces(file.path, [&](std::string_view piece) {
       text += piece;
       if (text.size() < 2 * kMaxMainLog) return;
-      log.skipped += text.size() - kMaxMainLog;
+      ++log.skipped;
       text.erase(0, text.size() - kMaxMainLog);
     });
     read_main_log(text, log);

@@ -506,7 +506,7 @@ void read_main_log(std::string_view text, MainLog& log) {
     }
     if (!is_head(text)) {
       const std::size_t end = std::min(text.find('\n'), text.size());
-      log.skipped += end;
+      ++log.skipped;
       text.remove_prefix(end);
       continue;
     }

@@ -117,7 +117,7 @@ struct MainRecord {
 struct MainLog {
   std::vector<MainRecord> records;  // those of interest: not kOther
   std::uint64_t read = 0;           // all
-  std::uint64_t skipped = 0;        // bytes that belong to no record
+  std::uint64_t skipped = 0;        // lines that belong to no record
 };
 
 /// Appends the records of a whole main log.

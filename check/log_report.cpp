@@ -81,7 +81,8 @@ std::string event_words(const TimelineBlock& block) {
 std::string result_text(const TimelineBlock& block) {
   std::string text = event_words(block);
   if (block.was_executed) {
-    if (text.empty()) text = "an event that is not known";
+    if (text.empty())
+      text = block.trigger.empty() ? "an event that is not known" : "probably these";
     if (block.executed_at - block.time >= kNoticeableMs) {
       text += ", executed at " + clock_text(block.executed_at);
     }
@@ -169,12 +170,12 @@ std::string counts_text(const LogCounts& counts) {
   std::string text = counted(counts.event_records, "record") + " of kovoevent.log, " +
                      std::to_string(counts.main_records) + " of kovo.log";
   const auto add = [&](std::uint64_t count, const char* what) {
-    if (count > 0) text += "; " + std::to_string(count) + " " + what;
+    if (count > 0) text += std::string("; ") + what + ": " + std::to_string(count);
   };
-  add(counts.skipped, "lines belong to no record");
-  add(counts.unknown, "records are not understood");
-  add(counts.embedded, "lines look like records and are part of a text");
-  add(counts.files_skipped, "files are skipped");
+  add(counts.skipped, "lines outside of records");
+  add(counts.unknown, "records not understood");
+  add(counts.embedded, "lines like records within texts");
+  add(counts.files_skipped, "files skipped");
   text += "\n";
   if (counts.main_since) {
     text += "kovo.log reaches back to " + day_text(*counts.main_since) + " " +
