@@ -167,8 +167,8 @@ std::string block_json(const TimelineBlock& block) {
 }
 
 std::string counts_text(const LogCounts& counts) {
-  std::string text = counted(counts.event_records, "record") + " of kovoevent.log, " +
-                     std::to_string(counts.main_records) + " of kovo.log";
+  std::string text = counted(static_cast<std::size_t>(counts.event_records), "record") +
+                     " of kovoevent.log, " + std::to_string(counts.main_records) + " of kovo.log";
   const auto add = [&](std::uint64_t count, const char* what) {
     if (count > 0) text += std::string("; ") + what + ": " + std::to_string(count);
   };

@@ -1,7 +1,10 @@
 // Timelines of recorded logs. Each file of tests/check/logs holds the files of a device and what
 // kovocheck says of them, in parts that begin with a line "== NAME" or "== $ ARGUMENTS".
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
