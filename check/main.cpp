@@ -1,4 +1,5 @@
-// kovocheck: tells what the daemon will make of an event definition file.
+// kovocheck: tells what the daemon will make of an event definition file, and what it made of one
+// by its logs.
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -9,6 +10,7 @@
 
 #include "check/explain.h"
 #include "check/json.h"
+#include "check/log_files.h"
 #include "check/report.h"
 #include "check/rules.h"
 #include "frame/text.h"
@@ -28,6 +30,8 @@ struct CommandLine {
   std::vector<std::string> disabled;
   bool strict = false;
   bool list_rules = false;
+  LogOptions log;
+  std::string definitions_file;
 };
 
 int complain(const std::string& text) {
@@ -90,6 +94,15 @@ void add_options(CLI::App& app, CommandLine& line) {
       ->delimiter(',')
       ->allow_extra_args(false);
   app.add_flag("--strict", line.strict, "Warnings count as errors");
+  app.add_option("--log", line.log.paths, "Show a timeline of logs: directories and files")
+      ->type_name("PATH...");
+  app.add_option("--definitions", line.definitions_file, "With --log: the definition file")
+      ->type_name("FILE");
+  app.add_option("--event", line.log.event, "With --log: only this event");
+  app.add_option("--trigger", line.log.trigger, "With --log: only this trigger");
+  app.add_option("--since", line.log.since, "With --log: YYYY-MM-DD, HH:MM or both");
+  app.add_option("--until", line.log.until, "With --log: likewise");
+  app.add_flag("--failed", line.log.only_failed, "With --log: only what failed; exit status 1");
   app.set_version_flag("--version", "kovocheck " KOVO_VERSION, "Print the version and exit");
   app.get_option("--help")->description("Print this help and exit");
 }
@@ -114,12 +127,15 @@ bool take_rules(const CommandLine& line, CheckOptions& options) {
   return true;
 }
 
+bool is_format(const std::string& format) {
+  if (format == "text" || format == "json") return true;
+  complain("no format \"" + format + "\": text or json");
+  return false;
+}
+
 bool take_options(const CommandLine& line, CheckOptions& options, StatusVars& status) {
   options.strict = line.strict;
-  if (line.format != "text" && line.format != "json") {
-    complain("no format \"" + line.format + "\": text or json");
-    return false;
-  }
+  if (!is_format(line.format)) return false;
   if (!line.product.empty()) {
     options.products = product_of(line.product);
     if (options.products == 0) {
@@ -177,11 +193,26 @@ void check_file(const std::string& path, const CommandLine& line, const CheckOpt
   std::fwrite(report.data(), 1, report.size(), stdout);
 }
 
-int run(const CommandLine& line) {
+/// Shows a timeline of logs in place of findings.
+int run_log(CommandLine& line) {
+  if (!is_format(line.format)) return kCannotCheck;
+  line.log.has_definitions = !line.definitions_file.empty();
+  line.log.json = line.format == "json";
+  std::string error;
+  if (line.log.has_definitions && !read_whole(line.definitions_file, line.log.definitions, error)) {
+    return complain(line.definitions_file + ": " + error);
+  }
+  const LogResult result = show_logs(line.log);
+  if (result == LogResult::kCannotRead) return kCannotCheck;
+  return result == LogResult::kFailed ? kHasErrors : kClean;
+}
+
+int run(CommandLine& line) {
   if (line.list_rules) {
     std::fputs(rules_text().c_str(), stdout);
     return kClean;
   }
+  if (!line.log.paths.empty()) return run_log(line);
   if (line.files.empty()) return complain("no file given (see kovocheck --help)");
   CheckOptions options;
   StatusVars status;

@@ -1,0 +1,103 @@
+// Lines of a payload or a received text that look like records of the log.
+#include <algorithm>
+
+#include "check/log_parts.h"
+#include "frame/text.h"
+
+namespace kovo::check {
+namespace {
+
+constexpr std::size_t kMaxJoined = 8;
+
+/// Notes a received text in which a line looks like a record of the event log.
+void note_long_text(Timeline& timeline, const std::string& text) {
+  if (!contains(text, "\n")) return;
+  EventLogReader reader;
+  std::deque<EventRecord> records;
+  read_event_log(reader, logged_line({0, text}) + "\n", records);
+  end_event_log(reader, records);
+  if (records.size() > 1) timeline.long_texts[records.front().text] = text;
+}
+
+/// Whether a whole text is that of a step which may come next and holds newlines.
+bool is_expected_step(Timeline& timeline, const std::string& text) {
+  const EventLineParts parts = parse_event_line(text);
+  if (!is_step_line(parts.kind)) return false;
+  ExecutedLine line{parts.kind, std::string(parts.step), parts.number, timeline.now,
+                    timeline.record};
+  const auto fits = [&](LogEvent& event, std::size_t step) {
+    const std::vector<StepPattern>& steps = steps_of(event);
+    return step < steps.size() && has_newline(steps[step]) && fits_line(steps[step], line);
+  };
+  for (const ExecutionCandidate& candidate : timeline.execution.candidates) {
+    if (fits(*candidate.event, timeline.execution.lines.size())) return true;
+  }
+  const bool is_queued = std::any_of(
+      timeline.queue.begin(), timeline.queue.end(),
+      [&](const QueuedEvent& queued) { return queued.event != nullptr && fits(*queued.event, 0); });
+  if (is_queued) return true;
+  const auto [begin, end] = timeline.definitions->by_head.equal_range(head_of(line.step));
+  return std::any_of(begin, end, [&](const auto& event) { return fits(*event.second, 0); });
+}
+
+bool carries_text(EventLine kind) {
+  return is_step_line(kind) || kind == EventLine::kCommand || kind == EventLine::kStatusLine ||
+         kind == EventLine::kPush || kind == EventLine::kSettingChanged;
+}
+
+/// How many records after the first one are out of order, while the one after them is not: lines of
+/// its text. Clocks do not jump there and back.
+std::size_t count_out_of_order(const std::deque<EventRecord>& records) {
+  const LogTime time = records.front().time;
+  const std::size_t most = std::min(records.size(), kMaxJoined);
+  for (std::size_t next = 1; next < most; ++next) {
+    const LogTime other = records[next].time;
+    if (parse_event_line(records[next].text).kind == EventLine::kStart) return 0;
+    if (other < time || next + 1 >= most) continue;
+    std::size_t fitting = 0;
+    for (std::size_t at = 1; at < next; ++at) {
+      if (records[at].time >= time && records[at].time <= other) ++fitting;
+    }
+    return fitting == 0 ? next - 1 : 0;
+  }
+  return 0;
+}
+
+}  // namespace
+
+void note_received(Timeline& timeline, const MainRecord& record) {
+  if (record.kind == MainLine::kStatusLine) {
+    note_long_text(timeline, "get udp:2728 event " + record.name);
+  }
+  if (record.kind != MainLine::kCommand) return;
+  const KeyValue pair = split_key_value(cut_text(strip_newline(record.name), kMaxCommand));
+  const std::string key(pair.key);
+  note_long_text(timeline, "get tcp:2700 event: key=" + key + ",value=" + std::string(pair.value));
+  note_long_text(timeline, "push event: " + std::string(strip_newline(key)));
+}
+
+std::size_t count_embedded(Timeline& timeline, const std::deque<EventRecord>& records,
+                           std::string& text) {
+  const bool has_newlines = timeline.definitions != nullptr && timeline.definitions->has_newlines;
+  const bool in_order = records.size() < 2 || records[1].time >= records[0].time;
+  if (in_order && !has_newlines && timeline.long_texts.empty()) return 0;
+  const EventLine kind = parse_event_line(text).kind;
+  if (!carries_text(kind)) return 0;
+  const auto known = timeline.long_texts.find(text);
+  const bool is_known = known != timeline.long_texts.end();
+  const bool is_step = timeline.definitions != nullptr && is_step_line(kind);
+  if (is_step && is_expected_step(timeline, text)) return 0;
+  std::string whole = text;
+  const std::size_t most = is_known || is_step ? std::min(records.size(), kMaxJoined) : 0;
+  for (std::size_t taken = 1; taken < most; ++taken) {
+    whole += "\n" + logged_line(records[taken]);
+    if (is_known ? whole != known->second : !is_expected_step(timeline, whole)) continue;
+    text = whole;
+    return taken;
+  }
+  const std::size_t count = count_out_of_order(records);
+  for (std::size_t taken = 1; taken <= count; ++taken) text += "\n" + logged_line(records[taken]);
+  return count;
+}
+
+}  // namespace kovo::check

@@ -1,0 +1,205 @@
+// The records of the main log.
+#include <algorithm>
+
+#include "check/log_records.h"
+#include "check/log_words.h"
+#include "frame/text.h"
+
+namespace kovo::check {
+namespace {
+
+/// The end of a record that begins at the front: before a newline with a record, or nothing, after
+/// it.
+std::size_t record_end(std::string_view text) {
+  std::size_t end = text.find('\n');
+  while (end != std::string_view::npos && end + 1 < text.size() &&
+         !is_main_head(text.substr(end + 1))) {
+    end = text.find('\n', end + 1);
+  }
+  return std::min(end, text.size());
+}
+
+/// The end of a text that has no newline of its own and no given length.
+std::size_t open_end(std::string_view text) {
+  const std::size_t newline = std::min(text.find('\n'), text.size());
+  for (std::size_t at = text.find('['); at < newline; at = text.find('[', at + 1)) {
+    if (is_main_head(text.substr(at))) return at;
+  }
+  return newline;
+}
+
+/// Takes "(12)text" or "[12]text" off the front: the text has the given length if a record, or a
+/// newline and a record, follows it there.
+std::string_view skip_measured(std::string_view& text) {
+  const std::string_view digits = digits_at(text.substr(std::min<std::size_t>(1, text.size())));
+  std::size_t size = 0;
+  for (const char c : digits.substr(0, 5)) size = size * 10 + static_cast<std::size_t>(c - '0');
+  text.remove_prefix(std::min(text.size(), digits.size() + 2));
+  const std::string_view after = text.substr(std::min(size, text.size()));
+  const bool exact = size <= text.size() &&
+                     (after.empty() || is_main_head(after) ||
+                      (after.front() == '\n' && is_main_head(after.substr(1))) || after == "\n");
+  if (!exact) size = record_end(text);
+  const std::string_view result = text.substr(0, size);
+  text.remove_prefix(size);
+  return result;
+}
+
+/// Takes the rest of a record off the front.
+std::string_view skip_record(std::string_view& text) {
+  const std::size_t end = record_end(text);
+  const std::string_view record = text.substr(0, end);
+  text.remove_prefix(end);
+  return record;
+}
+
+/// "(111)Connection refused" without its number.
+std::string_view error_words(std::string_view text) {
+  const std::size_t close = text.find(')');
+  return close == std::string_view::npos ? text : text.substr(close + 1);
+}
+
+/// "connect ip=..., port=23, error=(111)..., data=...;"
+MainRecord parse_connect_error(std::string_view record, std::string_view routine) {
+  MainRecord result;
+  const std::size_t port = record.find(", port=");
+  const std::size_t error = record.find(", error=(", std::min(port, record.size()));
+  const std::size_t data = record.find(", data=", std::min(error, record.size()));
+  if (data == std::string_view::npos) return result;
+  result.kind = routine == "tcpclient" ? MainLine::kConnectError : MainLine::kNoticeError;
+  result.name = record.substr(0, port);
+  result.number = to_int32(digits_at(record.substr(port + 7)));
+  result.error = error_words(record.substr(error + 8, data - error - 8));
+  std::string_view payload = record.substr(data + 7);
+  drop(payload, ";");
+  result.value = payload;
+  return result;
+}
+
+/// "-1) address:port :(32)Broken pipe\n(4)data;"
+MainRecord parse_send_error(std::string_view record) {
+  MainRecord result;
+  const std::size_t address = record.find(") ");
+  const std::size_t error = record.find(" :(", std::min(address, record.size()));
+  const std::size_t newline = record.find("\n(", std::min(error, record.size()));
+  if (newline == std::string_view::npos) return result;
+  const std::string_view target = record.substr(address + 2, error - address - 2);
+  const std::size_t colon = target.rfind(':');
+  if (colon == std::string_view::npos) return result;
+  result.kind = MainLine::kSendError;
+  result.name = target.substr(0, colon);
+  result.number = to_int32(target.substr(colon + 1));
+  result.error = error_words(record.substr(error + 2, newline - error - 2));
+  std::string_view payload = error_words(record.substr(newline + 1));
+  drop(payload, ";");
+  result.value = payload;
+  return result;
+}
+
+MainRecord main_record(MainLine kind, std::string_view name, std::string_view error = {}) {
+  return {kind, std::string(name), {}, 0, std::string(error)};
+}
+
+/// "sys event=T, run event=N, now=..."
+MainRecord parse_expired(std::string_view record) {
+  const std::size_t name = record.find(", run event=");
+  const std::size_t now = record.rfind(", now=");
+  if (name == std::string_view::npos || now == std::string_view::npos || now < name) return {};
+  MainRecord result = main_record(MainLine::kExpired, record.substr(0, name));
+  result.value = record.substr(name + 12, now - name - 12);
+  return result;
+}
+
+MainRecord parse_error(std::string_view routine, std::string_view record) {
+  if (skip(record, "connect ip=")) return parse_connect_error(record, routine);
+  if (skip(record, "start sender for ")) {
+    const std::size_t colon = record.rfind(": ");
+    if (colon == std::string_view::npos) return {};
+    return main_record(MainLine::kSenderError, record.substr(0, colon), record.substr(colon + 2));
+  }
+  if (skip(record, "Too many event: key=")) return main_record(MainLine::kDropped, record);
+  if (routine == "push_bounded") return main_record(MainLine::kDropped, "", record);
+  return {};
+}
+
+/// The records that carry a text of somebody else's, which may look like a record itself.
+bool parse_received(std::string_view routine, std::string_view& text, MainRecord& record) {
+  if (routine == "handle_tcp_event" && skip(text, "recv(tcp:2700) ")) {
+    record = main_record(MainLine::kCommand, skip_measured(text));
+  } else if (routine == "handle_udp_vep_api" && skip(text, "recv(udp:2728) ")) {
+    record = main_record(MainLine::kStatusLine, skip_measured(text));
+  } else if (skip(text, "recv(udp:2727) lm data") || skip(text, "recv(tcp:2727) ") ||
+             skip(text, "Recv(udp:2728) ")) {
+    skip_measured(text);
+  } else if (routine == "handle_tcp_command" && skip(text, "push TEST event ")) {
+    const std::size_t end = open_end(text);
+    record = main_record(MainLine::kTestPush, text.substr(0, end));
+    text.remove_prefix(end);
+  } else if (skip(text, "push event ")) {
+    text.remove_prefix(open_end(text));
+  } else {
+    return false;
+  }
+  return true;
+}
+
+MainRecord parse_told(std::string_view routine, std::string_view record) {
+  std::int64_t seconds = 0;
+  if (skip(record, "KOVO disable, skip ")) return main_record(MainLine::kDisabled, record);
+  if (skip(record, "get lm event ")) return main_record(MainLine::kVariable, record);
+  if (skip(record, "during Power On, skip ")) return main_record(MainLine::kPeriodSkip, "");
+  if (skip(record, "renew ")) return main_record(MainLine::kRenewed, record);
+  if (skip(record, "no value, skip set ")) return main_record(MainLine::kSettingRefused, record);
+  if (skip(record, "Error cmd=")) return main_record(MainLine::kRefused, record);
+  if (skip(record, "Error cannot send sys event=")) return parse_expired(record);
+  if (skip(record, "Error: ")) return parse_error(routine, record);
+  if (routine == "handle_vep_api" && skip(record, "skip event ") &&
+      drop_number(record, ", now-last=", " sec", seconds)) {
+    return main_record(MainLine::kStatusSkip, record);
+  }
+  return {};
+}
+
+MainRecord parse_main_record(std::string_view& text) {
+  MainRecord record;
+  if (skip(text, "[kovotcp] Error: send(len=")) {
+    const std::string_view start = text;
+    text.remove_prefix(std::min(text.find('\n'), text.size()));
+    if (text.substr(0, 2) == "\n(") {
+      text.remove_prefix(1);
+      skip_measured(text);
+    }
+    skip_record(text);
+    return parse_send_error(start.substr(0, start.size() - text.size()));
+  }
+  const std::string_view routine = skip_origin(text);
+  if (routine.empty()) {
+    if (skip(text, "kovotcp V")) record.kind = MainLine::kBanner;
+    skip_record(text);
+    return record;
+  }
+  if (!parse_received(routine, text, record)) record = parse_told(routine, skip_record(text));
+  return record;
+}
+
+}  // namespace
+
+void read_main_log(std::string_view text, MainLog& log) {
+  while (!text.empty()) {
+    if (text.front() == '\n') {
+      text.remove_prefix(1);
+      continue;
+    }
+    if (!is_main_head(text)) {
+      const std::size_t end = std::min(text.find('\n'), text.size());
+      ++log.skipped;
+      text.remove_prefix(end);
+      continue;
+    }
+    ++log.read;
+    MainRecord record = parse_main_record(text);
+    if (record.kind != MainLine::kOther) log.records.push_back(std::move(record));
+  }
+}
+
+}  // namespace kovo::check

@@ -1,0 +1,214 @@
+// What raised a name, which event it finds, and what becomes of an event without a step.
+#include <algorithm>
+#include <utility>
+
+#include "check/log_parts.h"
+#include "check/triggers.h"
+#include "frame/text.h"
+
+namespace kovo::check {
+namespace {
+
+constexpr std::size_t kMaxQueue = 4096;
+constexpr std::size_t kMaxSources = 16;
+
+std::string joined(const std::vector<std::string>& texts) {
+  std::string result;
+  for (const std::string& text : texts) result += (result.empty() ? "" : " or ") + text;
+  return result;
+}
+
+/// What raises a trigger, by the daemon's own tables: variables, or else everything but them.
+std::vector<std::string> usual_sources(std::string_view name, bool variables) {
+  static const Triggers triggers = make_triggers(kAnyProduct);
+  std::vector<std::string> result;
+  const auto found = triggers.raisers.find(std::string(name));
+  if (found == triggers.raisers.end()) return result;
+  for (const Raiser& raiser : found->second) {
+    if (starts_with_nocase(raiser.what, "variable ") == variables) {
+      result.push_back("by " + raiser.what);
+    }
+  }
+  return result;
+}
+
+/// The source of a push without a line that gives it: the playback selection, or the serial format.
+std::string silent_source(std::string_view name) {
+  std::string usual = joined(usual_sources(name, false));
+  if (usual.empty()) usual = joined(usual_sources(name, true));
+  return usual.empty() ? "by what is not in the log" : usual;
+}
+
+/// What is logged as the reason of a push; several when threads ran past each other.
+std::string take_source(Timeline& timeline, const std::string& name) {
+  std::vector<std::string> fitting;
+  auto first = timeline.sources.end();
+  for (auto source = timeline.sources.begin(); source != timeline.sources.end(); ++source) {
+    if (source->name != name) continue;
+    if (fitting.empty()) first = source;
+    if (fitting.empty() || fitting.back() != source->text) fitting.push_back(source->text);
+  }
+  if (fitting.empty()) return silent_source(name);
+  timeline.sources.erase(first);
+  return joined(fitting);
+}
+
+void settle_no_event(Timeline& timeline, TimelineBlock& block) {
+  std::string text = "no event of the definitions given has this trigger";
+  const std::string near = nearest_name(timeline.definitions->triggers, block.trigger);
+  if (!near.empty()) text += "; did you mean " + shown(near) + "?";
+  settle(block, BlockVerdict::kNoEvent, text, true);
+}
+
+void queue_push(Timeline& timeline, TimelineBlock& block, std::size_t names_before) {
+  LogEvent* event = timeline.definitions == nullptr
+                        ? nullptr
+                        : pushed_event(*timeline.definitions, block.trigger, block.is_test);
+  if (event == nullptr && timeline.definitions != nullptr && !block.is_test) {
+    settle_no_event(timeline, block);
+    return;
+  }
+  if (event != nullptr) {
+    block.event = event->name;
+    block.has_step_count = true;
+    block.step_count = event->step_count;
+  }
+  timeline.queue.push_back({&block, event, timeline.now, timeline.elapsed, names_before});
+}
+
+/// Settles a queued event of which no step was executed.
+void settle_unexecuted(Timeline& timeline, const QueuedEvent& queued) {
+  TimelineBlock& block = *queued.block;
+  if (settle_expired(timeline, queued)) return;
+  if (queued.event == nullptr) {
+    const bool is_test = block.is_test && timeline.definitions != nullptr;
+    settle(block, BlockVerdict::kNotKnown,
+           is_test ? "not known: a test runs the events of kovotest.txt"
+                   : "not known: no definitions are given",
+           false);
+    return;
+  }
+  std::string text = "no line of its steps is in the log";
+  if (queued.event->delay_s * LogTime{1000} >= kLifeMs) {
+    text += ": its delay is not shorter than the 60 s that an event waits";
+  }
+  settle(block, BlockVerdict::kNotExecuted, text, true);
+}
+
+}  // namespace
+
+std::string variable_source(std::string_view name) {
+  const std::string usual = joined(usual_sources(name, true));
+  return usual.empty() ? "by a variable" : usual;
+}
+
+void add_source(Timeline& timeline, std::string name, std::string text) {
+  timeline.sources.push_back({std::move(name), std::move(text)});
+  if (timeline.sources.size() > kMaxSources) timeline.sources.pop_front();
+}
+
+void on_push(Timeline& timeline, const EventLineParts& parts) {
+  close_execution(timeline);
+  std::string text(parts.name);
+  bool is_test = parts.number != 0;
+  if (is_test) {  // a name may end as the line of a test does
+    const std::string whole = text + ", test=" + std::to_string(parts.number);
+    for (const PushSource& source : timeline.sources) {
+      if (source.name != whole) continue;
+      text = whole;
+      is_test = false;
+      break;
+    }
+  }
+  const std::string source = is_test ? "as a test" : take_source(timeline, text);
+  std::size_t number = 0;
+  for (const std::string_view name : split_lines(text)) {
+    TimelineBlock& block = add_block(timeline);
+    block.trigger = name;
+    block.source = source;
+    block.is_test = is_test;
+    block.is_renewed = timeline.record < timeline.renewed_until;
+    queue_push(timeline, block, number++);
+  }
+  if (number == 0) {
+    add_settled(timeline, "", source, BlockVerdict::kNoEvent, "no name was given", true);
+  }
+}
+
+void push_power_on(Timeline& timeline) {
+  close_execution(timeline);
+  TimelineBlock& block = add_block(timeline);
+  block.trigger = "PowerOn";
+  block.source = "by the first start after boot";
+  queue_push(timeline, block, 0);
+  if (block.is_done) block.has_failed = false;  // nobody asked for it
+}
+
+bool settle_expired(Timeline& timeline, const QueuedEvent& queued) {
+  TimelineBlock& block = *queued.block;
+  for (const std::size_t at : timeline.expiries) {
+    PlacedRecord& placed = timeline.main_log.records[at];
+    const MainRecord& record = *placed.record;
+    const bool is_name = record.name == block.trigger || record.value == block.trigger;
+    if (placed.is_taken || !is_name) continue;
+    const LogTime earliest = queued.pushed_at + kLifeMs;
+    if (placed.before && placed.before->time < earliest) continue;
+    if (placed.after && placed.after->time > earliest + kSkewMs + kLookupMs) continue;
+    placed.is_taken = true;
+    block.event = record.value;
+    settle(block, BlockVerdict::kExpired, "dropped: it was not executed within 60 s", true);
+    return true;
+  }
+  return false;
+}
+
+void settle_old(Timeline& timeline) {
+  while (!timeline.queue.empty()) {
+    const QueuedEvent queued = timeline.queue.front();
+    const std::int64_t life =
+        kLifeMs + static_cast<std::int64_t>(queued.names_before + 1) * kLookupMs;
+    const bool is_old = timeline.elapsed - queued.elapsed_at_push > life;
+    if (!is_old && timeline.queue.size() <= kMaxQueue) return;
+    close_execution(timeline);
+    if (timeline.queue.empty() || timeline.queue.front().block != queued.block) continue;
+    settle_unexecuted(timeline, queued);
+    timeline.queue.pop_front();
+  }
+}
+
+void settle_all(Timeline& timeline, BlockVerdict verdict, const std::string& text, bool failed) {
+  close_execution(timeline);
+  for (const QueuedEvent& queued : timeline.queue) {
+    if (queued.event == nullptr) {
+      settle_unexecuted(timeline, queued);
+    } else if (!settle_expired(timeline, queued)) {
+      settle(*queued.block, verdict, text, failed);
+    }
+  }
+  timeline.queue.clear();
+  timeline.sources.clear();
+}
+
+void on_power_on_skip(Timeline& timeline) {
+  close_execution(timeline);
+  const std::string text = "skipped: it runs once per boot";
+  for (const QueuedEvent& queued : timeline.queue) {
+    const std::string& trigger =
+        queued.event == nullptr ? queued.block->trigger : queued.event->trigger;
+    if (!equals_nocase(trigger, "PowerOn")) continue;
+    settle(*queued.block, BlockVerdict::kOncePerBoot, text, false);
+    remove_queued(timeline, queued.block);
+    return;
+  }
+  add_settled(timeline, "PowerOn", "by a push that is not known", BlockVerdict::kOncePerBoot, text,
+              false);
+}
+
+void on_start(Timeline& timeline) {
+  settle_all(timeline, BlockVerdict::kRestart,
+             "not executed: the daemon was restarted at " + clock_text(timeline.now), true);
+  timeline.marker_created = false;
+  add_settled(timeline, "", "", BlockVerdict::kNote, "the daemon starts", false);
+}
+
+}  // namespace kovo::check
