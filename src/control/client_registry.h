@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "variables/variable_registry.h"
+#include "variables/variable_store.h"
 
 namespace kovo {
 

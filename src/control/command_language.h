@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "variables/variable_registry.h"
+#include "variables/variable_store.h"
 
 namespace kovo {
 

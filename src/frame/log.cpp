@@ -46,18 +46,6 @@ void write_event(const std::string& text, bool echo) {
   if (echo) print_text(record);
 }
 
-void write_only_event(const std::string& text) {
-  write_event(text, false);
-}
-
-void write_event_and_echo(const std::string& text) {
-  write_event(text, true);
-}
-
-void write_stdout(const std::string& text) {
-  print_text(text);
-}
-
 /// Formats a record, with "[routine:line] " before it unless `routine` is null, and writes it. A
 /// record for which memory is out is lost.
 [[gnu::format(printf, 4, 0)]] void write_record(void (*write)(const std::string&),
@@ -92,28 +80,28 @@ void log_main_line(const char* routine, int line, const char* format, ...) noexc
 void log_event(const char* format, ...) noexcept {
   std::va_list args;
   va_start(args, format);
-  write_record(write_only_event, nullptr, 0, format, args);
+  write_record([](const std::string& text) { write_event(text, false); }, nullptr, 0, format, args);
   va_end(args);
 }
 
 void log_event_echo(const char* format, ...) noexcept {
   std::va_list args;
   va_start(args, format);
-  write_record(write_event_and_echo, nullptr, 0, format, args);
+  write_record([](const std::string& text) { write_event(text, true); }, nullptr, 0, format, args);
   va_end(args);
 }
 
 void print_stdout(const char* format, ...) noexcept {
   std::va_list args;
   va_start(args, format);
-  write_record(write_stdout, nullptr, 0, format, args);
+  write_record([](const std::string& text) { print_text(text); }, nullptr, 0, format, args);
   va_end(args);
 }
 
 void print_line(const char* routine, int line, const char* format, ...) noexcept {
   std::va_list args;
   va_start(args, format);
-  write_record(write_stdout, routine, line, format, args);
+  write_record([](const std::string& text) { print_text(text); }, routine, line, format, args);
   va_end(args);
 }
 

@@ -105,6 +105,18 @@ KeyValue split_snapshot_line(std::string_view line) {
 
 }  // namespace
 
+std::unique_ptr<VariableRegistry> make_variable_registry() {
+  auto registry = std::make_unique<VariableRegistry>();
+  const MutexLock held(registry->registry_lock);
+  registry->clients.push_back({Transport::kTcp, "127.0.0.1", 5127});
+  return registry;
+}
+
+Clients copy_clients(const VariableRegistry& registry) {
+  const MutexLock held(registry.registry_lock);
+  return registry.clients;
+}
+
 int lm_set_init(VariableRegistry& registry, std::string_view name, std::string_view value) {
   if (is_ignored(name, false)) {
     LOG_DEBUG("lm_set_init", "skip %s\n", std::string(name).c_str());

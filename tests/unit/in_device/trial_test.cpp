@@ -13,7 +13,6 @@
 #include "variables/central_state.h"
 #include "variables/change_processing.h"
 #include "variables/mapping_tables.h"
-#include "variables/variable_registry.h"
 #include "variables/variable_store.h"
 
 namespace kovo {
