@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "check/source.h"
-#include "definitions/event_definition.h"
+#include "definitions/event_compiler.h"
 
 namespace kovo::check {
 

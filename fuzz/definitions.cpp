@@ -4,7 +4,6 @@
 #include <cassert>
 #include <iterator>
 
-#include "definitions/definition_file.h"
 #include "definitions/event_list.h"
 #include "frame/globals.h"
 #include "variables/central_state.h"

@@ -1,7 +1,6 @@
 // Numbers against a plain 32-bit model, texts against a second way of reading them.
 #include <cassert>
 
-#include "definitions/definition_file.h"
 #include "definitions/event_list.h"
 #include "definitions/templates.h"
 #include "frame/text.h"

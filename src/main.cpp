@@ -14,7 +14,6 @@
 #include "control/command_language.h"
 #include "control/command_server.h"
 #include "control/status_intake.h"
-#include "definitions/definition_file.h"
 #include "definitions/event_list.h"
 #include "definitions/settings.h"
 #include "definitions/status_vars.h"

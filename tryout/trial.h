@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "check/explain.h"
-#include "definitions/named_values.h"
+#include "definitions/templates.h"
 #include "variables/mapping_tables.h"
 
 namespace kovo::tryout {

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <optional>
 
-#include "control/client_registry.h"
-#include "control/split_message.h"
 #include "definitions/templates.h"
 #include "engine/event_queue.h"
 #include "engine/senders.h"
@@ -15,6 +13,7 @@
 #include "frame/worker.h"
 #include "variables/central_state.h"
 #include "variables/change_processing.h"
+#include "variables/change_values.h"
 #include "variables/variable_store.h"
 
 namespace kovo {

@@ -2,7 +2,6 @@
 
 #include <optional>
 
-#include "definitions/definition_file.h"
 #include "definitions/event_list.h"
 #include "engine/event_execution.h"
 #include "engine/event_queue.h"

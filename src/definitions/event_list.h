@@ -1,5 +1,7 @@
-// The two compiled event lists of the central state: rebuilt from the definition entries, and
-// searched for events to run.
+// The event definition file and the test definition file, which other software edits: read into the
+// two lists of entries, written as derived copies, compiled into the two event lists, and searched
+// for events to run. Only the main thread uses the normal list of entries, only the queue worker
+// the test list; they have no lock.
 #pragma once
 
 #include <string>
@@ -7,7 +9,6 @@
 
 #include "definitions/definition_entry.h"
 #include "definitions/event_compiler.h"
-#include "definitions/event_definition.h"
 
 namespace kovo {
 
@@ -15,6 +16,17 @@ struct CentralState;
 
 /// Returns what prints, with -d, decoded payloads and compiled steps; null without -d.
 const DefinitionTrace* debug_trace();
+
+/// Reads a definition file into its list and writes the derived copies. Test flag 0 takes
+/// definition_path into definition_entries, 1 test_definition_path into test_definition_entries.
+/// A missing file is created with the defaults first. Refreshes the events enable flag.
+/// Returns 0, or -1 when the file cannot be read even then or holds more than kMaxDefinitionBytes;
+/// the list is unchanged in that case.
+int renew_kovo_txt(CentralState& state, int test);
+
+/// Write a derived copy. Return 0, or -1 when the file cannot be written.
+int write_definitions_raw(const DefinitionEntries& entries, const std::string& path);
+int write_definitions_ascii(const DefinitionEntries& entries, const std::string& path);
 
 /// Recompiles event_list from definition_entries (test 0) or test_event_list from
 /// test_definition_entries (test 1), replaces it whole and writes its list file. Holds state_lock

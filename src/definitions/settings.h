@@ -3,8 +3,6 @@
 
 #include <string_view>
 
-#include "definitions/named_values.h"
-
 namespace kovo {
 
 struct CentralState;

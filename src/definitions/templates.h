@@ -5,10 +5,13 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
-
-#include "definitions/named_values.h"
+#include <utility>
+#include <vector>
 
 namespace kovo {
+
+/// The lines of the status service's answer: names with their values, in order.
+using StatusVars = std::vector<std::pair<std::string, std::string>>;
 
 /// The values of the placeholders at the time when an event is queued.
 struct TemplateValues {

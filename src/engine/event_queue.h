@@ -13,7 +13,7 @@
 #include <string>
 #include <string_view>
 
-#include "definitions/event_definition.h"
+#include "definitions/event_compiler.h"
 #include "engine/event_rules.h"
 #include "frame/bounded_queue.h"
 #include "frame/mutex.h"

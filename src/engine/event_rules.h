@@ -5,7 +5,7 @@
 #include <optional>
 #include <string_view>
 
-#include "definitions/event_definition.h"
+#include "definitions/event_compiler.h"
 #include "engine/senders.h"
 
 namespace kovo {

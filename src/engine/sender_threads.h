@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "definitions/event_definition.h"
+#include "definitions/event_compiler.h"
 #include "engine/event_queue.h"
 
 namespace kovo {

@@ -3,7 +3,6 @@
 #include <sys/stat.h>
 #include <sys/sysinfo.h>
 
-#include "definitions/definition_file.h"
 #include "definitions/event_list.h"
 #include "engine/event_rules.h"
 #include "frame/files.h"

@@ -1,5 +1,5 @@
-// What the values of device variables say, and how often a change may raise an event: pure data in,
-// data out.
+// How the messages of the variable channels are split, what the values in them say, and how often a
+// change may raise an event: pure data in, data out.
 #pragma once
 
 #include <cstdint>
@@ -18,6 +18,22 @@ bool pause_lasts(std::int64_t since_last_s, std::int64_t pause_s);
 
 /// Decodes a raw text: escape sequences first, then percent codes; then truncates it.
 std::string decode_value(std::string_view raw);
+
+enum class Splitting { kOk, kMalformed, kNoCommand };
+
+/// One message split at its colons.
+struct Message {
+  Splitting splitting = Splitting::kNoCommand;
+  std::string command;
+  std::string arg1;
+  std::string arg2;
+  std::string arg3;
+};
+
+/// Splits word::arg1::arg2 or word::arg1::arg2::arg3. Word, arg1 and arg2 end at their first colon,
+/// arg2 and arg3 at their first newline; arg3 is the rest. kNoCommand without any colon;
+/// kMalformed, with the word, if a second colon or a separator is missing.
+Message split_message(std::string_view text);
 
 struct TimingWord {
   bool enable;     // bit 31

@@ -3,11 +3,28 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <string_view>
-
-#include "variables/mapping_row.h"
+#include <vector>
 
 namespace kovo {
+
+struct MappingRow {
+  std::string variable;        // device variable; "" when no variable drives the row
+  std::string status;          // status name, and the event pushed for the row; never empty
+  std::string setting;         // the command word that sets it; "" when there is none
+  std::string last_value;      // playback selection and serial format only
+  std::int64_t last_time = 0;  // last message or status line that counted, seconds since the epoch
+};
+
+struct ResolutionEntry {
+  std::int32_t index;
+  const char* name;
+  const char* code;  // four hexadecimal digits, or "0"
+};
+
+using MappingTable = std::vector<MappingRow>;
+using ResolutionTable = std::vector<ResolutionEntry>;
 
 struct Variant {
   std::int32_t has_video_input;

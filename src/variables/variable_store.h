@@ -54,6 +54,16 @@ std::unique_ptr<VariableRegistry> make_variable_registry();
 /// Returns a copy of the clients. Takes registry_lock.
 Clients copy_clients(const VariableRegistry& registry);
 
+/// Add a client unless it is registered, or remove it if it is; the order of the rest stays. A
+/// client is its protocol, address (compared byte by byte) and port. Return 0. Take registry_lock.
+int client_udp_add(VariableRegistry& registry, const std::string& ip, int port);
+int client_tcp_add(VariableRegistry& registry, const std::string& ip, int port);
+int client_udp_del(VariableRegistry& registry, const std::string& ip, int port);
+int client_tcp_del(VariableRegistry& registry, const std::string& ip, int port);
+
+/// Returns the number of clients of both kinds. Takes registry_lock.
+int client_count(const VariableRegistry& registry);
+
 /// Loads one pair of the snapshot: appends the variable, or replaces its value if no live set came
 /// before. Never notifies. Skips the names of the ignore list, here case-sensitive. Returns 0.
 /// Takes registry_lock.

@@ -2,7 +2,7 @@
 
 #include "control/client_mode.h"
 #include "control/command_language.h"
-#include "control/split_message.h"
+#include "variables/change_values.h"
 #include "variables/variable_store.h"
 
 namespace kovo {

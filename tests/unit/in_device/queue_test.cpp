@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "definitions/definition_file.h"
 #include "definitions/event_list.h"
 #include "frame/globals.h"
 #include "tests/unit/in_device/logs.h"
