@@ -22,13 +22,13 @@ namespace {
 constexpr char kRoutine[] = "handle_lm_event";
 constexpr int kIdleMs = 200;
 
-constexpr const char* kHelpEntries[] = {
-    "e_param_set::key::value;",   "help_udp::ip::port;",        "help_tcp::ip::port;",
-    "set::key::value;",           "get_udp::key::ip::port;",    "get_tcp::key::ip::port;",
-    "renew_udp::ip::port;",       "renew_tcp::ip::port;",       "client_add_udp::ip::port;",
-    "client_add_tcp::ip::port;",  "client_del_udp::ip::port;",  "client_del_tcp::ip::port;",
-    "client_list_udp::ip::port;", "client_list_tcp::ip::port;", "debug_udp::ip::port;",
-    "debug_tcp::ip::port;",       "debug_udp_lm::ip::port;",    "debug_tcp_lm::ip::port;"};
+constexpr char kHelp[] =
+    "_LM_VAR_HELP=e_param_set::key::value;help_udp::ip::port;help_tcp::ip::port;"
+    "set::key::value;get_udp::key::ip::port;get_tcp::key::ip::port;renew_udp::ip::port;"
+    "renew_tcp::ip::port;client_add_udp::ip::port;client_add_tcp::ip::port;"
+    "client_del_udp::ip::port;client_del_tcp::ip::port;client_list_udp::ip::port;"
+    "client_list_tcp::ip::port;debug_udp::ip::port;debug_tcp::ip::port;debug_udp_lm::ip::port;"
+    "debug_tcp_lm::ip::port;";
 
 struct Target {
   CentralState& state;
@@ -152,22 +152,12 @@ constexpr Command kCommands[] = {
     {"e_param_set", run_param_set},
 };
 
-std::string help_text() {
-  std::string text = "_LM_VAR_HELP=";
-  for (const char* entry : kHelpEntries) text += entry;
-  return text;
-}
-
-void send_help(const Message& message) {
-  const bool by_udp = lower_ascii(message.command).find("udp") != std::string::npos;
-  send_by(by_udp ? Transport::kUdp : Transport::kTcp, message.arg1, to_int32(message.arg2),
-          help_text());
-}
-
 /// False when no command has the message's word, or the command refused it.
 bool run_command(const Target& target, const Message& message) {
   if (starts_with_nocase(message.command, "help_")) {
-    send_help(message);
+    const bool by_udp = contains(lower_ascii(message.command), "udp");
+    send_by(by_udp ? Transport::kUdp : Transport::kTcp, message.arg1, to_int32(message.arg2),
+            kHelp);
     return true;
   }
   for (const Command& command : kCommands) {

@@ -87,12 +87,6 @@ void handle_tcp_lines(EventQueue& queue, CentralState& state) {
   }
 }
 
-void run_pass(EventQueue& queue, CentralState& state) {
-  if (state.ready == 0) return;
-  handle_tcp_lines(queue, state);
-  exec_event(queue, state);
-}
-
 }  // namespace
 
 void* handle_tcp_event(void* queue) {
@@ -104,7 +98,11 @@ void* handle_q_event(void* argument) {
   EventQueue& queue = *static_cast<EventQueue*>(argument);
   while (true) {
     sleep_ms(kScanPeriodMs);
-    catch_and_log("handle_q_event", [&] { run_pass(queue, *central_state); });
+    if (central_state->ready == 0) continue;
+    catch_and_log("handle_q_event", [&] {
+      handle_tcp_lines(queue, *central_state);
+      exec_event(queue, *central_state);
+    });
   }
 }
 

@@ -77,18 +77,15 @@ void handle_counting_row(CentralState& state, const CountingRow& row) {
   state.lm_queue.push(row.event);
 }
 
-/// Returns the playback selection if it differs from this one.
-std::optional<std::string> other_selection(const CentralState& state, const std::string& name) {
-  const MutexLock held(state.mapping_lock);
-  const MappingRow* row = find_row(state.mapping_table, &MappingRow::setting, "local:x");
-  if (row == nullptr || equals_nocase(name, row->last_value)) return {};
-  return row->last_value;
-}
-
 void handle_playback(CentralState& state, const std::string& name, std::int64_t now) {
-  const std::optional<std::string> old = other_selection(state, name);
-  if (!old) return;
-  for (const char* event : playback_triggers(*old, name)) {
+  std::string old;
+  {
+    const MutexLock held(state.mapping_lock);
+    const MappingRow* row = find_row(state.mapping_table, &MappingRow::setting, "local:x");
+    if (row == nullptr || equals_nocase(name, row->last_value)) return;
+    old = row->last_value;
+  }
+  for (const char* event : playback_triggers(old, name)) {
     // The line of localPlay has no end of its own.
     const bool ends_line = std::string_view(event) != "localPlay";
     LOG_MAIN(kRoutine, "push event %s%s", event, ends_line ? "\n" : "");

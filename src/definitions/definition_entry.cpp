@@ -22,14 +22,6 @@ constexpr char kDefaultLines[] =
     "GenericEventsCount=0\n"
     "DataEncode=HEX\n";
 
-/// Removes and returns the next line with its newline, or the next piece of a longer one.
-std::string_view pop_piece(std::string_view& file) {
-  const std::string_view most = cut_text(file, kMaxMessage);
-  const std::string_view piece = most.substr(0, until_newline(most).size() + 1);
-  file.remove_prefix(piece.size());
-  return piece;
-}
-
 }  // namespace
 
 DefinitionEntry split_definition_key(std::string_view key, std::string_view value) {
@@ -56,7 +48,10 @@ void add_definition_line(std::string& text, std::string_view line) {
 DefinitionEntries parse_definitions(std::string_view file) {
   std::string text;
   while (!file.empty()) {
-    add_definition_line(text, until_nul(pop_piece(file)));
+    const std::string_view piece = cut_text(file, kMaxMessage);
+    const std::string_view line = piece.substr(0, until_newline(piece).size() + 1);
+    add_definition_line(text, until_nul(line));
+    file.remove_prefix(line.size());
   }
   text.shrink_to_fit();
   return DefinitionEntries(std::move(text));

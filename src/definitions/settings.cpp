@@ -12,11 +12,6 @@
 namespace kovo {
 namespace {
 
-/// Returns whether a value of ENABLE_KOVO_EVENT enables events.
-bool enables_events(std::string_view value) {
-  return !value.empty() && (value.front() == '1' || value.front() == 'y');
-}
-
 std::pair<std::string, std::string>* find_setting(Settings& settings, std::string_view key) {
   const auto found = std::find_if(settings.begin(), settings.end(),
                                   [&](const auto& setting) { return setting.first == key; });
@@ -40,22 +35,6 @@ SettingResult store_setting(CentralState& state, const std::string& key, std::st
   return kSettingChanged;
 }
 
-/// Returns the file's lines: one a setting, so that no value writes another setting.
-std::string settings_text(const Settings& settings) {
-  std::string text;
-  for (const auto& [key, value] : settings) {
-    text.append(key).append("=").append(until_newline(value)).append("\n");
-  }
-  return text;
-}
-
-/// Stores "key=value", truncated at its first newline, if the key is one of the settings.
-void load_setting_line(Settings& settings, std::string_view line) {
-  const KeyValue pair = split_key_value(until_newline(line));
-  if (!pair.found) return;
-  if (auto* const setting = find_setting(settings, pair.key)) setting->second = pair.value;
-}
-
 bool is_dirty(const CentralState& state) {
   const MutexLock held(state.settings_lock);
   return state.settings_dirty;
@@ -65,7 +44,7 @@ bool is_dirty(const CentralState& state) {
 
 int renew_enable_event(CentralState& state) {
   const std::string value = query_device_param("ENABLE_KOVO_EVENT");
-  if (!value.empty()) state.events_enabled = enables_events(value) ? 1 : 0;
+  if (!value.empty()) state.events_enabled = value[0] == '1' || value[0] == 'y' ? 1 : 0;
   LOG_DEBUG("renew_enable_event", "enable event=%d\n", state.events_enabled.load());
   return 0;
 }
@@ -90,7 +69,11 @@ int load_settings_file(CentralState& state) {
   const MutexLock held(state.settings_lock);
   LineBuffer buffer;
   std::string_view line;
-  while (read_line(file.get(), buffer, line)) load_setting_line(state.settings, line);
+  while (read_line(file.get(), buffer, line)) {
+    const KeyValue pair = split_key_value(until_newline(line));
+    auto* const setting = find_setting(state.settings, pair.key);
+    if (pair.found && setting != nullptr) setting->second = pair.value;
+  }
   return 0;
 }
 
@@ -116,7 +99,11 @@ SettingResult kovo_config_set(CentralState& state, std::string_view key, std::st
 int write_settings_file(CentralState& state) {
   const MutexLock held(state.settings_lock);
   if (state.settings.empty()) return -1;
-  if (!replace_file(kSettingsPath, settings_text(state.settings))) return -2;
+  std::string text;
+  for (const auto& [key, value] : state.settings) {
+    text.append(key).append("=").append(until_newline(value)).append("\n");
+  }
+  if (!replace_file(kSettingsPath, text)) return -2;
   state.settings_dirty = false;
   return 0;
 }

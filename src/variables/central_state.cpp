@@ -8,17 +8,6 @@
 #include "variables/mapping_tables.h"
 
 namespace kovo {
-namespace {
-
-/// Returns the selection that the device plays at start: "local", or "local:" and its live
-/// playlist.
-std::string initial_selection() {
-  const std::string playlist = query_device_param("LIVE_PLAYLIST_CONTENT");
-  return playlist == "0" ? "local" : "local:" + playlist;
-}
-
-}  // namespace
-
 std::unique_ptr<CentralState> make_central_state() {
   auto state = std::make_unique<CentralState>();
   state->created_at = steady_ns();
@@ -37,7 +26,8 @@ std::unique_ptr<CentralState> make_central_state() {
 int build_mapping_table(CentralState& state) {
   MappingTable table = mapping_rows({state.has_video_input, state.usbc_input});
   if (MappingRow* row = find_row(table, &MappingRow::setting, "local:x")) {
-    row->last_value = initial_selection();
+    const std::string playlist = query_device_param("LIVE_PLAYLIST_CONTENT");
+    row->last_value = playlist == "0" ? "local" : "local:" + playlist;
   }
   if (MappingRow* row = find_row(table, &MappingRow::variable, "S0_BAUDRATE")) {
     row->last_value = query_device_param("S0_BAUDRATE");

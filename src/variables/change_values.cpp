@@ -6,20 +6,14 @@
 namespace kovo {
 namespace {
 
-/// The text before and after a separator of two colons. The head ends at the first colon; without a
-/// second one directly after it there is no rest.
-struct Parts {
-  std::string_view head;
-  std::optional<std::string_view> rest;
-};
-
-Parts split_at_separator(std::string_view text) {
-  const std::size_t colon = text.find(':');
-  Parts parts{text.substr(0, colon), {}};
-  if (colon != std::string_view::npos && text.substr(colon, 2) == "::") {
-    parts.rest = text.substr(colon + 2);
-  }
-  return parts;
+/// Moves the text up to the first colon into `part` and removes the separator of two colons after
+/// it. False when there is no separator.
+bool pop_part(std::string_view& text, std::string& part) {
+  part = text.substr(0, text.find(':'));
+  text.remove_prefix(part.size());
+  if (text.substr(0, 2) != "::") return false;
+  text.remove_prefix(2);
+  return true;
 }
 
 }  // namespace
@@ -37,17 +31,11 @@ std::string decode_value(std::string_view raw) {
 
 Message split_message(std::string_view text) {
   Message message;
-  if (text.find(':') == std::string_view::npos) return message;
+  if (!contains(text, ":")) return message;
   message.splitting = Splitting::kMalformed;
-  const Parts command = split_at_separator(text);
-  message.command = command.head;
-  if (!command.rest) return message;
-  const Parts first = split_at_separator(*command.rest);
-  message.arg1 = first.head;
-  if (!first.rest) return message;
-  const Parts second = split_at_separator(*first.rest);
-  message.arg2 = until_newline(second.head);
-  message.arg3 = until_newline(second.rest.value_or(""));
+  if (!pop_part(text, message.command) || !pop_part(text, message.arg1)) return message;
+  if (pop_part(text, message.arg2)) message.arg3 = until_newline(text);
+  message.arg2.resize(until_newline(message.arg2).size());
   message.splitting = Splitting::kOk;
   return message;
 }

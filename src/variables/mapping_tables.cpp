@@ -149,11 +149,7 @@ Variant variant_of(std::string_view pid) {
 int map_add(MappingTable& table, std::string_view variable, std::string_view status,
             std::string_view setting) {
   if (status.empty()) return -1;
-  MappingRow row;
-  row.variable = variable;
-  row.status = status;
-  row.setting = setting;
-  table.push_back(std::move(row));
+  table.push_back({std::string(variable), std::string(status), std::string(setting), {}, 0});
   return 0;
 }
 

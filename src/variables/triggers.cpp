@@ -7,10 +7,6 @@
 namespace kovo {
 namespace {
 
-constexpr char kPlayMode[] = "playMode";
-constexpr char kLocalPlay[] = "localPlay";
-constexpr char kLocalPlayList[] = "localPlayList";
-
 struct FixedSource {
   TriggerCause cause;
   const char* name;
@@ -25,9 +21,9 @@ constexpr FixedSource kFixedSources[] = {
     {TriggerCause::kVariablePart, "V_OUTPUT_TIMING_CONVERT", "YCbCrOutput"},
     {TriggerCause::kVariablePart, "WPA_EAP_MODE", "p8021enable"},
     {TriggerCause::kVariablePart, "WPA_EAP_MODE", "p8021status"},
-    {TriggerCause::kPlayback, "", kPlayMode},
-    {TriggerCause::kPlayback, "", kLocalPlayList},
-    {TriggerCause::kPlayback, "", kLocalPlay},
+    {TriggerCause::kPlayback, "", "playMode"},
+    {TriggerCause::kPlayback, "", "localPlayList"},
+    {TriggerCause::kPlayback, "", "localPlay"},
 };
 
 constexpr char kSerialVariable[] = "S0_BAUDRATE";  // its parts raise triggers, its row does not
@@ -62,9 +58,9 @@ std::vector<TriggerSource> trigger_sources(Variant variant) {
 std::vector<const char*> playback_triggers(std::string_view before, std::string_view after) {
   const bool was_local = starts_with_nocase(before, "local:");
   const bool is_local = starts_with_nocase(after, "local:");
-  if (was_local && is_local) return {kLocalPlayList};
-  if (was_local) return {kPlayMode};
-  if (is_local) return {kPlayMode, kLocalPlay};
+  if (was_local && is_local) return {"localPlayList"};
+  if (was_local) return {"playMode"};
+  if (is_local) return {"playMode", "localPlay"};
   return {};
 }
 

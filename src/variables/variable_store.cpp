@@ -44,23 +44,10 @@ void append_variable(VariableRegistry& registry, std::string_view name, std::str
   }
 }
 
-/// What is sent for one change. Made before the change is stored: when memory is out, nothing is
-/// stored, rather than stored and never sent.
-struct Notification {
-  std::string line;
-  Clients clients;
-};
-
-Notification make_notification(const VariableRegistry& registry, std::string_view name,
-                               std::string_view value) REQUIRES(registry.notify_lock) {
-  return {notification_line(name, value), copy_clients(registry)};
-}
-
-/// Sends to the clients one after the other; a failure does not keep the others from it.
-void send_notification(const char* routine, const Notification& notification) {
-  for (const ClientRecord& client : notification.clients) {
-    catch_and_log(routine,
-                  [&] { send_by(client.proto, client.ip, client.port, notification.line); });
+/// Sends a line to the clients one after the other; a failure does not keep the others from it.
+void notify(const char* routine, const Clients& clients, const std::string& line) {
+  for (const ClientRecord& client : clients) {
+    catch_and_log(routine, [&] { send_by(client.proto, client.ip, client.port, line); });
   }
 }
 
@@ -126,14 +113,6 @@ int del_client(VariableRegistry& registry, const char* routine, const ClientReco
   return 0;
 }
 
-/// Splits one line of the snapshot. Not found when it is shorter than three bytes with its newline,
-/// holds no "=" or begins with one.
-KeyValue split_snapshot_line(std::string_view line) {
-  if (line.size() < 3) return {};
-  const KeyValue pair = split_key_value(until_newline(line));
-  return pair.found && !pair.key.empty() ? pair : KeyValue{};
-}
-
 }  // namespace
 
 std::unique_ptr<VariableRegistry> make_variable_registry() {
@@ -190,9 +169,11 @@ int lm_set(VariableRegistry& registry, std::string_view name, std::string_view v
     return 0;
   }
   const MutexLock held(registry.notify_lock);
-  const Notification notification = make_notification(registry, name, value);
+  // Made before the change is stored: without memory, nothing is stored and never sent.
+  const std::string line = notification_line(name, value);
+  const Clients clients = copy_clients(registry);
   store(registry, name, value);
-  send_notification("lm_set", notification);
+  notify("lm_set", clients, line);
   return 0;
 }
 
@@ -202,9 +183,10 @@ bool lm_set_change(VariableRegistry& registry, std::string_view name, std::strin
     return false;
   }
   const MutexLock held(registry.notify_lock);
-  const Notification notification = make_notification(registry, name, value);
+  const std::string line = notification_line(name, value);  // before the change, as in lm_set
+  const Clients clients = copy_clients(registry);
   if (!store_change(registry, std::string(name), std::string(value))) return false;
-  send_notification("lm_set_change", notification);
+  notify("lm_set_change", clients, line);
   return true;
 }
 
@@ -220,8 +202,8 @@ int lm_load_snapshot(VariableRegistry& registry, CentralState& state) {
   LineBuffer buffer;
   std::string_view line;
   while (read_line(file.get(), buffer, line, kMaxSnapshotLine)) {
-    const KeyValue pair = split_snapshot_line(line);
-    if (!pair.found) continue;
+    const KeyValue pair = split_key_value(until_newline(line));
+    if (line.size() < 3 || !pair.found || pair.key.empty()) continue;
     lm_set_init(registry, pair.key, pair.value);
     if (equals_nocase(pair.key, "WPA_EAP_MODE")) store_wpa_mode(state, pair.value);
   }
