@@ -15,12 +15,13 @@ struct CentralState;
 constexpr std::size_t kLinesPerMessage = 5;  // of a renew
 
 /// Mirrors a message, splits it and runs its command. An unknown, malformed or refused command is
-/// logged; a message without a colon and a get for a port that is not positive are dropped without
-/// a word. A reply to a dead TCP target costs its time-outs. Called by handle_lm_event.
+/// logged; a message without a colon and a get for a port that is not positive are silently
+/// ignored. A reply to a dead TCP target costs its time-outs. Called by handle_lm_event.
 void handle_message(CentralState& state, VariableRegistry& registry, std::string_view text);
 
-/// Thread body; its argument is the CentralState, the variables are the global registry's. Works
-/// off lm_queue once `ready`, one message after the other; looks every 200 ms while it is empty.
+/// Thread body; its argument is the CentralState, the variables are the global registry's.
+/// Processes lm_queue once `ready`, one message after the other; looks every 200 ms while it is
+/// empty.
 void* handle_lm_event(void* state);
 
 /// Returns the lines of the next variables for one renew message, at most kLinesPerMessage, as they

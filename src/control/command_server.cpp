@@ -37,20 +37,17 @@ constexpr TcpService kService = {
 };
 static_assert(kService.max_read <= kMaxTcpRead);
 
-void push_test_event(EventQueue& queue, CentralState& state, const std::string& name) {
-  renew_kovo_txt(state, 1);
-  rebuild_kovo_event_list(state, 1);
-  LOG_MAIN("handle_tcp_command", "push TEST event %s", name.c_str());
-  push_event_back(queue, state, name, 1);
-}
-
 int handle_tcp_command(EventQueue& queue, CentralState& state, std::string_view key,
                        std::string_view value) {
   key = strip_newline(key);
   const std::size_t colon = key.find(':');
   if (colon == std::string_view::npos || colon == 0) return 0;
   if (key.substr(0, colon) == "__TEST__") {
-    push_test_event(queue, state, std::string(key.substr(colon + 1)));
+    const std::string name(key.substr(colon + 1));
+    renew_kovo_txt(state, 1);
+    rebuild_kovo_event_list(state, 1);
+    LOG_MAIN("handle_tcp_command", "push TEST event %s", name.c_str());
+    push_event_back(queue, state, name, 1);
   } else if (starts_with_nocase(key, kEnableKey)) {
     const bool on = starts_with_nocase(value, "1") || starts_with_nocase(value, "y");
     state.events_enabled = on ? 1 : 0;

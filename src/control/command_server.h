@@ -9,15 +9,15 @@ namespace kovo {
 
 constexpr std::uint16_t kCommandPort = 2700;
 
-/// Thread body; its argument is the EventQueue. Appends each received text, up to its first zero
-/// byte, to tcp_lines, holding queue.lock for the append. A second daemon ends here with status 1.
+/// Thread body; its argument is the EventQueue. Appends each received text, up to its first NUL,
+/// to tcp_lines, holding queue.lock for the append. A second daemon ends here with status 1.
 void* handle_tcp_event(void* queue);
 
 /// Thread body; its argument is the EventQueue, the central state is the global one. Every 250 ms,
 /// once `ready`, handles tcp_lines up to the first that takes more than 250 ms, then runs
 /// exec_event.
 ///
-/// A line counts up to kMaxCommand bytes, without its final line feed. Names, key or key=value, are
+/// A line counts up to kMaxCommand bytes, without its final newline. Names, key or key=value, are
 /// pushed while events are enabled, and logged and dropped otherwise. Of the keys that begin with
 /// "__" there are two, which always count: "__TEST__:" and an event name reloads the test
 /// definitions and pushes a test event; "__SET__:network.kovo.enable" switches events on for a

@@ -13,10 +13,6 @@ constexpr std::int64_t kNanosecondsPerMillisecond = 1'000'000;
 /// The positions in `events` of the names.
 using EventsByName = std::unordered_map<std::string_view, std::uint32_t>;
 
-bool is_builtin(std::string_view name) {
-  return name == "PowerOn" || name == "DVIConnected" || name == "DVIDisconnected";
-}
-
 /// A step of an event, and the one before it; null when that one is not there.
 struct FoundStep {
   CompiledStep& step;
@@ -70,7 +66,9 @@ void apply_event_entry(CompiledEvent& event, const DefinitionEntry& entry) {
   if (entry.field == "XMLfield") event.trigger = entry.value;
   if (entry.field == "Delay") {
     event.delay_s = to_int32(entry.value);
-    if (is_builtin(event.name)) event.trigger = event.name;
+    const bool builtin =
+        event.name == "PowerOn" || event.name == "DVIConnected" || event.name == "DVIDisconnected";
+    if (builtin) event.trigger = event.name;
   }
 }
 

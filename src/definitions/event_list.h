@@ -7,7 +7,6 @@
 #include <string>
 #include <string_view>
 
-#include "definitions/definition_entry.h"
 #include "definitions/event_compiler.h"
 
 namespace kovo {

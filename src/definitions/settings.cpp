@@ -4,7 +4,6 @@
 
 #include "engine/push_event.h"
 #include "frame/files.h"
-#include "frame/globals.h"
 #include "frame/log.h"
 #include "frame/shell.h"
 #include "variables/central_state.h"

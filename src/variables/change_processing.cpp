@@ -3,7 +3,6 @@
 #include <optional>
 
 #include "engine/push_event.h"
-#include "frame/globals.h"
 #include "frame/host.h"
 #include "frame/log.h"
 #include "frame/text.h"
@@ -65,13 +64,12 @@ void raise_yuv_event(CentralState& state, const std::string& yuv, SecondsClock c
 
 /// Stores the raw code of the resolution and returns its index. An unknown code stores nothing.
 int store_resolution(CentralState& state, VariableRegistry& registry, std::string_view value) {
-  constexpr std::size_t kCodeLength = 4;
   constexpr char kVariable[] = "V_OUTPUT_TIMING_CONVERT.resolutionRaw";
-  if (value.size() < kCodeLength) {
+  if (value.size() < 4) {
     lm_set(registry, kVariable, "0");
     return 0;
   }
-  const std::string_view code = value.substr(value.size() - kCodeLength);
+  const std::string_view code = value.substr(value.size() - 4);
   const ResolutionEntry* entry = find_resolution(state.resolution_table, code);
   if (entry == nullptr) return 0;
   lm_set(registry, kVariable, code);

@@ -2,7 +2,6 @@
 // event that the variable is mapped to.
 #pragma once
 
-#include <cstdint>
 #include <string>
 #include <string_view>
 

@@ -1,7 +1,6 @@
 #include "variables/channel_receivers.h"
 
 #include "definitions/settings.h"
-#include "frame/globals.h"
 #include "frame/log.h"
 #include "frame/loopback_server.h"
 #include "frame/text.h"

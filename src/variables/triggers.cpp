@@ -7,25 +7,6 @@
 namespace kovo {
 namespace {
 
-struct FixedSource {
-  TriggerCause cause;
-  const char* name;
-  const char* trigger;
-};
-
-// On every product. The parts of the serial format are a table of their own.
-constexpr FixedSource kFixedSources[] = {
-    {TriggerCause::kDisplay, "", "DVIConnected"},
-    {TriggerCause::kDisplay, "", "DVIDisconnected"},
-    {TriggerCause::kFirstStart, "", "PowerOn"},
-    {TriggerCause::kVariablePart, "V_OUTPUT_TIMING_CONVERT", "YCbCrOutput"},
-    {TriggerCause::kVariablePart, "WPA_EAP_MODE", "p8021enable"},
-    {TriggerCause::kVariablePart, "WPA_EAP_MODE", "p8021status"},
-    {TriggerCause::kPlayback, "", "playMode"},
-    {TriggerCause::kPlayback, "", "localPlayList"},
-    {TriggerCause::kPlayback, "", "localPlay"},
-};
-
 constexpr char kSerialVariable[] = "S0_BAUDRATE";  // its parts raise triggers, its row does not
 
 /// A message finds only the first row of its variable.
@@ -41,10 +22,17 @@ void add_rows(std::vector<TriggerSource>& sources, Variant variant) {
 }  // namespace
 
 std::vector<TriggerSource> trigger_sources(Variant variant) {
-  std::vector<TriggerSource> sources;
-  for (const FixedSource& source : kFixedSources) {
-    sources.push_back({source.cause, source.name, source.trigger});
-  }
+  std::vector<TriggerSource> sources = {
+      {TriggerCause::kDisplay, "", "DVIConnected"},
+      {TriggerCause::kDisplay, "", "DVIDisconnected"},
+      {TriggerCause::kFirstStart, "", "PowerOn"},
+      {TriggerCause::kVariablePart, "V_OUTPUT_TIMING_CONVERT", "YCbCrOutput"},
+      {TriggerCause::kVariablePart, "WPA_EAP_MODE", "p8021enable"},
+      {TriggerCause::kVariablePart, "WPA_EAP_MODE", "p8021status"},
+      {TriggerCause::kPlayback, "", "playMode"},
+      {TriggerCause::kPlayback, "", "localPlayList"},
+      {TriggerCause::kPlayback, "", "localPlay"},
+  };
   for (const SerialField& field : kSerialFields) {
     sources.push_back({TriggerCause::kVariablePart, kSerialVariable, field.event});
   }

@@ -25,8 +25,7 @@ struct TriggerSource {
   std::string trigger;
 };
 
-/// Returns all sources of a product. Mapping rows that no variable finds raise nothing and have
-/// none.
+/// Returns all sources of a product. Mapping rows that no variable finds raise nothing: none.
 std::vector<TriggerSource> trigger_sources(Variant variant);
 
 /// Returns the triggers that a change of the playback selection raises, in their order.
