@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "check/explain.h"
+#include "definitions/settings.h"
 #include "definitions/templates.h"
 #include "variables/mapping_tables.h"
 

@@ -76,10 +76,6 @@ int client_port(const Message& message) {
   return port > 0 && message.arg1.size() >= kMinAddress ? port : 0;
 }
 
-void log_client_command(const Message& message, int port) {
-  LOG_MAIN(kRoutine, "%s %s:%d\n", message.command.c_str(), message.arg1.c_str(), port);
-}
-
 using RegistryChange = int (*)(VariableRegistry&, const std::string&, int);
 
 template <RegistryChange kChange>
@@ -87,7 +83,7 @@ bool run_client_change(const Target& target, const Command&, const Message& mess
   const int port = client_port(message);
   if (port == 0) return false;
   kChange(target.registry, message.arg1, port);
-  log_client_command(message, port);
+  LOG_MAIN(kRoutine, "%s %s:%d\n", message.command.c_str(), message.arg1.c_str(), port);
   return true;
 }
 
@@ -107,7 +103,7 @@ bool run_client_list(const Target& target, const Command& command, const Message
   if (!clients.empty()) {
     send_by(command.transport, message.arg1, port, client_list_text(clients));
   }
-  log_client_command(message, port);
+  LOG_MAIN(kRoutine, "%s %s:%d\n", message.command.c_str(), message.arg1.c_str(), port);
   // The newline of the UDP form has always had a blank after it.
   const char* end = command.transport == Transport::kUdp ? "\n " : "\n";
   send_by(command.transport, message.arg1, port,

@@ -20,8 +20,7 @@ constexpr std::size_t kLinesPerMessage = 5;  // of a renew
 void handle_message(CentralState& state, VariableRegistry& registry, std::string_view text);
 
 /// Thread body; its argument is the CentralState, the variables are the global registry's.
-/// Processes lm_queue once `ready`, one message after the other; looks every 200 ms while it is
-/// empty.
+/// Processes lm_queue once `ready`, in order; polls it every 200 ms while it is empty.
 void* handle_lm_event(void* state);
 
 /// Returns the lines of the next variables for one renew message, at most kLinesPerMessage, as they

@@ -84,12 +84,8 @@ std::string definitions_ascii(const DefinitionEntries& entries, const Definition
   std::string text;
   for (const DefinitionEntry& entry : entries) {
     text.append(entry.name).append(entry.field).append(entry.index).append("=");
-    if (entry.field == "Data") {
-      text += s_hex_to_ascii(entry.value, trace);
-    } else {
-      text += entry.value;
-    }
-    text += '\n';
+    const bool data = entry.field == "Data";
+    text.append(data ? s_hex_to_ascii(entry.value, trace) : std::string(entry.value)).append("\n");
   }
   return text;
 }

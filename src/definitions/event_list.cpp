@@ -18,8 +18,7 @@
 namespace kovo {
 namespace {
 
-constexpr std::size_t kPieceSize =
-    std::size_t{64} * 1024;  // of the list file, which may be far larger
+constexpr std::size_t kPieceSize = 65536;  // of the list file, which may be far larger
 
 void print_decoded(std::string_view text, const std::string& bytes) {
   LOG_DEBUG("s_hex_to_ascii", "%s to ret=%s\n", std::string(text).c_str(), bytes.c_str());

@@ -1,7 +1,10 @@
 // The events enable flag and the four persistent settings.
 #pragma once
 
+#include <deque>
+#include <string>
 #include <string_view>
+#include <utility>
 
 namespace kovo {
 
@@ -9,6 +12,9 @@ struct CentralState;
 
 constexpr char kSettingsPath[] = "/mnt/persistent/kovo_conf.txt";
 constexpr const char* kSettingNames[] = {"portDescr", "portID", "sysDescr", "sysName"};
+
+/// Names with their values, in order.
+using Settings = std::deque<std::pair<std::string, std::string>>;
 
 enum SettingResult : int {
   kSettingRefused = -1,  // empty value or unknown key

@@ -4,23 +4,19 @@
 
 #include <atomic>
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <string>
 #include <string_view>
-#include <utility>
 
 #include "definitions/definition_entry.h"
 #include "definitions/event_compiler.h"
+#include "definitions/settings.h"
 #include "definitions/templates.h"
 #include "frame/bounded_queue.h"
 #include "frame/mutex.h"
 #include "variables/mapping_tables.h"
 
 namespace kovo {
-
-/// The persistent settings: names with their values, in order.
-using Settings = std::deque<std::pair<std::string, std::string>>;
 
 struct CentralState {
   mutable Mutex state_lock;     // the compiled lists; held for a whole rebuild, its file included

@@ -17,26 +17,21 @@ namespace {
 // The routine that all lines of this unit name.
 constexpr char kRoutine[] = "handle_lm_event";
 
-/// Remembers the new serial format and returns the old one; nothing when there is no row for it or
-/// nothing to compare with.
-std::optional<std::string> exchange_serial(CentralState& state, const std::string& value) {
-  const MutexLock held(state.mapping_lock);
-  MappingRow* row = find_row(state.mapping_table, &MappingRow::status, "serialBaud");
-  if (row == nullptr) return {};
-  std::string old(cut_text(row->last_value, kMaxShortText));
-  row->last_value = value;
-  if (old.empty()) return {};
-  return old;
-}
-
 /// Stores each part of the format that differs and pushes its event.
 void process_serial(CentralState& state, VariableRegistry& registry, const std::string& value) {
-  const std::optional<std::string> old = exchange_serial(state, value);
-  if (!old) return;
-  LOG_MAIN(kRoutine, "last %s, new %s\n", old->c_str(), value.c_str());
-  const std::optional<SerialFormat> before = split_serial(*old);
+  std::string old;
+  {
+    const MutexLock held(state.mapping_lock);
+    MappingRow* row = find_row(state.mapping_table, &MappingRow::status, "serialBaud");
+    if (row == nullptr) return;
+    old = cut_text(row->last_value, kMaxShortText);
+    row->last_value = value;
+  }
+  if (old.empty()) return;
+  LOG_MAIN(kRoutine, "last %s, new %s\n", old.c_str(), value.c_str());
+  const std::optional<SerialFormat> before = split_serial(old);
   const std::optional<SerialFormat> after = split_serial(value);
-  if (equals_nocase(*old, value) || !before || !after) return;
+  if (equals_nocase(old, value) || !before || !after) return;
   for (const SerialField& field : kSerialFields) {
     if ((*before).*field.part == (*after).*field.part) continue;
     lm_set(registry, field.variable, (*after).*field.part);
@@ -52,14 +47,6 @@ bool raise_after_pause(const char* event, std::int64_t& last_time, std::int64_t 
   push_event(event);
   last_time = now;
   return true;
-}
-
-void raise_yuv_event(CentralState& state, const std::string& yuv, SecondsClock clock) {
-  if (equals_nocase(yuv, state.yuv_out)) return;
-  if (!raise_after_pause("YCbCrOutput", state.yuv_event_time, clock())) {
-    LOG_DEBUG(kRoutine, "skip YCbCrOutput\n");
-  }
-  state.yuv_out = yuv;
 }
 
 /// Stores the raw code of the resolution and returns its index. An unknown code stores nothing.
@@ -84,7 +71,11 @@ void process_timing(CentralState& state, VariableRegistry& registry, std::string
   if (word.yuv_given) {
     lm_set(registry, "V_OUTPUT_TIMING_CONVERT.Bit23", word.yuv_auto ? "1" : "0");
   }
-  raise_yuv_event(state, yuv, clock);
+  if (!equals_nocase(yuv, state.yuv_out)) {
+    const bool raised = raise_after_pause("YCbCrOutput", state.yuv_event_time, clock());
+    if (!raised) LOG_DEBUG(kRoutine, "skip YCbCrOutput\n");
+    state.yuv_out = yuv;
+  }
   const int resolution = store_resolution(state, registry, value);
   state.votc_enable = word.enable ? "1" : "0";
   state.votc_yuvout = yuv;

@@ -10,8 +10,7 @@ namespace kovo {
 namespace {
 
 constexpr Variant kVariants[] = {{1, 0}, {1, 0}, {0, 0}, {1, 1}, {1, 1}, {0, 1}, {0, 1}};
-constexpr std::size_t kProducts = sizeof kVariants / sizeof kVariants[0];
-static_assert(sizeof kProductIds / sizeof kProductIds[0] == kProducts, "seven product ids");
+static_assert(std::size(kProductIds) == std::size(kVariants));
 
 struct RowText {
   const char* variable;
@@ -140,7 +139,7 @@ auto first_row(Table& table, RowName column, std::string_view name) {
 }  // namespace
 
 Variant variant_of(std::string_view pid) {
-  for (std::size_t id = 0; id < kProducts; ++id) {
+  for (std::size_t id = 0; id < std::size(kVariants); ++id) {
     if (equals_nocase(pid, kProductIds[id])) return kVariants[id];
   }
   return {1, 0};
