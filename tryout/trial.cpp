@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "check/words.h"
-#include "definitions/settings.h"
 #include "engine/event_rules.h"
 #include "frame/text.h"
 #include "variables/change_values.h"

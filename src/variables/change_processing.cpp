@@ -49,7 +49,8 @@ bool raise_after_pause(const char* event, std::int64_t& last_time, std::int64_t 
   return true;
 }
 
-/// Stores the raw code of the resolution and returns its index. An unknown code stores nothing.
+/// Stores the raw code of the resolution, the last four digits, and returns its index. An unknown
+/// code stores nothing.
 int store_resolution(CentralState& state, VariableRegistry& registry, std::string_view value) {
   constexpr char kVariable[] = "V_OUTPUT_TIMING_CONVERT.resolutionRaw";
   if (value.size() < 4) {

@@ -25,7 +25,7 @@ struct TriggerSource {
   std::string trigger;
 };
 
-/// Returns all sources of a product. A mapping row that no variable finds is none.
+/// Returns all sources of a product. A mapping row that no variable finds is not one.
 std::vector<TriggerSource> trigger_sources(Variant variant);
 
 /// Returns the triggers that a change of the playback selection raises, in their order.

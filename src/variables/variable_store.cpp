@@ -169,7 +169,7 @@ int lm_set(VariableRegistry& registry, std::string_view name, std::string_view v
     return 0;
   }
   const MutexLock held(registry.notify_lock);
-  // Made before the change is stored: without memory, nothing is stored and never sent.
+  // Made before the change is stored: a change that memory runs out for is not stored unsent.
   const std::string line = notification_line(name, value);
   const Clients clients = copy_clients(registry);
   store(registry, name, value);
