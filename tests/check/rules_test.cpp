@@ -38,6 +38,7 @@ const RuleCase kCases[] = {
     {"index", "ACount=2\nAPort2=1\nAPort1=1\nAPort0x=1", "8:1 error", "ACount=3", "A=0"},
     {"index", "APort=1", "8:1 error", "APort0", "APort00=1"},
     {"index", "APortx=1", "8:6 error", "number from 0", "ADelay=1"},
+    {"index", "APort128x=1", "8:6 error", "number from 0", "ADelay=1"},
     {"cut-name", "DataHallData0=41", "8:1 error", "no field word", "MyIPlayCount=1"},
     {"protocol", "AProtocol0=TCPstatus", "3:12 warning", "TCPStatus", "AProtocol0=xUDP"},
     {"protocol", "ACount=3", "1:8 error", "ACount=1", "AProtocol0=TCPStatus"},
@@ -121,6 +122,11 @@ TEST(Rules, KnowTheDaemonAndItsDevice) {
   EXPECT_EQ(count_of(defaults, Severity::kNote), defaults.size()) << said(defaults);
   EXPECT_EQ(kEventLifeS * std::int64_t{1'000'000'000}, kEventLifeNs);
   EXPECT_TRUE(read_number("-2147483648").in_range && !read_number("-2147483649").in_range);
+
+  const auto duplicates = [](const char* text) { return found_in(text, Rule::kDuplicateKey); };
+  EXPECT_TRUE(contains(said(duplicates("BCount=0\nBCount=1\n")), "only one of them makes"));
+  EXPECT_EQ(duplicates("DataEncode=HEX\nDataEncode=HEX\n").size(), 1U);
+  EXPECT_TRUE(duplicates("BCount=1\nBIP5=1\nBIP5=1\n").empty());
 
   const StatusVars status = {{"inputName", std::string(1100, 'x')}, {"zero", ""}};
   const CheckOptions options{kAnyProduct, &status, false, {}};
