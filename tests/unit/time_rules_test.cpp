@@ -3,7 +3,6 @@
 
 #include "engine/event_rules.h"
 #include "frame/supervision.h"
-#include "variables/change_values.h"
 
 namespace kovo {
 namespace {
@@ -41,22 +40,6 @@ TEST(QueueWorker, EventsWaitRunOrExpire) {
   for (const auto& c : cases) {
     EXPECT_EQ(event_fate(c.event, c.now), c.fate) << c.event.queued_at << " " << c.now;
   }
-}
-
-TEST(Variables, APauseLastsItsSecondsButNotOnceTheClockIsSetBack) {
-  const bool lasts[] = {false, true, true, true, false};
-  for (int since_last = -1; since_last < 4; ++since_last)
-    EXPECT_EQ(pause_lasts(since_last, 2), lasts[since_last + 1]) << since_last;
-}
-
-TEST(Supervision, AFileChangesByEitherPartOfItsTime) {
-  const FileTime unknown;
-  const FileTime first{true, 100, 5};
-  EXPECT_TRUE(time_changed(first, unknown));
-  EXPECT_FALSE(time_changed(first, first));
-  EXPECT_TRUE(time_changed({true, 100, 6}, first));
-  EXPECT_TRUE(time_changed({true, 99, 5}, first));
-  EXPECT_FALSE(time_changed(unknown, first)) << "a file that cannot be seen counts as unchanged";
 }
 
 TEST(Supervision, AFileIsFreshForTwoSecondsAfterItsSecond) {
