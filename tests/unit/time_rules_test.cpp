@@ -51,19 +51,17 @@ TEST(Variables, APauseLastsItsSecondsButNotOnceTheClockIsSetBack) {
 
 TEST(Supervision, AFileChangesByEitherPartOfItsTime) {
   const FileTime unknown;
-  const FileTime first{true, 100, 5};
+  const FileTime first{{100, 5}};
   EXPECT_TRUE(time_changed(first, unknown));
   EXPECT_FALSE(time_changed(first, first));
-  EXPECT_TRUE(time_changed({true, 100, 6}, first));
-  EXPECT_TRUE(time_changed({true, 99, 5}, first));
+  EXPECT_TRUE(time_changed(FileTime{{100, 6}}, first));
+  EXPECT_TRUE(time_changed(FileTime{{99, 5}}, first));
   EXPECT_FALSE(time_changed(unknown, first)) << "a file that cannot be seen counts as unchanged";
 }
 
 TEST(Supervision, AFileIsFreshForTwoSecondsAfterItsSecond) {
-  const FileTime written{true, 100, 0};
   const bool fresh[] = {false, true, true, false};
-  for (int after = 0; after < 4; ++after)
-    EXPECT_EQ(just_written(written, 100 + after), fresh[after]);
+  for (int after = 0; after < 4; ++after) EXPECT_EQ(just_written(100, 100 + after), fresh[after]);
 }
 
 }  // namespace
