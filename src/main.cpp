@@ -38,7 +38,6 @@ namespace {
 
 constexpr char kPowerOnMarkerPath[] = "/var/tmp/log/kovo_power_on";
 constexpr unsigned kMarkerMode = 0444;
-constexpr char kWebRoot[] = "/www/pelm";
 
 /// Puts /dev/null in the place of missing standard descriptors, so that no socket becomes stdout.
 void open_standard_descriptors() {
@@ -111,10 +110,8 @@ bool start_workers(std::initializer_list<Worker> workers) {
 }
 
 void make_web_root() {
-  for (const char* directory : {"", "/config", "/tmp"}) {
-    char path[128];
+  for (const char* path : {"/www/pelm", "/www/pelm/config", "/www/pelm/tmp"}) {
     char command[512];
-    std::snprintf(path, sizeof path, "%s%s", kWebRoot, directory);
     std::snprintf(command, sizeof command, "[ ! -d %s ] && mkdir -p %s || echo", path, path);
     _system(command);
   }

@@ -1,5 +1,5 @@
-// The hand-over point between what notices something and the worker that sends the messages. There
-// is one queue, made by main and never destroyed.
+// The queue between what notices an event and the worker that sends its messages. There is one,
+// made by main and never destroyed.
 #pragma once
 
 #include <pthread.h>

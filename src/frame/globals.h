@@ -19,8 +19,7 @@ struct VariableRegistry;
 extern std::atomic<std::int32_t> debug;      // 1 with -d: diagnostics on stdout
 extern std::atomic<std::int32_t> verbose;    // 1 once the options are parsed
 extern std::atomic<std::int32_t> log_level;  // 3; 0 with -q or --qa, 1 with --qr
-extern std::atomic<std::int32_t>
-    uptime_s;  // seconds since the system started; 0 before the loop runs
+extern std::atomic<std::int32_t> uptime_s;   // of the system, in seconds; 0 before the loop runs
 extern std::atomic<std::int32_t> hdmi_plug_enabled;  // 1 once the power-on period has passed
 
 extern EventQueue* event_queue;
