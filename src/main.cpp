@@ -154,7 +154,7 @@ void wait_for_status(CentralState& state) {
 /// Starts everything up to the supervision loop. A step for which memory is out is retried: nobody
 /// restarts the daemon on every device. False when a worker cannot be started.
 bool start_up() {
-  log_main("kovotcp V%s.CORE+ Build: %s %s +08:00\n", kVersion, kBuildDate, kBuildTime);
+  log_main("kovotcp V%s.CORE+ Build: %s\n", kVersion, kBuild);
   verbose = 1;
   retry_until_success("main", make_objects);
   retry_until_success("main", [] {

@@ -110,7 +110,7 @@ int push_event_front(EventQueue& queue, CentralState& state, std::string_view na
 }
 
 int send_debug_line(std::int32_t level, const char* format, ...) {
-  Transport transport;
+  Transport transport = Transport::kTcp;
   std::string ip;
   int port = 0;
   {

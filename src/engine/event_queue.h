@@ -23,7 +23,7 @@ namespace kovo {
 struct CentralState;
 
 // A taken slot's thread may be running; the sender thread sets kFinished, and the worker joins it.
-enum class SlotState : std::int32_t { kFree, kTaken, kFinished };
+enum class SlotState : std::int32_t { kFree = 0, kTaken = 1, kFinished = 2 };
 
 struct TcpLine {
   std::string line;          // as received
@@ -34,7 +34,7 @@ inline std::size_t memory_of(const TcpLine& line) {
   return memory_of(line.line);
 }
 
-/// Returns the memory of a queued event beside the object itself: its steps and texts.
+/// Returns the memory of a queued event besides the object itself: its steps and texts.
 std::size_t memory_of(const EventDefinition& event);
 
 /// What a sender thread is started with; it stays in its slot so that a start needs no allocation.
@@ -72,7 +72,6 @@ struct EventQueue {
   std::int64_t created_at = 0;  // steady clock, nanoseconds: origin of all queue times
 };
 
-/// Makes the queue. Called once, by main.
 std::unique_ptr<EventQueue> make_event_queue();
 
 /// Returns the nanoseconds since the queue was made.

@@ -13,8 +13,7 @@
 namespace kovo {
 
 const char kVersion[] = KOVO_VERSION;  // of the build, from its project line
-const char kBuildDate[] = __DATE__;
-const char kBuildTime[] = __TIME__;
+const char kBuild[] = __DATE__ " " __TIME__ " +08:00";
 
 namespace {
 
@@ -46,10 +45,6 @@ void print_usage() {
       kVersion, kCommandPort, kQueueSizeInUsage);
 }
 
-void print_version() {
-  std::printf("kovotcp-V%s.CoreLx Build: %s %s +08:00\n", kVersion, kBuildDate, kBuildTime);
-}
-
 }  // namespace
 
 bool parse_options(int argc, char** argv) {
@@ -62,7 +57,7 @@ bool parse_options(int argc, char** argv) {
         print_usage();
         return false;
       case 'v':
-        print_version();
+        std::printf("kovotcp-V%s.CoreLx Build: %s\n", kVersion, kBuild);
         return false;
       case 'q':
       case kQa:

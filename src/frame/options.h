@@ -10,7 +10,6 @@ bool parse_options(int argc, char** argv);
 
 /// The banner's texts.
 extern const char kVersion[];
-extern const char kBuildDate[];
-extern const char kBuildTime[];
+extern const char kBuild[];  // date and time
 
 }  // namespace kovo
