@@ -28,7 +28,7 @@ extern VariableRegistry* variable_registry;
 extern std::time_t start_time;  // wall clock at the start of the supervision loop; main thread only
 
 // The debug mirror: switch, address, port and transport are read and replaced together under the
-// lock. The switch may be read alone where nothing but work is spared by it.
+// lock. The switch may be read without it where that only saves work.
 extern Mutex debug_target_lock;
 extern std::atomic<std::int32_t> debug_target_on;  // 0 off, 1 events, 2 also variable changes
 extern std::string debug_target_ip GUARDED_BY(debug_target_lock);
