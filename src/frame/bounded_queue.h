@@ -16,8 +16,8 @@ namespace kovo {
 constexpr std::size_t kMaxQueueBytes = std::size_t{8} << 20;
 constexpr std::int64_t kDropReportPeriodNs = 1'000'000'000;
 
-/// Returns the memory of a text beside the object itself: none for a short one, otherwise its bytes
-/// and the bookkeeping of their allocation.
+/// Returns the memory of a text besides the object itself: none for a short one, otherwise its
+/// bytes and the bookkeeping of their allocation.
 std::size_t memory_of(const std::string& text);
 
 /// A queue without a lock of its own: the caller holds the one that guards it. Items of other types

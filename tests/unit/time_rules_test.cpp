@@ -43,10 +43,8 @@ TEST(QueueWorker, EventsWaitRunOrExpire) {
 }
 
 TEST(Supervision, AFileIsFreshForTwoSecondsAfterItsSecond) {
-  const FileTime written{true, 100, 0};
   const bool fresh[] = {false, true, true, false};
-  for (int after = 0; after < 4; ++after)
-    EXPECT_EQ(just_written(written, 100 + after), fresh[after]);
+  for (int after = 0; after < 4; ++after) EXPECT_EQ(just_written(100, 100 + after), fresh[after]);
 }
 
 }  // namespace
