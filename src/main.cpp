@@ -10,6 +10,7 @@
 #include <csignal>
 #include <cstdio>
 #include <initializer_list>
+#include <optional>
 
 #include "control/command_language.h"
 #include "control/command_server.h"
@@ -36,7 +37,6 @@ namespace {
 
 constexpr char kPowerOnMarkerPath[] = "/var/tmp/log/kovo_power_on";
 constexpr unsigned kMarkerMode = 0444;
-constexpr char kWebRoot[] = "/www/pelm";
 
 /// Puts /dev/null in the place of missing standard descriptors, so that no socket becomes stdout.
 void open_standard_descriptors() {
@@ -65,34 +65,19 @@ void set_signals() {
   sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
-/// All threads share one heap arena: each of its own would reserve 64 MiB of addresses, and the
-/// senders come and go.
-void share_one_arena() {
-#ifdef __GLIBC__
-  mallopt(M_ARENA_MAX, 1);
-#endif
-}
-
 void prepare_process() {
-  share_one_arena();
+#ifdef __GLIBC__
+  mallopt(M_ARENA_MAX, 1);  // each of a thread's own would reserve 64 MiB of addresses
+#endif
   open_standard_descriptors();
   set_signals();
   umask(kModeMask);
-}
-
-void log_banner() {
-  log_main("kovotcp V%s.%s Build: %s %s +08:00\n", kVersion, kEdition, kBuildDate, kBuildTime);
 }
 
 void make_objects() {
   if (event_queue == nullptr) event_queue = make_event_queue().release();
   if (central_state == nullptr) central_state = make_central_state().release();
   variable_registry = make_variable_registry().release();
-}
-
-void load_settings() {
-  renew_enable_event(*central_state);
-  init_settings(*central_state);
 }
 
 void write_pid_file() {
@@ -123,25 +108,9 @@ bool start_workers(std::initializer_list<Worker> workers) {
   return true;
 }
 
-bool start_early_workers() {
-  return start_workers({{"handle_tcp_event", "kovo-commands", handle_tcp_event, event_queue},
-                        {"handle_udp_lm_var", "kovo-vars-udp", handle_udp_lm_var, central_state},
-                        {"handle_tcp_lm_var", "kovo-vars-tcp", handle_tcp_lm_var, central_state}});
-}
-
-bool start_late_workers() {
-  return start_workers(
-      {{"handle_lm_event", "kovo-changes", handle_lm_event, central_state},
-       {"handle_q_event", "kovo-queue", handle_q_event, event_queue},
-       {"handle_udp_vep_api", "kovo-status-udp", handle_udp_vep_api, central_state},
-       {"handle_vep_api", "kovo-status", handle_vep_api, central_state}});
-}
-
 void make_web_root() {
-  for (const char* directory : {"", "/config", "/tmp"}) {
-    char path[128];
+  for (const char* path : {"/www/pelm", "/www/pelm/config", "/www/pelm/tmp"}) {
     char command[512];
-    std::snprintf(path, sizeof path, "%s%s", kWebRoot, directory);
     std::snprintf(command, sizeof command, "[ ! -d %s ] && mkdir -p %s || echo", path, path);
     _system(command);
   }
@@ -184,16 +153,28 @@ void wait_for_status(CentralState& state) {
 /// Starts everything up to the supervision loop. A step for which memory is out is retried: nobody
 /// restarts the daemon on every device. False when a worker cannot be started.
 bool start_up() {
-  log_banner();
+  log_main("kovotcp V%s.CORE+ Build: %s\n", kVersion, kBuild);
   verbose = 1;
   retry_until_success("main", make_objects);
-  retry_until_success("main", load_settings);
+  retry_until_success("main", [] {
+    renew_enable_event(*central_state);
+    init_settings(*central_state);
+  });
   log_event_echo("kovotcp start\n");
   write_pid_file();
-  if (!start_early_workers()) return false;
+  if (!start_workers({{"handle_tcp_event", "kovo-commands", handle_tcp_event, event_queue},
+                      {"handle_udp_lm_var", "kovo-vars-udp", handle_udp_lm_var, central_state},
+                      {"handle_tcp_lm_var", "kovo-vars-tcp", handle_tcp_lm_var, central_state}})) {
+    return false;
+  }
   make_web_root();
   load_definitions(*central_state);
-  if (!start_late_workers()) return false;
+  if (!start_workers({{"handle_lm_event", "kovo-changes", handle_lm_event, central_state},
+                      {"handle_q_event", "kovo-queue", handle_q_event, event_queue},
+                      {"handle_udp_vep_api", "kovo-status-udp", handle_udp_vep_api, central_state},
+                      {"handle_vep_api", "kovo-status", handle_vep_api, central_state}})) {
+    return false;
+  }
   central_state->ready = 1;
   wait_for_network(*central_state);
   raise_power_on(*central_state);
@@ -201,29 +182,20 @@ bool start_up() {
   return true;
 }
 
-[[noreturn]] void supervise() {
-  Supervision memory;
-  start_time = static_cast<std::time_t>(now_s());
-  hdmi_plug_enabled = 0;
-  while (true) catch_and_log("main", [&] { supervise_once(*central_state, memory); });
-}
-
 }  // namespace
-
 }  // namespace kovo
 
 int main(int argc, char** argv) {
   using namespace kovo;
   prepare_process();
-  Options options;
-  bool parsed = false;
-  catch_and_log("main", [&] {
-    options = parse_options(argc, argv);
-    parsed = true;
-  });
-  if (!parsed) return 1;
-  if (!options.start_daemon) return 0;
+  std::optional<bool> start_daemon;
+  catch_and_log("main", [&] { start_daemon = parse_options(argc, argv); });
+  if (!start_daemon) return 1;
+  if (!*start_daemon) return 0;
   start_output();
   if (!start_up()) end_process(1);
-  supervise();
+  Supervision memory;
+  start_time = static_cast<std::time_t>(now_s());
+  hdmi_plug_enabled = 0;
+  while (true) catch_and_log("main", [&] { supervise_once(*central_state, memory); });
 }

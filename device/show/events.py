@@ -8,15 +8,16 @@ from collections.abc import Iterator
 from dataclasses import dataclass, field
 from pathlib import Path
 
+from device.show.screen import printable
 from device.system import write_file
 
 PLACES = ("/www/pelm/kovo.txt", "/www/pelm/tmp/kovotest.txt")
-PLACEHOLDER = re.compile(rb"\{\{.*?\}\}", re.DOTALL)
+PLACEHOLDER = re.compile(r"\{\{.*?\}\}")
 
 
 @dataclass(frozen=True)
 class Step:
-    """A send step; `payload` has its placeholders, and is empty when the status is sent."""
+    """A send step; `payload` is printable, with its placeholders, and empty for the status."""
 
     offset_ms: int = 0
     sends: str = "nothing"  # or "payload" or "status"
@@ -24,16 +25,17 @@ class Step:
     protocol: str = ""
     address: str = "0.0.0.0"  # where it really goes
     port: int = 0
-    payload: bytes = b""
+    payload: str = ""
 
     def is_record(self, text: str) -> bool:
         """Returns whether a record of the event log says that this step is executed."""
         head = re.escape(self.address) if self.address != "0.0.0.0" else ".*"
         head += ":.*? " + re.escape(self.protocol) + " "
-        payload = self.payload.split(b"\0")[0] if self.sends == "payload" else b".*"
+        payload = ".*"
         if self.sends == "payload":
-            payload = b".*".join(re.escape(part) for part in PLACEHOLDER.split(payload))
-        return bool(re.fullmatch(head.encode() + payload, text.encode("latin-1"), re.DOTALL))
+            until_nul = self.payload.split("\\x00")[0]
+            payload = payload.join(re.escape(part) for part in PLACEHOLDER.split(until_nul))
+        return bool(re.fullmatch(head + payload, printable(text)))
 
     def target(self) -> str:
         """Returns where it sends, such as "udp 10.0.0.7:6000"; empty if it sends nothing."""
@@ -67,8 +69,7 @@ class Event:
 def _event(described: dict) -> Event:
     steps = [Step()] * described["step_count"]
     for step in described["steps"]:
-        kept = {name: step[name] for name in Step.__dataclass_fields__ if name != "payload"}
-        steps[step["index"]] = Step(**kept, payload=bytes.fromhex(step["hex"]))
+        steps[step["index"]] = Step(**{name: step[name] for name in Step.__dataclass_fields__})
     return Event(
         described["name"],
         described["trigger"],

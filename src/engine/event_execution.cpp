@@ -12,55 +12,44 @@
 namespace kovo {
 namespace {
 
-void skip_during_power_on(const EventDefinition& event, const SubCommand& step) {
-  const std::int32_t uptime = uptime_s;
-  LOG_MAIN("exec_event", "during Power On, skip %s ...%d/%d\n", event.name.c_str(), uptime,
-           kPowerOnPeriodS);
-  log_event_echo("skip uptime=%ld,%s:%s %s %s\n", static_cast<long>(uptime), step.ip.c_str(),
-                 step.port.c_str(), step.protocol.c_str(), step.data.c_str());
-}
-
-void skip_disabled(const SubCommand& step) {
-  if (verbose != 0) {
-    print_stdout("[%s:%d] disable event, skip %s\n", "exec_event", __LINE__, step.data.c_str());
-  }
-  log_event_echo("%s:%s %s %s, disabled uptime=%ld\n", step.ip.c_str(), step.port.c_str(),
-                 step.protocol.c_str(), step.data.c_str(), static_cast<long>(uptime_s));
-}
-
 void run_step(EventQueue& queue, const CentralState& state, const EventDefinition& event,
               const SubCommand& step) {
-  const StepFate fate = step_fate(event, hdmi_plug_enabled != 0, state.events_enabled != 0);
-  if (fate == StepFate::kSend) {
-    log_event_echo("%s:%s %s %s\n", step.ip.c_str(), step.port.c_str(), step.protocol.c_str(),
-                   step.data.c_str());
-    start_sender(queue, event.name, step);
-    return;
-  }
-  if (fate == StepFate::kPowerOnSkip) {
-    skip_during_power_on(event, step);
-  } else {
-    skip_disabled(step);
+  const std::int32_t uptime = uptime_s;
+  switch (step_fate(event, hdmi_plug_enabled != 0, state.events_enabled != 0)) {
+    case StepFate::kSend:
+      log_event_echo("%s:%s %s %s\n", step.ip.c_str(), step.port.c_str(), step.protocol.c_str(),
+                     step.data.c_str());
+      start_sender(queue, event.name, step);
+      break;
+    case StepFate::kPowerOnSkip:
+      LOG_MAIN("exec_event", "during Power On, skip %s ...%d/%d\n", event.name.c_str(), uptime,
+               kPowerOnPeriodS);
+      log_event_echo("skip uptime=%ld,%s:%s %s %s\n", static_cast<long>(uptime), step.ip.c_str(),
+                     step.port.c_str(), step.protocol.c_str(), step.data.c_str());
+      break;
+    case StepFate::kDisabled:
+      if (verbose != 0) {
+        print_line("exec_event", __LINE__, "disable event, skip %s\n", step.data.c_str());
+      }
+      log_event_echo("%s:%s %s %s, disabled uptime=%ld\n", step.ip.c_str(), step.port.c_str(),
+                     step.protocol.c_str(), step.data.c_str(), static_cast<long>(uptime));
+      break;
   }
 }
 
-void print_run(const EventDefinition& event, std::int64_t now) {
-  LOG_DEBUG("exec_event",
-            "get sys event=%s, run event=%s, now=%lld ms, t_exec=%lld ms, sub cmd size=%d, "
-            "test=%d\n",
-            event.trigger.c_str(), event.name.c_str(), static_cast<long long>(now / 1'000'000),
-            static_cast<long long>(event.due_at / 1'000'000),
-            static_cast<int>(event.commands.size()), event.test);
-}
-
-/// Runs a due event. False when it was dropped: "PowerOn" runs once per boot.
+/// Runs a due event. Returns false when it was dropped: "PowerOn" runs once per boot.
 bool run_event(EventQueue& queue, CentralState& state, EventDefinition& event, std::int64_t now) {
   const bool power_on = equals_nocase(event.trigger, "PowerOn");
   if (power_on && state.power_on_done == 1) {
     log_event_echo("skip event: PowerOn\n");
     return false;
   }
-  print_run(event, now);
+  LOG_DEBUG("exec_event",
+            "get sys event=%s, run event=%s, now=%lld ms, t_exec=%lld ms, sub cmd size=%d, "
+            "test=%d\n",
+            event.trigger.c_str(), event.name.c_str(), static_cast<long long>(now / 1'000'000),
+            static_cast<long long>(event.due_at / 1'000'000),
+            static_cast<int>(event.commands.size()), event.test);
   if (power_on) state.power_on_done = 1;
   event.status = kExecuted;  // not run again when memory runs out at one of its steps
   for (const SubCommand& step : event.commands) run_step(queue, state, event, step);

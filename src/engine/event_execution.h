@@ -5,7 +5,7 @@
 
 namespace kovo {
 
-/// Executes or drops what is due or stale in `pending`; later events are looked at behind waiting
+/// Executes or drops what is due or stale in `pending`; later events are looked at after waiting
 /// ones. Returns the number of events executed. Queue worker only; takes queue.lock for all of it.
 int exec_event(EventQueue& queue, CentralState& state);
 

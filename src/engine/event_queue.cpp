@@ -17,16 +17,14 @@ namespace {
 constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
 constexpr std::size_t kLargeQueueBytes = std::size_t{1} << 20;
 
-/// Looks one name up and stamps the copy; nothing when no event has it. The mirror hears of found
-/// and unfound names alike, each time with the whole text.
-std::optional<EventDefinition> make_pending(EventQueue& queue, CentralState& state,
-                                            std::string_view name, const std::string& text,
-                                            int test) {
+/// Looks up a name and stamps the copy; its name is empty when there is no such event. The mirror
+/// reports each name, found or not, with the whole text.
+EventDefinition make_pending(EventQueue& queue, CentralState& state, std::string_view name,
+                             const std::string& text, int test) {
   const std::int64_t now = queue_time(queue);
   EventDefinition event = lookup_event(state, name, test);
   send_debug_line(kMirrorEvents, test != 0 ? "KOVO Test event: %s" : "KOVO event: %s",
                   text.c_str());
-  if (event.name.empty()) return {};
   event.test = test;
   event.queued_at = now;
   event.due_at = test == 1 ? now : now + event.delay_s * kNanosecondsPerSecond;
@@ -35,48 +33,26 @@ std::optional<EventDefinition> make_pending(EventQueue& queue, CentralState& sta
 
 enum class End { kFront, kBack };
 
-const char* routine_of(End end) {
-  return end == End::kBack ? "push_event_back" : "push_event_front";
-}
-
-/// Puts an event at one end of the queue, or drops it: one delayed event that is raised again and
-/// again would otherwise fill the device's memory.
-void add_pending(EventQueue& queue, EventDefinition event, std::string_view name, End end)
-    REQUIRES(queue.lock) {
-  auto& pending = queue.pending;
-  const bool added = end == End::kBack ? pending.push_back(std::move(event))
-                                       : pending.push_front(std::move(event));
-  if (!added && pending.drops_to_report(steady_ns()) > 0) {
-    LOG_MAIN(routine_of(end), "Error: Too many event: key=%s\n", std::string(name).c_str());
-  }
-  if (pending.bytes > kLargeQueueBytes) queue.pending_was_large = true;
-}
-
-/// Looks up each name of a text and puts the events found at one end of the queue.
+/// Looks up each name of a text and puts the events found at one end of the queue, which drops
+/// those without room: one delayed event that is raised again and again would otherwise fill the
+/// device's memory.
 void push_names(EventQueue& queue, CentralState& state, const std::string& text, int test, End end)
     REQUIRES(queue.lock) {
+  const char* routine = end == End::kBack ? "push_event_back" : "push_event_front";
+  auto& pending = queue.pending;
   for (const std::string_view name : split_lines(text)) {
-    std::optional<EventDefinition> event = make_pending(queue, state, name, text, test);
-    if (event) {
-      add_pending(queue, std::move(*event), name, end);
-    } else {
-      LOG_DEBUG(routine_of(end), "not found sys event=%s\n", text.c_str());
+    EventDefinition event = make_pending(queue, state, name, text, test);
+    if (event.name.empty()) {
+      LOG_DEBUG(routine, "not found sys event=%s\n", text.c_str());
+      continue;
     }
+    const bool added = end == End::kBack ? pending.push_back(std::move(event))
+                                         : pending.push_front(std::move(event));
+    if (!added && pending.drops_to_report(steady_ns()) > 0) {
+      LOG_MAIN(routine, "Error: Too many event: key=%s\n", std::string(name).c_str());
+    }
+    if (pending.bytes > kLargeQueueBytes) queue.pending_was_large = true;
   }
-}
-
-struct MirrorTarget {
-  Transport transport;
-  std::string ip;
-  std::int32_t port;
-};
-
-/// The target, if the mirror is on at that level.
-std::optional<MirrorTarget> mirror_target(std::int32_t level) {
-  const MutexLock held(debug_target_lock);
-  if (debug_target_on < level) return {};
-  const Transport transport = debug_target_udp != 0 ? Transport::kUdp : Transport::kTcp;
-  return MirrorTarget{transport, debug_target_ip, debug_target_port};
 }
 
 }  // namespace
@@ -104,25 +80,15 @@ std::int64_t queue_time(const EventQueue& queue) {
 }
 
 void push_tcp_line(EventQueue& queue, TcpLine line) {
-  int dropped = 0;
-  {
-    const MutexLock held(queue.lock);
-    queue.tcp_lines.push_back(std::move(line));
-    dropped = queue.tcp_lines.drops_to_report(steady_ns());
-  }
-  log_drops("tcp_lines", dropped);
+  const MutexLock held(queue.lock);
+  queue.tcp_lines.push_back(std::move(line));
+  log_drops("tcp_lines", queue.tcp_lines.drops_to_report(steady_ns()));
 }
 
 std::optional<TcpLine> pop_tcp_line(EventQueue& queue) {
-  int dropped = 0;
-  std::optional<TcpLine> line;
-  {
-    const MutexLock held(queue.lock);
-    dropped = queue.tcp_lines.drops_to_report(steady_ns());
-    line = queue.tcp_lines.pop_front();
-  }
-  log_drops("tcp_lines", dropped);
-  return line;
+  const MutexLock held(queue.lock);
+  log_drops("tcp_lines", queue.tcp_lines.drops_to_report(steady_ns()));
+  return queue.tcp_lines.pop_front();
 }
 
 int push_event_back(EventQueue& queue, CentralState& state, std::string_view names, int test) {
@@ -144,15 +110,23 @@ int push_event_front(EventQueue& queue, CentralState& state, std::string_view na
 }
 
 int send_debug_line(std::int32_t level, const char* format, ...) {
-  const std::optional<MirrorTarget> target = mirror_target(level);
-  if (!target) return 0;
+  Transport transport = Transport::kTcp;
+  std::string ip;
+  int port = 0;
+  {
+    const MutexLock held(debug_target_lock);
+    if (debug_target_on < level) return 0;
+    transport = debug_target_udp != 0 ? Transport::kUdp : Transport::kTcp;
+    ip = debug_target_ip;
+    port = debug_target_port;
+  }
   char buffer[kMaxCommand + 1];
   std::va_list args;
   va_start(args, format);
   const int length = std::vsnprintf(buffer, sizeof buffer, format, args);
   va_end(args);
   if (length < 1) return length;
-  return send_by(target->transport, target->ip, target->port, strip_newline(buffer));
+  return send_by(transport, ip, port, strip_newline(buffer));
 }
 
 void push_event(std::string_view name) {

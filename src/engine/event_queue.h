@@ -1,5 +1,5 @@
-// The hand-over point between what notices something and the worker that sends the messages. There
-// is one queue, made by main and never destroyed.
+// The queue between what notices an event and the worker that sends its messages. There is one,
+// made by main and never destroyed.
 #pragma once
 
 #include <pthread.h>
@@ -7,7 +7,6 @@
 #include <atomic>
 #include <cstdint>
 #include <cstdlib>
-#include <deque>
 #include <memory>
 #include <optional>
 #include <string>
@@ -23,11 +22,8 @@ namespace kovo {
 
 struct CentralState;
 
-enum : std::int32_t {
-  kSlotFree = 0,
-  kSlotTaken = 1,     // its thread may be running
-  kSlotFinished = 2,  // set by the sender thread; the worker joins it
-};
+// A taken slot's thread may be running; the sender thread sets kFinished, and the worker joins it.
+enum class SlotState : std::int32_t { kFree = 0, kTaken = 1, kFinished = 2 };
 
 struct TcpLine {
   std::string line;          // as received
@@ -38,7 +34,7 @@ inline std::size_t memory_of(const TcpLine& line) {
   return memory_of(line.line);
 }
 
-/// Returns the memory of a queued event beside the object itself: its steps and texts.
+/// Returns the memory of a queued event besides the object itself: its steps and texts.
 std::size_t memory_of(const EventDefinition& event);
 
 /// What a sender thread is started with; it stays in its slot so that a start needs no allocation.
@@ -47,11 +43,9 @@ struct SenderTask {
   int slot;
   int port;
   std::int64_t delay_ns;
-  std::atomic<std::int32_t>* state;  // the slot's state word
 };
 
-/// The large part of the slots. It is allocated as zeros that nobody has written, so that memory is
-/// used by the slots that are used.
+/// The large part of the slots, allocated by calloc: only the slots that are used take memory.
 struct SenderBuffers {
   char sender_ip[kSenderSlots][kMaxShortText + 1];
   char sender_data[kSenderSlots][kMaxCommand + 1];
@@ -72,16 +66,15 @@ struct EventQueue {
 
   // The slots. The worker takes and frees them; a sender thread touches only its own.
   pthread_t sender_threads[kSenderSlots] = {};
-  std::atomic<std::int32_t> sender_state[kSenderSlots] = {};
+  std::atomic<SlotState> sender_state[kSenderSlots] = {};
   std::unique_ptr<SenderBuffers, FreeBuffers> buffers;
 
   std::int64_t created_at = 0;  // steady clock, nanoseconds: origin of all queue times
 };
 
-/// Makes the queue. Called once, by main.
 std::unique_ptr<EventQueue> make_event_queue();
 
-/// Nanoseconds since the queue was made.
+/// Returns the nanoseconds since the queue was made.
 std::int64_t queue_time(const EventQueue& queue);
 
 /// Appends a received line. Drops are logged, at most one line a second. Takes queue.lock.
@@ -91,7 +84,7 @@ void push_tcp_line(EventQueue& queue, TcpLine line);
 std::optional<TcpLine> pop_tcp_line(EventQueue& queue);
 
 /// Looks up each line of `names` and appends the events found to `pending`, in order; one final
-/// line feed is removed first. Logs the text, and mirrors it once per name when the mirror is on.
+/// newline is removed first. Logs the text, and mirrors it once per name when the mirror is on.
 /// Nothing is queued for a name without an event; with -d it is printed. An event for which
 /// `pending` has no room is dropped and logged, once a second at most. Returns 0. Any thread; takes
 /// queue.lock for all of it: the status queries of the lookups and the mirror's lines, up to
@@ -101,14 +94,12 @@ int push_event_back(EventQueue& queue, CentralState& state, std::string_view nam
 /// The same without the event-log line, each event at the front: several names end up reversed.
 int push_event_front(EventQueue& queue, CentralState& state, std::string_view names, int test);
 
-enum : std::int32_t {
-  kMirrorEvents = 1,   // debug_target_on: every pushed event is mirrored
-  kMirrorChanges = 2,  // variable changes as well
-};
+constexpr std::int32_t kMirrorEvents = 1;   // debug_target_on: every pushed event is mirrored
+constexpr std::int32_t kMirrorChanges = 2;  // variable changes as well
 
-/// Formats one line, cut to kMaxCommand bytes, and sends it to the debug mirror's target, if the
-/// mirror is switched on that far. Returns the sender's result, 0 when there is nothing to send.
-/// Takes debug_target_lock for a copy of the switch and its target; none while sending.
+/// Formats one line, truncated to kMaxCommand bytes, and sends it to the debug mirror's target, if
+/// the mirror is switched on that far. Returns the sender's result, 0 when there is nothing to
+/// send. Takes debug_target_lock for a copy of the switch and its target; none while sending.
 [[gnu::format(printf, 2, 3)]] int send_debug_line(std::int32_t level, const char* format, ...);
 
 }  // namespace kovo

@@ -3,14 +3,6 @@
 #include "frame/text.h"
 
 namespace kovo {
-namespace {
-
-bool is_display_event(const std::string& name) {
-  return equals_nocase(name, "DVIConnected") || equals_nocase(name, "DVIDisconnected");
-}
-
-}  // namespace
-
 EventFate event_fate(const EventDefinition& event, std::int64_t now) {
   if (event.due_at == 0 || event.queued_at == 0) return EventFate::kErase;
   if (event.queued_at + kEventLifeNs < now) return EventFate::kExpired;
@@ -20,9 +12,9 @@ EventFate event_fate(const EventDefinition& event, std::int64_t now) {
 }
 
 StepFate step_fate(const EventDefinition& event, bool plug_enabled, bool events_enabled) {
-  if (!plug_enabled && event.test == 0 && is_display_event(event.name)) {
-    return StepFate::kPowerOnSkip;
-  }
+  const bool display_event =
+      equals_nocase(event.name, "DVIConnected") || equals_nocase(event.name, "DVIDisconnected");
+  if (display_event && !plug_enabled && event.test == 0) return StepFate::kPowerOnSkip;
   return events_enabled || event.test == 1 ? StepFate::kSend : StepFate::kDisabled;
 }
 

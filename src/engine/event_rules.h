@@ -17,14 +17,14 @@ constexpr std::int64_t kEventLifeNs = 60'000'000'000;  // an event not run withi
 
 enum class EventFate { kErase, kExpired, kWait, kRun };
 
-/// What becomes of a queued event at the queue time `now`, in nanoseconds. An event older than
+/// Decides on a queued event at the queue time `now`, in nanoseconds. An event older than
 /// kEventLifeNs expires, whatever its delay.
 EventFate event_fate(const EventDefinition& event, std::int64_t now);
 
 enum class StepFate { kPowerOnSkip, kSend, kDisabled };
 
-/// Display-connection events are skipped while the plug is not enabled, and all are while events
-/// are disabled; test events are always sent.
+/// Decides on a step: display-connection events are skipped while the plug is not enabled, and all
+/// are while events are disabled; test events are always sent.
 StepFate step_fate(const EventDefinition& event, bool plug_enabled, bool events_enabled);
 
 /// How a step is sent: its payload or, for a status sender, the answer of the status service.

@@ -1,5 +1,6 @@
 #include "engine/sender_threads.h"
 
+#include <cstdio>
 #include <cstring>
 
 #include "engine/event_rules.h"
@@ -7,6 +8,7 @@
 #include "frame/globals.h"
 #include "frame/host.h"
 #include "frame/log.h"
+#include "frame/output.h"
 #include "frame/worker.h"
 
 namespace kovo {
@@ -17,7 +19,7 @@ void print_task(const char* routine, const SenderTask& task, const char* ip, con
             data, static_cast<long long>(task.delay_ns));
 }
 
-/// The slot is copied before the wait. A text up to its first zero byte is what goes out.
+/// The slot is copied before the wait. What is sent of a text ends at its first NUL.
 void send_step(const SenderTask& task, const char* routine, Sender sender) {
   const char* slot_ip = task.queue->buffers->sender_ip[task.slot];
   const char* slot_data = task.queue->buffers->sender_data[task.slot];
@@ -38,28 +40,15 @@ void send_step(const SenderTask& task, const char* routine, Sender sender) {
   tcpclient(ip, task.port, payload, reply);
 }
 
-/// The one body of the four threads.
+/// Does the work of the four thread bodies.
 void* run_sender(void* argument, const char* routine, Sender sender) {
   const SenderTask& task = *static_cast<const SenderTask*>(argument);
   catch_and_log(routine, [&] { send_step(task, routine, sender); });
-  *task.state = kSlotFinished;
+  task.queue->sender_state[task.slot] = SlotState::kFinished;
   return nullptr;
 }
 
-/// A status sender leaves the slot's data as it is.
-void fill_slot(EventQueue& queue, int slot, const SubCommand& command, int port, bool status) {
-  SenderBuffers& buffers = *queue.buffers;
-  copy_text(buffers.sender_ip[slot], sizeof buffers.sender_ip[slot], command.ip);
-  if (!status) {
-    copy_text(buffers.sender_data[slot], sizeof buffers.sender_data[slot], command.data);
-  }
-  buffers.sender_tasks[slot] = {&queue, slot, port, command.delay_from_exec_ns,
-                                &queue.sender_state[slot]};
-}
-
-using SenderBody = void* (*)(void* task);
-
-SenderBody body_of(Sender sender) {
+auto body_of(Sender sender) {
   if (sender.transport == Transport::kTcp) {
     return sender.status ? tcpclient_getStatus_thread : tcpclient_thread;
   }
@@ -86,15 +75,15 @@ void* tcpclient_getStatus_thread(void* task) {
 
 int get_new_ret_thread(EventQueue& queue, const std::string& event_name) {
   for (int slot = 0; slot < kSenderSlots; ++slot) {
-    std::atomic<std::int32_t>& state = queue.sender_state[slot];
-    if (state == kSlotFree) {
+    std::atomic<SlotState>& state = queue.sender_state[slot];
+    if (state == SlotState::kFree) {
       LOG_DEBUG("get_new_ret_thread", "get thread id=%d\n", slot);
-      state = kSlotTaken;
+      state = SlotState::kTaken;
       return slot;
     }
-    if (state == kSlotFinished) {
+    if (state == SlotState::kFinished) {
       pthread_join(queue.sender_threads[slot], nullptr);
-      state = kSlotFree;
+      state = SlotState::kFree;
       LOG_DEBUG("get_new_ret_thread", "free thread id=%d\n", slot);
     }
   }
@@ -106,21 +95,25 @@ int get_new_ret_thread(EventQueue& queue, const std::string& event_name) {
 void start_sender(EventQueue& queue, const std::string& event_name, const SubCommand& command) {
   const std::optional<Sender> sender = choose_sender(command.protocol);
   if (debug != 0 && contains(command.protocol, "Status")) {
-    print_stdout("[%s:%d]\n", "exec_event", __LINE__);
+    char text[32];
+    std::snprintf(text, sizeof text, "[%s:%d]\n", "exec_event", __LINE__);
+    print_text(text);
   }
   if (!sender) return;
-  const int port = to_int32(command.port);
   const int slot = get_new_ret_thread(queue, event_name);
   if (slot < 0) return;
   if (sender->transport == Transport::kTcp && !sender->status) {
     LOG_DEBUG("exec_event", "ip=%s, port=%s data[%d]=\"%s\"\n", command.ip.c_str(),
               command.port.c_str(), static_cast<int>(command.data.size()), command.data.c_str());
   }
-  fill_slot(queue, slot, command, port, sender->status);
+  SenderBuffers& buffers = *queue.buffers;
+  copy_text(buffers.sender_ip[slot], command.ip);
+  if (!sender->status) copy_text(buffers.sender_data[slot], command.data);
+  buffers.sender_tasks[slot] = {&queue, slot, to_int32(command.port), command.delay_from_exec_ns};
   const int error = start_thread("kovo-send", queue.sender_threads[slot], kSmallStack,
-                                 body_of(*sender), &queue.buffers->sender_tasks[slot]);
+                                 body_of(*sender), &buffers.sender_tasks[slot]);
   if (error == 0) return;
-  queue.sender_state[slot] = kSlotFree;
+  queue.sender_state[slot] = SlotState::kFree;
   LOG_MAIN("exec_event", "Error: start sender for %s: %s\n", event_name.c_str(), error_text(error));
 }
 

@@ -16,12 +16,12 @@ void* tcpclient_thread(void* task);
 void* udpclient_getStatus_thread(void* task);
 void* tcpclient_getStatus_thread(void* task);
 
-/// Takes a free slot: its index, or -1 when none is free. Joins the finished threads that it
-/// passes; a slot freed by that is not taken in the same scan. Called by the queue worker alone.
+/// Takes a free slot and returns its index, -1 when none is free. Joins the finished threads that
+/// it passes; a slot freed by that is not taken in the same scan. Called only by the queue worker.
 int get_new_ret_thread(EventQueue& queue, const std::string& event_name);
 
 /// Starts the sender of one step, if its protocol names one and a slot is free. A thread that
-/// cannot be started gives its slot back and is logged. Called by the queue worker alone.
+/// cannot be started gives its slot back and is logged. Called only by the queue worker.
 void start_sender(EventQueue& queue, const std::string& event_name, const SubCommand& command);
 
 }  // namespace kovo

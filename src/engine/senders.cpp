@@ -2,6 +2,7 @@
 
 #include <poll.h>
 
+#include <algorithm>
 #include <cerrno>
 
 #include "frame/globals.h"
@@ -20,8 +21,10 @@ constexpr int kPauseMs = 10;
 constexpr char kStatusServiceAddress[] = "127.0.0.1";
 constexpr int kStatusServicePort = 50003;
 
-/// Waits for the end of an interrupted connect, which goes on by itself and cannot be repeated.
-int finish_connect(int fd, int timeout_ms) {
+/// Connects; waits for the end of an interrupted connect, which goes on and cannot be repeated.
+int connect_to(int fd, const sockaddr_in& address, int timeout_ms) {
+  if (connect(fd, as_sockaddr(address), sizeof address) == 0) return 0;
+  if (errno != EINTR) return -1;
   pollfd waiting{fd, POLLOUT, 0};
   const int ready = retry_interrupted([&] { return poll(&waiting, 1, timeout_ms); });
   if (ready == 0) errno = EINPROGRESS;
@@ -31,11 +34,6 @@ int finish_connect(int fd, int timeout_ms) {
   if (getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &size) != 0) return -1;
   errno = error;
   return error == 0 ? 0 : -1;
-}
-
-int connect_to(int fd, const sockaddr_in& address, int timeout_ms) {
-  if (connect(fd, as_sockaddr(address), sizeof address) == 0) return 0;
-  return errno == EINTR ? finish_connect(fd, timeout_ms) : -1;
 }
 
 std::string numbered_error(int error) {
@@ -52,10 +50,9 @@ int open_connection(const char* routine, UniqueFd& connection, const std::string
   }
   set_timeouts(connection.get(), timeout_ms);
   if (connect_to(connection.get(), socket_address(ip, port), timeout_ms) == 0) return 0;
-  const int error = errno;
-  failure = numbered_error(error);
-  LOG_MAIN(routine, "Error: connect ip=%s, port=%d, error=(%d)%s, data=%s;\n", ip.c_str(), port,
-           error, error_text(error), payload.c_str());
+  failure = numbered_error(errno);
+  LOG_MAIN(routine, "Error: connect ip=%s, port=%d, error=%s, data=%s;\n", ip.c_str(), port,
+           failure.c_str(), payload.c_str());
   return kConnectFailed;
 }
 
@@ -65,18 +62,10 @@ int send_payload(const UniqueFd& connection, const std::string& ip, int port,
   const auto sent = static_cast<int>(retry_interrupted(
       [&] { return send(connection.get(), payload.data(), payload.size(), MSG_NOSIGNAL); }));
   if (sent >= 0) return sent;
-  const int error = errno;
-  failure = numbered_error(error);
-  log_main("[kovotcp] Error: send(len=%d) %s:%d :(%d)%s\n(%d)%s;\n", sent, ip.c_str(), port, error,
-           error_text(error), static_cast<int>(payload.size()), payload.c_str());
+  failure = numbered_error(errno);
+  log_main("[kovotcp] Error: send(len=%d) %s:%d :%s\n(%d)%s;\n", sent, ip.c_str(), port,
+           failure.c_str(), static_cast<int>(payload.size()), payload.c_str());
   return kSendFailed;
-}
-
-/// Replaces a final CR LF, in either order, by one newline.
-void join_line_end(std::string& reply) {
-  if (reply.size() < 2) return;
-  const std::string_view end = std::string_view(reply).substr(reply.size() - 2);
-  if (end == "\r\n" || end == "\n\r") reply.replace(reply.size() - 2, 2, "\n");
 }
 
 std::string read_reply(int fd, std::size_t reply_size) {
@@ -85,7 +74,8 @@ std::string read_reply(int fd, std::size_t reply_size) {
       retry_interrupted([&] { return recv(fd, reply.data(), reply.size(), 0); });
   if (received < 0) return numbered_error(errno);
   reply.resize(until_nul({reply.data(), static_cast<std::size_t>(received)}).size());
-  join_line_end(reply);
+  const std::string end = reply.substr(reply.size() - std::min<std::size_t>(reply.size(), 2));
+  if (end == "\r\n" || end == "\n\r") reply.replace(reply.size() - 2, 2, "\n");
   return reply;
 }
 
@@ -124,9 +114,7 @@ int tcpclient_no_rcv(const std::string& ip, int port, std::string_view payload) 
   std::string failure;
   const int opened =
       open_connection("tcpclient_no_rcv", connection, ip, port, text, kNoReplyTimeoutMs, failure);
-  if (opened == kNoSocket) {
-    LOG_DEBUG("tcpclient_no_rcv", "socket %s", failure.c_str());
-  }
+  if (opened == kNoSocket) LOG_DEBUG("tcpclient_no_rcv", "socket %s", failure.c_str());
   if (opened < 0) return opened;
   LOG_DEBUG("tcpclient_no_rcv", "send tcp:%d (%d)%s\n", port, static_cast<int>(text.size()),
             text.c_str());

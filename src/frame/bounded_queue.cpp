@@ -12,30 +12,20 @@ std::size_t memory_of(const std::string& text) {
 }
 
 void log_drops(const char* queue, int dropped) {
-  if (dropped != 0)
-    LOG_MAIN("push_bounded", "Error: %s is full, %d texts dropped\n", queue, dropped);
+  if (dropped == 0) return;
+  LOG_MAIN("push_bounded", "Error: %s is full, %d texts dropped\n", queue, dropped);
 }
 
 void MessageQueue::push(std::string text) {
-  int dropped = 0;
-  {
-    const MutexLock held(lock);
-    texts.push_back(std::move(text));
-    dropped = texts.drops_to_report(steady_ns());
-  }
-  log_drops(name, dropped);
+  const MutexLock held(lock);
+  texts.push_back(std::move(text));
+  log_drops(name, texts.drops_to_report(steady_ns()));
 }
 
 std::optional<std::string> MessageQueue::pop() {
-  int dropped = 0;
-  std::optional<std::string> text;
-  {
-    const MutexLock held(lock);
-    dropped = texts.drops_to_report(steady_ns());
-    text = texts.pop_front();
-  }
-  log_drops(name, dropped);
-  return text;
+  const MutexLock held(lock);
+  log_drops(name, texts.drops_to_report(steady_ns()));
+  return texts.pop_front();
 }
 
 }  // namespace kovo

@@ -16,8 +16,8 @@ namespace kovo {
 constexpr std::size_t kMaxQueueBytes = std::size_t{8} << 20;
 constexpr std::int64_t kDropReportPeriodNs = 1'000'000'000;
 
-/// Returns the memory of a text beside the object itself: none for a short one, otherwise its bytes
-/// and the bookkeeping of their allocation.
+/// Returns the memory of a text besides the object itself: none for a short one, otherwise its
+/// bytes and the bookkeeping of their allocation.
 std::size_t memory_of(const std::string& text);
 
 /// A queue without a lock of its own: the caller holds the one that guards it. Items of other types
@@ -32,17 +32,26 @@ struct BoundedQueue {
 
   /// Adds an item; false when it was dropped for want of room.
   bool push_back(Item item) {
-    return insert(entries.end(), std::move(item));
+    const std::size_t item_bytes = sizeof(Entry) + memory_of(item);
+    if (!has_room(item_bytes)) return false;
+    entries.push_back({std::move(item), item_bytes});
+    bytes += item_bytes;
+    return true;
   }
   bool push_front(Item item) {
-    return insert(entries.begin(), std::move(item));
+    const std::size_t item_bytes = sizeof(Entry) + memory_of(item);
+    if (!has_room(item_bytes)) return false;
+    entries.push_front({std::move(item), item_bytes});
+    bytes += item_bytes;
+    return true;
   }
 
   /// Removes and returns the oldest item; nothing when there is none.
   std::optional<Item> pop_front() {
     if (entries.empty()) return {};
     std::optional<Item> item(std::move(entries.front().item));
-    erase(entries.begin());
+    bytes -= entries.front().bytes;
+    entries.pop_front();
     return item;
   }
 
@@ -66,15 +75,11 @@ struct BoundedQueue {
   std::int64_t reported_ns = -kDropReportPeriodNs;  // steady clock
 
  private:
-  bool insert(Iterator place, Item item) {
-    const std::size_t item_bytes = sizeof(Entry) + memory_of(item);
-    if (bytes + item_bytes > kMaxQueueBytes) {
-      ++dropped;
-      return false;
-    }
-    entries.insert(place, Entry{std::move(item), item_bytes});
-    bytes += item_bytes;
-    return true;
+  /// Returns whether so many bytes fit, and counts a drop otherwise.
+  bool has_room(std::size_t item_bytes) {
+    if (bytes + item_bytes <= kMaxQueueBytes) return true;
+    ++dropped;
+    return false;
   }
 };
 

@@ -46,20 +46,17 @@ int renew_network_info(std::string& ip_addr, std::string& iface_name) {
 }
 
 namespace {
-
-Mutex zone_lock;  // the time zone is one for the process: renewed and used by one thread at a time
-
+Mutex zone_lock;  // the time zone is one for the process: one thread at a time renews and uses it
 }  // namespace
 
 LocalTime local_time() {
-  timeval now{};
-  gettimeofday(&now, nullptr);
+  const std::int64_t now = now_us();
   LocalTime result{};
-  const std::time_t seconds = now.tv_sec;
+  const auto seconds = static_cast<std::time_t>(now / 1'000'000);
   const MutexLock held(zone_lock);
   tzset();  // a time zone changed meanwhile counts from here on
   localtime_r(&seconds, &result.fields);
-  result.milliseconds = static_cast<int>(now.tv_usec / 1000);
+  result.milliseconds = static_cast<int>(now % 1'000'000 / 1000);
   return result;
 }
 

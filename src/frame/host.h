@@ -18,30 +18,24 @@ struct LocalTime {
   int milliseconds;
 };
 
-/// The wall clock as local time.
+/// Returns the wall clock as local time.
 LocalTime local_time();
 
-/// The local date as in "2025-03-05 ", with its trailing blank.
+/// Return the local date as in "2025-03-05 ", with its trailing blank, and time as in "07:04:09".
 std::string date_text();
-
-/// The local time of day as in "07:04:09".
 std::string time_text();
 
-/// Seconds since the epoch.
+/// Return the seconds and microseconds since the epoch, and the nanoseconds of the steady clock.
 std::int64_t now_s();
-
-/// Microseconds since the epoch.
 std::int64_t now_us();
+std::int64_t steady_ns();
 
-/// What gives the seconds since the epoch: now_s, or a clock that a test sets.
+/// A clock of seconds since the epoch: now_s, or one that a test sets.
 using SecondsClock = std::int64_t (*)();
 
 /// Returns to the system what the heap has free; otherwise a large file or queue leaves it with the
 /// process.
 void give_back_memory();
-
-/// Nanoseconds of the steady clock.
-std::int64_t steady_ns();
 
 /// Sleeps for the whole time, also when signals arrive meanwhile; at once for 0 or less.
 void sleep_ns(std::int64_t nanoseconds);

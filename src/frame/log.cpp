@@ -91,13 +91,6 @@ void log_event_echo(const char* format, ...) noexcept {
   va_end(args);
 }
 
-void print_stdout(const char* format, ...) noexcept {
-  std::va_list args;
-  va_start(args, format);
-  write_record([](const std::string& text) { print_text(text); }, nullptr, 0, format, args);
-  va_end(args);
-}
-
 void print_line(const char* routine, int line, const char* format, ...) noexcept {
   std::va_list args;
   va_start(args, format);

@@ -41,9 +41,6 @@ constexpr std::size_t kTimestampSize = 64;
 /// Does the same and prints the record on stdout, also when the file cannot be opened.
 [[gnu::format(printf, 1, 2)]] void log_event_echo(const char* format, ...) noexcept;
 
-/// Prints a record only on stdout.
-[[gnu::format(printf, 1, 2)]] void print_stdout(const char* format, ...) noexcept;
-
 /// What LOG_MAIN and LOG_DEBUG call.
 [[gnu::format(printf, 3, 4)]] void log_main_line(const char* routine, int line, const char* format,
                                                  ...) noexcept;

@@ -35,9 +35,10 @@ struct TcpLoop {
   std::int64_t error_logged_ns = -kErrorPeriodNs;  // steady clock
 };
 
-/// Logs that a call has failed with this error.
-void log_failed_call(const TcpService& service, int line, const char* call, int error) {
+/// Logs that a call has failed and returns no descriptor.
+UniqueFd report_failed_call(const TcpService& service, int line, const char* call, int error) {
   log_main("Error: [%s:%d] %s(): %s\n", service.routine, line, call, error_text(error));
+  return {};
 }
 
 bool bind_to(const UniqueFd& socket, std::uint16_t port) {
@@ -49,36 +50,27 @@ void announce_tcp(const TcpService& service) {
   LOG_MAIN(service.routine, "bind %s tcp:%d\n", kLoopback, service.port);
 }
 
-bool bind_tcp(const TcpService& service, const UniqueFd& listener) {
-  if (bind_to(listener, service.port)) return true;
-  const int error = errno;
-  log_main("Error: [%s:%d] bind(): (%d)%s\n", service.routine, __LINE__, error, error_text(error));
-  if (error == EADDRINUSE && service.port_in_use == PortInUse::kEndsProcess) end_process(1);
-  return false;
-}
-
 /// Opens the listening socket; none when that failed and was logged.
 UniqueFd listen_tcp(const TcpService& service) {
   // Not blocking: a client may be gone between its readiness and the accept.
   UniqueFd listener(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
   const int on = 1;
-  if (!listener) {
-    log_failed_call(service, __LINE__, "open socket", errno);
-    return {};
-  }
+  if (!listener) return report_failed_call(service, __LINE__, "open socket", errno);
   if (setsockopt(listener.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) != 0) {
-    log_failed_call(service, __LINE__, "Server-setsockopt", errno);
-    return {};
+    return report_failed_call(service, __LINE__, "Server-setsockopt", errno);
   }
   set_timeouts(listener.get(), kTimeoutMs);
   if (service.announce == Announce::kBeforeBind) announce_tcp(service);
-  if (!bind_tcp(service, listener)) return {};
-  if (service.announce == Announce::kOnceBound) announce_tcp(service);
-  if (listen(listener.get(), kBacklog) != 0) {
-    log_failed_call(service, __LINE__, "listen", errno);
+  if (!bind_to(listener, service.port)) {
+    const int error = errno;
+    log_main("Error: [%s:%d] bind(): (%d)%s\n", service.routine, __LINE__, error,
+             error_text(error));
+    if (error == EADDRINUSE && service.port_in_use == PortInUse::kEndsProcess) end_process(1);
     return {};
   }
-  return listener;
+  if (service.announce == Announce::kOnceBound) announce_tcp(service);
+  if (listen(listener.get(), kBacklog) == 0) return listener;
+  return report_failed_call(service, __LINE__, "listen", errno);
 }
 
 /// Makes room for new clients and for the logs, which need descriptors as well: closes the
@@ -92,23 +84,18 @@ void close_longest_idle(std::vector<UniqueFd>& connections) {
   if (idle != connections.end()) connections.erase(idle);
 }
 
-bool is_shortage(int error) {
-  return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
-}
-
 void accept_connection(TcpLoop& loop) {
   UniqueFd connection(accept4(loop.listener.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
   const int error = connection ? 0 : errno;
   if (connection) loop.connections.push_back(std::move(connection));
-  if (is_shortage(error) || loop.connections.size() > kMaxIdle) {
-    close_longest_idle(loop.connections);
-  }
+  const bool shortage = error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
+  if (shortage || loop.connections.size() > kMaxIdle) close_longest_idle(loop.connections);
   if (error == 0 || error == EINTR) return;
   // An error that lasts must neither fill the log nor spin. EAGAIN: the client is gone.
   const std::int64_t now = steady_ns();
   if (error != EAGAIN && now >= loop.error_logged_ns + kErrorPeriodNs) {
     loop.error_logged_ns = now;
-    log_failed_call(loop.service, __LINE__, "accept", error);
+    report_failed_call(loop.service, __LINE__, "accept", error);
   }
   sleep_ms(kPauseMs);
 }
@@ -132,22 +119,17 @@ void serve_connection(TcpLoop& loop, int fd) {
   }
 }
 
-/// Fills the list that poll takes, in the order in which ready descriptors are served.
-void fill_watched(TcpLoop& loop) {
+/// Waits until descriptors are ready and serves them in their order. False when waiting failed.
+bool serve_ready(TcpLoop& loop) {
   loop.watched.assign(1, {loop.listener.get(), POLLIN, 0});
   for (const UniqueFd& connection : loop.connections) {
     loop.watched.push_back({connection.get(), POLLIN, 0});
   }
   std::sort(loop.watched.begin(), loop.watched.end(),
             [](const pollfd& a, const pollfd& b) { return a.fd < b.fd; });
-}
-
-/// Waits until descriptors are ready and serves them. False when waiting failed.
-bool serve_ready(TcpLoop& loop) {
-  fill_watched(loop);
   if (poll(loop.watched.data(), loop.watched.size(), -1) < 0) {
     if (errno == EINTR) return true;
-    log_failed_call(loop.service, __LINE__, "select", errno);
+    report_failed_call(loop.service, __LINE__, "select", errno);
     return false;
   }
   // Accepting may close a connection, but not a ready one: that one has a byte to read.

@@ -1,5 +1,7 @@
 // The servers on the loopback address: one readiness loop for the TCP ports and one receive loop
-// for the UDP ports. TcpService and UdpService hold what differs between the services.
+// for the UDP ports. TcpService and UdpService hold what differs between the services. A service's
+// thread body calls its serve function, which passes `context` to on_message and returns only after
+// a failure of the set-up, of waiting or of receiving, which is logged.
 #pragma once
 
 #include <cstddef>
@@ -28,8 +30,7 @@ struct TcpService {
 /// Serves connections that carry one message each: reads once, closes the connection, sends no
 /// reply. Ready connections are served in the order of their descriptors. Beyond 128 connections,
 /// and when descriptors or memory run out, the longest-idle one is closed: the one that arrived
-/// first of those without a byte to read. Returns after a set-up or poll failure, which is logged.
-/// `context` is passed to on_message. Called by the service's thread body.
+/// first of those without a byte to read.
 void serve_tcp(const TcpService& service, void* context);
 
 struct UdpService {
@@ -39,9 +40,7 @@ struct UdpService {
   void (*on_receive_error)(int error);
 };
 
-/// Receives datagrams; those of 0 or 1 bytes are ignored. Returns after a set-up or receive
-/// failure, which is logged. `context` is passed to on_message. Called by the service's thread
-/// body.
+/// Receives datagrams; those of 0 or 1 bytes are ignored.
 void serve_udp(const UdpService& service, void* context);
 
 }  // namespace kovo

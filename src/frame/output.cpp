@@ -23,7 +23,7 @@ constexpr std::int64_t kLongestWaitNs = 1'000'000'000;
 
 // A ring, which starts again at its beginning when it is empty: only the pages that a burst needs
 // are ever touched. Its bytes need no lock: the thread reads those that wait, the others write
-// behind them.
+// after them.
 char ring[kOutputCapacity];
 Mutex ring_lock;
 std::size_t oldest GUARDED_BY(ring_lock) = 0;  // where the bytes that wait begin
@@ -34,7 +34,7 @@ sem_t work;               // posted when the ring is no longer empty, and at the
 std::atomic<bool> ending{false};
 std::atomic<bool> flushed{false};
 
-/// The next bytes that wait, none when the ring is empty.
+/// Returns the next bytes that wait, none when the ring is empty.
 std::string_view next_piece() {
   const MutexLock held(ring_lock);
   return {ring + oldest, std::min({waiting, kOutputCapacity - oldest, kPiece})};
@@ -46,19 +46,15 @@ void remove_piece(std::size_t size) {
   waiting -= size;
 }
 
-/// What the stream cannot write is lost. Waiting first is for a descriptor that another process
-/// has made non-blocking, where the stream would lose whatever has no room.
-void write_piece(std::string_view piece) {
-  pollfd room{STDOUT_FILENO, POLLOUT, 0};
-  poll(&room, 1, -1);
-  std::fwrite(piece.data(), 1, piece.size(), stdout);
-}
-
 void* write_output(void*) {
   while (true) {
     const bool last = ending;  // read first: what was printed before it was set is in the ring
     for (std::string_view piece; !(piece = next_piece()).empty(); remove_piece(piece.size())) {
-      write_piece(piece);
+      // On a descriptor that another process has made non-blocking, the stream would lose what has
+      // no room.
+      pollfd room{STDOUT_FILENO, POLLOUT, 0};
+      poll(&room, 1, -1);
+      std::fwrite(piece.data(), 1, piece.size(), stdout);
     }
     if (last) {
       std::fflush(stdout);

@@ -37,14 +37,6 @@ int wait_for_end(pid_t child) {
   return status;
 }
 
-/// Prints what a command prints, until it ends: on a stdout that is not read, the command itself
-/// would wait for ever. Returns its status.
-int print_output(Pipe& pipe) {
-  char buffer[128];
-  while (std::fgets(buffer, sizeof buffer, pipe.output.get()) != nullptr) print_text(buffer);
-  return wait_for_end(std::exchange(pipe.child, -1));
-}
-
 }  // namespace
 
 Pipe::~Pipe() {
@@ -66,7 +58,11 @@ bool open_pipe(Pipe& pipe, const char* command) {
 
 int _system(const char* command) {
   Pipe pipe;
-  if (open_pipe(pipe, command) && print_output(pipe) == 0) return 0;
+  if (open_pipe(pipe, command)) {
+    char buffer[128];  // a command whose output nobody reads would wait for ever
+    while (std::fgets(buffer, sizeof buffer, pipe.output.get()) != nullptr) print_text(buffer);
+    if (wait_for_end(std::exchange(pipe.child, -1)) == 0) return 0;
+  }
   LOG_DEBUG("_system", "Error: run %s\n", command);
   return -1;
 }

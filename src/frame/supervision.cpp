@@ -34,7 +34,7 @@ void refresh_uptime(Supervision& memory) {
   memory.last_second = now;
 }
 
-/// Speaks only when the clock moved on since refresh_uptime.
+/// Logs only when the clock moved on since refresh_uptime.
 void report_power_on_period(Supervision& memory) {
   const std::int64_t now = now_s();
   if (hdmi_plug_enabled != 0 || now == memory.last_second) return;
@@ -47,45 +47,37 @@ void report_power_on_period(Supervision& memory) {
 FileTime file_time(const char* path) {
   struct stat info {};
   if (stat(path, &info) != 0) return {};
-  return {true, static_cast<std::int64_t>(info.st_mtim.tv_sec), info.st_mtim.tv_nsec};
+  return {{info.st_mtim.tv_sec, info.st_mtim.tv_nsec}};
 }
 
 /// Remembers the time before reading, so that the next pass sees a write that goes on meanwhile.
 void watch_definition_file(CentralState& state, Supervision& memory) {
   const FileTime now = file_time(definition_path);
-  const bool first = !memory.definition_time.known;
-  const bool changed = !first && time_changed(now, memory.definition_time);
-  if (first || changed) memory.definition_time = now;
-  // A file that is not there at the first pass has changed when it appears.
-  memory.definition_time.known = true;
-  if (changed) load_definitions(state);
+  const bool first = !memory.definition_time;
+  if (!first && !time_changed(now, memory.definition_time)) return;
+  // A file that is missing at the first pass has changed when it appears.
+  memory.definition_time = now.value_or(std::pair{0, 0L});
+  if (!first) load_definitions(state);
 }
 
 void watch_sync_marker(Supervision& memory) {
   const FileTime now = file_time(kSyncMarkerPath);
-  if (!now.known) {
-    create_file(kSyncMarkerPath, "");
-    sleep_ms(kSyncPauseMs);
-    return;
-  }
-  if (!time_changed(now, memory.sync_time)) return;
+  if (!now) create_file(kSyncMarkerPath, "");
+  if (now && !time_changed(now, memory.sync_time)) return;
   sleep_ms(kSyncPauseMs);
-  memory.sync_time = now;
+  if (now) memory.sync_time = now;
 }
 
-/// The snapshot is loaded when it is first seen, twice: its writer may have been at it.
-void load_snapshot_twice() {
-  lm_load_snapshot(*variable_registry, *central_state);
-  sleep_ms(kSecondMs);
-  lm_load_snapshot(*variable_registry, *central_state);
-}
-
-void watch_snapshot(Supervision& memory) {
+void watch_snapshot(CentralState& state, Supervision& memory) {
   const FileTime now = file_time(kSnapshotPath);
   if (time_changed(now, memory.snapshot_time)) {
-    if (!memory.snapshot_time.known) load_snapshot_twice();
+    if (!memory.snapshot_time) {  // loaded when first seen, twice: its writer may have been at it
+      lm_load_snapshot(*variable_registry, state);
+      sleep_ms(kSecondMs);
+      lm_load_snapshot(*variable_registry, state);
+    }
     memory.snapshot_time = now;
-  } else if (now.known && just_written(now, now_s())) {
+  } else if (now && just_written(now->first, now_s())) {
     sleep_ms(kSecondMs);
   }
 }
@@ -100,13 +92,11 @@ void load_definitions(CentralState& state) {
 }
 
 bool time_changed(const FileTime& now, const FileTime& remembered) {
-  if (!now.known) return false;
-  return !remembered.known || now.seconds != remembered.seconds ||
-         now.nanoseconds != remembered.nanoseconds;
+  return now && now != remembered;
 }
 
-bool just_written(const FileTime& written, std::int64_t now_seconds) {
-  return now_seconds > written.seconds && now_seconds <= written.seconds + kFreshFileS;
+bool just_written(std::int64_t written_seconds, std::int64_t now_seconds) {
+  return now_seconds > written_seconds && now_seconds <= written_seconds + kFreshFileS;
 }
 
 void supervise_once(CentralState& state, Supervision& memory) {
@@ -115,7 +105,7 @@ void supervise_once(CentralState& state, Supervision& memory) {
   sleep_ms(kPassMs);
   watch_definition_file(state, memory);
   watch_sync_marker(memory);
-  watch_snapshot(memory);
+  watch_snapshot(state, memory);
 }
 
 }  // namespace kovo

@@ -3,17 +3,15 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
+#include <utility>
 
 namespace kovo {
 
 struct CentralState;
 
-/// A modification time; not known before the first one is remembered.
-struct FileTime {
-  bool known = false;
-  std::int64_t seconds = 0;
-  long nanoseconds = 0;
-};
+/// A modification time in seconds and nanoseconds since the epoch; none of a file that is not seen.
+using FileTime = std::optional<std::pair<std::int64_t, long>>;
 
 /// What the loop remembers from pass to pass.
 struct Supervision {
@@ -27,15 +25,14 @@ struct Supervision {
 /// only.
 void load_definitions(CentralState& state);
 
-/// True when a file now bears another time than the remembered one. A time that is not known counts
-/// as unchanged, a first one as changed.
+/// Returns whether a file has changed: it is seen, and its time is not the remembered one.
 bool time_changed(const FileTime& now, const FileTime& remembered);
 
-/// True while the writer of a file may still be at it: in the two seconds behind the second of its
-/// last change.
-bool just_written(const FileTime& written, std::int64_t now_seconds);
+/// Returns whether the writer of a file may still be at it: in the two seconds after the second of
+/// its last change.
+bool just_written(std::int64_t written_seconds, std::int64_t now_seconds);
 
-/// One pass, 250 ms and what the files cause. Main thread only.
+/// Makes one pass: 250 ms and what the files cause. Main thread only.
 void supervise_once(CentralState& state, Supervision& memory);
 
 }  // namespace kovo

@@ -19,11 +19,6 @@ std::string_view cut_text(std::string_view text, std::size_t limit) {
   return text.substr(0, limit);
 }
 
-void copy_text(char* buffer, std::size_t size, std::string_view text) {
-  const std::size_t length = text.copy(buffer, size - 1);
-  buffer[length] = '\0';
-}
-
 std::string_view until_nul(std::string_view text) {
   return text.substr(0, text.find('\0'));
 }

@@ -25,11 +25,11 @@ constexpr std::size_t kSmallStack = std::size_t{64} << 10;  // a sender uses les
 int start_thread(const char* name, pthread_t& thread, std::size_t stack, void* (*body)(void*),
                  void* argument);
 
-/// Logs what a pass has thrown and pauses, so that a lasting shortage does not spin. Out of memory,
-/// it may have to go without the log.
+/// Logs what a pass has thrown and pauses, so that a lasting shortage does not spin.
 void report_failure(const char* routine, const char* what) noexcept;
 
-/// Runs one pass of a thread's work. What it throws, out of memory say, ends that pass alone.
+/// Runs one pass of a thread's work. What it throws, out of memory say, is logged and ends only
+/// that pass.
 template <class Pass>
 void catch_and_log(const char* routine, const Pass& pass) {
   try {
@@ -39,7 +39,7 @@ void catch_and_log(const char* routine, const Pass& pass) {
   }
 }
 
-/// Repeats a step until it goes through, a second apart, for what start-up cannot do without.
+/// Repeats a step once a second until it succeeds, for what start-up cannot do without.
 template <class Step>
 void retry_until_success(const char* routine, const Step& step) {
   bool done = false;

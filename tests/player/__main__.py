@@ -12,10 +12,10 @@ from tests.player.player import Failure, Player
 def main() -> None:
     player = Player(Path(sys.argv[1]))
     try:
-        if sys.argv[2:] == ["--accept"]:
-            sys.stdout.buffer.write(player.accept().encode("latin-1"))
-        else:
-            player.play()
+        accept = sys.argv[2:] == ["--accept"]
+        played = player.play(accept)
+        if accept:
+            sys.stdout.buffer.write(played.encode("latin-1"))
     except Failure as failure:
         sys.exit(str(failure))
     finally:

@@ -3,6 +3,7 @@
 #include "definitions/definition_entry.h"
 #include "definitions/event_compiler.h"
 #include "definitions/templates.h"
+#include "frame/text.h"
 
 namespace kovo {
 namespace {
@@ -31,6 +32,19 @@ std::string compiled(std::initializer_list<std::string_view> lines) {
 TEST(Defaults, FirstLineFollowsTheSwitch) {
   EXPECT_EQ(default_definitions(true).find("EnableEvents=true\nFast"), 0U);
   EXPECT_EQ(default_definitions(false).find("EnableEvents=false\nFast"), 0U);
+}
+
+TEST(Keys, AreCutAtTheFirstOfTheFieldWords) {
+  std::string key = "x";
+  for (const char* word : {"Data", "Port", "IP", "Delay", "Protocol", "XMLfield", "Count"}) {
+    key += word;
+    EXPECT_EQ(split_definition_key(key, "").field, word);
+  }
+  std::uint32_t index = 0;
+  EXPECT_EQ(to_uint32("-4294967295", 10, index), NumberReading::kOk);
+  EXPECT_EQ(index, 1U);
+  EXPECT_EQ(to_uint32("4294967296", 10, index), NumberReading::kOutOfRange);
+  EXPECT_EQ(index, UINT32_MAX);
 }
 
 TEST(EventList, EventsTakeTheirFieldsFromAllLines) {
@@ -62,46 +76,6 @@ TEST(EventList, EventsTakeTheirFieldsFromAllLines) {
   EXPECT_EQ(compiled({"ManyCount=500"}), compiled({"ManyCount=128"}));
 }
 
-TEST(EventList, FileShowsOneLinePerCount) {
-  const CompiledEvents list =
-      compile_events(parse({"PowerOnCount=2", "PowerOnDelay=1", "PowerOnData0=414243",
-                            "PowerOnDelay0=0", "PowerOnData1=00440A", "PowerOnDelay1=500",
-                            "ECount=1", "EDelay0=-1", "EData2=41", "PowerOnCount=1", "ECount=4"}));
-  std::string text;
-  for (const CountLine& line : list.lines) {
-    text += event_line(list.events.at(line.event), line.step_count);
-  }
-  EXPECT_EQ(text, std::string("PowerOn;PowerOn;0:ABC:0;1:\0D\n:500;Delay=1;\n"
-                              "E;E;0::-1;Delay=0;\n"
-                              "PowerOn;PowerOn;0:ABC:0;Delay=1;\n"
-                              "E;E;0::-1;1::0;2:A:0;3::0;Delay=0;\n",
-                              130));
-}
-
-TEST(EventList, HoldsNoMoreThanTheFile) {
-  const CompiledEvents list = compile_events(parse(
-      {"ACount=128", "ACount=127", "ACount=128", "AIP127=x", "AIP3=y", "AIP128=z", "BCount=128"}));
-  EXPECT_EQ(list.lines.size(), 4U);
-  ASSERT_EQ(list.events.size(), 2U);
-  const auto& steps = list.events[0].steps;
-  EXPECT_EQ(std::distance(steps.begin(), steps.end()), 2);
-  EXPECT_TRUE(list.events[1].steps.empty());
-  EXPECT_EQ(whole_event(list.events[0], 3).commands.size(), 3U) << "an event of fewer steps";
-  EXPECT_EQ(whole_event(list.events[0], 4).commands.back().ip, "y");
-}
-
-TEST(Templates, NamesHaveTheirFirstValue) {
-  const TemplateValues values = {{{"name", "HDMI1"}, {"time", "mine"}, {"", "none"}, {"name", "2"}},
-                                 "2024-11-29 ",
-                                 "18:16:18",
-                                 42};
-  std::string text;
-  for (const char* name : {"name", "time", "TIME", "Date", "upTime", "", "NAME", "nosuch"}) {
-    text += template_value(values, name) + "|";
-  }
-  EXPECT_EQ(text, "HDMI1|mine|18:16:18|2024-11-29 |42|none|||");
-}
-
 TEST(Templates, ExpandedPayloadsAreHeldToTheirLimit) {
   const std::string text(1000, 'x');
   const TemplateValues values = {
@@ -118,27 +92,14 @@ TEST(Templates, ExpandedPayloadsAreHeldToTheirLimit) {
 }
 
 TEST(Templates, PercentCodesAreDecoded) {
-  const struct {
-    const char* text;
-    std::string decoded;
-  } cases[] = {{"A%41B", "AAB"},
-               {"100%", "100%"},
-               {"%4", "%4"},
-               {"%", "%"},
-               {"%zz", "\xFF"},
-               {"%3a%3A", "::"},
-               {nullptr, ""},
-               {"%41", "A"},
-               {"%%41",
-                "\xFF"
-                "1"},
-               {"%00x", std::string("\0x", 2)}};
-  for (const auto& c : cases) EXPECT_EQ(percent_decode(c.text), c.decoded);
+  EXPECT_EQ(percent_decode("A%41B %3a%3A %zz %%41 100%"), "AAB :: \xFF \xFF\x31 100%");
+  EXPECT_EQ(percent_decode("%00x"), std::string("\0x", 2));
+  EXPECT_EQ(percent_decode("%41") + percent_decode("%4") + percent_decode(nullptr), "A%4");
+  EXPECT_EQ(unescape_text(nullptr), "");
   EXPECT_EQ(percent_hex_pair(nullptr), -1);
   EXPECT_EQ(percent_hex_pair("4%1"), -2);
   EXPECT_EQ(percent_hex_pair("%4"), -3);
   EXPECT_EQ(percent_hex_pair("%fF"), 255);
-  EXPECT_EQ(unescape_text(nullptr), "");
 }
 
 }  // namespace

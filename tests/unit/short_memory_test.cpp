@@ -69,7 +69,6 @@ TEST(ShortMemory, AScanKeepsWaitingEventsInOrder) {
   const auto queue = make_event_queue();
   CentralState state;
   const std::int64_t now = queue_time(*queue) + 1;
-  const std::int64_t long_ago = now - 61'000'000'000;
   const std::int64_t later = now + 100'000'000'000;
   const auto add = [&](const char* name, std::int64_t queued_at, std::int64_t due_at) {
     const MutexLock held(queue->lock);
@@ -79,30 +78,27 @@ TEST(ShortMemory, AScanKeepsWaitingEventsInOrder) {
     event.due_at = due_at;
     queue->pending.push_back(event);
   };
-  add("due", now, now);
-  add("waiting1", now, later);
-  add("waiting2", now, later);
-  add("expired", long_ago, later);
-  add("waiting3", now, later);
-  add("due", now, now);
+  for (const char* waiting : {"waiting1 ", "waiting2 "}) {
+    add("due", now, now);
+    add(waiting, now, later);
+    add("expired", now - 61'000'000'000, later);
+  }
+  add("waiting3 ", now, later);
   sleep_ms(1);
   testing::internal::CaptureStdout();
   exec_event(*queue, state);
-  const std::regex expired(
-      "\\[exec_event:\\d+\\] Error cannot send sys event=expired, run event=expired, now=\\d+, "
-      "t_exec=" +
-      std::to_string(later) + ", sub cmd size=0\n");
+  const std::regex expired(R"(\[exec_event:\d+\] Error cannot send sys event=expired, )"
+                           R"(run event=expired, now=\d+, t_exec=)" +
+                           std::to_string(later) + ", sub cmd size=0\n");
   EXPECT_TRUE(std::regex_search(testing::internal::GetCapturedStdout(), expired));
+  const MutexLock held(queue->lock);
   std::string left;
   std::size_t bytes = 0;
-  {
-    const MutexLock held(queue->lock);
-    for (const auto& entry : queue->pending.entries) {
-      left += entry.item.name + " ";
-      bytes += entry.bytes;
-    }
-    EXPECT_EQ(queue->pending.bytes, bytes);
+  for (const auto& entry : queue->pending.entries) {
+    left += entry.item.name;
+    bytes += entry.bytes;
   }
+  EXPECT_EQ(queue->pending.bytes, bytes);
   EXPECT_EQ(left, "waiting1 waiting2 waiting3 ");
 }
 
@@ -124,31 +120,18 @@ TEST(ShortMemory, LeavesAllOfASetOrNothing) {
   for (const char* number : {"1", "2", "3"}) EXPECT_EQ(lm_get(registry, name + number), value);
 }
 
-/// The shortest texts that differ.
-std::string short_name(int number) {
-  std::string name;
-  for (int rest = number + 1; rest > 0; rest /= 26) name += static_cast<char>('a' + rest % 26);
-  return name;
-}
-
 TEST(ShortMemory, ADefinitionFileTakesLittleWhateverItHoldsWhileTheOldOneIsInUse) {
-  const struct {
-    const char* count;  // line of each event
-    int steps;
-  } cases[] = {{"", 1}, {"Count=1\n", 0}, {"Count=1\n", 1}, {"Count=128\n", 128}};
-  for (const auto& c : cases) {
+  for (const char* lines : {"=\n", "#Count=1\n", "#Count=1\n#IP0=\n", "#Count=128\n#IP127=\n"}) {
     std::string file;
     for (int event = 0; file.size() < kMaxDefinitionBytes; ++event) {
-      const std::string name = *c.count == '\0' ? "" : short_name(event);
-      if (*c.count != '\0') file += name + c.count;
-      for (int step = 0; step < c.steps; ++step) {
-        file += name.empty() ? "=\n" : name + "IP" + std::to_string(step) + "=\n";
-      }
+      std::string name;  // the shortest texts that differ
+      for (int rest = event + 1; rest > 0; rest /= 26) name += static_cast<char>('a' + rest % 26);
+      file += std::regex_replace(lines, std::regex("#"), name);
     }
     bytes_now = bytes_most = 0;
     const CompiledEvents old = compile_events(parse_definitions(file));
     compile_events(parse_definitions(file));
-    EXPECT_LT(bytes_most, std::size_t{23} << 20) << c.count << c.steps;
+    EXPECT_LT(bytes_most, std::size_t{23} << 20) << lines;
   }
 }
 

@@ -3,7 +3,6 @@
 
 #include "engine/event_rules.h"
 #include "frame/supervision.h"
-#include "variables/change_values.h"
 
 namespace kovo {
 namespace {
@@ -43,27 +42,9 @@ TEST(QueueWorker, EventsWaitRunOrExpire) {
   }
 }
 
-TEST(Variables, APauseLastsItsSecondsButNotOnceTheClockIsSetBack) {
-  const bool lasts[] = {false, true, true, true, false};
-  for (int since_last = -1; since_last < 4; ++since_last)
-    EXPECT_EQ(pause_lasts(since_last, 2), lasts[since_last + 1]) << since_last;
-}
-
-TEST(Supervision, AFileChangesByEitherPartOfItsTime) {
-  const FileTime unknown;
-  const FileTime first{true, 100, 5};
-  EXPECT_TRUE(time_changed(first, unknown));
-  EXPECT_FALSE(time_changed(first, first));
-  EXPECT_TRUE(time_changed({true, 100, 6}, first));
-  EXPECT_TRUE(time_changed({true, 99, 5}, first));
-  EXPECT_FALSE(time_changed(unknown, first)) << "a file that cannot be seen counts as unchanged";
-}
-
 TEST(Supervision, AFileIsFreshForTwoSecondsAfterItsSecond) {
-  const FileTime written{true, 100, 0};
   const bool fresh[] = {false, true, true, false};
-  for (int after = 0; after < 4; ++after)
-    EXPECT_EQ(just_written(written, 100 + after), fresh[after]);
+  for (int after = 0; after < 4; ++after) EXPECT_EQ(just_written(100, 100 + after), fresh[after]);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "control/status_intake.h"
+#include "definitions/event_list.h"
 #include "engine/event_queue.h"
 #include "frame/globals.h"
 #include "tests/unit/in_device/logs.h"
@@ -24,22 +25,11 @@ struct Following : ::testing::Test {
     state.wpa_eap_mode = "off";
   }
 
-  /// The events pushed since the last call.
-  std::string pushed() {
-    const std::string log = event_log();
-    std::string names;
-    for (const std::string_view line : split_lines(log)) {
-      if (starts_with_nocase(line, "push event: ")) names.append(line.substr(12)).append(" ");
-    }
-    std::remove(kEventLog);
-    return names;
-  }
-
   std::string follow(const char* name, const char* value, std::int64_t now) {
     static std::int64_t seconds = 0;
     seconds = now;
     follow_change(state, registry, name, value, [] { return seconds; });
-    return pushed();
+    return pushed_events();
   }
 
   std::unique_ptr<EventQueue> queue = make_event_queue();
@@ -47,28 +37,25 @@ struct Following : ::testing::Test {
   VariableRegistry registry;
 };
 
-TEST_F(Following, MappedEventsKeepQuietForFourSecondsAfterEachMessage) {
+TEST_F(Following, RowsHaveHoldOffTimesThatStartAnewWithEachMessage) {
   EXPECT_EQ(follow("DEVICE_NAME", "a", 1000), "name ");
   EXPECT_EQ(follow("device_name", "b", 1002), "");
-  EXPECT_EQ(follow("DEVICE_NAME", "c", 1006), "") << "the second message started the period anew";
-  EXPECT_EQ(follow("MY_IP", "d", 1006), "ipAddr ");
+  EXPECT_EQ(follow("DEVICE_NAME", "c", 1006), "");
   EXPECT_EQ(follow("DEVICE_NAME", "e", 1011), "name ");
-  EXPECT_EQ(follow("UNMAPPED", "f", 1011), "");
   EXPECT_EQ(follow("DEVICE_NAME", "g", 500), "name ") << "the clock was set back";
-}
 
-TEST_F(Following, SerialFormatsRaiseAnEventForEachPart) {
-  EXPECT_EQ(follow("S0_BAUDRATE", "9600-8N1", 1), "") << "the first value only primes the row";
-  EXPECT_EQ(follow("S0_BAUDRATE", "9600-8n1", 1), "") << "equal but for letter case";
-  EXPECT_EQ(follow("S0_BAUDRATE", "115200-8E1", 1), "serialBaud serialParity ");
-  EXPECT_EQ(lm_get(registry, "S0_BAUDRATE.baudrate"), "115200");
-  EXPECT_EQ(lm_get(registry, "S0_BAUDRATE.parity"), "E");
-  EXPECT_EQ(lm_get(registry, "S0_BAUDRATE.databits"), "");
-  EXPECT_EQ(follow("S0_BAUDRATE_X", "115200-7", 1), "serialNumBits serialParity serialStopBits ");
-  EXPECT_EQ(follow("S0_BAUDRATE", "none", 1), "");
-  for (const char* name : {"S0_BAUDRAT", "V_OUTPUT_TIMING_CONVER", "WPA_EAP_MOD"}) {
-    EXPECT_EQ(follow(name, "1-234", 1), "") << "no name of what is decoded";
-  }
+  const auto is_skipped = [&](std::int64_t now) {
+    static std::int64_t seconds = 0;
+    seconds = now;
+    handle_status_line(state, registry, "mute", [] { return seconds; });
+    const std::string log = event_log();
+    std::remove(kEventLog);
+    return log == "skip event mute, now-last=2 sec\n";
+  };
+  const std::pair<std::int64_t, bool> lines[] = {{1000, false}, {1002, true}, {1004, true},
+                                                 {1007, false}, {500, false}, {1007, false}};
+  for (const auto& [now, skipped] : lines) EXPECT_EQ(is_skipped(now), skipped) << now;
+  EXPECT_EQ(follow("TX_A_MUTE", "1", 1011), "") << "the row is the same";
 }
 
 TEST_F(Following, TimingWordsAreStoredInTheirParts) {
@@ -96,31 +83,21 @@ TEST_F(Following, TimingWordsAreStoredInTheirParts) {
   EXPECT_EQ(stored(), "0 1 0 0 OFF 0 ");
 }
 
-TEST_F(Following, WpaModesRaiseTheirTwoEvents) {
-  EXPECT_EQ(follow("WPA_EAP_MODE", "OFF", 1000), "");
-  EXPECT_EQ(follow("WPA_EAP_MODE", "PEAP", 1000), "p8021enable p8021status ");
-  EXPECT_EQ(follow("WPA_EAP_MODE", "off", 1002), "");
-  EXPECT_EQ(follow("WPA_EAP_MODE", "TLS", 1003), "p8021enable p8021status ");
-  EXPECT_EQ(follow("WPA_EAP_MODE", "PEAP", 1006), "p8021status ");
-  EXPECT_EQ(follow("WPA_EAP_MODE", "off", 500), "p8021enable p8021status ");
-}
-
-TEST_F(Following, RowsOfStatusLinesKeepQuietForTwoSecondsAfterEachLine) {
-  const auto skipped = [&](std::int64_t now) {
-    static std::int64_t seconds = 0;
-    seconds = now;
-    handle_status_line(state, registry, "mute", [] { return seconds; });
-    const std::string log = event_log();
-    std::remove(kEventLog);
-    return log;
-  };
-  EXPECT_EQ(skipped(1000), "");
-  EXPECT_EQ(skipped(1002), "skip event mute, now-last=2 sec\n");
-  EXPECT_EQ(skipped(1004), "skip event mute, now-last=2 sec\n") << "a skipped line counts as well";
-  EXPECT_EQ(skipped(1007), "");
-  EXPECT_EQ(skipped(500), "");
-  EXPECT_EQ(skipped(1007), "");
-  EXPECT_EQ(follow("TX_A_MUTE", "1", 1011), "") << "the row is the same";
+TEST_F(Following, NamesAreQueuedAtEitherEnd) {
+  state.definition_entries = parse_definitions("ACount=1\nBCount=1");
+  rebuild_kovo_event_list(state, 0);
+  push_event_back(*queue, state, "A\n", 0);
+  push_event_front(*queue, state, "A\nB\n", 0);
+  debug = 1;
+  testing::internal::CaptureStdout();
+  push_event_front(*queue, state, "none", 0);
+  debug = 0;
+  EXPECT_TRUE(contains(plain(testing::internal::GetCapturedStdout()),
+                       "[push_event_front] not found sys event=none\n"));
+  std::string names;
+  const MutexLock held(queue->lock);
+  for (const auto& [event, bytes] : queue->pending.entries) names += event.name;
+  EXPECT_EQ(names, "BAA");
 }
 
 }  // namespace

@@ -1,9 +1,6 @@
 #include "frame/log.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/mount.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <thread>
@@ -49,31 +46,6 @@ TEST(Log, ALogThatCannotBeOpenedLosesOnlyItsRecords) {
   EXPECT_NE(access(kEventLog, F_OK), 0);
   EXPECT_NE(testing::internal::GetCapturedStdout().find("  printed all the same\n"),
             std::string::npos);
-}
-
-TEST(Log, LongRecordsAndFullDisksAreSurvived) {
-  testing::internal::CaptureStdout();
-  log_event("%s\n", std::string(100000, 'x').c_str());
-  EXPECT_EQ(read_file(kEventLog).size(), 24 + 1 + 100000 + 1U);
-  EXPECT_TRUE(std::regex_search(
-      read_file(kEventLog), std::regex("^\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3}  x")));
-  ASSERT_EQ(mount("tmpfs", "/var/tmp/log", "tmpfs", 0, "size=8k"), 0);
-  for (int n = 0; n < 1000; ++n) log_main("%s\n", std::string(50, 'y').c_str());
-  EXPECT_EQ(read_file(kMainLogPath).size(), 8192U);
-  ASSERT_EQ(truncate(kMainLogPath, 0), 0);
-  log_main("room again\n");
-  EXPECT_EQ(read_file(kMainLogPath), "room again\n");
-  testing::internal::GetCapturedStdout();
-}
-
-TEST(Log, WhatIsNoRegularFileGetsNothingAndHoldsUpNobody) {
-  ASSERT_EQ(mkfifo(kEventLog, 0600), 0);
-  log_event("nobody reads\n");
-  const int reader = open(kEventLog, O_RDONLY | O_NONBLOCK);
-  log_event("somebody would\n");
-  char byte = 0;
-  EXPECT_LE(read(reader, &byte, 1), 0);
-  close(reader);
 }
 
 }  // namespace

@@ -1,10 +1,13 @@
 // The files that the routines under test write, each test alone in a simulated device.
 #pragma once
 
+#include <cstdio>
 #include <fstream>
 #include <iterator>
 #include <regex>
 #include <string>
+
+#include "frame/text.h"
 
 namespace kovo {
 
@@ -25,6 +28,17 @@ inline std::string plain(const std::string& text) {
 
 inline std::string event_log() {
   return plain(read_file(kEventLog));
+}
+
+/// Returns the events pushed since the last call, each with a blank behind it.
+inline std::string pushed_events() {
+  const std::string log = event_log();
+  std::string names;
+  for (const std::string_view line : split_lines(log)) {
+    if (starts_with_nocase(line, "push event: ")) names.append(line.substr(12)).append(" ");
+  }
+  std::remove(kEventLog);
+  return names;
 }
 
 inline int count_of(const std::string& text, const std::string& part) {

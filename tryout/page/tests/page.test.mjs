@@ -384,7 +384,9 @@ for (const [look, options] of [
 ]) {
   pageTest(`axe finds nothing, and nothing sticks out: ${look}`, async (page) => {
     if (options.viewport?.width === 390) {
-      const [place, payload] = await page.locator(".event td:not(.number)").evaluateAll((cells) => cells.map((cell) => cell.getBoundingClientRect()));
+      const cells = page.locator(".event td:not(.number)");
+      await cells.nth(1).waitFor();
+      const [place, payload] = await cells.evaluateAll((all) => all.map((cell) => cell.getBoundingClientRect()));
       assert.ok(payload.top >= place.bottom, "the payload is below the address");
     }
     await fire(page, "doorState");
