@@ -32,8 +32,8 @@ if IS_INSIDE:
 
 
 def pytest_xdist_setupnodes(config: pytest.Config, specs: list) -> None:
-    for spec in specs:
-        spec.python = f"{ENTER} {sys.executable} -B"
+    for worker in specs:
+        worker.python = f"{ENTER} {sys.executable} -B"
 
 
 def pytest_configure(config: pytest.Config) -> None:
