@@ -43,7 +43,7 @@ int renew_macro_var(CentralState& state) {
 int write_status_vars_file(const StatusVars& vars, const std::string& path) {
   std::string text;
   for (const auto& [key, value] : vars) text.append(key).append("=").append(value).append("\n");
-  return write_file(path.c_str(), text) ? 0 : -1;
+  return write_file(path, text) ? 0 : -1;
 }
 
 TemplateValues template_values(const CentralState& state) {
