@@ -29,7 +29,9 @@ void refresh_uptime(Supervision& memory) {
   const std::int64_t now = now_s();
   if (now == memory.last_second) return;
   struct sysinfo info {};
-  uptime_s = static_cast<std::int32_t>(sysinfo(&info) == 0 ? info.uptime : now - start_time);
+  const std::int64_t running_s =
+      sysinfo(&info) == 0 ? static_cast<std::int64_t>(info.uptime) : now - start_time;
+  uptime_s = static_cast<std::int32_t>(running_s);
   enable_plug_after_power_on();
   memory.last_second = now;
 }
