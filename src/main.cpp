@@ -126,15 +126,15 @@ void wait_for_network(CentralState& state) {
   log_event_echo("network is ok\n");
 }
 
-/// The platform clears the marker at boot: only the first daemon after it raises "PowerOn". The
-/// push is retried, as the event would otherwise be lost for this boot.
+/// The platform clears the marker at boot: only the first daemon after it raises "PowerOn". Without
+/// the retries, a lack of memory would lose the event for this boot, or end the daemon.
 void raise_power_on(CentralState& state) {
   if (access(kPowerOnMarkerPath, F_OK) == 0) {
     state.power_on_done = 1;
     log_event_echo("%s is exist\n", kPowerOnMarkerPath);
     return;
   }
-  create_file(kPowerOnMarkerPath, "", kMarkerMode);
+  retry_until_success("main", [] { create_file(kPowerOnMarkerPath, "", kMarkerMode); });
   log_event_echo("created %s\n", kPowerOnMarkerPath);
   retry_until_success("main", [&] { push_event_front(*event_queue, state, "PowerOn", 0); });
   log_event_echo("auto push event: PowerOn\n");
