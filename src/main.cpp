@@ -38,7 +38,7 @@ namespace {
 constexpr char kPowerOnMarkerPath[] = "/var/tmp/log/kovo_power_on";
 constexpr unsigned kMarkerMode = 0444;
 
-/// Puts /dev/null in the place of missing standard descriptors, so that no socket becomes stdout.
+/// Opens /dev/null for missing standard descriptors, so that no socket becomes stdout.
 void open_standard_descriptors() {
   int fd = 0;
   do {

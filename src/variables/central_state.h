@@ -74,7 +74,7 @@ std::unique_ptr<CentralState> make_central_state();
 /// construction; takes mapping_lock.
 int build_mapping_table(CentralState& state);
 
-/// Stores the raw 802.1X mode and the status that it stands for. Takes mapping_lock.
+/// Stores the raw 802.1X mode and the status derived from it. Takes mapping_lock.
 void store_wpa_mode(CentralState& state, std::string_view mode);
 
 }  // namespace kovo
