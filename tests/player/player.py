@@ -2,6 +2,7 @@
 
 import os
 import re
+import shlex
 import subprocess
 import time
 import tty
@@ -189,6 +190,11 @@ class Player:
         if subprocess.run(command, timeout=2 * LIMIT_S).returncode != 0:
             self.fail("failed")
 
+    def _do_check(self, line: Line) -> None:
+        checker = Path(shlex.split(os.environ["KOVOTCP"])[-1]).parent / "check/kovocheck"
+        command = f"exec >report 2>&1; {checker} {line.rest} || echo exit $?"
+        subprocess.run(["/bin/bash", "-c", command], cwd="/tmp", timeout=LIMIT_S)
+
     def _do_status(self, line: Line) -> None:
         answer = line.text.encode("latin-1") or device.status.DEFAULT_ANSWER
         self.service.set(line.name, answer)
@@ -371,8 +377,11 @@ class Player:
         lines = _written(self.records(), {line.rest for line in block if line.mark})
         for line in block:
             if line.verb in ("file", "still"):
-                content = escape(self.content_of(line.name))
-                lines.append(f"  {line.verb} {line.name} {content}".rstrip() + "\n")
+                content = self.content_of(line.name)
+                parts = content.splitlines(keepends=True) if "\n  |" in line.source else []
+                below = [f"  | {escape(part.removesuffix(chr(10)))}".rstrip() + "\n" for part in parts]
+                on_it = "" if parts else " " + escape(content)
+                lines += [f"  {line.verb} {line.name}{on_it}".rstrip() + "\n", *below]
             elif line.verb and not self.is_record(line.verb):
                 lines.append(line.source)
         self.consume()
