@@ -8,16 +8,12 @@
 namespace kovo {
 namespace {
 
-DefinitionEntries parse(std::initializer_list<std::string_view> lines) {
-  std::string text;
-  for (const std::string_view line : lines) add_definition_line(text, line);
-  return DefinitionEntries(std::move(text));
-}
-
 /// Each event as "name trigger delay:" and its steps as "protocol ip port data offset in ms;".
 std::string compiled(std::initializer_list<std::string_view> lines) {
-  const CompiledEvents list = compile_events(parse(lines));
   std::string text;
+  for (const std::string_view line : lines) add_definition_line(text, line);
+  const CompiledEvents list = compile_events(DefinitionEntries(std::move(text)));
+  text.clear();
   for (const CountLine& line : list.lines) {
     const EventDefinition event = whole_event(list.events.at(line.event), line.step_count);
     text += event.name + " " + event.trigger + " " + std::to_string(event.delay_s) + ":";
@@ -29,12 +25,7 @@ std::string compiled(std::initializer_list<std::string_view> lines) {
   return text;
 }
 
-TEST(Defaults, FirstLineFollowsTheSwitch) {
-  EXPECT_EQ(default_definitions(true).find("EnableEvents=true\nFast"), 0U);
-  EXPECT_EQ(default_definitions(false).find("EnableEvents=false\nFast"), 0U);
-}
-
-TEST(Keys, AreCutAtTheFirstOfTheFieldWords) {
+TEST(Keys, AreCutAtTheFirstFieldWord) {
   std::string key = "x";
   for (const char* word : {"Data", "Port", "IP", "Delay", "Protocol", "XMLfield", "Count"}) {
     key += word;
@@ -48,6 +39,8 @@ TEST(Keys, AreCutAtTheFirstOfTheFieldWords) {
 }
 
 TEST(EventList, EventsTakeTheirFieldsFromAllLines) {
+  EXPECT_EQ(default_definitions(true).find("EnableEvents=true\nFast"), 0U);
+  EXPECT_EQ(default_definitions(false).find("EnableEvents=false\nFast"), 0U);
   const struct {
     std::initializer_list<std::string_view> lines;
     std::string events;
@@ -63,7 +56,7 @@ TEST(EventList, EventsTakeTheirFieldsFromAllLines) {
       {{"ADelay0=100", "ADelay2=50", "ADelay1=200", "ACount=3"}, "A A 0:    100;    300;    50;"},
       {{"ACount=3", "ADelay0=100", "ADelay2=50"}, "A A 0:    100;    0;    50;"},
       {{"ACount=1", "ADelay0=9999999999"}, "A A 0:    2147483647;"},
-      // A Delay line sets a built-in trigger back, an XMLfield line behind it stays.
+      // A Delay line sets a built-in trigger back, an XMLfield line after it stays.
       {{"PowerOnCount=1", "PowerOnXMLfield=x", "PowerOnDelay=1"}, "PowerOn PowerOn 1:    0;"},
       {{"DVIConnectedCount=1", "DVIConnectedDelay=2", "DVIConnectedXMLfield=hdmi"},
        "DVIConnected hdmi 2:    0;"},
@@ -76,7 +69,7 @@ TEST(EventList, EventsTakeTheirFieldsFromAllLines) {
   EXPECT_EQ(compiled({"ManyCount=500"}), compiled({"ManyCount=128"}));
 }
 
-TEST(Templates, ExpandedPayloadsAreHeldToTheirLimit) {
+TEST(Templates, ExpandedPayloadsHaveALimit) {
   const std::string text(1000, 'x');
   const TemplateValues values = {
       {{"x", text}, {"n", replace_all(text, "x", "\\n")}}, "2024-11-29 ", "18:16:18", 42};
@@ -96,10 +89,9 @@ TEST(Templates, PercentCodesAreDecoded) {
   EXPECT_EQ(percent_decode("%00x"), std::string("\0x", 2));
   EXPECT_EQ(percent_decode("%41") + percent_decode("%4") + percent_decode(nullptr), "A%4");
   EXPECT_EQ(unescape_text(nullptr), "");
-  EXPECT_EQ(percent_hex_pair(nullptr), -1);
-  EXPECT_EQ(percent_hex_pair("4%1"), -2);
-  EXPECT_EQ(percent_hex_pair("%4"), -3);
-  EXPECT_EQ(percent_hex_pair("%fF"), 255);
+  const std::pair<const char*, int> pairs[] = {
+      {nullptr, -1}, {"4%1", -2}, {"%4", -3}, {"%fF", 255}};
+  for (const auto& [text, value] : pairs) EXPECT_EQ(percent_hex_pair(text), value);
 }
 
 }  // namespace

@@ -1,8 +1,12 @@
 // Rules about time, with a clock of the test.
 #include <gtest/gtest.h>
 
+#include <regex>
+
+#include "engine/event_execution.h"
 #include "engine/event_rules.h"
 #include "frame/supervision.h"
+#include "variables/central_state.h"
 
 namespace kovo {
 namespace {
@@ -29,8 +33,6 @@ TEST(QueueWorker, EventsWaitRunOrExpire) {
       {queued(5, 5), 4 * kSecond, EventFate::kWait},
       {queued(1, 1), 61 * kSecond, EventFate::kRun},
       {queued(1, 1), 61 * kSecond + 1, EventFate::kExpired},
-      {queued(1, 62), 61 * kSecond, EventFate::kWait},
-      {queued(1, 62), 61 * kSecond + 1, EventFate::kExpired},
       {queued(1, -4), 2 * kSecond, EventFate::kRun},
       {queued(0, 1), 2 * kSecond, EventFate::kErase},
       {queued(1, 0), 2 * kSecond, EventFate::kErase},
@@ -40,6 +42,34 @@ TEST(QueueWorker, EventsWaitRunOrExpire) {
   for (const auto& c : cases) {
     EXPECT_EQ(event_fate(c.event, c.now), c.fate) << c.event.queued_at << " " << c.now;
   }
+}
+
+TEST(QueueWorker, WaitingEventsKeepTheirOrder) {
+  const auto queue = make_event_queue();
+  CentralState state;
+  queue->created_at -= 100 * kSecond;
+  {
+    const MutexLock held(queue->lock);
+    for (const char* name : {"due", "waiting1", "old", "due", "waiting2", "old", "waiting3"}) {
+      EventDefinition event = queued(*name == 'o' ? 1 : 99, *name == 'd' ? 99 : 200);
+      event.name = name;
+      queue->pending.push_back(event);
+    }
+  }
+  testing::internal::CaptureStdout();
+  exec_event(*queue, state);
+  const std::regex expired(R"(\[exec_event:\d+\] Error cannot send sys event=, run event=old, )"
+                           R"(now=1000\d{8}, t_exec=200000000000, sub cmd size=0\n)");
+  EXPECT_TRUE(std::regex_search(testing::internal::GetCapturedStdout(), expired));
+  const MutexLock held(queue->lock);
+  std::string left;
+  std::size_t bytes = 0;
+  for (const auto& entry : queue->pending.entries) {
+    left += entry.item.name + " ";
+    bytes += entry.bytes;
+  }
+  EXPECT_EQ(queue->pending.bytes, bytes);
+  EXPECT_EQ(left, "waiting1 waiting2 waiting3 ");
 }
 
 TEST(Supervision, AFileIsFreshForTwoSecondsAfterItsSecond) {

@@ -59,45 +59,38 @@ TEST_F(Following, RowsHaveHoldOffTimesThatStartAnewWithEachMessage) {
 }
 
 TEST_F(Following, TimingWordsAreStoredInTheirParts) {
-  const auto stored = [&] {
-    std::string text;
-    for (const char* part : {"Bit29", "Bit23", "resolutionRaw", "enable", "yuvout", "resolution"}) {
-      text += lm_get(registry, std::string("V_OUTPUT_TIMING_CONVERT.") + part) + " ";
-    }
-    return text;
+  const std::string both = "YCbCrOutput HDMIOutResolution ";
+  const struct {
+    const char* value;
+    std::string events;
+    const char* parts;
+  } words[] = {
+      {"20800010", both, "1 1 0010 0 AUTO 3 "},
+      {"0x2000401D", both, "1 0 401D 0 ON 4 "},
+      {"2000FFFF", "HDMIOutResolution ", "1 0 401D 0 ON 0 "},  // an unknown code is not stored
+      {"7", both, "0 0 0 0 OFF 0 "},
+      {"FFFFFFFFFF", both, "1 1 0 1 AUTO 0 "},
+      {"80000000", both, "0 1 0000 1 OFF 0 "},
+      {"00800000 junk", "HDMIOutResolution ", "0 1 0000 0 OFF 0 "},
   };
-  const char* name = "V_OUTPUT_TIMING_CONVERT";
-  EXPECT_EQ(follow(name, "20800010", 1000), "YCbCrOutput HDMIOutResolution ");
-  EXPECT_EQ(stored(), "1 1 0010 0 AUTO 3 ");
-  EXPECT_EQ(follow(name, "80000000", 1002), "") << "within the pause of both";
-  EXPECT_EQ(stored(), "0 1 0000 1 OFF 0 ");
-  EXPECT_EQ(follow(name, "0x2000401D", 1007), "YCbCrOutput HDMIOutResolution ");
-  EXPECT_EQ(stored(), "1 0 401D 0 ON 4 ");
-  EXPECT_EQ(follow(name, "2000FFFF", 1012), "HDMIOutResolution ");
-  EXPECT_EQ(stored(), "1 0 401D 0 ON 0 ") << "an unknown code is not stored";
-  EXPECT_EQ(follow(name, "7", 1017), "YCbCrOutput HDMIOutResolution ");
-  EXPECT_EQ(stored(), "0 0 0 0 OFF 0 ");
-  EXPECT_EQ(follow(name, "FFFFFFFFFF", 1022), "YCbCrOutput HDMIOutResolution ");
-  EXPECT_EQ(stored(), "1 1 0 1 AUTO 0 ");
-  EXPECT_EQ(follow(name, "00800000 junk", 1027), "YCbCrOutput HDMIOutResolution ");
-  EXPECT_EQ(stored(), "0 1 0 0 OFF 0 ");
+  std::int64_t now = 1000;
+  for (const auto& word : words) {
+    EXPECT_EQ(follow("V_OUTPUT_TIMING_CONVERT", word.value, now += 5), word.events);
+    std::string parts;
+    for (const char* part : {"Bit29", "Bit23", "resolutionRaw", "enable", "yuvout", "resolution"}) {
+      parts += lm_get(registry, std::string("V_OUTPUT_TIMING_CONVERT.") + part) + " ";
+    }
+    EXPECT_EQ(parts, word.parts) << word.value;
+  }
 }
 
-TEST_F(Following, NamesAreQueuedAtEitherEnd) {
-  state.definition_entries = parse_definitions("ACount=1\nBCount=1");
+TEST_F(Following, PowerOnIsQueuedInFrontOfTheOthers) {
+  state.definition_entries = parse_definitions("ACount=1\nPowerOnCount=1");
   rebuild_kovo_event_list(state, 0);
   push_event_back(*queue, state, "A\n", 0);
-  push_event_front(*queue, state, "A\nB\n", 0);
-  debug = 1;
-  testing::internal::CaptureStdout();
-  push_event_front(*queue, state, "none", 0);
-  debug = 0;
-  EXPECT_TRUE(contains(plain(testing::internal::GetCapturedStdout()),
-                       "[push_event_front] not found sys event=none\n"));
-  std::string names;
+  push_event_front(*queue, state, "PowerOn", 0);
   const MutexLock held(queue->lock);
-  for (const auto& [event, bytes] : queue->pending.entries) names += event.name;
-  EXPECT_EQ(names, "BAA");
+  EXPECT_EQ(queue->pending.entries.front().item.name, "PowerOn");
 }
 
 }  // namespace
