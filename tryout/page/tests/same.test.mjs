@@ -28,24 +28,9 @@ function checked(definition, product, status) {
   return stdout.toString().trimEnd();
 }
 
-// A small generator of numbers that is the same everywhere.
-let state = 20260131;
-function below(limit) {
-  state = (Math.imul(state, 1664525) + 1013904223) >>> 0;
-  return Math.floor((state / 2 ** 32) * limit);
-}
-const pick = (list) => list[below(list.length)];
-
-const examples = readdirSync(`${root}docs/examples`).map((name) => readFileSync(`${root}docs/examples/${name}`));
-const lines = examples.flatMap((file) => file.toString("latin1").split("\n"));
-lines.push("GäteCount=1", "DoorData0=\xFF\xFE", "\0Door=1", `${"x".repeat(2100)}=1`, `DoorData0=${"41".repeat(1100)}`,
-  "DoorDelay0=99999999999", "DoorPort4294967296=1", "DoorData-1=5C6E", "DoorCount=-5", "DoorPort0=70000", "DoorIP0=300.1.1.1");
-
-function randomLine() {
-  const bytes = Buffer.from(`${pick(lines)}${below(40) === 0 ? "\r\n" : "\n"}`, "latin1");
-  if (below(10) === 0) bytes[below(bytes.length)] = below(256);
-  return bytes;
-}
+const examples = readdirSync(`${root}docs/examples`).map((name) => readFileSync(`${root}docs/examples/${name}`, "latin1"));
+const odd = ["GäteCount=1", "DoorData0=\xFF\xFE", "\0Door=1", `${"x".repeat(2100)}=1`, `DoorData0=${"41".repeat(1100)}`,
+  "DoorDelay0=99999999999", "DoorPort4294967296=1", "DoorData-1=5C6E", "DoorCount=-5", "DoorPort0=70000", "DoorIP0=300.1.1.1"];
 
 test("the page holds the WebAssembly that is tested here, and is small", () => {
   const page = readFileSync(pageFile);
@@ -53,22 +38,17 @@ test("the page holds the WebAssembly that is tested here, and is small", () => {
   assert.ok(page.length <= 850_000, `${page.length} bytes`);
 });
 
-test("all examples and 200 random files are judged as by kovocheck", async () => {
+test("files are judged as by kovocheck", async () => {
   const core = await startCore();
-  const files = [...examples];
-  for (let at = 0; at < 200; ++at) {
-    const mark = below(30) === 0 ? [Buffer.from("\xEF\xBB\xBF", "latin1")] : [];
-    files.push(Buffer.concat([...mark, ...Array.from({ length: 1 + below(60) }, randomLine)]));
-  }
   const status = Buffer.from("name=Lobby\ninputName=HDMI1\ntext=a\\r\\nb\nraw=\xFF\n", "latin1");
   const products = ["", "input-hdmi", "input-usbc", "output"];
-  let findings = 0;
+  // Each line of the examples as the last one of a file with odd ones before it, and the examples.
+  const lines = new Set(examples.flatMap((file) => file.split("\n")));
+  const files = [...examples, `\xEF\xBB\xBF${odd.join("\r\n")}`, ...Array.from(lines, (line, at) => `${odd[at % odd.length]}\nDoorCount=2\n${line}`)];
   files.forEach((file, at) => {
+    const definition = Buffer.from(file, "latin1");
     const product = products[at % 4];
     const known = at % 3 === 0 ? status : null;
-    const expected = checked(file, product, known);
-    assert.equal(core.report(file, product, known), expected, `file ${at}:\n${file}`);
-    findings += JSON.parse(expected).findings.length;
+    assert.equal(core.report(definition, product, known), checked(definition, product, known), `file ${at}:\n${file}`);
   });
-  assert.ok(findings > files.length, "the random files hold mistakes");
 });
