@@ -25,7 +25,6 @@ class Line:
     rest: str = ""  # as written
     name: str = ""  # the first word of the rest
     text: str = ""  # what follows it, unescaped
-    source: str = ""  # all of it as written
     block: list["Line"] = field(default_factory=list)  # the indented lines below it
 
 
@@ -73,7 +72,7 @@ def _step_lines(step: str) -> str:
 
 def _read_line(number: int, source: str) -> Line:
     mark, verb, rest, name, text = _LINE.fullmatch(source).groups()
-    return Line(number, mark, verb, rest, name, unescape(text), source + "\n")
+    return Line(number, mark, verb, rest, name, unescape(text))
 
 
 def read_script(path: Path) -> list[Line]:
@@ -86,7 +85,6 @@ def read_script(path: Path) -> list[Line]:
             above = block[-1] if block else script[-1]
             added = _step_lines(found[2]) if found[1] == "+" else unescape(found[2] + "\n")
             above.text += added
-            above.source += source + "\n"
         elif source.startswith(" "):
             block.append(_read_line(number, source))
         else:
