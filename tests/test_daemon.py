@@ -55,25 +55,6 @@ def settled_usage(daemon: device.Daemon) -> device.Usage:
     return daemon.usage()
 
 
-def test_one_read_per_connection_and_idle_ones_delay_nobody(start: Start) -> None:
-    daemon = start()
-    idle = [connect(2700) for _ in range(100)]
-    split = connect(2700)
-    split.sendall(b"first\n")
-    assert is_logged(EVENT_LOG, "push event: first\n")
-    assert split.recv(1) == b"", "closed after the first read"
-    split.sendall(b"second\n")
-    split.close()
-    idle[50].sendall(b"late\n")
-    assert is_logged(EVENT_LOG, "push event: late\n")
-    most = daemon.usage().descriptors - 99
-    for connection in idle:
-        connection.close()
-    assert device.wait_until(lambda: daemon.usage().descriptors <= most)
-    assert "second" not in log(EVENT_LOG)
-    assert log(MAIN_LOG).count("recv(tcp:2700)") == 2, "closing without a byte logs nothing"
-
-
 def test_exhausted_descriptors_only_delay(start: Start, tcp: Tcp) -> None:
     device.write_file(DEFINITIONS, steps("A", 128, "TCP", tcp.port, "41"))
     daemon = start(limits={"nofile": 60})
