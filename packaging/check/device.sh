@@ -47,6 +47,16 @@ start_device() {
 # Sends a message to a port of the daemon: tell tcp/2700 MESSAGE.
 tell() { printf '%s' "$2" >"/dev/${1%/*}/127.0.0.1/${1#*/}"; }
 
+# What a daemon does that works: check_work WHERE NAME, which is set as a setting.
+check_work() {
+  wait_for has_line "$root/tmp/kovo_var.txt" name=Lobby || fail "$1: the status was not asked"
+  : >"$heard/panel"
+  tell tcp/2700 $'doorState\n'
+  wait_for has_line "$heard/panel" 'Door of Lobby at' || fail "$1: the event of a name was not sent"
+  tell udp/2727 "sysName=$2"
+  wait_for has_line "$root/mnt/persistent/kovo_conf.txt" "sysName=$2" || fail "$1: a setting was not kept"
+}
+
 # The numbers of the daemons that run anywhere in these namespaces, without their children, which are
 # the same program until they have become a shell.
 daemons() {
