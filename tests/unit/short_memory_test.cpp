@@ -1,18 +1,12 @@
-// What happens when memory runs out, and how much is needed at most.
+// What happens when memory runs out.
 #include <gtest/gtest.h>
-#include <malloc.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <new>
-#include <regex>
 
-#include "definitions/event_compiler.h"
 #include "variables/variable_store.h"
 
 thread_local int allocations_left = -1;  // how many more succeed; -1: all of them
-thread_local std::size_t bytes_now = 0;  // allocated
-thread_local std::size_t bytes_most = 0;
 
 #if defined(__has_feature)
 #if __has_feature(thread_sanitizer)
@@ -27,13 +21,10 @@ thread_local std::size_t bytes_most = 0;
   if (allocations_left > 0) --allocations_left;
   void* memory = std::malloc(size);
   if (memory == nullptr) throw std::bad_alloc();
-  bytes_now += malloc_usable_size(memory) + sizeof(std::size_t);
-  bytes_most = std::max(bytes_most, bytes_now);
   return memory;
 }
 
 [[gnu::noinline]] void operator delete(void* memory) noexcept {
-  if (memory != nullptr) bytes_now -= malloc_usable_size(memory) + sizeof(std::size_t);
   std::free(memory);
 }
 [[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept {
@@ -66,21 +57,6 @@ TEST(Store, SetIsAtomicOnAllocationFailure) {
         EXPECT_EQ(lower_ascii(registry.variables[place].name), key);
       }
     }
-  }
-}
-
-TEST(Definitions, TwoFilesOfTheLargestSizeFitIntoMemory) {
-  for (const char* lines : {"=\n", "#Count=1\n", "#Count=1\n#IP0=\n", "#Count=128\n#IP127=\n"}) {
-    std::string file;
-    for (int event = 0; file.size() < kMaxDefinitionBytes; ++event) {
-      std::string name;  // the shortest texts that differ
-      for (int rest = event + 1; rest > 0; rest /= 26) name += static_cast<char>('a' + rest % 26);
-      file += std::regex_replace(lines, std::regex("#"), name);
-    }
-    bytes_now = bytes_most = 0;
-    const CompiledEvents old = compile_events(parse_definitions(file));
-    compile_events(parse_definitions(file));
-    EXPECT_LT(bytes_most, std::size_t{23} << 20) << lines;
   }
 }
 

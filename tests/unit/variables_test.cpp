@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <ctime>
-#include <limits>
 
 #include "variables/central_state.h"
 #include "variables/change_values.h"
@@ -92,20 +91,13 @@ TEST(Store, KindsOfSetsDifferInCaseAndPrecedence) {
   EXPECT_EQ(registry.variables[0].set_time, 0);
 }
 
-TEST(Store, TakesTimeInProportionToItsVariables) {
-  const auto best_time = [](int count) {
-    std::clock_t best = std::numeric_limits<std::clock_t>::max();
-    for (int times = 0; times < 5; ++times) {  // others may be using the machine
-      VariableRegistry registry;
-      const MutexLock held(registry.notify_lock);  // as during a send to a dead client
-      const std::clock_t begin = std::clock();
-      for (int i = 0; i < count; ++i) lm_set_init(registry, "VARIABLE_" + std::to_string(i), "x");
-      EXPECT_EQ(lm_get(registry, "variable_" + std::to_string(count - 1)), "x");
-      best = std::min(best, std::clock() - begin);
-    }
-    return best;
-  };
-  EXPECT_LT(best_time(10000), 40 * best_time(1000));
+TEST(Store, LookupsDoNotSlowDownWithTheNumberOfVariables) {
+  VariableRegistry registry;
+  const MutexLock held(registry.notify_lock);  // as during a send to a dead client
+  const std::clock_t begin = std::clock();
+  for (int i = 0; i < 50'000; ++i) lm_set_init(registry, "VARIABLE_" + std::to_string(i), "x");
+  EXPECT_EQ(lm_get(registry, "variable_49999"), "x");
+  EXPECT_LT(std::clock() - begin, 2 * CLOCKS_PER_SEC);
 }
 
 }  // namespace

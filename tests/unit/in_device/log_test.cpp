@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <thread>
 
 #include "tests/unit/in_device/logs.h"
@@ -10,8 +11,8 @@
 namespace kovo {
 namespace {
 
-int lines_in(const char* path) {
-  return count_of(read_file(path), "\n");
+std::ptrdiff_t lines_in(const std::string& text) {
+  return std::count(text.begin(), text.end(), '\n');
 }
 
 TEST(Log, RotatesAtThe20000thRecordOfAllThreads) {
@@ -23,11 +24,11 @@ TEST(Log, RotatesAtThe20000thRecordOfAllThreads) {
     });
   }
   for (std::thread& writer : writers) writer.join();
-  EXPECT_EQ(lines_in(kRotatedLogPath), 20000);
+  EXPECT_EQ(lines_in(read_file(kRotatedLogPath)), 20000);
   EXPECT_NE(access(kMainLogPath, F_OK), 0);
   log_main("first of the next\n");
   EXPECT_EQ(read_file(kMainLogPath), "first of the next\n");
-  EXPECT_EQ(count_of(testing::internal::GetCapturedStdout(), "\n"), 20001);
+  EXPECT_EQ(lines_in(testing::internal::GetCapturedStdout()), 20001);
 }
 
 TEST(Log, ALogThatCannotBeOpenedLosesOnlyItsRecords) {
@@ -42,10 +43,9 @@ TEST(Log, ALogThatCannotBeOpenedLosesOnlyItsRecords) {
   for (int n = 0; n < 9999; ++n) log_main("b\n");
   EXPECT_NE(access(kRotatedLogPath, F_OK), 0) << "lost records do not count, deleted ones do";
   log_main("b\n");
-  EXPECT_EQ(lines_in(kRotatedLogPath), 10000);
+  EXPECT_EQ(lines_in(read_file(kRotatedLogPath)), 10000);
   EXPECT_NE(access(kEventLog, F_OK), 0);
-  EXPECT_NE(testing::internal::GetCapturedStdout().find("  printed all the same\n"),
-            std::string::npos);
+  EXPECT_TRUE(contains(testing::internal::GetCapturedStdout(), "  printed all the same\n"));
 }
 
 }  // namespace

@@ -41,12 +41,4 @@ inline std::string pushed_events() {
   return names;
 }
 
-inline int count_of(const std::string& text, const std::string& part) {
-  int count = 0;
-  for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
-    ++count;
-  }
-  return count;
-}
-
 }  // namespace kovo

@@ -1,5 +1,5 @@
 // Pictures of the page for the documents: a file with two mistakes, and an event at its end.
-import { example, launch, messagesListed, open, replaceText, root } from "./browser.mjs";
+import { example, launch, messagesListed, open, replaceText, root } from "./tests/browser.mjs";
 
 const text = example("kovo.txt")
   .replace("PowerOnProtocol1=TCP", "PowerOnProtocol1=tcp")
