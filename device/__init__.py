@@ -16,6 +16,7 @@ from device.system import (
     send_udp,
     set_param,
     set_uptime,
+    step_lines,
     wait_until,
     write_file,
 )

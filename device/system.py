@@ -57,6 +57,12 @@ def write_file(path: str | Path, data: str | bytes) -> None:
     fresh.rename(path)
 
 
+def step_lines(event: str, index: int | str, data: bytes, **fields: str | int) -> str:
+    """Returns the lines of a definition file for a step; `fields` are Protocol, IP, Port, Delay."""
+    lines = [f"{event}{field}{index}={value}\n" for field, value in fields.items()]
+    return "".join(lines) + f"{event}Data{index}={data.hex().upper()}\n"
+
+
 def set_param(name: str, value: str) -> None:
     """Sets what the parameter tool `ipc` answers for a name."""
     lines = read_file(PARAMS).decode().splitlines(keepends=True)

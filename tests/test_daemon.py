@@ -34,12 +34,11 @@ def is_logged(path: str, part: str, times: int = 1, timeout: float = 20.0) -> bo
     return device.wait_until(lambda: log(path).count(part) >= times, timeout)
 
 
-def steps(event: str, count: int, protocol: str, port: int, digits: str) -> str:
+def steps(event: str, count: int, protocol: str, port: int, data: bytes) -> str:
     """Returns the definition lines of an event with `count` equal steps."""
+    fields = {"Protocol": protocol, "IP": "127.0.0.1", "Port": port}
     return f"{event}Count={count}\n" + "".join(
-        f"{event}Protocol{i}={protocol}\n{event}IP{i}=127.0.0.1\n"
-        f"{event}Port{i}={port}\n{event}Data{i}={digits}\n"
-        for i in range(count)
+        device.step_lines(event, index, data, **fields) for index in range(count)
     )
 
 
@@ -56,7 +55,7 @@ def settled_usage(daemon: device.Daemon) -> device.Usage:
 
 
 def test_exhausted_descriptors_only_delay(start: Start, tcp: Tcp) -> None:
-    device.write_file(DEFINITIONS, steps("A", 128, "TCP", tcp.port, "41"))
+    device.write_file(DEFINITIONS, steps("A", 128, "TCP", tcp.port, b"A"))
     daemon = start(limits={"nofile": 60})
     idle = connect(2700)
     device.send_tcp(2700, b"A\n")
@@ -75,8 +74,8 @@ def test_exhausted_descriptors_only_delay(start: Start, tcp: Tcp) -> None:
 def test_a_burst_fills_exactly_512_slots_and_nothing_is_left_over(
     start: Start, tcp: Tcp, udp: Udp
 ) -> None:
-    big = steps("Big", 128, "TCP", tcp.port, "42") + "BigXMLfield=big\n"
-    device.write_file(DEFINITIONS, big + steps("One", 1, "UDP", udp.port, "31"))
+    big = steps("Big", 128, "TCP", tcp.port, b"B") + "BigXMLfield=big\n"
+    device.write_file(DEFINITIONS, big + steps("One", 1, "UDP", udp.port, b"1"))
     daemon = start()
     before = settled_usage(daemon)
     device.send_tcp(2700, b"big\n" * 5)
@@ -102,8 +101,8 @@ def test_a_burst_fills_exactly_512_slots_and_nothing_is_left_over(
 
 @needs_plain_process
 def test_senders_that_cannot_start_give_their_slots_back(start: Start, tcp: Tcp, udp: Udp) -> None:
-    big = steps("Big", 128, "TCP", tcp.port, "42")
-    device.write_file(DEFINITIONS, big + steps("One", 1, "UDP", udp.port, "31"))
+    big = steps("Big", 128, "TCP", tcp.port, b"B")
+    device.write_file(DEFINITIONS, big + steps("One", 1, "UDP", udp.port, b"1"))
     daemon = start(environment={"MALLOC_ARENA_MAX": "1"})
     before = settled_usage(daemon)
     status = device.read_file(f"/proc/{daemon.pid}/status")

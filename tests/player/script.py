@@ -7,6 +7,8 @@ import re
 from dataclasses import dataclass, field
 from pathlib import Path
 
+import device
+
 RECORD_END = "\x1e"  # of an arrival among others of its receiver
 _LETTERS = {"n": "\n", "r": "\r", "t": "\t", "\\": "\\"}
 _LINE = re.compile(r" *([~?]?)([^ #]\S*|) ?((\S*) ?(.*))", re.ASCII)
@@ -63,11 +65,9 @@ def escape_record(record: str) -> str:
 def _step_lines(step: str) -> str:
     """Returns the definition lines of "EVENT INDEX PROTOCOL IP PORT DELAY PAYLOAD"; "-": none."""
     event, index, *values, payload = (step + " ").split(" ", 6)
-    lines = ""
-    for name, value in zip(("Protocol", "IP", "Port", "Delay"), values, strict=True):
-        lines += f"{event}{name}{index}={unescape(value)}\n" if value != "-" else ""
-    digits = unescape(payload[:-1]).encode("latin-1").hex().upper()
-    return f"{lines}{event}Data{index}={digits}\n"
+    fields = zip(("Protocol", "IP", "Port", "Delay"), values, strict=True)
+    given = {name: unescape(value) for name, value in fields if value != "-"}
+    return device.step_lines(event, index, unescape(payload[:-1]).encode("latin-1"), **given)
 
 
 def _read_line(number: int, source: str) -> Line:
