@@ -397,13 +397,6 @@ pageTest("a keystroke in a file of 2,000 lines is checked within 50 ms", async (
   assert.ok(took[Math.floor(took.length / 2)] < 50, `median of ${took.map(Math.round)} ms`);
 });
 
-test("the source page says that it is not the page", async () => {
-  const page = await browser.newPage();
-  await page.goto(`file://${root}tryout/page/kovotry.html`);
-  assert.match(await page.locator("body").innerText(), /source of the page.*build\/page\/kovotry.html/s);
-  assert.doesNotMatch(readFileSync(pageFile, "utf8"), /source of the page/);
-});
-
 test("the page cannot send anything", async () => {
   const { page, close } = await open(browser);
   const refused = await page.evaluate(async () => {

@@ -32,9 +32,10 @@ const examples = readdirSync(`${root}docs/examples`).map((name) => readFileSync(
 const odd = ["GäteCount=1", "DoorData0=\xFF\xFE", "\0Door=1", `${"x".repeat(2100)}=1`, `DoorData0=${"41".repeat(1100)}`,
   "DoorDelay0=99999999999", "DoorPort4294967296=1", "DoorData-1=5C6E", "DoorCount=-5", "DoorPort0=70000", "DoorIP0=300.1.1.1"];
 
-test("the page holds the WebAssembly that is tested here, and is small", () => {
+test("the page holds the WebAssembly that is tested here, is small, and is not taken for its source", () => {
   const page = readFileSync(pageFile);
   assert.ok(page.includes(gzipSync(readFileSync(wasmFile), { level: 9 }).toString("base64")));
+  assert.ok(!page.includes("source of the page") && readFileSync(`${root}tryout/page/kovotry.html`).includes("source of the page"));
   assert.ok(page.length <= 850_000, `${page.length} bytes`);
 });
 
