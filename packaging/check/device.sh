@@ -9,7 +9,7 @@ fail() {
 }
 
 # Runs the calling script again in namespaces of its own, which end with it, by root. What it does in
-# $work, a folder in memory, is gone then.
+# $work, a directory in memory, is gone then.
 enter_namespaces() {
   local as_root=()
   if [[ ${KOVO_NAMESPACES-} != "$0" ]]; then
@@ -33,7 +33,7 @@ wait_for() {
 
 has_line() { grep -aq -- "$2" "$1"; }
 
-# Everything that the device has besides the daemon. Its parameter tool goes to bin in the folder
+# Everything that the device has besides the daemon. Its parameter tool goes to bin in the directory
 # given, what its receivers hear to $heard/lamps, mixer and panel.
 start_device() {
   heard=$work/heard

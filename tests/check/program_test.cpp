@@ -9,7 +9,7 @@
 namespace kovo::check {
 namespace {
 
-/// Runs kovocheck in the folder of the examples, its arguments taken by bash. Returns its exit
+/// Runs kovocheck in the directory of the examples, its arguments taken by bash. Returns its exit
 /// status and what it prints, errors too.
 std::pair<int, std::string> run(const std::string& arguments) {
   setenv("ARGUMENTS", (KOVOCHECK " " + arguments).c_str(), 1);

@@ -1,4 +1,4 @@
-// Each rule speaks where it must and is silent where it may not.
+// Each rule reports the lines that it must and no others.
 #include "check/rules.h"
 
 #include <gtest/gtest.h>
@@ -95,7 +95,7 @@ std::size_t mend_all(const std::string& text) {
   return mends;
 }
 
-TEST(Rules, SpeakAtTheBadLineUntilItIsMendedAndAreSilentAtTheGoodOne) {
+TEST(Rules, ReportTheBadLineUntilItIsFixedAndNotTheGoodOne) {
   std::bitset<kRuleCount> met;
   std::size_t mends = mend_all(read_example("faulty.txt"));
   for (const RuleCase& c : kCases) {
@@ -113,7 +113,7 @@ TEST(Rules, SpeakAtTheBadLineUntilItIsMendedAndAreSilentAtTheGoodOne) {
   EXPECT_GE(mends, 20U);
 }
 
-TEST(Rules, KnowTheDaemonAndItsDevice) {
+TEST(Rules, AgreeWithTheDaemonAndItsDevice) {
   const std::string event = std::regex_replace(good_event(""), std::regex("\n"), "\r\n");
   const Findings ends = found_in("\xEF\xBB\xBF" + event);
   EXPECT_EQ(ends.size(), 2U) << said(ends);
@@ -138,7 +138,7 @@ TEST(Rules, KnowTheDaemonAndItsDevice) {
   EXPECT_EQ(found_in(text, Rule::kPayload, options).size(), 1U) << "it is too long";
 }
 
-TEST(Timing, GrowsWithTheLinesAlone) {
+TEST(Rules, TakeTimeInProportionToTheLines) {
   const auto seconds_for = [](int events) {
     std::string text;
     for (int n = 0; n < events; ++n) {

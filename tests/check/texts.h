@@ -25,7 +25,7 @@ inline std::string good_event(const std::string& lines) {
   return text.substr(1) + "\n";
 }
 
-/// What all rules find, or one of them alone.
+/// What all rules find, or only one of them.
 inline Findings found_in(const std::string& text, std::optional<Rule> only = {},
                          CheckOptions options = {}) {
   if (only) options.disabled.set().reset(static_cast<std::size_t>(*only));

@@ -51,7 +51,7 @@ class Player:
         self.channels["out"] = Channel(self._read_terminal, "\n")
         self.looked_ns = self.compared_ns = time.time_ns()
         self.owed = self.unfinished = ""  # see channels.log_records
-        self.told = 0.0  # when the first action since the latest comparison began
+        self.begun = 0.0  # when the first action since the latest comparison began
         self.took = 0.0  # seconds from then on until all had come
 
     def fail(self, text: str) -> None:
@@ -138,7 +138,7 @@ class Player:
             channel.compared = channel.text
         self.compared_ns = self.looked_ns
         self.owed = self.unfinished
-        self.told = 0.0
+        self.begun = 0.0
 
     def content_of(self, path: str) -> str:
         """Returns the bytes of a file, with PID for the daemon's."""
@@ -160,7 +160,7 @@ class Player:
 
     def act(self, line: Line) -> None:
         """Does what a line at the margin says."""
-        self.told = self.told or time.monotonic()
+        self.begun = self.begun or time.monotonic()
         if line.verb:
             self._call("_do_", line)
 
@@ -292,7 +292,7 @@ class Player:
         device.wait_until(is_decided, LIMIT_S)
         if differences:
             self.fail("missing (-), instead (+):\n  " + "\n  ".join(differences))
-        self.took = time.monotonic() - self.told
+        self.took = time.monotonic() - self.begun
 
     def _expect_file(self, line: Line) -> None:
         if not device.wait_until(lambda: self.content_of(line.name) == line.text, LIMIT_S):

@@ -1,4 +1,4 @@
-// The files that the routines under test write, each test alone in a simulated device.
+// The files that the routines under test write, each test in a simulated device of its own.
 #pragma once
 
 #include <cstdio>
@@ -30,7 +30,7 @@ inline std::string event_log() {
   return plain(read_file(kEventLog));
 }
 
-/// Returns the events pushed since the last call, each with a blank behind it.
+/// Returns the events pushed since the last call, each followed by a blank.
 inline std::string pushed_events() {
   const std::string log = event_log();
   std::string names;

@@ -8,21 +8,21 @@ import { gzipSync } from "node:zlib";
 import { pageFile, root } from "./browser.mjs";
 import { startCore, wasmFile } from "./core.mjs";
 
-const folder = mkdtempSync(`${tmpdir()}/kovotry-`);
-after(() => rmSync(folder, { recursive: true }));
+const directory = mkdtempSync(`${tmpdir()}/kovotry-`);
+after(() => rmSync(directory, { recursive: true }));
 
 function checked(definition, product, status) {
-  writeFileSync(`${folder}/kovo.txt`, definition);
+  writeFileSync(`${directory}/kovo.txt`, definition);
   const options = ["--format=json"];
   if (product !== "") options.push("--product", product);
   if (status !== null) {
-    writeFileSync(`${folder}/status.txt`, status);
+    writeFileSync(`${directory}/status.txt`, status);
     options.push("--status", "status.txt");
   }
   const { stdout, status: exit } = spawnSync(
     `${root}build/release/check/kovocheck`,
     [...options, "kovo.txt"],
-    { cwd: folder, maxBuffer: 64 << 20 },
+    { cwd: directory, maxBuffer: 64 << 20 },
   );
   assert.ok(exit === 0 || exit === 1, `exit status ${exit}`);
   return stdout.toString().trimEnd();

@@ -1,4 +1,4 @@
-// What the fuzz targets have in the place of the device: nothing is sent, written, read or started.
+// Stubs of the device for the fuzz targets: nothing is sent, written, read or started.
 // Whoever defines all routines of a unit keeps the library's own unit out of the link.
 #include <cstring>
 
