@@ -5,6 +5,7 @@ import re
 import resource
 import select
 import socket
+import subprocess
 import time
 from collections.abc import Callable
 
@@ -158,6 +159,7 @@ def test_a_terminal_that_nobody_reads_holds_up_nothing(start: Start) -> None:
     start(stdout=terminal)  # its shell commands print on the full terminal as well
     device.send_tcp(2700, b"still=there\n")
     assert is_logged(EVENT_LOG, "push event: still\n")
+    subprocess.run(["timeout", "0.3", "yes"], stdout=terminal)  # not a byte of room is left
     begin = time.monotonic()
     assert device.Daemon(stdout=terminal).wait_exit() == 1, "its port is taken"
     assert 0.9 < time.monotonic() - begin < 5, "the terminal delays its end by a second"
