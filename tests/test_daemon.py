@@ -50,7 +50,7 @@ def connect(port: int) -> socket.socket:
 
 
 def settled_usage(daemon: device.Daemon) -> device.Usage:
-    """Returns what it uses after its first passes, which keep their marker file open for a while."""
+    """Returns what it uses after its first passes, which keep their marker file open."""
     time.sleep(1)
     return daemon.usage()
 
@@ -123,7 +123,7 @@ def test_senders_that_cannot_start_give_their_slots_back(start: Start, tcp: Tcp,
 
 @pytest.mark.serial
 @needs_plain_process
-def test_large_files_need_little_memory_and_an_idle_daemon_is_small_and_quiet(start: Start) -> None:
+def test_large_files_need_little_memory_and_an_idle_daemon_is_small(start: Start) -> None:
     daemon = start()
     kinds = "=\n", "{0}Count=1\n", "{0}Count=1\n{0}IP0=\n", "{0}Count=128\n{0}IP127=\n"
     for lines in kinds:

@@ -1,5 +1,6 @@
 """Plays each scenario; docs/scenarios.md describes them."""
 
+from collections.abc import Iterator
 from pathlib import Path
 
 import pytest
@@ -7,21 +8,16 @@ import pytest
 from tests.conftest import IS_EMULATED
 from tests.player.player import Failure, Player
 
-# The checker is not built for an emulated device.
-SCENARIOS = [
-    path
-    for path in sorted((Path(__file__).parent / "scenarios").glob("*.txt"))
-    if not (IS_EMULATED and path.stem.startswith("timeline_"))
-]
 
+def parameters() -> Iterator:
+    """Returns the scenarios; one with the line "serial" runs while no other test does.
 
-def parameters() -> list:
-    """Returns the scenarios; one with the line "serial" runs while no other test does."""
-    serial = [path for path in SCENARIOS if b"\nserial\n" in path.read_bytes()]
-    return [
-        pytest.param(path, id=path.stem, marks=[pytest.mark.serial] if path in serial else [])
-        for path in SCENARIOS
-    ]
+    The checker, which prints timelines, is not built for an emulated device.
+    """
+    for path in sorted((Path(__file__).parent / "scenarios").glob("*.txt")):
+        is_serial = b"\nserial\n" in path.read_bytes()
+        if not (IS_EMULATED and path.stem.startswith("timeline_")):
+            yield pytest.param(path, id=path.stem, marks=[pytest.mark.serial] * is_serial)
 
 
 @pytest.mark.parametrize("path", parameters())
