@@ -134,7 +134,7 @@ def test_large_files_need_little_memory_and_an_idle_daemon_is_small(start: Start
             device.write_file(DEFINITIONS, text)
             assert is_logged(MAIN_LOG, "event txt: OK", read + 1)
     status = device.read_file(f"/proc/{daemon.pid}/status")
-    assert int(status.split(b"VmHWM:")[1].split()[0]) < 26 << 10, "the old file, the new one, the rest"
+    assert int(status.split(b"VmHWM:")[1].split()[0]) < 26 << 10, "two files and the rest"
     device.write_file(DEFINITIONS, "BCount=1\n")
     assert device.wait_until(lambda: device.read_file(EVENT_LIST).startswith(b"B"))
     before = settled_usage(daemon)
