@@ -3,7 +3,7 @@
 #include <cstring>
 #include <set>
 
-#include "control/command_language.h"
+#include "control/change_worker.h"
 #include "control/status_intake.h"
 #include "definitions/settings.h"
 #include "engine/event_queue.h"

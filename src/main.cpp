@@ -12,13 +12,14 @@
 #include <initializer_list>
 #include <optional>
 
-#include "control/command_language.h"
+#include "control/change_worker.h"
 #include "control/command_server.h"
 #include "control/status_intake.h"
 #include "definitions/event_list.h"
 #include "definitions/settings.h"
 #include "definitions/status_vars.h"
 #include "engine/event_queue.h"
+#include "engine/queue_worker.h"
 #include "frame/files.h"
 #include "frame/globals.h"
 #include "frame/host.h"

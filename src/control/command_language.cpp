@@ -1,16 +1,12 @@
 #include "control/command_language.h"
 
 #include <algorithm>
-#include <optional>
 
-#include "definitions/templates.h"
 #include "engine/event_queue.h"
 #include "engine/senders.h"
 #include "frame/globals.h"
-#include "frame/host.h"
 #include "frame/log.h"
 #include "frame/text.h"
-#include "frame/worker.h"
 #include "variables/central_state.h"
 #include "variables/change_processing.h"
 #include "variables/change_values.h"
@@ -20,7 +16,6 @@ namespace kovo {
 namespace {
 
 constexpr char kRoutine[] = "handle_lm_event";
-constexpr int kIdleMs = 200;
 
 constexpr char kHelp[] =
     "_LM_VAR_HELP=e_param_set::key::value;help_udp::ip::port;help_tcp::ip::port;"
@@ -148,8 +143,9 @@ constexpr Command kCommands[] = {
     {"e_param_set", run_param_set},
 };
 
-/// False when no command has the message's word, or the command refused it.
-bool run_command(const Target& target, const Message& message) {
+}  // namespace
+
+bool run_command(CentralState& state, VariableRegistry& registry, const Message& message) {
   if (starts_with_nocase(message.command, "help_")) {
     const bool by_udp = contains(lower_ascii(message.command), "udp");
     send_by(by_udp ? Transport::kUdp : Transport::kTcp, message.arg1, to_int32(message.arg2),
@@ -158,12 +154,10 @@ bool run_command(const Target& target, const Message& message) {
   }
   for (const Command& command : kCommands) {
     if (!equals_nocase(command.name, message.command)) continue;
-    return command.run(target, command, message);
+    return command.run({state, registry}, command, message);
   }
   return false;
 }
-
-}  // namespace
 
 std::string renew_lines(const VariableRegistry& registry, std::size_t& next) {
   std::string lines;
@@ -174,31 +168,6 @@ std::string renew_lines(const VariableRegistry& registry, std::size_t& next) {
     lines += notification_line(variable.name, variable.value);
   }
   return lines;
-}
-
-void handle_message(CentralState& state, VariableRegistry& registry, std::string_view text) {
-  const std::string copy(strip_newline(cut_text(text, kMaxMessage)));
-  if (debug_target_on >= kMirrorChanges && starts_with_nocase(copy, "e_param_set")) {
-    send_debug_line(kMirrorChanges, "API Cmd: %s", percent_decode(copy.c_str()).c_str());
-  }
-  const Message message = split_message(copy);
-  if (message.splitting == Splitting::kNoCommand) return;
-  if (message.splitting == Splitting::kOk && run_command({state, registry}, message)) return;
-  LOG_MAIN(kRoutine, "Error cmd=%s\n", message.command.c_str());
-}
-
-void* handle_lm_event(void* argument) {
-  CentralState& state = *static_cast<CentralState*>(argument);
-  while (true) {
-    if (state.ready != 0) {
-      catch_and_log(kRoutine, [&] {
-        while (const std::optional<std::string> text = state.lm_queue.pop()) {
-          handle_message(state, *variable_registry, *text);
-        }
-      });
-    }
-    sleep_ms(kIdleMs);
-  }
 }
 
 }  // namespace kovo

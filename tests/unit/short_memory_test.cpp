@@ -8,8 +8,8 @@
 #include <regex>
 
 #include "definitions/event_compiler.h"
-#include "engine/event_execution.h"
 #include "engine/event_queue.h"
+#include "engine/queue_worker.h"
 #include "frame/host.h"
 #include "variables/central_state.h"
 #include "variables/variable_store.h"
