@@ -1,3 +1,7 @@
+// The two receivers of port 2727 and the status worker append to lm_queue; this thread is the only
+// one that takes from it, so that variable changes and commands are processed in one order. It
+// sends notifications and replies itself: a slow client delays the messages after it, not the
+// receivers. Invariant: a message is processed to its end before the next is taken.
 #include "control/change_worker.h"
 
 #include <optional>

@@ -1,3 +1,8 @@
+// One table row for each command word; a row names the function that runs it and the transport of
+// its replies. The functions check their own arguments, since each command requires others, and
+// return false to refuse them; the worker logs that. There is no session: a reply is sent to the
+// address in the command, once, and its failure changes nothing. Invariant: commands run one at a
+// time in the order of arrival, so that a get after a set returns the new value.
 #include "control/command_language.h"
 
 #include <algorithm>
@@ -30,7 +35,7 @@ struct Target {
   VariableRegistry& registry;
 };
 
-/// A command word. `run` returns false when the command is refused.
+/// A command word. `run` returns false to refuse the arguments.
 struct Command {
   const char* name;
   bool (*run)(const Target& target, const Command& command, const Message& message);
@@ -65,7 +70,7 @@ bool run_renew(const Target& target, const Command& command, const Message& mess
   return true;
 }
 
-/// The port of a client command; 0 when the command names no usable client.
+/// Returns the port of a client command, 0 when its address or port is invalid.
 int client_port(const Message& message) {
   const int port = to_int32(message.arg2);
   return port > 0 && message.arg1.size() >= kMinAddress ? port : 0;
@@ -99,14 +104,14 @@ bool run_client_list(const Target& target, const Command& command, const Message
     send_by(command.transport, message.arg1, port, client_list_text(clients));
   }
   LOG_MAIN(kRoutine, "%s %s:%d\n", message.command.c_str(), message.arg1.c_str(), port);
-  // The newline of the UDP form has always had a blank after it.
+  // Clients rely on the blank after the newline of the UDP form.
   const char* end = command.transport == Transport::kUdp ? "\n " : "\n";
   send_by(command.transport, message.arg1, port,
           "_CLIENT_LIST_NUM=" + std::to_string(clients.size()) + end);
   return true;
 }
 
-/// Switches the mirror; a target without port or address switches it off.
+/// Sets the mirror's level and target. Without an address or a port, switches it off.
 template <std::int32_t kLevel>
 bool run_debug(const Target&, const Command& command, const Message& message) {
   const int port = to_int32(message.arg2);
@@ -123,7 +128,6 @@ bool run_param_set(const Target& target, const Command&, const Message& message)
   return true;
 }
 
-// Compared with a message's word in this order.
 constexpr Command kCommands[] = {
     {"get_udp", run_get, Transport::kUdp},
     {"set", run_set},

@@ -21,7 +21,7 @@ void on_read_error(const char* text) {
 }
 
 constexpr TcpService kService = {
-    "handle_tcp_event",      kCommandPort, kMaxMessage,   Announce::kOnceBound,
+    "handle_tcp_event",      kCommandPort, kMaxMessage,   Announce::kAfterBind,
     PortInUse::kEndsProcess, on_message,   on_read_error,
 };
 static_assert(kService.max_read <= kMaxTcpRead);

@@ -1,3 +1,9 @@
+// A status line says that a program has set something, mostly before the variable itself changes on
+// port 2727. So a line raises no event, except for the playback selection and the settings, which
+// have no variable: it restarts the hold-off time of its rows, and its name goes to lm_queue, where
+// a text without a colon is ignored. Settings are applied by the receiver, not by the worker, which
+// takes only four lines a second. Invariant: every line restarts the time of its rows, also a
+// skipped one, and mapping_lock is never held for a set or a push.
 #include "control/status_intake.h"
 
 #include <optional>
@@ -40,13 +46,13 @@ void on_receive_error(int error) {
 
 constexpr UdpService kService = {"handle_udp_vep_api", kStatusPort, on_datagram, on_receive_error};
 
-/// A row that a line counts for.
+/// A row for which a line counts.
 struct CountingRow {
   std::string event;
   std::int64_t since_last;  // seconds since it last counted
 };
 
-/// Counts every row whose setting word is a prefix of the name: its hold-off time starts again.
+/// Returns the rows whose setting word is a prefix of the name, and restarts their hold-off time.
 std::vector<CountingRow> count_rows(CentralState& state, std::string_view name, std::int64_t now) {
   std::vector<CountingRow> rows;
   const MutexLock held(state.mapping_lock);
@@ -70,7 +76,7 @@ void handle_counting_row(CentralState& state, const CountingRow& row) {
     return;
   }
   LOG_MAIN(kRoutine, "get vep_api event %s\n", event);
-  // The status line's own value is not passed on, so that the settings refuse this one.
+  // The value of the status line is not passed on: the setting refuses the empty one.
   if (names_setting(row.event) && apply_setting_line(state, row.event + "=") != kSettingChanged) {
     return;
   }
@@ -86,7 +92,7 @@ void handle_playback(CentralState& state, const std::string& name, std::int64_t 
     old = row->last_value;
   }
   for (const char* event : playback_triggers(old, name)) {
-    // The line of localPlay has no end of its own.
+    // Only the record of localPlay has no newline.
     const bool ends_line = std::string_view(event) != "localPlay";
     LOG_MAIN(kRoutine, "push event %s%s", event, ends_line ? "\n" : "");
     push_event(event);

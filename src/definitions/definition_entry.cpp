@@ -1,3 +1,7 @@
+// A file of many short lines would take fifty times its size as records, so the entries are kept as
+// one text and split again at each access. Keys are split by searching for a field word, not by the
+// names of known events: nothing is validated, and a key that makes no sense is an entry of no use.
+// Invariant: definitions_raw returns the lines with an "=" as they were read.
 #include "definitions/definition_entry.h"
 
 #include <algorithm>
@@ -7,7 +11,7 @@
 namespace kovo {
 namespace {
 
-// Tried in this order: an event name that holds an earlier word is cut there.
+// In the order in which they are tried.
 constexpr std::string_view kFieldWords[] = {"Count", "XMLfield", "Protocol", "Delay",
                                             "IP",    "Port",     "Data"};
 

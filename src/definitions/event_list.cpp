@@ -1,3 +1,9 @@
+// A definition file is read whole and compiled whole: there are no incremental updates, and a file
+// that cannot be read changes nothing. The entries have no lock, since only one thread uses each of
+// the two sets; the compiled lists are shared and replaced under state_lock, their files written
+// under it too, so that a list file always shows the list in use. Looking up copies the event,
+// because the list may be replaced while the event waits in the queue. Invariant: an event in the
+// queue never refers to a list.
 #include "definitions/event_list.h"
 
 #include <sys/stat.h>
@@ -18,7 +24,7 @@
 namespace kovo {
 namespace {
 
-constexpr std::size_t kPieceSize = 65536;  // of the list file, which may be far larger
+constexpr std::size_t kPieceSize = 65536;  // the list file may be far larger than memory allows
 
 void print_decoded(std::string_view text, const std::string& bytes) {
   LOG_DEBUG("s_hex_to_ascii", "%s to ret=%s\n", std::string(text).c_str(), bytes.c_str());
@@ -29,20 +35,24 @@ void print_offset(std::int32_t step, std::int64_t delay_from_exec_ns) {
             static_cast<long long>(delay_from_exec_ns));
 }
 
-constexpr DefinitionTrace kDebugTrace = {print_decoded, print_offset};
+/// Returns what prints, with -d, decoded payloads and compiled steps; null without -d.
+const DefinitionTrace* debug_trace() {
+  static constexpr DefinitionTrace kTrace = {print_decoded, print_offset};
+  return debug != 0 ? &kTrace : nullptr;
+}
 
-/// Opens the file, which is created with the defaults if it does not exist.
+/// Opens the file. Creates it with the defaults if it does not exist.
 File open_definitions(const char* path, bool events_enabled) {
   File file = open_for_reading(path);
   if (file != nullptr) return file;
-  const bool missing = errno == ENOENT;  // an existing file stays, also without a free descriptor
+  const bool missing = errno == ENOENT;  // not when descriptors have run out
   log_main("[%s;%d] Error: not found: %s, writ default\n", "renew_kovo_txt", __LINE__, path);
   if (missing) create_file(path, default_definitions(events_enabled));
   return open_for_reading(path);
 }
 
-/// Reads the text of a file. False with errno set when it cannot be read to its end or is too
-/// large, also when it grows meanwhile.
+/// Reads the text of a file. Returns false with errno set when it cannot be read to its end or is
+/// too large, also when it grows meanwhile.
 bool read_text(std::FILE* file, std::string& text) {
   struct stat info {};
   errno = 0;
@@ -58,7 +68,15 @@ bool read_text(std::FILE* file, std::string& text) {
   return fits && std::ferror(file) == 0;
 }
 
-/// A copy that cannot be written is skipped; the others are still written.
+void write_definitions_raw(const DefinitionEntries& entries, const char* path) {
+  write_file(path, definitions_raw(entries));
+}
+
+void write_definitions_ascii(const DefinitionEntries& entries, const char* path) {
+  write_file(path, definitions_ascii(entries, debug_trace()));
+}
+
+/// Writes the derived copies. One that cannot be written keeps no other from being written.
 void write_copies(const CentralState& state, int test) {
   if (test == 0) {
     LOG_DEBUG("renew_kovo_txt", "save /tmp/kovo_asc.txt /tmp/kovo_hex.txt\n");
@@ -79,6 +97,19 @@ EventDefinition copy_event(const CentralState& state, std::string_view name, int
   return found == nullptr ? EventDefinition() : whole_event(*found, found->step_count);
 }
 
+/// Writes an event a line, in pieces.
+void write_event_list_file(const CompiledEvents& list, const char* path) {
+  std::string piece;
+  if (!write_file(path, "")) return;
+  for (const CountLine& line : list.lines) {
+    piece += event_line(list.events[line.event], line.step_count);
+    if (piece.size() < kPieceSize) continue;
+    if (!append_file(path, piece)) return;
+    piece.clear();
+  }
+  append_file(path, piece);
+}
+
 void rebuild_list(CentralState& state, int test) {
   CompiledEvents old;  // freed after the lock is released
   const MutexLock held(state.state_lock);
@@ -93,10 +124,6 @@ void rebuild_list(CentralState& state, int test) {
 }
 
 }  // namespace
-
-const DefinitionTrace* debug_trace() {
-  return debug != 0 ? &kDebugTrace : nullptr;
-}
 
 int renew_kovo_txt(CentralState& state, int test) {
   renew_enable_event(state);
@@ -114,30 +141,10 @@ int renew_kovo_txt(CentralState& state, int test) {
   return 0;
 }
 
-int write_definitions_raw(const DefinitionEntries& entries, const std::string& path) {
-  return write_file(path, definitions_raw(entries)) ? 0 : -1;
-}
-
-int write_definitions_ascii(const DefinitionEntries& entries, const std::string& path) {
-  return write_file(path, definitions_ascii(entries, debug_trace())) ? 0 : -1;
-}
-
 int rebuild_kovo_event_list(CentralState& state, int test) {
   rebuild_list(state, test);
   give_back_memory();
   return 0;
-}
-
-int write_event_list_file(const CompiledEvents& list, const std::string& path) {
-  if (!write_file(path, "")) return -1;
-  std::string piece;
-  for (const CountLine& line : list.lines) {
-    piece += event_line(list.events[line.event], line.step_count);
-    if (piece.size() < kPieceSize) continue;
-    if (!append_file(path, piece)) return -1;
-    piece.clear();
-  }
-  return append_file(path, piece) ? 0 : -1;
 }
 
 EventDefinition lookup_event(CentralState& state, std::string_view name, int test) {

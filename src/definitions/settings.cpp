@@ -1,3 +1,9 @@
+// A setting is compared and stored, then its event is pushed, then the file is written, in this
+// order and without holding settings_lock for the push, which may take seconds. The file is written
+// from the current values and not from the change, so that of two changes at once the later write
+// has both. A failed write is not retried by itself: `settings_dirty` stays, and the next line that
+// is not refused writes the file. Invariant: while `settings_dirty` is false, the file has the
+// values in memory, each up to its first newline, so that no value can add a setting to the file.
 #include "definitions/settings.h"
 
 #include <algorithm>
@@ -17,7 +23,7 @@ std::pair<std::string, std::string>* find_setting(Settings& settings, std::strin
   return found == settings.end() ? nullptr : &*found;
 }
 
-/// Compares and stores under one lock, so that of two equal changes at once only one counts.
+/// Compares and stores under one lock, so that only one of two equal changes at once is a change.
 SettingResult store_setting(CentralState& state, const std::string& key, std::string_view value) {
   const MutexLock held(state.settings_lock);
   auto* const setting = find_setting(state.settings, key);
@@ -37,6 +43,30 @@ SettingResult store_setting(CentralState& state, const std::string& key, std::st
 bool is_dirty(const CentralState& state) {
   const MutexLock held(state.settings_lock);
   return state.settings_dirty;
+}
+
+/// Sets the values of known keys from the settings file, if there is one.
+void load_settings_file(CentralState& state) {
+  const File file = open_for_reading(kSettingsPath);
+  if (file == nullptr) return;
+  const MutexLock held(state.settings_lock);
+  LineBuffer buffer;
+  std::string_view line;
+  while (read_line(file.get(), buffer, line)) {
+    const KeyValue pair = split_key_value(until_newline(line));
+    auto* const setting = find_setting(state.settings, pair.key);
+    if (pair.found && setting != nullptr) setting->second = pair.value;
+  }
+}
+
+/// Replaces the settings file, a line a setting.
+void write_settings_file(CentralState& state) {
+  const MutexLock held(state.settings_lock);
+  std::string text;
+  for (const auto& [key, value] : state.settings) {
+    text.append(key).append("=").append(until_newline(value)).append("\n");
+  }
+  if (replace_file(kSettingsPath, text)) state.settings_dirty = false;
 }
 
 }  // namespace
@@ -59,20 +89,7 @@ int init_settings(CentralState& state) {
     state.settings.clear();
     for (const char* name : kSettingNames) state.settings.emplace_back(name, "");
   }
-  return load_settings_file(state);
-}
-
-int load_settings_file(CentralState& state) {
-  const File file = open_for_reading(kSettingsPath);
-  if (file == nullptr) return 0;
-  const MutexLock held(state.settings_lock);
-  LineBuffer buffer;
-  std::string_view line;
-  while (read_line(file.get(), buffer, line)) {
-    const KeyValue pair = split_key_value(until_newline(line));
-    auto* const setting = find_setting(state.settings, pair.key);
-    if (pair.found && setting != nullptr) setting->second = pair.value;
-  }
+  load_settings_file(state);
   return 0;
 }
 
@@ -93,18 +110,6 @@ SettingResult kovo_config_set(CentralState& state, std::string_view key, std::st
   if (result == kSettingChanged) push_event(name);
   if (result != kSettingRefused && is_dirty(state)) write_settings_file(state);
   return result;
-}
-
-int write_settings_file(CentralState& state) {
-  const MutexLock held(state.settings_lock);
-  if (state.settings.empty()) return -1;
-  std::string text;
-  for (const auto& [key, value] : state.settings) {
-    text.append(key).append("=").append(until_newline(value)).append("\n");
-  }
-  if (!replace_file(kSettingsPath, text)) return -2;
-  state.settings_dirty = false;
-  return 0;
 }
 
 }  // namespace kovo

@@ -28,6 +28,12 @@ StatusVars query_status() {
   return vars;
 }
 
+void write_status_vars_file(const StatusVars& vars, const char* path) {
+  std::string text;
+  for (const auto& [key, value] : vars) text.append(key).append("=").append(value).append("\n");
+  write_file(path, text);
+}
+
 }  // namespace
 
 int renew_macro_var(CentralState& state) {
@@ -38,12 +44,6 @@ int renew_macro_var(CentralState& state) {
   LOG_DEBUG("renew_macro_var", "save /tmp/kovo_var.txt\n");
   write_status_vars_file(state.status_vars, "/tmp/kovo_var.txt");
   return count;
-}
-
-int write_status_vars_file(const StatusVars& vars, const std::string& path) {
-  std::string text;
-  for (const auto& [key, value] : vars) text.append(key).append("=").append(value).append("\n");
-  return write_file(path, text) ? 0 : -1;
 }
 
 TemplateValues template_values(const CentralState& state) {

@@ -1,3 +1,9 @@
+// Each pass handles the received texts, which push events, and then scans `pending` and runs what
+// is due. A scan only logs and starts senders: waiting for a step's delay and sending are left to
+// the sender threads, so that no receiver can delay another event. A pass stops handling texts
+// after one that took long: with a silent status service, a text a second would keep due events
+// waiting for ever. Nothing is retried: a step without a free slot is lost. Invariant: an event is
+// marked executed before its first step, so that none runs twice when memory runs out midway.
 #include "engine/queue_worker.h"
 
 #include <optional>
@@ -16,7 +22,7 @@ namespace kovo {
 namespace {
 
 constexpr int kScanPeriodMs = 250;
-constexpr std::int64_t kSlowTextNs = 250'000'000;
+constexpr std::int64_t kSlowTextNs = 250'000'000;  // the pass stops after a slower text
 constexpr char kEnableKey[] = "__SET__:network.kovo.enable";
 
 int handle_tcp_command(EventQueue& queue, CentralState& state, std::string_view key,
@@ -53,8 +59,6 @@ void handle_tcp_line(EventQueue& queue, CentralState& state, std::string_view li
   push_event_back(queue, state, key, 0);
 }
 
-/// Handles the received texts, the oldest first. Stops after one that took long: while the status
-/// service is silent, a text a second would otherwise keep due events from ever being executed.
 void handle_tcp_lines(EventQueue& queue, CentralState& state) {
   std::int64_t took_ns = 0;
   while (took_ns <= kSlowTextNs) {
@@ -91,7 +95,7 @@ void run_step(EventQueue& queue, const CentralState& state, const EventDefinitio
   }
 }
 
-/// Runs a due event. Returns false when it was dropped: "PowerOn" runs once per boot.
+/// Runs a due event. Returns false when it is dropped: "PowerOn" runs once per boot.
 bool run_event(EventQueue& queue, CentralState& state, EventDefinition& event, std::int64_t now) {
   const bool power_on = equals_nocase(event.trigger, "PowerOn");
   if (power_on && state.power_on_done == 1) {
@@ -105,7 +109,7 @@ bool run_event(EventQueue& queue, CentralState& state, EventDefinition& event, s
             static_cast<long long>(event.due_at / 1'000'000),
             static_cast<int>(event.commands.size()), event.test);
   if (power_on) state.power_on_done = 1;
-  event.status = kExecuted;  // not run again when memory runs out at one of its steps
+  event.status = kExecuted;
   for (const SubCommand& step : event.commands) run_step(queue, state, event, step);
   return true;
 }

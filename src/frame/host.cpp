@@ -20,8 +20,8 @@
 
 namespace kovo {
 
-// The system's own calls, not the C++ library's clocks: on 32-bit targets that library may have
-// been built with seconds that end in 2038.
+// This file uses the system's calls and not the C++ library's clocks: on 32-bit targets that
+// library may have been built with times that end in 2038.
 static_assert(sizeof(std::time_t) == 8 && sizeof(off_t) == 8, "64-bit time and file offsets");
 
 int renew_network_info(std::string& ip_addr, std::string& iface_name) {
@@ -46,7 +46,7 @@ int renew_network_info(std::string& ip_addr, std::string& iface_name) {
 }
 
 namespace {
-Mutex zone_lock;  // the time zone is one for the process: one thread at a time renews and uses it
+Mutex zone_lock;  // tzset changes the time zone of the whole process
 }  // namespace
 
 LocalTime local_time() {
@@ -54,7 +54,7 @@ LocalTime local_time() {
   LocalTime result{};
   const auto seconds = static_cast<std::time_t>(now / 1'000'000);
   const MutexLock held(zone_lock);
-  tzset();  // a time zone changed meanwhile counts from here on
+  tzset();  // follows a change of the time zone
   localtime_r(&seconds, &result.fields);
   result.milliseconds = static_cast<int>(now % 1'000'000 / 1000);
   return result;

@@ -37,7 +37,7 @@ void write_main(const std::string& text) {
   main_log_records = 0;
 }
 
-/// The time stamp ends in a blank and another one follows it: event lines have two.
+/// Writes two blanks after the time: the time stamp ends with one.
 void write_event(const std::string& text, bool echo) {
   const MutexLock held(log_lock);
   char stamp[kTimestampSize];
@@ -46,8 +46,8 @@ void write_event(const std::string& text, bool echo) {
   if (echo) print_text(record);
 }
 
-/// Formats a record, with "[routine:line] " before it unless `routine` is null, and writes it. A
-/// record for which memory is out is lost.
+/// Formats a record, with "[routine:line] " before it unless `routine` is null, and writes it. When
+/// memory is out, the record is lost.
 [[gnu::format(printf, 4, 0)]] void write_record(void (*write)(const std::string&),
                                                 const char* routine, int line, const char* format,
                                                 std::va_list args) noexcept {

@@ -1,3 +1,9 @@
+// The loop polls the modification times of three files instead of using inotify: the files may be
+// replaced by a rename, reached through links, or missing, and a change has 250 ms to be noticed. A
+// time that differs in either direction is a change, as files are also restored with older times.
+// The loop does not compare contents, and does not retry a file that could not be read: its next
+// change will be noticed. Invariant: the remembered time is taken before the file is read, so that
+// a write during the reading is a new change.
 #include "frame/supervision.h"
 
 #include <sys/stat.h>
@@ -36,7 +42,7 @@ void refresh_uptime(Supervision& memory) {
   memory.last_second = now;
 }
 
-/// Logs only when the clock moved on since refresh_uptime.
+/// Logs the uptime of the power-on period, only if a new second has begun since refresh_uptime.
 void report_power_on_period(Supervision& memory) {
   const std::int64_t now = now_s();
   if (hdmi_plug_enabled != 0 || now == memory.last_second) return;
@@ -52,12 +58,11 @@ FileTime file_time(const char* path) {
   return {{info.st_mtim.tv_sec, info.st_mtim.tv_nsec}};
 }
 
-/// Remembers the time before reading, so that the next pass sees a write that goes on meanwhile.
 void watch_definition_file(CentralState& state, Supervision& memory) {
   const FileTime now = file_time(definition_path);
   const bool first = !memory.definition_time;
   if (!first && !time_changed(now, memory.definition_time)) return;
-  // A file that is missing at the first pass has changed when it appears.
+  // A file that is missing at the first pass is a changed file when it appears.
   memory.definition_time = now.value_or(std::pair{0, 0L});
   if (!first) load_definitions(state);
 }
@@ -73,7 +78,7 @@ void watch_sync_marker(Supervision& memory) {
 void watch_snapshot(CentralState& state, Supervision& memory) {
   const FileTime now = file_time(kSnapshotPath);
   if (time_changed(now, memory.snapshot_time)) {
-    if (!memory.snapshot_time) {  // loaded when first seen, twice: its writer may have been at it
+    if (!memory.snapshot_time) {  // loaded twice: it may still be being written
       lm_load_snapshot(*variable_registry, state);
       sleep_ms(kSecondMs);
       lm_load_snapshot(*variable_registry, state);

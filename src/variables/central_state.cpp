@@ -8,6 +8,25 @@
 #include "variables/mapping_tables.h"
 
 namespace kovo {
+namespace {
+
+/// Fills the mapping table. The playback selection and the serial format get their first values
+/// from the parameter tool.
+void build_mapping_table(CentralState& state) {
+  MappingTable table = mapping_rows({state.has_video_input, state.usbc_input});
+  if (MappingRow* row = find_row(table, &MappingRow::setting, "local:x")) {
+    const std::string playlist = query_device_param("LIVE_PLAYLIST_CONTENT");
+    row->last_value = playlist == "0" ? "local" : "local:" + playlist;
+  }
+  if (MappingRow* row = find_row(table, &MappingRow::variable, "S0_BAUDRATE")) {
+    row->last_value = query_device_param("S0_BAUDRATE");
+  }
+  const MutexLock held(state.mapping_lock);
+  state.mapping_table.swap(table);
+}
+
+}  // namespace
+
 std::unique_ptr<CentralState> make_central_state() {
   auto state = std::make_unique<CentralState>();
   state->created_at = steady_ns();
@@ -21,20 +40,6 @@ std::unique_ptr<CentralState> make_central_state() {
   state->resolution_table = make_resolution_table();
   build_mapping_table(*state);
   return state;
-}
-
-int build_mapping_table(CentralState& state) {
-  MappingTable table = mapping_rows({state.has_video_input, state.usbc_input});
-  if (MappingRow* row = find_row(table, &MappingRow::setting, "local:x")) {
-    const std::string playlist = query_device_param("LIVE_PLAYLIST_CONTENT");
-    row->last_value = playlist == "0" ? "local" : "local:" + playlist;
-  }
-  if (MappingRow* row = find_row(table, &MappingRow::variable, "S0_BAUDRATE")) {
-    row->last_value = query_device_param("S0_BAUDRATE");
-  }
-  const MutexLock held(state.mapping_lock);
-  state.mapping_table.swap(table);
-  return 0;
 }
 
 void store_wpa_mode(CentralState& state, std::string_view mode) {

@@ -1,5 +1,4 @@
-// The one object that every thread shares. main makes it before any thread starts, and it is never
-// destroyed.
+// The object that all threads share. main makes it before any thread starts; it is never destroyed.
 #pragma once
 
 #include <atomic>
@@ -19,7 +18,7 @@
 namespace kovo {
 
 struct CentralState {
-  mutable Mutex state_lock;     // the compiled lists; held for a whole rebuild, its file included
+  mutable Mutex state_lock;     // the compiled lists and their files
   mutable Mutex status_lock;    // status_vars and their file
   mutable Mutex settings_lock;  // settings and the settings file
   mutable Mutex mapping_lock;   // changing fields of the mapping rows, and the 802.1X state
@@ -34,7 +33,7 @@ struct CentralState {
   MessageQueue lm_queue{"lm_queue"};          // for handle_lm_event
   MessageQueue api_queue{"api_queue"};        // for handle_vep_api
   Settings settings GUARDED_BY(settings_lock);
-  bool settings_dirty GUARDED_BY(settings_lock) = false;  // the file lacks a change in memory
+  bool settings_dirty GUARDED_BY(settings_lock) = false;  // a change is not in the file yet
   std::string ip_addr;     // the device's IPv4 address; main thread only
   std::string iface_name;  // the interface it belongs to; main thread only
   std::atomic<std::int32_t> events_enabled{0};
@@ -56,7 +55,7 @@ struct CentralState {
   std::string wpa_eap_mode GUARDED_BY(mapping_lock);  // raw 802.1X mode
   std::string p8021_status GUARDED_BY(mapping_lock);  // "on" or "off"
 
-  // When these events were last queued, seconds since the epoch; handle_lm_event only.
+  // When these events were last pushed, seconds since the epoch; handle_lm_event only.
   std::int64_t p8021status_time = 0;
   std::int64_t p8021enable_time = 0;
   std::int64_t yuv_event_time = 0;
@@ -65,14 +64,9 @@ struct CentralState {
   std::atomic<std::int32_t> power_on_done{0};
 };
 
-/// Makes the central state: reads the device parameters, applies the product-id rule and builds the
-/// tables. Runs the parameter tool several times. Called once, by main.
+/// Makes the central state: reads the device parameters by the parameter tool, derives the variant
+/// from the product id and builds the tables. Called once, by main.
 std::unique_ptr<CentralState> make_central_state();
-
-/// Fills the mapping table of the central state and gives two rows their first values: the playback
-/// selection and the serial format, both from the parameter tool. Returns 0. Called once, at
-/// construction; takes mapping_lock.
-int build_mapping_table(CentralState& state);
 
 /// Stores the raw 802.1X mode and the status derived from it. Takes mapping_lock.
 void store_wpa_mode(CentralState& state, std::string_view mode);

@@ -1,3 +1,9 @@
+// Two locks separate storing from sending. notify_lock is held for a live set and all of its sends,
+// so that every client receives the changes of a variable in the order in which they were stored;
+// registry_lock only for a lookup or an update, so that reads and the snapshot never wait for a
+// slow client. Nothing is queued for a client and no failure removes one. Variables are never
+// removed, so that their positions in the index stay valid. Invariant: a stored change is a
+// notified change: what the sends need is allocated before the value is stored.
 #include "variables/variable_store.h"
 
 #include <algorithm>
@@ -38,13 +44,13 @@ void append_variable(VariableRegistry& registry, std::string_view name, std::str
   registry.variables.push_back({std::string(name), std::string(value), set_time});
   try {
     registry.index.emplace(lower_ascii(name), registry.variables.size() - 1);
-  } catch (...) {  // no memory: a record that cannot be found must not stay
+  } catch (...) {  // out of memory: no record without its place in the index
     registry.variables.pop_back();
     throw;
   }
 }
 
-/// Sends a line to the clients one after the other; a failure does not keep the others from it.
+/// Sends a line to the clients, one after the other, whether or not the others receive it.
 void notify(const char* routine, const Clients& clients, const std::string& line) {
   for (const ClientRecord& client : clients) {
     catch_and_log(routine, [&] { send_by(client.proto, client.ip, client.port, line); });
@@ -61,8 +67,8 @@ void store(VariableRegistry& registry, std::string_view name, std::string_view v
   }
 }
 
-/// Stores as store does, but keeps a value that differs at most in letter case. Returns whether it
-/// stored. Prints after the last step that may need memory.
+/// Does what store does, but keeps a value that differs only in letter case. Returns whether it
+/// stored. Prints last, since printing may run out of memory.
 bool store_change(VariableRegistry& registry, const std::string& name, std::string value) {
   const MutexLock held(registry.registry_lock);
   VariableRecord* record = find_variable(registry, name);
@@ -86,6 +92,11 @@ Clients::const_iterator find_client(const Clients& clients, const ClientRecord& 
   return std::find_if(clients.begin(), clients.end(), [&](const ClientRecord& client) {
     return client.proto == wanted.proto && client.ip == wanted.ip && client.port == wanted.port;
   });
+}
+
+int client_count(const VariableRegistry& registry) {
+  const MutexLock held(registry.registry_lock);
+  return static_cast<int>(registry.clients.size());
 }
 
 int add_client(VariableRegistry& registry, const char* routine, const ClientRecord& client) {
@@ -143,11 +154,6 @@ int client_tcp_del(VariableRegistry& registry, const std::string& ip, int port) 
   return del_client(registry, "client_tcp_del", {Transport::kTcp, ip, port});
 }
 
-int client_count(const VariableRegistry& registry) {
-  const MutexLock held(registry.registry_lock);
-  return static_cast<int>(registry.clients.size());
-}
-
 int lm_set_init(VariableRegistry& registry, std::string_view name, std::string_view value) {
   if (is_ignored(name, false)) {
     LOG_DEBUG("lm_set_init", "skip %s\n", std::string(name).c_str());
@@ -169,7 +175,6 @@ int lm_set(VariableRegistry& registry, std::string_view name, std::string_view v
     return 0;
   }
   const MutexLock held(registry.notify_lock);
-  // Made before the change is stored: a change that memory runs out for is not stored unsent.
   const std::string line = notification_line(name, value);
   const Clients clients = copy_clients(registry);
   store(registry, name, value);
@@ -183,7 +188,7 @@ bool lm_set_change(VariableRegistry& registry, std::string_view name, std::strin
     return false;
   }
   const MutexLock held(registry.notify_lock);
-  const std::string line = notification_line(name, value);  // before the change, as in lm_set
+  const std::string line = notification_line(name, value);
   const Clients clients = copy_clients(registry);
   if (!store_change(registry, std::string(name), std::string(value))) return false;
   notify("lm_set_change", clients, line);

@@ -76,7 +76,7 @@ TEST(ShortMemory, AScanKeepsWaitingEventsInOrder) {
     event.name = event.trigger = name;
     event.queued_at = queued_at;
     event.due_at = due_at;
-    queue->pending.push_back(event);
+    queue->pending.push(event);
   };
   for (const char* waiting : {"waiting1 ", "waiting2 "}) {
     add("due", now, now);
