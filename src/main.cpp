@@ -15,7 +15,6 @@
 #include "control/change_worker.h"
 #include "control/command_server.h"
 #include "control/status_intake.h"
-#include "definitions/event_list.h"
 #include "definitions/settings.h"
 #include "definitions/status_vars.h"
 #include "engine/event_queue.h"

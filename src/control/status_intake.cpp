@@ -1,9 +1,7 @@
-// A status line says that a program has set something, mostly before the variable itself changes on
-// port 2727. So a line raises no event, except for the playback selection and the settings, which
-// have no variable: it restarts the hold-off time of its rows, and its name goes to lm_queue, where
-// a text without a colon is ignored. Settings are applied by the receiver, not by the worker, which
-// takes only four lines a second. Invariant: every line restarts the time of its rows, also a
-// skipped one, and mapping_lock is never held for a set or a push.
+// A status line raises no event itself, except for the playback selection and the settings, which
+// have no variable: it restarts the hold-off time of its rows, and their names go to lm_queue,
+// where a text without a colon is ignored. The receiver applies settings, since the worker takes
+// only four lines a second. Invariant: mapping_lock is never held for a set or a push.
 #include "control/status_intake.h"
 
 #include <optional>
@@ -85,10 +83,11 @@ void handle_counting_row(CentralState& state, const CountingRow& row) {
 
 void handle_playback(CentralState& state, const std::string& name, std::int64_t now) {
   std::string old;
+  MappingRow* row = nullptr;
   {
     const MutexLock held(state.mapping_lock);
-    const MappingRow* row = find_row(state.mapping_table, &MappingRow::setting, "local:x");
-    if (row == nullptr || equals_nocase(name, row->last_value)) return;
+    row = find_row(state.mapping_table, &MappingRow::setting, "local:x");
+    if (equals_nocase(name, row->last_value)) return;
     old = row->last_value;
   }
   for (const char* event : playback_triggers(old, name)) {
@@ -98,10 +97,8 @@ void handle_playback(CentralState& state, const std::string& name, std::int64_t 
     push_event(event);
   }
   const MutexLock held(state.mapping_lock);
-  if (MappingRow* row = find_row(state.mapping_table, &MappingRow::setting, "local:x")) {
-    row->last_value = name;
-    row->last_time = now;
-  }
+  row->last_value = name;
+  row->last_time = now;
 }
 
 }  // namespace

@@ -40,8 +40,8 @@ struct DefinitionIterator {
   const char* line;
 };
 
-/// The entries of a definition file, in order. Copies share the text; pointers into it are valid as
-/// long as one copy exists.
+/// The entries of a definition file, in order. Copies share the text; a pointer into it is valid
+/// while a copy exists.
 struct DefinitionEntries {
   DefinitionEntries() = default;
   explicit DefinitionEntries(std::string lines)

@@ -1,12 +1,9 @@
-// A definition file is read whole and compiled whole: there are no incremental updates, and a file
-// that cannot be read changes nothing. The entries have no lock, since only one thread uses each of
-// the two sets; the compiled lists are shared and replaced under state_lock, their files written
-// under it too, so that a list file always shows the list in use. Looking up copies the event,
-// because the list may be replaced while the event waits in the queue. Invariant: an event in the
-// queue never refers to a list.
+// A definition file is read and compiled whole, and one that cannot be read changes nothing. Each
+// of the two sets of entries belongs to one thread and has no lock; the compiled lists are shared
+// and replaced under state_lock, their files written under it too, so that a list file shows the
+// list in use. A lookup copies the event, because the list may be replaced while the event waits.
+// Invariant: an event in the queue never refers to a list.
 #include "definitions/event_list.h"
-
-#include <sys/stat.h>
 
 #include <cerrno>
 #include <cstdio>
@@ -51,21 +48,17 @@ File open_definitions(const char* path, bool events_enabled) {
   return open_for_reading(path);
 }
 
-/// Reads the text of a file. Returns false with errno set when it cannot be read to its end or is
-/// too large, also when it grows meanwhile.
+/// Reads the text of a file. Returns false with errno set when that fails or the file is too large.
 bool read_text(std::FILE* file, std::string& text) {
-  struct stat info {};
-  errno = 0;
-  if (fstat(fileno(file), &info) != 0) return false;
-  bool fits = info.st_size <= off_t{kMaxDefinitionBytes};
   char buffer[4096];
   std::size_t size = 0;
-  while (fits && (size = std::fread(buffer, 1, sizeof buffer, file)) > 0) {
+  while ((size = std::fread(buffer, 1, sizeof buffer, file)) > 0) {
     text.append(buffer, size);
-    fits = text.size() <= kMaxDefinitionBytes;
+    if (text.size() <= kMaxDefinitionBytes) continue;
+    errno = EFBIG;
+    return false;
   }
-  if (!fits) errno = EFBIG;
-  return fits && std::ferror(file) == 0;
+  return std::ferror(file) == 0;
 }
 
 void write_definitions_raw(const DefinitionEntries& entries, const char* path) {
@@ -110,19 +103,6 @@ void write_event_list_file(const CompiledEvents& list, const char* path) {
   append_file(path, piece);
 }
 
-void rebuild_list(CentralState& state, int test) {
-  CompiledEvents old;  // freed after the lock is released
-  const MutexLock held(state.state_lock);
-  CompiledEvents& list = test == 0 ? state.event_list : state.test_event_list;
-  old = std::exchange(
-      list, compile_events(test == 0 ? state.definition_entries : state.test_definition_entries,
-                           debug_trace()));
-  LOG_MAIN("rebuild_kovo_event_list",
-           test == 0 ? "rebuild kovo event txt: OK\n" : "rebuild test kovo event txt: OK\n");
-  write_event_list_file(list,
-                        test == 0 ? "/tmp/kovo_event_list.txt" : "/tmp/kovo_event_list_test.txt");
-}
-
 }  // namespace
 
 int renew_kovo_txt(CentralState& state, int test) {
@@ -131,8 +111,8 @@ int renew_kovo_txt(CentralState& state, int test) {
   const File file = open_definitions(path, state.events_enabled == 1);
   std::string text;
   if (file == nullptr || !read_text(file.get(), text)) {
-    const std::string error = error_text(errno);
-    log_main("[%s;%d] Error: cannot open %s;%s\n", "renew_kovo_txt", __LINE__, path, error.c_str());
+    log_main("[%s;%d] Error: cannot open %s;%s\n", "renew_kovo_txt", __LINE__, path,
+             error_text(errno));
     return -1;
   }
   (test == 0 ? state.definition_entries : state.test_definition_entries) = parse_definitions(text);
@@ -142,7 +122,18 @@ int renew_kovo_txt(CentralState& state, int test) {
 }
 
 int rebuild_kovo_event_list(CentralState& state, int test) {
-  rebuild_list(state, test);
+  {
+    CompiledEvents old;  // freed after the lock is released
+    const MutexLock held(state.state_lock);
+    CompiledEvents& list = test == 0 ? state.event_list : state.test_event_list;
+    old = std::exchange(
+        list, compile_events(test == 0 ? state.definition_entries : state.test_definition_entries,
+                             debug_trace()));
+    LOG_MAIN("rebuild_kovo_event_list",
+             test == 0 ? "rebuild kovo event txt: OK\n" : "rebuild test kovo event txt: OK\n");
+    write_event_list_file(list,
+                          test == 0 ? "/tmp/kovo_event_list.txt" : "/tmp/kovo_event_list_test.txt");
+  }
   give_back_memory();
   return 0;
 }

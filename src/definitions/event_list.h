@@ -12,9 +12,9 @@ namespace kovo {
 struct CentralState;
 
 /// Reads a definition file into its entries and writes the derived copies. Creates a missing file
-/// with the defaults first. Refreshes the events enable flag. Returns 0, or -1 when the file cannot
-/// be read or holds more than kMaxDefinitionBytes; the entries then stay. Main thread for test 0,
-/// queue worker for test 1.
+/// with the defaults first. Refreshes the events enable flag. Returns 0, or -1 when the file is
+/// unreadable or holds more than kMaxDefinitionBytes: the entries then stay. Main thread for test
+/// 0, queue worker for 1.
 int renew_kovo_txt(CentralState& state, int test);
 
 /// Compiles the entries, replaces the list and writes its list file. Holds state_lock throughout.
@@ -23,9 +23,8 @@ int rebuild_kovo_event_list(CentralState& state, int test);
 
 /// Finds the event for a name and returns a copy with its placeholders replaced and, for a test, no
 /// delay. The name of the copy is empty when there is no such event. Refreshes the status variables
-/// in any case, which may take two seconds. Called under EventQueue.lock; takes status_lock for the
-/// refresh, state_lock for search and copy, and status_lock for the placeholders, one after the
-/// other.
+/// in any case, which may take two seconds. Called under EventQueue.lock; takes status_lock,
+/// state_lock for search and copy, and status_lock again, one after the other.
 EventDefinition lookup_event(CentralState& state, std::string_view name, int test);
 
 }  // namespace kovo

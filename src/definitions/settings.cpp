@@ -1,9 +1,9 @@
-// A setting is compared and stored, then its event is pushed, then the file is written, in this
-// order and without holding settings_lock for the push, which may take seconds. The file is written
-// from the current values and not from the change, so that of two changes at once the later write
-// has both. A failed write is not retried by itself: `settings_dirty` stays, and the next line that
-// is not refused writes the file. Invariant: while `settings_dirty` is false, the file has the
-// values in memory, each up to its first newline, so that no value can add a setting to the file.
+// A setting is compared and stored, then its event is pushed, then the file is written:
+// settings_lock is not held for the push, which may take seconds. The file gets the current values
+// and not the change, so that of two changes at once the later write has both. A failed write is
+// not retried by itself: the next line that is not refused writes the file. Invariant: without
+// `settings_dirty`, the file has the values in memory, each up to its first newline, as no value
+// may add a setting to it.
 #include "definitions/settings.h"
 
 #include <algorithm>
@@ -40,11 +40,6 @@ SettingResult store_setting(CentralState& state, const std::string& key, std::st
   return kSettingChanged;
 }
 
-bool is_dirty(const CentralState& state) {
-  const MutexLock held(state.settings_lock);
-  return state.settings_dirty;
-}
-
 /// Sets the values of known keys from the settings file, if there is one.
 void load_settings_file(CentralState& state) {
   const File file = open_for_reading(kSettingsPath);
@@ -59,9 +54,10 @@ void load_settings_file(CentralState& state) {
   }
 }
 
-/// Replaces the settings file, a line a setting.
+/// Replaces the settings file, a line a setting, if it lacks a change.
 void write_settings_file(CentralState& state) {
   const MutexLock held(state.settings_lock);
+  if (!state.settings_dirty) return;
   std::string text;
   for (const auto& [key, value] : state.settings) {
     text.append(key).append("=").append(until_newline(value)).append("\n");
@@ -108,7 +104,7 @@ SettingResult kovo_config_set(CentralState& state, std::string_view key, std::st
   }
   const SettingResult result = store_setting(state, name, value);
   if (result == kSettingChanged) push_event(name);
-  if (result != kSettingRefused && is_dirty(state)) write_settings_file(state);
+  if (result != kSettingRefused) write_settings_file(state);
   return result;
 }
 

@@ -27,14 +27,13 @@ enum SettingResult : int {
 /// and the queue worker for test commands.
 int renew_enable_event(CentralState& state);
 
-/// Appends the four settings with empty values and loads the settings file. Returns 0. Called once,
-/// by main. Takes settings_lock.
+/// Appends the four settings with empty values and loads the settings file. Returns 0. Called by
+/// main.
 int init_settings(CentralState& state);
 
 /// Applies a line that may be a setting, truncated to kMaxStatusLine bytes and without one trailing
 /// newline. Returns kNoSettingLine when it begins with neither "port" nor "sys" or holds no "=",
-/// otherwise the result of kovo_config_set, whose locks it takes. The receivers and the status
-/// worker call it.
+/// otherwise the result of kovo_config_set, whose locks it takes. Any thread.
 SettingResult apply_setting_line(CentralState& state, std::string_view line);
 
 /// Sets one setting, without one trailing newline of its value. Returns kSettingRefused,

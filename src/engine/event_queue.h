@@ -1,4 +1,4 @@
-// The queue of events that wait for their time. There is one, made by main and never destroyed.
+// The queue of events that wait for their time: one, made by main and never destroyed.
 #pragma once
 
 #include <pthread.h>

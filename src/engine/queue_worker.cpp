@@ -1,9 +1,8 @@
 // Each pass handles the received texts, which push events, and then scans `pending` and runs what
-// is due. A scan only logs and starts senders: waiting for a step's delay and sending are left to
-// the sender threads, so that no receiver can delay another event. A pass stops handling texts
-// after one that took long: with a silent status service, a text a second would keep due events
-// waiting for ever. Nothing is retried: a step without a free slot is lost. Invariant: an event is
-// marked executed before its first step, so that none runs twice when memory runs out midway.
+// is due. A scan only logs and starts senders, which wait and send, so that no receiver delays
+// another event. The texts end after one that took long: with a silent status service, a text a
+// second would keep due events waiting for ever. Nothing is retried: a step without a free slot is
+// lost. Invariant: an event is marked executed before its first step, so that none runs twice.
 #include "engine/queue_worker.h"
 
 #include <optional>

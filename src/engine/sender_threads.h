@@ -1,5 +1,4 @@
-// The short-lived threads that wait a step's delay and send it, one for each slot of the event
-// queue.
+// The threads that wait a step's delay and send it, one for each used slot of the event queue.
 #pragma once
 
 #include <string>

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cerrno>
 
-#include "frame/globals.h"
 #include "frame/host.h"
 #include "frame/log.h"
 #include "frame/sockets.h"

@@ -20,8 +20,8 @@ constexpr int kNoSocket = -2;
 constexpr int kConnectFailed = -3;
 constexpr int kSendFailed = -4;
 
-/// Sends a datagram and pauses 10 ms to space out bursts. Returns the bytes sent, or -1. Does not
-/// log failures.
+/// Sends a datagram and pauses 10 ms to space out bursts. Returns the bytes sent, or -1. Logs
+/// nothing.
 int udpclient(const std::string& ip, int port, std::string_view payload);
 
 /// Connects, sends the payload and reads one reply of at most reply_size - 1 bytes, up to its first

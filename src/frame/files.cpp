@@ -2,8 +2,8 @@
 // So the last component of a path is opened with O_NOFOLLOW, and the checks are made on the
 // descriptor, not on the path. A link itself is opened (O_PATH), its owner checked, and its target
 // becomes the next path. Links among the directories of a path are followed without a check.
-// Invariant: a descriptor that open_file returns is a regular file, reached only through links of
-// root or of the daemon's user.
+// Invariant: open_file returns only regular files, reached through links of root or the daemon's
+// user.
 #include "frame/files.h"
 
 #include <fcntl.h>

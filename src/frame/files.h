@@ -51,18 +51,17 @@ bool append_file(std::string path, std::string_view bytes);
 /// mode. Returns false when that fails; the file then has its old content, unless writing in place
 /// failed midway.
 ///
-/// Writes in place (overwrites, then truncates, then syncs) when a new file cannot take its place:
-/// the directory is read-only or forbidden, the file is a mount point or has a second hard link,
-/// the owner cannot be kept, or PATH.new exists and cannot be removed; and on a full disk, if the
-/// new content fits into the blocks that the file already has. A power cut may then leave a mixture
-/// of old and new, and a file system that copies on write or compresses may fail midway for lack of
-/// free blocks.
+/// Writes in place (overwrites, truncates, syncs) when a new file cannot take its place: the
+/// directory is read-only or forbidden, the file is a mount point or has a second hard link, the
+/// owner cannot be kept, or PATH.new exists and cannot be removed; and on a full disk, if the
+/// file's blocks suffice. A power cut may then leave a mixture of old and new, and a file system
+/// that copies on write or compresses may fail midway for lack of free blocks.
 bool replace_file(std::string path, std::string_view bytes);
 
 using LineBuffer = std::array<char, kMaxMessage + 1>;
 
 /// Reads the next line, or the next `limit` bytes of a longer one, newline included. `line` is what
-/// was read, up to its first NUL, in the buffer. Returns false at the end of the file and on an
+/// was read, up to its first NUL, in the buffer. Returns false at the end of the file or on an
 /// error.
 bool read_line(std::FILE* file, LineBuffer& buffer, std::string_view& line,
                std::size_t limit = kMaxMessage);

@@ -9,11 +9,9 @@
 #endif
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <memory>
 
-#include "frame/globals.h"
 #include "frame/log.h"
 #include "frame/mutex.h"
 #include "frame/text.h"
@@ -45,11 +43,8 @@ int renew_network_info(std::string& ip_addr, std::string& iface_name) {
   return 0;
 }
 
-namespace {
-Mutex zone_lock;  // tzset changes the time zone of the whole process
-}  // namespace
-
 LocalTime local_time() {
+  static Mutex zone_lock;  // tzset changes the time zone of the whole process
   const std::int64_t now = now_us();
   LocalTime result{};
   const auto seconds = static_cast<std::time_t>(now / 1'000'000);

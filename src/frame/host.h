@@ -32,8 +32,7 @@ std::int64_t steady_ns();
 /// A clock of seconds since the epoch: now_s, or one that a test sets.
 using SecondsClock = std::int64_t (*)();
 
-/// Returns free heap memory to the system, which the process would otherwise keep after a large
-/// file or queue.
+/// Returns free heap memory to the system, which the C library would keep after a large file.
 void give_back_memory();
 
 /// Sleep for the whole time, also when signals arrive; not at all for 0 or less.

@@ -61,41 +61,33 @@ void write_event(const std::string& text, bool echo) {
   }
 }
 
+// The arguments after `format` must be taken in the function that has them.
+#define WRITE_RECORD(write, routine, line)          \
+  std::va_list args;                                \
+  va_start(args, format);                           \
+  write_record(write, routine, line, format, args); \
+  va_end(args)
+
 }  // namespace
 
 void log_main(const char* format, ...) noexcept {
-  std::va_list args;
-  va_start(args, format);
-  write_record(write_main, nullptr, 0, format, args);
-  va_end(args);
+  WRITE_RECORD(write_main, nullptr, 0);
 }
 
 void log_main_line(const char* routine, int line, const char* format, ...) noexcept {
-  std::va_list args;
-  va_start(args, format);
-  write_record(write_main, routine, line, format, args);
-  va_end(args);
+  WRITE_RECORD(write_main, routine, line);
 }
 
 void log_event(const char* format, ...) noexcept {
-  std::va_list args;
-  va_start(args, format);
-  write_record([](const std::string& text) { write_event(text, false); }, nullptr, 0, format, args);
-  va_end(args);
+  WRITE_RECORD([](const std::string& text) { write_event(text, false); }, nullptr, 0);
 }
 
 void log_event_echo(const char* format, ...) noexcept {
-  std::va_list args;
-  va_start(args, format);
-  write_record([](const std::string& text) { write_event(text, true); }, nullptr, 0, format, args);
-  va_end(args);
+  WRITE_RECORD([](const std::string& text) { write_event(text, true); }, nullptr, 0);
 }
 
 void print_line(const char* routine, int line, const char* format, ...) noexcept {
-  std::va_list args;
-  va_start(args, format);
-  write_record([](const std::string& text) { print_text(text); }, routine, line, format, args);
-  va_end(args);
+  WRITE_RECORD([](const std::string& text) { print_text(text); }, routine, line);
 }
 
 void end_process(int status) {

@@ -1,12 +1,10 @@
 // Logging. The main log holds progress and errors, each also printed on stdout, and is rotated
-// after a number of records. The event log holds a time-stamped line for each thing that happens to
-// an event, and grows. Diagnostics are only printed, and only with -d. Formats end with their own
-// newline.
+// after a number of records. The event log holds time-stamped lines about events, and grows.
+// Diagnostics are only printed, and only with -d. Formats end with their own newline.
 //
 // Any thread may log, and logging never fails: a record is lost when its file cannot be opened or
 // memory is out. Records are written under one lock, so that they never mix, the rotation is exact,
-// and the time stamps of the event log are in order. The time-zone lock may be acquired while
-// holding it.
+// and the time stamps are in order. The time-zone lock may be acquired while holding it.
 #pragma once
 
 #include <cstddef>
@@ -21,8 +19,8 @@ constexpr char kRotatedLogPath[] = "/var/tmp/log/kovo.log.1";
 constexpr std::int32_t kRecordsPerLog = 20000;
 constexpr std::size_t kTimestampSize = 64;
 
-/// Logs to the main log, with "[routine:line] " before the text: the routine for which it is
-/// reported, and the source line.
+/// Logs to the main log, with "[routine:line] " before the text: the routine named, the source
+/// line.
 #define LOG_MAIN(routine, ...) ::kovo::log_main_line(routine, __LINE__, __VA_ARGS__)
 
 /// Prints on stdout in the same form, only with -d.
@@ -51,8 +49,7 @@ constexpr std::size_t kTimestampSize = 64;
 /// for at most a second. Nothing is logged after it.
 [[noreturn]] void end_process(int status);
 
-/// Fills a buffer of at least kTimestampSize bytes with the local time, milliseconds included, and
-/// a blank. Returns the buffer.
+/// Fills a buffer of at least kTimestampSize bytes with the local time and a blank, and returns it.
 char* timestamp_text(char* buffer);
 
 }  // namespace kovo

@@ -1,9 +1,8 @@
 // One thread serves each port with blocking waits and no timer. A TCP connection carries one
-// message and is read once, so there is no state per connection: the list holds those that have not
-// sent their first byte yet. There is no time-out either, as a client may connect long before it
-// sends; instead the list is bounded, and the longest-idle connection is closed for a new one.
-// Invariant: a connection with a byte to read is never closed unread, so that no message is lost to
-// the limit.
+// message and is read once, so there is no state per connection: the list holds those that have
+// sent nothing yet. There is no time-out, as a client may connect long before it sends; instead the
+// list is bounded, and the longest-idle connection is closed for a new one. Invariant: a connection
+// with a byte to read is never closed unread, so that the bound loses no message.
 #include "frame/loopback_server.h"
 
 #include <poll.h>
@@ -96,8 +95,7 @@ void accept_connection(TcpLoop& loop) {
   const bool shortage = error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
   if (shortage || loop.connections.size() > kMaxIdle) close_longest_idle(loop.connections);
   if (error == 0 || error == EINTR) return;
-  // A lasting error must neither fill the log nor use all of the processor. EAGAIN: the client has
-  // gone.
+  // A lasting error must neither fill the log nor spin. EAGAIN: the client has gone.
   const std::int64_t now = steady_ns();
   if (error != EAGAIN && now >= loop.error_logged_ns + kErrorPeriodNs) {
     loop.error_logged_ns = now;

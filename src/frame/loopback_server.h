@@ -29,8 +29,8 @@ struct TcpService {
 
 /// Serves connections that carry one message each: reads once, closes the connection, sends no
 /// reply. Serves ready connections in the order of their descriptors. Beyond 128 connections, and
-/// when descriptors or memory run out, closes the longest-idle connection: the oldest that has no
-/// byte to read.
+/// when descriptors or memory run out, closes the longest-idle one: the oldest without a byte to
+/// read.
 void serve_tcp(const TcpService& service, void* context);
 
 struct UdpService {

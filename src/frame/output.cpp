@@ -1,10 +1,8 @@
-// A ring buffer between all threads that print and the one that writes. A print copies its text
-// under ring_lock and never waits for more than another copy; the writing thread takes pieces off
-// the other end without holding the lock while it writes. There is no queue of records, and no
-// report of a dropped text: that report would be dropped too. The ring starts at its beginning
-// whenever it is empty, so that only the pages that a burst needs are ever touched. Invariant: the
-// bytes from `oldest` on, `waiting` of them, belong to the writing thread, all others to the
-// prints.
+// A ring buffer between the threads that print and the one that writes. Printing copies the text
+// under ring_lock; writing does not hold the lock. Dropped texts are not reported: the report would
+// be dropped too. The ring starts at its beginning whenever it is empty, so that only the pages
+// that a burst needs are ever touched. Invariant: `waiting` bytes from `oldest` on belong to the
+// writing thread, all others to the threads that print.
 #include "frame/output.h"
 
 #include <poll.h>
@@ -53,8 +51,7 @@ void* write_output(void*) {
   while (true) {
     const bool last = ending;  // read before the ring, which then has all that is to be flushed
     for (std::string_view piece; !(piece = next_piece()).empty(); remove_piece(piece.size())) {
-      // The descriptor may be non-blocking, set so by another process: without room, the stream
-      // would lose bytes.
+      // Another process may have made the descriptor non-blocking: the stream would lose bytes.
       pollfd room{STDOUT_FILENO, POLLOUT, 0};
       poll(&room, 1, -1);
       std::fwrite(piece.data(), 1, piece.size(), stdout);

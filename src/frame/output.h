@@ -14,8 +14,7 @@ constexpr std::size_t kOutputCapacity = std::size_t{256} << 10;
 /// once, by main, before any other thread starts.
 void start_output();
 
-/// Prints a text, in the order of the calls. Never waits for the reader, never allocates. Any
-/// thread.
+/// Prints a text, in the order of the calls. Never waits for the reader or allocates. Any thread.
 void print_text(std::string_view text);
 
 /// Waits until everything is written, for at most a second. Called before _exit: exit would wait

@@ -8,7 +8,6 @@
 #include <cstdio>
 #include <utility>
 
-#include "frame/globals.h"
 #include "frame/log.h"
 #include "frame/output.h"
 #include "frame/unique_fd.h"

@@ -21,17 +21,15 @@ struct Pipe {
   pid_t child = -1;
 };
 
-/// Starts a command whose standard output the pipe reads. Returns false when that fails. Any
-/// thread.
+/// Starts a command whose standard output the pipe reads. Returns whether it started. Any thread.
 bool open_pipe(Pipe& pipe, const char* command);
 
-/// Runs a command to its end and prints its output. Returns 0 if its status is 0, otherwise -1. Any
+/// Runs a command to its end and prints its output. Returns 0 if its status is 0, else -1. Any
 /// thread.
 int _system(const char* command);
 
-/// Returns the value of a device parameter: the first line, at most kMaxPath bytes, that the
-/// parameter tool prints; "" when it cannot be run or prints nothing. Waits for the tool to end.
-/// Any thread.
+/// Returns the value of a device parameter: the first line that the parameter tool prints, at most
+/// kMaxPath bytes; "" when it cannot be run or prints nothing. Waits for the tool. Any thread.
 std::string query_device_param(const std::string& name);
 
 }  // namespace kovo

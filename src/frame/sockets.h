@@ -8,8 +8,7 @@
 
 namespace kovo {
 
-/// Returns the address of a dotted IPv4 text, or 0.0.0.0 for any other text, and the lower 16 bits
-/// of a port.
+/// Returns the address of a dotted IPv4 text (0.0.0.0 for any other) and a port modulo 65536.
 sockaddr_in socket_address(const std::string& ip, int port);
 
 const sockaddr* as_sockaddr(const sockaddr_in& address);

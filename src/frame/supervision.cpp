@@ -1,9 +1,8 @@
-// The loop polls the modification times of three files instead of using inotify: the files may be
-// replaced by a rename, reached through links, or missing, and a change has 250 ms to be noticed. A
-// time that differs in either direction is a change, as files are also restored with older times.
-// The loop does not compare contents, and does not retry a file that could not be read: its next
-// change will be noticed. Invariant: the remembered time is taken before the file is read, so that
-// a write during the reading is a new change.
+// The loop polls the modification times of three files, since they may be missing, links, or
+// replaced by a rename. A time that differs in either direction is a change, as files are also
+// restored with older times. Contents are not compared, and a file that cannot be read is not read
+// again until its next change. Invariant: the remembered time is taken before a file is read, so
+// that a write during the reading is a new change.
 #include "frame/supervision.h"
 
 #include <sys/stat.h>

@@ -1,5 +1,4 @@
-// The supervision loop: keeps the uptime, enables the display events after the power-on period, and
-// watches three files.
+// The supervision loop of the main thread: uptime, the end of the power-on period, three files.
 #pragma once
 
 #include <cstdint>
@@ -21,18 +20,17 @@ struct Supervision {
   FileTime snapshot_time;
 };
 
-/// Reads and compiles the definition file. If it cannot be read, the old events stay. Main thread
-/// only.
+/// Reads and compiles the definition file. If it cannot be read, the old events stay.
 void load_definitions(CentralState& state);
 
 /// Returns whether a file exists and its time is not the remembered one.
 bool time_changed(const FileTime& now, const FileTime& remembered);
 
-/// Returns whether a file may still be being written: in the two seconds after the second of its
-/// last change.
+/// Returns whether a file may still be being written: for two seconds after that of its last
+/// change.
 bool just_written(std::int64_t written_seconds, std::int64_t now_seconds);
 
-/// Makes one pass, which takes 250 ms and what changed files cost. Main thread only.
+/// Makes one pass, which takes 250 ms and what changed files cost.
 void supervise_once(CentralState& state, Supervision& memory);
 
 }  // namespace kovo

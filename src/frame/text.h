@@ -20,7 +20,6 @@ constexpr std::size_t kMaxDatagram = 4096;   // datagrams of the two UDP ports
 
 constexpr std::size_t kMinAddress = 7;  // a text shorter than "1.2.3.4" is not an address
 
-/// Returns the first `limit` bytes of the text, or all of it; truncates silently.
 std::string_view cut_text(std::string_view text, std::size_t limit);
 
 /// Copies the text, truncated to size - 1 bytes, into the buffer, and appends a NUL.
@@ -32,17 +31,15 @@ void copy_text(char (&buffer)[size], std::string_view text) {
 /// Returns the text up to its first NUL: received text ends there.
 std::string_view until_nul(std::string_view text);
 
-/// Returns the text up to its first newline.
 std::string_view until_newline(std::string_view text);
 
-/// Returns the text without one trailing newline, if it has one.
+/// Returns the text without one trailing newline.
 std::string_view strip_newline(std::string_view text);
 
 bool contains(std::string_view text, std::string_view word);
 
 bool equals_nocase(std::string_view a, std::string_view b);
 
-/// Returns whether the text begins with the prefix, case-insensitive; true for an empty prefix.
 bool starts_with_nocase(std::string_view text, std::string_view prefix);
 
 /// Returns the text in lower case, the key of a case-insensitive index.

@@ -24,8 +24,7 @@ constexpr std::size_t kSmallStack = std::size_t{64} << 10;  // a sender uses les
 int start_thread(const char* name, pthread_t& thread, std::size_t stack, void* (*body)(void*),
                  void* argument);
 
-/// Logs what a pass has thrown and pauses, so that a lasting failure does not use all of the
-/// processor.
+/// Logs what a pass has thrown and pauses, so that a lasting failure does not spin.
 void report_failure(const char* routine, const char* what) noexcept;
 
 /// Runs one pass of a thread's loop. An exception is logged and ends only that pass.

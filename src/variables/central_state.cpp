@@ -3,24 +3,20 @@
 #include "definitions/settings.h"
 #include "frame/host.h"
 #include "frame/shell.h"
-#include "frame/text.h"
 #include "variables/change_values.h"
 #include "variables/mapping_tables.h"
 
 namespace kovo {
 namespace {
 
-/// Fills the mapping table. The playback selection and the serial format get their first values
-/// from the parameter tool.
+/// Fills the mapping table, and two values from the parameter tool.
 void build_mapping_table(CentralState& state) {
   MappingTable table = mapping_rows({state.has_video_input, state.usbc_input});
-  if (MappingRow* row = find_row(table, &MappingRow::setting, "local:x")) {
-    const std::string playlist = query_device_param("LIVE_PLAYLIST_CONTENT");
-    row->last_value = playlist == "0" ? "local" : "local:" + playlist;
-  }
-  if (MappingRow* row = find_row(table, &MappingRow::variable, "S0_BAUDRATE")) {
-    row->last_value = query_device_param("S0_BAUDRATE");
-  }
+  const std::string playlist = query_device_param("LIVE_PLAYLIST_CONTENT");
+  find_row(table, &MappingRow::setting, "local:x")->last_value =
+      playlist == "0" ? "local" : "local:" + playlist;
+  find_row(table, &MappingRow::variable, "S0_BAUDRATE")->last_value =
+      query_device_param("S0_BAUDRATE");
   const MutexLock held(state.mapping_lock);
   state.mapping_table.swap(table);
 }

@@ -10,14 +10,13 @@ struct CentralState;
 
 constexpr std::uint16_t kVariablePort = 2727;
 
-/// Appends a message, truncated to kMaxMessage bytes, to lm_queue. If it begins with the name of a
-/// setting, case-insensitive, applies it first, and queues only one that changes the setting. Takes
+/// Appends a message, truncated to kMaxMessage bytes, to lm_queue. One that begins with the name of
+/// a setting, case-insensitive, is applied first, and queued only if it changes the setting. Takes
 /// the locks of apply_setting_line. Called by the two receivers.
 void accept_message(CentralState& state, const std::string& text);
 
 /// Thread bodies; their argument is the CentralState. Pass each datagram up to its first NUL, or
-/// each connection's text up to its first NUL or newline, to accept_message. Return after a socket
-/// failure.
+/// each connection's text up to its first NUL or newline, to accept_message. Return after an error.
 void* handle_udp_lm_var(void* state);
 void* handle_tcp_lm_var(void* state);
 

@@ -18,8 +18,7 @@ struct RowText {
   const char* setting;
 };
 
-// Of several rows of a variable or a status, only the first is found. A status line counts for all
-// rows of its setting word.
+// Of several rows of a variable, only the first is found. A status line counts for all of its rows.
 constexpr RowText kCommonRows[] = {
     {"MAIN_SAMPLE_RATE", "audioSamples", ""},
     {"PWR_ON_ST", "PowerOn", ""},

@@ -1,5 +1,4 @@
-// The tables for device variables: which event belongs to a variable, and which resolution to a
-// timing code.
+// The tables for device variables: the event of each variable, and the resolution of a timing code.
 #pragma once
 
 #include <cstdint>
@@ -31,8 +30,7 @@ struct Variant {
   std::int32_t usbc_input;
 };
 
-/// Returns the video inputs of a product id, case-insensitive. An unknown id counts as an input
-/// side with two HDMI inputs.
+/// Returns the video inputs of a product id, case-insensitive. An unknown id has two HDMI inputs.
 Variant variant_of(std::string_view pid);
 
 /// Returns the rows of a product variant, without last values.

@@ -1,5 +1,5 @@
-// The device's variables, and the clients that are notified of every accepted change. The names of
-// variables are case-insensitive.
+// The device's variables, whose names are case-insensitive, and the clients notified of each
+// change.
 #pragma once
 
 #include <cstddef>
@@ -68,8 +68,7 @@ int lm_set_init(VariableRegistry& registry, std::string_view name, std::string_v
 /// TCP clients, and takes registry_lock to store.
 int lm_set(VariableRegistry& registry, std::string_view name, std::string_view value);
 
-/// Does the same, but only for a variable that is new or whose value differs in more than letter
-/// case. Returns whether it did.
+/// Does the same for a value that differs in more than letter case, and returns whether it does.
 bool lm_set_change(VariableRegistry& registry, std::string_view name, std::string_view value);
 
 /// Returns the value of a variable, "" when there is none. Takes registry_lock.
