@@ -9,7 +9,7 @@
 #include <cstdio>
 #include <new>
 
-#include "definitions/event_list.h"
+#include "definitions/definition_file.h"
 #include "engine/push_event.h"
 #include "engine/senders.h"
 #include "frame/globals.h"

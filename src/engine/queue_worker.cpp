@@ -8,7 +8,7 @@
 #include <optional>
 #include <utility>
 
-#include "definitions/event_list.h"
+#include "definitions/definition_file.h"
 #include "engine/event_rules.h"
 #include "engine/sender_threads.h"
 #include "frame/globals.h"

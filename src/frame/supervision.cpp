@@ -8,7 +8,7 @@
 #include <sys/stat.h>
 #include <sys/sysinfo.h>
 
-#include "definitions/event_list.h"
+#include "definitions/definition_file.h"
 #include "engine/event_rules.h"
 #include "frame/files.h"
 #include "frame/globals.h"

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "control/status_intake.h"
-#include "definitions/event_list.h"
+#include "definitions/definition_file.h"
 #include "engine/event_queue.h"
 #include "frame/globals.h"
 #include "tests/unit/in_device/logs.h"

@@ -3,7 +3,7 @@
 // and replaced under state_lock, their files written under it too, so that a list file shows the
 // list in use. A lookup copies the event, because the list may be replaced while the event waits.
 // Invariant: an event in the queue never refers to a list.
-#include "definitions/event_list.h"
+#include "definitions/definition_file.h"
 
 #include <cerrno>
 #include <cstdio>
