@@ -10,6 +10,7 @@
 #include "frame/globals.h"
 #include "variables/central_state.h"
 #include "variables/channel_receivers.h"
+#include "variables/variable_store.h"
 
 using namespace kovo;
 static void take(CentralState& state, VariableRegistry& registry, std::string_view text) {
