@@ -104,7 +104,7 @@ bool run_client_list(const Target& target, const Command& command, const Message
     send_by(command.transport, message.arg1, port, client_list_text(clients));
   }
   LOG_MAIN(kRoutine, "%s %s:%d\n", message.command.c_str(), message.arg1.c_str(), port);
-  // Clients rely on the blank after the newline of the UDP form.
+  // The UDP form has always had a blank after its newline.
   const char* end = command.transport == Transport::kUdp ? "\n " : "\n";
   send_by(command.transport, message.arg1, port,
           "_CLIENT_LIST_NUM=" + std::to_string(clients.size()) + end);
