@@ -1,6 +1,6 @@
 // A file of many short lines would take fifty times its size as records, so the entries are kept as
-// one text and split again at each access. Keys are split by searching for a field word, not by the
-// names of known events: nothing is validated, and a key that makes no sense is an entry of no use.
+// one text and split again at each access. A key is split by searching for a field word, not by the
+// names of known events. Nothing is validated: the compiler ignores an entry that it cannot use.
 // Invariant: definitions_raw returns the lines with an "=" as they were read.
 #include "definitions/definition_entry.h"
 

@@ -1,8 +1,8 @@
 // A step is sent by a thread of its own, since its delay, a slow receiver or a silent status
 // service must not hold up another step. There is no thread pool and no queue of steps: 512 slots
 // bound the threads, and a step without a free slot is lost. Only the queue worker takes and frees
-// slots, so that no lock is needed; a sender uses its slot until it sets kFinished and is then
-// joined. Invariant: a slot is free, taken with a thread that was started for it, or finished.
+// slots, so that no lock is needed; a sender uses its slot until it sets kFinished. Invariant:
+// every thread that was started is joined before its slot is used again.
 #include "engine/sender_threads.h"
 
 #include <cstdio>
