@@ -20,11 +20,11 @@ ExplainedStep explain_step(Explaining& explaining, std::uint32_t index, const Su
   ExplainedStep step;
   step.index = static_cast<std::int32_t>(index);
   step.offset_ms = command.delay_from_exec_ns / kNanosecondsPerMillisecond;
-  step.sender = sender_of(command.protocol);
+  step.sender = choose_sender(command.protocol);
   step.protocol = command.protocol;
   step.address = is_address(command.ip) ? command.ip : "0.0.0.0";
   step.port = sent_port(command.port);
-  if (step.sender.sends != Sends::kPayload) return step;
+  if (!step.sender || step.sender->status) return step;
   step.payload = filled(command.data, explaining.known);
   step.known = all_known(command.data, explaining.known);
   step.ends_at_zero = step.payload.find('\0') < kMaxCommand;
@@ -42,7 +42,7 @@ ExplainedEvent explain_event(Explaining& explaining, const NamedKeys& keys) {
   if (!is_first) event.shadowed_by = found->second;
   event.delay_s = keys.delay_s;
   event.never_runs = keys.delay_s >= kEventLifeS;
-  event.once_per_boot = equals_nocase(event.trigger, "PowerOn");
+  event.once_per_boot = equals_nocase(event.trigger, kPowerOn);
   event.display_period = is_display_event(event.name);
   event.step_count = keys.first_count;
   for (const auto& [index, step] : keys.steps) {

@@ -14,7 +14,7 @@ namespace kovo::check {
 struct ExplainedStep {
   std::int32_t index = 0;
   std::int64_t offset_ms = 0;  // from the start of the event; below 0 it leaves at once as well
-  Sender sender{Sends::kNothing, ""};
+  std::optional<Sender> sender;
   std::string protocol;  // as it stands in the file
   std::string address;   // where it really goes
   int port = 0;          // likewise

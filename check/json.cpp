@@ -21,18 +21,13 @@ Json finding_json(const std::string& file, const Finding& finding) {
   return json;
 }
 
-const char* name_of(Sends sends) {
-  if (sends == Sends::kNothing) return "nothing";
-  return sends == Sends::kStatus ? "status" : "payload";
-}
-
 Json step_json(const ExplainedStep& step) {
   const std::string_view sent = sent_part(step.payload);
   Json json;
   json["index"] = step.index;
   json["offset_ms"] = step.offset_ms;
-  json["sends"] = name_of(step.sender.sends);
-  json["transport"] = step.sender.transport;
+  json["sends"] = sent_name(step.sender);
+  json["transport"] = transport_name(step.sender);
   json["protocol"] = step.protocol;
   json["address"] = step.address;
   json["port"] = step.port;

@@ -9,18 +9,6 @@
 namespace kovo::check {
 namespace {
 
-struct FieldWord {
-  std::string_view word;
-  bool with_index;
-  bool without_index;
-};
-
-constexpr FieldWord kFieldWords[] = {
-    {"Count", false, true}, {"XMLfield", false, true}, {"Protocol", true, false},
-    {"Delay", true, true},  {"IP", true, false},       {"Port", true, false},
-    {"Data", true, false},
-};
-
 const FieldWord* find_word(std::string_view field) {
   const auto found = std::find_if(std::begin(kFieldWords), std::end(kFieldWords),
                                   [=](const FieldWord& row) { return row.word == field; });
@@ -58,12 +46,12 @@ const char* const kGlobalKeys[4] = {"EnableEvents", "FastCableDetectEvents", "Da
 
 bool needs_index(std::string_view field) {
   const FieldWord* row = find_word(field);
-  return row != nullptr && !row->without_index;
+  return row != nullptr && !row->of_event;
 }
 
 bool takes_no_index(std::string_view field) {
   const FieldWord* row = find_word(field);
-  return row != nullptr && !row->with_index;
+  return row != nullptr && !row->of_step;
 }
 
 bool is_known(const DefinitionEntry& entry) {
@@ -81,7 +69,7 @@ MeantKey meant_key(std::string_view key) {
   const std::string index(key.substr(digits));
   MeantKey best;
   for (const FieldWord& row : kFieldWords) {
-    if (!(index.empty() ? row.without_index : row.with_index)) continue;
+    if (!(index.empty() ? row.of_event : row.of_step)) continue;
     if (stem.size() > row.word.size() && ends_with_nocase(stem, row.word)) {
       const std::size_t name = stem.size() - row.word.size();
       return {std::string(stem.substr(0, name)), std::string(row.word), index, 0,
@@ -89,7 +77,7 @@ MeantKey meant_key(std::string_view key) {
     }
   }
   for (const FieldWord& row : kFieldWords) {
-    if (index.empty() ? row.without_index : row.with_index) spell_word(stem, row, index, best);
+    if (index.empty() ? row.of_event : row.of_step) spell_word(stem, row, index, best);
   }
   return best;
 }

@@ -22,7 +22,7 @@ struct StepPattern {
   std::string address;
   std::string port;
   std::string protocol;
-  std::optional<kovo::Sender> sender = {};
+  std::optional<Sender> sender;
   std::int64_t offset_ms = 0;
 };
 

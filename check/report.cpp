@@ -99,21 +99,21 @@ std::string runs_text(const ExplainedEvent& event) {
 }
 
 std::string destination(const ExplainedStep& step) {
-  if (step.sender.sends == Sends::kNothing) return "";
+  if (!step.sender) return "";
   return step.address + ":" + std::to_string(step.port);
 }
 
 std::string payload_size(const ExplainedStep& step) {
-  if (step.sender.sends != Sends::kPayload) return "";
+  if (!step.sender || step.sender->status) return "";
   const std::size_t size = sent_part(step.payload).size();
   return std::to_string(size) + (size == 1 ? " byte " : " bytes");
 }
 
 std::string payload_text(const ExplainedStep& step, std::size_t size_width) {
-  if (step.sender.sends == Sends::kNothing) {
+  if (!step.sender) {
     return "sends nothing: " + quoted(step.protocol) + " names no sender";
   }
-  if (step.sender.sends == Sends::kStatus) return "the device's status";
+  if (step.sender->status) return "the device's status";
   std::string text = right_aligned(payload_size(step), size_width) + "  " +
                      quoted(sent_part(step.payload), kPayloadShown);
   if (step.cut) text += "  cut at 1023 bytes";
@@ -141,11 +141,11 @@ std::string event_text(const ExplainedEvent& event) {
   }
   const std::int64_t last_ms = event.steps.empty() ? 0 : event.steps.back().offset_ms;
   for (const ExplainedStep& step : event.steps) {
-    const bool sends = step.sender.sends != Sends::kNothing;
-    text +=
-        right_aligned(std::to_string(step.offset_ms), time_width) + " ms  |" +
-        axis(step.offset_ms, last_ms, sends ? '#' : '-') + left_aligned(step.sender.transport, 4) +
-        left_aligned(destination(step), place_width + 3) + payload_text(step, size_width) + "\n";
+    text += right_aligned(std::to_string(step.offset_ms), time_width) + " ms  |" +
+            axis(step.offset_ms, last_ms, step.sender ? '#' : '-') +
+            left_aligned(transport_name(step.sender), 4) +
+            left_aligned(destination(step), place_width + 3) + payload_text(step, size_width) +
+            "\n";
   }
   const auto empty = static_cast<std::size_t>(event.step_count) - event.steps.size();
   if (empty > 0) text += "  and " + counted(empty, "step") + " without lines: nothing is sent\n";

@@ -185,10 +185,6 @@ bool is_generic_events(const NamedKeys& keys) {
   return keys.name == "GenericEvents" && keys.steps.empty();
 }
 
-bool is_display_event(std::string_view name) {
-  return equals_nocase(name, "DVIConnected") || equals_nocase(name, "DVIDisconnected");
-}
-
 bool looks_like_comment(std::string_view text) {
   text = trimmed(text);
   return !text.empty() && (text.front() == '#' || text.front() == ';' || text.substr(0, 2) == "//");

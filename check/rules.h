@@ -11,6 +11,7 @@
 #include "check/source.h"
 #include "check/triggers.h"
 #include "definitions/templates.h"
+#include "engine/event_rules.h"
 
 namespace kovo::check {
 
@@ -85,13 +86,8 @@ std::string key_text(const DefinitionEntry& entry);
 /// The event that a GenericEventsCount above 0 makes: without any line for its steps.
 bool is_generic_events(const NamedKeys& keys);
 
-/// DVIConnected or DVIDisconnected, in any letter case.
-bool is_display_event(std::string_view name);
-
 /// Tells "comments" apart: keys that begin like one in other files.
 bool looks_like_comment(std::string_view text);
-
-constexpr std::int32_t kEventLifeS = 60;  // a queued event that has not run by then is dropped
 
 constexpr char kNoComments[] = "there are no comments in a definition file: remove the line";
 

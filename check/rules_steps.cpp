@@ -23,7 +23,7 @@ std::string right_protocol(std::string_view text) {
 void check_protocol(Checking& checking, const StepValue& step) {
   const std::string_view value = step.entry.value;
   const std::string right = right_protocol(value);
-  if (sender_of(value).sends == Sends::kNothing) {
+  if (!choose_sender(value)) {
     Finding& finding =
         tell(checking, Rule::kProtocol, step.place,
              step.step + " sends nothing: " + quoted(value) + " names no sender",
@@ -100,7 +100,7 @@ void check_missing(Checking& checking, const NamedKeys& keys, std::uint32_t inde
   const std::string name = shown(keys.name);
   const std::string number = std::to_string(index);
   const Place place = key_place(checking, step.first);
-  const Sends sends = sender_of(step.command->protocol).sends;
+  const std::optional<Sender> sender = choose_sender(step.command->protocol);
   const std::string text = step_text(index, keys.name);
   if (step.protocol == kNoEntry) {
     const std::string key = name + "Protocol" + number;
@@ -116,12 +116,12 @@ void check_missing(Checking& checking, const NamedKeys& keys, std::uint32_t inde
     tell(checking, Rule::kPort, place, text + " has no port and goes to port 0",
          "add " + name + "Port" + number + "= and a number from 1 to 65535");
   }
-  if (step.data == kNoEntry && sends == Sends::kPayload) {
+  if (step.data == kNoEntry && sender && !sender->status) {
     tell(checking, Rule::kData, place, text + " has no Data and sends an empty payload",
          "add " + name + "Data" + number + "= and the payload in hexadecimal")
         .severity = Severity::kWarning;
   }
-  if (step.data != kNoEntry && sends == Sends::kStatus) {
+  if (step.data != kNoEntry && sender && sender->status) {
     tell(checking, Rule::kData, key_place(checking, step.data),
          key_text(checking.source.entries[step.data]) +
              " is not sent: the step sends the device's status",

@@ -7,10 +7,6 @@ namespace {
 
 using FirstOfTrigger = std::unordered_map<std::string_view, const NamedKeys*>;  // by trigger
 
-bool is_builtin(std::string_view name) {
-  return name == "PowerOn" || name == "DVIConnected" || name == "DVIDisconnected";
-}
-
 /// The trigger stands in an XMLfield line; otherwise it is the name.
 bool has_trigger_line(const NamedKeys& keys) {
   return keys.trigger != kNoEntry && keys.compiled_trigger != keys.name;
@@ -35,7 +31,8 @@ bool check_same_trigger(Checking& checking, const NamedKeys& keys, FirstOfTrigge
 }
 
 void check_builtin_trigger(Checking& checking, const NamedKeys& keys) {
-  if (!is_builtin(keys.name) || keys.trigger == kNoEntry || keys.compiled_trigger != keys.name) {
+  if (!is_builtin_event(keys.name) || keys.trigger == kNoEntry ||
+      keys.compiled_trigger != keys.name) {
     return;
   }
   const DefinitionEntry& entry = checking.source.entries[keys.trigger];
