@@ -5,9 +5,10 @@
 #include <string>
 #include <vector>
 
+#include "check/model.h"
 #include "check/payload.h"
-#include "check/rules.h"
 #include "check/source.h"
+#include "check/triggers.h"
 
 namespace kovo::check {
 

@@ -10,14 +10,14 @@ namespace {
 Json finding_json(const std::string& file, const Finding& finding) {
   Json json;
   json["file"] = file;
-  json["line"] = finding.place.line;
-  json["column"] = finding.place.column;
-  json["length"] = finding.place.length;
+  json["line"] = finding.range.line;
+  json["column"] = finding.range.column;
+  json["length"] = finding.range.length;
   json["severity"] = severity_name(finding.severity);
-  json["rule"] = rule_info(finding.rule).name;
+  json["rule"] = finding.rule->name;
   json["text"] = finding.text;
   json["hint"] = finding.hint;
-  json["mend"] = finding.mend ? Json(*finding.mend) : Json(nullptr);
+  json["mend"] = finding.fix ? Json(*finding.fix) : Json(nullptr);
   return json;
 }
 

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "check/words.h"
-#include "definitions/definition_entry.h"
 #include "frame/text.h"
 
 namespace kovo::check {
@@ -15,7 +14,7 @@ const FieldWord* find_word(std::string_view field) {
   return found == std::end(kFieldWords) ? nullptr : found;
 }
 
-/// Two letters wrong in a long word, one in a short one, none in "IP".
+/// Returns how many letters may be wrong: two in a long word, one in a short one, none in "IP".
 std::size_t most_wrong(std::string_view word) {
   return word.size() < 3 ? 0 : word.size() < 5 ? 1 : 2;
 }
@@ -24,8 +23,8 @@ bool ends_with_nocase(std::string_view text, std::string_view end) {
   return text.size() >= end.size() && equals_nocase(text.substr(text.size() - end.size()), end);
 }
 
-/// The best spelling of a word at the end of a text: how many letters are wrong, and how long it
-/// is.
+/// Looks for a field word at the end of a text, of any length and with few wrong letters, and
+/// stores it if it is nearer than `best`.
 void spell_word(std::string_view stem, const FieldWord& row, const std::string& index,
                 MeantKey& best) {
   const std::size_t most = most_wrong(row.word);
@@ -80,6 +79,10 @@ MeantKey meant_key(std::string_view key) {
     if (index.empty() ? row.of_event : row.of_step) spell_word(stem, row, index, best);
   }
   return best;
+}
+
+std::string text_of(const MeantKey& meant) {
+  return meant.name + meant.field + meant.index;
 }
 
 const char* find_global_key(std::string_view key) {

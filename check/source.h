@@ -23,7 +23,7 @@ enum class ByteOrderMark { kNone, kUtf8, kUtf16 };
 /// Lines of one kind: how many there are, and the bytes in question of the first.
 struct LineKind {
   std::size_t count = 0;
-  Place first;
+  SourceRange first;
 };
 
 struct Source {
