@@ -31,7 +31,7 @@ void spell_word(std::string_view stem, const FieldWord& row, const std::string& 
   for (std::size_t length = row.word.size() - most; length <= row.word.size() + most; ++length) {
     if (length == 0 || length >= stem.size()) continue;
     const std::string_view end = stem.substr(stem.size() - length);
-    const std::size_t distance = edit_distance(end, row.word, most);
+    const std::size_t distance = edit_distance(end, row.word);
     if (distance > most || (!best.name.empty() && distance >= best.distance)) continue;
     best = {std::string(stem.substr(0, stem.size() - length)), std::string(row.word), index,
             distance, false};

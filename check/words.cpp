@@ -140,24 +140,12 @@ ReadNumber read_number(std::string_view text) {
   return number;
 }
 
-std::size_t edit_distance(std::string_view a, std::string_view b, std::size_t limit) {
-  if (a.size() > b.size()) std::swap(a, b);
-  if (b.size() - a.size() > limit) return limit + 1;
-  std::vector<std::size_t> row(a.size() + 1);
-  for (std::size_t i = 0; i < row.size(); ++i) row[i] = i;
-  for (std::size_t j = 0; j < b.size(); ++j) {
-    std::size_t diagonal = row[0];
-    row[0] = j + 1;
-    std::size_t least = row[0];
-    for (std::size_t i = 0; i < a.size(); ++i) {
-      const std::size_t change = diagonal + (a[i] == b[j] ? 0 : 1);
-      diagonal = row[i + 1];
-      row[i + 1] = std::min({change, row[i] + 1, diagonal + 1});
-      least = std::min(least, row[i + 1]);
-    }
-    if (least > limit) return limit + 1;
+std::size_t edit_distance(std::string_view a, std::string_view b) {
+  DistanceRow row = first_row();
+  for (std::size_t depth = 1; depth <= b.size(); ++depth) {
+    row = next_row(row, depth, b[depth - 1], a);
   }
-  return row.back();
+  return distance_at(row, b.size(), a);
 }
 
 NameSuggester make_suggester(std::vector<std::string> names) {

@@ -40,8 +40,8 @@ struct ReadNumber {
 };
 ReadNumber read_number(std::string_view text);
 
-/// The number of single letters to change, add or drop, or limit + 1 when it is more than that.
-std::size_t edit_distance(std::string_view a, std::string_view b, std::size_t limit);
+/// Returns the number of single letters to change, add or remove; any number above 2 if it is more.
+std::size_t edit_distance(std::string_view a, std::string_view b);
 
 /// Known names, for "did you mean".
 struct NameSuggester {
