@@ -51,35 +51,37 @@ void check_offsets(CheckContext& context, const NamedKeys& keys) {
                   : "write the Delay lines of " + name + " in the order of its steps");
 }
 
+void check_missing(CheckContext& context, const MissingEvent& missing) {
+  if (missing.similar != nullptr) return;  // reported by "letter-case"
+  const NamedKeys& keys = missing.keys;
+  const std::string name = shown(keys.name);
+  const std::string count_key = name + "Count";
+  const std::string count = count_key + "=" + needed_count(keys) + ", the number of its steps";
+  if (keys.counts.empty()) {
+    const std::string near = nearest_name(context.event_names, keys.name);
+    std::string hint = "add " + count;
+    if (!near.empty()) hint = "did you mean " + shown(near) + "? Otherwise " + hint;
+    if (looks_like_comment(keys.name)) hint = kNoComments;
+    add_finding(context, missing.range,
+                name + " does not exist: there is no " + count_key + " line", hint);
+    return;
+  }
+  const std::string_view value = entry_at(context, keys.counts.back()).value;
+  const ReadNumber number = read_number(value);
+  if (!number.has_digits || number.value < 0) return;  // reported by "count"
+  const std::string text =
+      name + " does not exist: " + count_key + "=" + shown(value) + " is not positive";
+  if (is_switched_off(context, keys)) {
+    add_finding(context, context.rule->other, missing.range, text);
+  } else {
+    add_finding(context, missing.range, text, "write " + count);
+  }
+}
+
 }  // namespace
 
 void check_no_count(CheckContext& context) {
-  for (const MissingEvent& missing : context.missing_events) {
-    if (missing.similar != nullptr) continue;  // reported by "letter-case"
-    const NamedKeys& keys = missing.keys;
-    const std::string name = shown(keys.name);
-    const std::string count_key = name + "Count";
-    const std::string count = count_key + "=" + needed_count(keys) + ", the number of its steps";
-    if (keys.counts.empty()) {
-      const std::string near = nearest_name(context.event_names, keys.name);
-      std::string hint = "add " + count;
-      if (!near.empty()) hint = "did you mean " + shown(near) + "? Otherwise " + hint;
-      if (looks_like_comment(keys.name)) hint = kNoComments;
-      add_finding(context, missing.range,
-                  name + " does not exist: there is no " + count_key + " line", hint);
-      continue;
-    }
-    const std::string_view value = entry_at(context, keys.counts.back()).value;
-    const ReadNumber number = read_number(value);
-    if (!number.has_digits || number.value < 0) continue;  // reported by "count"
-    const std::string text =
-        name + " does not exist: " + count_key + "=" + shown(value) + " is not positive";
-    if (is_switched_off(context, keys)) {
-      add_finding(context, context.rule->other, missing.range, text);
-    } else {
-      add_finding(context, missing.range, text, "write " + count);
-    }
-  }
+  for (const MissingEvent& missing : context.missing_events) check_missing(context, missing);
 }
 
 void check_count(CheckContext& context) {

@@ -133,6 +133,19 @@ void check_global_key(CheckContext& context, std::uint32_t position) {
   }
 }
 
+/// Reports a name that is that of an event but for its letter case.
+void check_similar(CheckContext& context, const MissingEvent& missing) {
+  if (missing.similar == nullptr) return;
+  const NamedKeys& event = *missing.similar;
+  const std::string count_line = line_of(context, event.counts.front());
+  const std::string name = shown(missing.keys.name);
+  const bool has_more_keys = event.entries.size() >= missing.keys.entries.size();
+  add_finding(context, missing.range,
+              name + " does not exist: the Count on " + count_line + " is of " + shown(event.name),
+              has_more_keys ? "write " + shown(event.name) + " in place of " + name
+                            : "write " + name + "Count on " + count_line);
+}
+
 }  // namespace
 
 void check_unknown_key(CheckContext& context) {
@@ -163,18 +176,7 @@ void check_letter_case(CheckContext& context) {
                 key_text(entry) + " is not read: letter case counts", "write " + shown(key.right),
                 key.right);
   });
-  for (const MissingEvent& missing : context.missing_events) {
-    if (missing.similar == nullptr) continue;
-    const NamedKeys& event = *missing.similar;
-    const std::string count_line = line_of(context, event.counts.front());
-    const std::string name = shown(missing.keys.name);
-    const bool has_more_keys = event.entries.size() >= missing.keys.entries.size();
-    add_finding(
-        context, missing.range,
-        name + " does not exist: the Count on " + count_line + " is of " + shown(event.name),
-        has_more_keys ? "write " + shown(event.name) + " in place of " + name
-                      : "write " + name + "Count on " + count_line);
-  }
+  for (const MissingEvent& missing : context.missing_events) check_similar(context, missing);
 }
 
 /// Reports an event name once: the end of a key is right, but the name contains a field word.
