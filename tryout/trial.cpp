@@ -32,7 +32,7 @@ std::string why_dropped(TrialDevice& device, const check::ExplainedEvent& event,
     return "dropped: events are switched off";
   }
   if (event.never_runs) {
-    return "dropped: an event that has not run within " + std::to_string(check::kEventLifeS) +
+    return "dropped: an event that has not run within " + std::to_string(kEventLifeS) +
            " s never does";
   }
   if (!event.once_per_boot) return {};
@@ -58,7 +58,7 @@ StepOutcome step_outcome(TrialDevice& device, const check::ExplainedEvent& event
     case StepFate::kSend:
       break;
   }
-  if (step.sender.sends == check::Sends::kNothing) {
+  if (!step.sender) {
     outcome.why = "not sent: " + check::quoted(step.protocol) + " is not a supported protocol";
   } else if (!take_sender(device, starts_ms, outcome.leaves_ms + kSenderPauseMs)) {
     outcome.why = "dropped: " + std::to_string(kSenderSlots) + " messages are under way";
