@@ -136,7 +136,7 @@ void raise_power_on(CentralState& state) {
   }
   retry_until_success("main", [] { create_file(kPowerOnMarkerPath, "", kMarkerMode); });
   log_event_echo("created %s\n", kPowerOnMarkerPath);
-  retry_until_success("main", [&] { push_event_front(*event_queue, state, "PowerOn", 0); });
+  retry_until_success("main", [&] { push_event_front(*event_queue, state, kPowerOn, 0); });
   log_event_echo("auto push event: PowerOn\n");
 }
 

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <string>
 
-#include "variables/change_values.h"
+#include "variables/message.h"
 #include "variables/variable_store.h"
 
 namespace kovo {

@@ -12,7 +12,6 @@ struct CentralState;
 struct VariableRegistry;
 
 constexpr std::uint16_t kStatusPort = 2728;
-constexpr std::int64_t kRepeatS = 2;  // a row that counts again within this time is skipped
 
 /// Thread body; its argument is the CentralState. Applies settings at once and appends each line to
 /// api_queue. Returns after a socket failure.

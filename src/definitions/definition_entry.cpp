@@ -11,10 +11,6 @@
 namespace kovo {
 namespace {
 
-// In the order in which they are tried.
-constexpr std::string_view kFieldWords[] = {"Count", "XMLfield", "Protocol", "Delay",
-                                            "IP",    "Port",     "Data"};
-
 constexpr char kDefaultLines[] =
     "FastCableDetectEvents=false\n"
     "PowerOnCount=0\n"
@@ -29,7 +25,7 @@ constexpr char kDefaultLines[] =
 }  // namespace
 
 DefinitionEntry split_definition_key(std::string_view key, std::string_view value) {
-  for (const std::string_view word : kFieldWords) {
+  for (const auto& [word, of_event, of_step] : kFieldWords) {
     const std::size_t at = key.find(word);
     if (at == std::string_view::npos || at == 0) continue;
     const std::string_view index = key.substr(at + word.size());
@@ -88,8 +84,9 @@ std::string definitions_ascii(const DefinitionEntries& entries, const Definition
   std::string text;
   for (const DefinitionEntry& entry : entries) {
     text.append(entry.name).append(entry.field).append(entry.index).append("=");
-    const bool data = entry.field == "Data";
-    text.append(data ? s_hex_to_ascii(entry.value, trace) : std::string(entry.value)).append("\n");
+    text.append(entry.field == kDataField ? s_hex_to_ascii(entry.value, trace)
+                                          : std::string(entry.value))
+        .append("\n");
   }
   return text;
 }

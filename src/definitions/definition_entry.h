@@ -14,11 +14,36 @@ namespace kovo {
 
 constexpr std::size_t kMaxDefinitionBytes = std::size_t{1} << 20;  // a larger file is not read
 
-/// A line of a definition file. Its texts point into the line.
+constexpr std::string_view kCountField = "Count";
+constexpr std::string_view kTriggerField = "XMLfield";
+constexpr std::string_view kProtocolField = "Protocol";
+constexpr std::string_view kDelayField = "Delay";
+constexpr std::string_view kIpField = "IP";
+constexpr std::string_view kPortField = "Port";
+constexpr std::string_view kDataField = "Data";
+
+struct FieldWord {
+  std::string_view word;
+  bool of_event;  // it has a meaning without an index
+  bool of_step;   // it has a meaning with an index
+};
+
+// Tried in this order: an event name that contains an earlier word ends there.
+constexpr FieldWord kFieldWords[] = {{kCountField, true, false},    {kTriggerField, true, false},
+                                     {kProtocolField, false, true}, {kDelayField, true, true},
+                                     {kIpField, false, true},       {kPortField, false, true},
+                                     {kDataField, false, true}};
+
+// The built-in events.
+constexpr std::string_view kPowerOn = "PowerOn";
+constexpr std::string_view kDviConnected = "DVIConnected";
+constexpr std::string_view kDviDisconnected = "DVIDisconnected";
+
+/// One line of a definition file; its texts point into the line.
 struct DefinitionEntry {
   std::int32_t parts = 0;  // 0 no field word, 1 name and field, 2 name, field and index
   std::string_view name;   // the key up to the field word; the whole key when parts is 0
-  std::string_view field;  // "Count", "XMLfield", "Protocol", "Delay", "IP", "Port", "Data" or ""
+  std::string_view field;  // one of kFieldWords or ""
   std::string_view index;  // the text after the field word when parts is 2
   std::string_view value;  // everything after the first "=", without its newline
 };

@@ -1,26 +1,15 @@
 // The events enable flag and the four persistent settings.
 #pragma once
 
-#include <deque>
-#include <string>
 #include <string_view>
-#include <utility>
+
+#include "definitions/setting_rules.h"
 
 namespace kovo {
 
 struct CentralState;
 
 constexpr char kSettingsPath[] = "/mnt/persistent/kovo_conf.txt";
-constexpr const char* kSettingNames[] = {"portDescr", "portID", "sysDescr", "sysName"};
-
-using Settings = std::deque<std::pair<std::string, std::string>>;
-
-enum SettingResult : int {
-  kSettingRefused = -1,  // empty value or unknown key
-  kSettingSame = 0,
-  kSettingChanged = 1,
-  kNoSettingLine = 2,
-};
 
 /// Refreshes events_enabled from the device parameter ENABLE_KOVO_EVENT: an answer that begins with
 /// "1" or "y" enables, any other disables, an empty one changes nothing. Returns 0. Main thread,
@@ -31,9 +20,8 @@ int renew_enable_event(CentralState& state);
 /// main.
 int init_settings(CentralState& state);
 
-/// Applies a line that may be a setting, truncated to kMaxStatusLine bytes and without one trailing
-/// newline. Returns kNoSettingLine when it begins with neither "port" nor "sys" or holds no "=",
-/// otherwise the result of kovo_config_set, whose locks it takes. Any thread.
+/// Applies a line that may be a setting (see split_setting_line). Returns kNoSettingLine when it is
+/// none, otherwise the result of kovo_config_set, whose locks it takes. Any thread.
 SettingResult apply_setting_line(CentralState& state, std::string_view line);
 
 /// Sets one setting, without one trailing newline of its value. Returns kSettingRefused,
@@ -42,8 +30,5 @@ SettingResult apply_setting_line(CentralState& state, std::string_view line);
 /// thread. Takes settings_lock to compare and store, EventQueue.lock for the push, which may take
 /// seconds, and settings_lock for the file, one after the other.
 SettingResult kovo_config_set(CentralState& state, std::string_view key, std::string_view value);
-
-/// Returns whether a text begins with the name of a setting, case-insensitive.
-bool names_setting(std::string_view text);
 
 }  // namespace kovo

@@ -96,7 +96,7 @@ void run_step(EventQueue& queue, const CentralState& state, const EventDefinitio
 
 /// Runs a due event. Returns false when it is dropped: "PowerOn" runs once per boot.
 bool run_event(EventQueue& queue, CentralState& state, EventDefinition& event, std::int64_t now) {
-  const bool power_on = equals_nocase(event.trigger, "PowerOn");
+  const bool power_on = equals_nocase(event.trigger, kPowerOn);
   if (power_on && state.power_on_done == 1) {
     log_event_echo("skip event: PowerOn\n");
     return false;

@@ -23,7 +23,6 @@ struct ResolutionEntry {
 };
 
 using MappingTable = std::vector<MappingRow>;
-using ResolutionTable = std::vector<ResolutionEntry>;
 
 struct Variant {
   std::int32_t has_video_input;
@@ -36,16 +35,14 @@ Variant variant_of(std::string_view pid);
 /// Returns the rows of a product variant, without last values.
 MappingTable mapping_rows(Variant variant);
 
-ResolutionTable make_resolution_table();
-
-/// The column in which find_row compares: variable, status or setting.
+/// A name of a row: variable, status or setting.
 using RowName = std::string MappingRow::*;
 
 /// Returns the first row with a name, case-insensitive; null when there is none, and for "". The
 /// caller holds mapping_lock while it uses a row of the central state.
 MappingRow* find_row(MappingTable& table, RowName column, std::string_view name);
 
-/// Returns the first entry with a timing code, case-insensitive; null when there is none.
-const ResolutionEntry* find_resolution(const ResolutionTable& table, std::string_view code);
+/// Returns the first entry of a timing code, case-insensitive; null when there is none.
+const ResolutionEntry* find_resolution(std::string_view code);
 
 }  // namespace kovo
