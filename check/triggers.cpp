@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "frame/text.h"
-#include "variables/triggers.h"
+#include "check/trigger_sources.h"
 
 namespace kovo::check {
 namespace {

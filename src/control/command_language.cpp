@@ -13,7 +13,7 @@
 #include "frame/worker.h"
 #include "variables/central_state.h"
 #include "variables/change_processing.h"
-#include "variables/change_values.h"
+#include "variables/message.h"
 #include "variables/variable_store.h"
 
 namespace kovo {

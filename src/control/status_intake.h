@@ -13,7 +13,6 @@ struct CentralState;
 struct VariableRegistry;
 
 constexpr std::uint16_t kStatusPort = 2728;
-constexpr std::int64_t kRepeatS = 2;  // a row that counts again within this is filtered
 
 /// Thread body; its argument is the CentralState. Returns after a socket failure.
 void* handle_udp_vep_api(void* state);

@@ -1,7 +1,5 @@
 #include "definitions/settings.h"
 
-#include <algorithm>
-
 #include "engine/push_event.h"
 #include "frame/files.h"
 #include "frame/log.h"
@@ -11,27 +9,19 @@
 namespace kovo {
 namespace {
 
-std::pair<std::string, std::string>* find_setting(Settings& settings, std::string_view key) {
-  const auto found = std::find_if(settings.begin(), settings.end(),
-                                  [&](const auto& setting) { return setting.first == key; });
-  return found == settings.end() ? nullptr : &*found;
-}
-
 /// Compares and stores under one lock, so that of two equal changes at once only one counts.
-SettingResult store_setting(CentralState& state, const std::string& key, std::string_view value) {
+SettingResult store_setting(CentralState& state, const std::string& key, std::string value) {
   const MutexLock held(state.settings_lock);
-  auto* const setting = find_setting(state.settings, key);
-  if (setting == nullptr) return kSettingRefused;
-  std::string text(strip_newline(value));
-  if (equals_nocase(setting->second, text)) {
+  const std::string text(strip_newline(value));
+  const SettingResult result = exchange_setting(state.settings, key, value);
+  if (result == kSettingSame) {
     log_event("[%s:%d] skip same %s=%s\n", "kovo_config_set", __LINE__, key.c_str(), text.c_str());
-    return kSettingSame;
+  } else if (result == kSettingChanged) {
+    log_event("[%s:%d] %s %s => %s\n", "kovo_config_set", __LINE__, key.c_str(), value.c_str(),
+              text.c_str());
+    state.settings_dirty = true;
   }
-  log_event("[%s:%d] %s %s => %s\n", "kovo_config_set", __LINE__, key.c_str(),
-            setting->second.c_str(), text.c_str());
-  setting->second.swap(text);
-  state.settings_dirty = true;
-  return kSettingChanged;
+  return result;
 }
 
 bool is_dirty(const CentralState& state) {
@@ -48,16 +38,10 @@ int renew_enable_event(CentralState& state) {
   return 0;
 }
 
-bool names_setting(std::string_view text) {
-  return std::any_of(std::begin(kSettingNames), std::end(kSettingNames),
-                     [&](const char* name) { return starts_with_nocase(text, name); });
-}
-
 int init_settings(CentralState& state) {
   {
     const MutexLock held(state.settings_lock);
-    state.settings.clear();
-    for (const char* name : kSettingNames) state.settings.emplace_back(name, "");
+    state.settings = empty_settings();
   }
   return load_settings_file(state);
 }
@@ -70,17 +54,15 @@ int load_settings_file(CentralState& state) {
   std::string_view line;
   while (read_line(file.get(), buffer, line)) {
     const KeyValue pair = split_key_value(until_newline(line));
-    auto* const setting = find_setting(state.settings, pair.key);
-    if (pair.found && setting != nullptr) setting->second = pair.value;
+    std::string* const setting = find_setting(state.settings, pair.key);
+    if (pair.found && setting != nullptr) *setting = pair.value;
   }
   return 0;
 }
 
 SettingResult apply_setting_line(CentralState& state, std::string_view line) {
-  if (!starts_with_nocase(line, "port") && !starts_with_nocase(line, "sys")) return kNoSettingLine;
-  const KeyValue pair = split_key_value(cut_text(strip_newline(line), kMaxStatusLine));
-  if (!pair.found) return kNoSettingLine;
-  return kovo_config_set(state, pair.key, pair.value);
+  const std::optional<KeyValue> pair = split_setting_line(line);
+  return pair ? kovo_config_set(state, pair->key, pair->value) : kNoSettingLine;
 }
 
 SettingResult kovo_config_set(CentralState& state, std::string_view key, std::string_view value) {
@@ -89,7 +71,7 @@ SettingResult kovo_config_set(CentralState& state, std::string_view key, std::st
     LOG_MAIN("kovo_config_set", "no value, skip set %s\n", name.c_str());
     return kSettingRefused;
   }
-  const SettingResult result = store_setting(state, name, value);
+  const SettingResult result = store_setting(state, name, std::string(value));
   if (result == kSettingChanged) push_event(name);
   if (result != kSettingRefused && is_dirty(state)) write_settings_file(state);
   return result;

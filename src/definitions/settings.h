@@ -1,27 +1,15 @@
 // The events enable flag and the four persistent settings.
 #pragma once
 
-#include <deque>
-#include <string>
 #include <string_view>
-#include <utility>
+
+#include "definitions/setting_rules.h"
 
 namespace kovo {
 
 struct CentralState;
 
 constexpr char kSettingsPath[] = "/mnt/persistent/kovo_conf.txt";
-constexpr const char* kSettingNames[] = {"portDescr", "portID", "sysDescr", "sysName"};
-
-/// Names with their values, in order.
-using Settings = std::deque<std::pair<std::string, std::string>>;
-
-enum SettingResult : int {
-  kSettingRefused = -1,  // empty value or unknown key
-  kSettingSame = 0,
-  kSettingChanged = 1,
-  kNoSettingLine = 2,
-};
 
 /// Refreshes events_enabled from the device parameter ENABLE_KOVO_EVENT: "1" or "y" at its start
 /// enables, any other answer disables, an empty one changes nothing. Returns 0. Called by main and,
@@ -36,10 +24,9 @@ int init_settings(CentralState& state);
 /// 0. Takes settings_lock.
 int load_settings_file(CentralState& state);
 
-/// Applies a line that may be a setting, truncated to kMaxStatusLine bytes and without one trailing
-/// newline. Returns kNoSettingLine when it begins with neither "port" nor "sys" or holds no "=",
-/// otherwise what kovo_config_set returns. Called by the receivers and the status intake; takes the
-/// locks of kovo_config_set.
+/// Applies a line that may be a setting (see split_setting_line). Returns kNoSettingLine when it is
+/// none, otherwise what kovo_config_set returns. Called by the receivers and the status intake;
+/// takes the locks of kovo_config_set.
 SettingResult apply_setting_line(CentralState& state, std::string_view line);
 
 /// Sets one setting, without one trailing newline of its value. Returns kSettingRefused,
@@ -55,8 +42,5 @@ SettingResult kovo_config_set(CentralState& state, std::string_view key, std::st
 /// Returns 0, -1 when there are no settings, -2 when the file cannot be written. Takes
 /// settings_lock.
 int write_settings_file(CentralState& state);
-
-/// Returns whether a text begins with the name of one of the four settings, case-insensitive.
-bool names_setting(std::string_view text);
 
 }  // namespace kovo

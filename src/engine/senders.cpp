@@ -16,7 +16,6 @@ namespace {
 
 constexpr int kReplyTimeoutMs = 2000;
 constexpr int kNoReplyTimeoutMs = 1500;
-constexpr int kPauseMs = 10;
 
 constexpr char kStatusServiceAddress[] = "127.0.0.1";
 constexpr int kStatusServicePort = 50003;
@@ -91,7 +90,7 @@ int udpclient(const std::string& ip, int port, std::string_view payload) {
     return sendto(datagram.get(), payload.data(), payload.size(), MSG_NOSIGNAL,
                   as_sockaddr(address), sizeof address);
   });
-  sleep_ms(kPauseMs);
+  sleep_ms(kSenderPauseMs);
   return static_cast<int>(sent);
 }
 
@@ -119,7 +118,7 @@ int tcpclient_no_rcv(const std::string& ip, int port, std::string_view payload) 
   LOG_DEBUG("tcpclient_no_rcv", "send tcp:%d (%d)%s\n", port, static_cast<int>(text.size()),
             text.c_str());
   const int sent = send_payload(connection, ip, port, text, failure);
-  if (sent >= 0) sleep_ms(kPauseMs);
+  if (sent >= 0) sleep_ms(kSenderPauseMs);
   return sent;
 }
 

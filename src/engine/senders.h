@@ -14,6 +14,7 @@ constexpr char kStatusRequest[] = "getStatus";  // what the status service is as
 
 enum class Transport : std::int32_t { kUdp = 0, kTcp = 1 };
 
+constexpr int kSenderPauseMs = 10;        // after a message, before its sender is free again
 constexpr std::size_t kReplySize = 2048;  // reply buffer, with its terminating NUL
 
 // Results of the TCP senders when nothing was sent.

@@ -4,7 +4,6 @@
 #include "frame/host.h"
 #include "frame/shell.h"
 #include "frame/text.h"
-#include "variables/change_values.h"
 #include "variables/mapping_tables.h"
 
 namespace kovo {
@@ -12,14 +11,15 @@ std::unique_ptr<CentralState> make_central_state() {
   auto state = std::make_unique<CentralState>();
   state->created_at = steady_ns();
   renew_enable_event(*state);
-  store_wpa_mode(*state, query_device_param("WPA_EAP_MODE"));
+  const std::string mode = query_device_param("WPA_EAP_MODE");
   state->vid = query_device_param("VID");
   state->pid = query_device_param("PID");
   const Variant variant = variant_of(state->pid);
   state->has_video_input = variant.has_video_input;
   state->usbc_input = variant.usbc_input;
-  state->resolution_table = make_resolution_table();
   build_mapping_table(*state);
+  const MutexLock held(state->mapping_lock);
+  store_wpa_mode(state->changes, mode);
   return state;
 }
 
@@ -33,14 +33,8 @@ int build_mapping_table(CentralState& state) {
     row->last_value = query_device_param("S0_BAUDRATE");
   }
   const MutexLock held(state.mapping_lock);
-  state.mapping_table.swap(table);
+  state.changes.mapping_table.swap(table);
   return 0;
-}
-
-void store_wpa_mode(CentralState& state, std::string_view mode) {
-  const MutexLock held(state.mapping_lock);
-  state.p8021_status = p8021_status_of(mode);
-  state.wpa_eap_mode = mode;
 }
 
 }  // namespace kovo

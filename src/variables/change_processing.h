@@ -1,11 +1,10 @@
-// What follows from a variable's new value: the store and its clients, derived variables, and the
-// event that the variable is mapped to.
+// Carries out what follows from a variable's new value: sets, notifications and events.
 #pragma once
 
-#include <string>
 #include <string_view>
 
 #include "frame/host.h"
+#include "variables/change_rules.h"
 
 namespace kovo {
 
@@ -18,10 +17,10 @@ struct VariableRegistry;
 void process_variable_change(CentralState& state, VariableRegistry& registry, std::string_view name,
                              std::string_view raw);
 
-/// Sets the variables derived from a stored value and pushes its events. Reads the clock at each
-/// step that needs the time, since sets and pushes may take seconds. Takes mapping_lock for one
-/// step at a time, the locks of lm_set for derived variables, and EventQueue.lock for each push.
-void follow_change(CentralState& state, VariableRegistry& registry, const std::string& name,
-                   const std::string& value, SecondsClock clock);
+/// Runs the rules for a stored variable, one after the other, each with the time read just before
+/// it, and carries out what they return. Takes mapping_lock for one rule at a time, the locks of
+/// lm_set for derived variables, and EventQueue.lock for each push.
+void follow_change(CentralState& state, VariableRegistry& registry, const VariableChange& change,
+                   SecondsClock clock);
 
 }  // namespace kovo

@@ -1,6 +1,5 @@
 #include "variables/mapping_tables.h"
 
-#include <algorithm>
 #include <iterator>
 
 #include "frame/text.h"
@@ -103,7 +102,7 @@ constexpr RowText kClosingRows[] = {
     {"", "DVIDisconnected", ""},
 };
 
-constexpr ResolutionEntry kResolutions[] = {
+constexpr ResolutionEntry resolution_table[] = {
     {0, "AUTO", "0"},
     {1, "1080p24", "0020"},
     {2, "1080p50", "001F"},
@@ -126,14 +125,6 @@ constexpr ResolutionEntry kResolutions[] = {
 template <std::size_t Size>
 void add_rows(MappingTable& table, const RowText (&rows)[Size]) {
   for (const RowText& row : rows) map_add(table, row.variable, row.status, row.setting);
-}
-
-template <class Table>
-auto first_row(Table& table, RowName column, std::string_view name) {
-  const auto found = std::find_if(table.begin(), table.end(), [&](const MappingRow& row) {
-    return !name.empty() && equals_nocase(row.*column, name);
-  });
-  return found == table.end() ? nullptr : &*found;
 }
 
 }  // namespace
@@ -166,20 +157,15 @@ MappingTable mapping_rows(Variant variant) {
   return table;
 }
 
-ResolutionTable make_resolution_table() {
-  return {std::begin(kResolutions), std::end(kResolutions)};
-}
-
 MappingRow* find_row(MappingTable& table, RowName column, std::string_view name) {
-  return first_row(table, column, name);
+  for (MappingRow& row : table) {
+    if (!name.empty() && equals_nocase(row.*column, name)) return &row;
+  }
+  return nullptr;
 }
 
-const MappingRow* find_row(const MappingTable& table, RowName column, std::string_view name) {
-  return first_row(table, column, name);
-}
-
-const ResolutionEntry* find_resolution(const ResolutionTable& table, std::string_view code) {
-  for (const ResolutionEntry& entry : table) {
+const ResolutionEntry* find_resolution(std::string_view code) {
+  for (const ResolutionEntry& entry : resolution_table) {
     if (equals_nocase(entry.code, code)) return &entry;
   }
   return nullptr;

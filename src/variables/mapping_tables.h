@@ -24,7 +24,6 @@ struct ResolutionEntry {
 };
 
 using MappingTable = std::vector<MappingRow>;
-using ResolutionTable = std::vector<ResolutionEntry>;
 
 struct Variant {
   std::int32_t has_video_input;
@@ -42,18 +41,14 @@ int map_add(MappingTable& table, std::string_view variable, std::string_view sta
 /// Returns the rows of one product variant, in their order, without last values.
 MappingTable mapping_rows(Variant variant);
 
-/// Returns the resolutions, in their order.
-ResolutionTable make_resolution_table();
-
 /// A name of a row: variable, status or setting.
 using RowName = std::string MappingRow::*;
 
 /// Returns the first row of a name, case-insensitive; null when there is none, and for "". The
 /// caller holds mapping_lock as long as it uses a row of the central state.
 MappingRow* find_row(MappingTable& table, RowName column, std::string_view name);
-const MappingRow* find_row(const MappingTable& table, RowName column, std::string_view name);
 
 /// Returns the first entry of a timing code, case-insensitive; null when there is none.
-const ResolutionEntry* find_resolution(const ResolutionTable& table, std::string_view code);
+const ResolutionEntry* find_resolution(std::string_view code);
 
 }  // namespace kovo

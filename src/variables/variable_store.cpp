@@ -205,7 +205,10 @@ int lm_load_snapshot(VariableRegistry& registry, CentralState& state) {
     const KeyValue pair = split_key_value(until_newline(line));
     if (line.size() < 3 || !pair.found || pair.key.empty()) continue;
     lm_set_init(registry, pair.key, pair.value);
-    if (equals_nocase(pair.key, "WPA_EAP_MODE")) store_wpa_mode(state, pair.value);
+    if (equals_nocase(pair.key, "WPA_EAP_MODE")) {
+      const MutexLock held(state.mapping_lock);
+      store_wpa_mode(state.changes, pair.value);
+    }
   }
   return 0;
 }

@@ -4,7 +4,6 @@
 #include <limits>
 
 #include "variables/central_state.h"
-#include "variables/change_values.h"
 #include "variables/mapping_tables.h"
 #include "variables/variable_store.h"
 
@@ -19,19 +18,15 @@ TEST(CentralState, ProductIdsDecideTheVariant) {
     variants += std::to_string(variant.has_video_input) + std::to_string(variant.usbc_input) + " ";
   }
   EXPECT_EQ(variants, "10 10 00 11 11 01 01 10 10 ");
-  EXPECT_STREQ(p8021_status_of("Off"), "off");
-  EXPECT_STREQ(p8021_status_of(""), "on");
 }
 
-TEST(Resolutions, HaveTheirCodes) {
-  const ResolutionTable resolutions = make_resolution_table();
-  std::string codes;
-  for (const ResolutionEntry& entry : resolutions) {
-    codes += std::to_string(entry.index) + "=" + entry.code + " ";
+TEST(Resolutions, AreFoundByTheirCodes) {
+  std::string indexes;
+  for (const char* code : {"0", "0020", "001f", "0010", "401D", "4032", "005E", "005F", "0060",
+                           "0061", "40A5", "4053", "0013", "0004", "4021", "4048", "0000"}) {
+    indexes += std::to_string(find_resolution(code)->index) + " ";
   }
-  EXPECT_EQ(codes,
-            "0=0 1=0020 2=001F 3=0010 4=401D 5=4032 6=005E 7=005F 8=0060 9=0061 10=40A5 11=4053 "
-            "12=0013 13=0004 14=4021 15=4048 0=0000 ");
+  EXPECT_EQ(indexes, "0 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 0 ");
 }
 
 TEST(MessageQueue, HoldsEightMebibytesAndDropsTheNewest) {

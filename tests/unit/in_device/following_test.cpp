@@ -19,16 +19,13 @@ struct Following : ::testing::Test {
     event_queue = queue.get();
     central_state = &state;
     const MutexLock held(state.mapping_lock);
-    state.mapping_table = mapping_rows({0, 0});
-    state.resolution_table = make_resolution_table();
-    state.p8021_status = "off";
-    state.wpa_eap_mode = "off";
+    state.changes.mapping_table = mapping_rows({0, 0});
   }
 
   std::string follow(const char* name, const char* value, std::int64_t now) {
     static std::int64_t seconds = 0;
     seconds = now;
-    follow_change(state, registry, name, value, [] { return seconds; });
+    follow_change(state, registry, {name, value}, [] { return seconds; });
     return pushed_events();
   }
 

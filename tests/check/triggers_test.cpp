@@ -1,5 +1,5 @@
 // The list of triggers in the documents against the tables that raise them.
-#include "variables/triggers.h"
+#include "check/trigger_sources.h"
 
 #include <gtest/gtest.h>
 
@@ -8,7 +8,7 @@
 #include <set>
 #include <string>
 
-namespace kovo {
+namespace kovo::check {
 namespace {
 
 constexpr char kNone[] = "none";
@@ -70,4 +70,4 @@ TEST(Triggers, TheDocumentListsWhatRaisesThem) {
 }
 
 }  // namespace
-}  // namespace kovo
+}  // namespace kovo::check
