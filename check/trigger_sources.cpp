@@ -32,8 +32,8 @@ std::vector<TriggerSource> trigger_sources(Variant variant) {
       {TriggerCause::kPlayback, "", "localPlayList"},
       {TriggerCause::kPlayback, "", "localPlay"},
   };
-  for (const char* trigger : serial_triggers()) {
-    sources.push_back({TriggerCause::kVariablePart, kSerialVariable, trigger});
+  for (const SerialField& field : kSerialFields) {
+    sources.push_back({TriggerCause::kVariablePart, kSerialVariable, field.event});
   }
   add_rows(sources, variant);
   for (const char* name : kSettingNames) {

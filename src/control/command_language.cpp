@@ -12,8 +12,6 @@
 #include "frame/globals.h"
 #include "frame/log.h"
 #include "frame/text.h"
-#include "variables/central_state.h"
-#include "variables/change_processing.h"
 #include "variables/message.h"
 #include "variables/variable_store.h"
 
@@ -30,40 +28,35 @@ constexpr char kHelp[] =
     "client_list_tcp::ip::port;debug_udp::ip::port;debug_tcp::ip::port;debug_udp_lm::ip::port;"
     "debug_tcp_lm::ip::port;";
 
-struct Target {
-  CentralState& state;
-  VariableRegistry& registry;
-};
-
 /// A command word. `run` returns false to refuse the arguments.
 struct Command {
   const char* name;
-  bool (*run)(const Target& target, const Command& command, const Message& message);
+  bool (*run)(VariableRegistry& registry, const Command& command, const Message& message);
   Transport transport = Transport::kTcp;  // of the replies, or of the mirror
 };
 
-bool run_get(const Target& target, const Command& command, const Message& message) {
+bool run_get(VariableRegistry& registry, const Command& command, const Message& message) {
   const auto& [splitting, word, key, ip, port_text] = message;
   if (port_text.empty() || (command.transport == Transport::kTcp && ip.empty())) return false;
   const int port = to_int32(port_text);
   if (port <= 0) return true;
-  const std::string reply = notification_line(key, lm_get(target.registry, key));
+  const std::string reply = notification_line(key, lm_get(registry, key));
   send_by(command.transport, ip.empty() ? "127.0.0.1" : ip, port, reply);
   return true;
 }
 
-bool run_set(const Target& target, const Command&, const Message& message) {
-  lm_set(target.registry, message.arg1, message.arg2);
+bool run_set(VariableRegistry& registry, const Command&, const Message& message) {
+  lm_set(registry, message.arg1, message.arg2);
   LOG_DEBUG(kRoutine, "udp_set %s=%s\n", message.arg1.c_str(), message.arg2.c_str());
   return true;
 }
 
-bool run_renew(const Target& target, const Command& command, const Message& message) {
+bool run_renew(VariableRegistry& registry, const Command& command, const Message& message) {
   if (message.arg1.empty() || message.arg2.empty()) return false;
   const int port = to_int32(message.arg2);
   std::size_t sent = 0;
   std::string lines;
-  while (!(lines = renew_lines(target.registry, sent)).empty()) {
+  while (!(lines = renew_lines(registry, sent)).empty()) {
     send_by(command.transport, message.arg1, port, lines);
   }
   send_by(command.transport, message.arg1, port, "_RENEW_NUM=" + std::to_string(sent) + "\n");
@@ -79,10 +72,10 @@ int client_port(const Message& message) {
 using RegistryChange = int (*)(VariableRegistry&, const std::string&, int);
 
 template <RegistryChange kChange>
-bool run_client_change(const Target& target, const Command&, const Message& message) {
+bool run_client_change(VariableRegistry& registry, const Command&, const Message& message) {
   const int port = client_port(message);
   if (port == 0) return false;
-  kChange(target.registry, message.arg1, port);
+  kChange(registry, message.arg1, port);
   LOG_MAIN(kRoutine, "%s %s:%d\n", message.command.c_str(), message.arg1.c_str(), port);
   return true;
 }
@@ -96,10 +89,10 @@ std::string client_list_text(const Clients& clients) {
   return text + "\n";
 }
 
-bool run_client_list(const Target& target, const Command& command, const Message& message) {
+bool run_client_list(VariableRegistry& registry, const Command& command, const Message& message) {
   const int port = client_port(message);
   if (port == 0) return false;
-  const Clients clients = copy_clients(target.registry);
+  const Clients clients = copy_clients(registry);
   if (!clients.empty()) {
     send_by(command.transport, message.arg1, port, client_list_text(clients));
   }
@@ -113,18 +106,13 @@ bool run_client_list(const Target& target, const Command& command, const Message
 
 /// Sets the mirror's level and target. Without an address or a port, switches it off.
 template <std::int32_t kLevel>
-bool run_debug(const Target&, const Command& command, const Message& message) {
+bool run_debug(VariableRegistry&, const Command& command, const Message& message) {
   const int port = to_int32(message.arg2);
   const MutexLock held(debug_target_lock);
   debug_target_ip = message.arg1;
   debug_target_udp = command.transport == Transport::kUdp ? 1 : 0;
   debug_target_port = port;
   debug_target_on = port > 0 && !message.arg1.empty() ? kLevel : 0;
-  return true;
-}
-
-bool run_param_set(const Target& target, const Command&, const Message& message) {
-  process_variable_change(target.state, target.registry, message.arg1, message.arg2);
   return true;
 }
 
@@ -144,12 +132,11 @@ constexpr Command kCommands[] = {
     {"debug_tcp", run_debug<kMirrorEvents>, Transport::kTcp},
     {"debug_udp_lm", run_debug<kMirrorChanges>, Transport::kUdp},
     {"debug_tcp_lm", run_debug<kMirrorChanges>, Transport::kTcp},
-    {"e_param_set", run_param_set},
 };
 
 }  // namespace
 
-bool run_command(CentralState& state, VariableRegistry& registry, const Message& message) {
+bool run_command(VariableRegistry& registry, const Message& message) {
   if (starts_with_nocase(message.command, "help_")) {
     const bool by_udp = contains(lower_ascii(message.command), "udp");
     send_by(by_udp ? Transport::kUdp : Transport::kTcp, message.arg1, to_int32(message.arg2),
@@ -158,7 +145,7 @@ bool run_command(CentralState& state, VariableRegistry& registry, const Message&
   }
   for (const Command& command : kCommands) {
     if (!equals_nocase(command.name, message.command)) continue;
-    return command.run({state, registry}, command, message);
+    return command.run(registry, command, message);
   }
   return false;
 }

@@ -25,7 +25,7 @@ constexpr char kDefaultLines[] =
 }  // namespace
 
 DefinitionEntry split_definition_key(std::string_view key, std::string_view value) {
-  for (const auto& [word, of_event, of_step] : kFieldWords) {
+  for (const std::string_view word : kFieldWords) {
     const std::size_t at = key.find(word);
     if (at == std::string_view::npos || at == 0) continue;
     const std::string_view index = key.substr(at + word.size());

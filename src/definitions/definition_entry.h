@@ -22,17 +22,9 @@ constexpr std::string_view kIpField = "IP";
 constexpr std::string_view kPortField = "Port";
 constexpr std::string_view kDataField = "Data";
 
-struct FieldWord {
-  std::string_view word;
-  bool of_event;  // it has a meaning without an index
-  bool of_step;   // it has a meaning with an index
-};
-
-// Tried in this order: an event name that contains an earlier word ends there.
-constexpr FieldWord kFieldWords[] = {{kCountField, true, false},    {kTriggerField, true, false},
-                                     {kProtocolField, false, true}, {kDelayField, true, true},
-                                     {kIpField, false, true},       {kPortField, false, true},
-                                     {kDataField, false, true}};
+// In the order in which they are tried: an event name that contains an earlier word ends there.
+constexpr std::string_view kFieldWords[] = {kCountField, kTriggerField, kProtocolField, kDelayField,
+                                            kIpField,    kPortField,    kDataField};
 
 // The built-in events.
 constexpr std::string_view kPowerOn = "PowerOn";

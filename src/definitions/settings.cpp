@@ -31,15 +31,14 @@ SettingResult store_setting(CentralState& state, const std::string& key, std::st
 }
 
 /// Sets the values of known keys from the settings file, if there is one.
-void load_settings_file(CentralState& state) {
+void load_settings_file(Settings& settings) {
   const File file = open_for_reading(kSettingsPath);
   if (file == nullptr) return;
-  const MutexLock held(state.settings_lock);
   LineBuffer buffer;
   std::string_view line;
   while (read_line(file.get(), buffer, line)) {
     const KeyValue pair = split_key_value(until_newline(line));
-    std::string* const setting = find_setting(state.settings, pair.key);
+    std::string* const setting = find_setting(settings, pair.key);
     if (pair.found && setting != nullptr) *setting = pair.value;
   }
 }
@@ -65,11 +64,9 @@ int renew_enable_event(CentralState& state) {
 }
 
 int init_settings(CentralState& state) {
-  {
-    const MutexLock held(state.settings_lock);
-    state.settings = empty_settings();
-  }
-  load_settings_file(state);
+  const MutexLock held(state.settings_lock);
+  state.settings = empty_settings();
+  load_settings_file(state.settings);
   return 0;
 }
 

@@ -24,11 +24,9 @@ int init_settings(CentralState& state);
 /// none, otherwise the result of kovo_config_set, whose locks it takes. Any thread.
 SettingResult apply_setting_line(CentralState& state, std::string_view line);
 
-/// Sets one setting, without one trailing newline of its value. Returns kSettingRefused,
-/// kSettingSame (also when only letter case differs, which is not stored) or kSettingChanged. A
-/// change is logged, the event of the setting's name is pushed, and the file is written. Any
-/// thread. Takes settings_lock to compare and store, EventQueue.lock for the push, which may take
-/// seconds, and settings_lock for the file, one after the other.
+/// Sets one setting by the rules of exchange_setting. A change is logged, the event of the
+/// setting's name is pushed, and the file is written. Any thread. Takes settings_lock to compare
+/// and store, EventQueue.lock for the push, which may take seconds, and settings_lock again.
 SettingResult kovo_config_set(CentralState& state, std::string_view key, std::string_view value);
 
 }  // namespace kovo

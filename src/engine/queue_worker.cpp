@@ -24,11 +24,11 @@ constexpr int kScanPeriodMs = 250;
 constexpr std::int64_t kSlowTextNs = 250'000'000;  // the pass stops after a slower text
 constexpr char kEnableKey[] = "__SET__:network.kovo.enable";
 
-int handle_tcp_command(EventQueue& queue, CentralState& state, std::string_view key,
-                       std::string_view value) {
+void handle_tcp_command(EventQueue& queue, CentralState& state, std::string_view key,
+                        std::string_view value) {
   key = strip_newline(key);
   const std::size_t colon = key.find(':');
-  if (colon == std::string_view::npos || colon == 0) return 0;
+  if (colon == std::string_view::npos || colon == 0) return;
   if (key.substr(0, colon) == "__TEST__") {
     const std::string name(key.substr(colon + 1));
     renew_kovo_txt(state, 1);
@@ -39,7 +39,6 @@ int handle_tcp_command(EventQueue& queue, CentralState& state, std::string_view 
     const bool on = starts_with_nocase(value, "1") || starts_with_nocase(value, "y");
     state.events_enabled = on ? 1 : 0;
   }
-  return 0;
 }
 
 void handle_tcp_line(EventQueue& queue, CentralState& state, std::string_view line) {

@@ -55,14 +55,6 @@ LocalTime local_time() {
   return result;
 }
 
-std::string date_text() {
-  return date_text(local_time().fields);
-}
-
-std::string time_text() {
-  return time_text(local_time().fields);
-}
-
 std::int64_t now_s() {
   return static_cast<std::int64_t>(std::time(nullptr));
 }

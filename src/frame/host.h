@@ -20,10 +20,6 @@ struct LocalTime {
 
 LocalTime local_time();
 
-/// Return the local date as in "2025-03-05 ", with its trailing blank, and time as in "07:04:09".
-std::string date_text();
-std::string time_text();
-
 /// Return the seconds and microseconds since the epoch, and the nanoseconds of the steady clock.
 std::int64_t now_s();
 std::int64_t now_us();

@@ -57,6 +57,11 @@ FileTime file_time(const char* path) {
   return {{info.st_mtim.tv_sec, info.st_mtim.tv_nsec}};
 }
 
+/// Returns whether a file is seen and its time is not the remembered one.
+bool time_changed(const FileTime& now, const FileTime& remembered) {
+  return now && now != remembered;
+}
+
 void watch_definition_file(CentralState& state, Supervision& memory) {
   const FileTime now = file_time(definition_path);
   const bool first = !memory.definition_time;
@@ -83,9 +88,10 @@ void watch_snapshot(CentralState& state, Supervision& memory) {
       lm_load_snapshot(*variable_registry, state);
     }
     memory.snapshot_time = now;
-  } else if (now && just_written(now->first, now_s())) {
-    sleep_ms(kSecondMs);
+    return;
   }
+  const std::int64_t age_s = now ? now_s() - now->first : 0;
+  if (age_s > 0 && age_s <= kFreshFileS) sleep_ms(kSecondMs);  // it may still be being written
 }
 
 }  // namespace
@@ -95,14 +101,6 @@ void load_definitions(CentralState& state) {
     renew_kovo_txt(state, 0);
     rebuild_kovo_event_list(state, 0);
   });
-}
-
-bool time_changed(const FileTime& now, const FileTime& remembered) {
-  return now && now != remembered;
-}
-
-bool just_written(std::int64_t written_seconds, std::int64_t now_seconds) {
-  return now_seconds > written_seconds && now_seconds <= written_seconds + kFreshFileS;
 }
 
 void supervise_once(CentralState& state, Supervision& memory) {

@@ -23,13 +23,6 @@ struct Supervision {
 /// Reads and compiles the definition file. If it cannot be read, the old events stay.
 void load_definitions(CentralState& state);
 
-/// Returns whether a file exists and its time is not the remembered one.
-bool time_changed(const FileTime& now, const FileTime& remembered);
-
-/// Returns whether a file may still be being written: for two seconds after that of its last
-/// change.
-bool just_written(std::int64_t written_seconds, std::int64_t now_seconds);
-
 /// Makes one pass, which takes 250 ms and what changed files cost.
 void supervise_once(CentralState& state, Supervision& memory);
 

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <iterator>
+#include <utility>
 
 #include "frame/text.h"
 
@@ -10,15 +11,6 @@ namespace {
 
 using Kind = ActionKind;
 
-struct SerialField {
-  const char* variable;
-  const char* event;
-};
-
-constexpr SerialField kSerialFields[] = {{"S0_BAUDRATE.baudrate", "serialBaud"},
-                                         {"S0_BAUDRATE.databits", "serialNumBits"},
-                                         {"S0_BAUDRATE.parity", "serialParity"},
-                                         {"S0_BAUDRATE.stopbits", "serialStopBits"}};
 constexpr std::size_t kSerialParts = std::size(kSerialFields);
 
 /// Splits a format such as "9600-8N1" into the text before its first "-" and the three characters
@@ -104,14 +96,12 @@ ChangeActions timing_fields_rule(ChangeMemory&, const VariableChange& change, st
   constexpr std::size_t kCodeDigits = 4;
   const std::string_view value = change.value;
   const std::uint32_t word = timing_word(change);
+  const std::string_view code =
+      value.size() < kCodeDigits ? "0" : value.substr(value.size() - kCodeDigits);
+  const ResolutionEntry* entry = find_resolution(code);
+  const int resolution = entry == nullptr ? 0 : entry->index;
   ChangeActions actions;
-  int resolution = 0;
-  std::string_view code = "0";
-  const bool has_code = value.size() >= kCodeDigits;
-  if (has_code) code = value.substr(value.size() - kCodeDigits);
-  const ResolutionEntry* entry = has_code ? find_resolution(code) : nullptr;
-  if (entry != nullptr) resolution = entry->index;
-  if (entry != nullptr || !has_code) {
+  if (entry != nullptr) {
     actions.push_back({Kind::kSet, "V_OUTPUT_TIMING_CONVERT.resolutionRaw", std::string(code)});
   }
   actions.push_back({Kind::kSet, "V_OUTPUT_TIMING_CONVERT.enable", bit_text(word, kTimingEnable)});
@@ -145,8 +135,7 @@ ChangeActions p8021_status_rule(ChangeMemory& memory, const VariableChange& chan
 ChangeActions mapping_rule(ChangeMemory& memory, const VariableChange& change, std::int64_t now_s) {
   MappingRow* row = find_row(memory.mapping_table, &MappingRow::variable, change.name);
   if (row == nullptr) return {{Kind::kUnmapped, std::string(change.name)}};
-  const std::int64_t since_last_s = now_s - row->last_time;
-  row->last_time = now_s;
+  const std::int64_t since_last_s = now_s - std::exchange(row->last_time, now_s);
   const Kind kind = pause_lasts(since_last_s, kHoldOffS) ? Kind::kHoldOff : Kind::kPushMapped;
   return {{kind, row->status, row->variable, since_last_s}};
 }
@@ -171,12 +160,6 @@ std::vector<ChangeRule> change_rules(std::string_view variable) {
 void store_wpa_mode(ChangeMemory& memory, std::string_view mode) {
   memory.p8021_status = p8021_status_of(mode);
   memory.wpa_eap_mode = mode;
-}
-
-std::vector<const char*> serial_triggers() {
-  std::vector<const char*> triggers;
-  for (const SerialField& field : kSerialFields) triggers.push_back(field.event);
-  return triggers;
 }
 
 bool is_playback(std::string_view name) {
@@ -207,8 +190,7 @@ ChangeActions status_rule(ChangeMemory& memory, std::string_view name, std::int6
   ChangeActions actions;
   for (MappingRow& row : memory.mapping_table) {
     if (row.setting.empty() || !starts_with_nocase(name, row.setting)) continue;
-    const std::int64_t since_last_s = now_s - row.last_time;
-    row.last_time = now_s;
+    const std::int64_t since_last_s = now_s - std::exchange(row.last_time, now_s);
     std::string event = row.status;
     if (event.back() == '#') event.pop_back();
     const Kind kind = pause_lasts(since_last_s, kRepeatS) ? Kind::kHoldOff : Kind::kCount;

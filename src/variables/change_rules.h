@@ -1,11 +1,10 @@
 // The rules of change processing: what follows from a new value of a variable and from a status
 // line. The daemon and the try-out page both run them.
 //
-// A rule takes what it remembers of earlier changes, the change and the time, and returns actions
-// in their order. It sends, logs and locks nothing: the daemon calls each rule under mapping_lock,
-// releases the lock and carries the actions out. Sets and pushes can take seconds, so the caller
-// reads the clock again for each rule. What a rule needs to know of a caller's action (whether an
-// HDCP state was new, whether a setting changed) is decided by the caller.
+// A rule takes the memory of earlier changes, the change and the time, and returns actions in their
+// order. The daemon calls each rule under mapping_lock, releases the lock and carries the actions
+// out. Since sets and pushes can take seconds, it reads the clock again for each rule. Whether an
+// HDCP state or a setting is new, the caller decides. Nothing here sends, logs or locks.
 #pragma once
 
 #include <cstdint>
@@ -35,6 +34,16 @@ struct ChangeMemory {
   std::int64_t yuv_event_time = 0;
   std::string yuv_out;  // "OFF", "ON" or "AUTO"; "" before the first timing word
 };
+
+/// The parts of a serial format, each with its variable and event.
+struct SerialField {
+  const char* variable;
+  const char* event;
+};
+constexpr SerialField kSerialFields[] = {{"S0_BAUDRATE.baudrate", "serialBaud"},
+                                         {"S0_BAUDRATE.databits", "serialNumBits"},
+                                         {"S0_BAUDRATE.parity", "serialParity"},
+                                         {"S0_BAUDRATE.stopbits", "serialStopBits"}};
 
 enum class ActionKind {
   kSet,            // the variable `name` takes `value`
@@ -72,9 +81,6 @@ std::vector<ChangeRule> change_rules(std::string_view variable);
 
 /// Remembers the raw 802.1X mode and the status derived from it, and raises nothing.
 void store_wpa_mode(ChangeMemory& memory, std::string_view mode);
-
-/// The triggers of the four parts of a serial format.
-std::vector<const char*> serial_triggers();
 
 /// Returns whether a status line of this name is a playback selection, or an HDCP state: for that
 /// the caller sets the variable and stops when its value is not new.

@@ -65,9 +65,10 @@ bool store(VariableRegistry& registry, const std::string& name, std::string valu
     return false;
   }
   record->value.swap(value);
-  if (always) return true;
-  LOG_DEBUG("lm_set_change", "update key=%s,value=%s <= %s\n", name.c_str(), value.c_str(),
-            record->value.c_str());
+  if (!always) {
+    LOG_DEBUG("lm_set_change", "update key=%s,value=%s <= %s\n", name.c_str(), value.c_str(),
+              record->value.c_str());
+  }
   return true;
 }
 

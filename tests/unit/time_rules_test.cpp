@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include "engine/event_rules.h"
-#include "frame/supervision.h"
 
 namespace kovo {
 namespace {
@@ -40,11 +39,6 @@ TEST(QueueWorker, EventsWaitRunOrExpire) {
   for (const auto& c : cases) {
     EXPECT_EQ(event_fate(c.event, c.now), c.fate) << c.event.queued_at << " " << c.now;
   }
-}
-
-TEST(Supervision, AFileIsFreshForTwoSecondsAfterItsSecond) {
-  const bool fresh[] = {false, true, true, false};
-  for (int after = 0; after < 4; ++after) EXPECT_EQ(just_written(100, 100 + after), fresh[after]);
 }
 
 }  // namespace

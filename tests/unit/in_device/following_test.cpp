@@ -1,12 +1,12 @@
 #include <gtest/gtest.h>
 
+#include "control/change_worker.h"
 #include "control/status_intake.h"
 #include "definitions/definition_file.h"
 #include "engine/event_queue.h"
 #include "frame/globals.h"
 #include "tests/unit/in_device/logs.h"
 #include "variables/central_state.h"
-#include "variables/change_processing.h"
 #include "variables/mapping_tables.h"
 #include "variables/variable_store.h"
 
