@@ -7,8 +7,6 @@
 namespace kovo::check {
 namespace {
 
-constexpr std::int64_t kNanosecondsPerMillisecond = 1'000'000;
-
 struct Explaining {
   const Source& source;
   Triggers triggers;
@@ -16,17 +14,18 @@ struct Explaining {
   std::unordered_map<std::string, std::string> event_of;  // by trigger: the one that is found
 };
 
-ExplainedStep explain_step(Explaining& explaining, std::uint32_t index, const SubCommand& command) {
+ExplainedStep explain_step(Explaining& explaining, const CompiledStep& compiled) {
   ExplainedStep step;
-  step.index = static_cast<std::int32_t>(index);
-  step.offset_ms = command.delay_from_exec_ns / kNanosecondsPerMillisecond;
-  step.sender = sender_of(command.protocol);
-  step.protocol = command.protocol;
-  step.address = is_address(command.ip) ? command.ip : "0.0.0.0";
-  step.port = sent_port(command.port);
-  if (step.sender.sends != Sends::kPayload) return step;
-  step.payload = filled(command.data, explaining.known);
-  step.known = all_known(command.data, explaining.known);
+  step.index = compiled.index;
+  step.offset_ms = compiled.offset_ms;
+  step.sender = choose_sender(compiled.protocol);
+  step.protocol = compiled.protocol;
+  step.address = is_address(compiled.ip) ? compiled.ip : "0.0.0.0";
+  step.port = sent_port(compiled.port);
+  if (!step.sender || step.sender->status) return step;
+  const std::string data = s_hex_to_ascii(compiled.data);
+  step.payload = filled(data, explaining.known);
+  step.known = all_known(data, explaining.known);
   step.ends_at_zero = step.payload.find('\0') < kMaxCommand;
   step.cut = step.known && !step.ends_at_zero && step.payload.size() > kMaxCommand;
   return step;
@@ -35,19 +34,19 @@ ExplainedStep explain_step(Explaining& explaining, std::uint32_t index, const Su
 ExplainedEvent explain_event(Explaining& explaining, const NamedKeys& keys) {
   ExplainedEvent event;
   event.name = keys.name;
-  event.trigger = keys.compiled_trigger;
+  event.trigger = keys.event->trigger;
   event.line = explaining.source.lines[explaining.source.entry_lines[keys.counts.front()]].number;
   event.raised_by = raised_by(explaining.triggers, event.trigger);
   const auto [found, is_first] = explaining.event_of.emplace(event.trigger, event.name);
   if (!is_first) event.shadowed_by = found->second;
-  event.delay_s = keys.delay_s;
-  event.never_runs = keys.delay_s >= kEventLifeS;
-  event.once_per_boot = equals_nocase(event.trigger, "PowerOn");
+  event.delay_s = keys.event->delay_s;
+  event.never_runs = keys.event->delay_s >= kEventLifeS;
+  event.once_per_boot = equals_nocase(event.trigger, kPowerOn);
   event.display_period = is_display_event(event.name);
-  event.step_count = keys.first_count;
+  event.step_count = keys.event->step_count;
   for (const auto& [index, step] : keys.steps) {
-    if (!step.command || index >= static_cast<std::uint32_t>(keys.first_count)) break;
-    event.steps.push_back(explain_step(explaining, index, *step.command));
+    if (step.compiled == nullptr || step.compiled->index >= event.step_count) break;
+    event.steps.push_back(explain_step(explaining, *step.compiled));
   }
   std::stable_sort(
       event.steps.begin(), event.steps.end(),

@@ -5,16 +5,17 @@
 #include <string>
 #include <vector>
 
+#include "check/model.h"
 #include "check/payload.h"
-#include "check/rules.h"
 #include "check/source.h"
+#include "check/triggers.h"
 
 namespace kovo::check {
 
 struct ExplainedStep {
   std::int32_t index = 0;
   std::int64_t offset_ms = 0;  // from the start of the event; below 0 it leaves at once as well
-  Sender sender{Sends::kNothing, ""};
+  std::optional<Sender> sender;
   std::string protocol;  // as it stands in the file
   std::string address;   // where it really goes
   int port = 0;          // likewise

@@ -10,20 +10,15 @@ namespace {
 Json finding_json(const std::string& file, const Finding& finding) {
   Json json;
   json["file"] = file;
-  json["line"] = finding.place.line;
-  json["column"] = finding.place.column;
-  json["length"] = finding.place.length;
+  json["line"] = finding.range.line;
+  json["column"] = finding.range.column;
+  json["length"] = finding.range.length;
   json["severity"] = severity_name(finding.severity);
-  json["rule"] = rule_info(finding.rule).name;
+  json["rule"] = finding.rule->name;
   json["text"] = finding.text;
   json["hint"] = finding.hint;
-  json["mend"] = finding.mend ? Json(*finding.mend) : Json(nullptr);
+  json["mend"] = finding.fix ? Json(*finding.fix) : Json(nullptr);
   return json;
-}
-
-const char* name_of(Sends sends) {
-  if (sends == Sends::kNothing) return "nothing";
-  return sends == Sends::kStatus ? "status" : "payload";
 }
 
 Json step_json(const ExplainedStep& step) {
@@ -31,8 +26,8 @@ Json step_json(const ExplainedStep& step) {
   Json json;
   json["index"] = step.index;
   json["offset_ms"] = step.offset_ms;
-  json["sends"] = name_of(step.sender.sends);
-  json["transport"] = step.sender.transport;
+  json["sends"] = sent_name(step.sender);
+  json["transport"] = transport_name(step.sender);
   json["protocol"] = step.protocol;
   json["address"] = step.address;
   json["port"] = step.port;

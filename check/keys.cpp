@@ -3,31 +3,12 @@
 #include <algorithm>
 
 #include "check/words.h"
-#include "definitions/definition_entry.h"
 #include "frame/text.h"
 
 namespace kovo::check {
 namespace {
 
-struct FieldWord {
-  std::string_view word;
-  bool with_index;
-  bool without_index;
-};
-
-constexpr FieldWord kFieldWords[] = {
-    {"Count", false, true}, {"XMLfield", false, true}, {"Protocol", true, false},
-    {"Delay", true, true},  {"IP", true, false},       {"Port", true, false},
-    {"Data", true, false},
-};
-
-const FieldWord* find_word(std::string_view field) {
-  const auto found = std::find_if(std::begin(kFieldWords), std::end(kFieldWords),
-                                  [=](const FieldWord& row) { return row.word == field; });
-  return found == std::end(kFieldWords) ? nullptr : found;
-}
-
-/// Two letters wrong in a long word, one in a short one, none in "IP".
+/// Returns how many letters may be wrong: two in a long word, one in a short one, none in "IP".
 std::size_t most_wrong(std::string_view word) {
   return word.size() < 3 ? 0 : word.size() < 5 ? 1 : 2;
 }
@@ -36,18 +17,18 @@ bool ends_with_nocase(std::string_view text, std::string_view end) {
   return text.size() >= end.size() && equals_nocase(text.substr(text.size() - end.size()), end);
 }
 
-/// The best spelling of a word at the end of a text: how many letters are wrong, and how long it
-/// is.
-void spell_word(std::string_view stem, const FieldWord& row, const std::string& index,
+/// Looks for a field word at the end of a text, of any length and with few wrong letters, and
+/// stores it if it is nearer than `best`.
+void spell_word(std::string_view stem, std::string_view word, const std::string& index,
                 MeantKey& best) {
-  const std::size_t most = most_wrong(row.word);
-  for (std::size_t length = row.word.size() - most; length <= row.word.size() + most; ++length) {
+  const std::size_t most = most_wrong(word);
+  for (std::size_t length = word.size() - most; length <= word.size() + most; ++length) {
     if (length == 0 || length >= stem.size()) continue;
     const std::string_view end = stem.substr(stem.size() - length);
-    const std::size_t distance = edit_distance(end, row.word, most);
+    const std::size_t distance = edit_distance(end, word);
     if (distance > most || (!best.name.empty() && distance >= best.distance)) continue;
-    best = {std::string(stem.substr(0, stem.size() - length)), std::string(row.word), index,
-            distance, false};
+    best = {std::string(stem.substr(0, stem.size() - length)), std::string(word), index, distance,
+            false};
   }
 }
 
@@ -57,13 +38,11 @@ const char* const kGlobalKeys[4] = {"EnableEvents", "FastCableDetectEvents", "Da
                                     "GenericEventsCount"};
 
 bool needs_index(std::string_view field) {
-  const FieldWord* row = find_word(field);
-  return row != nullptr && !row->without_index;
+  return !field.empty() && !takes_no_index(field) && field != kDelayField;
 }
 
 bool takes_no_index(std::string_view field) {
-  const FieldWord* row = find_word(field);
-  return row != nullptr && !row->with_index;
+  return field == kCountField || field == kTriggerField;
 }
 
 bool is_known(const DefinitionEntry& entry) {
@@ -80,18 +59,25 @@ MeantKey meant_key(std::string_view key) {
   const std::string_view stem = key.substr(0, digits);
   const std::string index(key.substr(digits));
   MeantKey best;
-  for (const FieldWord& row : kFieldWords) {
-    if (!(index.empty() ? row.without_index : row.with_index)) continue;
-    if (stem.size() > row.word.size() && ends_with_nocase(stem, row.word)) {
-      const std::size_t name = stem.size() - row.word.size();
-      return {std::string(stem.substr(0, name)), std::string(row.word), index, 0,
-              stem.substr(name) == row.word};
+  const auto fits = [&](std::string_view word) {
+    return index.empty() ? !needs_index(word) : !takes_no_index(word);
+  };
+  for (const std::string_view word : kFieldWords) {
+    if (!fits(word)) continue;
+    if (stem.size() > word.size() && ends_with_nocase(stem, word)) {
+      const std::size_t name = stem.size() - word.size();
+      return {std::string(stem.substr(0, name)), std::string(word), index, 0,
+              stem.substr(name) == word};
     }
   }
-  for (const FieldWord& row : kFieldWords) {
-    if (index.empty() ? row.without_index : row.with_index) spell_word(stem, row, index, best);
+  for (const std::string_view word : kFieldWords) {
+    if (fits(word)) spell_word(stem, word, index, best);
   }
   return best;
+}
+
+std::string text_of(const MeantKey& meant) {
+  return meant.name + meant.field + meant.index;
 }
 
 const char* find_global_key(std::string_view key) {

@@ -1,4 +1,4 @@
-// Keys: which of them the daemon acts on, and which one was meant.
+// Keys: whether the daemon acts on one, and which one was meant.
 #pragma once
 
 #include <string>
@@ -8,27 +8,31 @@
 
 namespace kovo::check {
 
-/// True when the daemon acts on a key of that form: a global key, or a field word with an index
-/// where it takes one and without where it does not.
+/// Returns whether the daemon acts on such a key: a global key, or a field word with an index where
+/// it takes one and without an index where it does not.
 bool is_known(const DefinitionEntry& entry);
 
-/// True for the field words that stand with an index alone, and those that stand without one alone.
+/// Return whether a field word has a meaning only with an index, or only without one.
 bool needs_index(std::string_view field);
 bool takes_no_index(std::string_view field);
 
-/// A key read from its end, where the field word and the index of a step stand.
+/// A key read from its end, where the field word and the index of a step are.
 struct MeantKey {
-  std::string name;   // empty when the key does not end like one
-  std::string field;  // the field word as it is spelt right
+  std::string name;   // empty when the key does not end in a field word and an index
+  std::string field;  // the field word, spelled correctly
   std::string index;
-  std::size_t distance = 0;  // letters by which the field word differs
-  bool same_case = true;     // the field word stands in the key as it is
+  std::size_t distance = 0;  // letters by which the key's field word differs
+  bool same_case = true;     // the key contains the field word exactly
 };
 
-/// The key that was meant, its field word in any letter case or with two letters wrong.
+/// Returns the key that was meant: its field word case-insensitive, or with up to two wrong
+/// letters.
 MeantKey meant_key(std::string_view key);
 
-/// The global key of a text in any letter case; null when there is none.
+/// Returns the whole key.
+std::string text_of(const MeantKey& meant);
+
+/// Returns the global key that equals a text, case-insensitive; null when there is none.
 const char* find_global_key(std::string_view key);
 
 /// The global keys, for "did you mean".

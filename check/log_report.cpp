@@ -24,11 +24,6 @@ std::string time_column(const TimelineBlock& block) {
   return padded(block.is_about ? "~" + clock.substr(0, 5) : clock, kTimeWidth);
 }
 
-const char* transport_of(const TimelineStep& step) {
-  if (!step.sender) return "";
-  return is_tcp(step) ? "TCP" : "UDP";
-}
-
 struct StepColumns {
   std::string offset;
   std::string target;
@@ -39,7 +34,7 @@ StepColumns columns_of(const TimelineStep& step) {
   StepColumns columns;
   if (step.offset_known) columns.offset = "+" + std::to_string(step.offset_ms) + " ms";
   columns.target =
-      padded(transport_of(step), 3) + " " + shown(step.address) + ":" + shown(step.port);
+      padded(transport_name(step.sender), 3) + " " + shown(step.address) + ":" + shown(step.port);
   columns.payload = is_status(step) ? "the device's status" : quoted(step.payload, kPayloadShown);
   return columns;
 }
@@ -97,8 +92,8 @@ Json time_json(LogTime time) {
 Json step_json(const TimelineStep& step) {
   Json json;
   json["offset_ms"] = step.offset_known ? Json(step.offset_ms) : Json(nullptr);
-  json["sends"] = !step.sender ? "nothing" : is_status(step) ? "status" : "payload";
-  json["transport"] = transport_of(step);
+  json["sends"] = sent_name(step.sender);
+  json["transport"] = transport_name(step.sender);
   json["protocol"] = step.protocol;
   json["address"] = step.address;
   json["port"] = step.port;

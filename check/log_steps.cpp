@@ -69,6 +69,7 @@ StepPattern make_pattern(const SubCommand& command) {
 
 void make_log_definitions(const DefinitionEntries& entries, LogDefinitions& definitions) {
   definitions.compiled = compile_events(entries);
+  std::vector<std::string> triggers;
   for (const CompiledEvent& compiled : definitions.compiled.events) {
     LogEvent& event = definitions.events.emplace_back();
     event.name = compiled.name;
@@ -83,8 +84,10 @@ void make_log_definitions(const DefinitionEntries& entries, LogDefinitions& defi
         definitions.has_newlines ||
         std::any_of(whole.commands.begin(), whole.commands.end(),
                     [](const SubCommand& command) { return has_newline(make_pattern(command)); });
-    definitions.triggers.names.push_back(event.trigger);
+    triggers.push_back(event.trigger);
   }
+  std::sort(triggers.begin(), triggers.end());
+  definitions.triggers = make_suggester(std::move(triggers));
 }
 
 LogEvent* pushed_event(LogDefinitions& definitions, std::string_view name, bool test) {

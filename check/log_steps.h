@@ -22,7 +22,7 @@ struct StepPattern {
   std::string address;
   std::string port;
   std::string protocol;
-  std::optional<kovo::Sender> sender = {};
+  std::optional<Sender> sender;
   std::int64_t offset_ms = 0;
 };
 
@@ -40,7 +40,7 @@ struct LogDefinitions {
   std::deque<LogEvent> events;
   std::unordered_map<const CompiledEvent*, LogEvent*> by_event;
   std::unordered_multimap<std::string, LogEvent*> by_head;  // of the first step
-  Speller triggers;
+  NameSuggester triggers;
   bool has_newlines = false;  // in the payloads of any step
 };
 

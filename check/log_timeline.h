@@ -30,7 +30,7 @@ struct TimelineStep {
   std::string port;
   std::string protocol;
   std::string payload;
-  std::optional<kovo::Sender> sender = {};
+  std::optional<Sender> sender = {};
   bool offset_known = false;
   std::int64_t offset_ms = 0;
   StepVerdict verdict = StepVerdict::kNotKnown;

@@ -117,12 +117,12 @@ void settle_explain(const CLI::App& app, CommandLine& line) {
 
 bool take_rules(const CommandLine& line, CheckOptions& options) {
   for (const std::string& name : line.disabled) {
-    Rule rule{};
-    if (!find_rule(name, rule)) {
+    const std::size_t rule = find_rule(name);
+    if (rule == kRuleCount) {
       complain("no rule \"" + name + "\" (kovocheck --rules lists them)");
       return false;
     }
-    options.disabled.set(static_cast<std::size_t>(rule));
+    options.disabled.set(rule);
   }
   return true;
 }

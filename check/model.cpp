@@ -1,7 +1,5 @@
 #include "check/model.h"
 
-#include <algorithm>
-
 #include "definitions/event_compiler.h"
 #include "frame/text.h"
 
@@ -9,26 +7,27 @@ namespace kovo::check {
 namespace {
 
 std::uint32_t* slot_of(StepEntries& step, std::string_view field) {
-  if (field == "Protocol") return &step.protocol;
-  if (field == "IP") return &step.ip;
-  if (field == "Port") return &step.port;
-  if (field == "Data") return &step.data;
-  return field == "Delay" ? &step.delay : nullptr;
+  if (field == kProtocolField) return &step.protocol;
+  if (field == kIpField) return &step.ip;
+  if (field == kPortField) return &step.port;
+  if (field == kDataField) return &step.data;
+  return field == kDelayField ? &step.delay : nullptr;
 }
 
-void take(Model& model, std::uint32_t& slot, std::uint32_t entry) {
+/// Records a duplicate when the slot has an entry already; the last one counts.
+void set_entry(Model& model, std::uint32_t& slot, std::uint32_t entry) {
   if (slot != kNoEntry) model.duplicates.push_back({slot, entry});
   slot = entry;
 }
 
 void add_event_key(Model& model, NamedKeys& keys, const DefinitionEntry& entry,
                    std::uint32_t position) {
-  if (entry.field == "Count") {
+  if (entry.field == kCountField) {
     if (!keys.counts.empty()) model.duplicates.push_back({keys.counts.back(), position});
     keys.counts.push_back(position);
   }
-  if (entry.field == "XMLfield") take(model, keys.trigger, position);
-  if (entry.field == "Delay") take(model, keys.delay, position);
+  if (entry.field == kTriggerField) set_entry(model, keys.trigger, position);
+  if (entry.field == kDelayField) set_entry(model, keys.delay, position);
 }
 
 void add_step_key(Model& model, NamedKeys& keys, const DefinitionEntry& entry,
@@ -38,7 +37,7 @@ void add_step_key(Model& model, NamedKeys& keys, const DefinitionEntry& entry,
   if (slot_of(unread, entry.field) == nullptr || !read_index(entry, index)) return;
   StepEntries& step = keys.steps[index];
   if (step.first == kNoEntry) step.first = position;
-  take(model, *slot_of(step, entry.field), position);
+  set_entry(model, *slot_of(step, entry.field), position);
 }
 
 NamedKeys& keys_of(Model& model, std::string_view name) {
@@ -48,13 +47,13 @@ NamedKeys& keys_of(Model& model, std::string_view name) {
   return model.names[found->second];
 }
 
-void sort_keys(Model& model, const DefinitionEntries& entries) {
+void index_entries(Model& model, const DefinitionEntries& entries) {
   std::unordered_map<std::string_view, std::uint32_t> plain_keys;
   std::uint32_t position = 0;
   for (const DefinitionEntry& entry : entries) {
     if (entry.parts == 0) {
       const auto [found, is_new] = plain_keys.emplace(entry.name, position);
-      if (!is_new) take(model, found->second, position);
+      if (!is_new) set_entry(model, found->second, position);
     } else {
       NamedKeys& keys = keys_of(model, entry.name);
       keys.entries.push_back(position);
@@ -65,31 +64,15 @@ void sort_keys(Model& model, const DefinitionEntries& entries) {
   }
 }
 
-std::optional<SubCommand> command_of(const CompiledEvent& event, std::uint32_t index) {
-  for (const CompiledStep& step : event.steps) {
-    if (step.index == static_cast<std::int32_t>(index)) return sub_command(step);
-  }
-  return {};
-}
-
-void take_compiled(Model& model) {
-  for (const CountLine& line : model.compiled.lines) {
-    const CompiledEvent& event = model.compiled.events[line.event];
+void link_compiled(Model& model) {
+  for (const CompiledEvent& event : model.compiled.events) {
     const std::uint32_t position = model.by_name.find(event.name)->second;
     NamedKeys& keys = model.names[position];
-    keys.step_count = std::max(keys.step_count, line.step_count);
-    if (keys.exists) continue;
+    keys.event = &event;
     model.in_event_order.push_back(position);
-    keys.exists = true;
-    keys.first_count = event.step_count;
-    keys.compiled_trigger = event.trigger;
-    keys.delay_s = event.delay_s;
-  }
-  for (const CompiledEvent& event : model.compiled.events) {
-    NamedKeys& keys = model.names[model.by_name.find(event.name)->second];
-    const auto count = static_cast<std::uint32_t>(keys.step_count);
-    for (auto& [index, step] : keys.steps) {
-      if (index < count) step.command = command_of(event, index);
+    for (const CompiledStep& step : event.steps) {
+      const auto found = keys.steps.find(static_cast<std::uint32_t>(step.index));
+      if (found != keys.steps.end()) found->second.compiled = &step;
     }
   }
 }
@@ -98,9 +81,9 @@ void take_compiled(Model& model) {
 
 Model make_model(const DefinitionEntries& entries) {
   Model model;
-  sort_keys(model, entries);
+  index_entries(model, entries);
   model.compiled = compile_events(entries);
-  take_compiled(model);
+  link_compiled(model);
   return model;
 }
 
@@ -108,7 +91,7 @@ const NamedKeys* event_named(const Model& model, std::string_view name) {
   const auto found = model.by_name.find(name);
   if (found == model.by_name.end()) return nullptr;
   const NamedKeys& keys = model.names[found->second];
-  return keys.exists ? &keys : nullptr;
+  return keys.event == nullptr ? nullptr : &keys;
 }
 
 bool read_index(const DefinitionEntry& entry, std::uint32_t& index) {

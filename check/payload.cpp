@@ -4,16 +4,18 @@
 
 #include <algorithm>
 
-#include "engine/event_rules.h"
 #include "frame/text.h"
 
 namespace kovo::check {
 
-Sender sender_of(std::string_view protocol) {
-  const std::optional<kovo::Sender> sender = choose_sender(protocol);
-  if (!sender) return {Sends::kNothing, ""};
-  return {sender->status ? Sends::kStatus : Sends::kPayload,
-          sender->transport == Transport::kTcp ? "TCP" : "UDP"};
+const char* transport_name(const std::optional<Sender>& sender) {
+  if (!sender) return "";
+  return sender->transport == Transport::kTcp ? "TCP" : "UDP";
+}
+
+const char* sent_name(const std::optional<Sender>& sender) {
+  if (!sender) return "nothing";
+  return sender->status ? "status" : "payload";
 }
 
 std::vector<Placeholder> placeholders(std::string_view payload) {
@@ -57,7 +59,7 @@ std::string filled(std::string_view payload, KnownValues& known) {
   const std::size_t size = status.size();
   for (const Placeholder& placeholder : placeholders(payload)) {
     if (is_clock_word(placeholder.name) ? known.clock : known.whole_status) continue;
-    // A name of the status goes first, so this stands for the words that are not in it.
+    // The first value of a name counts, so this replaces only names that the status lacks.
     const std::string name(placeholder.name);
     status.emplace_back(name, "{{" + name + "}}");
   }

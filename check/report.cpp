@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "check/payload.h"
+#include "check/rules.h"
 #include "check/words.h"
 
 namespace kovo::check {
@@ -48,20 +49,20 @@ std::string_view whole_line(const Source& source, std::int32_t number) {
 }
 
 /// The line of a finding and a marker below it. Of a long line the part around the finding.
-std::string excerpt(const Source& source, const Place& place, const Colours& colours) {
-  const std::string_view line = whole_line(source, place.line);
+std::string excerpt(const Source& source, const SourceRange& range, const Colours& colours) {
+  const std::string_view line = whole_line(source, range.line);
   const std::size_t column =
-      std::min<std::size_t>(static_cast<std::size_t>(place.column) - 1, line.size());
+      std::min<std::size_t>(static_cast<std::size_t>(range.column) - 1, line.size());
   const std::size_t from = column < kExcerptSize * 3 / 4 ? 0 : column - kExcerptSize / 4;
   const std::string_view part = line.substr(from, kExcerptSize);
   const std::string_view before = part.substr(0, column - from);
   const std::string_view marked =
-      part.substr(column - from, static_cast<std::size_t>(std::max(place.length, 0)));
+      part.substr(column - from, static_cast<std::size_t>(std::max(range.length, 0)));
   const std::string start = from > 0 ? "..." : "";
   const std::string end = from + part.size() < line.size() ? "..." : "";
   const std::size_t width = std::max<std::size_t>(escaped(marked).size(), 1);
   const std::size_t shift = start.size() + escaped(before).size();
-  return right_aligned(std::to_string(place.line), kNumberWidth) + " | " + start + escaped(part) +
+  return right_aligned(std::to_string(range.line), kNumberWidth) + " | " + start + escaped(part) +
          end + "\n" + std::string(kNumberWidth, ' ') + " | " + std::string(shift, ' ') +
          colours.marker + "^" + std::string(width - 1, '~') + colours.off + "\n";
 }
@@ -69,11 +70,11 @@ std::string excerpt(const Source& source, const Place& place, const Colours& col
 std::string finding_text(const std::string& file, const Source& source, const Finding& finding,
                          const Colours& colours) {
   const char* severity = severity_name(finding.severity);
-  std::string text = colours.bold + file + ":" + std::to_string(finding.place.line) + ":" +
-                     std::to_string(finding.place.column) + ": " + colours.off +
+  std::string text = colours.bold + file + ":" + std::to_string(finding.range.line) + ":" +
+                     std::to_string(finding.range.column) + ": " + colours.off +
                      colours.severity[static_cast<std::size_t>(finding.severity)] + severity +
-                     ": " + colours.off + finding.text + " [" + rule_info(finding.rule).name +
-                     "]\n" + excerpt(source, finding.place, colours);
+                     ": " + colours.off + finding.text + " [" + finding.rule->name + "]\n" +
+                     excerpt(source, finding.range, colours);
   if (!finding.hint.empty()) {
     text += std::string(kNumberWidth, ' ') + " = hint: " + finding.hint + "\n";
   }
@@ -99,21 +100,21 @@ std::string runs_text(const ExplainedEvent& event) {
 }
 
 std::string destination(const ExplainedStep& step) {
-  if (step.sender.sends == Sends::kNothing) return "";
+  if (!step.sender) return "";
   return step.address + ":" + std::to_string(step.port);
 }
 
 std::string payload_size(const ExplainedStep& step) {
-  if (step.sender.sends != Sends::kPayload) return "";
+  if (!step.sender || step.sender->status) return "";
   const std::size_t size = sent_part(step.payload).size();
   return std::to_string(size) + (size == 1 ? " byte " : " bytes");
 }
 
 std::string payload_text(const ExplainedStep& step, std::size_t size_width) {
-  if (step.sender.sends == Sends::kNothing) {
+  if (!step.sender) {
     return "sends nothing: " + quoted(step.protocol) + " names no sender";
   }
-  if (step.sender.sends == Sends::kStatus) return "the device's status";
+  if (step.sender->status) return "the device's status";
   std::string text = right_aligned(payload_size(step), size_width) + "  " +
                      quoted(sent_part(step.payload), kPayloadShown);
   if (step.cut) text += "  cut at 1023 bytes";
@@ -141,11 +142,11 @@ std::string event_text(const ExplainedEvent& event) {
   }
   const std::int64_t last_ms = event.steps.empty() ? 0 : event.steps.back().offset_ms;
   for (const ExplainedStep& step : event.steps) {
-    const bool sends = step.sender.sends != Sends::kNothing;
-    text +=
-        right_aligned(std::to_string(step.offset_ms), time_width) + " ms  |" +
-        axis(step.offset_ms, last_ms, sends ? '#' : '-') + left_aligned(step.sender.transport, 4) +
-        left_aligned(destination(step), place_width + 3) + payload_text(step, size_width) + "\n";
+    text += right_aligned(std::to_string(step.offset_ms), time_width) + " ms  |" +
+            axis(step.offset_ms, last_ms, step.sender ? '#' : '-') +
+            left_aligned(transport_name(step.sender), 4) +
+            left_aligned(destination(step), place_width + 3) + payload_text(step, size_width) +
+            "\n";
   }
   const auto empty = static_cast<std::size_t>(event.step_count) - event.steps.size();
   if (empty > 0) text += "  and " + counted(empty, "step") + " without lines: nothing is sent\n";
@@ -178,8 +179,7 @@ std::string explain_text(const std::vector<ExplainedEvent>& events, std::string_
 
 std::string rules_text() {
   std::string text;
-  for (std::size_t at = 0; at < kRuleCount; ++at) {
-    const RuleInfo& rule = rule_info(static_cast<Rule>(at));
+  for (const RuleInfo& rule : kRules) {
     text += left_aligned(rule.name, 17) + left_aligned(severity_name(rule.severity), 9) +
             rule.sentence + "\n";
   }

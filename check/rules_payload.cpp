@@ -1,8 +1,8 @@
 // Rules about payloads: their hexadecimal text, their placeholders and what of them leaves.
 #include <algorithm>
 
+#include "check/check_context.h"
 #include "check/payload.h"
-#include "check/rules.h"
 #include "definitions/event_compiler.h"
 #include "frame/text.h"
 
@@ -18,14 +18,18 @@ std::string leaving(std::string_view payload) {
 }
 
 bool is_hex_digit(char c) {
-  return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'F') || (c >= 'a' && c <= 'f');
+  return hex_digit(c) >= 0;
+}
+
+bool is_hex(std::string_view text) {
+  return text.size() % 2 == 0 && std::all_of(text.begin(), text.end(), is_hex_digit);
 }
 
 bool is_printable(char c) {
   return c >= ' ' && c <= '~';
 }
 
-/// Pairs of digits with something around them: "50 4F", "0x50,0x4F", quotes.
+/// Returns the digits of pairs with something around them ("50 4F", "0x50,0x4F", quotes), or "".
 std::string without_separators(std::string_view text) {
   std::string digits;
   for (std::size_t at = 0; at < text.size(); ++at) {
@@ -40,104 +44,126 @@ std::string without_separators(std::string_view text) {
   return digits.size() % 2 == 0 ? digits : std::string();
 }
 
-/// False when the value is no hexadecimal text, which has been told then.
-bool check_digits(Checking& checking, const StepValue& step) {
+/// Reports a value that is not hexadecimal.
+void check_digits(CheckContext& context, const StepValue& step) {
   const std::string_view value = step.entry.value;
-  const auto wrong = std::find_if_not(value.begin(), value.end(), is_hex_digit);
+  if (is_hex(value)) return;
+  const std::string key = key_text(step.entry);
   const std::string leaves = "as it is, " + leaving(s_hex_to_ascii(value));
+  const auto wrong = std::find_if_not(value.begin(), value.end(), is_hex_digit);
   if (wrong == value.end()) {
-    if (value.size() % 2 == 0) return true;
-    tell(checking, Rule::kData, step.place,
-         key_text(step.entry) + " has an odd number of digits (" + std::to_string(value.size()) +
-             ")",
-         "write two digits for each byte; " + leaves);
-    return false;
+    add_finding(context, step.range,
+                key + " has an odd number of digits (" + std::to_string(value.size()) + ")",
+                "write two digits for each byte; " + leaves);
+    return;
   }
-  const auto at = static_cast<std::size_t>(wrong - value.begin());
   std::string digits = without_separators(value);
   if (digits.empty() && std::all_of(value.begin(), value.end(), is_printable)) {
     digits = as_hex(value);
   }
-  Finding& finding = tell(
-      checking, Rule::kData, part_of(step.place, at, 1),
-      key_text(step.entry) + " is not hexadecimal: " + quoted({&value[at], 1}) + " is no digit",
-      "write two hexadecimal digits for each byte; " + leaves);
-  if (digits.empty()) return false;
-  finding.hint = "write " + key_text(step.entry) + "=" + digits + "; " + leaves;
-  finding.mend = digits;
-  finding.place = step.place;
-  return false;
-}
-
-/// The place of payload bytes, two digits each.
-Place bytes_place(const StepValue& step, std::size_t at, std::size_t length) {
-  return part_of(step.place, 2 * at, 2 * length);
-}
-
-void check_payload(Checking& checking, const StepValue& step, const std::string& payload) {
-  const std::string expanded = expand_templates(checking.known, payload);
-  const std::size_t zero = expanded.find('\0');
-  if (zero != std::string::npos) {
-    const std::size_t at = payload.find('\0');
-    tell(checking, Rule::kPayload, at == std::string::npos ? step.place : bytes_place(step, at, 1),
-         "the payload of " + step.step + " ends at its zero byte: " + counted(zero, "byte") +
-             (zero == 1 ? " leaves" : " leave"),
-         "a payload cannot hold a zero byte: write it without");
-  } else if (expanded.size() > kMaxCommand) {
-    tell(checking, Rule::kPayload, step.place,
-         "the payload of " + step.step + " has " + std::to_string(expanded.size()) +
-             " bytes and is cut at 1023",
-         "send the rest in another step");
+  const std::string text = key + " is not hexadecimal: " + quoted({&*wrong, 1}) + " is no digit";
+  if (digits.empty()) {
+    const auto at = static_cast<std::size_t>(wrong - value.begin());
+    add_finding(context, part_of(step.range, at, 1), text,
+                "write two hexadecimal digits for each byte; " + leaves);
+  } else {
+    add_finding(context, step.range, text, "write " + key + "=" + digits + "; " + leaves, digits);
   }
 }
 
-void check_placeholder(Checking& checking, const StepValue& step, const Placeholder& placeholder) {
+/// Calls a function with each payload, decoded.
+template <typename Function>
+void for_each_payload(const CheckContext& context, Function function) {
+  for_each_value(context, kDataField, [&](const StepValue& step) {
+    if (is_hex(step.entry.value)) function(step, s_hex_to_ascii(step.entry.value));
+  });
+}
+
+/// Returns the range of payload bytes, two digits each.
+SourceRange bytes_range(const StepValue& step, std::size_t at, std::size_t length) {
+  return part_of(step.range, 2 * at, 2 * length);
+}
+
+void check_name(CheckContext& context, const StepValue& step, const Placeholder& placeholder) {
   const std::string name(placeholder.name);
   const std::string text = quoted("{{" + name + "}}");
-  const Place place = bytes_place(step, placeholder.at + 2, name.size());
-  const bool status_known = checking.options.status != nullptr;
+  const SourceRange range = bytes_range(step, placeholder.at + 2, name.size());
   const std::string_view inner = trimmed(name);
   if (inner.empty()) {
-    tell(checking, Rule::kPlaceholder, bytes_place(step, placeholder.at, name.size() + 4),
-         text + " names nothing and disappears", "write a name of the device's status");
+    add_finding(context, bytes_range(step, placeholder.at, name.size() + 4),
+                text + " names nothing and disappears", "write a name of the device's status");
     return;
   }
   if (inner.size() < name.size()) {
-    tell(checking, Rule::kPlaceholder, place, text + " disappears: the blanks count as its name",
-         "write {{" + shown(inner) + "}}")
-        .mend = as_hex(inner);
+    add_finding(context, range, text + " disappears: the blanks count as its name",
+                "write {{" + shown(inner) + "}}", as_hex(inner));
     return;
   }
-  if (is_clock_word(name) || checking.in_status.count(name) > 0) return;
-  const std::string near = nearest_name(checking.placeholders, name);
+  if (is_clock_word(name) || context.in_status.count(name) > 0) return;
+  const bool status_known = context.options.status != nullptr;
+  const std::string near = nearest_name(context.placeholders, name);
   if (near == name || (near.empty() && !status_known)) return;
-  Finding& finding =
-      tell(checking, Rule::kPlaceholder, place, text + " disappears: the status has no such name",
-           near.empty() ? "write a name of the device's status"
-                        : "did you mean {{" + shown(near) + "}}?");
-  if (!near.empty()) finding.mend = as_hex(near);
-  if (status_known) return;
-  finding.severity = Severity::kNote;
-  finding.text = text + " disappears unless the device's status has that very name";
-}
-
-void check_placeholders(Checking& checking, const StepValue& step, const std::string& payload) {
-  const std::vector<Placeholder> found = placeholders(payload);
-  for (const Placeholder& placeholder : found) check_placeholder(checking, step, placeholder);
-  const std::size_t open = payload.find("{{", literal_end(found));
-  if (open == std::string::npos) return;
-  tell(checking, Rule::kPlaceholder, bytes_place(step, open, payload.size() - open),
-       quoted(payload.substr(open)) + " is sent as it is: its \"}}\" is missing",
-       "write }} (hexadecimal 7D7D) behind the name");
+  const std::string hint = near.empty() ? "write a name of the device's status"
+                                        : "did you mean {{" + shown(near) + "}}?";
+  const auto fix = near.empty() ? std::nullopt : std::optional(as_hex(near));
+  if (status_known) {
+    add_finding(context, range, text + " disappears: the status has no such name", hint, fix);
+  } else {
+    add_finding(context, context.rule->other, range,
+                text + " disappears unless the device's status has that very name", hint, fix);
+  }
 }
 
 }  // namespace
 
-void check_data(Checking& checking, const StepValue& step) {
-  if (!check_digits(checking, step)) return;
-  const std::string payload = s_hex_to_ascii(step.entry.value);
-  check_placeholders(checking, step, payload);
-  check_payload(checking, step, payload);
+void check_data(CheckContext& context) {
+  for_each_value(context, kDataField, [&](const StepValue& step) { check_digits(context, step); });
+  for_each_step(context, [&](const NamedStep& step) {
+    const std::optional<Sender> sender = choose_sender(step.entries.compiled->protocol);
+    const std::uint32_t data = step.entries.data;
+    if (sender && !sender->status && data == kNoEntry) {
+      add_finding(context, context.rule->other, step.range,
+                  step.text + " has no Data and sends an empty payload",
+                  "add " + step.name + "Data" + step.number + "= and the payload in hexadecimal");
+    }
+    if (sender && sender->status && data != kNoEntry) {
+      add_finding(
+          context, context.rule->other, key_range(context, data),
+          key_text(entry_at(context, data)) + " is not sent: the step sends the device's status",
+          "remove it, or write a Protocol without Status");
+    }
+  });
+}
+
+void check_payload(CheckContext& context) {
+  for_each_payload(context, [&](const StepValue& step, const std::string& payload) {
+    const std::string expanded = expand_templates(context.known, payload);
+    const std::size_t nul = expanded.find('\0');
+    if (nul != std::string::npos) {
+      const std::size_t at = payload.find('\0');
+      add_finding(context, at == std::string::npos ? step.range : bytes_range(step, at, 1),
+                  "the payload of " + step.step + " ends at its zero byte: " +
+                      counted(nul, "byte") + (nul == 1 ? " leaves" : " leave"),
+                  "a payload cannot hold a zero byte: write it without");
+    } else if (expanded.size() > kMaxCommand) {
+      add_finding(context, step.range,
+                  "the payload of " + step.step + " has " + std::to_string(expanded.size()) +
+                      " bytes and is cut at 1023",
+                  "send the rest in another step");
+    }
+  });
+}
+
+void check_placeholder(CheckContext& context) {
+  for_each_payload(context, [&](const StepValue& step, const std::string& payload) {
+    const std::vector<Placeholder> found = placeholders(payload);
+    for (const Placeholder& placeholder : found) check_name(context, step, placeholder);
+    const std::size_t open = payload.find("{{", literal_end(found));
+    if (open == std::string::npos) return;
+    add_finding(context, bytes_range(step, open, payload.size() - open),
+                quoted(payload.substr(open)) + " is sent as it is: its \"}}\" is missing",
+                "write }} (hexadecimal 7D7D) behind the name");
+  });
 }
 
 }  // namespace kovo::check

@@ -23,7 +23,7 @@ enum class ByteOrderMark { kNone, kUtf8, kUtf16 };
 /// Lines of one kind: how many there are, and the bytes in question of the first.
 struct LineKind {
   std::size_t count = 0;
-  Place first;
+  SourceRange first;
 };
 
 struct Source {
@@ -32,8 +32,8 @@ struct Source {
   LineKind zero_bytes;
   ByteOrderMark mark = ByteOrderMark::kNone;
 
-  // What is wrong with the ends of lines is told once; the rules judge the rest as if it were
-  // mended. Which is what the daemon has, unless `as_read` says something else.
+  // Faulty line ends are reported once; the rules see the lines as if these were fixed. The daemon
+  // has the same entries unless `as_read` is filled.
   DefinitionEntries definitions;
   std::vector<DefinitionEntry> entries;    // those of `definitions`
   std::vector<std::uint32_t> entry_lines;  // position in `lines` of each entry

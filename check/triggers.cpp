@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "frame/text.h"
-#include "variables/triggers.h"
+#include "check/trigger_sources.h"
 
 namespace kovo::check {
 namespace {
@@ -40,7 +40,7 @@ std::string description(const TriggerSource& source) {
 void add_raiser(Triggers& triggers, const std::string& trigger, const std::string& what,
                 unsigned product) {
   std::vector<Raiser>& raisers = triggers.raisers[trigger];
-  if (raisers.empty()) triggers.speller.names.push_back(trigger);
+  if (raisers.empty()) triggers.suggester.names.push_back(trigger);
   const auto same = std::find_if(raisers.begin(), raisers.end(),
                                  [&](const Raiser& raiser) { return raiser.what == what; });
   if (same == raisers.end()) {
@@ -85,6 +85,7 @@ Triggers make_triggers(unsigned products) {
       add_source(triggers, source, product.bit);
     }
   }
+  triggers.suggester = make_suggester(std::move(triggers.suggester.names));
   return triggers;
 }
 

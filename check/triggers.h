@@ -34,8 +34,8 @@ struct Triggers {
   unsigned products = kAnyProduct;                               // those that count
   std::unordered_map<std::string, std::vector<Raiser>> raisers;  // by trigger
   std::unordered_map<std::string, std::vector<std::string>>
-      by_variable;  // lower case: its triggers
-  Speller speller;  // knows all triggers
+      by_variable;          // lower case: its triggers
+  NameSuggester suggester;  // of all triggers
 };
 
 Triggers make_triggers(unsigned products);

@@ -1,6 +1,7 @@
 #include "check/words.h"
 
 #include <algorithm>
+#include <array>
 #include <limits>
 
 #include "frame/text.h"
@@ -30,6 +31,47 @@ std::string escaped_byte(char c) {
 /// How far a word may be from a name: two different words of three letters are near each other.
 std::size_t distance_limit(std::string_view word) {
   return word.size() < 3 ? 0 : word.size() == 3 ? 1 : 2;
+}
+
+// One row of the table of distances between a name's first letters and those of a word, of which
+// only the middle matters: distances of up to two letters.
+constexpr std::size_t kBand = 2;
+using DistanceRow = std::array<std::size_t, 2 * kBand + 1>;
+constexpr std::size_t kFar = kBand + 1;
+constexpr std::size_t kMaxRows = 1000;  // of one search: names from a hostile file may all be alike
+
+DistanceRow first_row() {
+  return {kFar, kFar, 0, 1, 2};
+}
+
+/// Returns the row of a name's first `depth` letters, the last of which is `letter`.
+DistanceRow next_row(const DistanceRow& above, std::size_t depth, char letter,
+                     std::string_view word) {
+  DistanceRow row;
+  for (std::size_t at = 0; at < row.size(); ++at) {
+    row[at] = kFar;
+    if (depth + at < kBand || depth + at > word.size() + kBand) continue;
+    const std::size_t letters = depth + at - kBand;  // of the word
+    row[at] = letters == 0 ? depth : above[at] + (word[letters - 1] == letter ? 0 : 1);
+    if (at + 1 < row.size()) row[at] = std::min(row[at], above[at + 1] + 1);
+    if (at > 0) row[at] = std::min(row[at], row[at - 1] + 1);
+  }
+  return row;
+}
+
+std::size_t least_of(const DistanceRow& row) {
+  return *std::min_element(row.begin(), row.end());
+}
+
+/// Returns the distance of a whole name of `size` letters.
+std::size_t distance_at(const DistanceRow& row, std::size_t size, std::string_view word) {
+  const bool near = word.size() + kBand >= size && word.size() <= size + kBand;
+  return near ? row[word.size() + kBand - size] : kFar;
+}
+
+std::size_t common_prefix(std::string_view a, std::string_view b) {
+  const auto end = std::mismatch(a.begin(), a.end(), b.begin(), b.end()).first;
+  return static_cast<std::size_t>(end - a.begin());
 }
 
 }  // namespace
@@ -98,40 +140,67 @@ ReadNumber read_number(std::string_view text) {
   return number;
 }
 
-std::size_t edit_distance(std::string_view a, std::string_view b, std::size_t limit) {
-  if (a.size() > b.size()) std::swap(a, b);
-  if (b.size() - a.size() > limit) return limit + 1;
-  std::vector<std::size_t> row(a.size() + 1);
-  for (std::size_t i = 0; i < row.size(); ++i) row[i] = i;
-  for (std::size_t j = 0; j < b.size(); ++j) {
-    std::size_t diagonal = row[0];
-    row[0] = j + 1;
-    std::size_t least = row[0];
-    for (std::size_t i = 0; i < a.size(); ++i) {
-      const std::size_t change = diagonal + (a[i] == b[j] ? 0 : 1);
-      diagonal = row[i + 1];
-      row[i + 1] = std::min({change, row[i] + 1, diagonal + 1});
-      least = std::min(least, row[i + 1]);
-    }
-    if (least > limit) return limit + 1;
+std::size_t edit_distance(std::string_view a, std::string_view b) {
+  DistanceRow row = first_row();
+  for (std::size_t depth = 1; depth <= b.size(); ++depth) {
+    row = next_row(row, depth, b[depth - 1], a);
   }
-  return row.back();
+  return distance_at(row, b.size(), a);
 }
 
-std::string nearest_name(Speller& speller, std::string_view word) {
-  if (speller.searches_left <= 0 || word.empty()) return {};
-  --speller.searches_left;
-  std::size_t least = distance_limit(word) + 1;
-  std::string nearest;
-  for (const std::string& name : speller.names) {
-    if (equals_nocase(name, word)) return name;
-    const std::size_t distance = edit_distance(word, name, least - 1);
-    if (distance >= least) continue;
-    least = distance;
-    nearest = name;
-    if (least == 0) break;
+NameSuggester make_suggester(std::vector<std::string> names) {
+  NameSuggester suggester{std::move(names), {}, {}};
+  for (std::uint32_t at = 0; at < suggester.names.size(); ++at) {
+    suggester.sorted.push_back(at);
+    suggester.by_lower.emplace(lower_ascii(suggester.names[at]), at);
   }
-  return nearest;
+  std::sort(
+      suggester.sorted.begin(), suggester.sorted.end(),
+      [&](std::uint32_t a, std::uint32_t b) { return suggester.names[a] < suggester.names[b]; });
+  return suggester;
+}
+
+// Names with a common prefix share the rows of the distance table for it, and are skipped together
+// as soon as no name with that prefix can be near.
+std::string nearest_name(const NameSuggester& suggester, std::string_view word) {
+  const auto equal = suggester.by_lower.find(lower_ascii(word));
+  if (word.empty()) return {};
+  if (equal != suggester.by_lower.end()) return suggester.names[equal->second];
+  std::size_t limit = distance_limit(word);
+  const std::string* nearest = nullptr;
+  std::uint32_t nearest_position = 0;
+  std::string_view previous;
+  std::vector<DistanceRow> rows = {first_row()};
+  std::size_t computed = 0;
+  auto next = suggester.sorted.begin();
+  while (limit > 0 && next != suggester.sorted.end() && computed < kMaxRows) {
+    const std::string& name = suggester.names[*next];
+    rows.resize(1 + common_prefix(previous.substr(0, rows.size() - 1), name));
+    previous = name;
+    while (rows.size() <= name.size() && least_of(rows.back()) <= limit) {
+      rows.push_back(next_row(rows.back(), rows.size(), name[rows.size() - 1], word));
+      ++computed;
+    }
+    const std::size_t depth = rows.size() - 1;
+    if (depth == name.size()) {
+      const std::size_t distance = distance_at(rows.back(), depth, word);
+      if (distance < limit + (nearest == nullptr || *next < nearest_position ? 1 : 0)) {
+        limit = distance;
+        nearest = &name;
+        nearest_position = *next;
+      }
+      ++next;
+      continue;
+    }
+    const auto has_prefix = [&](std::uint32_t position) {
+      return suggester.names[position].compare(0, depth, name, 0, depth) <= 0;
+    };
+    ++next;  // mostly enough, and cheaper than a search
+    if (next != suggester.sorted.end() && has_prefix(*next)) {
+      next = std::partition_point(next, suggester.sorted.end(), has_prefix);
+    }
+  }
+  return nearest == nullptr ? std::string() : *nearest;
 }
 
 }  // namespace kovo::check

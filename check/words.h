@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 namespace kovo::check {
@@ -39,18 +40,20 @@ struct ReadNumber {
 };
 ReadNumber read_number(std::string_view text);
 
-/// The number of single letters to change, add or drop, or limit + 1 when it is more than that.
-std::size_t edit_distance(std::string_view a, std::string_view b, std::size_t limit);
+/// Returns the number of single letters to change, add or remove; any number above 2 if it is more.
+std::size_t edit_distance(std::string_view a, std::string_view b);
 
-/// Known names, for "did you mean". After many searches it finds nothing any more, so that a file
-/// of mistakes is checked as fast as another.
-struct Speller {
-  std::vector<std::string> names;
-  int searches_left = 300;
+/// Known names, for "did you mean".
+struct NameSuggester {
+  std::vector<std::string> names;     // in their order of preference
+  std::vector<std::uint32_t> sorted;  // their positions, in alphabetical order
+  std::unordered_map<std::string, std::uint32_t> by_lower;  // the first of each spelling
 };
+NameSuggester make_suggester(std::vector<std::string> names);
 
-/// The known name that is equal but for its letter case, or else the nearest within two letters
-/// (fewer for short words); "" when there is none.
-std::string nearest_name(Speller& speller, std::string_view word);
+/// Returns the first known name that is equal but for its letter case, or else the first of the
+/// nearest within two letters (fewer for short words); "" when there is none. Among many thousand
+/// similar names it may miss the nearest: each search is bounded.
+std::string nearest_name(const NameSuggester& suggester, std::string_view word);
 
 }  // namespace kovo::check

@@ -4,7 +4,7 @@
 #include <cassert>
 #include <iterator>
 
-#include "definitions/event_list.h"
+#include "definitions/definition_file.h"
 #include "frame/globals.h"
 #include "variables/central_state.h"
 

@@ -3,13 +3,14 @@
 #include <cstring>
 #include <set>
 
-#include "control/command_language.h"
+#include "control/change_worker.h"
 #include "control/status_intake.h"
 #include "definitions/settings.h"
 #include "engine/event_queue.h"
 #include "frame/globals.h"
 #include "variables/central_state.h"
 #include "variables/channel_receivers.h"
+#include "variables/variable_store.h"
 
 using namespace kovo;
 static void take(CentralState& state, VariableRegistry& registry, std::string_view text) {

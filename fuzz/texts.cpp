@@ -1,7 +1,7 @@
 // Numbers, keys, payloads: what is read of any bytes stays within its range and its text.
 #include <cassert>
 
-#include "definitions/event_list.h"
+#include "definitions/definition_file.h"
 #include "definitions/templates.h"
 #include "frame/text.h"
 

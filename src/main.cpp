@@ -12,13 +12,13 @@
 #include <initializer_list>
 #include <optional>
 
-#include "control/command_language.h"
+#include "control/change_worker.h"
 #include "control/command_server.h"
 #include "control/status_intake.h"
-#include "definitions/event_list.h"
 #include "definitions/settings.h"
 #include "definitions/status_vars.h"
 #include "engine/event_queue.h"
+#include "engine/queue_worker.h"
 #include "frame/files.h"
 #include "frame/globals.h"
 #include "frame/host.h"
@@ -54,9 +54,9 @@ void handle_signals(std::initializer_list<int> signals, void (*handler)(int)) {
   for (const int signal : signals) sigaction(signal, &action, nullptr);
 }
 
-/// Makes the signals independent of the parent, for the daemon and its children: `timeout` could
-/// not end `nc` with SIGTERM blocked. A broken pipe and a file at its limit are errors of writing;
-/// the children would inherit SIG_IGN, but do not inherit a handler.
+/// Makes the signals of the daemon and its children independent of the parent: with SIGTERM
+/// blocked, `timeout` could not end `nc`. A broken pipe and a file at its limit are write errors;
+/// an empty handler is used, since children would inherit SIG_IGN.
 void set_signals() {
   handle_signals({SIGTERM, SIGINT, SIGHUP, SIGCHLD, SIGALRM}, SIG_DFL);
   handle_signals({SIGPIPE, SIGXFSZ}, [](int) {});
@@ -67,7 +67,7 @@ void set_signals() {
 
 void prepare_process() {
 #ifdef __GLIBC__
-  mallopt(M_ARENA_MAX, 1);  // each of a thread's own would reserve 64 MiB of addresses
+  mallopt(M_ARENA_MAX, 1);  // an arena for each thread would reserve 64 MiB of addresses
 #endif
   open_standard_descriptors();
   set_signals();
@@ -95,7 +95,7 @@ struct Worker {
   void* argument;
 };
 
-/// Starts workers in their order. False at the first that cannot be started, which is logged.
+/// Starts workers in order. Returns false at the first that cannot be started, which is logged.
 bool start_workers(std::initializer_list<Worker> workers) {
   for (const Worker& worker : workers) {
     pthread_t thread;
@@ -126,8 +126,8 @@ void wait_for_network(CentralState& state) {
   log_event_echo("network is ok\n");
 }
 
-/// The platform clears the marker at boot: only the first daemon after it raises "PowerOn". Without
-/// the retries, a lack of memory would lose the event for this boot, or end the daemon.
+/// Raises "PowerOn" in the first daemon after a boot: the platform removes the marker at boot.
+/// Without the retries, a lack of memory would lose the event for this boot.
 void raise_power_on(CentralState& state) {
   if (access(kPowerOnMarkerPath, F_OK) == 0) {
     state.power_on_done = 1;
@@ -136,7 +136,7 @@ void raise_power_on(CentralState& state) {
   }
   retry_until_success("main", [] { create_file(kPowerOnMarkerPath, "", kMarkerMode); });
   log_event_echo("created %s\n", kPowerOnMarkerPath);
-  retry_until_success("main", [&] { push_event_front(*event_queue, state, "PowerOn", 0); });
+  retry_until_success("main", [&] { push_event_front(*event_queue, state, kPowerOn, 0); });
   log_event_echo("auto push event: PowerOn\n");
 }
 
@@ -150,8 +150,8 @@ void wait_for_status(CentralState& state) {
   }
 }
 
-/// Starts everything up to the supervision loop. A step for which memory is out is retried: nobody
-/// restarts the daemon on every device. False when a worker cannot be started.
+/// Starts everything up to the supervision loop. Returns false when a worker cannot be started.
+/// Retries steps that run out of memory: not every device restarts the daemon.
 bool start_up() {
   log_main("kovotcp V%s.CORE+ Build: %s\n", kVersion, kBuild);
   verbose = 1;

@@ -1,4 +1,4 @@
-"""Plays each scenario; docs/scenarios.md describes them."""
+"""Plays each scenario; docs/testing.md describes them."""
 
 from collections.abc import Iterator
 from pathlib import Path

@@ -127,7 +127,8 @@ std::string problem_of(const NewStep& step, std::uint32_t index) {
 
 std::uint32_t free_index(const NamedKeys* keys) {
   if (keys == nullptr) return 0;
-  const auto count = static_cast<std::uint32_t>(std::max(keys->step_count, 0));
+  const std::uint32_t count =
+      keys->event == nullptr ? 0 : static_cast<std::uint32_t>(keys->event->most_steps);
   return keys->steps.empty() ? count : std::max(count, keys->steps.rbegin()->first + 1);
 }
 
@@ -245,7 +246,7 @@ check::Findings check_edits(const Definition& definition, const Edits& edits,
   check::Findings findings;
   for (check::Finding& finding : check::check_source(check::read_source(text), options)) {
     const bool is_inserted = std::any_of(inserted.begin(), inserted.end(), [&](const auto& lines) {
-      return lines.first <= finding.place.line && finding.place.line <= lines.second;
+      return lines.first <= finding.range.line && finding.range.line <= lines.second;
     });
     if (!is_inserted || finding.severity == check::Severity::kNote) continue;
     if (before.count(finding.text) == 0) findings.push_back(std::move(finding));

@@ -5,14 +5,12 @@
 #include "check/words.h"
 #include "engine/event_rules.h"
 #include "frame/text.h"
-#include "variables/change_values.h"
-#include "variables/triggers.h"
+#include "variables/message.h"
 
 namespace kovo::tryout {
 namespace {
 
 constexpr std::int64_t kMillisecondsPerSecond = 1000;
-constexpr std::int64_t kPauseMs = 10;  // of a sender behind its message
 
 bool plug_enabled(const TrialDevice& device, std::int64_t ms) {
   return ms - device.booted_ms > kPowerOnPeriodS * kMillisecondsPerSecond;
@@ -34,7 +32,7 @@ std::string why_dropped(TrialDevice& device, const check::ExplainedEvent& event,
     return "dropped: events are switched off";
   }
   if (event.never_runs) {
-    return "dropped: an event that has not run within " + std::to_string(check::kEventLifeS) +
+    return "dropped: an event that has not run within " + std::to_string(kEventLifeS) +
            " s never does";
   }
   if (!event.once_per_boot) return {};
@@ -60,9 +58,9 @@ StepOutcome step_outcome(TrialDevice& device, const check::ExplainedEvent& event
     case StepFate::kSend:
       break;
   }
-  if (step.sender.sends == check::Sends::kNothing) {
+  if (!step.sender) {
     outcome.why = "not sent: " + check::quoted(step.protocol) + " is not a supported protocol";
-  } else if (!take_sender(device, starts_ms, outcome.leaves_ms + kPauseMs)) {
+  } else if (!take_sender(device, starts_ms, outcome.leaves_ms + kSenderPauseMs)) {
     outcome.why = "dropped: " + std::to_string(kSenderSlots) + " messages are under way";
   } else {
     outcome.sent = true;
@@ -80,167 +78,84 @@ std::vector<std::size_t> by_index(const check::ExplainedEvent& event) {
   return order;
 }
 
-bool is_set_command(const Message& message, Reaction& reaction) {
-  if (message.splitting != Splitting::kOk) {
-    reaction.notes.emplace_back("not understood: a change is e_param_set::NAME::VALUE");
-  } else if (!equals_nocase(message.command, "e_param_set")) {
-    reaction.notes.emplace_back("not a change of a variable: only e_param_set is tried out here");
-  } else {
-    return true;
-  }
-  return false;
-}
-
-bool names_setting(std::string_view text) {
-  return std::any_of(std::begin(kSettingNames), std::end(kSettingNames),
-                     [&](const char* name) { return starts_with_nocase(text, name); });
-}
-
-void take_setting(TrialDevice& device, std::string_view text, Reaction& reaction) {
-  const KeyValue pair = split_key_value(cut_text(strip_newline(text), kMaxStatusLine));
-  const auto setting = std::find_if(device.settings.begin(), device.settings.end(),
-                                    [&](const auto& each) { return each.first == pair.key; });
-  if (!pair.found || pair.value.empty()) {
-    reaction.notes.push_back(check::shown(pair.key) + " raises nothing: a setting needs a value");
-  } else if (setting == device.settings.end()) {
-    reaction.notes.push_back(check::shown(pair.key) +
-                             " raises nothing: no setting has exactly this name");
-  } else if (equals_nocase(setting->second, pair.value)) {
-    reaction.notes.push_back(setting->first + " raises nothing: it has this value already");
-  } else {
-    setting->second = pair.value;
-    reaction.triggers.push_back(setting->first);
+void apply_setting(TrialDevice& device, const KeyValue& line, Reaction& reaction) {
+  std::string value(line.value);
+  switch (exchange_setting(device.settings, line.key, value)) {
+    case kSettingChanged:
+      reaction.triggers.emplace_back(line.key);
+      break;
+    case kSettingSame:
+      reaction.notes.push_back(std::string(line.key) +
+                               " raises nothing: it has this value already");
+      break;
+    default:
+      reaction.notes.push_back(
+          check::shown(line.key) + " raises nothing: " +
+          (value.empty() ? "a setting needs a value" : "no setting has exactly this name"));
   }
 }
 
-/// The remembered state of an HDCP variable; null for another name.
-std::optional<std::string>* hdcp_of(TrialDevice& device, std::string_view name) {
-  if (equals_nocase(name, "CUR_HDCP")) return &device.hdcp[0];
-  return equals_nocase(name, "HDMI2_CUR_HDCP") ? &device.hdcp[1] : nullptr;
+/// Stores the value of a variable. Returns whether it is new or differs in more than letter case.
+bool set_variable(TrialDevice& device, std::string_view name, std::string_view value) {
+  const auto [variable, is_new] = device.variables.try_emplace(lower_ascii(name), value);
+  if (!is_new && equals_nocase(variable->second, value)) return false;
+  variable->second = value;
+  return true;
 }
 
-void take_playback(TrialDevice& device, std::string_view name, std::int64_t now,
-                   Reaction& reaction) {
-  MappingRow* row = find_row(device.rows, &MappingRow::setting, "local:x");
-  if (row == nullptr) return;
-  if (equals_nocase(name, row->last_value)) {
-    reaction.notes.emplace_back("nothing is raised: the playback selection is the same");
-    return;
+/// Takes over what an action raises, or says why it raises nothing.
+void add_action(const ChangeAction& action, Reaction& reaction) {
+  const std::string name = check::shown(action.name);
+  switch (action.kind) {
+    case ActionKind::kPushSerial:
+    case ActionKind::kPushDedicated:
+    case ActionKind::kPushMapped:
+    case ActionKind::kPushPlayback:
+      reaction.triggers.push_back(action.name);
+      break;
+    case ActionKind::kFirstFormat:
+      reaction.notes.emplace_back("the first serial format raises nothing: change it again");
+      break;
+    case ActionKind::kUnchanged:
+      reaction.notes.push_back(name + " is not raised: its value stays " +
+                               check::shown(action.value));
+      break;
+    case ActionKind::kInPause:
+      reaction.notes.push_back(name + " is skipped: it was raised within the last " +
+                               std::to_string(kEventPauseS) + " s");
+      break;
+    case ActionKind::kHoldOff:
+      reaction.notes.push_back(name + " is skipped: the last message of " + action.value +
+                               " came " + std::to_string(action.since_last_s) + " s ago; wait " +
+                               std::to_string(kHoldOffS + 1) + " s between two");
+      break;
+    default:
+      break;
   }
-  for (const char* trigger : playback_triggers(row->last_value, name)) {
-    reaction.triggers.emplace_back(trigger);
-  }
-  if (reaction.triggers.empty()) {
-    reaction.notes.emplace_back(
-        "nothing is raised: neither the old nor the new selection begins with \"local:\"");
-  }
-  row->last_value = name;
-  row->last_time = now;
 }
 
-/// Every row whose setting word the name begins with counts: that only restarts hold-off times.
-void count_rows(TrialDevice& device, const std::string& name, std::int64_t now,
-                Reaction& reaction) {
-  std::string counting;
-  for (MappingRow& row : device.rows) {
-    if (row.setting.empty() || !starts_with_nocase(name, row.setting)) continue;
-    row.last_time = now;
-    counting += (counting.empty() ? "" : ", ") + row.status;
+/// Says which rows a status line counts for: it raises nothing, but restarts their hold-off times.
+void note_counting_rows(std::string_view name, const ChangeActions& actions, Reaction& reaction) {
+  std::string rows;
+  for (const ChangeAction& action : actions) {
+    if (action.kind != ActionKind::kUnmapped) rows += (rows.empty() ? "" : ", ") + action.value;
   }
-  if (!reaction.triggers.empty() || names_setting(name)) return;
   const std::string note = check::shown(name) + " raises nothing";
-  if (counting.empty()) {
-    reaction.notes.push_back(note + ": no status line of this product begins so");
-  } else {
-    reaction.notes.push_back(note + "; it restarts the hold-off time of " + counting);
-  }
-}
-
-/// Each part of a serial format raises its own event; the first format only stands for what was.
-void take_serial(TrialDevice& device, const std::string& value, Reaction& reaction) {
-  MappingRow* row = find_row(device.rows, &MappingRow::status, "serialBaud");
-  if (row == nullptr) return;
-  const std::string old(cut_text(row->last_value, kMaxShortText));
-  row->last_value = value;
-  const std::optional<SerialFormat> before = split_serial(old);
-  const std::optional<SerialFormat> after = split_serial(value);
-  if (old.empty()) {
-    reaction.notes.emplace_back("the first serial format raises nothing: change it again");
-  } else if (equals_nocase(old, value) || !before || !after) {
-    reaction.notes.emplace_back("no part of the serial format differs");
-  } else {
-    for (const SerialField& field : kSerialFields) {
-      if ((*before).*field.part != (*after).*field.part)
-        reaction.triggers.emplace_back(field.event);
-    }
-  }
-}
-
-void raise_after_pause(const char* trigger, std::int64_t& last_time, std::int64_t now,
-                       Reaction& reaction) {
-  if (pause_lasts(now - last_time, kEventPauseS)) {
-    reaction.notes.push_back(std::string(trigger) + " is skipped: it was raised within the last " +
-                             std::to_string(kEventPauseS) + " s");
-    return;
-  }
-  last_time = now;
-  reaction.triggers.emplace_back(trigger);
-}
-
-void take_timing(TrialDevice& device, const std::string& value, std::int64_t now,
-                 Reaction& reaction) {
-  const std::string yuv = yuv_of(decode_timing(value));
-  if (equals_nocase(yuv, device.yuv_out)) {
-    reaction.notes.push_back("YCbCrOutput is not raised: the output stays " + yuv);
-    return;
-  }
-  device.yuv_out = yuv;
-  raise_after_pause("YCbCrOutput", device.yuv_event_time, now, reaction);
-}
-
-void take_wpa_mode(TrialDevice& device, const std::string& value, std::int64_t now,
-                   Reaction& reaction) {
-  const std::string status = p8021_status_of(value);
-  if (!equals_nocase(status, device.p8021_status)) {
-    raise_after_pause("p8021enable", device.p8021enable_time, now, reaction);
-  }
-  if (!equals_nocase(value, device.wpa_eap_mode)) {
-    raise_after_pause("p8021status", device.p8021status_time, now, reaction);
-  } else {
-    reaction.notes.emplace_back("nothing is raised: the mode is the same");
-  }
-  device.p8021_status = status;
-  device.wpa_eap_mode = value;
-}
-
-void take_mapping(TrialDevice& device, const std::string& name, std::int64_t now,
-                  Reaction& reaction) {
-  MappingRow* row = find_row(device.rows, &MappingRow::variable, name);
-  if (row == nullptr) {
-    if (!reaction.triggers.empty() || !reaction.notes.empty()) return;  // of its decoded value
-    reaction.notes.push_back(check::shown(name) + " raises nothing on this product");
-    return;
-  }
-  const std::int64_t since_last = now - row->last_time;
-  row->last_time = now;
-  if (!pause_lasts(since_last, kHoldOffS)) {
-    reaction.triggers.push_back(row->status);
-    return;
-  }
-  reaction.notes.push_back(row->status + " is skipped: the last message of " + row->variable +
-                           " came " + std::to_string(since_last) + " s ago; wait " +
-                           std::to_string(kHoldOffS + 1) + " s between two");
+  reaction.notes.push_back(rows.empty() ? note + ": no status line of this product begins so"
+                                        : note + "; it restarts the hold-off time of " + rows);
 }
 
 }  // namespace
 
 TrialDevice started_device(Variant variant, std::int64_t booted_ms) {
   TrialDevice device;
-  device.rows = mapping_rows(variant);
+  device.changes.mapping_table = mapping_rows(variant);
+  store_wpa_mode(device.changes, "off");
   device.booted_ms = booted_ms;
-  if (MappingRow* row = find_row(device.rows, &MappingRow::setting, "local:x"))
+  device.settings = empty_settings();
+  if (MappingRow* row = find_row(device.changes.mapping_table, &MappingRow::setting, "local:x")) {
     row->last_value = "local";
-  for (const char* name : kSettingNames) device.settings.emplace_back(name, "");
+  }
   return device;
 }
 
@@ -273,47 +188,48 @@ Run raise_event(TrialDevice& device, const check::ExplainedEvent& event, RaisedB
 Reaction take_message(TrialDevice& device, std::string_view text, const Moment& now) {
   Reaction reaction;
   if (names_setting(text)) {
-    take_setting(device, text, reaction);
+    apply_setting(device, split_setting_line(text).value_or(split_key_value(text)), reaction);
     return reaction;
   }
   const Message message = split_message(strip_newline(cut_text(text, kMaxMessage)));
-  if (!is_set_command(message, reaction)) return reaction;
-  const std::string& name = message.arg1;
-  const std::string value = decode_value(message.arg2);
-  if (std::optional<std::string>* hdcp = hdcp_of(device, name)) *hdcp = value;
-  if (starts_with_nocase(name, "S0_BAUDRATE")) {
-    take_serial(device, value, reaction);
+  if (message.splitting != Splitting::kOk) {
+    reaction.notes.emplace_back("not understood: a change is e_param_set::NAME::VALUE");
     return reaction;
   }
-  if (starts_with_nocase(name, "V_OUTPUT_TIMING_CONVERT")) {
-    take_timing(device, value, now.local_s, reaction);
-  } else if (starts_with_nocase(name, "WPA_EAP_MODE")) {
-    take_wpa_mode(device, value, now.local_s, reaction);
+  if (!equals_nocase(message.command, "e_param_set")) {
+    reaction.notes.emplace_back("not a change of a variable: only e_param_set is tried out here");
+    return reaction;
   }
-  take_mapping(device, name, now.local_s, reaction);
+  const std::string value = decode_value(message.arg2);
+  set_variable(device, message.arg1, value);
+  for (const ChangeRule rule : change_rules(message.arg1)) {
+    for (const ChangeAction& action : rule(device.changes, {message.arg1, value}, now.local_s)) {
+      add_action(action, reaction);
+    }
+  }
+  if (reaction.triggers.empty() && reaction.notes.empty()) {
+    reaction.notes.push_back(check::shown(message.arg1) + " raises nothing on this product");
+  }
   return reaction;
 }
 
 Reaction take_status_line(TrialDevice& device, std::string_view text, const Moment& now) {
   Reaction reaction;
-  const bool may_set = text.find_first_of("=:") != std::string_view::npos;
-  if (may_set && (starts_with_nocase(text, "port") || starts_with_nocase(text, "sys"))) {
-    take_setting(device, text, reaction);
-  }
+  if (const auto line = split_setting_line(text)) apply_setting(device, *line, reaction);
   const KeyValue pair = split_key_value(strip_newline(cut_text(text, kMaxStatusLine)));
   const std::string name(pair.key);
-  if (starts_with_nocase(name, "local")) {
-    take_playback(device, name, now.local_s, reaction);
-    return reaction;
-  }
-  if (std::optional<std::string>* hdcp = hdcp_of(device, name)) {
-    if (*hdcp && equals_nocase(**hdcp, pair.value)) {
-      reaction.notes.push_back(name + " raises nothing: it has this value already");
-      return reaction;
+  if (is_playback(name)) {
+    for (const ChangeAction& action : playback_rule(device.changes, name, now.local_s)) {
+      add_action(action, reaction);
     }
-    *hdcp = pair.value;
+  } else if (is_hdcp_state(name) && !set_variable(device, name, pair.value)) {
+    reaction.notes.push_back(name + " raises nothing: it has this value already");
+  } else {
+    const ChangeActions actions = status_rule(device.changes, name, now.local_s);
+    if (reaction.triggers.empty() && reaction.notes.empty()) {
+      note_counting_rows(name, actions, reaction);
+    }
   }
-  count_rows(device, name, now.local_s, reaction);
   return reaction;
 }
 

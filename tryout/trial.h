@@ -3,15 +3,14 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
+#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "check/explain.h"
-#include "definitions/settings.h"
-#include "definitions/templates.h"
-#include "variables/mapping_tables.h"
+#include "definitions/setting_rules.h"
+#include "variables/change_rules.h"
 
 namespace kovo::tryout {
 
@@ -28,21 +27,13 @@ struct Flight {
 };
 
 struct TrialDevice {
-  MappingTable rows;  // each with the time of its last message
+  ChangeMemory changes;
+  Settings settings;
+  std::map<std::string, std::string> variables;  // by their names in lower case
   std::int64_t booted_ms = 0;
   bool events_enabled = true;
   bool power_on_done = false;
   std::vector<Flight> flights;
-
-  // What variables, settings and HDCP states had before.
-  Settings settings;
-  std::optional<std::string> hdcp[2];  // of CUR_HDCP and HDMI2_CUR_HDCP
-  std::string yuv_out;
-  std::string wpa_eap_mode = "off";
-  std::string p8021_status = "off";
-  std::int64_t yuv_event_time = 0;
-  std::int64_t p8021enable_time = 0;
-  std::int64_t p8021status_time = 0;
 };
 
 /// A device as it is after its start.

@@ -14,6 +14,7 @@
 #include "check/json_event.h"
 #include "check/payload.h"
 #include "check/rules.h"
+#include "check/trigger_sources.h"
 #include "check/words.h"
 #include "definitions/definition_entry.h"
 #include "engine/event_rules.h"
@@ -21,8 +22,7 @@
 #include "tryout/step_edits.h"
 #include "tryout/trial.h"
 #include "tryout/typed_text.h"
-#include "variables/change_values.h"
-#include "variables/triggers.h"
+#include "variables/message.h"
 
 #define KOVO_EXPORT(name) extern "C" __attribute__((export_name(#name)))
 
@@ -31,6 +31,8 @@ namespace {
 
 using check::CheckOptions;
 using check::Json;
+using check::TriggerCause;
+using check::TriggerSource;
 
 constexpr char kFileName[] = "kovo.txt";
 
@@ -291,7 +293,8 @@ KOVO_EXPORT(kovo_vocabulary) std::size_t kovo_vocabulary() {
                     {"display_period_s", kPowerOnPeriodS},
                     {"hold_off_s", kHoldOffS}};
   Json& triggers = json["triggers"] = Json::array();
-  for (const TriggerSource& source : trigger_sources(check::variant_of_product(page.products))) {
+  for (const TriggerSource& source :
+       check::trigger_sources(check::variant_of_product(page.products))) {
     triggers.push_back(
         {{"trigger", source.trigger}, {"cause", name_of(source.cause)}, {"name", source.name}});
   }

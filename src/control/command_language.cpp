@@ -1,26 +1,24 @@
+// One table row for each command word; a row names the function that runs it and the transport of
+// its replies. The functions check their own arguments, since each command requires others, and
+// return false to refuse them; the worker logs that. There is no session: a reply is sent to the
+// address in the command, once, and its failure changes nothing. Invariant: commands run one at a
+// time in the order of arrival, so that a get after a set returns the new value.
 #include "control/command_language.h"
 
 #include <algorithm>
-#include <optional>
 
-#include "definitions/templates.h"
 #include "engine/event_queue.h"
 #include "engine/senders.h"
 #include "frame/globals.h"
-#include "frame/host.h"
 #include "frame/log.h"
 #include "frame/text.h"
-#include "frame/worker.h"
-#include "variables/central_state.h"
-#include "variables/change_processing.h"
-#include "variables/change_values.h"
+#include "variables/message.h"
 #include "variables/variable_store.h"
 
 namespace kovo {
 namespace {
 
 constexpr char kRoutine[] = "handle_lm_event";
-constexpr int kIdleMs = 200;
 
 constexpr char kHelp[] =
     "_LM_VAR_HELP=e_param_set::key::value;help_udp::ip::port;help_tcp::ip::port;"
@@ -30,47 +28,42 @@ constexpr char kHelp[] =
     "client_list_tcp::ip::port;debug_udp::ip::port;debug_tcp::ip::port;debug_udp_lm::ip::port;"
     "debug_tcp_lm::ip::port;";
 
-struct Target {
-  CentralState& state;
-  VariableRegistry& registry;
-};
-
-/// A command word. `run` returns false when the command is refused.
+/// A command word. `run` returns false to refuse the arguments.
 struct Command {
   const char* name;
-  bool (*run)(const Target& target, const Command& command, const Message& message);
+  bool (*run)(VariableRegistry& registry, const Command& command, const Message& message);
   Transport transport = Transport::kTcp;  // of the replies, or of the mirror
 };
 
-bool run_get(const Target& target, const Command& command, const Message& message) {
+bool run_get(VariableRegistry& registry, const Command& command, const Message& message) {
   const auto& [splitting, word, key, ip, port_text] = message;
   if (port_text.empty() || (command.transport == Transport::kTcp && ip.empty())) return false;
   const int port = to_int32(port_text);
   if (port <= 0) return true;
-  const std::string reply = notification_line(key, lm_get(target.registry, key));
+  const std::string reply = notification_line(key, lm_get(registry, key));
   send_by(command.transport, ip.empty() ? "127.0.0.1" : ip, port, reply);
   return true;
 }
 
-bool run_set(const Target& target, const Command&, const Message& message) {
-  lm_set(target.registry, message.arg1, message.arg2);
+bool run_set(VariableRegistry& registry, const Command&, const Message& message) {
+  lm_set(registry, message.arg1, message.arg2);
   LOG_DEBUG(kRoutine, "udp_set %s=%s\n", message.arg1.c_str(), message.arg2.c_str());
   return true;
 }
 
-bool run_renew(const Target& target, const Command& command, const Message& message) {
+bool run_renew(VariableRegistry& registry, const Command& command, const Message& message) {
   if (message.arg1.empty() || message.arg2.empty()) return false;
   const int port = to_int32(message.arg2);
   std::size_t sent = 0;
   std::string lines;
-  while (!(lines = renew_lines(target.registry, sent)).empty()) {
+  while (!(lines = renew_lines(registry, sent)).empty()) {
     send_by(command.transport, message.arg1, port, lines);
   }
   send_by(command.transport, message.arg1, port, "_RENEW_NUM=" + std::to_string(sent) + "\n");
   return true;
 }
 
-/// The port of a client command; 0 when the command names no usable client.
+/// Returns the port of a client command, 0 when its address or port is invalid.
 int client_port(const Message& message) {
   const int port = to_int32(message.arg2);
   return port > 0 && message.arg1.size() >= kMinAddress ? port : 0;
@@ -79,10 +72,10 @@ int client_port(const Message& message) {
 using RegistryChange = int (*)(VariableRegistry&, const std::string&, int);
 
 template <RegistryChange kChange>
-bool run_client_change(const Target& target, const Command&, const Message& message) {
+bool run_client_change(VariableRegistry& registry, const Command&, const Message& message) {
   const int port = client_port(message);
   if (port == 0) return false;
-  kChange(target.registry, message.arg1, port);
+  kChange(registry, message.arg1, port);
   LOG_MAIN(kRoutine, "%s %s:%d\n", message.command.c_str(), message.arg1.c_str(), port);
   return true;
 }
@@ -96,24 +89,24 @@ std::string client_list_text(const Clients& clients) {
   return text + "\n";
 }
 
-bool run_client_list(const Target& target, const Command& command, const Message& message) {
+bool run_client_list(VariableRegistry& registry, const Command& command, const Message& message) {
   const int port = client_port(message);
   if (port == 0) return false;
-  const Clients clients = copy_clients(target.registry);
+  const Clients clients = copy_clients(registry);
   if (!clients.empty()) {
     send_by(command.transport, message.arg1, port, client_list_text(clients));
   }
   LOG_MAIN(kRoutine, "%s %s:%d\n", message.command.c_str(), message.arg1.c_str(), port);
-  // The newline of the UDP form has always had a blank after it.
+  // The UDP form has always had a blank after its newline.
   const char* end = command.transport == Transport::kUdp ? "\n " : "\n";
   send_by(command.transport, message.arg1, port,
           "_CLIENT_LIST_NUM=" + std::to_string(clients.size()) + end);
   return true;
 }
 
-/// Switches the mirror; a target without port or address switches it off.
+/// Sets the mirror's level and target. Without an address or a port, switches it off.
 template <std::int32_t kLevel>
-bool run_debug(const Target&, const Command& command, const Message& message) {
+bool run_debug(VariableRegistry&, const Command& command, const Message& message) {
   const int port = to_int32(message.arg2);
   const MutexLock held(debug_target_lock);
   debug_target_ip = message.arg1;
@@ -123,12 +116,6 @@ bool run_debug(const Target&, const Command& command, const Message& message) {
   return true;
 }
 
-bool run_param_set(const Target& target, const Command&, const Message& message) {
-  process_variable_change(target.state, target.registry, message.arg1, message.arg2);
-  return true;
-}
-
-// Compared with a message's word in this order.
 constexpr Command kCommands[] = {
     {"get_udp", run_get, Transport::kUdp},
     {"set", run_set},
@@ -145,11 +132,11 @@ constexpr Command kCommands[] = {
     {"debug_tcp", run_debug<kMirrorEvents>, Transport::kTcp},
     {"debug_udp_lm", run_debug<kMirrorChanges>, Transport::kUdp},
     {"debug_tcp_lm", run_debug<kMirrorChanges>, Transport::kTcp},
-    {"e_param_set", run_param_set},
 };
 
-/// False when no command has the message's word, or the command refused it.
-bool run_command(const Target& target, const Message& message) {
+}  // namespace
+
+bool run_command(VariableRegistry& registry, const Message& message) {
   if (starts_with_nocase(message.command, "help_")) {
     const bool by_udp = contains(lower_ascii(message.command), "udp");
     send_by(by_udp ? Transport::kUdp : Transport::kTcp, message.arg1, to_int32(message.arg2),
@@ -158,12 +145,10 @@ bool run_command(const Target& target, const Message& message) {
   }
   for (const Command& command : kCommands) {
     if (!equals_nocase(command.name, message.command)) continue;
-    return command.run(target, command, message);
+    return command.run(registry, command, message);
   }
   return false;
 }
-
-}  // namespace
 
 std::string renew_lines(const VariableRegistry& registry, std::size_t& next) {
   std::string lines;
@@ -174,31 +159,6 @@ std::string renew_lines(const VariableRegistry& registry, std::size_t& next) {
     lines += notification_line(variable.name, variable.value);
   }
   return lines;
-}
-
-void handle_message(CentralState& state, VariableRegistry& registry, std::string_view text) {
-  const std::string copy(strip_newline(cut_text(text, kMaxMessage)));
-  if (debug_target_on >= kMirrorChanges && starts_with_nocase(copy, "e_param_set")) {
-    send_debug_line(kMirrorChanges, "API Cmd: %s", percent_decode(copy.c_str()).c_str());
-  }
-  const Message message = split_message(copy);
-  if (message.splitting == Splitting::kNoCommand) return;
-  if (message.splitting == Splitting::kOk && run_command({state, registry}, message)) return;
-  LOG_MAIN(kRoutine, "Error cmd=%s\n", message.command.c_str());
-}
-
-void* handle_lm_event(void* argument) {
-  CentralState& state = *static_cast<CentralState*>(argument);
-  while (true) {
-    if (state.ready != 0) {
-      catch_and_log(kRoutine, [&] {
-        while (const std::optional<std::string> text = state.lm_queue.pop()) {
-          handle_message(state, *variable_registry, *text);
-        }
-      });
-    }
-    sleep_ms(kIdleMs);
-  }
 }
 
 }  // namespace kovo

@@ -1,7 +1,10 @@
+// A status line raises no event itself, except for the playback selection and the settings, which
+// have no variable: it restarts the hold-off time of its rows, and their names go to lm_queue,
+// where a text without a colon is ignored. The receiver applies settings, since the worker takes
+// only four lines a second. Invariant: mapping_lock is never held for a set or a push.
 #include "control/status_intake.h"
 
 #include <optional>
-#include <vector>
 
 #include "definitions/settings.h"
 #include "engine/push_event.h"
@@ -12,9 +15,7 @@
 #include "frame/text.h"
 #include "frame/worker.h"
 #include "variables/central_state.h"
-#include "variables/change_values.h"
-#include "variables/mapping_tables.h"
-#include "variables/triggers.h"
+#include "variables/change_rules.h"
 #include "variables/variable_store.h"
 
 namespace kovo {
@@ -40,61 +41,34 @@ void on_receive_error(int error) {
 
 constexpr UdpService kService = {"handle_udp_vep_api", kStatusPort, on_datagram, on_receive_error};
 
-/// A row that a line counts for.
-struct CountingRow {
-  std::string event;
-  std::int64_t since_last;  // seconds since it last counted
-};
-
-/// Counts every row whose setting word is a prefix of the name: its hold-off time starts again.
-std::vector<CountingRow> count_rows(CentralState& state, std::string_view name, std::int64_t now) {
-  std::vector<CountingRow> rows;
-  const MutexLock held(state.mapping_lock);
-  for (MappingRow& row : state.mapping_table) {
-    if (row.setting.empty() || !starts_with_nocase(name, row.setting)) continue;
-    std::string event = row.status;
-    if (event.back() == '#') event.pop_back();
-    rows.push_back({std::move(event), now - row.last_time});
-    row.last_time = now;
-  }
-  return rows;
-}
-
-void handle_counting_row(CentralState& state, const CountingRow& row) {
-  const char* event = row.event.c_str();
-  const int since_last = static_cast<int>(row.since_last);
-  LOG_DEBUG(kRoutine, "get event name %s\n", event);
-  if (pause_lasts(row.since_last, kRepeatS)) {
-    LOG_MAIN(kRoutine, "skip event %s, now-last=%d sec\n", event, since_last);
-    log_event("skip event %s, now-last=%d sec\n", event, since_last);
-    return;
-  }
-  LOG_MAIN(kRoutine, "get vep_api event %s\n", event);
-  // The status line's own value is not passed on, so that the settings refuse this one.
-  if (names_setting(row.event) && apply_setting_line(state, row.event + "=") != kSettingChanged) {
-    return;
-  }
-  state.lm_queue.push(row.event);
-}
-
-void handle_playback(CentralState& state, const std::string& name, std::int64_t now) {
-  std::string old;
-  {
-    const MutexLock held(state.mapping_lock);
-    const MappingRow* row = find_row(state.mapping_table, &MappingRow::setting, "local:x");
-    if (row == nullptr || equals_nocase(name, row->last_value)) return;
-    old = row->last_value;
-  }
-  for (const char* event : playback_triggers(old, name)) {
-    // The line of localPlay has no end of its own.
-    const bool ends_line = std::string_view(event) != "localPlay";
-    LOG_MAIN(kRoutine, "push event %s%s", event, ends_line ? "\n" : "");
-    push_event(event);
-  }
-  const MutexLock held(state.mapping_lock);
-  if (MappingRow* row = find_row(state.mapping_table, &MappingRow::setting, "local:x")) {
-    row->last_value = name;
-    row->last_time = now;
+void carry_out(CentralState& state, const ChangeAction& action) {
+  const char* name = action.name.c_str();
+  const int since_last = static_cast<int>(action.since_last_s);
+  switch (action.kind) {
+    case ActionKind::kPushPlayback:
+      // Only the record of localPlay has no newline.
+      LOG_MAIN(kRoutine, "push event %s%s", name, action.name == "localPlay" ? "" : "\n");
+      push_event(name);
+      break;
+    case ActionKind::kHoldOff:
+      LOG_DEBUG(kRoutine, "get event name %s\n", name);
+      LOG_MAIN(kRoutine, "skip event %s, now-last=%d sec\n", name, since_last);
+      log_event("skip event %s, now-last=%d sec\n", name, since_last);
+      break;
+    case ActionKind::kCount:
+      LOG_DEBUG(kRoutine, "get event name %s\n", name);
+      LOG_MAIN(kRoutine, "get vep_api event %s\n", name);
+      // The value of the status line is not passed on: the setting refuses the empty one.
+      if (names_setting(name) && apply_setting_line(state, action.name + "=") != kSettingChanged) {
+        break;
+      }
+      state.lm_queue.push(action.name);
+      break;
+    case ActionKind::kUnmapped:
+      LOG_MAIN(kRoutine, "no mapping event %s\n", name);
+      break;
+    default:
+      break;
   }
 }
 
@@ -124,18 +98,16 @@ void handle_status_line(CentralState& state, VariableRegistry& registry, std::st
            line.c_str());
   const KeyValue pair = split_key_value(line);
   const std::string name(pair.key);
-  if (starts_with_nocase(name, "local")) {
-    handle_playback(state, name, clock());
-    return;
-  }
-  const bool hdcp = equals_nocase(name, "CUR_HDCP") || equals_nocase(name, "HDMI2_CUR_HDCP");
-  if (hdcp && !lm_set_change(registry, name, pair.value)) {
+  if (is_hdcp_state(name) && !lm_set_change(registry, name, pair.value)) {
     LOG_MAIN(kRoutine, "skip same event %s\n", name.c_str());
     return;
   }
-  const std::vector<CountingRow> rows = count_rows(state, name, clock());
-  for (const CountingRow& row : rows) handle_counting_row(state, row);
-  if (rows.empty()) LOG_MAIN(kRoutine, "no mapping event %s\n", name.c_str());
+  ChangeActions actions;
+  {
+    const MutexLock held(state.mapping_lock);
+    actions = (is_playback(name) ? playback_rule : status_rule)(state.changes, name, clock());
+  }
+  for (const ChangeAction& action : actions) carry_out(state, action);
 }
 
 }  // namespace kovo

@@ -1,5 +1,4 @@
-// The device-status intake: lines of another program on the device, by UDP on the loopback address.
-// Settings are applied when they arrive; four lines a second are processed.
+// Status lines that another program on the device sends by UDP: the receiver and the worker.
 #pragma once
 
 #include <cstdint>
@@ -13,18 +12,18 @@ struct CentralState;
 struct VariableRegistry;
 
 constexpr std::uint16_t kStatusPort = 2728;
-constexpr std::int64_t kRepeatS = 2;  // a row that counts again within this is filtered
 
-/// Thread body; its argument is the CentralState. Returns after a socket failure.
+/// Thread body; its argument is the CentralState. Applies settings at once and appends each line to
+/// api_queue. Returns after a socket failure.
 void* handle_udp_vep_api(void* state);
 
-/// Thread body; its argument is the CentralState, the variables are the global registry's. One line
-/// of api_queue every 250 ms.
+/// Thread body; its argument is the CentralState, the variables are the global registry's. Takes
+/// one line of api_queue every 250 ms.
 void* handle_vep_api(void* state);
 
-/// Handles one status line. The clock is read where a row counts, since sets and pushes may take
-/// seconds. Called by handle_vep_api; takes mapping_lock, the locks of lm_set_change and of a push,
-/// one after the other.
+/// Processes a status line. Reads the clock when a row counts, since sets and pushes may take
+/// seconds. Called by handle_vep_api. Takes mapping_lock, the locks of lm_set_change and
+/// EventQueue.lock, one after the other.
 void handle_status_line(CentralState& state, VariableRegistry& registry, std::string_view text,
                         SecondsClock clock);
 

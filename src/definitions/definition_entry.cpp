@@ -1,3 +1,7 @@
+// A file of many short lines would take fifty times its size as records, so the entries are kept as
+// one text and split again at each access. A key is split by searching for a field word, not by the
+// names of known events. Nothing is validated: the compiler ignores an entry that it cannot use.
+// Invariant: definitions_raw returns the lines with an "=" as they were read.
 #include "definitions/definition_entry.h"
 
 #include <algorithm>
@@ -6,10 +10,6 @@
 
 namespace kovo {
 namespace {
-
-// Tried in this order: an event name that holds an earlier word is cut there.
-constexpr std::string_view kFieldWords[] = {"Count", "XMLfield", "Protocol", "Delay",
-                                            "IP",    "Port",     "Data"};
 
 constexpr char kDefaultLines[] =
     "FastCableDetectEvents=false\n"
@@ -84,8 +84,9 @@ std::string definitions_ascii(const DefinitionEntries& entries, const Definition
   std::string text;
   for (const DefinitionEntry& entry : entries) {
     text.append(entry.name).append(entry.field).append(entry.index).append("=");
-    const bool data = entry.field == "Data";
-    text.append(data ? s_hex_to_ascii(entry.value, trace) : std::string(entry.value)).append("\n");
+    text.append(entry.field == kDataField ? s_hex_to_ascii(entry.value, trace)
+                                          : std::string(entry.value))
+        .append("\n");
   }
   return text;
 }

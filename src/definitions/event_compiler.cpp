@@ -38,8 +38,8 @@ void trace_step(const CompiledEvents& list, std::uint32_t event, const Definitio
                 const CompiledStep& step, const DefinitionTrace& trace) {
   for (const CountLine& line : list.lines) {
     if (line.event != event || step.index >= line.step_count) continue;
-    if (entry.field == "Data") trace.decoded(entry.value, s_hex_to_ascii(entry.value));
-    if (entry.field == "Delay")
+    if (entry.field == kDataField) trace.decoded(entry.value, s_hex_to_ascii(entry.value));
+    if (entry.field == kDelayField)
       trace.offset(step.index, step.offset_ms * kNanosecondsPerMillisecond);
   }
 }
@@ -51,11 +51,11 @@ void apply_step_entry(CompiledEvents& list, std::uint32_t position, const Defini
   if (to_uint32(entry.index, 10, index) != NumberReading::kOk) return;
   if (index >= static_cast<std::uint32_t>(event.most_steps)) return;
   const auto [step, previous] = find_step(event, static_cast<std::int32_t>(index));
-  if (entry.field == "Protocol") step.protocol = entry.value.data();
-  if (entry.field == "IP") step.ip = entry.value.data();
-  if (entry.field == "Port") step.port = entry.value.data();
-  if (entry.field == "Data") step.data = entry.value.data();
-  if (entry.field == "Delay") {
+  if (entry.field == kProtocolField) step.protocol = entry.value.data();
+  if (entry.field == kIpField) step.ip = entry.value.data();
+  if (entry.field == kPortField) step.port = entry.value.data();
+  if (entry.field == kDataField) step.data = entry.value.data();
+  if (entry.field == kDelayField) {
     step.delay_ms = to_int32(entry.value);
     step.offset_ms = step.delay_ms + (previous == nullptr ? 0 : previous->offset_ms);
   }
@@ -63,19 +63,17 @@ void apply_step_entry(CompiledEvents& list, std::uint32_t position, const Defini
 }
 
 void apply_event_entry(CompiledEvent& event, const DefinitionEntry& entry) {
-  if (entry.field == "XMLfield") event.trigger = entry.value;
-  if (entry.field == "Delay") {
+  if (entry.field == kTriggerField) event.trigger = entry.value;
+  if (entry.field == kDelayField) {
     event.delay_s = to_int32(entry.value);
-    const bool builtin =
-        event.name == "PowerOn" || event.name == "DVIConnected" || event.name == "DVIDisconnected";
-    if (builtin) event.trigger = event.name;
+    if (is_builtin_event(event.name)) event.trigger = event.name;
   }
 }
 
 EventsByName create_events(CompiledEvents& list) {
   EventsByName by_name;
   for (const DefinitionEntry& entry : list.definitions) {
-    if (entry.parts != 1 || entry.field != "Count") continue;
+    if (entry.parts != 1 || entry.field != kCountField) continue;
     const std::int32_t step_count = std::min(to_int32(entry.value), kMaxSteps);
     if (step_count <= 0) continue;
     const auto position = static_cast<std::uint32_t>(list.events.size());
@@ -89,6 +87,10 @@ EventsByName create_events(CompiledEvents& list) {
 }
 
 }  // namespace
+
+bool is_builtin_event(std::string_view name) {
+  return name == kPowerOn || name == kDviConnected || name == kDviDisconnected;
+}
 
 CompiledEvents compile_events(const DefinitionEntries& entries, const DefinitionTrace* trace) {
   CompiledEvents list;

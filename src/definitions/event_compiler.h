@@ -68,6 +68,9 @@ struct CompiledEvents {
   std::deque<CountLine> lines;       // every "Count" line that makes an event, in the file's order
 };
 
+/// Returns whether a "Delay" line sets an event's trigger back to its name. Case-sensitive.
+bool is_builtin_event(std::string_view name);
+
 /// Compiles an entry list. A step's offset is the sum of its own delay and the offset of the step
 /// before it at that moment, so the order of the "Delay" lines matters. The trace is called
 /// for each value once for every event that takes it.

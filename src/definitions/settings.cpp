@@ -1,6 +1,10 @@
+// A setting is compared and stored, then its event is pushed, then the file is written:
+// settings_lock is not held for the push, which may take seconds. The file gets the current values
+// and not the change, so that of two changes at once the later write has both. A failed write is
+// not retried by itself: the next line that is not refused writes the file. Invariant: without
+// `settings_dirty`, the file has the values in memory, each up to its first newline, as no value
+// may add a setting to it.
 #include "definitions/settings.h"
-
-#include <algorithm>
 
 #include "engine/push_event.h"
 #include "frame/files.h"
@@ -11,32 +15,43 @@
 namespace kovo {
 namespace {
 
-std::pair<std::string, std::string>* find_setting(Settings& settings, std::string_view key) {
-  const auto found = std::find_if(settings.begin(), settings.end(),
-                                  [&](const auto& setting) { return setting.first == key; });
-  return found == settings.end() ? nullptr : &*found;
-}
-
-/// Compares and stores under one lock, so that of two equal changes at once only one counts.
-SettingResult store_setting(CentralState& state, const std::string& key, std::string_view value) {
+/// Compares and stores under one lock, so that only one of two equal changes at once is a change.
+SettingResult store_setting(CentralState& state, const std::string& key, std::string value) {
   const MutexLock held(state.settings_lock);
-  auto* const setting = find_setting(state.settings, key);
-  if (setting == nullptr) return kSettingRefused;
-  std::string text(strip_newline(value));
-  if (equals_nocase(setting->second, text)) {
+  const std::string text(strip_newline(value));
+  const SettingResult result = exchange_setting(state.settings, key, value);
+  if (result == kSettingSame) {
     log_event("[%s:%d] skip same %s=%s\n", "kovo_config_set", __LINE__, key.c_str(), text.c_str());
-    return kSettingSame;
+  } else if (result == kSettingChanged) {
+    log_event("[%s:%d] %s %s => %s\n", "kovo_config_set", __LINE__, key.c_str(), value.c_str(),
+              text.c_str());
+    state.settings_dirty = true;
   }
-  log_event("[%s:%d] %s %s => %s\n", "kovo_config_set", __LINE__, key.c_str(),
-            setting->second.c_str(), text.c_str());
-  setting->second.swap(text);
-  state.settings_dirty = true;
-  return kSettingChanged;
+  return result;
 }
 
-bool is_dirty(const CentralState& state) {
+/// Sets the values of known keys from the settings file, if there is one.
+void load_settings_file(Settings& settings) {
+  const File file = open_for_reading(kSettingsPath);
+  if (file == nullptr) return;
+  LineBuffer buffer;
+  std::string_view line;
+  while (read_line(file.get(), buffer, line)) {
+    const KeyValue pair = split_key_value(until_newline(line));
+    std::string* const setting = find_setting(settings, pair.key);
+    if (pair.found && setting != nullptr) *setting = pair.value;
+  }
+}
+
+/// Replaces the settings file, a line a setting, if it lacks a change.
+void write_settings_file(CentralState& state) {
   const MutexLock held(state.settings_lock);
-  return state.settings_dirty;
+  if (!state.settings_dirty) return;
+  std::string text;
+  for (const auto& [key, value] : state.settings) {
+    text.append(key).append("=").append(until_newline(value)).append("\n");
+  }
+  if (replace_file(kSettingsPath, text)) state.settings_dirty = false;
 }
 
 }  // namespace
@@ -48,39 +63,16 @@ int renew_enable_event(CentralState& state) {
   return 0;
 }
 
-bool names_setting(std::string_view text) {
-  return std::any_of(std::begin(kSettingNames), std::end(kSettingNames),
-                     [&](const char* name) { return starts_with_nocase(text, name); });
-}
-
 int init_settings(CentralState& state) {
-  {
-    const MutexLock held(state.settings_lock);
-    state.settings.clear();
-    for (const char* name : kSettingNames) state.settings.emplace_back(name, "");
-  }
-  return load_settings_file(state);
-}
-
-int load_settings_file(CentralState& state) {
-  const File file = open_for_reading(kSettingsPath);
-  if (file == nullptr) return 0;
   const MutexLock held(state.settings_lock);
-  LineBuffer buffer;
-  std::string_view line;
-  while (read_line(file.get(), buffer, line)) {
-    const KeyValue pair = split_key_value(until_newline(line));
-    auto* const setting = find_setting(state.settings, pair.key);
-    if (pair.found && setting != nullptr) setting->second = pair.value;
-  }
+  state.settings = empty_settings();
+  load_settings_file(state.settings);
   return 0;
 }
 
 SettingResult apply_setting_line(CentralState& state, std::string_view line) {
-  if (!starts_with_nocase(line, "port") && !starts_with_nocase(line, "sys")) return kNoSettingLine;
-  const KeyValue pair = split_key_value(cut_text(strip_newline(line), kMaxStatusLine));
-  if (!pair.found) return kNoSettingLine;
-  return kovo_config_set(state, pair.key, pair.value);
+  const std::optional<KeyValue> pair = split_setting_line(line);
+  return pair ? kovo_config_set(state, pair->key, pair->value) : kNoSettingLine;
 }
 
 SettingResult kovo_config_set(CentralState& state, std::string_view key, std::string_view value) {
@@ -89,22 +81,10 @@ SettingResult kovo_config_set(CentralState& state, std::string_view key, std::st
     LOG_MAIN("kovo_config_set", "no value, skip set %s\n", name.c_str());
     return kSettingRefused;
   }
-  const SettingResult result = store_setting(state, name, value);
+  const SettingResult result = store_setting(state, name, std::string(value));
   if (result == kSettingChanged) push_event(name);
-  if (result != kSettingRefused && is_dirty(state)) write_settings_file(state);
+  if (result != kSettingRefused) write_settings_file(state);
   return result;
-}
-
-int write_settings_file(CentralState& state) {
-  const MutexLock held(state.settings_lock);
-  if (state.settings.empty()) return -1;
-  std::string text;
-  for (const auto& [key, value] : state.settings) {
-    text.append(key).append("=").append(until_newline(value)).append("\n");
-  }
-  if (!replace_file(kSettingsPath, text)) return -2;
-  state.settings_dirty = false;
-  return 0;
 }
 
 }  // namespace kovo

@@ -36,19 +36,18 @@ int renew_macro_var(CentralState& state) {
   const MutexLock held(state.status_lock);
   if (count >= kMinStatusVars) state.status_vars.swap(answer);
   LOG_DEBUG("renew_macro_var", "save /tmp/kovo_var.txt\n");
-  write_status_vars_file(state.status_vars, "/tmp/kovo_var.txt");
+  std::string text;
+  for (const auto& [name, value] : state.status_vars) {
+    text.append(name).append("=").append(value).append("\n");
+  }
+  write_file("/tmp/kovo_var.txt", text);
   return count;
 }
 
-int write_status_vars_file(const StatusVars& vars, const std::string& path) {
-  std::string text;
-  for (const auto& [key, value] : vars) text.append(key).append("=").append(value).append("\n");
-  return write_file(path, text) ? 0 : -1;
-}
-
 TemplateValues template_values(const CentralState& state) {
+  const std::tm now = local_time().fields;
   const MutexLock held(state.status_lock);
-  return {state.status_vars, date_text(), time_text(), uptime_s};
+  return {state.status_vars, date_text(now), time_text(now), uptime_s};
 }
 
 }  // namespace kovo

@@ -1,8 +1,7 @@
-// The device's status, asked from the local status service through a shell pipeline.
+// The device's status, queried from the local status service by a shell pipeline.
 #pragma once
 
 #include <cstddef>
-#include <string>
 
 #include "definitions/templates.h"
 
@@ -10,22 +9,18 @@ namespace kovo {
 
 struct CentralState;
 
-constexpr int kMinStatusVars = 6;  // an answer of fewer lines is not taken
-// An answer is read up to these limits: a broken service must not fill the memory.
+constexpr int kMinStatusVars = 6;  // an answer of fewer lines is not used
+// Limits of an answer: a broken service must not fill the memory.
 constexpr std::size_t kMaxStatusVars = 4096;
 constexpr std::size_t kMaxStatusBytes = std::size_t{256} * 1024;
 
-/// Asks the status service, which takes up to two seconds. An answer of at least kMinStatusVars
-/// key:value lines replaces status_vars; otherwise they stay. Writes the status variables file
-/// either way. Returns the number of lines of this answer, 0 when the query could not be started.
-/// Called by every push (under EventQueue.lock) and by main at start-up; takes status_lock for the
-/// replacement and the file.
+/// Queries the status service, for up to two seconds. An answer of at least kMinStatusVars
+/// key:value lines replaces status_vars. Writes the status variables file in any case. Returns the
+/// number of lines of the answer, 0 when the query could not be started. Called by every push
+/// (under EventQueue.lock) and by main at start-up. Takes status_lock after the query.
 int renew_macro_var(CentralState& state);
 
-/// Writes key=value lines. Returns 0, or -1 when the file cannot be written.
-int write_status_vars_file(const StatusVars& vars, const std::string& path);
-
-/// Returns what the placeholders of an event stand for now. Takes status_lock.
+/// Returns the current values of the placeholders. Takes status_lock.
 TemplateValues template_values(const CentralState& state);
 
 }  // namespace kovo

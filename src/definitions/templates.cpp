@@ -1,3 +1,8 @@
+// Expanding has two passes that do not know of each other: the first replaces the placeholders, the
+// second the escape sequences of the whole result, those of inserted values too. There is no way to
+// write a literal "{{name}}", no nesting and no error: an unknown name is replaced by nothing.
+// Invariant: the work is bounded by the limit of the result, not by the values, so that a payload
+// of many placeholders costs at most kMaxRaw bytes and one value.
 #include "definitions/templates.h"
 
 #include <cstring>
@@ -7,7 +12,7 @@
 namespace kovo {
 
 std::string expand_templates(const TemplateValues& values, std::string_view payload) {
-  // An escape sequence makes one byte of two, so no later byte can be part of what is kept.
+  // An escape sequence makes one byte of two, so that later bytes would be truncated.
   constexpr std::size_t kMaxRaw = 2 * kMaxExpanded;
   std::string result;
   while (result.size() < kMaxRaw) {

@@ -1,10 +1,15 @@
+// Events are looked up when they are pushed, not when they run: what an event sends is decided by
+// the definitions, the status and the time of the push. A push therefore holds queue.lock for the
+// status query, which keeps events in the order of the pushes and delays every other push. The
+// queue is not sorted by due time, since the worker scans all of it, and equal events are not
+// merged. Invariant: whatever is in `pending` is complete, so that running it needs no definitions.
 #include "engine/event_queue.h"
 
 #include <cstdarg>
 #include <cstdio>
 #include <new>
 
-#include "definitions/event_list.h"
+#include "definitions/definition_file.h"
 #include "engine/push_event.h"
 #include "engine/senders.h"
 #include "frame/globals.h"
@@ -17,8 +22,8 @@ namespace {
 constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
 constexpr std::size_t kLargeQueueBytes = std::size_t{1} << 20;
 
-/// Looks up a name and stamps the copy; its name is empty when there is no such event. The mirror
-/// reports each name, found or not, with the whole text.
+/// Returns the event of a name with its times; its name is empty when there is none. Mirrors the
+/// whole text for each name, found or not.
 EventDefinition make_pending(EventQueue& queue, CentralState& state, std::string_view name,
                              const std::string& text, int test) {
   const std::int64_t now = queue_time(queue);
@@ -31,14 +36,10 @@ EventDefinition make_pending(EventQueue& queue, CentralState& state, std::string
   return event;
 }
 
-enum class End { kFront, kBack };
-
-/// Looks up each name of a text and puts the events found at one end of the queue, which drops
-/// those without room: one delayed event that is raised again and again would otherwise fill the
-/// device's memory.
-void push_names(EventQueue& queue, CentralState& state, const std::string& text, int test, End end)
-    REQUIRES(queue.lock) {
-  const char* routine = end == End::kBack ? "push_event_back" : "push_event_front";
+/// Looks up each name of a text and puts the events found at one end of the queue.
+void push_names(EventQueue& queue, CentralState& state, const std::string& text, int test,
+                QueueEnd end) REQUIRES(queue.lock) {
+  const char* routine = end == QueueEnd::kBack ? "push_event_back" : "push_event_front";
   auto& pending = queue.pending;
   for (const std::string_view name : split_lines(text)) {
     EventDefinition event = make_pending(queue, state, name, text, test);
@@ -46,9 +47,7 @@ void push_names(EventQueue& queue, CentralState& state, const std::string& text,
       LOG_DEBUG(routine, "not found sys event=%s\n", text.c_str());
       continue;
     }
-    const bool added = end == End::kBack ? pending.push_back(std::move(event))
-                                         : pending.push_front(std::move(event));
-    if (!added && pending.drops_to_report(steady_ns()) > 0) {
+    if (!pending.push(std::move(event), end) && pending.drops_to_report(steady_ns()) > 0) {
       LOG_MAIN(routine, "Error: Too many event: key=%s\n", std::string(name).c_str());
     }
     if (pending.bytes > kLargeQueueBytes) queue.pending_was_large = true;
@@ -81,7 +80,7 @@ std::int64_t queue_time(const EventQueue& queue) {
 
 void push_tcp_line(EventQueue& queue, TcpLine line) {
   const MutexLock held(queue.lock);
-  queue.tcp_lines.push_back(std::move(line));
+  queue.tcp_lines.push(std::move(line));
   log_drops("tcp_lines", queue.tcp_lines.drops_to_report(steady_ns()));
 }
 
@@ -99,13 +98,13 @@ int push_event_back(EventQueue& queue, CentralState& state, std::string_view nam
   } else {
     log_event("push event: %s\n", text.c_str());
   }
-  push_names(queue, state, text, test, End::kBack);
+  push_names(queue, state, text, test, QueueEnd::kBack);
   return 0;
 }
 
 int push_event_front(EventQueue& queue, CentralState& state, std::string_view names, int test) {
   const MutexLock held(queue.lock);
-  push_names(queue, state, std::string(names), test, End::kFront);
+  push_names(queue, state, std::string(names), test, QueueEnd::kFront);
   return 0;
 }
 

@@ -1,5 +1,4 @@
-// The queue between what notices an event and the worker that sends its messages. There is one,
-// made by main and never destroyed.
+// The queue of events that wait for their time: one, made by main and never destroyed.
 #pragma once
 
 #include <pthread.h>
@@ -22,7 +21,7 @@ namespace kovo {
 
 struct CentralState;
 
-// A taken slot's thread may be running; the sender thread sets kFinished, and the worker joins it.
+// kTaken: the slot's thread may be running. It sets kFinished, and the queue worker joins it.
 enum class SlotState : std::int32_t { kFree = 0, kTaken = 1, kFinished = 2 };
 
 struct TcpLine {
@@ -34,10 +33,10 @@ inline std::size_t memory_of(const TcpLine& line) {
   return memory_of(line.line);
 }
 
-/// Returns the memory of a queued event besides the object itself: its steps and texts.
+/// Returns the memory of the steps and texts of an event, in bytes.
 std::size_t memory_of(const EventDefinition& event);
 
-/// What a sender thread is started with; it stays in its slot so that a start needs no allocation.
+/// The argument of a sender thread. It is part of the slot, so that a start needs no allocation.
 struct SenderTask {
   struct EventQueue* queue;
   int slot;
@@ -45,7 +44,7 @@ struct SenderTask {
   std::int64_t delay_ns;
 };
 
-/// The large part of the slots, allocated by calloc: only the slots that are used take memory.
+/// The large part of the slots, allocated by calloc: only used slots take memory.
 struct SenderBuffers {
   char sender_ip[kSenderSlots][kMaxShortText + 1];
   char sender_data[kSenderSlots][kMaxCommand + 1];
@@ -59,12 +58,12 @@ struct FreeBuffers {
 };
 
 struct EventQueue {
-  Mutex lock;  // held for a whole push, its lookup included, and for a whole scan of the worker
+  Mutex lock;  // held for a whole push, with its status query, and for a whole scan of the worker
   BoundedQueue<EventDefinition> pending GUARDED_BY(lock);
   bool pending_was_large GUARDED_BY(lock) = false;  // since it was last empty
   BoundedQueue<TcpLine> tcp_lines GUARDED_BY(lock);
 
-  // The slots. The worker takes and frees them; a sender thread touches only its own.
+  // The slots. The queue worker takes and frees them; a sender thread uses only its own.
   pthread_t sender_threads[kSenderSlots] = {};
   std::atomic<SlotState> sender_state[kSenderSlots] = {};
   std::unique_ptr<SenderBuffers, FreeBuffers> buffers;
@@ -83,23 +82,22 @@ void push_tcp_line(EventQueue& queue, TcpLine line);
 /// Removes and returns the oldest received line; nothing when there is none. Takes queue.lock.
 std::optional<TcpLine> pop_tcp_line(EventQueue& queue);
 
-/// Looks up each line of `names` and appends the events found to `pending`, in order; one final
-/// newline is removed first. Logs the text, and mirrors it once per name when the mirror is on.
-/// Nothing is queued for a name without an event; with -d it is printed. An event for which
-/// `pending` has no room is dropped and logged, once a second at most. Returns 0. Any thread; takes
-/// queue.lock for all of it: the status queries of the lookups and the mirror's lines, up to
-/// 3 s each, included.
+/// Looks up each line of `names`, without one trailing newline, and appends the events found to
+/// `pending`. Logs the text, and mirrors it once for each name. An event for which `pending` has no
+/// room is dropped, and logged once a second at most. Returns 0. Any thread. Holds queue.lock
+/// throughout: for each name up to 2 s for the status query and 3 s for the mirror's line.
 int push_event_back(EventQueue& queue, CentralState& state, std::string_view names, int test);
 
-/// The same without the event-log line, each event at the front: several names end up reversed.
+/// Does the same without the event-log line, and puts each event at the front.
 int push_event_front(EventQueue& queue, CentralState& state, std::string_view names, int test);
 
-constexpr std::int32_t kMirrorEvents = 1;   // debug_target_on: every pushed event is mirrored
-constexpr std::int32_t kMirrorChanges = 2;  // variable changes as well
+// Values of debug_target_on.
+constexpr std::int32_t kMirrorEvents = 1;
+constexpr std::int32_t kMirrorChanges = 2;  // and events
 
-/// Formats one line, truncated to kMaxCommand bytes, and sends it to the debug mirror's target, if
-/// the mirror is switched on that far. Returns the sender's result, 0 when there is nothing to
-/// send. Takes debug_target_lock for a copy of the switch and its target; none while sending.
+/// Formats a line, truncated to kMaxCommand bytes, and sends it to the debug mirror's target, if
+/// the mirror's level is at least `level`. Returns the sender's result, 0 when nothing is sent.
+/// Takes debug_target_lock to copy the target, no lock while sending.
 [[gnu::format(printf, 2, 3)]] int send_debug_line(std::int32_t level, const char* format, ...);
 
 }  // namespace kovo

@@ -3,6 +3,7 @@
 #include "frame/text.h"
 
 namespace kovo {
+
 EventFate event_fate(const EventDefinition& event, std::int64_t now) {
   if (event.due_at == 0 || event.queued_at == 0) return EventFate::kErase;
   if (event.queued_at + kEventLifeNs < now) return EventFate::kExpired;
@@ -11,10 +12,13 @@ EventFate event_fate(const EventDefinition& event, std::int64_t now) {
   return EventFate::kRun;
 }
 
+bool is_display_event(std::string_view name) {
+  return equals_nocase(name, kDviConnected) || equals_nocase(name, kDviDisconnected);
+}
+
 StepFate step_fate(const EventDefinition& event, bool plug_enabled, bool events_enabled) {
-  const bool display_event =
-      equals_nocase(event.name, "DVIConnected") || equals_nocase(event.name, "DVIDisconnected");
-  if (display_event && !plug_enabled && event.test == 0) return StepFate::kPowerOnSkip;
+  if (is_display_event(event.name) && !plug_enabled && event.test == 0)
+    return StepFate::kPowerOnSkip;
   return events_enabled || event.test == 1 ? StepFate::kSend : StepFate::kDisabled;
 }
 

@@ -10,16 +10,20 @@
 
 namespace kovo {
 
-constexpr int kPowerOnPeriodS = 120;                   // of uptime, without display events
-constexpr int kSenderSlots = 512;                      // messages under way at once
-constexpr std::int32_t kExecuted = 1;                  // status of an event whose steps were run
-constexpr std::int64_t kEventLifeNs = 60'000'000'000;  // an event not run within this is dropped
+constexpr int kPowerOnPeriodS = 120;      // of uptime, without display events
+constexpr int kSenderSlots = 512;         // messages under way at once
+constexpr std::int32_t kExecuted = 1;     // status of an event whose steps were run
+constexpr std::int32_t kEventLifeS = 60;  // an event not run within this is dropped
+constexpr std::int64_t kEventLifeNs = kEventLifeS * std::int64_t{1'000'000'000};
 
 enum class EventFate { kErase, kExpired, kWait, kRun };
 
 /// Decides on a queued event at the queue time `now`, in nanoseconds. An event older than
 /// kEventLifeNs expires, whatever its delay.
 EventFate event_fate(const EventDefinition& event, std::int64_t now);
+
+/// Returns whether a name is that of a display-connection event, case-insensitive.
+bool is_display_event(std::string_view name);
 
 enum class StepFate { kPowerOnSkip, kSend, kDisabled };
 

@@ -1,13 +1,12 @@
-// Pushing an event without the rest of the event queue.
+// Pushing an event, without the types of the event queue. engine/event_queue.cpp defines it.
 #pragma once
 
 #include <string_view>
 
 namespace kovo {
 
-/// Pushes a trigger name to the back of the one event queue, not as a test. Takes EventQueue.lock
-/// and keeps it for the lookup's status query, up to 2 s, and the mirror's line, up to 3 s. Any
-/// thread.
+/// Calls push_event_back on the event queue, not as a test. Takes EventQueue.lock, up to 2 s for
+/// the status query and 3 s for the mirror's line. Any thread.
 void push_event(std::string_view name);
 
 }  // namespace kovo

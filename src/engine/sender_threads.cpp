@@ -1,3 +1,8 @@
+// A step is sent by a thread of its own, since its delay, a slow receiver or a silent status
+// service must not hold up another step. There is no thread pool and no queue of steps: 512 slots
+// bound the threads, and a step without a free slot is lost. Only the queue worker takes and frees
+// slots, so that no lock is needed; a sender uses its slot until it sets kFinished. Invariant:
+// every thread that was started is joined before its slot is used again.
 #include "engine/sender_threads.h"
 
 #include <cstdio>
@@ -19,7 +24,7 @@ void print_task(const char* routine, const SenderTask& task, const char* ip, con
             data, static_cast<long long>(task.delay_ns));
 }
 
-/// The slot is copied before the wait. What is sent of a text ends at its first NUL.
+/// Waits the step's delay and sends it. Texts end at their first NUL.
 void send_step(const SenderTask& task, const char* routine, Sender sender) {
   const char* slot_ip = task.queue->buffers->sender_ip[task.slot];
   const char* slot_data = task.queue->buffers->sender_data[task.slot];
@@ -40,7 +45,6 @@ void send_step(const SenderTask& task, const char* routine, Sender sender) {
   tcpclient(ip, task.port, payload, reply);
 }
 
-/// Does the work of the four thread bodies.
 void* run_sender(void* argument, const char* routine, Sender sender) {
   const SenderTask& task = *static_cast<const SenderTask*>(argument);
   catch_and_log(routine, [&] { send_step(task, routine, sender); });
@@ -48,14 +52,7 @@ void* run_sender(void* argument, const char* routine, Sender sender) {
   return nullptr;
 }
 
-auto body_of(Sender sender) {
-  if (sender.transport == Transport::kTcp) {
-    return sender.status ? tcpclient_getStatus_thread : tcpclient_thread;
-  }
-  return sender.status ? udpclient_getStatus_thread : udpclient_thread;
-}
-
-}  // namespace
+// The four thread bodies.
 
 void* udpclient_thread(void* task) {
   return run_sender(task, "udpclient_thread", {Transport::kUdp, false});
@@ -73,6 +70,15 @@ void* tcpclient_getStatus_thread(void* task) {
   return run_sender(task, "tcpclient_getStatus_thread", {Transport::kTcp, true});
 }
 
+auto body_of(Sender sender) {
+  if (sender.transport == Transport::kTcp) {
+    return sender.status ? tcpclient_getStatus_thread : tcpclient_thread;
+  }
+  return sender.status ? udpclient_getStatus_thread : udpclient_thread;
+}
+
+/// Takes a free slot and returns its index, or -1 when none is free. Joins the finished threads on
+/// its way; a slot that this frees is not taken in the same search.
 int get_new_ret_thread(EventQueue& queue, const std::string& event_name) {
   for (int slot = 0; slot < kSenderSlots; ++slot) {
     std::atomic<SlotState>& state = queue.sender_state[slot];
@@ -91,6 +97,8 @@ int get_new_ret_thread(EventQueue& queue, const std::string& event_name) {
             kSenderSlots);
   return -1;
 }
+
+}  // namespace
 
 void start_sender(EventQueue& queue, const std::string& event_name, const SubCommand& command) {
   const std::optional<Sender> sender = choose_sender(command.protocol);

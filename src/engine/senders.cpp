@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cerrno>
 
-#include "frame/globals.h"
 #include "frame/host.h"
 #include "frame/log.h"
 #include "frame/sockets.h"
@@ -16,12 +15,11 @@ namespace {
 
 constexpr int kReplyTimeoutMs = 2000;
 constexpr int kNoReplyTimeoutMs = 1500;
-constexpr int kPauseMs = 10;
 
 constexpr char kStatusServiceAddress[] = "127.0.0.1";
 constexpr int kStatusServicePort = 50003;
 
-/// Connects; waits for the end of an interrupted connect, which goes on and cannot be repeated.
+/// Connects. A connect that a signal interrupts goes on and cannot be repeated: waits for its end.
 int connect_to(int fd, const sockaddr_in& address, int timeout_ms) {
   if (connect(fd, as_sockaddr(address), sizeof address) == 0) return 0;
   if (errno != EINTR) return -1;
@@ -40,7 +38,7 @@ std::string numbered_error(int error) {
   return "(" + std::to_string(error) + ")" + error_text(error);
 }
 
-/// Opens and connects; `failure` is the error as "(number)text" when the result is negative.
+/// Opens and connects. When the result is negative, `failure` is the error as "(number)text".
 int open_connection(const char* routine, UniqueFd& connection, const std::string& ip, int port,
                     const std::string& payload, int timeout_ms, std::string& failure) {
   connection.reset(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
@@ -56,7 +54,6 @@ int open_connection(const char* routine, UniqueFd& connection, const std::string
   return kConnectFailed;
 }
 
-/// Sends on an open connection; `failure` as above.
 int send_payload(const UniqueFd& connection, const std::string& ip, int port,
                  const std::string& payload, std::string& failure) {
   const auto sent = static_cast<int>(retry_interrupted(
@@ -91,7 +88,7 @@ int udpclient(const std::string& ip, int port, std::string_view payload) {
     return sendto(datagram.get(), payload.data(), payload.size(), MSG_NOSIGNAL,
                   as_sockaddr(address), sizeof address);
   });
-  sleep_ms(kPauseMs);
+  sleep_ms(kSenderPauseMs);
   return static_cast<int>(sent);
 }
 
@@ -119,7 +116,7 @@ int tcpclient_no_rcv(const std::string& ip, int port, std::string_view payload) 
   LOG_DEBUG("tcpclient_no_rcv", "send tcp:%d (%d)%s\n", port, static_cast<int>(text.size()),
             text.c_str());
   const int sent = send_payload(connection, ip, port, text, failure);
-  if (sent >= 0) sleep_ms(kPauseMs);
+  if (sent >= 0) sleep_ms(kSenderPauseMs);
   return sent;
 }
 

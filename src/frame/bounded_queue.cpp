@@ -18,7 +18,7 @@ void log_drops(const char* queue, int dropped) {
 
 void MessageQueue::push(std::string text) {
   const MutexLock held(lock);
-  texts.push_back(std::move(text));
+  texts.push(std::move(text));
   log_drops(name, texts.drops_to_report(steady_ns()));
 }
 

@@ -1,5 +1,5 @@
-// First-in, first-out queues with a bound on their memory: whoever sends faster than a consumer
-// works must not fill the device's memory. The newest item is dropped when there is no room.
+// First-in, first-out queues with a limit on their memory: a program that sends faster than a
+// worker processes must not fill the device's memory. Without room, the newest item is dropped.
 #pragma once
 
 #include <cstddef>
@@ -16,32 +16,30 @@ namespace kovo {
 constexpr std::size_t kMaxQueueBytes = std::size_t{8} << 20;
 constexpr std::int64_t kDropReportPeriodNs = 1'000'000'000;
 
-/// Returns the memory of a text besides the object itself: none for a short one, otherwise its
-/// bytes and the bookkeeping of their allocation.
+/// Returns the memory of a text in bytes, without the object itself: 0 for a short one.
 std::size_t memory_of(const std::string& text);
 
-/// A queue without a lock of its own: the caller holds the one that guards it. Items of other types
-/// have a memory_of of their own.
+enum class QueueEnd { kFront, kBack };
+
+/// A queue without a lock of its own: the caller holds the one that guards it. memory_of is
+/// overloaded for each type of item.
 template <class Item>
 struct BoundedQueue {
   struct Entry {
     Item item;
-    std::size_t bytes;  // as counted; moving an item may change what it takes
+    std::size_t bytes;  // when it was added; moving an item may change what it takes
   };
   using Iterator = typename std::deque<Entry>::iterator;
 
-  /// Adds an item; false when it was dropped for want of room.
-  bool push_back(Item item) {
+  /// Adds an item. Without room, drops it and returns false.
+  bool push(Item item, QueueEnd end = QueueEnd::kBack) {
     const std::size_t item_bytes = sizeof(Entry) + memory_of(item);
-    if (!has_room(item_bytes)) return false;
-    entries.push_back({std::move(item), item_bytes});
-    bytes += item_bytes;
-    return true;
-  }
-  bool push_front(Item item) {
-    const std::size_t item_bytes = sizeof(Entry) + memory_of(item);
-    if (!has_room(item_bytes)) return false;
-    entries.push_front({std::move(item), item_bytes});
+    if (bytes + item_bytes > kMaxQueueBytes) {
+      ++dropped;
+      return false;
+    }
+    const auto at = end == QueueEnd::kBack ? entries.end() : entries.begin();
+    entries.insert(at, Entry{std::move(item), item_bytes});
     bytes += item_bytes;
     return true;
   }
@@ -55,14 +53,14 @@ struct BoundedQueue {
     return item;
   }
 
-  /// Removes one item and returns the place of the next.
+  /// Removes an item and returns the position of the next.
   Iterator erase(Iterator at) {
     bytes -= at->bytes;
     return entries.erase(at);
   }
 
-  /// Returns how many drops to report at a moment of the steady clock: all since the last report,
-  /// or 0 within a second of it.
+  /// Returns how many drops to log at a time of the steady clock: 0 within a second of the last
+  /// log.
   int drops_to_report(std::int64_t now_ns) {
     if (dropped == 0 || now_ns < reported_ns + kDropReportPeriodNs) return 0;
     reported_ns = now_ns;
@@ -73,21 +71,12 @@ struct BoundedQueue {
   std::size_t bytes = 0;
   int dropped = 0;                                  // since the last report
   std::int64_t reported_ns = -kDropReportPeriodNs;  // steady clock
-
- private:
-  /// Returns whether so many bytes fit, and counts a drop otherwise.
-  bool has_room(std::size_t item_bytes) {
-    if (bytes + item_bytes <= kMaxQueueBytes) return true;
-    ++dropped;
-    return false;
-  }
 };
 
-/// Logs an Error line about texts that a queue has dropped; nothing for 0.
+/// Logs how many texts a queue has dropped, unless there are none.
 void log_drops(const char* queue, int dropped);
 
-/// A queue of received texts between a receiver and its consumer, with a lock of its own. Any
-/// thread.
+/// A queue of received texts between a receiver and its worker, with a lock of its own. Any thread.
 struct MessageQueue {
   explicit MessageQueue(const char* queue_name) : name(queue_name) {}
 

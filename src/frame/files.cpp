@@ -1,3 +1,9 @@
+// The daemon usually runs as root and writes to /tmp, where other users can create links and FIFOs.
+// So the last component of a path is opened with O_NOFOLLOW, and the checks are made on the
+// descriptor, not on the path. A link itself is opened (O_PATH), its owner checked, and its target
+// becomes the next path. Links among the directories of a path are followed without a check.
+// Invariant: open_file returns only regular files, reached through links of root or the daemon's
+// user.
 #include "frame/files.h"
 
 #include <fcntl.h>
@@ -23,14 +29,14 @@ std::string directory_of(const std::string& path) {
   return path.substr(0, path.rfind('/') + 1);
 }
 
-/// Opens what the path names, which may be anything but a link.
+/// Opens what the path names unless that is a link.
 UniqueFd open_entry(const std::string& path, int flags, unsigned mode = 0) {
   constexpr int kAlways = O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
   return UniqueFd(retry_interrupted([&] { return open(path.c_str(), flags | kAlways, mode); }));
 }
 
-/// Opens a file of the daemon's user that has one name, or removes it and creates one. First
-/// without O_CREAT: with it, fs.protected_regular makes the open fail for a file of somebody else.
+/// Opens a file of the daemon's user that has one hard link; removes any other and creates it anew.
+/// Opens without O_CREAT first: with it, fs.protected_regular refuses another user's file.
 UniqueFd open_in_shared_directory(const std::string& path, int flags, unsigned mode) {
   UniqueFd file = open_entry(path, flags & ~O_CREAT);
   if (!file && errno == ELOOP) return file;
@@ -41,8 +47,8 @@ UniqueFd open_in_shared_directory(const std::string& path, int flags, unsigned m
   return open_entry(path, flags | O_EXCL, mode);
 }
 
-/// Replaces the path of a link by the link's target; false with errno set when it is not a link
-/// (EEXIST) or belongs to another user (EACCES).
+/// Replaces the path of a link by the link's target. Returns false with errno set when the path is
+/// not a link (EEXIST) or the link belongs to another user (EACCES).
 bool follow_link(std::string& path) {
   const UniqueFd link = open_entry(path, O_PATH);
   struct stat info {};
@@ -58,7 +64,6 @@ bool follow_link(std::string& path) {
   return true;
 }
 
-/// Returns whether a descriptor is a regular file; sets errno if not.
 bool is_regular(int fd) {
   struct stat info {};
   if (fstat(fd, &info) != 0) return false;
@@ -67,8 +72,8 @@ bool is_regular(int fd) {
   return false;
 }
 
-/// Opens a file by the rules in the header, or returns none with errno set; `path` becomes the path
-/// that its links lead to.
+/// Opens a file by the rules in the header; returns none with errno set when that fails. Replaces
+/// `path` by the path to which its links lead.
 UniqueFd open_file(std::string& path, int flags, unsigned mode = kFileMode) {
   for (int links = 0; links <= kMaxLinks; ++links) {
     const std::string directory = directory_of(path);
@@ -77,7 +82,7 @@ UniqueFd open_file(std::string& path, int flags, unsigned mode = kFileMode) {
     UniqueFd file =
         shared ? open_in_shared_directory(path, flags, mode) : open_entry(path, flags, mode);
     if (file) return is_regular(file.get()) ? std::move(file) : UniqueFd();
-    // With O_EXCL, a link fails with EEXIST.
+    // A link fails with ELOOP, and with O_EXCL with EEXIST.
     if ((errno != ELOOP && errno != EEXIST) || !follow_link(path)) return file;
   }
   errno = ELOOP;
@@ -98,15 +103,15 @@ bool sync_file(int fd) {
   return retry_interrupted([&] { return fsync(fd); }) == 0;
 }
 
-/// Truncates only after writing: a full disk has room for what replaces the old content.
+/// Truncates after writing, so that on a full disk the old blocks are reused.
 bool write_in_place(std::string path, std::string_view bytes) {
   const UniqueFd file = open_file(path, O_WRONLY | O_CREAT);
   return file && write_all(file.get(), bytes) &&
          ftruncate(file.get(), static_cast<off_t>(bytes.size())) == 0 && sync_file(file.get());
 }
 
-/// Gives the temporary file the owner, group and mode of the file that it is to replace. What is
-/// already right is not set: not every file system has owners and modes.
+/// Gives the temporary file the owner, group and mode of the file that it is to replace. Sets only
+/// what differs: not every file system has owners and modes.
 bool keep_owner(int temp, const struct stat& file) {
   struct stat own {};
   if (fstat(temp, &own) != 0) return false;
@@ -115,18 +120,18 @@ bool keep_owner(int temp, const struct stat& file) {
   return own.st_mode == file.st_mode || fchmod(temp, file.st_mode & kModeBits) == 0;
 }
 
-/// Returns whether writing in place may succeed after the file could not be replaced: for reasons
-/// that last, unlike a lack of descriptors or memory, and on a full disk within the file's blocks.
+/// Returns whether to write in place after a rename failed: when the reason is permanent, unlike a
+/// lack of descriptors or memory, or when the disk is full and the file's blocks suffice.
 bool may_write_in_place(int error, const struct stat& file, std::size_t size) {
-  constexpr int kLasting[] = {EROFS, EACCES, EPERM, EBUSY, EXDEV, ENAMETOOLONG, EEXIST, EMLINK};
+  constexpr int kPermanent[] = {EROFS, EACCES, EPERM, EBUSY, EXDEV, ENAMETOOLONG, EEXIST, EMLINK};
   constexpr std::uint64_t kBlock = 512;  // the unit of st_blocks
   if (error == ENOSPC || error == EDQUOT) {
     return size <= static_cast<std::uint64_t>(file.st_blocks) * kBlock;
   }
-  return std::find(std::begin(kLasting), std::end(kLasting), error) != std::end(kLasting);
+  return std::find(std::begin(kPermanent), std::end(kPermanent), error) != std::end(kPermanent);
 }
 
-/// Writes the temporary file and renames it; `file` is null when there is nothing to replace yet.
+/// Writes the temporary file and renames it; `file` is null when the path does not exist yet.
 /// Returns 0 or the errno of what failed.
 int replace_by_rename(const std::string& path, const std::string& temp_path,
                       const struct stat* file, std::string_view bytes) {
@@ -137,7 +142,7 @@ int replace_by_rename(const std::string& path, const std::string& temp_path,
   if (file != nullptr && !keep_owner(temp.get(), *file)) return EPERM;
   if (!write_all(temp.get(), bytes) || !sync_file(temp.get())) return errno;
   if (rename(temp_path.c_str(), path.c_str()) != 0) return errno;
-  // Best effort: makes the rename survive a power cut.
+  // The rename survives a power cut only once the directory is synced.
   const UniqueFd directory = open_entry(directory_of(path), O_RDONLY | O_DIRECTORY);
   if (directory) sync_file(directory.get());
   return 0;
@@ -176,7 +181,7 @@ bool replace_file(std::string path, std::string_view bytes) {
   const bool exists = old && fstat(old.get(), &info) == 0;
   if (!exists && errno != ENOENT) return false;
   const std::string temp_path = path + ".new";
-  int error = EMLINK;  // a rename would part the file from its other names
+  int error = EMLINK;  // a rename would separate the file from its other hard links
   if (info.st_nlink <= 1) {
     error = replace_by_rename(path, temp_path, exists ? &info : nullptr, bytes);
     if (error == 0) return true;

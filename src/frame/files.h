@@ -1,14 +1,14 @@
-// Regular files. These functions open all files of the daemon but the pid file, which the shell
+// Regular files. These functions open every file of the daemon except the pid file, which the shell
 // writes, by these rules:
 //
 // - A symbolic link as the last component of a path is followed if it belongs to root or to the
-//   daemon's user, up to 40 in a row, also to a file that is still to be created. Any other link
-//   fails with EACCES: its owner must not choose what root reads or writes.
-// - Directly in /tmp and /var/tmp only a file that belongs to the daemon's user and has no second
-//   hard link is appended to or overwritten. Any other is removed and created anew. Their sticky
-//   bit keeps other users from exchanging it meanwhile.
+//   daemon's user, up to 40 in a row, also when its target does not exist yet. Any other link fails
+//   with EACCES: its owner must not choose what root reads or writes.
+// - Directly in /tmp and /var/tmp, a file is written only if it belongs to the daemon's user and
+//   has no second hard link. Any other is removed and created anew; the sticky bit keeps other
+//   users from replacing it.
 // - FIFOs, devices and directories fail. No open blocks.
-// - New files have the stated mode: main sets the umask to kModeMask, whatever it inherits.
+// - The mode of a new file does not depend on the inherited umask: main sets it to kModeMask.
 #pragma once
 
 #include <array>
@@ -35,35 +35,34 @@ using File = std::unique_ptr<std::FILE, FileCloser>;
 /// Opens a file for reading; null with errno set when that fails.
 File open_for_reading(std::string path);
 
-/// Creates a file with these bytes; false with errno set when it exists (EEXIST) or cannot be
-/// created or written. A link to a file that does not exist creates that file.
+/// Creates a file with these bytes, or the missing target of a link. Returns false with errno set
+/// when the file exists (EEXIST) or cannot be created or written.
 bool create_file(std::string path, std::string_view bytes, unsigned mode = kFileMode);
 
-/// Truncates or creates a file and writes the bytes; false when that fails.
+/// Truncates or creates a file and writes the bytes. Returns whether that succeeded.
 bool write_file(std::string path, std::string_view bytes);
 
-/// Appends the bytes to a file, which it creates if necessary; false when it cannot be opened.
-/// Bytes that a full disk does not take are lost.
+/// Appends the bytes to a file, which it creates if necessary. Returns whether it was opened. Bytes
+/// for which the disk has no room are lost.
 bool append_file(std::string path, std::string_view bytes);
 
-/// Replaces the content of a file, or of the file that a link leads to: writes PATH.new, syncs it
-/// and renames it, so that a power cut or a full disk leaves the old content or the new. Owner,
-/// group and mode are kept. Returns false when that fails; the file then keeps its old content,
-/// unless writing in place failed midway.
+/// Replaces the content of a file, or of a link's target: writes PATH.new, syncs it and renames it,
+/// so that a power cut or a full disk leaves the old content or the new. Keeps owner, group and
+/// mode. Returns false when that fails; the file then has its old content, unless writing in place
+/// failed midway.
 ///
-/// The file is written in place (overwritten, then truncated, then synced) when a new file cannot
-/// take its place: the directory is read-only or forbidden, the file is a mount point or has a
-/// second hard link, the owner cannot be kept, or PATH.new exists and cannot be removed. On a full
-/// disk too, if the new content fits into the blocks that the file already has. In place, a power
-/// cut may leave a mixture of old and new; and a file system that copies on write, compresses, or
-/// writes flash out of place may need free blocks all the same, so that it can fail midway.
+/// Writes in place (overwrites, truncates, syncs) when a new file cannot take its place: the
+/// directory is read-only or forbidden, the file is a mount point or has a second hard link, the
+/// owner cannot be kept, or PATH.new exists and cannot be removed; and on a full disk, if the
+/// file's blocks suffice. A power cut may then leave a mixture of old and new, and a file system
+/// that copies on write or compresses may fail midway for lack of free blocks.
 bool replace_file(std::string path, std::string_view bytes);
 
 using LineBuffer = std::array<char, kMaxMessage + 1>;
 
-/// Reads the next line, or the next piece of one, of at most `limit` bytes (newline included) into
-/// the buffer. `line` is the text up to its first NUL, with its newline.
-/// Returns false at the end of the file or on a read error.
+/// Reads the next line, or the next `limit` bytes of a longer one, newline included. `line` is what
+/// was read, up to its first NUL, in the buffer. Returns false at the end of the file or on an
+/// error.
 bool read_line(std::FILE* file, LineBuffer& buffer, std::string_view& line,
                std::size_t limit = kMaxMessage);
 

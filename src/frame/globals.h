@@ -16,27 +16,27 @@ struct EventQueue;
 struct CentralState;
 struct VariableRegistry;
 
-extern std::atomic<std::int32_t> debug;      // 1 with -d: diagnostics on stdout
-extern std::atomic<std::int32_t> verbose;    // 1 once the options are parsed
-extern std::atomic<std::int32_t> log_level;  // 3; 0 with -q or --qa, 1 with --qr
-extern std::atomic<std::int32_t> uptime_s;   // of the system, in seconds; 0 before the loop runs
-extern std::atomic<std::int32_t> hdmi_plug_enabled;  // 1 once the power-on period has passed
+inline std::atomic<std::int32_t> debug{0};      // 1 with -d: diagnostics on stdout
+inline std::atomic<std::int32_t> verbose{0};    // 1 once the options are parsed
+inline std::atomic<std::int32_t> log_level{3};  // 0 with -q or --qa, 1 with --qr; nobody reads it
+inline std::atomic<std::int32_t> uptime_s{0};   // of the system, in seconds; 0 before the loop runs
+inline std::atomic<std::int32_t> hdmi_plug_enabled{0};  // 1 once the power-on period is over
 
-extern EventQueue* event_queue;
-extern CentralState* central_state;
-extern VariableRegistry* variable_registry;
-extern std::time_t start_time;  // wall clock at the start of the supervision loop; main thread only
+inline EventQueue* event_queue = nullptr;
+inline CentralState* central_state = nullptr;
+inline VariableRegistry* variable_registry = nullptr;
+inline std::time_t start_time = 0;  // wall clock when the supervision loop starts; main thread only
 
 // The debug mirror: switch, address, port and transport are read and replaced together under the
-// lock. The switch may be read without it where that only saves work.
-extern Mutex debug_target_lock;
-extern std::atomic<std::int32_t> debug_target_on;  // 0 off, 1 events, 2 also variable changes
-extern std::string debug_target_ip GUARDED_BY(debug_target_lock);
-extern std::int32_t debug_target_port GUARDED_BY(debug_target_lock);
-extern std::int32_t debug_target_udp GUARDED_BY(debug_target_lock);  // 1 UDP, 0 TCP
+// lock. Reading only the switch needs no lock where that just saves work.
+inline Mutex debug_target_lock;
+inline std::atomic<std::int32_t> debug_target_on{0};  // 0 off, 1 events, 2 also variable changes
+inline std::string debug_target_ip GUARDED_BY(debug_target_lock);
+inline std::int32_t debug_target_port GUARDED_BY(debug_target_lock) = 0;
+inline std::int32_t debug_target_udp GUARDED_BY(debug_target_lock) = 0;  // 1 UDP, 0 TCP
 
-extern char definition_path[kMaxPath + 1];
-extern char test_definition_path[kMaxPath + 1];
-extern char event_log_path[kMaxPath + 1];
+inline char definition_path[kMaxPath + 1] = "/www/pelm/kovo.txt";
+inline char test_definition_path[kMaxPath + 1] = "/www/pelm/tmp/kovotest.txt";
+inline char event_log_path[kMaxPath + 1] = "/var/tmp/log/kovoevent.log";
 
 }  // namespace kovo

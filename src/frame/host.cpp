@@ -9,19 +9,17 @@
 #endif
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <memory>
 
-#include "frame/globals.h"
 #include "frame/log.h"
 #include "frame/mutex.h"
 #include "frame/text.h"
 
 namespace kovo {
 
-// The system's own calls, not the C++ library's clocks: on 32-bit targets that library may have
-// been built with seconds that end in 2038.
+// This file uses the system's calls and not the C++ library's clocks: on 32-bit targets that
+// library may have been built with times that end in 2038.
 static_assert(sizeof(std::time_t) == 8 && sizeof(off_t) == 8, "64-bit time and file offsets");
 
 int renew_network_info(std::string& ip_addr, std::string& iface_name) {
@@ -45,27 +43,16 @@ int renew_network_info(std::string& ip_addr, std::string& iface_name) {
   return 0;
 }
 
-namespace {
-Mutex zone_lock;  // the time zone is one for the process: one thread at a time renews and uses it
-}  // namespace
-
 LocalTime local_time() {
+  static Mutex zone_lock;  // tzset changes the time zone of the whole process
   const std::int64_t now = now_us();
   LocalTime result{};
   const auto seconds = static_cast<std::time_t>(now / 1'000'000);
   const MutexLock held(zone_lock);
-  tzset();  // a time zone changed meanwhile counts from here on
+  tzset();  // follows a change of the time zone
   localtime_r(&seconds, &result.fields);
   result.milliseconds = static_cast<int>(now % 1'000'000 / 1000);
   return result;
-}
-
-std::string date_text() {
-  return date_text(local_time().fields);
-}
-
-std::string time_text() {
-  return time_text(local_time().fields);
 }
 
 std::int64_t now_s() {

@@ -1,5 +1,5 @@
-// Services taken from the host: the device's own address, clocks and their texts.
-// Nothing here keeps state. Any thread, but where it says otherwise.
+// The device's own address, clocks, sleeping, and returning memory. Nothing here keeps state. Any
+// thread, except where a function says otherwise.
 #pragma once
 
 #include <cstdint>
@@ -8,9 +8,9 @@
 
 namespace kovo {
 
-/// Finds the device's IPv4 address among the interfaces other than "lo"; the last one listed wins.
-/// `ip_addr` (dotted text) and `iface_name` keep their values when there is none.
-/// Returns 0, or -1 when the interfaces cannot be read. Called only by main, during start-up.
+/// Finds the device's IPv4 address, the last that is listed of an interface other than "lo".
+/// Without one, `ip_addr` (dotted text) and `iface_name` keep their values. Returns 0, or -1 when
+/// the interfaces cannot be read. Called only by main, during start-up.
 int renew_network_info(std::string& ip_addr, std::string& iface_name);
 
 struct LocalTime {
@@ -18,12 +18,7 @@ struct LocalTime {
   int milliseconds;
 };
 
-/// Returns the wall clock as local time.
 LocalTime local_time();
-
-/// Return the local date as in "2025-03-05 ", with its trailing blank, and time as in "07:04:09".
-std::string date_text();
-std::string time_text();
 
 /// Return the seconds and microseconds since the epoch, and the nanoseconds of the steady clock.
 std::int64_t now_s();
@@ -33,11 +28,10 @@ std::int64_t steady_ns();
 /// A clock of seconds since the epoch: now_s, or one that a test sets.
 using SecondsClock = std::int64_t (*)();
 
-/// Returns to the system what the heap has free; otherwise a large file or queue leaves it with the
-/// process.
+/// Returns free heap memory to the system, which the C library would keep after a large file.
 void give_back_memory();
 
-/// Sleeps for the whole time, also when signals arrive meanwhile; at once for 0 or less.
+/// Sleep for the whole time, also when signals arrive; not at all for 0 or less.
 void sleep_ns(std::int64_t nanoseconds);
 void sleep_ms(std::int64_t milliseconds);
 

@@ -37,7 +37,7 @@ void write_main(const std::string& text) {
   main_log_records = 0;
 }
 
-/// The time stamp ends in a blank and another one follows it: event lines have two.
+/// Writes two blanks after the time: the time stamp ends with one.
 void write_event(const std::string& text, bool echo) {
   const MutexLock held(log_lock);
   char stamp[kTimestampSize];
@@ -46,8 +46,8 @@ void write_event(const std::string& text, bool echo) {
   if (echo) print_text(record);
 }
 
-/// Formats a record, with "[routine:line] " before it unless `routine` is null, and writes it. A
-/// record for which memory is out is lost.
+/// Formats a record, with "[routine:line] " before it unless `routine` is null, and writes it. When
+/// memory is out, the record is lost.
 [[gnu::format(printf, 4, 0)]] void write_record(void (*write)(const std::string&),
                                                 const char* routine, int line, const char* format,
                                                 std::va_list args) noexcept {
@@ -61,41 +61,33 @@ void write_event(const std::string& text, bool echo) {
   }
 }
 
+// The arguments after `format` must be taken in the function that has them.
+#define WRITE_RECORD(write, routine, line)          \
+  std::va_list args;                                \
+  va_start(args, format);                           \
+  write_record(write, routine, line, format, args); \
+  va_end(args)
+
 }  // namespace
 
 void log_main(const char* format, ...) noexcept {
-  std::va_list args;
-  va_start(args, format);
-  write_record(write_main, nullptr, 0, format, args);
-  va_end(args);
+  WRITE_RECORD(write_main, nullptr, 0);
 }
 
 void log_main_line(const char* routine, int line, const char* format, ...) noexcept {
-  std::va_list args;
-  va_start(args, format);
-  write_record(write_main, routine, line, format, args);
-  va_end(args);
+  WRITE_RECORD(write_main, routine, line);
 }
 
 void log_event(const char* format, ...) noexcept {
-  std::va_list args;
-  va_start(args, format);
-  write_record([](const std::string& text) { write_event(text, false); }, nullptr, 0, format, args);
-  va_end(args);
+  WRITE_RECORD([](const std::string& text) { write_event(text, false); }, nullptr, 0);
 }
 
 void log_event_echo(const char* format, ...) noexcept {
-  std::va_list args;
-  va_start(args, format);
-  write_record([](const std::string& text) { write_event(text, true); }, nullptr, 0, format, args);
-  va_end(args);
+  WRITE_RECORD([](const std::string& text) { write_event(text, true); }, nullptr, 0);
 }
 
 void print_line(const char* routine, int line, const char* format, ...) noexcept {
-  std::va_list args;
-  va_start(args, format);
-  write_record([](const std::string& text) { print_text(text); }, routine, line, format, args);
-  va_end(args);
+  WRITE_RECORD([](const std::string& text) { print_text(text); }, routine, line);
 }
 
 void end_process(int status) {

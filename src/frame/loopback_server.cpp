@@ -1,3 +1,8 @@
+// One thread serves each port with blocking waits and no timer. A TCP connection carries one
+// message and is read once, so there is no state per connection: the list holds those that have
+// sent nothing yet. There is no time-out, as a client may connect long before it sends; instead the
+// list is bounded, and the longest-idle connection is closed for a new one. Invariant: a connection
+// with a byte to read is never closed unread, so that the bound loses no message.
 #include "frame/loopback_server.h"
 
 #include <poll.h>
@@ -21,8 +26,8 @@ constexpr char kLoopback[] = "127.0.0.1";
 constexpr int kBacklog = 10;
 constexpr std::size_t kMaxIdle = 128;  // of 1024 descriptors, the senders take 512
 constexpr int kTimeoutMs = 2000;
-constexpr int kPauseMs = 20;                            // after what must not spin
-constexpr std::int64_t kErrorPeriodNs = 1'000'000'000;  // between two log lines about accepting
+constexpr int kPauseMs = 20;                            // after an error that may last
+constexpr std::int64_t kErrorPeriodNs = 1'000'000'000;  // between two logged accept errors
 constexpr int kMinDatagram = 2;
 constexpr int kReceiveBuffer = 8 << 20;  // for a burst of some thousand small datagrams
 
@@ -50,9 +55,9 @@ void announce_tcp(const TcpService& service) {
   LOG_MAIN(service.routine, "bind %s tcp:%d\n", kLoopback, service.port);
 }
 
-/// Opens the listening socket; none when that failed and was logged.
+/// Opens the listening socket. Returns none when that failed, which is logged.
 UniqueFd listen_tcp(const TcpService& service) {
-  // Not blocking: a client may be gone between its readiness and the accept.
+  // Non-blocking: accept would wait if the client has gone since poll reported it.
   UniqueFd listener(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
   const int on = 1;
   if (!listener) return report_failed_call(service, __LINE__, "open socket", errno);
@@ -68,13 +73,12 @@ UniqueFd listen_tcp(const TcpService& service) {
     if (error == EADDRINUSE && service.port_in_use == PortInUse::kEndsProcess) end_process(1);
     return {};
   }
-  if (service.announce == Announce::kOnceBound) announce_tcp(service);
+  if (service.announce == Announce::kAfterBind) announce_tcp(service);
   if (listen(listener.get(), kBacklog) == 0) return listener;
   return report_failed_call(service, __LINE__, "listen", errno);
 }
 
-/// Makes room for new clients and for the logs, which need descriptors as well: closes the
-/// longest-idle connection, the first one without a byte to read.
+/// Closes the longest-idle connection, so that clients and logs have descriptors.
 void close_longest_idle(std::vector<UniqueFd>& connections) {
   const auto idle =
       std::find_if(connections.begin(), connections.end(), [](const UniqueFd& connection) {
@@ -91,7 +95,7 @@ void accept_connection(TcpLoop& loop) {
   const bool shortage = error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
   if (shortage || loop.connections.size() > kMaxIdle) close_longest_idle(loop.connections);
   if (error == 0 || error == EINTR) return;
-  // An error that lasts must neither fill the log nor spin. EAGAIN: the client is gone.
+  // A lasting error must neither fill the log nor spin. EAGAIN: the client has gone.
   const std::int64_t now = steady_ns();
   if (error != EAGAIN && now >= loop.error_logged_ns + kErrorPeriodNs) {
     loop.error_logged_ns = now;
@@ -105,11 +109,11 @@ void serve_connection(TcpLoop& loop, int fd) {
   std::array<char, kMaxTcpRead> buffer;
   const ssize_t count = recv(fd, buffer.data(), loop.service.max_read, 0);
   const int error = errno;
-  if (count < 0 && error == EAGAIN) sleep_ms(kPauseMs);  // not readable after all
+  if (count < 0 && error == EAGAIN) sleep_ms(kPauseMs);  // poll reported it, but it has no byte
   if (count < 0 && (error == EINTR || error == EAGAIN)) return;
   const auto found = std::find_if(loop.connections.begin(), loop.connections.end(),
                                   [&](const UniqueFd& other) { return other.get() == fd; });
-  // Closed after the callback: a client may wait for that and go on by another channel.
+  // Closed after the callback: to a client, the close means that its message is queued.
   const UniqueFd connection = std::move(*found);
   loop.connections.erase(found);
   if (count > 0) {
@@ -119,7 +123,7 @@ void serve_connection(TcpLoop& loop, int fd) {
   }
 }
 
-/// Waits until descriptors are ready and serves them in their order. False when waiting failed.
+/// Waits until descriptors are ready and serves them in their order. Returns false when poll fails.
 bool serve_ready(TcpLoop& loop) {
   loop.watched.assign(1, {loop.listener.get(), POLLIN, 0});
   for (const UniqueFd& connection : loop.connections) {
@@ -132,7 +136,7 @@ bool serve_ready(TcpLoop& loop) {
     report_failed_call(loop.service, __LINE__, "select", errno);
     return false;
   }
-  // Accepting may close a connection, but not a ready one: that one has a byte to read.
+  // Accepting may close a connection, but none of the ready ones: they have a byte to read.
   for (const pollfd& watched : loop.watched) {
     if (watched.revents == 0) continue;
     if (watched.fd == loop.listener.get()) {
@@ -144,7 +148,7 @@ bool serve_ready(TcpLoop& loop) {
   return true;
 }
 
-/// Opens the receiving socket; none when that failed and was logged.
+/// Opens the receiving socket. Returns none when that failed, which is logged.
 UniqueFd open_udp(const UdpService& service) {
   UniqueFd receiver(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
   const int on = 1;
@@ -160,7 +164,7 @@ UniqueFd open_udp(const UdpService& service) {
     LOG_MAIN(service.routine, "%s", failure);
     return {};
   }
-  // Only a privileged process may exceed the system's limit.
+  // The second option exceeds the system's limit, but needs privileges.
   for (const int option : {SO_RCVBUF, SO_RCVBUFFORCE}) {
     setsockopt(receiver.get(), SOL_SOCKET, option, &kReceiveBuffer, sizeof kReceiveBuffer);
   }
@@ -168,8 +172,8 @@ UniqueFd open_udp(const UdpService& service) {
   return receiver;
 }
 
-/// Discards the short datagrams that wait, after one pause for all of them: a pause for each would
-/// delay by minutes what comes after a burst of them.
+/// Discards all short datagrams that wait, after one pause: a pause for each would delay what
+/// follows a burst of them by minutes.
 void skip_short_datagrams(int fd) {
   sleep_ms(kPauseMs);
   char byte = 0;
@@ -180,7 +184,7 @@ void skip_short_datagrams(int fd) {
   }
 }
 
-/// Receives one datagram. False when receiving failed for good.
+/// Receives one datagram. Returns false on an error other than EAGAIN and EINTR.
 bool receive_one(const UdpService& service, void* context, int fd) {
   std::array<char, kMaxDatagram> buffer;
   const ssize_t count = recv(fd, buffer.data(), buffer.size(), 0);

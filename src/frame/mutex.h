@@ -1,6 +1,5 @@
-// A plain mutex for clang's thread-safety analysis: using a guarded member without its lock is a
-// warning of the clang build, and an error with KOVO_WERROR. The order of locks is checked with
-// -Wthread-safety-beta. For other compilers the attributes are empty.
+// A mutex for clang's thread-safety analysis: clang warns of a guarded member that is used without
+// its lock, and with -Wthread-safety-beta of a wrong order of locks. Other compilers ignore it.
 #pragma once
 
 #include <mutex>

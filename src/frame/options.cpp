@@ -12,14 +12,14 @@
 
 namespace kovo {
 
-const char kVersion[] = KOVO_VERSION;  // of the build, from its project line
+const char kVersion[] = KOVO_VERSION;  // of the project, in the top CMakeLists.txt
 const char kBuild[] = __DATE__ " " __TIME__ " +08:00";
 
 namespace {
 
-constexpr int kQueueSizeInUsage = 1024;
+constexpr int kQueueSizeInUsage = 1024;  // only printed; -s has no effect
 
-enum LongOption { kQa = 256, kQr, kClient, kCmd };  // those without a letter
+enum LongOption { kQa = 256, kQr, kClient, kCmd };  // without a short form
 
 const option kLongOptions[] = {
     {"help", no_argument, nullptr, 'h'},

@@ -1,3 +1,8 @@
+// A ring buffer between the threads that print and the one that writes. Printing copies the text
+// under ring_lock; writing does not hold the lock. Dropped texts are not reported: the report would
+// be dropped too. The ring starts at its beginning whenever it is empty, so that only the pages
+// that a burst needs are ever touched. Invariant: `waiting` bytes from `oldest` on belong to the
+// writing thread, all others to the threads that print.
 #include "frame/output.h"
 
 #include <poll.h>
@@ -17,24 +22,20 @@
 namespace kovo {
 namespace {
 
-constexpr std::size_t kPiece = 4096;  // a pipe that is ready takes as much at once
-constexpr std::int64_t kPauseMs = 5;  // records collect: waking up for each doubles its cost
+constexpr std::size_t kPiece = 4096;  // what a pipe accepts once poll reports it writable
+constexpr std::int64_t kPauseMs = 5;  // collects records: waking up for each doubles its cost
 constexpr std::int64_t kLongestWaitNs = 1'000'000'000;
 
-// A ring, which starts again at its beginning when it is empty: only the pages that a burst needs
-// are ever touched. Its bytes need no lock: the thread reads those that wait, the others write
-// after them.
 char ring[kOutputCapacity];
 Mutex ring_lock;
-std::size_t oldest GUARDED_BY(ring_lock) = 0;  // where the bytes that wait begin
+std::size_t oldest GUARDED_BY(ring_lock) = 0;  // index of the first byte that waits
 std::size_t waiting GUARDED_BY(ring_lock) = 0;
 
 bool has_thread = false;  // set before any other thread starts
-sem_t work;               // posted when the ring is no longer empty, and at the end
+sem_t work;               // posted when the empty ring gets bytes, and by flush_output
 std::atomic<bool> ending{false};
 std::atomic<bool> flushed{false};
 
-/// Returns the next bytes that wait, none when the ring is empty.
 std::string_view next_piece() {
   const MutexLock held(ring_lock);
   return {ring + oldest, std::min({waiting, kOutputCapacity - oldest, kPiece})};
@@ -48,10 +49,9 @@ void remove_piece(std::size_t size) {
 
 void* write_output(void*) {
   while (true) {
-    const bool last = ending;  // read first: what was printed before it was set is in the ring
+    const bool last = ending;  // read before the ring, which then has all that is to be flushed
     for (std::string_view piece; !(piece = next_piece()).empty(); remove_piece(piece.size())) {
-      // On a descriptor that another process has made non-blocking, the stream would lose what has
-      // no room.
+      // Another process may have made the descriptor non-blocking: the stream would lose bytes.
       pollfd room{STDOUT_FILENO, POLLOUT, 0};
       poll(&room, 1, -1);
       std::fwrite(piece.data(), 1, piece.size(), stdout);

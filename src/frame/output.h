@@ -1,7 +1,6 @@
-// Standard output. One thread writes what all others print, with the C library's own stream and
-// its default buffering: by lines on a terminal, otherwise by blocks, unless whoever started the
-// daemon chose otherwise (as with stdbuf). So a reader that is slow or stopped delays only that
-// thread. Up to 256 KiB wait for it; beyond that a text is dropped whole.
+// Standard output. One thread writes what the others print, by the C library's stream and its
+// default buffering, so that stdbuf works. A slow or stopped reader delays only that thread: up to
+// 256 KiB wait for it; beyond that a text is dropped whole.
 #pragma once
 
 #include <cstddef>
@@ -15,12 +14,11 @@ constexpr std::size_t kOutputCapacity = std::size_t{256} << 10;
 /// once, by main, before any other thread starts.
 void start_output();
 
-/// Prints a text, in the order of the calls. Never waits for the reader and needs no memory. Any
-/// thread.
+/// Prints a text, in the order of the calls. Never waits for the reader or allocates. Any thread.
 void print_text(std::string_view text);
 
-/// Waits until the reader has everything that was printed, for a second at most. For the moment
-/// before _exit: exit would wait for the stream, which the thread may hold.
+/// Waits until everything is written, for at most a second. Called before _exit: exit would wait
+/// for the stream, which the thread may hold.
 void flush_output();
 
 }  // namespace kovo

@@ -8,7 +8,6 @@
 #include <cstdio>
 #include <utility>
 
-#include "frame/globals.h"
 #include "frame/log.h"
 #include "frame/output.h"
 #include "frame/unique_fd.h"
@@ -16,8 +15,8 @@
 namespace kovo {
 namespace {
 
-/// Starts the shell with `output` as its stdout; -1 when that fails. Not by fork, which would copy
-/// the daemon and hold its ports until the shell is there.
+/// Starts the shell with `output` as its stdout. Returns -1 when that fails. Does not use fork: a
+/// copy of the daemon would need its memory and hold its ports until the shell runs.
 pid_t start_shell(const char* command, int output) {
   posix_spawn_file_actions_t actions;
   if (posix_spawn_file_actions_init(&actions) != 0) return -1;
@@ -30,7 +29,6 @@ pid_t start_shell(const char* command, int output) {
   return error == 0 ? child : -1;
 }
 
-/// Waits for the child's end and returns its status as waitpid gives it, -1 when that fails.
 int wait_for_end(pid_t child) {
   int status = -1;
   retry_interrupted([&] { return waitpid(child, &status, 0); });
@@ -59,7 +57,7 @@ bool open_pipe(Pipe& pipe, const char* command) {
 int _system(const char* command) {
   Pipe pipe;
   if (open_pipe(pipe, command)) {
-    char buffer[128];  // a command whose output nobody reads would wait for ever
+    char buffer[128];  // read in any case: a full pipe would block the command
     while (std::fgets(buffer, sizeof buffer, pipe.output.get()) != nullptr) print_text(buffer);
     if (wait_for_end(std::exchange(pipe.child, -1)) == 0) return 0;
   }

@@ -1,5 +1,5 @@
-// Commands run by the shell. The children inherit an empty signal mask, the default action of every
-// signal that the daemon sets, and none of the descriptors that it opens.
+// Commands run by the shell. The children inherit an empty signal mask, the default action of the
+// signals that the daemon sets, and no descriptor that it opens.
 #pragma once
 
 #include <sys/types.h>
@@ -21,17 +21,15 @@ struct Pipe {
   pid_t child = -1;
 };
 
-/// Starts a command and connects its standard output to the pipe; false when that fails. Any
-/// thread.
+/// Starts a command whose standard output the pipe reads. Returns whether it started. Any thread.
 bool open_pipe(Pipe& pipe, const char* command);
 
-/// Runs a command to its end and prints its output. Returns 0 when its status is 0, otherwise -1.
-/// Any thread.
+/// Runs a command to its end and prints its output. Returns 0 if its status is 0, else -1. Any
+/// thread.
 int _system(const char* command);
 
-/// Returns the value of a device parameter: the first line, at most kMaxPath bytes, of what the
-/// parameter tool prints; "" when it cannot be run or prints nothing. Waits for the tool to end.
-/// Any thread; no lock.
+/// Returns the value of a device parameter: the first line that the parameter tool prints, at most
+/// kMaxPath bytes; "" when it cannot be run or prints nothing. Waits for the tool. Any thread.
 std::string query_device_param(const std::string& name);
 
 }  // namespace kovo

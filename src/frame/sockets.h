@@ -1,4 +1,4 @@
-// IPv4 sockets, for the senders and the loopback servers. Any thread; no state, no lock.
+// IPv4 sockets, for the senders and the loopback servers. Any thread.
 #pragma once
 
 #include <netinet/in.h>
@@ -8,14 +8,12 @@
 
 namespace kovo {
 
-/// Returns the address of a dotted IPv4 text, 0.0.0.0 for any other text, and of the lower 16 bits
-/// of a port.
+/// Returns the address of a dotted IPv4 text (0.0.0.0 for any other) and a port modulo 65536.
 sockaddr_in socket_address(const std::string& ip, int port);
 
-/// Returns the address as the socket calls take it.
 const sockaddr* as_sockaddr(const sockaddr_in& address);
 
-/// Limits the time that a send, a connect or a receive waits.
+/// Limits how long a connect, a send or a receive may wait.
 void set_timeouts(int fd, int milliseconds);
 
 }  // namespace kovo

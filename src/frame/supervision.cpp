@@ -1,9 +1,14 @@
+// The loop polls the modification times of three files, since they may be missing, links, or
+// replaced by a rename. A time that differs in either direction is a change, as files are also
+// restored with older times. Contents are not compared, and a file that cannot be read is not read
+// again until its next change. Invariant: the remembered time is taken before a file is read, so
+// that a write during the reading is a new change.
 #include "frame/supervision.h"
 
 #include <sys/stat.h>
 #include <sys/sysinfo.h>
 
-#include "definitions/event_list.h"
+#include "definitions/definition_file.h"
 #include "engine/event_rules.h"
 #include "frame/files.h"
 #include "frame/globals.h"
@@ -36,7 +41,7 @@ void refresh_uptime(Supervision& memory) {
   memory.last_second = now;
 }
 
-/// Logs only when the clock moved on since refresh_uptime.
+/// Logs the uptime of the power-on period, only if a new second has begun since refresh_uptime.
 void report_power_on_period(Supervision& memory) {
   const std::int64_t now = now_s();
   if (hdmi_plug_enabled != 0 || now == memory.last_second) return;
@@ -52,12 +57,16 @@ FileTime file_time(const char* path) {
   return {{info.st_mtim.tv_sec, info.st_mtim.tv_nsec}};
 }
 
-/// Remembers the time before reading, so that the next pass sees a write that goes on meanwhile.
+/// Returns whether a file is seen and its time is not the remembered one.
+bool time_changed(const FileTime& now, const FileTime& remembered) {
+  return now && now != remembered;
+}
+
 void watch_definition_file(CentralState& state, Supervision& memory) {
   const FileTime now = file_time(definition_path);
   const bool first = !memory.definition_time;
   if (!first && !time_changed(now, memory.definition_time)) return;
-  // A file that is missing at the first pass has changed when it appears.
+  // A file that is missing at the first pass is a changed file when it appears.
   memory.definition_time = now.value_or(std::pair{0, 0L});
   if (!first) load_definitions(state);
 }
@@ -73,15 +82,16 @@ void watch_sync_marker(Supervision& memory) {
 void watch_snapshot(CentralState& state, Supervision& memory) {
   const FileTime now = file_time(kSnapshotPath);
   if (time_changed(now, memory.snapshot_time)) {
-    if (!memory.snapshot_time) {  // loaded when first seen, twice: its writer may have been at it
+    if (!memory.snapshot_time) {  // loaded twice: it may still be being written
       lm_load_snapshot(*variable_registry, state);
       sleep_ms(kSecondMs);
       lm_load_snapshot(*variable_registry, state);
     }
     memory.snapshot_time = now;
-  } else if (now && just_written(now->first, now_s())) {
-    sleep_ms(kSecondMs);
+    return;
   }
+  const std::int64_t age_s = now ? now_s() - now->first : 0;
+  if (age_s > 0 && age_s <= kFreshFileS) sleep_ms(kSecondMs);  // it may still be being written
 }
 
 }  // namespace
@@ -91,14 +101,6 @@ void load_definitions(CentralState& state) {
     renew_kovo_txt(state, 0);
     rebuild_kovo_event_list(state, 0);
   });
-}
-
-bool time_changed(const FileTime& now, const FileTime& remembered) {
-  return now && now != remembered;
-}
-
-bool just_written(std::int64_t written_seconds, std::int64_t now_seconds) {
-  return now_seconds > written_seconds && now_seconds <= written_seconds + kFreshFileS;
 }
 
 void supervise_once(CentralState& state, Supervision& memory) {

@@ -1,5 +1,4 @@
-// Rules for texts. All text is bytes; letter case is that of ASCII. Pure functions: any thread may
-// call them.
+// Functions on texts. All text is bytes, and letter case is ASCII only. Any thread.
 #pragma once
 
 #include <cstddef>
@@ -11,7 +10,7 @@
 
 namespace kovo {
 
-// How many bytes of a text are kept at most; one less than the buffer of the wire or file format.
+// Limits of texts in bytes, without a terminating NUL.
 constexpr std::size_t kMaxPath = 127;        // paths, lines of the parameter tool
 constexpr std::size_t kMaxShortText = 63;    // destination addresses, serial formats
 constexpr std::size_t kMaxStatusLine = 511;  // status lines and setting lines
@@ -19,9 +18,8 @@ constexpr std::size_t kMaxCommand = 1023;    // command lines, payloads, mirror 
 constexpr std::size_t kMaxMessage = 2047;    // messages, status answers, lines of files
 constexpr std::size_t kMaxDatagram = 4096;   // datagrams of the two UDP ports
 
-constexpr std::size_t kMinAddress = 7;  // an address text shorter than "1.2.3.4" is none
+constexpr std::size_t kMinAddress = 7;  // a text shorter than "1.2.3.4" is not an address
 
-/// Returns the first `limit` bytes of the text, or all of it; truncates silently.
 std::string_view cut_text(std::string_view text, std::size_t limit);
 
 /// Copies the text, truncated to size - 1 bytes, into the buffer, and appends a NUL.
@@ -33,20 +31,18 @@ void copy_text(char (&buffer)[size], std::string_view text) {
 /// Returns the text up to its first NUL: received text ends there.
 std::string_view until_nul(std::string_view text);
 
-/// Returns the text up to its first newline.
 std::string_view until_newline(std::string_view text);
 
-/// Returns the text without one trailing newline, if it has one.
+/// Returns the text without one trailing newline.
 std::string_view strip_newline(std::string_view text);
 
 bool contains(std::string_view text, std::string_view word);
 
 bool equals_nocase(std::string_view a, std::string_view b);
 
-/// Returns whether the text begins with the prefix, case-insensitive; true for an empty prefix.
 bool starts_with_nocase(std::string_view text, std::string_view prefix);
 
-/// Returns the text with the letters A to Z in lower case: the key of a case-insensitive index.
+/// Returns the text in lower case, the key of a case-insensitive index.
 std::string lower_ascii(std::string_view text);
 
 /// Returns the value of a hexadecimal digit, -1 for any other character.
@@ -64,23 +60,23 @@ KeyValue split_key_value(std::string_view text);
 /// Returns the parts between newlines. No part follows a final newline; an empty text has no part.
 std::vector<std::string_view> split_lines(std::string_view text);
 
-/// Reads a signed number the way strtol does where long has 32 bits: leading blanks, a sign,
-/// digits up to the first other character, 0 without digits; clamped to the ends of the range.
+/// Parses a signed number as strtol does where long has 32 bits: leading blanks, a sign, digits up
+/// to the first other character; 0 without digits; clamped to the range.
 std::int32_t to_int32(std::string_view text, int base = 10);
 
 enum class NumberReading { kOk, kNoDigits, kOutOfRange };
 
-/// Reads an unsigned number the way strtoul does where long has 32 bits; a minus sign negates
-/// modulo 2^32. `value` becomes 0 without digits and 0xFFFFFFFF out of range.
+/// Parses an unsigned number as strtoul does where long has 32 bits; a minus sign negates modulo
+/// 2^32. `value` becomes 0 without digits and 0xFFFFFFFF out of range.
 NumberReading to_uint32(std::string_view text, int base, std::uint32_t& value);
 
-/// Returns the date such as "2025-03-05 ", with its trailing blank.
+/// Returns a date such as "2025-03-05 ", with a trailing blank.
 std::string date_text(const std::tm& time);
 
-/// Returns the time of day such as "07:04:09".
+/// Returns a time of day such as "07:04:09".
 std::string time_text(const std::tm& time);
 
-/// Returns the system's text for an errno value: constant, or the thread's own until its next call.
+/// Returns the system's text for an errno value, valid until the thread's next call.
 const char* error_text(int error);
 
 }  // namespace kovo

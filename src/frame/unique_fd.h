@@ -1,4 +1,4 @@
-// Ownership of descriptors.
+// A file descriptor with an owner.
 #pragma once
 
 #include <unistd.h>
@@ -28,7 +28,7 @@ class UniqueFd {
   int get() const {
     return fd_;
   }
-  /// Returns the descriptor, which the caller owns from now on.
+  /// Returns the descriptor, which the caller now owns.
   int release() {
     return std::exchange(fd_, -1);
   }
@@ -43,7 +43,7 @@ class UniqueFd {
   int fd_ = -1;
 };
 
-/// Repeats a system call for as long as a signal interrupts it, and returns its result.
+/// Repeats a system call while signals interrupt it, and returns its result.
 template <class Call>
 auto retry_interrupted(const Call& call) {
   auto result = call();

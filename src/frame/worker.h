@@ -1,4 +1,4 @@
-// Starting threads, and keeping standard exceptions inside them.
+// Starting threads, and what a thread does when a step throws: almost always, memory is out.
 #pragma once
 
 #include <pthread.h>
@@ -19,17 +19,15 @@ constexpr std::size_t kSmallStack = std::size_t{1} << 20;  // sanitizers widen e
 constexpr std::size_t kSmallStack = std::size_t{64} << 10;  // a sender uses less than half
 #endif
 
-/// Starts a thread with a stack of so many bytes; kDefaultStack takes the default attributes. The
-/// name, of at most 15 characters, is what ps and debuggers show. Returns 0 or the error number of
-/// the creation.
+/// Starts a thread with a stack of so many bytes, or the system's with kDefaultStack. The name, of
+/// at most 15 characters, is what `ps -T` shows. Returns 0 or the error of pthread_create.
 int start_thread(const char* name, pthread_t& thread, std::size_t stack, void* (*body)(void*),
                  void* argument);
 
-/// Logs what a pass has thrown and pauses, so that a lasting shortage does not spin.
+/// Logs what a pass has thrown and pauses, so that a lasting failure does not spin.
 void report_failure(const char* routine, const char* what) noexcept;
 
-/// Runs one pass of a thread's work. What it throws, out of memory say, is logged and ends only
-/// that pass.
+/// Runs one pass of a thread's loop. An exception is logged and ends only that pass.
 template <class Pass>
 void catch_and_log(const char* routine, const Pass& pass) {
   try {
@@ -39,7 +37,7 @@ void catch_and_log(const char* routine, const Pass& pass) {
   }
 }
 
-/// Repeats a step once a second until it succeeds, for what start-up cannot do without.
+/// Retries a step once a second until it succeeds; for steps that start-up needs.
 template <class Step>
 void retry_until_success(const char* routine, const Step& step) {
   bool done = false;

@@ -1,40 +1,38 @@
-// The one object that every thread shares. main makes it before any thread starts, and it is never
-// destroyed.
+// The object that all threads share. main makes it before any thread starts; it is never destroyed.
 #pragma once
 
 #include <atomic>
 #include <cstdint>
 #include <memory>
 #include <string>
-#include <string_view>
 
 #include "definitions/definition_entry.h"
 #include "definitions/event_compiler.h"
-#include "definitions/settings.h"
+#include "definitions/setting_rules.h"
 #include "definitions/templates.h"
 #include "frame/bounded_queue.h"
 #include "frame/mutex.h"
-#include "variables/mapping_tables.h"
+#include "variables/change_rules.h"
 
 namespace kovo {
 
 struct CentralState {
-  mutable Mutex state_lock;     // the compiled lists; held for a whole rebuild, its file included
+  mutable Mutex state_lock;     // the compiled lists and their files
   mutable Mutex status_lock;    // status_vars and their file
   mutable Mutex settings_lock;  // settings and the settings file
-  mutable Mutex mapping_lock;   // changing fields of the mapping rows, and the 802.1X state
+  mutable Mutex mapping_lock;   // changes
 
   StatusVars status_vars GUARDED_BY(status_lock);         // last answer of enough lines
   CompiledEvents event_list GUARDED_BY(state_lock);       // from definition_entries
   CompiledEvents test_event_list GUARDED_BY(state_lock);  // from test_definition_entries
   std::int64_t created_at = 0;                            // steady clock, nanoseconds
-  MappingTable mapping_table GUARDED_BY(mapping_lock);
+  ChangeMemory changes GUARDED_BY(mapping_lock);
   DefinitionEntries definition_entries;       // main thread only
   DefinitionEntries test_definition_entries;  // queue worker only
   MessageQueue lm_queue{"lm_queue"};          // for handle_lm_event
   MessageQueue api_queue{"api_queue"};        // for handle_vep_api
   Settings settings GUARDED_BY(settings_lock);
-  bool settings_dirty GUARDED_BY(settings_lock) = false;  // the file lacks a change in memory
+  bool settings_dirty GUARDED_BY(settings_lock) = false;  // a change is not in the file yet
   std::string ip_addr;     // the device's IPv4 address; main thread only
   std::string iface_name;  // the interface it belongs to; main thread only
   std::atomic<std::int32_t> events_enabled{0};
@@ -44,37 +42,13 @@ struct CentralState {
   std::string vid;                   // vendor id
   std::int32_t has_video_input = 0;  // 1 on the input side of the link, 0 on the output side
   std::int32_t usbc_input = 0;       // 1 on the variants whose second video input is USB-C
-  ResolutionTable resolution_table;
-
-  // Last decoded fields of V_OUTPUT_TIMING_CONVERT; handle_lm_event only.
-  std::string votc_enable = "0";
-  std::string votc_yuvout = "AUTO";
-  std::string votc_resolution = "AUTO";
 
   std::atomic<std::int32_t> ready{0};  // 1 once all workers are started
-
-  std::string wpa_eap_mode GUARDED_BY(mapping_lock);  // raw 802.1X mode
-  std::string p8021_status GUARDED_BY(mapping_lock);  // "on" or "off"
-
-  // When these events were last queued, seconds since the epoch; handle_lm_event only.
-  std::int64_t p8021status_time = 0;
-  std::int64_t p8021enable_time = 0;
-  std::int64_t yuv_event_time = 0;
-  std::string yuv_out;  // "OFF", "ON" or "AUTO"; "" before the first; handle_lm_event only
-
   std::atomic<std::int32_t> power_on_done{0};
 };
 
-/// Makes the central state: reads the device parameters, applies the product-id rule and builds the
-/// tables. Runs the parameter tool several times. Called once, by main.
+/// Makes the central state: reads the device parameters by the parameter tool, derives the variant
+/// from the product id and builds the tables. Called once, by main.
 std::unique_ptr<CentralState> make_central_state();
-
-/// Fills the mapping table of the central state and gives two rows their first values: the playback
-/// selection and the serial format, both from the parameter tool. Returns 0. Called once, at
-/// construction; takes mapping_lock.
-int build_mapping_table(CentralState& state);
-
-/// Stores the raw 802.1X mode and the status derived from it. Takes mapping_lock.
-void store_wpa_mode(CentralState& state, std::string_view mode);
 
 }  // namespace kovo

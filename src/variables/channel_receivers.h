@@ -1,5 +1,4 @@
-// The two variable channels on the loopback address: device variables and remote commands, by UDP
-// and by TCP. The receivers interpret nothing but settings lines.
+// The receivers of port 2727: device variables, remote commands and settings, by UDP and by TCP.
 #pragma once
 
 #include <cstdint>
@@ -11,13 +10,13 @@ struct CentralState;
 
 constexpr std::uint16_t kVariablePort = 2727;
 
-/// Queues a message, truncated to kMaxMessage bytes, unless it begins with the name of a persistent
-/// setting, case-insensitive, and does not change it. Called by the two receivers; a setting takes
-/// settings_lock and EventQueue.lock.
+/// Appends a message, truncated to kMaxMessage bytes, to lm_queue. One that begins with the name of
+/// a setting, case-insensitive, is applied first, and queued only if it changes the setting. Takes
+/// the locks of apply_setting_line. Called by the two receivers.
 void accept_message(CentralState& state, const std::string& text);
 
-/// Thread bodies; the argument is the CentralState. They return after a socket failure. A datagram
-/// is queued up to its first NUL, a connection's text up to its first NUL or newline.
+/// Thread bodies; their argument is the CentralState. Pass each datagram up to its first NUL, or
+/// each connection's text up to its first NUL or newline, to accept_message. Return after an error.
 void* handle_udp_lm_var(void* state);
 void* handle_tcp_lm_var(void* state);
 

@@ -1,6 +1,5 @@
 #include "variables/mapping_tables.h"
 
-#include <algorithm>
 #include <iterator>
 
 #include "frame/text.h"
@@ -18,8 +17,7 @@ struct RowText {
   const char* setting;
 };
 
-// A variable or a status may drive several rows: the first one is found. The status lines of one
-// setting word count for all of its rows.
+// Of several rows of a variable, only the first is found. A status line counts for all of its rows.
 constexpr RowText kCommonRows[] = {
     {"MAIN_SAMPLE_RATE", "audioSamples", ""},
     {"PWR_ON_ST", "PowerOn", ""},
@@ -103,7 +101,7 @@ constexpr RowText kClosingRows[] = {
     {"", "DVIDisconnected", ""},
 };
 
-constexpr ResolutionEntry kResolutions[] = {
+constexpr ResolutionEntry resolution_table[] = {
     {0, "AUTO", "0"},
     {1, "1080p24", "0020"},
     {2, "1080p50", "001F"},
@@ -123,17 +121,13 @@ constexpr ResolutionEntry kResolutions[] = {
     {0, "AUTO", "0000"},
 };
 
+void map_add(MappingTable& table, const char* variable, const char* status, const char* setting) {
+  table.push_back({variable, status, setting, {}, 0});
+}
+
 template <std::size_t Size>
 void add_rows(MappingTable& table, const RowText (&rows)[Size]) {
   for (const RowText& row : rows) map_add(table, row.variable, row.status, row.setting);
-}
-
-template <class Table>
-auto first_row(Table& table, RowName column, std::string_view name) {
-  const auto found = std::find_if(table.begin(), table.end(), [&](const MappingRow& row) {
-    return !name.empty() && equals_nocase(row.*column, name);
-  });
-  return found == table.end() ? nullptr : &*found;
 }
 
 }  // namespace
@@ -143,13 +137,6 @@ Variant variant_of(std::string_view pid) {
     if (equals_nocase(pid, kProductIds[id])) return kVariants[id];
   }
   return {1, 0};
-}
-
-int map_add(MappingTable& table, std::string_view variable, std::string_view status,
-            std::string_view setting) {
-  if (status.empty()) return -1;
-  table.push_back({std::string(variable), std::string(status), std::string(setting), {}, 0});
-  return 0;
 }
 
 MappingTable mapping_rows(Variant variant) {
@@ -166,20 +153,15 @@ MappingTable mapping_rows(Variant variant) {
   return table;
 }
 
-ResolutionTable make_resolution_table() {
-  return {std::begin(kResolutions), std::end(kResolutions)};
-}
-
 MappingRow* find_row(MappingTable& table, RowName column, std::string_view name) {
-  return first_row(table, column, name);
+  for (MappingRow& row : table) {
+    if (!name.empty() && equals_nocase(row.*column, name)) return &row;
+  }
+  return nullptr;
 }
 
-const MappingRow* find_row(const MappingTable& table, RowName column, std::string_view name) {
-  return first_row(table, column, name);
-}
-
-const ResolutionEntry* find_resolution(const ResolutionTable& table, std::string_view code) {
-  for (const ResolutionEntry& entry : table) {
+const ResolutionEntry* find_resolution(std::string_view code) {
+  for (const ResolutionEntry& entry : resolution_table) {
     if (equals_nocase(entry.code, code)) return &entry;
   }
   return nullptr;

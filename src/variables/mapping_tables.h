@@ -1,5 +1,4 @@
-// The daemon's vocabulary for device variables: which status, and so which event, belongs to a
-// variable, and which resolution to a timing code.
+// The tables for device variables: the event of each variable, and the resolution of a timing code.
 #pragma once
 
 #include <cstdint>
@@ -11,10 +10,10 @@ namespace kovo {
 
 struct MappingRow {
   std::string variable;        // device variable; "" when no variable drives the row
-  std::string status;          // status name, and the event pushed for the row; never empty
-  std::string setting;         // the command word that sets it; "" when there is none
+  std::string status;          // the event pushed for the row; never empty
+  std::string setting;         // the word of its status lines; "" when there is none
   std::string last_value;      // playback selection and serial format only
-  std::int64_t last_time = 0;  // last message or status line that counted, seconds since the epoch
+  std::int64_t last_time = 0;  // of its last message or status line, seconds since the epoch
 };
 
 struct ResolutionEntry {
@@ -24,36 +23,26 @@ struct ResolutionEntry {
 };
 
 using MappingTable = std::vector<MappingRow>;
-using ResolutionTable = std::vector<ResolutionEntry>;
 
 struct Variant {
   std::int32_t has_video_input;
   std::int32_t usbc_input;
 };
 
-/// Returns what the product id, case-insensitive, says of the device's video inputs. An unknown id
-/// counts as an input side with two HDMI inputs.
+/// Returns the video inputs of a product id, case-insensitive. An unknown id has two HDMI inputs.
 Variant variant_of(std::string_view pid);
 
-/// Appends a row without a last value. Returns -1 when the status is empty, otherwise 0.
-int map_add(MappingTable& table, std::string_view variable, std::string_view status,
-            std::string_view setting);
-
-/// Returns the rows of one product variant, in their order, without last values.
+/// Returns the rows of a product variant, without last values.
 MappingTable mapping_rows(Variant variant);
-
-/// Returns the resolutions, in their order.
-ResolutionTable make_resolution_table();
 
 /// A name of a row: variable, status or setting.
 using RowName = std::string MappingRow::*;
 
-/// Returns the first row of a name, case-insensitive; null when there is none, and for "". The
-/// caller holds mapping_lock as long as it uses a row of the central state.
+/// Returns the first row with a name, case-insensitive; null when there is none, and for "". The
+/// caller holds mapping_lock while it uses a row of the central state.
 MappingRow* find_row(MappingTable& table, RowName column, std::string_view name);
-const MappingRow* find_row(const MappingTable& table, RowName column, std::string_view name);
 
 /// Returns the first entry of a timing code, case-insensitive; null when there is none.
-const ResolutionEntry* find_resolution(const ResolutionTable& table, std::string_view code);
+const ResolutionEntry* find_resolution(std::string_view code);
 
 }  // namespace kovo

@@ -1,3 +1,8 @@
+// Two locks separate storing from sending. notify_lock is held for a live set and all of its sends,
+// so that every client receives the changes in the order in which they were stored; registry_lock
+// only for a lookup or an update, so that reads and the snapshot never wait for a client. Nothing
+// is queued for a client, and no failure removes one. Invariants: variables are never removed, so
+// that the index stays valid; what the sends need is allocated before the value is stored.
 #include "variables/variable_store.h"
 
 #include <algorithm>
@@ -38,32 +43,15 @@ void append_variable(VariableRegistry& registry, std::string_view name, std::str
   registry.variables.push_back({std::string(name), std::string(value), set_time});
   try {
     registry.index.emplace(lower_ascii(name), registry.variables.size() - 1);
-  } catch (...) {  // no memory: a record that cannot be found must not stay
+  } catch (...) {  // out of memory: no record without its place in the index
     registry.variables.pop_back();
     throw;
   }
 }
 
-/// Sends a line to the clients one after the other; a failure does not keep the others from it.
-void notify(const char* routine, const Clients& clients, const std::string& line) {
-  for (const ClientRecord& client : clients) {
-    catch_and_log(routine, [&] { send_by(client.proto, client.ip, client.port, line); });
-  }
-}
-
-void store(VariableRegistry& registry, std::string_view name, std::string_view value) {
-  const MutexLock held(registry.registry_lock);
-  if (VariableRecord* record = find_variable(registry, name)) {
-    record->value = value;
-    record->set_time = now_s();
-  } else {
-    append_variable(registry, name, value, now_s());
-  }
-}
-
-/// Stores as store does, but keeps a value that differs at most in letter case. Returns whether it
-/// stored. Prints after the last step that may need memory.
-bool store_change(VariableRegistry& registry, const std::string& name, std::string value) {
+/// Stores a live value if it differs in more than letter case, or in any case with `always`.
+/// Returns whether it stored.
+bool store(VariableRegistry& registry, const std::string& name, std::string value, bool always) {
   const MutexLock held(registry.registry_lock);
   VariableRecord* record = find_variable(registry, name);
   if (record == nullptr) {
@@ -71,14 +59,29 @@ bool store_change(VariableRegistry& registry, const std::string& name, std::stri
     return true;
   }
   record->set_time = now_s();
-  if (equals_nocase(record->value, value)) {
+  if (!always && equals_nocase(record->value, value)) {
     LOG_DEBUG("lm_set_change", "same key=%s, value=%s <= %s\n", name.c_str(), record->value.c_str(),
               value.c_str());
     return false;
   }
   record->value.swap(value);
-  LOG_DEBUG("lm_set_change", "update key=%s,value=%s <= %s\n", name.c_str(), value.c_str(),
-            record->value.c_str());
+  if (!always) {
+    LOG_DEBUG("lm_set_change", "update key=%s,value=%s <= %s\n", name.c_str(), value.c_str(),
+              record->value.c_str());
+  }
+  return true;
+}
+
+/// Stores as store does and notifies every client. Returns whether it did.
+bool store_and_notify(VariableRegistry& registry, const char* routine, std::string_view name,
+                      std::string_view value, bool always) {
+  const MutexLock held(registry.notify_lock);
+  const std::string line = notification_line(name, value);
+  const Clients clients = copy_clients(registry);
+  if (!store(registry, std::string(name), std::string(value), always)) return false;
+  for (const ClientRecord& client : clients) {  // one that fails keeps no other from being notified
+    catch_and_log(routine, [&] { send_by(client.proto, client.ip, client.port, line); });
+  }
   return true;
 }
 
@@ -88,16 +91,20 @@ Clients::const_iterator find_client(const Clients& clients, const ClientRecord& 
   });
 }
 
+int client_count(const VariableRegistry& registry) {
+  const MutexLock held(registry.registry_lock);
+  return static_cast<int>(registry.clients.size());
+}
+
 int add_client(VariableRegistry& registry, const char* routine, const ClientRecord& client) {
-  bool exists = false;
   {
     const MutexLock held(registry.registry_lock);
-    exists = find_client(registry.clients, client) != registry.clients.end();
-    if (!exists) registry.clients.push_back(client);
-  }
-  if (exists) {
-    LOG_DEBUG(routine, "exist %s %s:%d\n", client.proto == Transport::kUdp ? "udp" : "tcp",
-              client.ip.c_str(), client.port);
+    if (find_client(registry.clients, client) == registry.clients.end()) {
+      registry.clients.push_back(client);
+    } else {
+      LOG_DEBUG(routine, "exist %s %s:%d\n", client.proto == Transport::kUdp ? "udp" : "tcp",
+                client.ip.c_str(), client.port);
+    }
   }
   LOG_DEBUG(routine, "client num=%d\n", client_count(registry));
   return 0;
@@ -143,11 +150,6 @@ int client_tcp_del(VariableRegistry& registry, const std::string& ip, int port) 
   return del_client(registry, "client_tcp_del", {Transport::kTcp, ip, port});
 }
 
-int client_count(const VariableRegistry& registry) {
-  const MutexLock held(registry.registry_lock);
-  return static_cast<int>(registry.clients.size());
-}
-
 int lm_set_init(VariableRegistry& registry, std::string_view name, std::string_view value) {
   if (is_ignored(name, false)) {
     LOG_DEBUG("lm_set_init", "skip %s\n", std::string(name).c_str());
@@ -166,14 +168,9 @@ int lm_set_init(VariableRegistry& registry, std::string_view name, std::string_v
 int lm_set(VariableRegistry& registry, std::string_view name, std::string_view value) {
   if (is_ignored(name, true)) {
     LOG_DEBUG("lm_set", "skip %s\n", std::string(name).c_str());
-    return 0;
+  } else {
+    store_and_notify(registry, "lm_set", name, value, true);
   }
-  const MutexLock held(registry.notify_lock);
-  // Made before the change is stored: a change that memory runs out for is not stored unsent.
-  const std::string line = notification_line(name, value);
-  const Clients clients = copy_clients(registry);
-  store(registry, name, value);
-  notify("lm_set", clients, line);
   return 0;
 }
 
@@ -182,12 +179,7 @@ bool lm_set_change(VariableRegistry& registry, std::string_view name, std::strin
     LOG_DEBUG("lm_set_change", "ignore %s\n", std::string(name).c_str());
     return false;
   }
-  const MutexLock held(registry.notify_lock);
-  const std::string line = notification_line(name, value);  // before the change, as in lm_set
-  const Clients clients = copy_clients(registry);
-  if (!store_change(registry, std::string(name), std::string(value))) return false;
-  notify("lm_set_change", clients, line);
-  return true;
+  return store_and_notify(registry, "lm_set_change", name, value, false);
 }
 
 std::string lm_get(const VariableRegistry& registry, std::string_view name) {
@@ -205,7 +197,10 @@ int lm_load_snapshot(VariableRegistry& registry, CentralState& state) {
     const KeyValue pair = split_key_value(until_newline(line));
     if (line.size() < 3 || !pair.found || pair.key.empty()) continue;
     lm_set_init(registry, pair.key, pair.value);
-    if (equals_nocase(pair.key, "WPA_EAP_MODE")) store_wpa_mode(state, pair.value);
+    if (equals_nocase(pair.key, "WPA_EAP_MODE")) {
+      const MutexLock held(state.mapping_lock);
+      store_wpa_mode(state.changes, pair.value);
+    }
   }
   return 0;
 }

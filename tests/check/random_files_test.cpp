@@ -27,10 +27,10 @@ TEST(RandomFiles, HaveFindingsWithinTheirLinesAndThePlaceholdersOfTheDaemon) {
     SCOPED_TRACE(text);
     const Source source = read_source(text);
     for (const Finding& finding : check_source(source, {})) {
-      const Place& place = finding.place;
-      const auto end = static_cast<std::size_t>(place.column + place.length) - 1;
-      const auto line = split_lines(text).at(static_cast<std::size_t>(place.line) - 1);
-      ASSERT_TRUE(place.column >= 1 && end <= line.size()) << finding.text << " of " << line;
+      const SourceRange& range = finding.range;
+      const auto end = static_cast<std::size_t>(range.column + range.length) - 1;
+      const auto line = split_lines(text).at(static_cast<std::size_t>(range.line) - 1);
+      ASSERT_TRUE(range.column >= 1 && end <= line.size()) << finding.text << " of " << line;
       for (const char c : finding.text + finding.hint) ASSERT_TRUE(c >= ' ' && c <= '~');
     }
     explain(source, kAnyProduct, {});

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <fstream>
 #include <iterator>
-#include <optional>
 #include <string>
+#include <string_view>
 
 #include "check/rules.h"
 #include "frame/text.h"
@@ -26,9 +26,9 @@ inline std::string good_event(const std::string& lines) {
 }
 
 /// What all rules find, or only one of them.
-inline Findings found_in(const std::string& text, std::optional<Rule> only = {},
+inline Findings found_in(const std::string& text, std::string_view only = {},
                          CheckOptions options = {}) {
-  if (only) options.disabled.set().reset(static_cast<std::size_t>(*only));
+  if (!only.empty()) options.disabled.set().reset(find_rule(only));
   const Source source = read_source(text);
   return check_source(source, options);
 }

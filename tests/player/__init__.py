@@ -1,1 +1,1 @@
-"""Plays the scenarios: docs/scenarios.md describes their form."""
+"""Plays the scenarios: docs/testing.md describes their form."""

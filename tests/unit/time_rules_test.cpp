@@ -3,9 +3,9 @@
 
 #include <regex>
 
-#include "engine/event_execution.h"
+#include "engine/event_queue.h"
 #include "engine/event_rules.h"
-#include "frame/supervision.h"
+#include "engine/queue_worker.h"
 #include "variables/central_state.h"
 
 namespace kovo {
@@ -53,7 +53,7 @@ TEST(QueueWorker, WaitingEventsKeepTheirOrder) {
     for (const char* name : {"due", "waiting1", "old", "due", "waiting2", "old", "waiting3"}) {
       EventDefinition event = queued(*name == 'o' ? 1 : 99, *name == 'd' ? 99 : 200);
       event.name = name;
-      queue->pending.push_back(event);
+      queue->pending.push(event);
     }
   }
   testing::internal::CaptureStdout();
@@ -70,11 +70,6 @@ TEST(QueueWorker, WaitingEventsKeepTheirOrder) {
   }
   EXPECT_EQ(queue->pending.bytes, bytes);
   EXPECT_EQ(left, "waiting1 waiting2 waiting3 ");
-}
-
-TEST(Supervision, AFileIsFreshForTwoSecondsAfterItsSecond) {
-  const bool fresh[] = {false, true, true, false};
-  for (int after = 0; after < 4; ++after) EXPECT_EQ(just_written(100, 100 + after), fresh[after]);
 }
 
 }  // namespace

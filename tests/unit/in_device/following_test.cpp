@@ -1,12 +1,12 @@
 #include <gtest/gtest.h>
 
+#include "control/change_worker.h"
 #include "control/status_intake.h"
-#include "definitions/event_list.h"
+#include "definitions/definition_file.h"
 #include "engine/event_queue.h"
 #include "frame/globals.h"
 #include "tests/unit/in_device/logs.h"
 #include "variables/central_state.h"
-#include "variables/change_processing.h"
 #include "variables/mapping_tables.h"
 #include "variables/variable_store.h"
 
@@ -19,16 +19,13 @@ struct Following : ::testing::Test {
     event_queue = queue.get();
     central_state = &state;
     const MutexLock held(state.mapping_lock);
-    state.mapping_table = mapping_rows({0, 0});
-    state.resolution_table = make_resolution_table();
-    state.p8021_status = "off";
-    state.wpa_eap_mode = "off";
+    state.changes.mapping_table = mapping_rows({0, 0});
   }
 
   std::string follow(const char* name, const char* value, std::int64_t now) {
     static std::int64_t seconds = 0;
     seconds = now;
-    follow_change(state, registry, name, value, [] { return seconds; });
+    follow_change(state, registry, {name, value}, [] { return seconds; });
     return pushed_events();
   }
 

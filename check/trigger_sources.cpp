@@ -1,10 +1,9 @@
-#include "variables/triggers.h"
+#include "check/trigger_sources.h"
 
-#include "definitions/settings.h"
-#include "frame/text.h"
-#include "variables/change_values.h"
+#include "definitions/setting_rules.h"
+#include "variables/change_rules.h"
 
-namespace kovo {
+namespace kovo::check {
 namespace {
 
 constexpr char kSerialVariable[] = "S0_BAUDRATE";  // its parts raise triggers, its row does not
@@ -43,13 +42,4 @@ std::vector<TriggerSource> trigger_sources(Variant variant) {
   return sources;
 }
 
-std::vector<const char*> playback_triggers(std::string_view before, std::string_view after) {
-  const bool was_local = starts_with_nocase(before, "local:");
-  const bool is_local = starts_with_nocase(after, "local:");
-  if (was_local && is_local) return {"localPlayList"};
-  if (was_local) return {"playMode"};
-  if (is_local) return {"playMode", "localPlay"};
-  return {};
-}
-
-}  // namespace kovo
+}  // namespace kovo::check

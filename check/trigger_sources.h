@@ -3,12 +3,11 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "variables/mapping_tables.h"
 
-namespace kovo {
+namespace kovo::check {
 
 enum class TriggerCause {
   kVariable,      // a message for the variable, its value not compared
@@ -28,7 +27,4 @@ struct TriggerSource {
 /// Returns all sources of a product. A mapping row that no variable finds is not one.
 std::vector<TriggerSource> trigger_sources(Variant variant);
 
-/// Returns the triggers that a change of the playback selection raises, in their order.
-std::vector<const char*> playback_triggers(std::string_view before, std::string_view after);
-
-}  // namespace kovo
+}  // namespace kovo::check

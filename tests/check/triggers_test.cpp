@@ -1,5 +1,5 @@
 // The lists of triggers in the documents against the tables that raise them.
-#include "variables/triggers.h"
+#include "check/trigger_sources.h"
 
 #include <gtest/gtest.h>
 
@@ -10,7 +10,7 @@
 
 #include "definitions/templates.h"
 
-namespace kovo {
+namespace kovo::check {
 namespace {
 
 std::string code(const std::string& text) {
@@ -61,4 +61,4 @@ TEST(Triggers, TheDocumentListsWhatRaisesThem) {
 }
 
 }  // namespace
-}  // namespace kovo
+}  // namespace kovo::check

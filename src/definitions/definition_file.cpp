@@ -1,6 +1,9 @@
-#include "definitions/event_list.h"
-
-#include <sys/stat.h>
+// A definition file is read and compiled whole, and one that cannot be read changes nothing. Each
+// of the two sets of entries belongs to one thread and has no lock; the compiled lists are shared
+// and replaced under state_lock, their files written under it too, so that a list file shows the
+// list in use. A lookup copies the event, because the list may be replaced while the event waits.
+// Invariant: an event in the queue never refers to a list.
+#include "definitions/definition_file.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -18,7 +21,7 @@
 namespace kovo {
 namespace {
 
-constexpr std::size_t kPieceSize = 65536;  // of the list file, which may be far larger
+constexpr std::size_t kPieceSize = 65536;  // the list file may be far larger than memory allows
 
 void print_decoded(std::string_view text, const std::string& bytes) {
   LOG_DEBUG("s_hex_to_ascii", "%s to ret=%s\n", std::string(text).c_str(), bytes.c_str());
@@ -29,36 +32,44 @@ void print_offset(std::int32_t step, std::int64_t delay_from_exec_ns) {
             static_cast<long long>(delay_from_exec_ns));
 }
 
-constexpr DefinitionTrace kDebugTrace = {print_decoded, print_offset};
+/// Returns what prints, with -d, decoded payloads and compiled steps; null without -d.
+const DefinitionTrace* debug_trace() {
+  static constexpr DefinitionTrace kTrace = {print_decoded, print_offset};
+  return debug != 0 ? &kTrace : nullptr;
+}
 
-/// Opens the file, which is created with the defaults if it does not exist.
+/// Opens the file. Creates it with the defaults if it does not exist.
 File open_definitions(const char* path, bool events_enabled) {
   File file = open_for_reading(path);
   if (file != nullptr) return file;
-  const bool missing = errno == ENOENT;  // an existing file stays, also without a free descriptor
+  const bool missing = errno == ENOENT;  // not when descriptors have run out
   log_main("[%s;%d] Error: not found: %s, writ default\n", "renew_kovo_txt", __LINE__, path);
   if (missing) create_file(path, default_definitions(events_enabled));
   return open_for_reading(path);
 }
 
-/// Reads the text of a file. False with errno set when it cannot be read to its end or is too
-/// large, also when it grows meanwhile.
+/// Reads the text of a file. Returns false with errno set when that fails or the file is too large.
 bool read_text(std::FILE* file, std::string& text) {
-  struct stat info {};
-  errno = 0;
-  if (fstat(fileno(file), &info) != 0) return false;
-  bool fits = info.st_size <= off_t{kMaxDefinitionBytes};
   char buffer[4096];
   std::size_t size = 0;
-  while (fits && (size = std::fread(buffer, 1, sizeof buffer, file)) > 0) {
+  while ((size = std::fread(buffer, 1, sizeof buffer, file)) > 0) {
     text.append(buffer, size);
-    fits = text.size() <= kMaxDefinitionBytes;
+    if (text.size() <= kMaxDefinitionBytes) continue;
+    errno = EFBIG;
+    return false;
   }
-  if (!fits) errno = EFBIG;
-  return fits && std::ferror(file) == 0;
+  return std::ferror(file) == 0;
 }
 
-/// A copy that cannot be written is skipped; the others are still written.
+void write_definitions_raw(const DefinitionEntries& entries, const char* path) {
+  write_file(path, definitions_raw(entries));
+}
+
+void write_definitions_ascii(const DefinitionEntries& entries, const char* path) {
+  write_file(path, definitions_ascii(entries, debug_trace()));
+}
+
+/// Writes the derived copies. One that cannot be written keeps no other from being written.
 void write_copies(const CentralState& state, int test) {
   if (test == 0) {
     LOG_DEBUG("renew_kovo_txt", "save /tmp/kovo_asc.txt /tmp/kovo_hex.txt\n");
@@ -79,24 +90,20 @@ EventDefinition copy_event(const CentralState& state, std::string_view name, int
   return found == nullptr ? EventDefinition() : whole_event(*found, found->step_count);
 }
 
-void rebuild_list(CentralState& state, int test) {
-  CompiledEvents old;  // freed after the lock is released
-  const MutexLock held(state.state_lock);
-  CompiledEvents& list = test == 0 ? state.event_list : state.test_event_list;
-  old = std::exchange(
-      list, compile_events(test == 0 ? state.definition_entries : state.test_definition_entries,
-                           debug_trace()));
-  LOG_MAIN("rebuild_kovo_event_list",
-           test == 0 ? "rebuild kovo event txt: OK\n" : "rebuild test kovo event txt: OK\n");
-  write_event_list_file(list,
-                        test == 0 ? "/tmp/kovo_event_list.txt" : "/tmp/kovo_event_list_test.txt");
+/// Writes an event a line, in pieces.
+void write_event_list_file(const CompiledEvents& list, const char* path) {
+  std::string piece;
+  if (!write_file(path, "")) return;
+  for (const CountLine& line : list.lines) {
+    piece += event_line(list.events[line.event], line.step_count);
+    if (piece.size() < kPieceSize) continue;
+    if (!append_file(path, piece)) return;
+    piece.clear();
+  }
+  append_file(path, piece);
 }
 
 }  // namespace
-
-const DefinitionTrace* debug_trace() {
-  return debug != 0 ? &kDebugTrace : nullptr;
-}
 
 int renew_kovo_txt(CentralState& state, int test) {
   renew_enable_event(state);
@@ -104,8 +111,8 @@ int renew_kovo_txt(CentralState& state, int test) {
   const File file = open_definitions(path, state.events_enabled == 1);
   std::string text;
   if (file == nullptr || !read_text(file.get(), text)) {
-    const std::string error = error_text(errno);
-    log_main("[%s;%d] Error: cannot open %s;%s\n", "renew_kovo_txt", __LINE__, path, error.c_str());
+    log_main("[%s;%d] Error: cannot open %s;%s\n", "renew_kovo_txt", __LINE__, path,
+             error_text(errno));
     return -1;
   }
   (test == 0 ? state.definition_entries : state.test_definition_entries) = parse_definitions(text);
@@ -114,30 +121,21 @@ int renew_kovo_txt(CentralState& state, int test) {
   return 0;
 }
 
-int write_definitions_raw(const DefinitionEntries& entries, const std::string& path) {
-  return write_file(path, definitions_raw(entries)) ? 0 : -1;
-}
-
-int write_definitions_ascii(const DefinitionEntries& entries, const std::string& path) {
-  return write_file(path, definitions_ascii(entries, debug_trace())) ? 0 : -1;
-}
-
 int rebuild_kovo_event_list(CentralState& state, int test) {
-  rebuild_list(state, test);
+  {
+    CompiledEvents old;  // freed after the lock is released
+    const MutexLock held(state.state_lock);
+    CompiledEvents& list = test == 0 ? state.event_list : state.test_event_list;
+    old = std::exchange(
+        list, compile_events(test == 0 ? state.definition_entries : state.test_definition_entries,
+                             debug_trace()));
+    LOG_MAIN("rebuild_kovo_event_list",
+             test == 0 ? "rebuild kovo event txt: OK\n" : "rebuild test kovo event txt: OK\n");
+    write_event_list_file(list,
+                          test == 0 ? "/tmp/kovo_event_list.txt" : "/tmp/kovo_event_list_test.txt");
+  }
   give_back_memory();
   return 0;
-}
-
-int write_event_list_file(const CompiledEvents& list, const std::string& path) {
-  if (!write_file(path, "")) return -1;
-  std::string piece;
-  for (const CountLine& line : list.lines) {
-    piece += event_line(list.events[line.event], line.step_count);
-    if (piece.size() < kPieceSize) continue;
-    if (!append_file(path, piece)) return -1;
-    piece.clear();
-  }
-  return append_file(path, piece) ? 0 : -1;
 }
 
 EventDefinition lookup_event(CentralState& state, std::string_view name, int test) {

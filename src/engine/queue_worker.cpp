@@ -1,16 +1,72 @@
-#include "engine/event_execution.h"
+// Each pass handles the received texts, which push events, and then scans `pending` and runs what
+// is due. A scan only logs and starts senders, which wait and send, so that no receiver delays
+// another event. The texts end after one that took long: with a silent status service, a text a
+// second would keep due events waiting for ever. Nothing is retried: a step without a free slot is
+// lost. Invariant: an event is marked executed before its first step, so that none runs twice.
+#include "engine/queue_worker.h"
 
+#include <optional>
 #include <utility>
 
+#include "definitions/definition_file.h"
 #include "engine/event_rules.h"
 #include "engine/sender_threads.h"
 #include "frame/globals.h"
 #include "frame/host.h"
 #include "frame/log.h"
+#include "frame/worker.h"
 #include "variables/central_state.h"
 
 namespace kovo {
 namespace {
+
+constexpr int kScanPeriodMs = 250;
+constexpr std::int64_t kSlowTextNs = 250'000'000;  // the pass stops after a slower text
+constexpr char kEnableKey[] = "__SET__:network.kovo.enable";
+
+void handle_tcp_command(EventQueue& queue, CentralState& state, std::string_view key,
+                        std::string_view value) {
+  key = strip_newline(key);
+  const std::size_t colon = key.find(':');
+  if (colon == std::string_view::npos || colon == 0) return;
+  if (key.substr(0, colon) == "__TEST__") {
+    const std::string name(key.substr(colon + 1));
+    renew_kovo_txt(state, 1);
+    rebuild_kovo_event_list(state, 1);
+    LOG_MAIN("handle_tcp_command", "push TEST event %s", name.c_str());
+    push_event_back(queue, state, name, 1);
+  } else if (starts_with_nocase(key, kEnableKey)) {
+    const bool on = starts_with_nocase(value, "1") || starts_with_nocase(value, "y");
+    state.events_enabled = on ? 1 : 0;
+  }
+}
+
+void handle_tcp_line(EventQueue& queue, CentralState& state, std::string_view line) {
+  const KeyValue pair = split_key_value(cut_text(strip_newline(line), kMaxCommand));
+  const std::string key(pair.key);
+  const std::string value(pair.value);
+  if (key.compare(0, 2, "__") == 0) {
+    handle_tcp_command(queue, state, key, value);
+    return;
+  }
+  if (state.events_enabled == 0) {
+    LOG_MAIN("handle_q_event", "KOVO disable, skip %s\n", key.c_str());
+    return;
+  }
+  log_event("get tcp:2700 event: key=%s,value=%s\n", key.c_str(), value.c_str());
+  push_event_back(queue, state, key, 0);
+}
+
+void handle_tcp_lines(EventQueue& queue, CentralState& state) {
+  std::int64_t took_ns = 0;
+  while (took_ns <= kSlowTextNs) {
+    const std::optional<TcpLine> line = pop_tcp_line(queue);
+    if (!line) return;
+    const std::int64_t start = steady_ns();
+    handle_tcp_line(queue, state, line->line);
+    took_ns = steady_ns() - start;
+  }
+}
 
 void run_step(EventQueue& queue, const CentralState& state, const EventDefinition& event,
               const SubCommand& step) {
@@ -37,9 +93,9 @@ void run_step(EventQueue& queue, const CentralState& state, const EventDefinitio
   }
 }
 
-/// Runs a due event. Returns false when it was dropped: "PowerOn" runs once per boot.
+/// Runs a due event. Returns false when it is dropped: "PowerOn" runs once per boot.
 bool run_event(EventQueue& queue, CentralState& state, EventDefinition& event, std::int64_t now) {
-  const bool power_on = equals_nocase(event.trigger, "PowerOn");
+  const bool power_on = equals_nocase(event.trigger, kPowerOn);
   if (power_on && state.power_on_done == 1) {
     log_event_echo("skip event: PowerOn\n");
     return false;
@@ -51,7 +107,7 @@ bool run_event(EventQueue& queue, CentralState& state, EventDefinition& event, s
             static_cast<long long>(event.due_at / 1'000'000),
             static_cast<int>(event.commands.size()), event.test);
   if (power_on) state.power_on_done = 1;
-  event.status = kExecuted;  // not run again when memory runs out at one of its steps
+  event.status = kExecuted;
   for (const SubCommand& step : event.commands) run_step(queue, state, event, step);
   return true;
 }
@@ -65,6 +121,18 @@ void log_expired(const EventDefinition& event, std::int64_t now) {
 }
 
 }  // namespace
+
+void* handle_q_event(void* argument) {
+  EventQueue& queue = *static_cast<EventQueue*>(argument);
+  while (true) {
+    sleep_ms(kScanPeriodMs);
+    if (central_state->ready == 0) continue;
+    catch_and_log("handle_q_event", [&] {
+      handle_tcp_lines(queue, *central_state);
+      exec_event(queue, *central_state);
+    });
+  }
+}
 
 int exec_event(EventQueue& queue, CentralState& state) {
   const MutexLock held(queue.lock);

@@ -1,0 +1,148 @@
+// What the functions of the rules share: what they look at, and how they report it.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+#include "check/findings.h"
+#include "check/keys.h"
+#include "check/model.h"
+#include "check/rules.h"
+#include "check/source.h"
+#include "check/triggers.h"
+#include "check/words.h"
+#include "definitions/templates.h"
+
+namespace kovo::check {
+
+enum class KeyFault { kLetterCase, kCutName, kUnknown, kIndex };
+
+/// A key that the daemon does not act on.
+struct FaultyKey {
+  std::uint32_t entry;
+  KeyFault fault;
+  MeantKey meant;
+  std::string right;  // the same key in the right letter case, for kLetterCase
+};
+
+/// A name whose lines the daemon leaves out, since no Count line makes it an event.
+struct MissingEvent {
+  const NamedKeys& keys;
+  SourceRange range;         // of the name in its first other line
+  const NamedKeys* similar;  // the event whose name differs in letter case only, or null
+};
+
+struct CheckContext {
+  const Source& source;
+  const Model& model;
+  const CheckOptions& options;
+  Triggers triggers;
+  NameSuggester event_names{};
+  NameSuggester placeholders{};
+  TemplateValues known{};                            // the values of placeholders
+  std::unordered_set<std::string_view> in_status{};  // the names of the status
+  std::vector<FaultyKey> faulty_keys{};              // in the file's order
+  std::unordered_set<std::string> cut_names{};       // event names that contain a field word
+  std::unordered_map<std::string_view, const NamedKeys*> found_by_trigger{};
+  std::vector<MissingEvent> missing_events{};
+  const RuleInfo* rule = nullptr;  // the one that runs
+  Findings findings{};
+};
+
+/// Adds a finding of the rule that runs, with its usual severity or another one.
+void add_finding(CheckContext& context, Severity severity, const SourceRange& range,
+                 std::string text, std::string hint = {}, std::optional<std::string> fix = {});
+void add_finding(CheckContext& context, const SourceRange& range, std::string text,
+                 std::string hint = {}, std::optional<std::string> fix = {});
+
+const DefinitionEntry& entry_at(const CheckContext& context, std::uint32_t entry);
+
+/// Calls a function with the position of each entry of a field that the daemon acts on.
+template <typename Function>
+void for_each_entry(const CheckContext& context, std::string_view field, Function function) {
+  const std::vector<DefinitionEntry>& entries = context.source.entries;
+  for (std::uint32_t at = 0; at < entries.size(); ++at) {
+    if (entries[at].field == field && is_known(entries[at])) function(at);
+  }
+}
+
+/// One value of a step, and its names in texts.
+struct StepValue {
+  const DefinitionEntry& entry;
+  SourceRange range;  // of the value
+  std::string step;   // "step 0 of Door"
+  std::string line;   // "DoorData0=41"
+};
+StepValue step_value(const CheckContext& context, std::uint32_t entry);
+
+/// Calls a function with each value of a step's field.
+template <typename Function>
+void for_each_value(const CheckContext& context, std::string_view field, Function function) {
+  for_each_entry(context, field, [&](std::uint32_t at) {
+    if (entry_at(context, at).parts == 2) function(step_value(context, at));
+  });
+}
+
+/// Calls a function with the keys of each event, in the daemon's order.
+template <typename Function>
+void for_each_event(const CheckContext& context, Function function) {
+  for (const std::uint32_t at : context.model.in_event_order) function(context.model.names[at]);
+}
+
+/// A step of an event that has a line, and its names in texts.
+struct NamedStep {
+  const StepEntries& entries;
+  SourceRange range;   // of its first key
+  std::string text;    // "step 0 of Door"
+  std::string name;    // "Door"
+  std::string number;  // "0"
+};
+
+std::string step_text(std::uint32_t index, std::string_view name);
+
+/// Return the bytes of an entry's key, of its value, and of the event name in its Count line.
+SourceRange key_range(const CheckContext& context, std::uint32_t entry);
+SourceRange value_range(const CheckContext& context, std::uint32_t entry);
+SourceRange event_range(const CheckContext& context, const NamedKeys& keys);
+
+/// Returns `length` bytes of a range, from the one at `from`.
+SourceRange part_of(const SourceRange& range, std::size_t from, std::size_t length);
+
+/// Returns "line 12" for the line of an entry.
+std::string line_of(const CheckContext& context, std::uint32_t entry);
+
+/// Return an entry's key as the file has it, without its index, escaped for texts, and with its
+/// value for texts.
+std::string raw_key(const DefinitionEntry& entry);
+std::string without_index(const DefinitionEntry& entry);
+std::string key_text(const DefinitionEntry& entry);
+std::string line_text(const DefinitionEntry& entry);
+
+/// Returns whether these are the keys of the event that a GenericEventsCount above 0 makes, none of
+/// whose steps has a line.
+bool is_generic_events(const NamedKeys& keys);
+
+/// Returns whether a key begins like a comment in other files.
+bool looks_like_comment(std::string_view text);
+
+constexpr char kNoComments[] = "there are no comments in a definition file: remove the line";
+
+/// Calls a function with each step that has a line, unless the daemon may read other lines of its
+/// event under a truncated name.
+template <typename Function>
+void for_each_step(const CheckContext& context, Function function) {
+  for_each_event(context, [&](const NamedKeys& keys) {
+    if (context.cut_names.count(std::string(keys.name)) > 0) return;
+    for (const auto& [index, step] : keys.steps) {
+      if (step.compiled == nullptr) break;
+      function(NamedStep{step, key_range(context, step.first), step_text(index, keys.name),
+                         shown(keys.name), std::to_string(index)});
+    }
+  });
+}
+
+}  // namespace kovo::check
