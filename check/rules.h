@@ -20,6 +20,7 @@ void check_long_line(CheckContext& context);
 void check_line_end(CheckContext& context);
 void check_blank(CheckContext& context);
 // rules_keys.cpp
+void check_commented_out(CheckContext& context);
 void check_unknown_key(CheckContext& context);
 void check_letter_case(CheckContext& context);
 void check_cut_name(CheckContext& context);
@@ -58,6 +59,8 @@ constexpr RuleInfo kRules[] = {
      "byte ends its line"},
     {"blank", Severity::kWarning, Severity::kWarning, check_blank,
      "blanks around a key or a value are part of it"},
+    {"commented-out", Severity::kError, Severity::kNote, check_commented_out,
+     "a line that looks like a comment, but holds an \"=\" and is read"},
     {"unknown-key", Severity::kWarning, Severity::kWarning, check_unknown_key,
      "a key that the daemon does not read"},
     {"letter-case", Severity::kError, Severity::kError, check_letter_case,

@@ -92,9 +92,7 @@ void check_trigger(CheckContext& context) {
     const std::string near = nearest_name(context.triggers.suggester, trigger);
     std::string hint;
     std::optional<std::string> fix;
-    if (looks_like_comment(trigger)) {
-      hint = kNoComments;
-    } else if (near == trigger) {
+    if (near == trigger) {
       hint = "other products raise it";
     } else if (!near.empty()) {
       hint = "did you mean " + near + "?";

@@ -23,11 +23,13 @@ struct RuleCase {
 
 // The good event: 1 ACount, 2 AXMLfield, 3 AProtocol0, 4 AIP0, 5 APort0, 6 AData0, 7 ADelay0.
 const RuleCase kCases[] = {
-    {"no-equals", "ADelay: 1", "8:1 warning", "write ADelay=1", "\n"},
+    {"no-equals", "ADelay: 1", "8:1 warning", "write ADelay=1", "\n // A"},
     {"long-line", std::string(2048, 'x'), "8:2048 error", "shorten", std::string(2047, 'x')},
     {"line-end", std::string("\0", 1), "8:1 error", "zero", "B=\\0"},
     {"blank", "ADelay = 1", "8:7 warning", "write ADelay=1", "EnableEvents= true"},
     {"blank", "AIP0=10.0.0.7\t", "4:14 warning", "write AIP0=10.0.0.7", "AXMLfield= x "},
+    {"commented-out", " #BCount=1", "8:1 error", "delete it, or remove the \"=\"", "#A: 1"},
+    {"commented-out", ";EnableEvents=true", "8:1 note", "delete it", "A;BCount=1"},
     {"unknown-key", "EnableEvnts=true", "8:1 warning", "EnableEvents", "EnableEvents=true"},
     {"unknown-key", "ACount1=1", "8:1 warning", "write ACount", "ADelay=1"},
     {"letter-case", "aDelay=1", "8:1 error", "write A in place of a", "Description=x"},
@@ -124,6 +126,13 @@ TEST(Rules, KnowTheDaemonAndItsDevice) {
   EXPECT_TRUE(contains(said(duplicates("BCount=0\nBCount=1\n")), "only one of them makes"));
   EXPECT_EQ(duplicates("DataEncode=HEX\nDataEncode=HEX\n").size(), 1U);
   EXPECT_TRUE(duplicates("BCount=1\nBIP5=1\nBIP5=1\n").empty());
+
+  const std::string comments =
+      "#BCount=2\n#BCount=2\n#BXMLfield=name\n#BDelay=90\n#BProtocol5=udp\n#BData0=7B7B\n#Bip0 "
+      "=x\n";
+  const Findings commented = found_in(comments + good_event(""));
+  EXPECT_EQ(said(commented).find("1:1 error 6 lines still define"), 0U);
+  EXPECT_EQ(commented.size(), 2U) << "a note on the last line, and no other\n" << said(commented);
 
   const StatusVars status = {{"inputName", std::string(1100, 'x')}, {"zero", ""}};
   const CheckOptions options{kAnyProduct, &status, false, {}};
