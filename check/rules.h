@@ -96,7 +96,8 @@ constexpr RuleInfo kRules[] = {
     {"same-trigger", Severity::kError, Severity::kError, check_same_trigger,
      "a trigger that an earlier event has already"},
     {"builtin-trigger", Severity::kWarning, Severity::kWarning, check_builtin_trigger,
-     "the XMLfield of a built-in event that a later Delay line sets back"},
+     "the XMLfield of a built-in event: a later Delay line sets it back, otherwise the event no "
+     "longer runs by itself"},
     {"variable-name", Severity::kError, Severity::kError, check_variable_name,
      "a trigger that is the name of a device variable"},
     {"trigger", Severity::kNote, Severity::kWarning, check_trigger,
