@@ -3,11 +3,7 @@
 // interprets what was received and executes the events that have come due.
 #pragma once
 
-#include <cstdint>
-
 namespace kovo {
-
-constexpr std::uint16_t kCommandPort = 2700;
 
 /// Thread body; its argument is the EventQueue. Appends each received text, up to its first NUL,
 /// to tcp_lines, holding queue.lock for the append. A second daemon ends here with status 1.

@@ -8,6 +8,7 @@
 #include "frame/host.h"
 #include "frame/log.h"
 #include "frame/loopback_server.h"
+#include "frame/ports.h"
 #include "frame/text.h"
 #include "frame/worker.h"
 #include "variables/central_state.h"

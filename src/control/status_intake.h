@@ -2,7 +2,6 @@
 // Settings are applied when they arrive; four lines a second are processed.
 #pragma once
 
-#include <cstdint>
 #include <string_view>
 
 #include "frame/host.h"
@@ -11,8 +10,6 @@ namespace kovo {
 
 struct CentralState;
 struct VariableRegistry;
-
-constexpr std::uint16_t kStatusPort = 2728;
 
 /// Thread body; its argument is the CentralState. Returns after a socket failure.
 void* handle_udp_vep_api(void* state);

@@ -3,6 +3,7 @@
 #include "definitions/settings.h"
 #include "frame/log.h"
 #include "frame/loopback_server.h"
+#include "frame/ports.h"
 #include "frame/text.h"
 #include "variables/central_state.h"
 

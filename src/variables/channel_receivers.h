@@ -2,14 +2,11 @@
 // and by TCP. The receivers interpret nothing but settings lines.
 #pragma once
 
-#include <cstdint>
 #include <string>
 
 namespace kovo {
 
 struct CentralState;
-
-constexpr std::uint16_t kVariablePort = 2727;
 
 /// Queues a message, truncated to kMaxMessage bytes, unless it begins with the name of a persistent
 /// setting, case-insensitive, and does not change it. Called by the two receivers; a setting takes

@@ -1,0 +1,19 @@
+#include "control/command_line.h"
+
+namespace kovo {
+
+KeyValue split_command_line(std::string_view text) {
+  return split_key_value(cut_text(strip_newline(text), kMaxCommand));
+}
+
+bool is_command(std::string_view key) {
+  return key.substr(0, 2) == "__";
+}
+
+std::optional<std::string_view> tested_names(std::string_view key) {
+  constexpr std::string_view kTestCommand = "__TEST__:";
+  if (key.substr(0, kTestCommand.size()) != kTestCommand) return {};
+  return strip_newline(key.substr(kTestCommand.size()));
+}
+
+}  // namespace kovo
