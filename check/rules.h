@@ -43,6 +43,8 @@ void check_display_period(CheckContext& context);
 void check_protocol(CheckContext& context);
 void check_address(CheckContext& context);
 void check_port(CheckContext& context);
+// rules_loop.cpp
+void check_loop(CheckContext& context);
 // rules_payload.cpp
 void check_data(CheckContext& context);
 void check_payload(CheckContext& context);
@@ -79,6 +81,8 @@ constexpr RuleInfo kRules[] = {
      "a step whose address is missing, invalid, that of the device or a broadcast address"},
     {"port", Severity::kError, Severity::kError, check_port,
      "a step whose port is missing, no number from 1 to 65535, or followed by text"},
+    {"loop", Severity::kWarning, Severity::kWarning, check_loop,
+     "a step that sends to the daemon itself, and so may raise its own event again"},
     {"data", Severity::kError, Severity::kWarning, check_data,
      "a Data value that is not hexadecimal, missing, or of a step that does not send it"},
     {"payload", Severity::kError, Severity::kError, check_payload,

@@ -158,6 +158,7 @@ void check_address(CheckContext& context) {
     const std::uint32_t ip = step.entries.ip;
     if (ip != kNoEntry) {
       if (entry_at(context, ip).value != "0.0.0.0") return;
+      if (!daemon_port(*step.entries.compiled).empty()) return;  // reported by "loop"
       add_finding(context, context.rule->other, value_range(context, ip),
                   step.text + " sends to the device itself",
                   "write the address of another device, or 127.0.0.1 if it is meant");

@@ -108,6 +108,14 @@ Variant variant_of_product(unsigned products) {
   return variant_of("");
 }
 
+std::vector<Variant> variants_of(unsigned products) {
+  std::vector<Variant> variants;
+  for (const Product& product : kProducts) {
+    if ((products & product.bit) != 0) variants.push_back(product.variant);
+  }
+  return variants;
+}
+
 Triggers make_triggers(unsigned products) {
   Triggers triggers;
   triggers.products = products;

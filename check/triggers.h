@@ -24,6 +24,9 @@ unsigned product_of(std::string_view name);
 /// know.
 Variant variant_of_product(unsigned products);
 
+/// Returns what each of some products has.
+std::vector<Variant> variants_of(unsigned products);
+
 /// One thing that raises a trigger.
 struct Raiser {
   std::string what;  // "variable DEVICE_NAME"

@@ -21,6 +21,12 @@ struct RuleCase {
   std::string good;
 };
 
+/// The lines by which the good event sends to a port of the daemon.
+std::string to_daemon(const std::string& port, const std::string& trigger, const char* payload) {
+  return "AXMLfield=" + trigger + "\nAProtocol0=" + (port == "2728" ? "UDP" : "TCP") +
+         "\nAIP0=127.0.0.1\nAPort0=" + port + "\nAData0=" + as_hex(payload);
+}
+
 // The good event: 1 ACount, 2 AXMLfield, 3 AProtocol0, 4 AIP0, 5 APort0, 6 AData0, 7 ADelay0.
 const RuleCase kCases[] = {
     {"no-equals", "ADelay: 1", "8:1 warning", "write ADelay=1", "\n // A"},
@@ -47,12 +53,31 @@ const RuleCase kCases[] = {
     {"address", "AIP0=\"10.0.0.7:80\"", "4:6 error", "write 10.0.0.7, and", "AIP0=255.255.255.0"},
     {"address", "AIP0=255.255.255.255", "4:6 error", "step of its own", "AIP0=255.255.255.254"},
     {"address", "AIP0=10.0.0.255", "4:6 note", "one device", "AIP0=10.0.255.25"},
-    {"address", "AIP0=0.0.0.0", "4:6 warning", "127.0.0.1", "AIP0=127.0.0.1"},
+    {"address", "AIP0=0.0.0.0", "4:6 warning", "127.0.0.1", "AIP0=0.0.0.0\nAPort0=2728"},
     {"address", "AIP0=192.168.10.70/24", "4:6 error", "write 192.168.10.70", ""},
     {"address", "AIP0=010.000.010.070", "4:6 error", "write 10.0.10.70", ""},
     {"address", "AIP0=" + std::string(64, '1'), "4:6 error", "numbers", "AIP0=1.1.1.1"},
     {"port", "APort0=65536", "5:8 error", "1 to 65535", "APort0=65535"},
     {"port", "APort0=0", "5:8 error", "1 to 65535", "APort0=1"},
+    {"loop", to_daemon("2727", "name", "set::DEVICE_NAME::1"), "4:6 warning", "not raise A again",
+     "AIP0=127.0.0.2\nAPort0=2728"},
+    {"loop", to_daemon("2700", "x", "y\nx=1"), "4:6 warning", "tcp:2700) and can raise A again",
+     "AIP0=127.0.0.1\nAPort0=2700"},
+    {"loop", to_daemon("2700", "x", "__TEST__:A"), "4:6 warning", "A -> __TEST__:A -> A", ""},
+    {"loop", to_daemon("2700", "x", "x{{y}}"), "4:6 warning", "not raise A again", ""},
+    {"loop", to_daemon("2700", "powerON", "powerON"), "4:6 warning", "not raise A again", ""},
+    {"loop",
+     to_daemon("2700", "x", "y") +
+         "\nyCount=1\nyProtocol0=UDP\nyIP0=lamp\nyPort0=2728\nyData0=" + as_hex("sysName=1") +
+         "\nBCount=1\nBXMLfield=sysName\nBProtocol0=TCPx\nBPort0=2700\nBData0=" + as_hex("x"),
+     "4:6 warning", ": A -> y -> sysName -> B -> x -> A = break", "AIP0=lamp\nAPort0=2728"},
+    {"loop", to_daemon("2727", "serialParity", "e_param_set::S0_BAUDRATE::9600-8N1"), "4:6 warning",
+     "A -> serialParity -> A", ""},
+    {"loop", to_daemon("2727", "HDMIOutResolution", "e_param_set::V_OUTPUT_TIMING_CONVERT::1"),
+     "4:6 warning", "A -> HDMIOutResolution -> A", ""},
+    {"loop", to_daemon("2727", "sysDescr", "sysDescr=1"), "4:6 warning", "A -> sysDescr -> A", ""},
+    {"loop", to_daemon("2728", "localPlayList", "local:x"), "4:6 warning", "-> localPlayList ->",
+     ""},
     {"data", "AData0=\"0x4F,0x4E\"", "6:8 error", "write AData0=4F4E;", "AData0=4a4B"},
     {"payload", "AData0=414200", "6:12 error", "without", "AData0=414230"},
     {"placeholder", "AData0=7B7B7D7D", "6:8 error", "name", "AData0=7B7D7D7D"},
