@@ -260,19 +260,17 @@ void check_loop(CheckContext& context) {
     const LoopStep& step = loops.steps[at];
     const CompiledStep& compiled = *step.entries.compiled;
     if (!is_address(compiled.ip)) continue;  // reported by "address"
+    const std::string name = shown(step.event.name);
     const std::string circle = circle_of(loops, at);
-    const std::string text =
-        step_text(static_cast<std::uint32_t>(compiled.index), step.event.name) +
-        " sends to the daemon itself (" + step.port + ")";
-    if (circle.empty()) {
-      add_finding(context, value_range(context, step.entries.ip), text,
-                  "write another address, or be sure that what it raises does not raise " +
-                      shown(step.event.name) + " again");
-    } else {
-      add_finding(context, value_range(context, step.entries.ip),
-                  text + " and can raise " + shown(step.event.name) + " again: " + circle,
-                  "break this circle: it can go on without end");
+    std::string text = step_text(static_cast<std::uint32_t>(compiled.index), step.event.name);
+    text += " sends to the daemon itself (" + step.port + ")";
+    std::string hint =
+        "write another address, or be sure that what it raises does not raise " + name + " again";
+    if (!circle.empty()) {
+      text.append(" and can raise ").append(name).append(" again: ").append(circle);
+      hint = "break this circle: it can go on without end";
     }
+    add_finding(context, value_range(context, step.entries.ip), std::move(text), std::move(hint));
   }
 }
 

@@ -163,12 +163,17 @@ TEST(Rules, KnowTheDaemonAndItsDevice) {
   EXPECT_EQ(duplicates("DataEncode=HEX\nDataEncode=HEX\n").size(), 1U);
   EXPECT_TRUE(duplicates("BCount=1\nBIP5=1\nBIP5=1\n").empty());
 
-  const std::string comments =
-      "#BCount=2\n#BCount=2\n#BXMLfield=name\n#BDelay=90\n#BProtocol5=udp\n#BData0=7B7B\n#Bip0 "
-      "=x\n";
-  const Findings commented = found_in(comments + good_event(""));
+  const Findings commented = found_in(
+      "#BCount=2\n#BCount=2\n#BXMLfield=name\n#BDelay=90\n#BProtocol5=udp\n#BData0=7B7B\n"
+      "#Bip0=x \n#CIP0=1\n" +
+      good_event(""));
   EXPECT_EQ(said(commented).find("1:1 error 6 lines still define"), 0U);
-  EXPECT_EQ(commented.size(), 2U) << "a note on the last line, and no other\n" << said(commented);
+  EXPECT_EQ(commented.size(), 3U) << "notes on two lines, and no other\n" << said(commented);
+
+  const Findings second = found_in(good_event("BCount=1\nBXMLfield=Name"), "trigger");
+  EXPECT_FALSE(second.at(0).fix) << "two events would have the trigger";
+  const std::string word = good_event("AXMLfield=setSettings:outAudioDelay");
+  EXPECT_EQ(found_in(word, "trigger", {kInputUsbc, nullptr, false, {}}).at(0).hint, "");
 
   const StatusVars status = {{"inputName", std::string(1100, 'x')}, {"zero", ""}};
   const CheckOptions options{kAnyProduct, &status, false, {}};
