@@ -106,7 +106,7 @@ void check_builtin_trigger(CheckContext& context) {
     add_finding(context, key_range(context, keys.trigger),
                 key_text(entry) + " does nothing: the Delay on " + line_of(context, keys.delay) +
                     " sets the trigger back to " + shown(keys.name),
-                "write this line behind " + shown(keys.name) + "Delay, or remove it");
+                "write this line after " + shown(keys.name) + "Delay, or remove it");
   });
 }
 
@@ -143,17 +143,19 @@ void check_trigger(CheckContext& context) {
     const std::vector<std::string> words = triggers_of_word(context.triggers, bare(trigger));
     const std::string near = nearest_name(context.triggers.suggester, trigger);
     std::string hint;
+    std::optional<std::string> fix;
     if (!words.empty()) {
       hint = advice_to_write(words);
     } else if (near == trigger) {
       hint = "other products raise it";
     } else if (!near.empty()) {
       hint = "did you mean " + near + "?";
+      fix = trigger_fix(context, keys, near);
     }
     add_finding(context, trigger_range(context, keys),
                 "nothing on the device raises " + quoted(trigger) +
                     " by itself, only a program that names it on tcp:2700",
-                hint);
+                hint, fix);
   });
 }
 

@@ -89,7 +89,7 @@ const RuleCase kCases[] = {
     {"duplicate-key", "ADelay0=0\nADelay00=0", "8:1 warning", "remove", "ADelay=0"},
     {"same-trigger", "nameCount=1", "8:1 error", "steps of name to A", "muteCount=1"},
     {"builtin-trigger", "PowerOnCount=1\nPowerOnXMLfield=mute\nPowerOnDelay=1", "9:1 warning",
-     "behind PowerOnDelay", "PowerOnCount=1\nPowerOnXMLfield=PowerOn"},
+     "after PowerOnDelay", "PowerOnCount=1\nPowerOnXMLfield=PowerOn"},
     {"builtin-trigger", "PowerOnCount=1\nPowerOnDelay=1\nPowerOnXMLfield=mute", "10:17 warning",
      "remove", "PowerOnCount=1\nPowerOnXMLfield=poweron"},
     {"variable-name", "AXMLfield=device_name", "2:11 error", "write name", "AXMLfield=name"},
