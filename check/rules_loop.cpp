@@ -1,7 +1,8 @@
 // The rule about steps that send to the daemon itself. What their messages raise comes from the
 // rules of the daemon, whatever it remembers by then; a circle is the shortest way from a message
-// back to the event that sends it. Not followed: messages with placeholders, the replies of remote
-// commands, and what other programs do.
+// back to the event that sends it. A test event is looked up in the same file, since the test file
+// is mostly a copy. Not followed: messages with placeholders, the replies of remote commands, and
+// what other programs do.
 #include <string>
 #include <vector>
 
@@ -73,7 +74,7 @@ void add_setting(std::string_view line, std::vector<std::string>& triggers) {
 }
 
 /// Makes a memory differ from every value that raises something.
-void forget(ChangeMemory& memory) {
+void reset_memory(ChangeMemory& memory) {
   constexpr char kOther[] = "-";
   memory.yuv_out = memory.wpa_eap_mode = memory.p8021_status = kOther;
   MappingRow* serial = find_row(memory.mapping_table, &MappingRow::status, "serialBaud");
@@ -91,7 +92,7 @@ void add_message(Memories& memories, std::string_view text, std::vector<std::str
   if (!equals_nocase(message.command, "e_param_set")) return;
   const std::string value = decode_value(message.arg2);
   for (ChangeMemory& memory : memories.products) {
-    forget(memory);
+    reset_memory(memory);
     for (const ChangeRule rule : change_rules(message.arg1)) {
       add_pushed(rule(memory, {message.arg1, value}, memories.now_s), triggers);
     }
