@@ -25,7 +25,7 @@ std::vector<std::string> placeholder_names(const CheckOptions& options, const Tr
 
 /// Finds out what is wrong with the key of an entry; nothing when the daemon acts on it.
 std::optional<FaultyKey> key_fault(std::uint32_t position, const DefinitionEntry& entry) {
-  if (is_known(entry)) return {};
+  if (is_known(entry) || looks_like_comment(entry.name)) return {};
   const std::string key = raw_key(entry);
   const std::string_view inner = trimmed(key);
   if (inner.size() != key.size() && !inner.empty()) return {};  // reported by "blank"
@@ -46,12 +46,12 @@ std::optional<FaultyKey> key_fault(std::uint32_t position, const DefinitionEntry
 
 std::vector<MissingEvent> missing_events(const CheckContext& context) {
   std::unordered_map<std::string, const NamedKeys*> events;  // by lower-case name
-  for (const NamedKeys& keys : context.model.names) {
-    if (keys.event != nullptr) events.emplace(lower_ascii(keys.name), &keys);
-  }
+  for_each_event(context,
+                 [&](const NamedKeys& keys) { events.emplace(lower_ascii(keys.name), &keys); });
   std::vector<MissingEvent> missing;
   for (const NamedKeys& keys : context.model.names) {
-    if (keys.event != nullptr || context.cut_names.count(std::string(keys.name)) > 0) continue;
+    if (keys.event != nullptr || looks_like_comment(keys.name)) continue;
+    if (context.cut_names.count(std::string(keys.name)) > 0) continue;
     const auto entry =
         std::find_if(keys.entries.begin(), keys.entries.end(), [&](std::uint32_t at) {
           return entry_at(context, at).field != kCountField && is_known(entry_at(context, at));

@@ -20,6 +20,7 @@ void check_long_line(CheckContext& context);
 void check_line_end(CheckContext& context);
 void check_blank(CheckContext& context);
 // rules_keys.cpp
+void check_commented_out(CheckContext& context);
 void check_unknown_key(CheckContext& context);
 void check_letter_case(CheckContext& context);
 void check_cut_name(CheckContext& context);
@@ -42,6 +43,8 @@ void check_display_period(CheckContext& context);
 void check_protocol(CheckContext& context);
 void check_address(CheckContext& context);
 void check_port(CheckContext& context);
+// rules_loop.cpp
+void check_loop(CheckContext& context);
 // rules_payload.cpp
 void check_data(CheckContext& context);
 void check_payload(CheckContext& context);
@@ -58,6 +61,8 @@ constexpr RuleInfo kRules[] = {
      "byte ends its line"},
     {"blank", Severity::kWarning, Severity::kWarning, check_blank,
      "blanks around a key or a value are part of it"},
+    {"commented-out", Severity::kError, Severity::kNote, check_commented_out,
+     "a line that looks like a comment, but holds an \"=\" and is read"},
     {"unknown-key", Severity::kWarning, Severity::kWarning, check_unknown_key,
      "a key that the daemon does not read"},
     {"letter-case", Severity::kError, Severity::kError, check_letter_case,
@@ -72,10 +77,12 @@ constexpr RuleInfo kRules[] = {
      "an event name that is cut at a field word inside of it"},
     {"protocol", Severity::kError, Severity::kWarning, check_protocol,
      "a step whose Protocol is missing or names no sender, or both"},
-    {"address", Severity::kError, Severity::kError, check_address,
-     "a step whose address is missing, no dotted IPv4 address, or too long"},
+    {"address", Severity::kError, Severity::kWarning, check_address,
+     "a step whose address is missing, invalid, that of the device or a broadcast address"},
     {"port", Severity::kError, Severity::kError, check_port,
      "a step whose port is missing, no number from 1 to 65535, or followed by text"},
+    {"loop", Severity::kWarning, Severity::kWarning, check_loop,
+     "a step that sends to the daemon itself, and so may raise its own event again"},
     {"data", Severity::kError, Severity::kWarning, check_data,
      "a Data value that is not hexadecimal, missing, or of a step that does not send it"},
     {"payload", Severity::kError, Severity::kError, check_payload,
@@ -93,7 +100,8 @@ constexpr RuleInfo kRules[] = {
     {"same-trigger", Severity::kError, Severity::kError, check_same_trigger,
      "a trigger that an earlier event has already"},
     {"builtin-trigger", Severity::kWarning, Severity::kWarning, check_builtin_trigger,
-     "the XMLfield of a built-in event that a later Delay line sets back"},
+     "the XMLfield of a built-in event: a later Delay line sets it back, otherwise the event no "
+     "longer runs by itself"},
     {"variable-name", Severity::kError, Severity::kError, check_variable_name,
      "a trigger that is the name of a device variable"},
     {"trigger", Severity::kNote, Severity::kWarning, check_trigger,

@@ -61,7 +61,6 @@ void check_missing(CheckContext& context, const MissingEvent& missing) {
     const std::string near = nearest_name(context.event_names, keys.name);
     std::string hint = "add " + count;
     if (!near.empty()) hint = "did you mean " + shown(near) + "? Otherwise " + hint;
-    if (looks_like_comment(keys.name)) hint = kNoComments;
     add_finding(context, missing.range,
                 name + " does not exist: there is no " + count_key + " line", hint);
     return;

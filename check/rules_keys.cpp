@@ -62,6 +62,7 @@ void check_index_number(CheckContext& context, std::uint32_t position) {
   const DefinitionEntry& entry = entry_at(context, position);
   const NamedKeys* keys = event_named(context.model, entry.name);
   if (entry.parts != 2 || keys == nullptr || !is_known(entry)) return;
+  if (looks_like_comment(entry.name)) return;
   const std::int32_t step_count = keys->event->most_steps;
   std::uint32_t index = 0;
   if (read_index(entry, index) && index < static_cast<std::uint32_t>(step_count)) return;
@@ -86,6 +87,7 @@ void check_index_number(CheckContext& context, std::uint32_t position) {
 void check_duplicate(CheckContext& context, const Duplicate& duplicate) {
   const std::vector<DefinitionEntry>& entries = context.source.entries;
   const DefinitionEntry& entry = entries[duplicate.later];
+  if (looks_like_comment(entry.name)) return;
   const std::string again =
       key_text(entry) + " stands on " + line_of(context, duplicate.earlier) + " already: ";
   const SourceRange range = key_range(context, duplicate.later);
@@ -146,18 +148,42 @@ void check_similar(CheckContext& context, const MissingEvent& missing) {
                             : "write " + name + "Count on " + count_line);
 }
 
+/// Reports all lines of an event as one mistake: they were commented out together.
+void check_comment(CheckContext& context, std::uint32_t position) {
+  const DefinitionEntry& entry = entry_at(context, position);
+  const SourceRange range = key_range(context, position);
+  const NamedKeys* event = entry.parts == 0 ? nullptr : event_named(context.model, entry.name);
+  const std::size_t lines = event == nullptr ? 1 : event->entries.size();
+  const char* hint = lines == 1 ? "delete it, or remove the \"=\" to make it a comment"
+                                : "delete them, or remove each \"=\" to make them comments";
+  if (event == nullptr) {
+    add_finding(context, context.rule->other, range,
+                "this line has no effect, but it is not a comment", hint);
+  } else if (event->entries.front() == position) {
+    add_finding(
+        context, range,
+        (lines == 1 ? "this line still defines" : counted(lines, "line") + " still define") +
+            " the event " + quoted(entry.name),
+        hint);
+  }
+}
+
 }  // namespace
+
+void check_commented_out(CheckContext& context) {
+  for (std::uint32_t at = 0; at < context.source.entries.size(); ++at) {
+    if (looks_like_comment(entry_at(context, at).name)) check_comment(context, at);
+  }
+}
 
 void check_unknown_key(CheckContext& context) {
   const NameSuggester globals = make_suggester({std::begin(kGlobalKeys), std::end(kGlobalKeys)});
   for_each_faulty(context, KeyFault::kUnknown, [&](const FaultyKey& key, const auto& entry) {
     std::string right = nearest_name(globals, entry.name);
     if (right.empty() && !key.meant.name.empty()) right = key.right;
-    if (looks_like_comment(entry.name)) right.clear();
-    const std::string advice = looks_like_comment(entry.name) ? kNoComments : kForms;
     add_finding(context, key_range(context, key.entry),
                 quoted(raw_key(entry)) + " is no key that the daemon reads",
-                right.empty() ? advice : question(right),
+                right.empty() ? kForms : question(right),
                 right.empty() ? std::nullopt : std::optional(right));
   });
   for_each_faulty(context, KeyFault::kIndex, [&](const FaultyKey& key, const auto& entry) {

@@ -56,7 +56,7 @@ void check_blanks(CheckContext& context, std::uint32_t position, const Definitio
   const std::string_view value = entry.value;
   const std::string_view good_value = has_trimmed_value(entry) ? trimmed(value) : value;
   if (good_key.size() == key.size() && good_value.size() == value.size()) return;
-  if (good_key.empty()) return;
+  if (good_key.empty() || looks_like_comment(good_key)) return;
 
   const auto before_key = static_cast<std::size_t>(good_key.data() - key.data());
   const std::size_t after_key = key.size() - before_key - good_key.size();
@@ -86,10 +86,9 @@ void check_blanks(CheckContext& context, std::uint32_t position, const Definitio
 void check_no_equals(CheckContext& context) {
   for (const SourceLine& line : context.source.lines) {
     if (line.text.empty() || line.column > static_cast<std::int32_t>(kMaxMessage)) continue;
-    if (split_key_value(line.text).found) continue;
+    if (split_key_value(line.text).found || looks_like_comment(line.text)) continue;
     const std::string meant = meant_line(line.text);
     std::string hint = "write key=value, or remove the line";
-    if (looks_like_comment(line.text)) hint = kNoComments;
     if (trimmed(line.text).empty()) hint = "remove the blanks";
     if (!meant.empty()) hint = "write " + shown(meant);
     add_finding(context, {line.number, line.column, static_cast<std::int32_t>(line.text.size())},

@@ -65,6 +65,32 @@ void check_empty_steps(CheckContext& context, const NamedKeys& keys) {
                   : "write " + name + "Protocol" + first + " and the other lines of the step");
 }
 
+/// Returns a dotted address without the zeros before its decimal numbers.
+std::string without_zeros(std::string_view text) {
+  std::string address;
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    const bool begins = address.empty() || address.back() == '.';
+    if (begins && text[at] == '0' && is_digits(text.substr(at + 1, 1))) continue;
+    address += text[at];
+  }
+  return address;
+}
+
+void check_broadcast(CheckContext& context, const StepValue& step) {
+  constexpr std::string_view kEnd = ".255";
+  const std::string_view value = step.entry.value;
+  if (value == "255.255.255.255") {
+    add_finding(context, step.range, step.step + " sends nothing: the daemon does not broadcast",
+                "write the address of one device, and give each other device a step of its own");
+  } else if (value.substr(value.size() - kEnd.size()) == kEnd) {
+    add_finding(context, Severity::kNote, step.range,
+                quoted(value) +
+                    " is the broadcast address of many networks: the daemon does not "
+                    "broadcast",
+                "write the address of one device, unless this is one");
+  }
+}
+
 void check_address_value(CheckContext& context, const StepValue& step) {
   const std::string value(step.entry.value);
   if (value.size() > kMaxShortText) {
@@ -72,20 +98,24 @@ void check_address_value(CheckContext& context, const StepValue& step) {
                 "write four numbers from 0 to 255 such as 10.0.0.5");
     return;
   }
-  if (is_address(value)) return;
+  if (is_address(value)) {
+    check_broadcast(context, step);
+    return;
+  }
   std::string inner(trimmed(value));
   inner.erase(std::remove(inner.begin(), inner.end(), '"'), inner.end());
-  const std::string host = inner.substr(0, inner.find(':'));
-  std::string hint = "write four numbers such as 10.0.0.5: names are not looked up";
+  const std::string host = without_zeros(inner.substr(0, inner.find_first_of(":/")));
+  std::string hint =
+      "write four numbers from 0 to 255 such as 10.0.0.5: host names are not resolved";
   std::optional<std::string> fix;
   if (is_address(host)) {
-    hint = "write " + host + (host.size() < inner.size() ? ", and the port in a Port line" : "");
+    hint = "write " + host + (contains(inner, ":") ? ", and the port in a Port line" : "");
     fix = host;
   }
-  add_finding(
-      context, step.range,
-      quoted(value) + " is no IPv4 address: " + step.step + " goes to 0.0.0.0, the device itself",
-      hint, fix);
+  add_finding(context, step.range,
+              quoted(value) + " is not a valid IPv4 address: " + step.step +
+                  " goes to 0.0.0.0, the device itself",
+              hint, fix);
 }
 
 void check_port_value(CheckContext& context, const StepValue& step) {
@@ -125,7 +155,15 @@ void check_address(CheckContext& context) {
   for_each_value(context, kIpField,
                  [&](const StepValue& step) { check_address_value(context, step); });
   for_each_step(context, [&](const NamedStep& step) {
-    if (step.entries.ip != kNoEntry) return;
+    const std::uint32_t ip = step.entries.ip;
+    if (ip != kNoEntry) {
+      if (entry_at(context, ip).value != "0.0.0.0") return;
+      if (!daemon_port(*step.entries.compiled).empty()) return;  // reported by "loop"
+      add_finding(context, context.rule->other, value_range(context, ip),
+                  step.text + " sends to the device itself",
+                  "write the address of another device, or 127.0.0.1 if it is meant");
+      return;
+    }
     add_finding(context, step.range,
                 step.text + " has no address and goes to 0.0.0.0, the device itself",
                 "add " + step.name + "IP" + step.number + "= and an address such as 10.0.0.5");

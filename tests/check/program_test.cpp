@@ -74,7 +74,7 @@ TEST(Program, OutputAndExitStatusSayWhatCameOut) {
       {"--format=json faulty.txt", 1, kJsonFinding},
       {"--format=json faulty.txt", 1, kJsonEvent},
       {"--format=json faulty.txt", 1, R"("port":4464,"bytes":0,)"},
-      {"--format=json faulty.txt - </dev/null", 1, R"("errors":26,"warnings":9,"notes":6})"},
+      {"--format=json faulty.txt - </dev/null", 1, R"("errors":26,"warnings":10,"notes":4})"},
       {"--strict <(echo x)", 1, "1 error,"},
       {"<(echo x)", 0, "1 warning,"},
       {"<(printf '\\xFF\\xFEx\\0')", 1, ": 1 error, 0 warnings, 0 notes"},

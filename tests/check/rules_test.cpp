@@ -21,13 +21,21 @@ struct RuleCase {
   std::string good;
 };
 
+/// The lines by which the good event sends to a port of the daemon.
+std::string to_daemon(const std::string& port, const std::string& trigger, const char* payload) {
+  return "AXMLfield=" + trigger + "\nAProtocol0=" + (port == "2728" ? "UDP" : "TCP") +
+         "\nAIP0=127.0.0.1\nAPort0=" + port + "\nAData0=" + as_hex(payload);
+}
+
 // The good event: 1 ACount, 2 AXMLfield, 3 AProtocol0, 4 AIP0, 5 APort0, 6 AData0, 7 ADelay0.
 const RuleCase kCases[] = {
-    {"no-equals", "ADelay: 1", "8:1 warning", "write ADelay=1", "\n"},
+    {"no-equals", "ADelay: 1", "8:1 warning", "write ADelay=1", "\n // A"},
     {"long-line", std::string(2048, 'x'), "8:2048 error", "shorten", std::string(2047, 'x')},
     {"line-end", std::string("\0", 1), "8:1 error", "zero", "B=\\0"},
     {"blank", "ADelay = 1", "8:7 warning", "write ADelay=1", "EnableEvents= true"},
     {"blank", "AIP0=10.0.0.7\t", "4:14 warning", "write AIP0=10.0.0.7", "AXMLfield= x "},
+    {"commented-out", " #BCount=1", "8:1 error", "delete it, or remove the \"=\"", "#A: 1"},
+    {"commented-out", ";EnableEvents=true", "8:1 note", "delete it", "A;BCount=1"},
     {"unknown-key", "EnableEvnts=true", "8:1 warning", "EnableEvents", "EnableEvents=true"},
     {"unknown-key", "ACount1=1", "8:1 warning", "write ACount", "ADelay=1"},
     {"letter-case", "aDelay=1", "8:1 error", "write A in place of a", "Description=x"},
@@ -42,10 +50,34 @@ const RuleCase kCases[] = {
     {"cut-name", "DataHallData0=41", "8:1 error", "no field word", "MyIPlayCount=1"},
     {"protocol", "AProtocol0=TCPstatus", "3:12 warning", "TCPStatus", "AProtocol0=xUDP"},
     {"protocol", "ACount=3", "1:8 error", "ACount=1", "AProtocol0=TCPStatus"},
-    {"address", "AIP0=\"10.0.0.7:80\"", "4:6 error", "write 10.0.0.7, and", "AIP0=255.0.0.255"},
+    {"address", "AIP0=\"10.0.0.7:80\"", "4:6 error", "write 10.0.0.7, and", "AIP0=255.255.255.0"},
+    {"address", "AIP0=255.255.255.255", "4:6 error", "step of its own", "AIP0=255.255.255.254"},
+    {"address", "AIP0=10.0.0.255", "4:6 note", "one device", "AIP0=10.0.255.25"},
+    {"address", "AIP0=0.0.0.0", "4:6 warning", "127.0.0.1", "AIP0=0.0.0.0\nAPort0=2728"},
+    {"address", "AIP0=192.168.10.70/24", "4:6 error", "write 192.168.10.70", ""},
+    {"address", "AIP0=010.000.010.070", "4:6 error", "write 10.0.10.70", ""},
     {"address", "AIP0=" + std::string(64, '1'), "4:6 error", "numbers", "AIP0=1.1.1.1"},
     {"port", "APort0=65536", "5:8 error", "1 to 65535", "APort0=65535"},
     {"port", "APort0=0", "5:8 error", "1 to 65535", "APort0=1"},
+    {"loop", to_daemon("2727", "name", "set::DEVICE_NAME::1"), "4:6 warning", "not raise A again",
+     "AIP0=127.0.0.2\nAPort0=2728"},
+    {"loop", to_daemon("2700", "x", "y\nx=1"), "4:6 warning", "tcp:2700) and can raise A again",
+     "AIP0=127.0.0.1\nAPort0=2700"},
+    {"loop", to_daemon("2700", "x", "__TEST__:A"), "4:6 warning", "A -> __TEST__:A -> A", ""},
+    {"loop", to_daemon("2700", "x", "x{{y}}"), "4:6 warning", "not raise A again", ""},
+    {"loop", to_daemon("2700", "powerON", "powerON"), "4:6 warning", "not raise A again", ""},
+    {"loop",
+     to_daemon("2700", "x", "y") +
+         "\nyCount=1\nyProtocol0=UDP\nyIP0=lamp\nyPort0=2728\nyData0=" + as_hex("sysName=1") +
+         "\nBCount=1\nBXMLfield=sysName\nBProtocol0=TCPx\nBPort0=2700\nBData0=" + as_hex("x"),
+     "4:6 warning", ": A -> y -> sysName -> B -> x -> A = break", "AIP0=lamp\nAPort0=2728"},
+    {"loop", to_daemon("2727", "serialParity", "e_param_set::S0_BAUDRATE::9600-8N1"), "4:6 warning",
+     "A -> serialParity -> A", ""},
+    {"loop", to_daemon("2727", "HDMIOutResolution", "e_param_set::V_OUTPUT_TIMING_CONVERT::1"),
+     "4:6 warning", "A -> HDMIOutResolution -> A", ""},
+    {"loop", to_daemon("2727", "sysDescr", "sysDescr=1"), "4:6 warning", "A -> sysDescr -> A", ""},
+    {"loop", to_daemon("2728", "localPlayList", "local:x"), "4:6 warning", "-> localPlayList ->",
+     ""},
     {"data", "AData0=\"0x4F,0x4E\"", "6:8 error", "write AData0=4F4E;", "AData0=4a4B"},
     {"payload", "AData0=414200", "6:12 error", "without", "AData0=414230"},
     {"placeholder", "AData0=7B7B7D7D", "6:8 error", "name", "AData0=7B7D7D7D"},
@@ -57,10 +89,16 @@ const RuleCase kCases[] = {
     {"duplicate-key", "ADelay0=0\nADelay00=0", "8:1 warning", "remove", "ADelay=0"},
     {"same-trigger", "nameCount=1", "8:1 error", "steps of name to A", "muteCount=1"},
     {"builtin-trigger", "PowerOnCount=1\nPowerOnXMLfield=mute\nPowerOnDelay=1", "9:1 warning",
-     "behind PowerOnDelay", "PowerOnCount=1\nPowerOnXMLfield=PowerOn"},
+     "after PowerOnDelay", "PowerOnCount=1\nPowerOnXMLfield=PowerOn"},
+    {"builtin-trigger", "PowerOnCount=1\nPowerOnDelay=1\nPowerOnXMLfield=mute", "10:17 warning",
+     "remove", "PowerOnCount=1\nPowerOnXMLfield=poweron"},
     {"variable-name", "AXMLfield=device_name", "2:11 error", "write name", "AXMLfield=name"},
     {"variable-name", "AXMLfield=WPA_EAP_MODE", "2:11 error", "p8021enable or p8021status", ""},
-    {"trigger", "AXMLfield=audioMulticastAddr", "2:11 note", "", "AXMLfield=stream"},
+    {"trigger", "AXMLfield=audioMulticastAddr", "2:11 note", "write stream,", "AXMLfield=stream"},
+    {"trigger", "AXMLfield=\" Video mute\"", "2:11 warning", "write videoMute", "AXMLfield=mute"},
+    {"trigger", "mediaport0Count=1", "8:1 warning", "write mediaport0XMLfield=mediaPort0", ""},
+    {"trigger", "AXMLfield=VMute", "2:11 note", "write videoMute, which", ""},
+    {"trigger", "AXMLfield=ipset", "2:11 note", "gateway or ipAddr or ipMode or netmask,", ""},
     {"trigger", "AXMLfield=a=b", "2:11 warning", "holds no", "AXMLfield=webEnabled"},
     {"no-effect", "FastCableDetectEvents=false", "8:1 note", "", "EnableEvents=true"},
     {"no-effect", "DataEncode=ASCII", "8:1 note", "HEX", "DataEncode=HEX"},
@@ -124,6 +162,18 @@ TEST(Rules, AgreeWithTheDaemonAndItsDevice) {
   EXPECT_TRUE(contains(said(duplicates("BCount=0\nBCount=1\n")), "only one of them makes"));
   EXPECT_EQ(duplicates("DataEncode=HEX\nDataEncode=HEX\n").size(), 1U);
   EXPECT_TRUE(duplicates("BCount=1\nBIP5=1\nBIP5=1\n").empty());
+
+  const Findings commented = found_in(
+      "#BCount=2\n#BCount=2\n#BXMLfield=name\n#BDelay=90\n#BProtocol5=udp\n#BData0=7B7B\n"
+      "#Bip0=x \n#CIP0=1\n" +
+      good_event(""));
+  EXPECT_EQ(said(commented).find("1:1 error 6 lines still define"), 0U);
+  EXPECT_EQ(commented.size(), 3U) << "notes on two lines, and no other\n" << said(commented);
+
+  const Findings second = found_in(good_event("BCount=1\nBXMLfield=Name"), "trigger");
+  EXPECT_FALSE(second.at(0).fix) << "two events would have the trigger";
+  const std::string word = good_event("AXMLfield=setSettings:outAudioDelay");
+  EXPECT_EQ(found_in(word, "trigger", {kInputUsbc, nullptr, false, {}}).at(0).hint, "");
 
   const StatusVars status = {{"inputName", std::string(1100, 'x')}, {"zero", ""}};
   const CheckOptions options{kAnyProduct, &status, false, {}};
