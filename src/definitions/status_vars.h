@@ -1,7 +1,6 @@
 // The device's status, asked from the local status service through a shell pipeline.
 #pragma once
 
-#include <cstddef>
 #include <string>
 
 #include "definitions/templates.h"
@@ -11,9 +10,6 @@ namespace kovo {
 struct CentralState;
 
 constexpr int kMinStatusVars = 6;  // an answer of fewer lines is not taken
-// An answer is read up to these limits: a broken service must not fill the memory.
-constexpr std::size_t kMaxStatusVars = 4096;
-constexpr std::size_t kMaxStatusBytes = std::size_t{256} * 1024;
 
 /// Asks the status service, which takes up to two seconds. An answer of at least kMinStatusVars
 /// key:value lines replaces status_vars; otherwise they stay. Writes the status variables file

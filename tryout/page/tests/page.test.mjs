@@ -106,7 +106,7 @@ pageTest("a placeholder that the whole status does not hold is a mistake", async
   await use("nam:Lobby\rt:12:30\r");
   assert.equal(await page.getByLabel("Value of t", { exact: true }).inputValue(), "12:30");
   await use("nam=Lobby\nt:1\n");
-  await page.getByText("“t:1” is not of the form name=value").waitFor();
+  await page.getByText('"t:1" is not of the form name=value').waitFor();
   await use("nam=Lobby\na=b=c\n");
   assert.equal(await page.getByLabel("Value of a", { exact: true }).inputValue(), "b=c");
   await page.locator("#findings").getByRole("button", { name: "Write {{nam}}" }).click();
