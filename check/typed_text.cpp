@@ -9,7 +9,7 @@ namespace kovo::check {
 namespace {
 
 struct Code {
-  std::string_view typed;  // in any letter case, but for the letter after a backslash
+  std::string_view typed;  // case-insensitive, except for the letter after a backslash
   char byte;
 };
 

@@ -17,7 +17,8 @@ std::string bytes_of_text(std::string_view text);
 std::string text_of_bytes(std::string_view bytes);
 
 /// Returns the bytes of pairs of hexadecimal digits, each with or without 0x, \x, $ or % before it
-/// and with blanks, quotes and any of ",:;-" around it; nothing when the text holds something else.
+/// and with blanks, quotes and any of ",:;-" around it; nothing when the text contains anything
+/// else.
 std::optional<std::string> bytes_of_hex(std::string_view text);
 
 /// The characters of a text, without what bytes_of_hex allows around pairs of digits.

@@ -54,7 +54,7 @@ pageTest("typing the faulty example tells each finding at its line, and a click 
 
 pageTest("a fix writes what the hint says, in files with letters of several bytes too", async (page) => {
   await openFile(page, "gate.txt", Buffer.from("GäteCount=1\r\nGäteXMLfield=doorStäte\r\nGäteprotocol0=UDP\r\nGäteIP0=10.0.0.7\nGätePort0=6000\nGäteData0=4F\n"));
-  await page.getByRole("button", { name: "Use Unix line ends" }).click();
+  await page.getByRole("button", { name: "Use Unix line endings" }).click();
   await page.locator("#findings").getByRole("button", { name: /^Write "Gäte/ }).click();
   const expected = "GäteCount=1\nGäteXMLfield=doorStäte\nGäteProtocol0=UDP\nGäteIP0=10.0.0.7\nGätePort0=6000\nGäteData0=4F\n";
   assert.equal(Buffer.from(await editorText(page), "latin1").toString(), expected);
