@@ -13,6 +13,7 @@
 #include "check/log_files.h"
 #include "check/report.h"
 #include "check/rules.h"
+#include "check/status_text.h"
 #include "frame/text.h"
 
 namespace kovo::check {
@@ -39,39 +40,34 @@ int complain(const std::string& text) {
   return kCannotCheck;
 }
 
-/// Reads a file or standard input; false with the reason.
-bool read_whole(const std::string& path, std::string& text, std::string& error) {
+/// Reads a file or standard input up to a few bytes after `limit`; returns false with the reason.
+bool read_up_to(std::size_t limit, const std::string& path, std::string& text, std::string& error) {
   const bool standard_input = path == "-";
   std::FILE* file = standard_input ? stdin : std::fopen(path.c_str(), "r");
   errno = file == nullptr ? errno : 0;
   char buffer[65536];
   std::size_t size = 0;
-  while (file != nullptr && text.size() <= kMaxDefinitionBytes &&
+  while (file != nullptr && text.size() <= limit &&
          (size = std::fread(buffer, 1, sizeof buffer, file)) > 0) {
     text.append(buffer, size);
   }
-  const bool failed = file == nullptr || std::ferror(file) != 0;
-  if (failed) error = std::strerror(errno);
+  if (file == nullptr || std::ferror(file) != 0) error = std::strerror(errno);
   if (file != nullptr && !standard_input) std::fclose(file);
-  if (!failed && text.size() > kMaxDefinitionBytes)
-    error = "larger than 1 MiB: not read by the daemon";
   return error.empty();
 }
 
-/// Lines name=value, as the daemon writes them.
+bool read_definitions(const std::string& path, std::string& text, std::string& error) {
+  if (!read_up_to(kMaxDefinitionBytes, path, text, error)) return false;
+  if (text.size() > kMaxDefinitionBytes) error = "larger than 1 MiB: not read by the daemon";
+  return error.empty();
+}
+
 bool read_status(const std::string& path, StatusVars& status) {
   std::string text;
   std::string error;
-  if (!read_whole(path, text, error)) {
-    complain(path + ": " + error);
-    return false;
-  }
-  for (const std::string_view line : split_lines(text)) {
-    const KeyValue pair = split_key_value(line);
-    if (pair.found) status.emplace_back(pair.key, pair.value);
-  }
-  if (status.empty()) complain(path + ": holds no line name=value of a status");
-  return !status.empty();
+  if (read_up_to(kMaxStatusBytes, path, text, error)) error = parse_status(text, status);
+  if (!error.empty()) complain(path + ": " + error);
+  return error.empty();
 }
 
 void add_options(CLI::App& app, CommandLine& line) {
@@ -83,7 +79,7 @@ void add_options(CLI::App& app, CommandLine& line) {
       ->expected(0, 1)
       ->default_str("")
       ->trigger_on_parse();
-  app.add_option("--status", line.status_file, "A copy of the device's /tmp/kovo_var.txt")
+  app.add_option("--status", line.status_file, "The device's /tmp/kovo_var.txt or status answer")
       ->type_name("FILE");
   app.add_option("--product", line.product, "input-hdmi, input-usbc or output; otherwise any")
       ->type_name("PRODUCT");
@@ -165,7 +161,7 @@ void check_file(const std::string& path, const CommandLine& line, const CheckOpt
                 Outcome& outcome) {
   std::string text;
   std::string error;
-  if (!read_whole(path, text, error)) {
+  if (!read_definitions(path, text, error)) {
     outcome.status = complain(path + ": " + error);
     return;
   }
@@ -199,7 +195,8 @@ int run_log(CommandLine& line) {
   line.log.has_definitions = !line.definitions_file.empty();
   line.log.json = line.format == "json";
   std::string error;
-  if (line.log.has_definitions && !read_whole(line.definitions_file, line.log.definitions, error)) {
+  if (line.log.has_definitions &&
+      !read_definitions(line.definitions_file, line.log.definitions, error)) {
     return complain(line.definitions_file + ": " + error);
   }
   const LogResult result = show_logs(line.log);

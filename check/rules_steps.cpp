@@ -1,4 +1,4 @@
-// Rules about steps: which sender, where to, and what is missing.
+// Rules about steps: protocol, address and port, and what is missing.
 #include <algorithm>
 
 #include "check/check_context.h"
@@ -25,17 +25,16 @@ void check_protocol_value(CheckContext& context, const StepValue& step) {
   if (!choose_sender(value)) {
     std::string hint = "write UDP or TCP, or UDPStatus or TCPStatus to send the device's status";
     if (!right.empty()) hint = "write " + right;
-    if (right.size() == 3) hint = "write UDP or TCP in capitals";
     add_finding(context, step.range,
-                step.step + " sends nothing: " + quoted(value) + " names no sender", hint,
-                right.empty() ? std::nullopt : std::optional(right));
+                step.step + " sends nothing: " + quoted(value) + " is not a supported protocol",
+                hint, right.empty() ? std::nullopt : std::optional(right));
     return;
   }
   const bool both = contains(value, "TCP") && contains(value, "UDP");
   const bool no_status = right.size() > 3 && !contains(value, "Status");
   if (!both && !no_status) return;
   add_finding(context, context.rule->other, step.range,
-              both ? quoted(value) + " names both senders: " + step.step + " goes by TCP"
+              both ? quoted(value) + " is ambiguous: " + step.step + " uses TCP"
                    : quoted(value) + " sends the payload, not the device's status",
               "write " + right, right);
 }
@@ -55,9 +54,9 @@ void check_empty_steps(CheckContext& context, const NamedKeys& keys) {
   }
   const std::string name = shown(keys.name);
   const std::string first = std::to_string(empty.front());
-  const std::string text = empty.size() == 1 ? "step " + first + " of " + name + " has no line"
+  const std::string text = empty.size() == 1 ? "step " + first + " of " + name + " has no lines"
                                              : std::to_string(empty.size()) + " steps of " + name +
-                                                   " have no line (the first is " + first + ")";
+                                                   " have no lines (the first is " + first + ")";
   const bool at_end = empty.front() + static_cast<std::int32_t>(empty.size()) == step_count;
   add_finding(context, value_range(context, keys.counts.back()), text + ": nothing is sent",
               at_end && empty.front() > 0
@@ -120,16 +119,16 @@ void check_address_value(CheckContext& context, const StepValue& step) {
 
 void check_port_value(CheckContext& context, const StepValue& step) {
   const ReadNumber number = read_number(step.entry.value);
-  const std::string goes = ": " + step.step + " goes to port ";
+  const std::string goes = ": " + step.step + " is sent to port ";
   const std::string port = std::to_string(sent_port(step.entry.value));
   if (!number.has_digits) {
-    add_finding(context, step.range, quoted(step.entry.value) + " is no number" + goes + "0",
+    add_finding(context, step.range, quoted(step.entry.value) + " is not a valid port" + goes + "0",
                 "write a number from 1 to 65535");
   } else if (number.value < 1 || number.value > 65535) {
-    add_finding(
-        context, step.range,
-        step.line + " is no port" + (port == std::to_string(number.value) ? "" : goes + port),
-        "write a number from 1 to 65535");
+    add_finding(context, step.range,
+                step.line + " is not a valid port" +
+                    (port == std::to_string(number.value) ? "" : goes + port),
+                "write a number from 1 to 65535");
   } else if (!number.rest.empty()) {
     add_finding(context, step.range, step.line + " is read as " + port, "write " + port, port);
   }
@@ -175,7 +174,7 @@ void check_port(CheckContext& context) {
                  [&](const StepValue& step) { check_port_value(context, step); });
   for_each_step(context, [&](const NamedStep& step) {
     if (step.entries.port != kNoEntry) return;
-    add_finding(context, step.range, step.text + " has no port and goes to port 0",
+    add_finding(context, step.range, step.text + " has no port and is sent to port 0",
                 "add " + step.name + "Port" + step.number + "= and a number from 1 to 65535");
   });
 }

@@ -83,7 +83,7 @@ void check_same_trigger(CheckContext& context) {
     add_finding(
         context, trigger_range(context, keys),
         quoted(keys.event->trigger) + " never raises " + name + ": it raises " +
-            shown(earlier.name) + ", which stands before it (" +
+            shown(earlier.name) + ", which is defined first (" +
             line_of(context, earlier.counts.front()) + ")",
         "write another trigger, or give the steps of " + name + " to " + shown(earlier.name));
   });

@@ -36,15 +36,15 @@ constexpr char kOddEvents[] =
     " | sed 's/\"0\\{120\\}\\./\"0./'";
 constexpr char kOddExplained[] = R"(
 Late   raised by "Late" (only by name on tcp:2700); never runs: it is dropped after 60 s
-  -5 ms  |-                            sends nothing: "udp" names no sender
+  -5 ms  |-                            sends nothing: "udp" is not a supported protocol
   and 1 step without lines: nothing is sent
 
 DVIConnected   raised by "Late" (only by name on tcp:2700); never found: the trigger raises Late
   and 3 steps without lines: nothing is sent
 
 name   raised by "name" (variable DEVICE_NAME); runs after 2 s
-   0 ms  |#                     TCP 10.0.0.7:80       5 bytes  "Lobby"  ends at a zero byte
-   9 ms  |                #     UDP 0.0.0.0:4464   1023 bytes  "0..."  cut at 1023 bytes
+   0 ms  |#                     TCP 10.0.0.7:80       5 bytes  "Lobby"  ends at a NUL
+   9 ms  |                #     UDP 0.0.0.0:4464   1023 bytes  "0..."  truncated to 1023 bytes
   and 1 step without lines: nothing is sent)";
 constexpr char kDoorExplained[] = R"(; runs within 250 ms
    0 ms  |#                     UDP 10.0.0.7:6000   28 bytes  "Door of {{name}} at {{time}}"
@@ -74,9 +74,9 @@ TEST(Program, OutputAndExitStatusSayWhatCameOut) {
       {"--format=json faulty.txt", 1, kJsonFinding},
       {"--format=json faulty.txt", 1, kJsonEvent},
       {"--format=json faulty.txt", 1, R"("port":4464,"bytes":0,)"},
-      {"--format=json faulty.txt - </dev/null", 1, R"("errors":26,"warnings":10,"notes":4})"},
-      {"--strict <(echo x)", 1, "1 error,"},
-      {"<(echo x)", 0, "1 warning,"},
+      {"--format=json faulty.txt - </dev/null", 1, R"("errors":23,"warnings":11,"notes":4})"},
+      {"--strict <(echo x)", 1, "2 errors,"},
+      {"<(echo x)", 0, "2 warnings,"},
       {"<(printf '\\xFF\\xFEx\\0')", 1, ": 1 error, 0 warnings, 0 notes"},
       {"- < <(yes | head -n 100001) | tail -n 1", 0, "<stdin>: 0 errors, 100000 warnings"},
       {"faulty.txt --disable protocol,count --disable=index", 1, "15 errors"},
@@ -89,7 +89,11 @@ TEST(Program, OutputAndExitStatusSayWhatCameOut) {
       {"--product output <(echo HDMIOutStatusCount=1)", 1, " 0 notes"},
       {"--product input-usbc <(echo HDMIOutStatusCount=1)", 1, " 1 note"},
       {"--format xml kovo.txt", 2, "kovocheck: no format \"xml\""},
-      {"--status /dev/null kovo.txt", 2, "kovocheck: /dev/null: holds no line name=value"},
+      {"--status /dev/null kovo.txt", 2, "kovocheck: /dev/null: has no line name=value or"},
+      {"--status <(printf 'a:1=\\nb=2') kovo.txt", 2, "\"b=2\" is not of the form name:value"},
+      {"--status <(printf 'mute:0\\r\\r\\nname:A\\r') kovo.txt", 0, "kovo.txt: 0 errors"},
+      {"--status <(yes mute=0 | head -4095; echo name=; yes x=) kovo.txt", 0, "kovo.txt: 0 errors"},
+      {"--status <(yes mute=0 | head -4096; echo name=; yes x=) kovo.txt", 1, "kovo.txt: 1 error"},
       {"--wrong", 2, "(see kovocheck --help)\n"},
       {"--rules", 0, "display-period   note     display-connection events"},
       {"--version", 0, "kovocheck 1."},

@@ -31,14 +31,14 @@ std::string to_daemon(const std::string& port, const std::string& trigger, const
 const RuleCase kCases[] = {
     {"no-equals", "ADelay: 1", "8:1 warning", "write ADelay=1", "\n // A"},
     {"long-line", std::string(2048, 'x'), "8:2048 error", "shorten", std::string(2047, 'x')},
-    {"line-end", std::string("\0", 1), "8:1 error", "zero", "B=\\0"},
+    {"line-end", std::string("\0", 1), "8:1 error", "NULs", "B=\\0"},
     {"blank", "ADelay = 1", "8:7 warning", "write ADelay=1", "EnableEvents= true"},
     {"blank", "AIP0=10.0.0.7\t", "4:14 warning", "write AIP0=10.0.0.7", "AXMLfield= x "},
     {"commented-out", " #BCount=1", "8:1 error", "delete it, or remove the \"=\"", "#A: 1"},
     {"commented-out", ";EnableEvents=true", "8:1 note", "delete it", "A;BCount=1"},
     {"unknown-key", "EnableEvnts=true", "8:1 warning", "EnableEvents", "EnableEvents=true"},
     {"unknown-key", "ACount1=1", "8:1 warning", "write ACount", "ADelay=1"},
-    {"letter-case", "aDelay=1", "8:1 error", "write A in place of a", "Description=x"},
+    {"letter-case", "aDelay=1", "8:1 error", "write A instead of a", "Description=x"},
     {"no-count", "BIP3=10.0.0.7", "8:1 error", "BCount=4", "BIP3=10.0.0.7\nBCount=4"},
     {"no-count", "PowerOnCount=0\nPowerOnDelay=1", "9:1 note", "", "PowerOnCount=0"},
     {"count", "ACount=129", "1:8 error", "at most 128", "ACount=128\nBCount= 2"},
@@ -47,7 +47,7 @@ const RuleCase kCases[] = {
     {"index", "APort=1", "8:1 error", "APort0", "APort00=1"},
     {"index", "APortx=1", "8:6 error", "number from 0", "ADelay=1"},
     {"index", "APort128x=1", "8:6 error", "number from 0", "ADelay=1"},
-    {"cut-name", "DataHallData0=41", "8:1 error", "no field word", "MyIPlayCount=1"},
+    {"cut-name", "DataHallData0=41", "8:1 error", "rename", "MyIPlayCount=1"},
     {"protocol", "AProtocol0=TCPstatus", "3:12 warning", "TCPStatus", "AProtocol0=xUDP"},
     {"protocol", "ACount=3", "1:8 error", "ACount=1", "AProtocol0=TCPStatus"},
     {"address", "AIP0=\"10.0.0.7:80\"", "4:6 error", "write 10.0.0.7, and", "AIP0=255.255.255.0"},
@@ -79,10 +79,18 @@ const RuleCase kCases[] = {
     {"loop", to_daemon("2728", "localPlayList", "local:x"), "4:6 warning", "-> localPlayList ->",
      ""},
     {"data", "AData0=\"0x4F,0x4E\"", "6:8 error", "write AData0=4F4E;", "AData0=4a4B"},
-    {"payload", "AData0=414200", "6:12 error", "without", "AData0=414230"},
+    {"data", "AData0=504O,0D", "6:11 error", "the digit 0; now", "AData0=5040"},
+    {"data", "AData0= \\x25 $31,0x0D", "6:8 error", "write AData0=25310D;", "AData0=\t"},
+    {"data", "AData0=50 4", "6:8 error", "two digits for each byte; now 50 04", "AData0=5004"},
+    {"data", "AData0=ON<CR>", "6:8 error", "write AData0=4F4E0D;", "AData0=4F4E"},
+    {"payload", "AData0=414200", "6:12 error", "remove the 00", "AData0=414230"},
+    {"payload", "AData0=25315C783064", "6:12 note", "digits 0D", "AData0=25315C7830"},
+    {"placeholder", "AData0=31247B4D5554457D", "6:10 note", "{{MUTE}}", "AData0=7B4F4E7D247B317D"},
+    {"blank", " AXMLfield = x ", "8:1 warning", "write AXMLfield=x", "AXMLfield=x "},
+    {"delay", "ADelay0=600001", "7:9 note", "milliseconds", "ADelay0=600000"},
     {"placeholder", "AData0=7B7B7D7D", "6:8 error", "name", "AData0=7B7D7D7D"},
     {"placeholder", "AData0=7B7B20787D7D", "6:12 error", "{{x}}", "AData0=7B7B54494D457D7D"},
-    {"delay", "ADelay0=2147483648", "7:9 error", "milliseconds", "ADelay0=2147483647"},
+    {"delay", "ADelay0=2147483648", "7:9 error", "milliseconds", "ADelay0=1"},
     {"delay", "ADelay=-1", "8:8 error", "seconds", "ADelay=0"},
     {"delay-order", "ACount=2\nADelay0=5\nAIP1=", "8:1 warning", "every", "ACount=2\nADelay1=5"},
     {"never-runs", "ADelay=60", "8:8 error", "below 60", "ADelay=59"},
@@ -135,6 +143,7 @@ std::size_t mend_all(const std::string& text) {
 
 TEST(Rules, ReportTheBadLineUntilItIsFixedAndNotTheGoodOne) {
   std::bitset<kRuleCount> met;
+  met.set(find_rule("no-event"));  // of no file with an event
   std::size_t mends = mend_all(read_example("faulty.txt"));
   for (const RuleCase& c : kCases) {
     SCOPED_TRACE(c.rule + (" in " + c.bad));
@@ -159,7 +168,7 @@ TEST(Rules, AgreeWithTheDaemonAndItsDevice) {
   EXPECT_TRUE(read_number("-2147483648").in_range && !read_number("-2147483649").in_range);
 
   const auto duplicates = [](const char* text) { return found_in(text, "duplicate-key"); };
-  EXPECT_TRUE(contains(said(duplicates("BCount=0\nBCount=1\n")), "only one of them makes"));
+  EXPECT_TRUE(contains(said(duplicates("BCount=0\nBCount=1\n")), "only one of the two"));
   EXPECT_EQ(duplicates("DataEncode=HEX\nDataEncode=HEX\n").size(), 1U);
   EXPECT_TRUE(duplicates("BCount=1\nBIP5=1\nBIP5=1\n").empty());
 
@@ -178,11 +187,32 @@ TEST(Rules, AgreeWithTheDaemonAndItsDevice) {
   const StatusVars status = {{"inputName", std::string(1100, 'x')}, {"zero", ""}};
   const CheckOptions options{kAnyProduct, &status, false, {}};
   const std::string text =
-      good_event("AData0=" + as_hex("{{inptName}}{{zero}}{{Date}}{{inputName}}"));
+      good_event("AData0=" + as_hex("{{inptName}}{{zero}}{{Date}}{{inputName}}{{inptName}}"));
   EXPECT_EQ(said(found_in(text, "placeholder", options)),
-            "6:12 error \"{{inptName}}\" disappears: the status has no such name = did you mean "
-            "{{inputName}}?\n");
+            "6:12 error \"{{inptName}}\" is replaced by nothing: the status has no such name (2 "
+            "places) = did you mean {{inputName}}?\n");
   EXPECT_EQ(found_in(text, "payload", options).size(), 1U) << "it is too long";
+}
+
+TEST(Rules, ReportAMistakeOnce) {
+  const std::string good = good_event("");
+  const std::string next = std::regex_replace(good, std::regex("0="), "1=");
+  const struct {
+    std::string text;
+    const char* said;
+  } cases[] = {
+      {std::regex_replace(good, std::regex("\n"), "\r"), "7 lines end in CR alone"},
+      {"EnableEvents=true\n", "warning the file defines no event"},
+      {next, "3:1 error AProtocol1 and 4 more lines are out of range"},
+      {next, "number the steps of A from 0"},
+      {good + next.substr(next.find("AProtocol1")), "write ACount=2 if"},
+      {good + good, "8:1 warning ACount and 6 more lines repeat keys from line 1 on"},
+  };
+  for (const auto& c : cases) {
+    const Findings findings = found_in(c.text);
+    EXPECT_EQ(findings.size(), 1U) << said(findings);
+    EXPECT_TRUE(contains(said(findings), c.said)) << said(findings);
+  }
 }
 
 TEST(Rules, TakeTimeInProportionToTheLines) {

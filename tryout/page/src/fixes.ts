@@ -11,8 +11,8 @@ export function fixOf(finding: Finding, text: () => string): Fix | null {
   if (mend !== null) {
     return { label: labelOf(finding.rule, mend), edits: () => [{ line, column, length, text: mend }] };
   }
-  if (finding.rule === "line-end" && finding.hint.includes("Unix line ends")) {
-    return { label: "Use Unix line ends", edits: () => withoutCarriageReturns(text()) };
+  if (finding.rule === "line-end" && finding.hint.includes("sed -i")) {
+    return { label: "Use Unix line endings", edits: () => withoutCarriageReturns(text()) };
   }
   return null;
 }
