@@ -31,6 +31,14 @@ struct SourceRange {
   std::int32_t length = 0;
 };
 
+/// Bytes of one line, and the text that replaces them.
+struct Edit {
+  SourceRange range;
+  std::string text;
+};
+
+constexpr char kGuess[] = "did you mean ";  // a hint that begins so makes the fix a guess
+
 struct Finding {
   const RuleInfo* rule;
   Severity severity;
@@ -38,6 +46,7 @@ struct Finding {
   std::string text;                // what is wrong, printable ASCII
   std::string hint;                // what to write instead; may be empty
   std::optional<std::string> fix;  // what replaces the bytes of `range`
+  std::vector<Edit> also;          // what the same fix replaces elsewhere
 };
 
 using Findings = std::vector<Finding>;

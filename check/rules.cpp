@@ -120,17 +120,18 @@ Findings check_source(const Source& source, const CheckOptions& options) {
 }
 
 void add_finding(CheckContext& context, Severity severity, const SourceRange& range,
-                 std::string text, std::string hint, std::optional<std::string> fix) {
+                 std::string text, std::string hint, std::optional<std::string> fix,
+                 std::vector<Edit> also) {
   if (context.findings.size() >= kMaxFindings) return;
   const bool raised = context.options.strict && severity == Severity::kWarning;
   context.findings.push_back({context.rule, raised ? Severity::kError : severity, range,
-                              std::move(text), std::move(hint), std::move(fix)});
+                              std::move(text), std::move(hint), std::move(fix), std::move(also)});
 }
 
 void add_finding(CheckContext& context, const SourceRange& range, std::string text,
-                 std::string hint, std::optional<std::string> fix) {
+                 std::string hint, std::optional<std::string> fix, std::vector<Edit> also) {
   add_finding(context, context.rule->severity, range, std::move(text), std::move(hint),
-              std::move(fix));
+              std::move(fix), std::move(also));
 }
 
 const DefinitionEntry& entry_at(const CheckContext& context, std::uint32_t entry) {

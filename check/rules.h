@@ -48,7 +48,7 @@ void check_payload(CheckContext& context);
 void check_placeholder(CheckContext& context);
 
 // Findings at the same place are reported in this order.
-constexpr RuleInfo kRules[] = {
+inline constexpr RuleInfo kRules[] = {
     {"no-equals", Severity::kWarning, Severity::kWarning, check_no_equals,
      "a line that holds no \"=\" is not read"},
     {"long-line", Severity::kError, Severity::kError, check_long_line,

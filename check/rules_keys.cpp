@@ -140,10 +140,17 @@ void check_similar(CheckContext& context, const MissingEvent& missing) {
   const std::string count_line = line_of(context, event.counts.front());
   const std::string name = shown(missing.keys.name);
   const bool has_more_keys = event.entries.size() >= missing.keys.entries.size();
+  const std::string_view right = has_more_keys ? event.name : missing.keys.name;
+  std::vector<Edit> others;
+  for (const std::uint32_t at : has_more_keys ? missing.keys.entries : event.entries) {
+    const SourceRange range = part_of(key_range(context, at), 0, right.size());
+    if (range.line != missing.range.line) others.push_back({range, std::string(right)});
+  }
   add_finding(context, missing.range,
               name + " does not exist: the Count on " + count_line + " is of " + shown(event.name),
               has_more_keys ? "write " + shown(event.name) + " in place of " + name
-                            : "write " + name + "Count on " + count_line);
+                            : "write " + name + "Count on " + count_line,
+              std::string(right), std::move(others));
 }
 
 }  // namespace

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "frame/text.h"
 #include "check/trigger_sources.h"
+#include "frame/text.h"
 
 namespace kovo::check {
 namespace {

@@ -52,13 +52,22 @@ constexpr char kDoorExplained[] = R"(; runs within 250 ms
  350 ms  |                #     UDP 10.0.0.7:6000   the device's status)";
 constexpr char kJsonFinding[] =
     R"({"file":"faulty.txt","line":34,"column":11,"length":5,"severity":"error","rule":"port",)"
-    R"("text":"GatePort0=6000x is read as 6000","hint":"write 6000","mend":"6000"},)";
+    R"("text":"GatePort0=6000x is read as 6000","hint":"write 6000","fix":"6000"},)";
 constexpr char kJsonEvent[] =
     R"({"file":"faulty.txt","line":4,"name":"PowerOn","trigger":"PowerOn","raised_by":["the first )"
     R"(start after boot","variable PWR_ON_ST"],"shadowed_by":"","delay_s":90,"never_runs":true,)"
     R"("once_per_boot":true,"display_period":false,"step_count":2,"steps":[{"index":1,)"
     R"("offset_ms":0,"sends":"payload","transport":"TCP","protocol":"TCP","address":"10.0.0.6",)"
     R"("port":23,"bytes":2,"hex":"4F4B","payload":"OK","cut":false,"ends_at_zero":true}]},)";
+
+// A link to a file is followed; its mode stays, and nothing else is left.
+constexpr char kFix[] =
+    "--version; cd $(mktemp -d) && printf 'EnableEvents =true\r\nACount = 1' >a && chmod 640 a &&"
+    " ln -s a b && " KOVOCHECK " --fix --format=diff b; stat -c '%a %F' a b; ls; cat a";
+constexpr char kFixed[] =
+    "--- a/b\n+++ b/b\n@@ -1,2 +1,2 @@\n-EnableEvents =true\r\n+EnableEvents=true\n ACount = 1\n"
+    "\\ No newline at end of file\n640 regular file\n777 symbolic link\na\nb\nEnableEvents=true\n"
+    "ACount = 1";
 
 TEST(Program, OutputAndExitStatusSayWhatCameOut) {
   const struct {
@@ -75,6 +84,10 @@ TEST(Program, OutputAndExitStatusSayWhatCameOut) {
       {"--format=json faulty.txt", 1, kJsonEvent},
       {"--format=json faulty.txt", 1, R"("port":4464,"bytes":0,)"},
       {"--format=json faulty.txt - </dev/null", 1, R"("errors":26,"warnings":9,"notes":6})"},
+      {kFix, 0, kFixed},
+      {"--fix <(echo EnableEvents =true)", 2, "cannot write: not a regular file\n"},
+      {"--fix - </dev/null", 2, "kovocheck: --fix cannot write standard input"},
+      {"--format=json <(echo ACount = 1)", 0, R"("hint":"write ACount=1","fix":null})"},
       {"--strict <(echo x)", 1, "1 error,"},
       {"<(echo x)", 0, "1 warning,"},
       {"<(printf '\\xFF\\xFEx\\0')", 1, ": 1 error, 0 warnings, 0 notes"},
