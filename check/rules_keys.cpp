@@ -57,6 +57,23 @@ bool runs_from_one(const NamedKeys& keys) {
          keys.steps.rbegin()->first == static_cast<std::uint32_t>(keys.event->most_steps);
 }
 
+/// Returns the edits that number the steps of an event from 0 instead of from 1, except for the
+/// key at `reported`, whose finding has its own.
+std::vector<Edit> numbered_from_zero(const CheckContext& context, const NamedKeys& keys,
+                                     std::uint32_t reported) {
+  std::vector<Edit> edits;
+  for (const std::uint32_t at : keys.entries) {
+    const DefinitionEntry& entry = entry_at(context, at);
+    std::uint32_t index = 0;
+    if (at == reported || entry.parts != 2 || !is_known(entry) || !read_index(entry, index))
+      continue;
+    const std::size_t from = entry.name.size() + entry.field.size();
+    edits.push_back(
+        {part_of(key_range(context, at), from, entry.index.size()), std::to_string(index - 1)});
+  }
+  return edits;
+}
+
 /// Reports a step index at or beyond the Count.
 void check_index_number(CheckContext& context, std::uint32_t position) {
   const DefinitionEntry& entry = entry_at(context, position);
@@ -74,12 +91,19 @@ void check_index_number(CheckContext& context, std::uint32_t position) {
   std::string hint = "write " + name + "Count=" + std::to_string(index + 1) +
                      " if it has so many steps; the first one is 0";
   if (index >= kMaxSteps) hint = "an event has at most 128 steps: give this one to another event";
+  std::optional<std::string> fix;
+  std::vector<Edit> others;
   if (runs_from_one(*keys)) {
+    if (position == keys->steps.rbegin()->second.first) {  // one fix for all of them
+      fix = without_index(entry) + std::to_string(index - 1);
+      others = numbered_from_zero(context, *keys, position);
+    }
     hint = "the steps of " + name + " run from 1 to " + count + ": count them from 0 (" +
            shown(without_index(entry) + std::to_string(index - 1)) + ")";
   }
   add_finding(context, key_range(context, position),
-              key_text(entry) + " is beyond " + name + "Count=" + count + ": " + steps, hint);
+              key_text(entry) + " is beyond " + name + "Count=" + count + ": " + steps, hint, fix,
+              std::move(others));
 }
 
 /// Reports a key that two lines have, unless another rule reports that its event does not exist.

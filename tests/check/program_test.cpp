@@ -84,6 +84,7 @@ TEST(Program, OutputAndExitStatusSayWhatCameOut) {
       {"--format=json faulty.txt", 1, kJsonEvent},
       {"--format=json faulty.txt", 1, R"("port":4464,"bytes":0,)"},
       {"--format=json faulty.txt - </dev/null", 1, R"("errors":26,"warnings":9,"notes":6})"},
+      {"--format=diff faulty.txt", 1, "+PowerOnData0=4F4B0\n+PowerOnProtocol1=UDP\n"},
       {kFix, 0, kFixed},
       {"--fix <(echo EnableEvents =true)", 2, "cannot write: not a regular file\n"},
       {"--fix - </dev/null", 2, "kovocheck: --fix cannot write standard input"},
