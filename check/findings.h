@@ -19,7 +19,14 @@ struct RuleInfo {
   Severity other;                // of the others; the same when there are none
   void (*check)(CheckContext&);  // adds its findings
   const char* sentence;          // what it reports
+  bool has_third = false;        // some findings have the severity that neither of the two is
 };
+
+/// Returns whether a rule adds findings of a severity.
+bool can_have(const RuleInfo& rule, Severity severity);
+
+/// Returns the severities of a rule, such as "error, note".
+std::string severities_text(const RuleInfo& rule);
 
 /// Returns "note", "warning" or "error".
 const char* severity_name(Severity severity);

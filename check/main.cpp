@@ -16,6 +16,7 @@
 #include "check/log_files.h"
 #include "check/replace_file.h"
 #include "check/report.h"
+#include "check/rule_sections.h"
 #include "check/rules.h"
 #include "frame/text.h"
 
@@ -35,6 +36,7 @@ struct CommandLine {
   bool strict = false;
   bool fix = false;
   bool list_rules = false;
+  std::string rule;  // to explain
   LogOptions log;
   std::string definitions_file;
 };
@@ -95,6 +97,7 @@ void add_options(CLI::App& app, CommandLine& line) {
   app.add_option("--format", line.format, "text, json, or diff for the fixes")->type_name("FORMAT");
   app.add_flag("--fix", line.fix, "Write the fixes to the files, and check the result");
   app.add_flag("--rules", line.list_rules, "List the rules");
+  app.add_option("--explain-rule", line.rule, "Explain a rule, with an example")->type_name("RULE");
   app.add_option("--disable", line.disabled, "A rule that is left out; may be given again")
       ->type_name("RULE")
       ->delimiter(',')
@@ -235,6 +238,17 @@ void check_file(const std::string& path, const CommandLine& line, const CheckOpt
   std::fwrite(report.data(), 1, report.size(), stdout);
 }
 
+int explain_rule(const std::string& rule) {
+  const std::string section = rule_section(rule);
+  if (section.empty()) {
+    complain("no rule \"" + rule + "\"; the rules are:");
+    std::fputs(rules_text().c_str(), stderr);
+    return kCannotCheck;
+  }
+  std::fputs(section.c_str(), stdout);
+  return kClean;
+}
+
 /// Shows a timeline of logs in place of findings.
 int run_log(CommandLine& line) {
   if (!is_format(line.format, true)) return kCannotCheck;
@@ -254,6 +268,7 @@ int run(CommandLine& line) {
     std::fputs(rules_text().c_str(), stdout);
     return kClean;
   }
+  if (!line.rule.empty()) return explain_rule(line.rule);
   if (!line.log.paths.empty()) return run_log(line);
   if (line.files.empty()) return complain("no file given (see kovocheck --help)");
   if (line.fix && std::count(line.files.begin(), line.files.end(), "-") > 0) {

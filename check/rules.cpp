@@ -93,6 +93,19 @@ const char* severity_name(Severity severity) {
   return severity == Severity::kWarning ? "warning" : "note";
 }
 
+bool can_have(const RuleInfo& rule, Severity severity) {
+  return rule.has_third || rule.severity == severity || rule.other == severity;
+}
+
+std::string severities_text(const RuleInfo& rule) {
+  std::string text;
+  for (const Severity severity : {Severity::kError, Severity::kWarning, Severity::kNote}) {
+    if (!can_have(rule, severity)) continue;
+    text += (text.empty() ? "" : ", ") + std::string(severity_name(severity));
+  }
+  return text;
+}
+
 std::size_t count_of(const Findings& findings, Severity severity) {
   const auto has_it = [=](const Finding& finding) { return finding.severity == severity; };
   return static_cast<std::size_t>(std::count_if(findings.begin(), findings.end(), has_it));

@@ -3,7 +3,9 @@
 #include <sys/wait.h>
 
 #include <cstdio>
+#include <regex>
 
+#include "check/json_event.h"
 #include "tests/check/texts.h"
 
 namespace kovo::check {
@@ -105,7 +107,10 @@ TEST(Program, OutputAndExitStatusSayWhatCameOut) {
       {"--format xml kovo.txt", 2, "kovocheck: no format \"xml\""},
       {"--status /dev/null kovo.txt", 2, "kovocheck: /dev/null: holds no line name=value"},
       {"--wrong", 2, "(see kovocheck --help)\n"},
-      {"--rules", 0, "display-period   note     display-connection events"},
+      {"--rules", 0, "count            error                a Count"},
+      {"--rules", 0, "no-count         error, note          the keys"},
+      {"--explain-rule no-equals", 0, "kovo.txt:8:1: warning: the line holds"},
+      {"--explain-rule nothing", 2, "no rule \"nothing\"; the rules are:\nno-equals "},
       {"--version", 0, "kovocheck 1."},
       {"kovo.txt 2>&1 >/dev/full", 2, "kovocheck: cannot write: No space left on device\n"},
   };
@@ -115,6 +120,28 @@ TEST(Program, OutputAndExitStatusSayWhatCameOut) {
     EXPECT_EQ(status, c.status);
     EXPECT_NE(output.find(c.output), std::string::npos) << c.output;
   }
+}
+
+TEST(Program, ReportIsReadByTheProblemMatcher) {
+  const Json file = Json::parse(read_example("../../packaging/kovocheck-problem-matcher.json"));
+  const std::string report = read_example("faulty.report");
+  long findings = -1;  // the last line is none
+  for (const std::string_view line : split_lines(report)) findings += line.front() != ' ';
+  for (const auto& matcher : file["problemMatcher"]) {
+    const Json& pattern = matcher["pattern"][0];
+    const std::regex form(pattern["regexp"].get<std::string>());
+    const auto part = [&](const char* name) { return "$" + pattern[name].dump(); };
+    const std::string severity = matcher.contains("severity") ? "note" : part("severity");
+    const std::string same = part("file") + ":" + part("line") + ":" + part("column") + ": " +
+                             severity + ": " + part("message") + " [" + part("code") + "]";
+    for (const std::string_view each : split_lines(report)) {
+      const std::string line(each);
+      if (!std::regex_match(line, form)) continue;
+      EXPECT_EQ(std::regex_replace(line, form, same), line);
+      --findings;
+    }
+  }
+  EXPECT_EQ(findings, 0);
 }
 
 }  // namespace

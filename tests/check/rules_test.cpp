@@ -84,6 +84,7 @@ std::string said(const Findings& findings) {
 std::size_t fix_all(const std::string& text) {
   std::size_t fixes = 0;
   for (const Finding& finding : found_in(text)) {
+    EXPECT_TRUE(can_have(*finding.rule, finding.severity)) << finding.rule->name;
     if (!finding.fix) continue;
     ++fixes;
     const std::string left =
@@ -136,6 +137,22 @@ TEST(Rules, KnowTheDaemonAndItsDevice) {
             "6:12 error \"{{inptName}}\" disappears: the status has no such name = did you mean "
             "{{inputName}}?\n");
   EXPECT_EQ(found_in(text, "payload", options).size(), 1U) << "it is too long";
+}
+
+TEST(Rules, HaveSectionsWhoseExamplesAreTrue) {
+  const std::string page = read_example("../rules.md");
+  std::size_t size = page.find("\n## ");
+  for (const RuleInfo& rule : kRules) {
+    SCOPED_TRACE(rule.name);
+    const RuleExample example = rule_example(rule.name);
+    EXPECT_FALSE(found_in(with_lines(kExampleEvent, example.bad), rule.name).empty());
+    EXPECT_EQ(said(found_in(with_lines(kExampleEvent, example.good))), "");
+    const std::string section = "\n" + rule_section(rule.name);
+    EXPECT_EQ(page.substr(size, section.size()), section) << "check/rules/document writes it";
+    size += section.size();
+  }
+  EXPECT_EQ(page.size(), size);
+  EXPECT_TRUE(contains(page, std::regex_replace(kExampleEvent, std::regex("[^\n]+"), "    $&")));
 }
 
 TEST(Timing, GrowsWithTheLinesAlone) {
