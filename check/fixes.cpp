@@ -159,6 +159,7 @@ std::vector<Fixes> groups_of(const Source& source, const Fixes& fixes) {
     by_event[events[static_cast<std::size_t>(finding->range.line) - 1]].push_back(finding);
   }
   std::vector<Fixes> groups;
+  groups.reserve(by_event.size());
   for (auto& [event, group] : by_event) groups.push_back(std::move(group));
   return groups;
 }
@@ -224,7 +225,9 @@ std::vector<LineChange> changes_between(const Lines& before, const Lines& after)
     std::size_t start = 0;
     std::size_t end = 0;
     while (start < shorter && before[start] == after[start]) ++start;
-    while (end < shorter - start && before.rbegin()[end] == after.rbegin()[end]) ++end;
+    while (end < shorter - start &&
+           before[before.size() - end - 1] == after[after.size() - end - 1])
+      ++end;
     return {{start, before.size() - end, start, after.size() - end}};
   }
   for (std::size_t at = 0; at < shorter; ++at) {

@@ -48,7 +48,7 @@ std::string replace_file(const std::string& path, std::string_view text) {
   if (write_file(temp.get(), replaced, text) && std::rename(temp_path.c_str(), target.get()) == 0) {
     return {};
   }
-  const std::string error = std::strerror(errno);
+  std::string error = std::strerror(errno);
   unlink(temp_path.c_str());
   return error;
 }
