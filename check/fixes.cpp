@@ -18,9 +18,13 @@ namespace {
 
 constexpr int kMaxPasses = 20;  // two fixes that undo each other would never end
 
-// A file with thousands of harmful fixes would take minutes: about 5 s.
-constexpr std::size_t kMaxChecks = 1000;
-constexpr std::size_t kMaxCheckedBytes = std::size_t{16} << 20;
+/// How much may still be checked: a file with thousands of harmful fixes would take minutes.
+struct Budget {
+  std::size_t checks;
+  std::size_t bytes;
+};
+constexpr Budget kToApply = {1000, std::size_t{16} << 20};  // a few seconds
+constexpr Budget kToOffer = {100, std::size_t{1} << 20};    // the page checks while one types
 
 constexpr std::size_t kContext = 3;  // unchanged lines around a change in a diff
 
@@ -73,12 +77,6 @@ bool is_worse(const Harm& now, const Harm& before) {
 }
 
 using Fixes = std::vector<const Finding*>;
-
-/// How much of a text may still be checked.
-struct Budget {
-  std::size_t checks = kMaxChecks;
-  std::size_t bytes = kMaxCheckedBytes;
-};
 
 /// One pass over a text: what is kept of its fixes so far, and how bad the result is.
 struct Pass {
@@ -180,7 +178,7 @@ std::size_t errors_of(std::string_view text, const CheckOptions& options) {
 
 FixedText fix_in_passes(std::string_view text, const CheckOptions& options, Judging judging) {
   FixedText fixed{std::string(text)};
-  Budget budget;
+  Budget budget = kToApply;
   for (int pass = 0; pass < kMaxPasses; ++pass) {
     const Source source = read_source(fixed.text);
     const Findings findings = check_source(source, options);
@@ -324,14 +322,14 @@ FixedText apply_fixes(std::string_view text, const CheckOptions& options) {
   return fix_in_passes(text, options, Judging::kStrict);
 }
 
-void remove_harmful_fixes(std::string_view text, const CheckOptions& options, Findings& findings) {
-  const Source source = read_source(text);
+void remove_harmful_fixes(std::string_view text, const Source& source, const CheckOptions& options,
+                          Findings& findings) {
   Fixes fixes;
   for (const Finding& finding : findings) {
     if (finding.fix) fixes.push_back(&finding);
   }
   const std::vector<Fixes> groups = groups_of(source, fixes);
-  Budget budget;
+  Budget budget = kToOffer;
   const Fixes kept = harmless(text, source, options, findings, groups, Judging::kLeftOver, budget);
   const std::unordered_set<const Finding*> is_kept(kept.begin(), kept.end());
   for (const Fixes& group : groups) {

@@ -7,6 +7,7 @@
 
 #include "check/findings.h"
 #include "check/rules.h"
+#include "check/source.h"
 
 namespace kovo::check {
 
@@ -26,8 +27,9 @@ struct FixedText {
 FixedText apply_fixes(std::string_view text, const CheckOptions& options);
 
 /// Removes from the findings of a text the fixes that would add an error or a second line of the
-/// same key.
-void remove_harmful_fixes(std::string_view text, const CheckOptions& options, Findings& findings);
+/// same key. In a long file, also fixes that might do that.
+void remove_harmful_fixes(std::string_view text, const Source& source, const CheckOptions& options,
+                          Findings& findings);
 
 /// Returns the difference of two texts as a unified diff for `git apply` and `patch -p1`; "" when
 /// they are equal.

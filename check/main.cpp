@@ -221,7 +221,7 @@ void check_file(const std::string& path, const CommandLine& line, const CheckOpt
     outcome.status = std::max<int>(outcome.status, kHasErrors);
   }
   if (line.format == "diff") return;
-  if (json) remove_harmful_fixes(text, options, checked.findings);
+  if (json) remove_harmful_fixes(text, source, options, checked.findings);
   if (json || line.explain)
     checked.events = explain(source, options.products, known_values(options.status));
   if (json) {

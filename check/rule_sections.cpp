@@ -73,26 +73,35 @@ std::string with_lines(std::string_view event, std::string_view lines) {
 }
 
 RuleExample rule_example(std::string_view rule) {
-  constexpr std::string_view kBad = "\nbad:\n";
+  constexpr std::string_view kBadLines = "\nbad:\n";
+  constexpr std::string_view kBadFile = "\nbad file:\n";
   constexpr std::string_view kGood = "\ngood:\n";
   const auto found = std::find_if(std::begin(kRuleTexts), std::end(kRuleTexts),
                                   [=](const RuleText& each) { return each.rule == rule; });
   if (found == std::end(kRuleTexts)) return {};
   const std::string_view file = found->file;
-  const std::size_t bad = std::min(file.find(kBad), file.size() - kBad.size());
+  const bool is_file = contains(file, kBadFile);
+  const std::string_view head = is_file ? kBadFile : kBadLines;
+  const std::size_t bad = std::min(file.find(head), file.size() - head.size());
   const std::size_t good = std::min(file.find(kGood, bad), file.size() - kGood.size());
-  return {file.substr(0, bad), unescaped(file.substr(bad + kBad.size(), good - bad - kBad.size())),
+  return {file.substr(0, bad), is_file,
+          unescaped(file.substr(bad + head.size(), good - bad - head.size())),
           unescaped(file.substr(good + kGood.size()))};
+}
+
+std::string file_of(const RuleExample& example, std::string_view lines) {
+  return example.is_file ? std::string(lines) : with_lines(kExampleEvent, lines);
 }
 
 std::string rule_section(std::string_view rule) {
   const std::size_t position = find_rule(rule);
   const RuleExample example = rule_example(rule);
   if (position == kRuleCount || example.text.empty()) return {};
+  const std::string report = report_of(position, file_of(example, example.bad));
   return "## " + std::string(rule) + "\n\nSeverity: " + severities_text(kRules[position]) +
-         ".\n\n" + std::string(example.text) + "\nBad:\n\n" + block(example.bad, kMostShown) +
-         "\nOutput:\n\n" + block(report_of(position, with_lines(kExampleEvent, example.bad))) +
-         "\nGood:\n\n" + block(example.good, kMostShown);
+         ".\n\n" + std::string(example.text) +
+         (example.is_file ? "\nBad file:\n\n" : "\nBad:\n\n") + block(example.bad, kMostShown) +
+         "\nOutput:\n\n" + block(report) + "\nGood:\n\n" + block(example.good, kMostShown);
 }
 
 }  // namespace kovo::check

@@ -15,10 +15,14 @@ std::string with_lines(std::string_view event, std::string_view lines);
 /// The parts of a rule's file.
 struct RuleExample {
   std::string_view text;  // what the rule reports, and why; empty when the rule has no file
-  std::string bad;        // lines for the example event that the rule reports
-  std::string good;       // lines for it without findings
+  bool is_file = false;   // the lines are a whole file; otherwise lines for the example event
+  std::string bad;        // lines that the rule reports
+  std::string good;       // lines without findings
 };
 RuleExample rule_example(std::string_view rule);
+
+/// Returns the file that lines of an example make.
+std::string file_of(const RuleExample& example, std::string_view lines);
 
 /// Returns a rule's section of docs/rules.md: its text, the bad lines and what is printed for them,
 /// the good lines. Returns "" when the rule has none.

@@ -145,8 +145,8 @@ TEST(Rules, HaveSectionsWhoseExamplesAreTrue) {
   for (const RuleInfo& rule : kRules) {
     SCOPED_TRACE(rule.name);
     const RuleExample example = rule_example(rule.name);
-    EXPECT_FALSE(found_in(with_lines(kExampleEvent, example.bad), rule.name).empty());
-    EXPECT_EQ(said(found_in(with_lines(kExampleEvent, example.good))), "");
+    EXPECT_FALSE(found_in(file_of(example, example.bad), rule.name).empty());
+    EXPECT_EQ(said(found_in(file_of(example, example.good))), "");
     const std::string section = "\n" + rule_section(rule.name);
     EXPECT_EQ(page.substr(size, section.size()), section) << "check/rules/document writes it";
     size += section.size();
