@@ -1,5 +1,5 @@
 // The rules: everything that a definition file says and the daemon silently reads otherwise. A rule
-// is a row of kRules and the function that the row names.
+// is a row of kRules, the function that the row names, and its text in the file rules/NAME.txt.
 #pragma once
 
 #include <bitset>
