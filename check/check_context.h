@@ -53,11 +53,15 @@ struct CheckContext {
   Findings findings{};
 };
 
-/// Adds a finding of the rule that runs, with its usual severity or another one.
+/// Adds a finding of the rule that runs, with its usual severity or another one. Its fix replaces
+/// the bytes of `range`, and makes the edits of `also` with it. A fix whose hint begins with kGuess
+/// is offered, but not applied by --fix.
 void add_finding(CheckContext& context, Severity severity, const SourceRange& range,
-                 std::string text, std::string hint = {}, std::optional<std::string> fix = {});
+                 std::string text, std::string hint = {}, std::optional<std::string> fix = {},
+                 std::vector<Edit> also = {});
 void add_finding(CheckContext& context, const SourceRange& range, std::string text,
-                 std::string hint = {}, std::optional<std::string> fix = {});
+                 std::string hint = {}, std::optional<std::string> fix = {},
+                 std::vector<Edit> also = {});
 
 const DefinitionEntry& entry_at(const CheckContext& context, std::uint32_t entry);
 

@@ -3,15 +3,20 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 
 #include "check/explain.h"
+#include "check/fixes.h"
 #include "check/json.h"
 #include "check/log_files.h"
+#include "check/replace_file.h"
 #include "check/report.h"
+#include "check/rule_sections.h"
 #include "check/rules.h"
 #include "check/status_text.h"
 #include "frame/text.h"
@@ -30,7 +35,9 @@ struct CommandLine {
   std::string format = "text";
   std::vector<std::string> disabled;
   bool strict = false;
+  bool fix = false;
   bool list_rules = false;
+  std::string rule;  // to explain
   LogOptions log;
   std::string definitions_file;
 };
@@ -83,8 +90,10 @@ void add_options(CLI::App& app, CommandLine& line) {
       ->type_name("FILE");
   app.add_option("--product", line.product, "input-hdmi, input-usbc or output; otherwise any")
       ->type_name("PRODUCT");
-  app.add_option("--format", line.format, "text or json")->type_name("FORMAT");
+  app.add_option("--format", line.format, "text, json, or diff for the fixes")->type_name("FORMAT");
+  app.add_flag("--fix", line.fix, "Write the fixes to the files, and check the result");
   app.add_flag("--rules", line.list_rules, "List the rules");
+  app.add_option("--explain-rule", line.rule, "Explain a rule, with an example")->type_name("RULE");
   app.add_option("--disable", line.disabled, "A rule that is left out; may be given again")
       ->type_name("RULE")
       ->delimiter(',')
@@ -123,15 +132,15 @@ bool take_rules(const CommandLine& line, CheckOptions& options) {
   return true;
 }
 
-bool is_format(const std::string& format) {
-  if (format == "text" || format == "json") return true;
-  complain("no format \"" + format + "\": text or json");
+bool is_format(const std::string& format, bool of_log) {
+  if (format == "text" || format == "json" || (format == "diff" && !of_log)) return true;
+  complain("no format \"" + format + "\": text" + (of_log ? " or json" : ", json or diff"));
   return false;
 }
 
 bool take_options(const CommandLine& line, CheckOptions& options, StatusVars& status) {
   options.strict = line.strict;
-  if (!is_format(line.format)) return false;
+  if (!is_format(line.format, false)) return false;
   if (!line.product.empty()) {
     options.products = product_of(line.product);
     if (options.products == 0) {
@@ -157,6 +166,36 @@ struct Outcome {
   std::vector<CheckedFile> for_json;
 };
 
+/// Returns the path from the directory in which a diff is applied, which may be the root.
+std::string diff_path(const std::string& path) {
+  return std::filesystem::path(path).lexically_normal().relative_path().string();
+}
+
+/// Prints the fixes of a text, or writes them to its file; the text becomes the one to report.
+/// Returns false when they cannot be written.
+bool fix_text(const std::string& path, const std::string& name, const CommandLine& line,
+              const CheckOptions& options, std::string& text) {
+  FixedText fixed = apply_fixes(text, options);
+  if (line.fix && fixed.text != text) {
+    const std::string error = replace_file(path, fixed.text);
+    if (!error.empty()) {
+      complain(path + ": cannot write: " + error);
+      return false;
+    }
+  }
+  if (line.format == "diff") {
+    const std::string diff = unified_diff(diff_path(name), text, fixed.text);
+    std::fwrite(diff.data(), 1, diff.size(), stdout);
+  }
+  if (!line.fix) return true;
+  if (line.format == "text" && fixed.fixes > 0) {
+    std::printf("%s: %zu %s applied\n", escaped(name).c_str(), fixed.fixes,
+                fixed.fixes == 1 ? "fix" : "fixes");
+  }
+  text = std::move(fixed.text);
+  return true;
+}
+
 void check_file(const std::string& path, const CommandLine& line, const CheckOptions& options,
                 Outcome& outcome) {
   std::string text;
@@ -165,14 +204,20 @@ void check_file(const std::string& path, const CommandLine& line, const CheckOpt
     outcome.status = complain(path + ": " + error);
     return;
   }
-  const Source source = read_source(text);
   CheckedFile checked;
   checked.name = path == "-" ? "<stdin>" : path;
+  if ((line.fix || line.format == "diff") && !fix_text(path, checked.name, line, options, text)) {
+    outcome.status = kCannotCheck;
+    return;
+  }
+  const Source source = read_source(text);
   checked.findings = check_source(source, options);
   const bool json = line.format == "json";
   if (count_of(checked.findings, Severity::kError) > 0) {
     outcome.status = std::max<int>(outcome.status, kHasErrors);
   }
+  if (line.format == "diff") return;
+  if (json) remove_harmful_fixes(text, source, options, checked.findings);
   if (json || line.explain)
     checked.events = explain(source, options.products, known_values(options.status));
   if (json) {
@@ -189,9 +234,20 @@ void check_file(const std::string& path, const CommandLine& line, const CheckOpt
   std::fwrite(report.data(), 1, report.size(), stdout);
 }
 
+int explain_rule(const std::string& rule) {
+  const std::string section = rule_section(rule);
+  if (section.empty()) {
+    complain("no rule \"" + rule + "\"; the rules are:");
+    std::fputs(rules_text().c_str(), stderr);
+    return kCannotCheck;
+  }
+  std::fputs(section.c_str(), stdout);
+  return kClean;
+}
+
 /// Shows a timeline of logs in place of findings.
 int run_log(CommandLine& line) {
-  if (!is_format(line.format)) return kCannotCheck;
+  if (!is_format(line.format, true)) return kCannotCheck;
   line.log.has_definitions = !line.definitions_file.empty();
   line.log.json = line.format == "json";
   std::string error;
@@ -209,8 +265,12 @@ int run(CommandLine& line) {
     std::fputs(rules_text().c_str(), stdout);
     return kClean;
   }
+  if (!line.rule.empty()) return explain_rule(line.rule);
   if (!line.log.paths.empty()) return run_log(line);
   if (line.files.empty()) return complain("no file given (see kovocheck --help)");
+  if (line.fix && std::count(line.files.begin(), line.files.end(), "-") > 0) {
+    return complain("--fix cannot write standard input: use --format=diff");
+  }
   CheckOptions options;
   StatusVars status;
   if (!take_options(line, options, status)) return kCannotCheck;

@@ -180,8 +180,8 @@ std::string explain_text(const std::vector<ExplainedEvent>& events, std::string_
 std::string rules_text() {
   std::string text;
   for (const RuleInfo& rule : kRules) {
-    text += left_aligned(rule.name, 17) + left_aligned(severity_name(rule.severity), 9) +
-            rule.sentence + "\n";
+    text += left_aligned(rule.name, 17) + left_aligned(severities_text(rule), 21) + rule.sentence +
+            "\n";
   }
   return text;
 }

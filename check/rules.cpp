@@ -93,6 +93,19 @@ const char* severity_name(Severity severity) {
   return severity == Severity::kWarning ? "warning" : "note";
 }
 
+bool can_have(const RuleInfo& rule, Severity severity) {
+  return rule.has_third || rule.severity == severity || rule.other == severity;
+}
+
+std::string severities_text(const RuleInfo& rule) {
+  std::string text;
+  for (const Severity severity : {Severity::kError, Severity::kWarning, Severity::kNote}) {
+    if (!can_have(rule, severity)) continue;
+    text += (text.empty() ? "" : ", ") + std::string(severity_name(severity));
+  }
+  return text;
+}
+
 std::size_t count_of(const Findings& findings, Severity severity) {
   const auto has_it = [=](const Finding& finding) { return finding.severity == severity; };
   return static_cast<std::size_t>(std::count_if(findings.begin(), findings.end(), has_it));
@@ -121,17 +134,18 @@ Findings check_source(const Source& source, const CheckOptions& options) {
 }
 
 void add_finding(CheckContext& context, Severity severity, const SourceRange& range,
-                 std::string text, std::string hint, std::optional<std::string> fix) {
+                 std::string text, std::string hint, std::optional<std::string> fix,
+                 std::vector<Edit> also) {
   if (context.findings.size() >= kMaxFindings) return;
   const bool raised = context.options.strict && severity == Severity::kWarning;
   context.findings.push_back({context.rule, raised ? Severity::kError : severity, range,
-                              std::move(text), std::move(hint), std::move(fix)});
+                              std::move(text), std::move(hint), std::move(fix), std::move(also)});
 }
 
 void add_finding(CheckContext& context, const SourceRange& range, std::string text,
-                 std::string hint, std::optional<std::string> fix) {
+                 std::string hint, std::optional<std::string> fix, std::vector<Edit> also) {
   add_finding(context, context.rule->severity, range, std::move(text), std::move(hint),
-              std::move(fix));
+              std::move(fix), std::move(also));
 }
 
 const DefinitionEntry& entry_at(const CheckContext& context, std::uint32_t entry) {

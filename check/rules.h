@@ -1,5 +1,5 @@
 // The rules: everything that a definition file says and the daemon silently reads otherwise. A rule
-// is a row of kRules and the function that the row names.
+// is a row of kRules, the function that the row names, and its text in the file rules/NAME.txt.
 #pragma once
 
 #include <bitset>
@@ -52,7 +52,7 @@ void check_payload(CheckContext& context);
 void check_placeholder(CheckContext& context);
 
 // Findings at the same place are reported in this order.
-constexpr RuleInfo kRules[] = {
+inline constexpr RuleInfo kRules[] = {
     {"no-equals", Severity::kWarning, Severity::kWarning, check_no_equals,
      "a line without \"=\", which is ignored"},
     {"long-line", Severity::kError, Severity::kError, check_long_line,
@@ -80,7 +80,7 @@ constexpr RuleInfo kRules[] = {
     {"protocol", Severity::kError, Severity::kWarning, check_protocol,
      "a step without lines, or whose Protocol is missing, not supported, or ambiguous"},
     {"address", Severity::kError, Severity::kWarning, check_address,
-     "a step whose address is missing, invalid, that of the device or a broadcast address"},
+     "a step whose address is missing, invalid, that of the device or a broadcast address", true},
     {"port", Severity::kError, Severity::kError, check_port,
      "a step whose port is missing, not a number from 1 to 65535, or followed by text"},
     {"loop", Severity::kWarning, Severity::kWarning, check_loop,

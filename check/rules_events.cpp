@@ -22,6 +22,17 @@ bool is_switched_off(const CheckContext& context, const NamedKeys& keys) {
          keys.steps.empty() && keys.trigger == kNoEntry;
 }
 
+/// Returns the whole number that a Delay with a unit stands for ("100 ms", or 5 s for a step);
+/// nothing for any other text behind the number.
+std::optional<std::string> without_unit(const DefinitionEntry& entry, const ReadNumber& number) {
+  const bool of_event = entry.parts == 1;
+  const std::string unit = lower_ascii(trimmed(number.rest));
+  if (!number.in_range) return {};
+  if (unit == (of_event ? "s" : "ms")) return std::to_string(number.value);
+  if (of_event || unit != "s" || number.value > INT32_MAX / 1000) return {};
+  return std::to_string(number.value * 1000);
+}
+
 std::string offsets_text(const std::vector<std::int64_t>& offsets_ms) {
   constexpr std::size_t kMostShown = 8;
   std::string text;
@@ -133,8 +144,9 @@ void check_delay(CheckContext& context) {
     } else if (number.value < 0) {
       add_finding(context, range, line + " is negative", advice);
     } else if (!number.in_range || !number.rest.empty()) {
+      const std::optional<std::string> right = without_unit(entry, number);
       add_finding(context, range, line + " is read as " + std::to_string(number.value) + " " + unit,
-                  advice);
+                  right ? "write " + key_text(entry) + "=" + *right : advice, right);
     } else if (entry.parts == 2 && number.value > kLongDelayMs) {
       add_finding(context, context.rule->other, range,
                   line + " is " + counted(static_cast<std::size_t>(number.value / 1000), "second"),

@@ -63,6 +63,23 @@ void check_index_text(CheckContext& context, const FaultyKey& key, const Definit
   }
 }
 
+/// Returns the edits that number the steps of an event from 0 instead of from 1, except for the
+/// key at `reported`, whose finding has its own.
+std::vector<Edit> numbered_from_zero(const CheckContext& context, const NamedKeys& keys,
+                                     std::uint32_t reported) {
+  std::vector<Edit> edits;
+  for (const std::uint32_t at : keys.entries) {
+    const DefinitionEntry& entry = entry_at(context, at);
+    std::uint32_t index = 0;
+    if (at == reported || entry.parts != 2 || !is_known(entry) || !read_index(entry, index))
+      continue;
+    const std::size_t from = entry.name.size() + entry.field.size();
+    edits.push_back(
+        {part_of(key_range(context, at), from, entry.index.size()), std::to_string(index - 1)});
+  }
+  return edits;
+}
+
 /// Reports the step numbers of an event at or beyond its Count, once.
 void check_index_numbers(CheckContext& context, const NamedKeys& keys) {
   const auto step_count = static_cast<std::uint32_t>(keys.event->most_steps);
@@ -86,16 +103,23 @@ void check_index_numbers(CheckContext& context, const NamedKeys& keys) {
   if (step_count > 2) steps = " has steps 0 to " + std::to_string(step_count - 1);
   std::string hint = "write " + name + "Count=" + std::to_string(last + 1) +
                      " if it has that many steps; the first one is 0";
+  std::optional<std::string> fix;
+  std::vector<Edit> others;
   if (last >= kMaxSteps) {
     hint = "an event has at most 128 steps: move the others to another event";
   } else if (keys.steps.begin()->first == 1) {
     hint = "number the steps of " + name + " from 0, not from 1";
-    if (last != step_count) hint += ", and write " + name + "Count=" + std::to_string(last);
+    if (last != step_count) {
+      hint += ", and write " + name + "Count=" + std::to_string(last);
+    } else {  // which is then the number of `first`
+      fix = without_index(entry_at(context, first)) + std::to_string(last - 1);
+      others = numbered_from_zero(context, keys, first);
+    }
   }
   add_finding(context, key_range(context, first),
               key_text(entry_at(context, first)) + and_more(lines - 1) +
                   (lines > 1 ? " are" : " is") + " out of range: " + count + steps,
-              hint);
+              hint, fix, std::move(others));
 }
 
 /// Returns whether a line that repeats a key is reported: not if another rule reports that its
@@ -169,10 +193,17 @@ void check_similar(CheckContext& context, const MissingEvent& missing) {
   const std::string count_line = line_of(context, event.counts.front());
   const std::string name = shown(missing.keys.name);
   const bool has_more_keys = event.entries.size() >= missing.keys.entries.size();
+  const std::string_view right = has_more_keys ? event.name : missing.keys.name;
+  std::vector<Edit> others;
+  for (const std::uint32_t at : has_more_keys ? missing.keys.entries : event.entries) {
+    const SourceRange range = part_of(key_range(context, at), 0, right.size());
+    if (range.line != missing.range.line) others.push_back({range, std::string(right)});
+  }
   add_finding(context, missing.range,
               name + " does not exist: the Count on " + count_line + " is for " + shown(event.name),
               has_more_keys ? "write " + shown(event.name) + " instead of " + name
-                            : "write " + name + "Count on " + count_line);
+                            : "write " + name + "Count on " + count_line,
+              std::string(right), std::move(others));
 }
 
 /// Reports all lines of an event as one mistake: they were commented out together.

@@ -33,10 +33,17 @@ void check_byte_order_mark(CheckContext& context) {
 void check_carriage_returns(CheckContext& context) {
   const LineKind& found = context.source.carriage_returns;
   if (found.count == 0) return;
+  std::vector<Edit> others;
+  for (const SourceLine& line : context.source.lines) {
+    const auto column = line.column + static_cast<std::int32_t>(line.text.size());
+    const bool has_it = line.text.data() + line.text.size() < line.read.data() + line.read.size();
+    if (has_it && line.number != found.first.line) others.push_back({{line.number, column, 1}, ""});
+  }
   add_finding(context, found.first,
               counted(found.count, "line") + (found.count == 1 ? " ends" : " end") +
                   " in CR, which becomes part of the value",
-              "save the file with Unix line endings (LF), or: sed -i 's/\\r$//' FILE");
+              "save the file with Unix line endings (LF), or: sed -i 's/\\r$//' FILE", "",
+              std::move(others));
 }
 
 void check_cr_only(CheckContext& context) {

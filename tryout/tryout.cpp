@@ -10,6 +10,7 @@
 #include <unordered_map>
 
 #include "check/explain.h"
+#include "check/fixes.h"
 #include "check/json.h"
 #include "check/json_event.h"
 #include "check/payload.h"
@@ -270,7 +271,10 @@ KOVO_EXPORT(kovo_enable_events) void kovo_enable_events(int enabled) {
 KOVO_EXPORT(kovo_report) std::size_t kovo_report(int events) {
   check::CheckedFile file;
   file.name = kFileName;
-  file.findings = check::check_source(page.definition.source, options_of_page());
+  const CheckOptions options = options_of_page();
+  const check::Source& source = page.definition.source;
+  file.findings = check::check_source(source, options);
+  check::remove_harmful_fixes(page.definition.text, source, options, file.findings);
   if (events != 0) {
     file.events = check::explain(page.definition.source, page.products, values_of_page());
   }

@@ -21,7 +21,8 @@ export interface Finding {
   rule: string;
   text: string;
   hint: string;
-  mend: string | null;
+  fix: string | null; // what replaces those bytes
+  also?: Edit[]; // what the same fix replaces elsewhere
 }
 
 export interface Step {
