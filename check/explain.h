@@ -1,4 +1,4 @@
-// What the events of a definition file will do when they are raised.
+// What the events of a definition file will do.
 #pragma once
 
 #include <cstdint>
@@ -14,14 +14,14 @@ namespace kovo::check {
 
 struct ExplainedStep {
   std::int32_t index = 0;
-  std::int64_t offset_ms = 0;  // from the start of the event; below 0 it leaves at once as well
+  std::int64_t offset_ms = 0;  // from the start of the event; below 0 it is sent at once too
   std::optional<Sender> sender;
-  std::string protocol;  // as it stands in the file
-  std::string address;   // where it really goes
+  std::string protocol;  // as in the file
+  std::string address;   // to which the daemon sends
   int port = 0;          // likewise
   std::string payload;   // with what is known filled in; empty when the status is sent
   bool known = true;     // false: a placeholder's value is not known, nor are the bytes
-  bool cut = false;      // at 1023 bytes
+  bool cut = false;      // truncated to 1023 bytes
   bool ends_at_zero = false;
 };
 
@@ -36,10 +36,11 @@ struct ExplainedEvent {
   bool once_per_boot = false;
   bool display_period = false;  // skipped in the first 120 s after boot
   std::int32_t step_count = 0;
-  std::vector<ExplainedStep> steps;  // those with lines, in the order in which they leave
+  std::vector<ExplainedStep> steps;  // those with lines, in the order in which they are sent
 };
 
-/// The events of a file as the daemon compiles them, in its order, with the known values filled in.
+/// Returns the events of a file as the daemon compiles them, in its order, with known values filled
+/// in.
 std::vector<ExplainedEvent> explain(const Source& source, unsigned products,
                                     const KnownValues& known);
 

@@ -1,4 +1,4 @@
-// Fixes: a definition file with what its findings say applied, and the difference as a patch.
+// Applies the fixes of findings to a definition file, and shows the difference as a diff.
 #pragma once
 
 #include <string>

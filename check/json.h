@@ -1,4 +1,4 @@
-// The report for programs.
+// The report as JSON.
 #pragma once
 
 #include <string>
@@ -15,8 +15,8 @@ struct CheckedFile {
   std::vector<ExplainedEvent> events;
 };
 
-/// Findings and events of all files as one JSON object on one line, without a line feed. Texts of
-/// the file that are no UTF-8 carry replacement characters; payloads are given in hexadecimal too.
+/// Returns the findings and events of all files as one JSON object, on one line without a newline.
+/// Bytes that are not UTF-8 become replacement characters; payloads are in hexadecimal too.
 std::string json_text(const std::vector<CheckedFile>& files);
 
 }  // namespace kovo::check

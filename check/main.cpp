@@ -1,5 +1,4 @@
-// kovocheck: tells what the daemon will make of an event definition file, and what it made of one
-// by its logs.
+// kovocheck: reports what the daemon will do with a definition file, and what it did by its logs.
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -112,7 +111,7 @@ void add_options(CLI::App& app, CommandLine& line) {
   app.get_option("--help")->description("Print this help and exit");
 }
 
-/// A word behind --explain that is the last one is the file.
+/// Takes a word after --explain that is the last argument as the file.
 void settle_explain(const CLI::App& app, CommandLine& line) {
   line.explain = app.count("--explain") > 0;
   if (!line.files.empty() || line.explained.empty()) return;
@@ -245,7 +244,7 @@ int explain_rule(const std::string& rule) {
   return kClean;
 }
 
-/// Shows a timeline of logs in place of findings.
+/// Shows a timeline of logs instead of findings.
 int run_log(CommandLine& line) {
   if (!is_format(line.format, true)) return kCannotCheck;
   line.log.has_definitions = !line.definitions_file.empty();
@@ -289,7 +288,7 @@ int run(CommandLine& line) {
 }  // namespace
 
 int check_main(int argc, char** argv) {
-  CLI::App app("Tells what the daemon will make of event definition files.", "kovocheck");
+  CLI::App app("Reports what the daemon will do with event definition files.", "kovocheck");
   CommandLine line;
   add_options(app, line);
   try {

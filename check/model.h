@@ -1,5 +1,5 @@
-// The entries of a definition file by event name and step, beside the events that the daemon
-// compiles from them.
+// The entries of a definition file by event name and step, and the events that the daemon compiles
+// from them.
 #pragma once
 
 #include <cstdint>
@@ -50,8 +50,7 @@ struct Model {
   std::vector<Duplicate> duplicates;          // the same key twice
 };
 
-/// Finds the entries of each name and step, also of those that the daemon leaves out, beside what
-/// it compiles.
+/// Finds the entries of each name and step, also of those that the daemon ignores.
 Model make_model(const DefinitionEntries& entries);
 
 /// Returns the keys of an event; null when there is no such event.

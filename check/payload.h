@@ -1,4 +1,4 @@
-// What a step sends, and where to.
+// What a step sends, and to where.
 #pragma once
 
 #include <cstddef>
@@ -31,11 +31,11 @@ std::size_t literal_end(const std::vector<Placeholder>& found);
 /// Returns whether a name is date, time or uptime, case-insensitive.
 bool is_clock_word(std::string_view name);
 
-/// What is known of the values that placeholders stand for.
+/// What is known of the values of placeholders.
 struct KnownValues {
   TemplateValues values;
-  bool whole_status = false;  // a name that is not in the status stands for nothing
-  bool clock = false;         // the moment of sending
+  bool whole_status = false;  // a name that is not in the status has no value
+  bool clock = false;         // the time of sending
 };
 
 /// Returns the values of a device's whole status, or of none; the clock at its shortest, and not

@@ -1,4 +1,4 @@
-// Part of the program: writes a fixed file.
+// Writes a fixed file. Part of the program, not of the library.
 #pragma once
 
 #include <string>

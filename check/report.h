@@ -1,4 +1,4 @@
-// The report for people: findings in the form of compilers, and events on a time axis.
+// The report as text: findings in the form of compilers, and events on a timeline.
 #pragma once
 
 #include <string>
@@ -11,15 +11,14 @@
 
 namespace kovo::check {
 
-/// The findings of a file, each with its line, a marker below and the hint, and their numbers.
+/// Returns the findings of a file, each with its line, a marker and the hint, and their numbers.
 std::string report_text(const std::string& file, const Source& source, const Findings& findings,
                         bool colours);
 
-/// Events with their steps on a time axis; those of one name or trigger, or all for "".
-/// Empty when there is none.
+/// Returns events with their steps on a timeline: those of one name or trigger, or all for "".
 std::string explain_text(const std::vector<ExplainedEvent>& events, std::string_view which);
 
-/// Names, severities and sentences of all rules.
+/// Returns the names, severities and sentences of all rules.
 std::string rules_text();
 
 }  // namespace kovo::check

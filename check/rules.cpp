@@ -122,7 +122,7 @@ Findings check_source(const Source& source, const CheckOptions& options) {
   CheckContext context = make_context(source, model, options);
   for (std::size_t at = 0; at < kRuleCount; ++at) {
     if (options.disabled[at]) continue;
-    // No line means what it seems to.
+    // No line is read as it looks.
     const bool has_lines = source.mark != ByteOrderMark::kUtf16 && source.cr_only.count == 0;
     if (!has_lines && kRules[at].check != check_line_end) continue;
     context.rule = &kRules[at];

@@ -22,8 +22,8 @@ bool is_switched_off(const CheckContext& context, const NamedKeys& keys) {
          keys.steps.empty() && keys.trigger == kNoEntry;
 }
 
-/// Returns the whole number that a Delay with a unit stands for ("100 ms", or 5 s for a step);
-/// nothing for any other text behind the number.
+/// Returns the number for a Delay with a unit: 100 for "100 ms", 5000 for "5 s" of a step; nothing
+/// for any other text after the number.
 std::optional<std::string> without_unit(const DefinitionEntry& entry, const ReadNumber& number) {
   const bool of_event = entry.parts == 1;
   const std::string unit = lower_ascii(trimmed(number.rest));

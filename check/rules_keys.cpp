@@ -1,4 +1,4 @@
-// Rules about keys: those that the daemon does not read, reads as others, or reads twice.
+// Rules about keys: those that the daemon ignores, reads as others, or reads twice.
 #include <algorithm>
 
 #include "check/check_context.h"

@@ -49,7 +49,7 @@ std::string bytes_meant(std::string_view value, const DigitCounts& counts) {
 /// Reports a value that is not hexadecimal.
 void check_digits(CheckContext& context, const StepValue& step) {
   const std::string_view value = step.entry.value;
-  if (is_hex(value) || trimmed(value).empty()) return;  // blanks alone: reported by "blank"
+  if (is_hex(value) || trimmed(value).empty()) return;  // only blanks: reported by "blank"
   const std::string key = key_text(step.entry);
   const std::string now = sent_text(value);
   const DigitCounts counts = count_hex_digits(value);

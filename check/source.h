@@ -1,4 +1,4 @@
-// A definition file as the daemon reads it, with the place of each entry beside it.
+// A definition file as the daemon reads it, with the line of each entry.
 #pragma once
 
 #include <cstdint>
@@ -20,7 +20,7 @@ struct SourceLine {
 
 enum class ByteOrderMark { kNone, kUtf8, kUtf16 };
 
-/// Lines of one kind: how many there are, and the bytes in question of the first.
+/// Lines of one kind: how many there are, and the bytes that matter in the first.
 struct LineKind {
   std::size_t count = 0;
   SourceRange first;
@@ -44,7 +44,7 @@ struct Source {
 /// Reads a whole file; the text must outlive the result.
 Source read_source(std::string_view text);
 
-/// The entries that the daemon has.
+/// Returns the entries that the daemon has.
 const DefinitionEntries& daemon_entries(const Source& source);
 
 }  // namespace kovo::check

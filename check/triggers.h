@@ -1,4 +1,4 @@
-// What the device raises by itself, as the rules of the checker look it up.
+// What the device raises by itself, for the rules to look up.
 #pragma once
 
 #include <string>
@@ -17,14 +17,13 @@ constexpr unsigned kInputUsbc = 2;
 constexpr unsigned kOutput = 4;
 constexpr unsigned kAnyProduct = kInputHdmi | kInputUsbc | kOutput;
 
-/// The bit of "input-hdmi", "input-usbc" or "output"; 0 for another name.
+/// Returns the bit of "input-hdmi", "input-usbc" or "output"; 0 for another name.
 unsigned product_of(std::string_view name);
 
-/// What one product has; for several of them what the daemon takes a product for that it does not
-/// know.
+/// Returns the variant of one product; for several, that of an unknown product.
 Variant variant_of_product(unsigned products);
 
-/// Returns what each of some products has.
+/// Returns the variants of several products.
 std::vector<Variant> variants_of(unsigned products);
 
 /// One thing that raises a trigger.
@@ -45,15 +44,16 @@ struct Triggers {
 
 Triggers make_triggers(unsigned products);
 
-/// What raises a trigger on the products that count; empty when only a program that names it does.
+/// Returns what raises a trigger on the products that count; empty when only a program that names
+/// it does.
 std::vector<std::string> raised_by(const Triggers& triggers, std::string_view trigger);
 
-/// The triggers that are meant by a word of the mapping tables that raises nothing itself: the word
-/// of a setting, or the status of a row. Case-insensitive; empty for any other text.
+/// Returns the triggers that a word of the mapping tables means which raises nothing itself: the
+/// word of a setting, or the status of a row. Case-insensitive; empty for any other text.
 std::vector<std::string> triggers_of_word(const Triggers& triggers, std::string_view word);
 
-/// The triggers that a change of a device variable raises, its name in any letter case; empty for a
-/// text that is no variable.
+/// Returns the triggers that a change of a device variable raises. Case-insensitive; empty for a
+/// text that is not a variable.
 std::vector<std::string> triggers_of_variable(const Triggers& triggers, std::string_view variable);
 
 }  // namespace kovo::check

@@ -40,7 +40,7 @@ std::size_t read_spelled(std::string_view text, char& byte) {
   return 0;
 }
 
-/// Reads one byte; returns the length of what stands for it.
+/// Reads one byte; returns the length of its spelling.
 std::size_t read_byte(std::string_view text, char& byte) {
   byte = text.front();
   for (const Code& code : kEscapes) {

@@ -8,8 +8,8 @@
 
 namespace kovo::check {
 
-/// Returns the bytes of a payload typed as text. \r, \n, \t, \\, \xHH, <CR> and <LF> stand for one
-/// byte each, and so do $0D, $0A, %0D and %0A. Any other "$" and "%" is literal: commands of
+/// Returns the bytes of a payload typed as text. \r, \n, \t, \\, \xHH, <CR> and <LF> are one byte
+/// each, and so are $0D, $0A, %0D and %0A. Any other "$" and "%" is literal: commands of
 /// projectors begin with "%1".
 std::string bytes_of_text(std::string_view text);
 

@@ -91,7 +91,7 @@ ReadNumber read_number(std::string_view text) {
   number.has_digits = end != digits.begin();
   number.rest =
       number.has_digits ? digits.substr(static_cast<std::size_t>(end - digits.begin())) : text;
-  // One digit less tells a number at the end of the range from one beyond it.
+  // At an end of the range, the number may have been clamped.
   using Limits = std::numeric_limits<std::int32_t>;
   if (number.value == Limits::max() || number.value == Limits::min()) {
     digits.remove_suffix(number.rest.size());

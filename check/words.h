@@ -1,5 +1,4 @@
-// Words for people: bytes shown so that every terminal can print them, numbers and their rest, and
-// the nearest known name.
+// Texts of findings: bytes in a form that every terminal prints, numbers, and similar names.
 #pragma once
 
 #include <cstddef>
@@ -33,7 +32,7 @@ bool is_digits(std::string_view text);
 /// Returns a text without the blanks around it.
 std::string_view trimmed(std::string_view text);
 
-/// A number as the daemon reads it, and what of the text belongs to it.
+/// A number as the daemon reads it.
 struct ReadNumber {
   std::int32_t value = 0;
   bool has_digits = false;

@@ -199,7 +199,7 @@ class Player:
         answer = line.text.encode("latin-1") or device.status.DEFAULT_ANSWER
         self.service.set(line.name, answer)
 
-    def _do_tell(self, line: Line) -> None:
+    def _do_send(self, line: Line) -> None:
         kind, port = line.name.split(":")
         send = {"udp": device.send_udp, "tcp": device.send_tcp}[kind]
         for text in line.text.split(" ;; "):
