@@ -132,7 +132,7 @@ export function devicePanel({ core, clock, react, productChanged }: Wiring) {
     {},
     element(
       "form",
-      { className: "line-form", onsubmit: send },
+      { onsubmit: send },
       element("p", {}, "The device receives"),
       element("div", { className: "row" }, port, message, known, element("button", { type: "submit" }, "Send")),
     ),

@@ -160,7 +160,7 @@ interface Shown {
 }
 
 export function eventsPanel(panel: Panel) {
-  const list = element("ul", { className: "events" });
+  const list = element("ul");
   const none = element("li", { className: "quiet" }, "The file has no event with a positive Count. The tab “New step” adds one.");
   let shown = new Map<string, Shown>();
   let edited = "";

@@ -121,7 +121,7 @@ window.addEventListener("pagehide", keepNow);
 byId("fast").addEventListener("change", (event) => {
   clock.setSpeed((event.target as HTMLInputElement).checked ? 10 : 1);
 });
-byId("clear-axis").addEventListener("click", () => timeline.clear());
+byId("clear-timeline").addEventListener("click", () => timeline.clear());
 showTabs([
   ["Events", events.panel],
   ["Device", device.panel],

@@ -43,7 +43,7 @@ export function statusPanel(changed: (values: StatusValues) => void) {
       row.remove();
       (next?.querySelector("button") ?? add).focus();
       tell();
-    }, { "aria-label": `Remove ${name || "this row"}`, className: "remove" });
+    }, { "aria-label": `Remove ${name || "this row"}` });
     const row = element("tr", {}, cell("Name", name), cell(`Value of ${name || "it"}`, value), element("td", {}, remove));
     rows.append(row);
     return row;

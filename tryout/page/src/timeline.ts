@@ -13,7 +13,7 @@ interface Mark {
   step: Step;
   outcome: Outcome;
   shape: SVGElement;
-  told: boolean;
+  listed: boolean;
 }
 
 /** A round distance of ticks, so that at most `most` of them fit. */
@@ -46,7 +46,7 @@ function legend(): HTMLElement {
     const step = { sends: kind === "status" ? "status" : "payload", transport: kind.toUpperCase() } as Step;
     const icon = svg("svg", { viewBox: "-8 -8 16 16", width: 14, height: 14, "aria-hidden": "true" });
     const shape = shapeOf(step, { leaves_ms: 0, sent: kind !== "lost", why: "" });
-    shape.classList.add("left");
+    shape.classList.add("reached");
     icon.append(shape);
     return element("span", {}, icon, ` ${text}`);
   };
@@ -71,8 +71,8 @@ export class Timeline {
   private readonly rows = byId("messages").querySelector("tbody") as HTMLElement;
 
   constructor(private readonly clock: TrialClock) {
-    byId("axis").append(this.drawing, legend());
-    new ResizeObserver(() => this.draw()).observe(byId("axis"));
+    byId("timeline").append(this.drawing, legend());
+    new ResizeObserver(() => this.draw()).observe(byId("timeline"));
     this.draw();
   }
 
@@ -107,7 +107,7 @@ export class Timeline {
     run.event.steps.forEach((step, at) => {
       const outcome = run.outcomes[at];
       if (outcome === undefined) return;
-      this.marks.push({ run, step, outcome, shape: shapeOf(step, outcome), told: false });
+      this.marks.push({ run, step, outcome, shape: shapeOf(step, outcome), listed: false });
     });
   }
 
@@ -120,7 +120,7 @@ export class Timeline {
   private tick(): void {
     const now = this.clock.ms();
     for (const mark of this.marks) {
-      if (!mark.told && mark.outcome.leaves_ms <= now) this.tell(mark);
+      if (!mark.listed && mark.outcome.leaves_ms <= now) this.list(mark);
     }
     this.moveHead(now);
     const over = now > this.end;
@@ -128,10 +128,10 @@ export class Timeline {
     if (over) announce("All messages are sent");
   }
 
-  private tell(mark: Mark): void {
+  private list(mark: Mark): void {
     const { run, step, outcome, shape } = mark;
-    mark.told = true;
-    shape.classList.add("left");
+    mark.listed = true;
+    shape.classList.add("reached");
     const lost = outcome.sent ? loss(step) : outcome.why;
     const shown = outcome.sent && step.sends === "payload";
     this.addRow(outcome.sent ? "sent" : "lost", outcome.leaves_ms, [
@@ -157,7 +157,7 @@ export class Timeline {
   }
 
   private get width(): number {
-    return Math.max(byId("axis").clientWidth, 200);
+    return Math.max(byId("timeline").clientWidth, 200);
   }
 
   private get span(): number {
@@ -210,7 +210,7 @@ export class Timeline {
     const last = Math.max(run.starts_ms, ...run.outcomes.map((outcome) => outcome.leaves_ms));
     this.drawing.append(svg("text", { x: from - 4, y: top + 13, class: "lane" }, run.runs ? run.event.name : this.story(run)));
     if (!run.runs) {
-      this.drawing.append(svg("path", { d: "M-5-5L5 5M-5 5L5-5", class: "mark lost left", transform: `translate(${from},${y})` }));
+      this.drawing.append(svg("path", { d: "M-5-5L5 5M-5 5L5-5", class: "mark lost reached", transform: `translate(${from},${y})` }));
       return;
     }
     this.drawing.append(

@@ -77,8 +77,8 @@ pageTest("doorState sends three messages at their times, with the values of the 
     { time: "100 ms", step: "Door 1", to: "TCP 10.0.0.6:23", text: "LIGHTS ON\\r", hex: hexOf("LIGHTS ON\r"), remark: "" },
     { time: "350 ms", step: "Door 2", to: "UDP 10.0.0.7:6000", text: "the device’s status", hex: "", remark: "" },
   ]);
-  const [zero, second, last] = await page.locator("#axis > svg .mark").evaluateAll((marks) => marks.map((mark) => Number(/\((.*),/.exec(mark.getAttribute("transform"))[1])));
-  assert.ok(second > zero && Math.abs((second - zero) * 3.5 - (last - zero)) < 0.1, `on the axis at ${[zero, second, last]}`);
+  const [zero, second, last] = await page.locator("#timeline > svg .mark").evaluateAll((marks) => marks.map((mark) => Number(/\((.*),/.exec(mark.getAttribute("transform"))[1])));
+  assert.ok(second > zero && Math.abs((second - zero) * 3.5 - (last - zero)) < 0.1, `on the timeline at ${[zero, second, last]}`);
   await tab(page, "Status values");
   await page.getByLabel("Value of name").fill("Foyer\\n");
   await tab(page, "Events");
