@@ -1,5 +1,5 @@
-// The daemon's own code, as WebAssembly: text in, JSON out. Everything the page knows about rules,
-// limits and payloads comes from here.
+// The daemon's own code as WebAssembly: text in, JSON out. The page has no rules, limits or payload
+// handling of its own.
 import { WASI } from "@bjorn3/browser_wasi_shim";
 import base64 from "kovotry-core";
 
@@ -103,7 +103,7 @@ export interface Payload {
   text: string;
 }
 
-/** The edits that were asked for, and what the checker says of their lines. */
+/** The requested edits, and the findings for their text. */
 export interface Editing {
   edits: Edit[];
   error: string;
@@ -116,7 +116,7 @@ export interface Moment {
   local_s: number; // local wall clock
 }
 
-/** How the file's bytes are shown: what is no UTF-8 is shown byte by byte. */
+/** How the file's bytes are decoded: as Latin-1 if they are not valid UTF-8. */
 export type Encoding = "utf-8" | "latin1";
 
 export function toBytes(text: string, encoding: Encoding): Uint8Array {

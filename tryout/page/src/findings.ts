@@ -5,7 +5,7 @@ import { fixOf } from "./fixes";
 
 const mostShown = 200;
 
-// Told apart by shape as well as by colour.
+// The shapes differ, not only the colours, for users who cannot distinguish those.
 const shapes: Record<Severity, string> = {
   error: "M4 1h8l3 3v8l-3 3H4l-3-3V4z",
   warning: "M8 1l7 14H1z",

@@ -32,19 +32,19 @@ export function statusPanel(changed: (values: StatusValues) => void) {
     }
     return { lines: lines.join("\n"), complete: complete.checked };
   };
-  const tell = () => changed(values());
-  complete.addEventListener("change", tell);
+  const report = () => changed(values());
+  complete.addEventListener("change", report);
 
   const cell = (label: string, value: string) =>
-    element("td", {}, element("input", { value, "aria-label": label, oninput: tell, spellcheck: false, autocomplete: "off" }));
+    element("td", {}, element("input", { value, "aria-label": label, oninput: report, spellcheck: false, autocomplete: "off" }));
   const addRow = (name: string, value: string) => {
     const remove = button("×", () => {
       const next = row.nextElementSibling ?? row.previousElementSibling;
       row.remove();
       (next?.querySelector("button") ?? add).focus();
-      tell();
+      report();
     }, { "aria-label": `Remove ${name || "this row"}` });
-    const row = element("tr", {}, cell("Name", name), cell(`Value of ${name || "it"}`, value), element("td", {}, remove));
+    const row = element("tr", {}, cell("Name", name), cell(`Value of ${name || "this row"}`, value), element("td", {}, remove));
     rows.append(row);
     return row;
   };
@@ -67,7 +67,7 @@ export function statusPanel(changed: (values: StatusValues) => void) {
     if (error !== "") return;
     show({ lines, complete: true });
     pasted.value = "";
-    tell();
+    report();
   });
 
   const panel = element(
@@ -81,11 +81,11 @@ export function statusPanel(changed: (values: StatusValues) => void) {
       rows,
     ),
     element("div", { className: "row" }, add),
-    element("label", { className: "check" }, complete, " The list is complete: a placeholder with another name is a mistake"),
+    element("label", { className: "check" }, complete, " The list is complete: other placeholders are mistakes"),
     element(
       "details",
       {},
-      element("summary", {}, "Paste /tmp/kovo_var.txt of your device, or an answer of its status service"),
+      element("summary", {}, "Paste /tmp/kovo_var.txt of your device or an answer of its status service"),
       element("label", { htmlFor: "pasted" }, "Lines name=value or name:value"),
       pasted,
       element("div", { className: "row" }, use),

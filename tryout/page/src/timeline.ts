@@ -6,7 +6,7 @@ import { content, destination, loss } from "./events";
 const laneHeight = 38;
 const axisHeight = 26;
 const margin = 16;
-const mostRows = 400;
+const maxRows = 400;
 
 interface Mark {
   run: Run;
@@ -16,7 +16,7 @@ interface Mark {
   listed: boolean;
 }
 
-/** A round distance of ticks, so that at most `most` of them fit. */
+/** Returns the distance of ticks: 1, 2 or 5 times a power of ten, for at most `most` ticks. */
 function tickDistance(span: number, most: number): number {
   for (let power = 1; ; power *= 10) {
     for (const factor of [1, 2, 5]) {
@@ -29,7 +29,7 @@ export function timeText(ms: number): string {
   return ms < 10_000 ? `${ms} ms` : `${Number((ms / 1000).toFixed(2))} s`;
 }
 
-// Transports are told apart by shape, and what does not leave is crossed out.
+// The shapes differ, not only the colours, for users who cannot distinguish those.
 function shapeOf(step: Step, outcome: Outcome): SVGElement {
   const kind = !outcome.sent ? "lost" : step.sends === "status" ? "status" : step.transport.toLowerCase();
   const paths: Record<string, string> = {
@@ -55,7 +55,7 @@ function legend(): HTMLElement {
     { className: "legend" },
     entry("udp", "UDP"),
     entry("tcp", "TCP"),
-    entry("status", "status answer"),
+    entry("status", "device status"),
     entry("lost", "not sent"),
   );
 }
@@ -76,7 +76,7 @@ export class Timeline {
     this.draw();
   }
 
-  /** Plays a run; while others are playing, on the same timeline. */
+  /** Plays a run: on the timeline of those that are still playing, otherwise on a new one. */
   play(run: Run): void {
     if (this.frame === 0) {
       this.runs = [];
@@ -125,7 +125,7 @@ export class Timeline {
     this.moveHead(now);
     const over = now > this.end;
     this.frame = over ? 0 : requestAnimationFrame(() => this.tick());
-    if (over) announce("All messages are sent");
+    if (over) announce("Finished");
   }
 
   private list(mark: Mark): void {
@@ -140,9 +140,9 @@ export class Timeline {
       element(
         "td",
         {},
-        element("code", { className: step.sends === "payload" ? "payload" : "payload plain" }, content(step)),
+        step.sends === "nothing" ? null : element("code", { className: step.sends === "payload" ? "payload" : "payload plain" }, content(step)),
         shown && step.hex !== null ? element("code", { className: "hex" }, step.hex.replace(/..(?=.)/g, "$& ")) : null,
-        shown ? element("span", { className: "quiet" }, step.bytes === null ? "unknown" : counted(step.bytes, "byte")) : null,
+        shown ? element("span", { className: "quiet" }, step.bytes === null ? "length unknown" : counted(step.bytes, "byte")) : null,
         lost === "" ? null : element("span", { className: "remark" }, lost),
       ),
     ]);
@@ -151,7 +151,7 @@ export class Timeline {
   private addRow(className: string, ms: number, cells: HTMLElement[]): void {
     const time = element("td", { className: "number" }, timeText(ms - this.origin));
     this.rows.append(element("tr", { className }, time, ...cells));
-    while (this.rows.children.length > mostRows) this.rows.firstElementChild?.remove();
+    while (this.rows.children.length > maxRows) this.rows.firstElementChild?.remove();
     const box = this.rows.closest(".scroll");
     if (box !== null) box.scrollTop = box.scrollHeight;
   }
@@ -183,7 +183,7 @@ export class Timeline {
     this.drawTicks(height - axisHeight);
     this.runs.forEach((run, lane) => this.drawLane(run, lane * laneHeight));
     if (this.runs.length === 0) {
-      const text = "Fire an event, or send the device a message.";
+      const text = "Fire an event or send a message to the device.";
       this.drawing.append(svg("text", { x: margin, y: 24, class: "quiet" }, text));
       return;
     }
