@@ -55,14 +55,14 @@ std::string start_step(TrialDevice& device, const check::ExplainedEvent& event,
     case StepFate::kSend:
       break;
   }
-  if (!step.sender)
+  if (!step.sender) {
     return "not sent: " + check::quoted(step.protocol) + " is not a supported protocol";
+  }
   if (reserve_sender(device, starts_ms, leaves_ms + kSenderPauseMs)) return {};
   return "dropped: all " + std::to_string(kSenderSlots) + " senders are busy";
 }
 
-/// Returns the positions of the steps by their indexes: the daemon reserves the senders in this
-/// order.
+/// Returns the positions of the steps by their indexes: the order in which senders are reserved.
 std::vector<std::size_t> by_index(const check::ExplainedEvent& event) {
   std::vector<std::size_t> order(event.steps.size());
   std::iota(order.begin(), order.end(), std::size_t{0});
@@ -146,9 +146,8 @@ TrialDevice started_device(Variant variant, std::int64_t booted_ms) {
   store_wpa_mode(device.changes, "off");
   device.booted_ms = booted_ms;
   device.settings = empty_settings();
-  if (MappingRow* row = find_row(device.changes.mapping_table, &MappingRow::setting, "local:x")) {
-    row->last_value = "local";
-  }
+  // No playlist is selected.
+  find_row(device.changes.mapping_table, &MappingRow::setting, "local:x")->last_value = "local";
   return device;
 }
 

@@ -61,6 +61,10 @@ std::size_t answer(const Json& json) {
   return answer(json.dump(-1, ' ', false, Json::error_handler_t::replace));
 }
 
+Moment moment(double ms, double local_s) {
+  return {static_cast<std::int64_t>(ms), static_cast<std::int64_t>(local_s)};
+}
+
 check::KnownValues values_of_page() {
   if (page.status.empty() && !page.status_complete) return check::known_values(nullptr);
   check::KnownValues values = check::known_values(&page.status);
@@ -294,16 +298,16 @@ KOVO_EXPORT(kovo_vocabulary) std::size_t kovo_vocabulary() {
   return answer(json);
 }
 
-/// Raises an event by its trigger, as a program does on tcp:2700.
+/// Raises a trigger, as a program does on tcp:2700.
 KOVO_EXPORT(kovo_raise) std::size_t kovo_raise(std::size_t size, double ms, double local_s) {
-  const Moment now{static_cast<std::int64_t>(ms), static_cast<std::int64_t>(local_s)};
-  return answer(raise_all({{std::string(taken(size))}, {}}, RaisedBy::kName, now));
+  const Reaction reaction{{std::string(taken(size))}, {}};
+  return answer(raise_all(reaction, RaisedBy::kName, moment(ms, local_s)));
 }
 
 /// Processes a message to port 2727 or a status line to port 2728.
 KOVO_EXPORT(kovo_message)
 std::size_t kovo_message(std::size_t size, int port, double ms, double local_s) {
-  const Moment now{static_cast<std::int64_t>(ms), static_cast<std::int64_t>(local_s)};
+  const Moment now = moment(ms, local_s);
   const Reaction reaction = port == 2728 ? process_status_line(page.device, taken(size), now)
                                          : process_message(page.device, taken(size), now);
   return answer(raise_all(reaction, RaisedBy::kDevice, now));

@@ -2,7 +2,7 @@ import type { TrialClock } from "./clock";
 import type { Core, Reaction, TriggerSource } from "./core";
 import { button, element, field } from "./dom";
 
-export const products: [string, string][] = [
+const products: [string, string][] = [
   ["", "Any (simulated with two HDMI inputs)"],
   ["input-hdmi", "Input side, two HDMI inputs"],
   ["input-usbc", "Input side, HDMI and USB-C"],
