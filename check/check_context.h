@@ -53,20 +53,30 @@ struct CheckContext {
   Findings findings{};
 };
 
-/// Adds a finding of the rule that runs, with its usual severity or another one.
+/// Adds a finding of the rule that runs, with its usual severity or another one. Its fix replaces
+/// the bytes of `range`, and makes the edits of `also` with it. A fix whose hint begins with kGuess
+/// is offered, but not applied by --fix.
 void add_finding(CheckContext& context, Severity severity, const SourceRange& range,
-                 std::string text, std::string hint = {}, std::optional<std::string> fix = {});
+                 std::string text, std::string hint = {}, std::optional<std::string> fix = {},
+                 std::vector<Edit> also = {});
 void add_finding(CheckContext& context, const SourceRange& range, std::string text,
-                 std::string hint = {}, std::optional<std::string> fix = {});
+                 std::string hint = {}, std::optional<std::string> fix = {},
+                 std::vector<Edit> also = {});
 
 const DefinitionEntry& entry_at(const CheckContext& context, std::uint32_t entry);
+
+/// Returns whether a text begins like a comment in other files. A key that does is an event's key
+/// like any other; "commented-out" reports it, and all other rules leave it out.
+bool looks_like_comment(std::string_view text);
 
 /// Calls a function with the position of each entry of a field that the daemon acts on.
 template <typename Function>
 void for_each_entry(const CheckContext& context, std::string_view field, Function function) {
   const std::vector<DefinitionEntry>& entries = context.source.entries;
   for (std::uint32_t at = 0; at < entries.size(); ++at) {
-    if (entries[at].field == field && is_known(entries[at])) function(at);
+    const DefinitionEntry& entry = entries[at];
+    if (entry.field != field || !is_known(entry) || looks_like_comment(entry.name)) continue;
+    function(at);
   }
 }
 
@@ -90,7 +100,10 @@ void for_each_value(const CheckContext& context, std::string_view field, Functio
 /// Calls a function with the keys of each event, in the daemon's order.
 template <typename Function>
 void for_each_event(const CheckContext& context, Function function) {
-  for (const std::uint32_t at : context.model.in_event_order) function(context.model.names[at]);
+  for (const std::uint32_t at : context.model.in_event_order) {
+    const NamedKeys& keys = context.model.names[at];
+    if (!looks_like_comment(keys.name)) function(keys);
+  }
 }
 
 /// A step of an event that has a line, and its names in texts.
@@ -125,11 +138,6 @@ std::string line_text(const DefinitionEntry& entry);
 /// Returns whether these are the keys of the event that a GenericEventsCount above 0 makes, none of
 /// whose steps has a line.
 bool is_generic_events(const NamedKeys& keys);
-
-/// Returns whether a key begins like a comment in other files.
-bool looks_like_comment(std::string_view text);
-
-constexpr char kNoComments[] = "there are no comments in a definition file: remove the line";
 
 /// Calls a function with each step that has a line, unless the daemon may read other lines of its
 /// event under a truncated name.

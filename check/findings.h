@@ -19,7 +19,14 @@ struct RuleInfo {
   Severity other;                // of the others; the same when there are none
   void (*check)(CheckContext&);  // adds its findings
   const char* sentence;          // what it reports
+  bool has_third = false;        // some findings have the severity that neither of the two is
 };
+
+/// Returns whether a rule adds findings of a severity.
+bool can_have(const RuleInfo& rule, Severity severity);
+
+/// Returns the severities of a rule, such as "error, note".
+std::string severities_text(const RuleInfo& rule);
 
 /// Returns "note", "warning" or "error".
 const char* severity_name(Severity severity);
@@ -31,6 +38,14 @@ struct SourceRange {
   std::int32_t length = 0;
 };
 
+/// Bytes of one line, and the text that replaces them.
+struct Edit {
+  SourceRange range;
+  std::string text;
+};
+
+constexpr char kGuess[] = "did you mean ";  // a hint that begins so makes the fix a guess
+
 struct Finding {
   const RuleInfo* rule;
   Severity severity;
@@ -38,6 +53,7 @@ struct Finding {
   std::string text;                // what is wrong, printable ASCII
   std::string hint;                // what to write instead; may be empty
   std::optional<std::string> fix;  // what replaces the bytes of `range`
+  std::vector<Edit> also;          // what the same fix replaces elsewhere
 };
 
 using Findings = std::vector<Finding>;

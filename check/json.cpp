@@ -7,6 +7,15 @@
 namespace kovo::check {
 namespace {
 
+Json edit_json(const Edit& edit) {
+  Json json;
+  json["line"] = edit.range.line;
+  json["column"] = edit.range.column;
+  json["length"] = edit.range.length;
+  json["text"] = edit.text;
+  return json;
+}
+
 Json finding_json(const std::string& file, const Finding& finding) {
   Json json;
   json["file"] = file;
@@ -17,7 +26,11 @@ Json finding_json(const std::string& file, const Finding& finding) {
   json["rule"] = finding.rule->name;
   json["text"] = finding.text;
   json["hint"] = finding.hint;
-  json["mend"] = finding.fix ? Json(*finding.fix) : Json(nullptr);
+  json["fix"] = finding.fix ? Json(*finding.fix) : Json(nullptr);
+  if (!finding.also.empty()) {
+    Json& also = json["also"] = Json::array();
+    for (const Edit& edit : finding.also) also.push_back(edit_json(edit));
+  }
   return json;
 }
 

@@ -3,16 +3,22 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 
 #include "check/explain.h"
+#include "check/fixes.h"
 #include "check/json.h"
 #include "check/log_files.h"
+#include "check/replace_file.h"
 #include "check/report.h"
+#include "check/rule_sections.h"
 #include "check/rules.h"
+#include "check/status_text.h"
 #include "frame/text.h"
 
 namespace kovo::check {
@@ -29,7 +35,9 @@ struct CommandLine {
   std::string format = "text";
   std::vector<std::string> disabled;
   bool strict = false;
+  bool fix = false;
   bool list_rules = false;
+  std::string rule;  // to explain
   LogOptions log;
   std::string definitions_file;
 };
@@ -39,39 +47,34 @@ int complain(const std::string& text) {
   return kCannotCheck;
 }
 
-/// Reads a file or standard input; false with the reason.
-bool read_whole(const std::string& path, std::string& text, std::string& error) {
+/// Reads a file or standard input up to a few bytes after `limit`; returns false with the reason.
+bool read_up_to(std::size_t limit, const std::string& path, std::string& text, std::string& error) {
   const bool standard_input = path == "-";
   std::FILE* file = standard_input ? stdin : std::fopen(path.c_str(), "r");
   errno = file == nullptr ? errno : 0;
   char buffer[65536];
   std::size_t size = 0;
-  while (file != nullptr && text.size() <= kMaxDefinitionBytes &&
+  while (file != nullptr && text.size() <= limit &&
          (size = std::fread(buffer, 1, sizeof buffer, file)) > 0) {
     text.append(buffer, size);
   }
-  const bool failed = file == nullptr || std::ferror(file) != 0;
-  if (failed) error = std::strerror(errno);
+  if (file == nullptr || std::ferror(file) != 0) error = std::strerror(errno);
   if (file != nullptr && !standard_input) std::fclose(file);
-  if (!failed && text.size() > kMaxDefinitionBytes)
-    error = "larger than 1 MiB: not read by the daemon";
   return error.empty();
 }
 
-/// Lines name=value, as the daemon writes them.
+bool read_definitions(const std::string& path, std::string& text, std::string& error) {
+  if (!read_up_to(kMaxDefinitionBytes, path, text, error)) return false;
+  if (text.size() > kMaxDefinitionBytes) error = "larger than 1 MiB: not read by the daemon";
+  return error.empty();
+}
+
 bool read_status(const std::string& path, StatusVars& status) {
   std::string text;
   std::string error;
-  if (!read_whole(path, text, error)) {
-    complain(path + ": " + error);
-    return false;
-  }
-  for (const std::string_view line : split_lines(text)) {
-    const KeyValue pair = split_key_value(line);
-    if (pair.found) status.emplace_back(pair.key, pair.value);
-  }
-  if (status.empty()) complain(path + ": holds no line name=value of a status");
-  return !status.empty();
+  if (read_up_to(kMaxStatusBytes, path, text, error)) error = parse_status(text, status);
+  if (!error.empty()) complain(path + ": " + error);
+  return error.empty();
 }
 
 void add_options(CLI::App& app, CommandLine& line) {
@@ -83,12 +86,14 @@ void add_options(CLI::App& app, CommandLine& line) {
       ->expected(0, 1)
       ->default_str("")
       ->trigger_on_parse();
-  app.add_option("--status", line.status_file, "A copy of the device's /tmp/kovo_var.txt")
+  app.add_option("--status", line.status_file, "The device's /tmp/kovo_var.txt or status answer")
       ->type_name("FILE");
   app.add_option("--product", line.product, "input-hdmi, input-usbc or output; otherwise any")
       ->type_name("PRODUCT");
-  app.add_option("--format", line.format, "text or json")->type_name("FORMAT");
+  app.add_option("--format", line.format, "text, json, or diff for the fixes")->type_name("FORMAT");
+  app.add_flag("--fix", line.fix, "Write the fixes to the files, and check the result");
   app.add_flag("--rules", line.list_rules, "List the rules");
+  app.add_option("--explain-rule", line.rule, "Explain a rule, with an example")->type_name("RULE");
   app.add_option("--disable", line.disabled, "A rule that is left out; may be given again")
       ->type_name("RULE")
       ->delimiter(',')
@@ -127,15 +132,15 @@ bool take_rules(const CommandLine& line, CheckOptions& options) {
   return true;
 }
 
-bool is_format(const std::string& format) {
-  if (format == "text" || format == "json") return true;
-  complain("no format \"" + format + "\": text or json");
+bool is_format(const std::string& format, bool of_log) {
+  if (format == "text" || format == "json" || (format == "diff" && !of_log)) return true;
+  complain("no format \"" + format + "\": text" + (of_log ? " or json" : ", json or diff"));
   return false;
 }
 
 bool take_options(const CommandLine& line, CheckOptions& options, StatusVars& status) {
   options.strict = line.strict;
-  if (!is_format(line.format)) return false;
+  if (!is_format(line.format, false)) return false;
   if (!line.product.empty()) {
     options.products = product_of(line.product);
     if (options.products == 0) {
@@ -161,22 +166,58 @@ struct Outcome {
   std::vector<CheckedFile> for_json;
 };
 
+/// Returns the path from the directory in which a diff is applied, which may be the root.
+std::string diff_path(const std::string& path) {
+  return std::filesystem::path(path).lexically_normal().relative_path().string();
+}
+
+/// Prints the fixes of a text, or writes them to its file; the text becomes the one to report.
+/// Returns false when they cannot be written.
+bool fix_text(const std::string& path, const std::string& name, const CommandLine& line,
+              const CheckOptions& options, std::string& text) {
+  FixedText fixed = apply_fixes(text, options);
+  if (line.fix && fixed.text != text) {
+    const std::string error = replace_file(path, fixed.text);
+    if (!error.empty()) {
+      complain(path + ": cannot write: " + error);
+      return false;
+    }
+  }
+  if (line.format == "diff") {
+    const std::string diff = unified_diff(diff_path(name), text, fixed.text);
+    std::fwrite(diff.data(), 1, diff.size(), stdout);
+  }
+  if (!line.fix) return true;
+  if (line.format == "text" && fixed.fixes > 0) {
+    std::printf("%s: %zu %s applied\n", escaped(name).c_str(), fixed.fixes,
+                fixed.fixes == 1 ? "fix" : "fixes");
+  }
+  text = std::move(fixed.text);
+  return true;
+}
+
 void check_file(const std::string& path, const CommandLine& line, const CheckOptions& options,
                 Outcome& outcome) {
   std::string text;
   std::string error;
-  if (!read_whole(path, text, error)) {
+  if (!read_definitions(path, text, error)) {
     outcome.status = complain(path + ": " + error);
     return;
   }
-  const Source source = read_source(text);
   CheckedFile checked;
   checked.name = path == "-" ? "<stdin>" : path;
+  if ((line.fix || line.format == "diff") && !fix_text(path, checked.name, line, options, text)) {
+    outcome.status = kCannotCheck;
+    return;
+  }
+  const Source source = read_source(text);
   checked.findings = check_source(source, options);
   const bool json = line.format == "json";
   if (count_of(checked.findings, Severity::kError) > 0) {
     outcome.status = std::max<int>(outcome.status, kHasErrors);
   }
+  if (line.format == "diff") return;
+  if (json) remove_harmful_fixes(text, source, options, checked.findings);
   if (json || line.explain)
     checked.events = explain(source, options.products, known_values(options.status));
   if (json) {
@@ -193,13 +234,25 @@ void check_file(const std::string& path, const CommandLine& line, const CheckOpt
   std::fwrite(report.data(), 1, report.size(), stdout);
 }
 
+int explain_rule(const std::string& rule) {
+  const std::string section = rule_section(rule);
+  if (section.empty()) {
+    complain("no rule \"" + rule + "\"; the rules are:");
+    std::fputs(rules_text().c_str(), stderr);
+    return kCannotCheck;
+  }
+  std::fputs(section.c_str(), stdout);
+  return kClean;
+}
+
 /// Shows a timeline of logs in place of findings.
 int run_log(CommandLine& line) {
-  if (!is_format(line.format)) return kCannotCheck;
+  if (!is_format(line.format, true)) return kCannotCheck;
   line.log.has_definitions = !line.definitions_file.empty();
   line.log.json = line.format == "json";
   std::string error;
-  if (line.log.has_definitions && !read_whole(line.definitions_file, line.log.definitions, error)) {
+  if (line.log.has_definitions &&
+      !read_definitions(line.definitions_file, line.log.definitions, error)) {
     return complain(line.definitions_file + ": " + error);
   }
   const LogResult result = show_logs(line.log);
@@ -212,8 +265,12 @@ int run(CommandLine& line) {
     std::fputs(rules_text().c_str(), stdout);
     return kClean;
   }
+  if (!line.rule.empty()) return explain_rule(line.rule);
   if (!line.log.paths.empty()) return run_log(line);
   if (line.files.empty()) return complain("no file given (see kovocheck --help)");
+  if (line.fix && std::count(line.files.begin(), line.files.end(), "-") > 0) {
+    return complain("--fix cannot write standard input: use --format=diff");
+  }
   CheckOptions options;
   StatusVars status;
   if (!take_options(line, options, status)) return kCannotCheck;

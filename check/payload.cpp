@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "frame/loopback_server.h"
 #include "frame/text.h"
 
 namespace kovo::check {
@@ -79,6 +80,16 @@ bool is_address(const std::string& text) {
 
 int sent_port(std::string_view text) {
   return static_cast<std::uint16_t>(to_int32(text));
+}
+
+std::string daemon_port(const CompiledStep& step) {
+  const std::string ip = step.ip;
+  const int port = sent_port(step.port);
+  const std::optional<Sender> sender = choose_sender(step.protocol);
+  if (!sender || (ip != "127.0.0.1" && ip != "0.0.0.0" && is_address(ip))) return {};
+  const bool tcp = sender->transport == Transport::kTcp;
+  if (port != kVariablePort && port != (tcp ? kCommandPort : kStatusPort)) return {};
+  return (tcp ? "tcp:" : "udp:") + std::to_string(port);
 }
 
 }  // namespace kovo::check

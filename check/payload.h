@@ -58,4 +58,7 @@ bool is_address(const std::string& text);
 /// Returns the port to which the daemon sends for a text.
 int sent_port(std::string_view text);
 
+/// Returns the port of the daemon itself to which a step sends, as "tcp:2700"; "" for other steps.
+std::string daemon_port(const CompiledStep& step);
+
 }  // namespace kovo::check

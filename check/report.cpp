@@ -36,7 +36,7 @@ std::string left_aligned(std::string text, std::size_t width) {
   return text;
 }
 
-/// A whole line of the file, all of its pieces, as one view: they stand one behind the other.
+/// A whole line of the file, all of its pieces, as one view: they follow each other in memory.
 std::string_view whole_line(const Source& source, std::int32_t number) {
   const auto first = std::lower_bound(
       source.lines.begin(), source.lines.end(), number,
@@ -112,13 +112,13 @@ std::string payload_size(const ExplainedStep& step) {
 
 std::string payload_text(const ExplainedStep& step, std::size_t size_width) {
   if (!step.sender) {
-    return "sends nothing: " + quoted(step.protocol) + " names no sender";
+    return "sends nothing: " + quoted(step.protocol) + " is not a supported protocol";
   }
   if (step.sender->status) return "the device's status";
   std::string text = right_aligned(payload_size(step), size_width) + "  " +
                      quoted(sent_part(step.payload), kPayloadShown);
-  if (step.cut) text += "  cut at 1023 bytes";
-  if (step.ends_at_zero) text += "  ends at a zero byte";
+  if (step.cut) text += "  truncated to 1023 bytes";
+  if (step.ends_at_zero) text += "  ends at a NUL";
   return text;
 }
 
@@ -161,7 +161,7 @@ std::string report_text(const std::string& file, const Source& source, const Fin
   for (const Finding& finding : findings) {
     text += finding_text(file, source, finding, colours ? kColours : kPlain);
   }
-  if (findings.size() >= kMaxFindings) text += file + ": too many findings: the rest is left out\n";
+  if (findings.size() >= kMaxFindings) text += file + ": too many findings: the rest is omitted\n";
   return text + file + ": " + counted(count_of(findings, Severity::kError), "error") + ", " +
          counted(count_of(findings, Severity::kWarning), "warning") + ", " +
          counted(count_of(findings, Severity::kNote), "note") + "\n";
@@ -180,8 +180,8 @@ std::string explain_text(const std::vector<ExplainedEvent>& events, std::string_
 std::string rules_text() {
   std::string text;
   for (const RuleInfo& rule : kRules) {
-    text += left_aligned(rule.name, 17) + left_aligned(severity_name(rule.severity), 9) +
-            rule.sentence + "\n";
+    text += left_aligned(rule.name, 17) + left_aligned(severities_text(rule), 21) + rule.sentence +
+            "\n";
   }
   return text;
 }

@@ -25,7 +25,7 @@ std::vector<std::string> placeholder_names(const CheckOptions& options, const Tr
 
 /// Finds out what is wrong with the key of an entry; nothing when the daemon acts on it.
 std::optional<FaultyKey> key_fault(std::uint32_t position, const DefinitionEntry& entry) {
-  if (is_known(entry)) return {};
+  if (is_known(entry) || looks_like_comment(entry.name)) return {};
   const std::string key = raw_key(entry);
   const std::string_view inner = trimmed(key);
   if (inner.size() != key.size() && !inner.empty()) return {};  // reported by "blank"
@@ -46,12 +46,12 @@ std::optional<FaultyKey> key_fault(std::uint32_t position, const DefinitionEntry
 
 std::vector<MissingEvent> missing_events(const CheckContext& context) {
   std::unordered_map<std::string, const NamedKeys*> events;  // by lower-case name
-  for (const NamedKeys& keys : context.model.names) {
-    if (keys.event != nullptr) events.emplace(lower_ascii(keys.name), &keys);
-  }
+  for_each_event(context,
+                 [&](const NamedKeys& keys) { events.emplace(lower_ascii(keys.name), &keys); });
   std::vector<MissingEvent> missing;
   for (const NamedKeys& keys : context.model.names) {
-    if (keys.event != nullptr || context.cut_names.count(std::string(keys.name)) > 0) continue;
+    if (keys.event != nullptr || looks_like_comment(keys.name)) continue;
+    if (context.cut_names.count(std::string(keys.name)) > 0) continue;
     const auto entry =
         std::find_if(keys.entries.begin(), keys.entries.end(), [&](std::uint32_t at) {
           return entry_at(context, at).field != kCountField && is_known(entry_at(context, at));
@@ -93,6 +93,19 @@ const char* severity_name(Severity severity) {
   return severity == Severity::kWarning ? "warning" : "note";
 }
 
+bool can_have(const RuleInfo& rule, Severity severity) {
+  return rule.has_third || rule.severity == severity || rule.other == severity;
+}
+
+std::string severities_text(const RuleInfo& rule) {
+  std::string text;
+  for (const Severity severity : {Severity::kError, Severity::kWarning, Severity::kNote}) {
+    if (!can_have(rule, severity)) continue;
+    text += (text.empty() ? "" : ", ") + std::string(severity_name(severity));
+  }
+  return text;
+}
+
 std::size_t count_of(const Findings& findings, Severity severity) {
   const auto has_it = [=](const Finding& finding) { return finding.severity == severity; };
   return static_cast<std::size_t>(std::count_if(findings.begin(), findings.end(), has_it));
@@ -109,8 +122,9 @@ Findings check_source(const Source& source, const CheckOptions& options) {
   CheckContext context = make_context(source, model, options);
   for (std::size_t at = 0; at < kRuleCount; ++at) {
     if (options.disabled[at]) continue;
-    // No line of a UTF-16 file means what it seems to.
-    if (source.mark == ByteOrderMark::kUtf16 && kRules[at].check != check_line_end) continue;
+    // No line means what it seems to.
+    const bool has_lines = source.mark != ByteOrderMark::kUtf16 && source.cr_only.count == 0;
+    if (!has_lines && kRules[at].check != check_line_end) continue;
     context.rule = &kRules[at];
     context.rule->check(context);
   }
@@ -120,17 +134,18 @@ Findings check_source(const Source& source, const CheckOptions& options) {
 }
 
 void add_finding(CheckContext& context, Severity severity, const SourceRange& range,
-                 std::string text, std::string hint, std::optional<std::string> fix) {
+                 std::string text, std::string hint, std::optional<std::string> fix,
+                 std::vector<Edit> also) {
   if (context.findings.size() >= kMaxFindings) return;
   const bool raised = context.options.strict && severity == Severity::kWarning;
   context.findings.push_back({context.rule, raised ? Severity::kError : severity, range,
-                              std::move(text), std::move(hint), std::move(fix)});
+                              std::move(text), std::move(hint), std::move(fix), std::move(also)});
 }
 
 void add_finding(CheckContext& context, const SourceRange& range, std::string text,
-                 std::string hint, std::optional<std::string> fix) {
+                 std::string hint, std::optional<std::string> fix, std::vector<Edit> also) {
   add_finding(context, context.rule->severity, range, std::move(text), std::move(hint),
-              std::move(fix));
+              std::move(fix), std::move(also));
 }
 
 const DefinitionEntry& entry_at(const CheckContext& context, std::uint32_t entry) {

@@ -1,10 +1,14 @@
 // Rules about whole events: whether they exist, and when they and their steps run.
+#include <algorithm>
+
 #include "check/check_context.h"
 #include "definitions/event_compiler.h"
 #include "frame/text.h"
 
 namespace kovo::check {
 namespace {
+
+constexpr std::int32_t kLongDelayMs = 600'000;  // a longer one was probably meant to be shorter
 
 /// Returns the Count that the keys of a name need: one more than their largest index.
 std::string needed_count(const NamedKeys& keys) {
@@ -16,6 +20,17 @@ std::string needed_count(const NamedKeys& keys) {
 bool is_switched_off(const CheckContext& context, const NamedKeys& keys) {
   return keys.counts.size() == 1 && entry_at(context, keys.counts.front()).value == "0" &&
          keys.steps.empty() && keys.trigger == kNoEntry;
+}
+
+/// Returns the whole number that a Delay with a unit stands for ("100 ms", or 5 s for a step);
+/// nothing for any other text behind the number.
+std::optional<std::string> without_unit(const DefinitionEntry& entry, const ReadNumber& number) {
+  const bool of_event = entry.parts == 1;
+  const std::string unit = lower_ascii(trimmed(number.rest));
+  if (!number.in_range) return {};
+  if (unit == (of_event ? "s" : "ms")) return std::to_string(number.value);
+  if (of_event || unit != "s" || number.value > INT32_MAX / 1000) return {};
+  return std::to_string(number.value * 1000);
 }
 
 std::string offsets_text(const std::vector<std::int64_t>& offsets_ms) {
@@ -45,7 +60,7 @@ void check_offsets(CheckContext& context, const NamedKeys& keys) {
   const bool gap = wrong->delay == kNoEntry;
   const std::string name = shown(keys.name);
   add_finding(context, key_range(context, gap ? wrong->first : wrong->delay),
-              "the steps of " + name + " leave after " + offsets_text(offsets) + ", not after " +
+              "the steps of " + name + " are sent after " + offsets_text(offsets) + ", not after " +
                   offsets_text(sums),
               gap ? "give every step of " + name + " a Delay line, in the order of the steps"
                   : "write the Delay lines of " + name + " in the order of its steps");
@@ -61,7 +76,6 @@ void check_missing(CheckContext& context, const MissingEvent& missing) {
     const std::string near = nearest_name(context.event_names, keys.name);
     std::string hint = "add " + count;
     if (!near.empty()) hint = "did you mean " + shown(near) + "? Otherwise " + hint;
-    if (looks_like_comment(keys.name)) hint = kNoComments;
     add_finding(context, missing.range,
                 name + " does not exist: there is no " + count_key + " line", hint);
     return;
@@ -80,6 +94,17 @@ void check_missing(CheckContext& context, const MissingEvent& missing) {
 
 }  // namespace
 
+/// Reports a file without any event, unless it has a Count line or "no-count" reports what it
+/// lacks.
+void check_no_event(CheckContext& context) {
+  const Model& model = context.model;
+  const bool has_count = std::any_of(model.names.begin(), model.names.end(),
+                                     [](const NamedKeys& keys) { return !keys.counts.empty(); });
+  if (has_count || !context.missing_events.empty()) return;
+  add_finding(context, {1, 1, 0}, "the file defines no event",
+              "an event needs a line NameCount= with the number of its steps");
+}
+
 void check_no_count(CheckContext& context) {
   for (const MissingEvent& missing : context.missing_events) check_missing(context, missing);
 }
@@ -92,12 +117,12 @@ void check_count(CheckContext& context) {
     const SourceRange range = value_range(context, at);
     const char* advice = "write the number of steps, from 1 to 128";
     if (!number.has_digits) {
-      add_finding(context, range, line + " is no number and makes no event", advice);
+      add_finding(context, range, line + " is not a number: there is no such event", advice);
     } else if (number.value < 0) {
-      add_finding(context, range, line + " is negative and makes no event", advice);
+      add_finding(context, range, line + " is negative: there is no such event", advice);
     } else if (number.value > kMaxSteps) {
-      add_finding(context, range, line + " counts as 128, the most steps of an event",
-                  "write at most 128, and give the other steps to another event");
+      add_finding(context, range, line + " is read as 128, the maximum",
+                  "write at most 128, and move the other steps to another event");
     } else if (!number.rest.empty()) {
       const std::string value = std::to_string(number.value);
       add_finding(context, range, line + " is read as " + value,
@@ -115,12 +140,17 @@ void check_delay(CheckContext& context) {
     const std::string unit = entry.parts == 1 ? "seconds" : "milliseconds";
     const std::string advice = "write a whole number of " + unit + ", from 0";
     if (!number.has_digits) {
-      add_finding(context, range, line + " is no number and counts as 0", advice);
+      add_finding(context, range, line + " is not a number: it is read as 0", advice);
     } else if (number.value < 0) {
       add_finding(context, range, line + " is negative", advice);
     } else if (!number.in_range || !number.rest.empty()) {
+      const std::optional<std::string> right = without_unit(entry, number);
       add_finding(context, range, line + " is read as " + std::to_string(number.value) + " " + unit,
-                  advice);
+                  right ? "write " + key_text(entry) + "=" + *right : advice, right);
+    } else if (entry.parts == 2 && number.value > kLongDelayMs) {
+      add_finding(context, context.rule->other, range,
+                  line + " is " + counted(static_cast<std::size_t>(number.value / 1000), "second"),
+                  "the Delay of a step is in milliseconds");
     }
   });
 }
@@ -133,8 +163,8 @@ void check_never_runs(CheckContext& context) {
   for_each_event(context, [&](const NamedKeys& keys) {
     if (keys.event->delay_s < kEventLifeS) return;
     add_finding(context, value_range(context, keys.delay),
-                shown(keys.name) + " never runs: 60 s after it was raised an event is dropped",
-                "write a Delay below 60, or let the steps wait: their delays have no such limit");
+                shown(keys.name) + " never runs: events are dropped 60 s after their trigger",
+                "write a Delay below 60, or delay the steps instead: they have no such limit");
   });
 }
 

@@ -1,4 +1,7 @@
-// Rules about lines, before anything is made of their keys.
+// Rules about lines, before their keys are looked at.
+#include <algorithm>
+#include <iterator>
+
 #include "check/check_context.h"
 #include "frame/text.h"
 
@@ -17,8 +20,8 @@ std::string meant_line(std::string_view text) {
 
 void check_byte_order_mark(CheckContext& context) {
   if (context.source.mark == ByteOrderMark::kUtf16) {
-    add_finding(context, {1, 1, 2}, "the file is UTF-16: the zero bytes in it end every line",
-                "save it as plain text (UTF-8 without byte order mark)");
+    add_finding(context, {1, 1, 2}, "the file is UTF-16: the NULs in it end every line",
+                "save it as UTF-8 without byte order mark");
   }
   if (context.source.mark == ByteOrderMark::kUtf8) {
     add_finding(context, {1, 1, 3},
@@ -30,55 +33,64 @@ void check_byte_order_mark(CheckContext& context) {
 void check_carriage_returns(CheckContext& context) {
   const LineKind& found = context.source.carriage_returns;
   if (found.count == 0) return;
+  std::vector<Edit> others;
+  for (const SourceLine& line : context.source.lines) {
+    const auto column = line.column + static_cast<std::int32_t>(line.text.size());
+    const bool has_it = line.text.data() + line.text.size() < line.read.data() + line.read.size();
+    if (has_it && line.number != found.first.line) others.push_back({{line.number, column, 1}, ""});
+  }
   add_finding(context, found.first,
               counted(found.count, "line") + (found.count == 1 ? " ends" : " end") +
-                  " in a carriage return, which becomes part of the value",
-              "save the file with Unix line ends (LF), or: sed -i 's/\\r$//' FILE");
+                  " in CR, which becomes part of the value",
+              "save the file with Unix line endings (LF), or: sed -i 's/\\r$//' FILE", "",
+              std::move(others));
 }
 
-void check_zero_bytes(CheckContext& context) {
-  const LineKind& found = context.source.zero_bytes;
+void check_cr_only(CheckContext& context) {
+  const LineKind& found = context.source.cr_only;
   if (found.count == 0 || context.source.mark == ByteOrderMark::kUtf16) return;
   add_finding(context, found.first,
-              counted(found.count, "line") + (found.count == 1 ? " holds" : " hold") +
-                  " a zero byte: what follows it in the line is not read",
-              "remove the zero bytes");
+              counted(found.count, "line") + (found.count == 1 ? " ends" : " end") +
+                  " in CR alone, so that the daemon reads them as one line",
+              "save the file with Unix line endings (LF), or: tr '\\r' '\\n' <FILE >NEW");
 }
 
+void check_nuls(CheckContext& context) {
+  const LineKind& found = context.source.nuls;
+  if (found.count == 0 || context.source.mark == ByteOrderMark::kUtf16) return;
+  add_finding(context, found.first,
+              counted(found.count, "line") + (found.count == 1 ? " contains" : " contain") +
+                  " a NUL: the rest of the line is ignored",
+              "remove the NULs");
+}
+
+/// Returns whether blanks around a value are never meant. In a payload "data" reports them.
 bool has_trimmed_value(const DefinitionEntry& entry) {
+  if (entry.field == kDataField) return trimmed(entry.value).empty();
   return entry.parts > 0 && entry.field != kTriggerField;
 }
 
-/// Reports a line once: blanks before the key, around the "=", or after the value.
+/// Reports a line once, from its first to its last wrong blank.
 void check_blanks(CheckContext& context, std::uint32_t position, const DefinitionEntry& entry) {
   const std::string key = raw_key(entry);
   const std::string_view good_key = trimmed(key);
-  const std::string_view value = entry.value;
-  const std::string_view good_value = has_trimmed_value(entry) ? trimmed(value) : value;
-  if (good_key.size() == key.size() && good_value.size() == value.size()) return;
-  if (good_key.empty()) return;
+  const bool key_has_blanks = good_key.size() < key.size();
+  const bool trims_value = key_has_blanks || has_trimmed_value(entry);
+  const std::string_view good_value = trims_value ? trimmed(entry.value) : entry.value;
+  if (good_key.empty() || looks_like_comment(good_key)) return;
+  if (!key_has_blanks && good_value.size() == entry.value.size()) return;
 
-  const auto before_key = static_cast<std::size_t>(good_key.data() - key.data());
-  const std::size_t after_key = key.size() - before_key - good_key.size();
-  const std::size_t before_value = good_value.empty()
-                                       ? value.size()
-                                       : static_cast<std::size_t>(good_value.data() - value.data());
-  SourceRange range = key_range(context, position);
-  std::string fix;
-  if (before_key > 0) {
-    range = part_of(range, 0, before_key);
-  } else if (after_key + before_value > 0) {
-    range = part_of(range, key.size() - after_key, after_key + 1 + before_value);
-    fix = "=";
-  } else {
-    range = part_of(value_range(context, position), good_value.size(),
-                    value.size() - good_value.size());
-  }
-  const bool in_key = before_key + after_key > 0;
-  add_finding(
-      context, range,
-      in_key ? "blanks around a key are part of it" : "blanks around a value are part of it",
-      "write " + shown(std::string(good_key) + "=" + std::string(good_value)), fix);
+  const std::string line = key + "=" + std::string(entry.value);
+  const std::string right = std::string(good_key) + "=" + std::string(good_value);
+  const auto end = std::mismatch(right.begin(), right.end(), line.begin()).first;
+  const auto same = static_cast<std::size_t>(end - right.begin());
+  const auto same_end = static_cast<std::size_t>(
+      std::mismatch(right.rbegin(), std::make_reverse_iterator(end), line.rbegin()).first -
+      right.rbegin());
+  add_finding(context, part_of(key_range(context, position), same, line.size() - same - same_end),
+              key_has_blanks ? "the blanks around the key are part of it"
+                             : "the blanks around the value are part of it",
+              "write " + shown(right), right.substr(same, right.size() - same - same_end));
 }
 
 }  // namespace
@@ -86,14 +98,13 @@ void check_blanks(CheckContext& context, std::uint32_t position, const Definitio
 void check_no_equals(CheckContext& context) {
   for (const SourceLine& line : context.source.lines) {
     if (line.text.empty() || line.column > static_cast<std::int32_t>(kMaxMessage)) continue;
-    if (split_key_value(line.text).found) continue;
+    if (split_key_value(line.text).found || looks_like_comment(line.text)) continue;
     const std::string meant = meant_line(line.text);
     std::string hint = "write key=value, or remove the line";
-    if (looks_like_comment(line.text)) hint = kNoComments;
     if (trimmed(line.text).empty()) hint = "remove the blanks";
     if (!meant.empty()) hint = "write " + shown(meant);
     add_finding(context, {line.number, line.column, static_cast<std::int32_t>(line.text.size())},
-                "the line holds no \"=\" and is not read", std::move(hint),
+                "the line contains no \"=\" and is ignored", std::move(hint),
                 meant.empty() ? std::nullopt : std::optional(meant));
   }
 }
@@ -103,15 +114,16 @@ void check_long_line(CheckContext& context) {
   for (const SourceLine& line : context.source.lines) {
     if (line.column != static_cast<std::int32_t>(kMaxMessage) + 1 || line.read.empty()) continue;
     add_finding(context, {line.number, line.column, static_cast<std::int32_t>(line.read.size())},
-                "the line is longer than 2047 bytes: what follows is read as a line of its own",
-                "shorten the line; what does not fit goes into another step");
+                "the line is longer than 2047 bytes: the rest is read as another line",
+                "shorten the line, or move a part of the payload to another step");
   }
 }
 
 void check_line_end(CheckContext& context) {
   check_byte_order_mark(context);
-  check_carriage_returns(context);
-  check_zero_bytes(context);
+  if (context.source.cr_only.count == 0) check_carriage_returns(context);
+  check_cr_only(context);
+  check_nuls(context);
 }
 
 void check_blank(CheckContext& context) {

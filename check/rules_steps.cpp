@@ -1,4 +1,4 @@
-// Rules about steps: which sender, where to, and what is missing.
+// Rules about steps: protocol, address and port, and what is missing.
 #include <algorithm>
 
 #include "check/check_context.h"
@@ -25,17 +25,16 @@ void check_protocol_value(CheckContext& context, const StepValue& step) {
   if (!choose_sender(value)) {
     std::string hint = "write UDP or TCP, or UDPStatus or TCPStatus to send the device's status";
     if (!right.empty()) hint = "write " + right;
-    if (right.size() == 3) hint = "write UDP or TCP in capitals";
     add_finding(context, step.range,
-                step.step + " sends nothing: " + quoted(value) + " names no sender", hint,
-                right.empty() ? std::nullopt : std::optional(right));
+                step.step + " sends nothing: " + quoted(value) + " is not a supported protocol",
+                hint, right.empty() ? std::nullopt : std::optional(right));
     return;
   }
   const bool both = contains(value, "TCP") && contains(value, "UDP");
   const bool no_status = right.size() > 3 && !contains(value, "Status");
   if (!both && !no_status) return;
   add_finding(context, context.rule->other, step.range,
-              both ? quoted(value) + " names both senders: " + step.step + " goes by TCP"
+              both ? quoted(value) + " is ambiguous: " + step.step + " uses TCP"
                    : quoted(value) + " sends the payload, not the device's status",
               "write " + right, right);
 }
@@ -55,14 +54,40 @@ void check_empty_steps(CheckContext& context, const NamedKeys& keys) {
   }
   const std::string name = shown(keys.name);
   const std::string first = std::to_string(empty.front());
-  const std::string text = empty.size() == 1 ? "step " + first + " of " + name + " has no line"
+  const std::string text = empty.size() == 1 ? "step " + first + " of " + name + " has no lines"
                                              : std::to_string(empty.size()) + " steps of " + name +
-                                                   " have no line (the first is " + first + ")";
+                                                   " have no lines (the first is " + first + ")";
   const bool at_end = empty.front() + static_cast<std::int32_t>(empty.size()) == step_count;
   add_finding(context, value_range(context, keys.counts.back()), text + ": nothing is sent",
               at_end && empty.front() > 0
                   ? "write " + name + "Count=" + first + ", or the lines of the other steps"
                   : "write " + name + "Protocol" + first + " and the other lines of the step");
+}
+
+/// Returns a dotted address without the zeros before its decimal numbers.
+std::string without_zeros(std::string_view text) {
+  std::string address;
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    const bool begins = address.empty() || address.back() == '.';
+    if (begins && text[at] == '0' && is_digits(text.substr(at + 1, 1))) continue;
+    address += text[at];
+  }
+  return address;
+}
+
+void check_broadcast(CheckContext& context, const StepValue& step) {
+  constexpr std::string_view kEnd = ".255";
+  const std::string_view value = step.entry.value;
+  if (value == "255.255.255.255") {
+    add_finding(context, step.range, step.step + " sends nothing: the daemon does not broadcast",
+                "write the address of one device, and give each other device a step of its own");
+  } else if (value.substr(value.size() - kEnd.size()) == kEnd) {
+    add_finding(context, Severity::kNote, step.range,
+                quoted(value) +
+                    " is the broadcast address of many networks: the daemon does not "
+                    "broadcast",
+                "write the address of one device, unless this is one");
+  }
 }
 
 void check_address_value(CheckContext& context, const StepValue& step) {
@@ -72,34 +97,38 @@ void check_address_value(CheckContext& context, const StepValue& step) {
                 "write four numbers from 0 to 255 such as 10.0.0.5");
     return;
   }
-  if (is_address(value)) return;
+  if (is_address(value)) {
+    check_broadcast(context, step);
+    return;
+  }
   std::string inner(trimmed(value));
   inner.erase(std::remove(inner.begin(), inner.end(), '"'), inner.end());
-  const std::string host = inner.substr(0, inner.find(':'));
-  std::string hint = "write four numbers such as 10.0.0.5: names are not looked up";
+  const std::string host = without_zeros(inner.substr(0, inner.find_first_of(":/")));
+  std::string hint =
+      "write four numbers from 0 to 255 such as 10.0.0.5: host names are not resolved";
   std::optional<std::string> fix;
   if (is_address(host)) {
-    hint = "write " + host + (host.size() < inner.size() ? ", and the port in a Port line" : "");
+    hint = "write " + host + (contains(inner, ":") ? ", and the port in a Port line" : "");
     fix = host;
   }
-  add_finding(
-      context, step.range,
-      quoted(value) + " is no IPv4 address: " + step.step + " goes to 0.0.0.0, the device itself",
-      hint, fix);
+  add_finding(context, step.range,
+              quoted(value) + " is not a valid IPv4 address: " + step.step +
+                  " goes to 0.0.0.0, the device itself",
+              hint, fix);
 }
 
 void check_port_value(CheckContext& context, const StepValue& step) {
   const ReadNumber number = read_number(step.entry.value);
-  const std::string goes = ": " + step.step + " goes to port ";
+  const std::string goes = ": " + step.step + " is sent to port ";
   const std::string port = std::to_string(sent_port(step.entry.value));
   if (!number.has_digits) {
-    add_finding(context, step.range, quoted(step.entry.value) + " is no number" + goes + "0",
+    add_finding(context, step.range, quoted(step.entry.value) + " is not a valid port" + goes + "0",
                 "write a number from 1 to 65535");
   } else if (number.value < 1 || number.value > 65535) {
-    add_finding(
-        context, step.range,
-        step.line + " is no port" + (port == std::to_string(number.value) ? "" : goes + port),
-        "write a number from 1 to 65535");
+    add_finding(context, step.range,
+                step.line + " is not a valid port" +
+                    (port == std::to_string(number.value) ? "" : goes + port),
+                "write a number from 1 to 65535");
   } else if (!number.rest.empty()) {
     add_finding(context, step.range, step.line + " is read as " + port, "write " + port, port);
   }
@@ -125,7 +154,15 @@ void check_address(CheckContext& context) {
   for_each_value(context, kIpField,
                  [&](const StepValue& step) { check_address_value(context, step); });
   for_each_step(context, [&](const NamedStep& step) {
-    if (step.entries.ip != kNoEntry) return;
+    const std::uint32_t ip = step.entries.ip;
+    if (ip != kNoEntry) {
+      if (entry_at(context, ip).value != "0.0.0.0") return;
+      if (!daemon_port(*step.entries.compiled).empty()) return;  // reported by "loop"
+      add_finding(context, context.rule->other, value_range(context, ip),
+                  step.text + " sends to the device itself",
+                  "write the address of another device, or 127.0.0.1 if it is meant");
+      return;
+    }
     add_finding(context, step.range,
                 step.text + " has no address and goes to 0.0.0.0, the device itself",
                 "add " + step.name + "IP" + step.number + "= and an address such as 10.0.0.5");
@@ -137,7 +174,7 @@ void check_port(CheckContext& context) {
                  [&](const StepValue& step) { check_port_value(context, step); });
   for_each_step(context, [&](const NamedStep& step) {
     if (step.entries.port != kNoEntry) return;
-    add_finding(context, step.range, step.text + " has no port and goes to port 0",
+    add_finding(context, step.range, step.text + " has no port and is sent to port 0",
                 "add " + step.name + "Port" + step.number + "= and a number from 1 to 65535");
   });
 }

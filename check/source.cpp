@@ -26,7 +26,7 @@ void count_line(LineKind& kind, const SourceLine& line, std::size_t at) {
 void add_piece(Source& source, std::int32_t number, std::size_t offset, std::string_view piece,
                bool whole) {
   SourceLine line{number, static_cast<std::int32_t>(offset) + 1, until_nul(piece), {}};
-  if (line.read.size() < piece.size()) count_line(source.zero_bytes, line, line.read.size());
+  if (line.read.size() < piece.size()) count_line(source.nuls, line, line.read.size());
   line.text = line.read;
   if (whole && !line.text.empty() && line.text.back() == '\r') {
     line.text.remove_suffix(1);
@@ -39,13 +39,31 @@ void add_piece(Source& source, std::int32_t number, std::size_t offset, std::str
   source.lines.push_back(line);
 }
 
+/// Finds lines that end in CR alone, if there are more of them than newlines.
+LineKind find_cr_only(std::string_view text) {
+  LineKind found;
+  std::size_t newlines = 0;
+  std::int32_t column = 0;
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    ++column;
+    if (text[at] == '\n') {
+      ++newlines;
+      column = 0;
+    } else if (text[at] == '\r' && text.substr(at + 1, 1) != "\n" && found.count++ == 0) {
+      found.first = {static_cast<std::int32_t>(newlines) + 1, column, 1};
+    }
+  }
+  const bool at_end = !text.empty() && text.back() == '\r';  // which ends no line in between
+  return found.count > newlines + (at_end ? 1 : 0) ? found : LineKind{};
+}
+
 void split_into_pieces(Source& source, std::string_view text) {
   std::int32_t number = 0;
   while (!text.empty()) {
     const std::string_view line = until_newline(text);
     const bool has_end = line.size() < text.size();
     ++number;
-    // A line feed behind a full buffer makes an empty piece, which is no entry.
+    // A newline after a full buffer makes an empty piece, which is no entry.
     std::size_t offset = 0;
     do {
       const std::string_view piece = line.substr(offset, kMaxMessage);
@@ -61,6 +79,7 @@ void split_into_pieces(Source& source, std::string_view text) {
 Source read_source(std::string_view text) {
   Source source;
   source.mark = mark_of(text);
+  source.cr_only = find_cr_only(text);
   split_into_pieces(source, text);
   std::string judged;
   std::string as_read;

@@ -14,7 +14,7 @@ namespace kovo::check {
 struct SourceLine {
   std::int32_t number;    // of the line in the file
   std::int32_t column;    // of the first byte of `text`
-  std::string_view read;  // as the daemon reads it, without its line feed
+  std::string_view read;  // as the daemon reads it, without its newline
   std::string_view text;  // the same without byte order mark and carriage return
 };
 
@@ -29,7 +29,8 @@ struct LineKind {
 struct Source {
   std::vector<SourceLine> lines;
   LineKind carriage_returns;  // at the ends of lines
-  LineKind zero_bytes;
+  LineKind cr_only;           // lines that end in CR alone, in a file that has nearly no others
+  LineKind nuls;
   ByteOrderMark mark = ByteOrderMark::kNone;
 
   // Faulty line ends are reported once; the rules see the lines as if these were fixed. The daemon

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "frame/text.h"
 #include "check/trigger_sources.h"
+#include "frame/text.h"
 
 namespace kovo::check {
 namespace {
@@ -50,15 +50,46 @@ void add_raiser(Triggers& triggers, const std::string& trigger, const std::strin
   }
 }
 
+void add_name(std::vector<std::string>& names, const std::string& name) {
+  if (std::find(names.begin(), names.end(), name) == names.end()) names.push_back(name);
+}
+
 void add_source(Triggers& triggers, const TriggerSource& source, unsigned product) {
   add_raiser(triggers, source.trigger, description(source), product);
   const bool by_variable =
       source.cause == TriggerCause::kVariable || source.cause == TriggerCause::kVariablePart;
   if (!by_variable || (product & triggers.products) == 0) return;
-  std::vector<std::string>& names = triggers.by_variable[lower_ascii(source.name)];
-  if (std::find(names.begin(), names.end(), source.trigger) == names.end()) {
-    names.push_back(source.trigger);
+  add_name(triggers.by_variable[lower_ascii(source.name)], source.trigger);
+}
+
+bool is_raised(const Triggers& triggers, const std::string& trigger, unsigned product) {
+  const auto found = triggers.raisers.find(trigger);
+  return found != triggers.raisers.end() &&
+         std::any_of(found->second.begin(), found->second.end(),
+                     [=](const Raiser& raiser) { return (raiser.products & product) != 0; });
+}
+
+/// Adds the words of each row, for what the product raises when the row's variable changes.
+void add_words(Triggers& triggers, const Product& product) {
+  constexpr std::string_view kPrefix = "setSettings:";
+  MappingTable table = mapping_rows(product.variant);
+  for (const MappingRow& row : table) {
+    const MappingRow* raising = is_raised(triggers, row.status, product.bit)
+                                    ? &row
+                                    : find_row(table, &MappingRow::variable, row.variable);
+    if (raising == nullptr) continue;
+    add_name(triggers.by_word[lower_ascii(row.status)], raising->status);
+    if (row.setting.empty()) continue;
+    add_name(triggers.by_word[lower_ascii(row.setting)], raising->status);
+    if (!starts_with_nocase(row.setting, kPrefix)) continue;
+    add_name(triggers.by_word[lower_ascii(row.setting.substr(kPrefix.size()))], raising->status);
   }
+}
+
+std::vector<std::string> names_of(
+    const std::unordered_map<std::string, std::vector<std::string>>& index, std::string_view word) {
+  const auto found = index.find(lower_ascii(word));
+  return found == index.end() ? std::vector<std::string>() : found->second;
 }
 
 }  // namespace
@@ -77,6 +108,14 @@ Variant variant_of_product(unsigned products) {
   return variant_of("");
 }
 
+std::vector<Variant> variants_of(unsigned products) {
+  std::vector<Variant> variants;
+  for (const Product& product : kProducts) {
+    if ((products & product.bit) != 0) variants.push_back(product.variant);
+  }
+  return variants;
+}
+
 Triggers make_triggers(unsigned products) {
   Triggers triggers;
   triggers.products = products;
@@ -84,6 +123,7 @@ Triggers make_triggers(unsigned products) {
     for (const TriggerSource& source : trigger_sources(product.variant)) {
       add_source(triggers, source, product.bit);
     }
+    if ((product.bit & products) != 0) add_words(triggers, product);
   }
   triggers.suggester = make_suggester(std::move(triggers.suggester.names));
   return triggers;
@@ -109,9 +149,12 @@ std::vector<std::string> raised_by(const Triggers& triggers, std::string_view tr
   return result;
 }
 
+std::vector<std::string> triggers_of_word(const Triggers& triggers, std::string_view word) {
+  return names_of(triggers.by_word, word);
+}
+
 std::vector<std::string> triggers_of_variable(const Triggers& triggers, std::string_view variable) {
-  const auto found = triggers.by_variable.find(lower_ascii(variable));
-  return found == triggers.by_variable.end() ? std::vector<std::string>() : found->second;
+  return names_of(triggers.by_variable, variable);
 }
 
 }  // namespace kovo::check

@@ -24,6 +24,9 @@ unsigned product_of(std::string_view name);
 /// know.
 Variant variant_of_product(unsigned products);
 
+/// Returns what each of some products has.
+std::vector<Variant> variants_of(unsigned products);
+
 /// One thing that raises a trigger.
 struct Raiser {
   std::string what;  // "variable DEVICE_NAME"
@@ -34,7 +37,9 @@ struct Triggers {
   unsigned products = kAnyProduct;                               // those that count
   std::unordered_map<std::string, std::vector<Raiser>> raisers;  // by trigger
   std::unordered_map<std::string, std::vector<std::string>>
-      by_variable;          // lower case: its triggers
+      by_variable;  // lower case: its triggers
+  std::unordered_map<std::string, std::vector<std::string>>
+      by_word;              // lower case: the triggers of a status or setting word
   NameSuggester suggester;  // of all triggers
 };
 
@@ -42,6 +47,10 @@ Triggers make_triggers(unsigned products);
 
 /// What raises a trigger on the products that count; empty when only a program that names it does.
 std::vector<std::string> raised_by(const Triggers& triggers, std::string_view trigger);
+
+/// The triggers that are meant by a word of the mapping tables that raises nothing itself: the word
+/// of a setting, or the status of a row. Case-insensitive; empty for any other text.
+std::vector<std::string> triggers_of_word(const Triggers& triggers, std::string_view word);
 
 /// The triggers that a change of a device variable raises, its name in any letter case; empty for a
 /// text that is no variable.

@@ -11,24 +11,26 @@
 
 namespace kovo::check {
 
-/// Bytes that are no printable ASCII become \r, \n, \t or \xNN.
+/// Replaces bytes that are not printable ASCII by \r, \n, \t or \xNN.
 std::string escaped(std::string_view bytes);
 
-/// The same, cut to a length that fits a line: names and keys inside of sentences.
+/// Does the same and truncates the text to fit a line: for names and keys in sentences.
 std::string shown(std::string_view bytes);
 
-/// The same in quotes, with quotes and backslashes escaped as well; cut when `limit` is smaller.
+/// Does the same in quotes, with quotes and backslashes escaped too; truncates it after `limit`
+/// bytes.
 std::string quoted(std::string_view bytes, std::size_t limit = 40);
 
-/// Two digits a byte, with a text between the bytes.
+/// Returns two digits a byte, with a text between the bytes.
 std::string as_hex(std::string_view bytes, std::string_view between = "");
 
-/// "1 warning", "2 warnings".
+/// Returns "1 warning", "2 warnings".
 std::string counted(std::size_t count, std::string_view noun);
 
-/// True for a text of one or more decimal digits and nothing else.
+/// Returns whether a text is one or more decimal digits and nothing else.
 bool is_digits(std::string_view text);
 
+/// Returns a text without the blanks around it.
 std::string_view trimmed(std::string_view text);
 
 /// A number as the daemon reads it, and what of the text belongs to it.
@@ -36,7 +38,7 @@ struct ReadNumber {
   std::int32_t value = 0;
   bool has_digits = false;
   bool in_range = true;   // false when it was clamped to 32 bits
-  std::string_view rest;  // behind the digits and blanks: the daemon leaves it
+  std::string_view rest;  // after the digits and blanks: the daemon ignores it
 };
 ReadNumber read_number(std::string_view text);
 

@@ -42,4 +42,6 @@ endif()
 if(TARGET kovocheck)
   install(TARGETS kovocheck RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
   install(FILES packaging/man/kovocheck.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+  install(FILES packaging/kovocheck-problem-matcher.json RENAME problem-matcher.json
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/kovocheck)
 endif()

@@ -10,18 +10,20 @@
 #include <unordered_map>
 
 #include "check/explain.h"
+#include "check/fixes.h"
 #include "check/json.h"
 #include "check/json_event.h"
 #include "check/payload.h"
 #include "check/rules.h"
+#include "check/status_text.h"
 #include "check/trigger_sources.h"
+#include "check/typed_text.h"
 #include "check/words.h"
 #include "definitions/definition_entry.h"
 #include "engine/event_rules.h"
 #include "frame/text.h"
 #include "tryout/step_edits.h"
 #include "tryout/trial.h"
-#include "tryout/typed_text.h"
 #include "variables/message.h"
 
 #define KOVO_EXPORT(name) extern "C" __attribute__((export_name(#name)))
@@ -142,8 +144,8 @@ Fields fields_of(std::string_view lines) {
 
 /// The bytes of a typed payload; the reason in `error` when it is no hexadecimal text.
 std::string payload_of(Fields& fields, std::string& error) {
-  if (fields["form"] != "hex") return bytes_of_text(fields["payload"]);
-  const std::optional<std::string> bytes = bytes_of_hex(fields["payload"]);
+  if (fields["form"] != "hex") return check::bytes_of_text(fields["payload"]);
+  const std::optional<std::string> bytes = check::bytes_of_hex(fields["payload"]);
   if (!bytes) error = "write two hexadecimal digits for each byte, as in 4F 4B 0D";
   return bytes.value_or("");
 }
@@ -228,8 +230,23 @@ KOVO_EXPORT(kovo_set_status) void kovo_set_status(std::size_t size, int complete
   page.status_complete = complete != 0;
   for (const std::string_view line : split_lines(taken(size))) {
     const KeyValue pair = split_key_value(line);
+    if (page.status.size() == kMaxStatusVars) break;
     if (pair.found) page.status.emplace_back(pair.key, pair.value);
   }
+}
+
+/// Reads a copy of a device's status, as kovocheck --status does. Answers its lines as name=value,
+/// or the error.
+KOVO_EXPORT(kovo_read_status) std::size_t kovo_read_status(std::size_t size) {
+  StatusVars status;
+  const std::string error = check::parse_status(taken(size), status);
+  std::string lines;
+  for (const auto& [name, value] : status)
+    lines.append(name).append("=").append(value).append("\n");
+  Json json;
+  json["lines"] = error.empty() ? lines : "";
+  json["error"] = error;
+  return answer(json);
 }
 
 /// Starts a device of a product ("" for any, which has the rows of an unknown one).
@@ -251,7 +268,10 @@ KOVO_EXPORT(kovo_enable_events) void kovo_enable_events(int enabled) {
 KOVO_EXPORT(kovo_report) std::size_t kovo_report(int events) {
   check::CheckedFile file;
   file.name = kFileName;
-  file.findings = check::check_source(page.definition.source, options_of_page());
+  const CheckOptions options = options_of_page();
+  const check::Source& source = page.definition.source;
+  file.findings = check::check_source(source, options);
+  check::remove_harmful_fixes(page.definition.text, source, options, file.findings);
   if (events != 0) {
     file.events = check::explain(page.definition.source, page.products, values_of_page());
   }
@@ -278,7 +298,7 @@ KOVO_EXPORT(kovo_payload_texts) std::size_t kovo_payload_texts() {
     json.push_back({{"line", page.definition.source.lines[line].number},
                     {"event", entry.name},
                     {"index", to_int32(entry.index)},
-                    {"text", text_of_bytes(s_hex_to_ascii(entry.value))}});
+                    {"text", check::text_of_bytes(s_hex_to_ascii(entry.value))}});
   }
   return answer(json);
 }
@@ -321,7 +341,7 @@ KOVO_EXPORT(kovo_edit) std::size_t kovo_edit(std::size_t size) {
   const Edits edits = edits_of(fields);
   Json json;
   json["error"] = edits.error;
-  json["looks_like_hex"] = fields["form"] != "hex" && looks_like_hex(fields["payload"]);
+  json["looks_like_hex"] = fields["form"] != "hex" && check::looks_like_hex(fields["payload"]);
   Json& list = json["edits"] = Json::array();
   for (const Edit& edit : edits.list) list.push_back(edit_json(edit));
   Json& findings = json["findings"] = Json::array();

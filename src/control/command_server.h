@@ -2,11 +2,7 @@
 // test events and enable or disable events. The queue worker handles what is received here.
 #pragma once
 
-#include <cstdint>
-
 namespace kovo {
-
-constexpr std::uint16_t kCommandPort = 2700;
 
 /// Thread body; its argument is the EventQueue. Appends each received text, up to its first NUL,
 /// to tcp_lines, holding queue.lock for the append. Ends the process with status 1 when the port is

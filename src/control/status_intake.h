@@ -1,7 +1,6 @@
 // Status lines that another program on the device sends by UDP: the receiver and the worker.
 #pragma once
 
-#include <cstdint>
 #include <string_view>
 
 #include "frame/host.h"
@@ -10,8 +9,6 @@ namespace kovo {
 
 struct CentralState;
 struct VariableRegistry;
-
-constexpr std::uint16_t kStatusPort = 2728;
 
 /// Thread body; its argument is the CentralState. Applies settings at once and appends each line to
 /// api_queue. Returns after a socket failure.

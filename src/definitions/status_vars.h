@@ -1,7 +1,6 @@
 // The device's status, queried from the local status service by a shell pipeline.
 #pragma once
 
-#include <cstddef>
 
 #include "definitions/templates.h"
 
@@ -10,9 +9,6 @@ namespace kovo {
 struct CentralState;
 
 constexpr int kMinStatusVars = 6;  // an answer of fewer lines is not used
-// Limits of an answer: a broken service must not fill the memory.
-constexpr std::size_t kMaxStatusVars = 4096;
-constexpr std::size_t kMaxStatusBytes = std::size_t{256} * 1024;
 
 /// Queries the status service, for up to two seconds. An answer of at least kMinStatusVars
 /// key:value lines replaces status_vars. Writes the status variables file in any case. Returns the

@@ -13,6 +13,10 @@ namespace kovo {
 /// The lines of an answer of the status service: names and values.
 using StatusVars = std::vector<std::pair<std::string, std::string>>;
 
+// A status answer is read up to these limits: a broken service must not fill the memory.
+constexpr std::size_t kMaxStatusVars = 4096;
+constexpr std::size_t kMaxStatusBytes = std::size_t{256} * 1024;  // with the newlines
+
 /// The values of the placeholders when an event is queued.
 struct TemplateValues {
   StatusVars status_vars;

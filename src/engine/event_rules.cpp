@@ -1,7 +1,5 @@
 #include "engine/event_rules.h"
 
-#include "frame/text.h"
-
 namespace kovo {
 
 EventFate event_fate(const EventDefinition& event, std::int64_t now) {
@@ -14,6 +12,20 @@ EventFate event_fate(const EventDefinition& event, std::int64_t now) {
 
 bool is_display_event(std::string_view name) {
   return equals_nocase(name, kDviConnected) || equals_nocase(name, kDviDisconnected);
+}
+
+KeyValue split_command_line(std::string_view text) {
+  return split_key_value(cut_text(strip_newline(text), kMaxCommand));
+}
+
+bool is_command(std::string_view key) {
+  return key.substr(0, 2) == "__";
+}
+
+std::optional<std::string_view> tested_names(std::string_view key) {
+  constexpr std::string_view kTestCommand = "__TEST__:";
+  if (key.substr(0, kTestCommand.size()) != kTestCommand) return {};
+  return strip_newline(key.substr(kTestCommand.size()));
 }
 
 StepFate step_fate(const EventDefinition& event, bool plug_enabled, bool events_enabled) {

@@ -26,11 +26,8 @@ constexpr char kEnableKey[] = "__SET__:network.kovo.enable";
 
 void handle_tcp_command(EventQueue& queue, CentralState& state, std::string_view key,
                         std::string_view value) {
-  key = strip_newline(key);
-  const std::size_t colon = key.find(':');
-  if (colon == std::string_view::npos || colon == 0) return;
-  if (key.substr(0, colon) == "__TEST__") {
-    const std::string name(key.substr(colon + 1));
+  if (const auto names = tested_names(key)) {
+    const std::string name(*names);
     renew_kovo_txt(state, 1);
     rebuild_kovo_event_list(state, 1);
     LOG_MAIN("handle_tcp_command", "push TEST event %s", name.c_str());
@@ -42,10 +39,10 @@ void handle_tcp_command(EventQueue& queue, CentralState& state, std::string_view
 }
 
 void handle_tcp_line(EventQueue& queue, CentralState& state, std::string_view line) {
-  const KeyValue pair = split_key_value(cut_text(strip_newline(line), kMaxCommand));
+  const KeyValue pair = split_command_line(line);
   const std::string key(pair.key);
   const std::string value(pair.value);
-  if (key.compare(0, 2, "__") == 0) {
+  if (is_command(key)) {
     handle_tcp_command(queue, state, key, value);
     return;
   }

@@ -12,6 +12,9 @@
 
 namespace kovo {
 
+constexpr std::uint16_t kCommandPort = 2700;   // TCP: triggers, commands for events
+constexpr std::uint16_t kVariablePort = 2727;  // UDP and TCP: variables, remote commands, settings
+constexpr std::uint16_t kStatusPort = 2728;    // UDP: status lines
 constexpr std::size_t kMaxTcpRead = kMaxMessage;
 
 enum class Announce { kBeforeBind, kAfterBind };     // when the address is logged

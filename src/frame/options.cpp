@@ -6,8 +6,8 @@
 #include <string>
 
 #include "control/client_mode.h"
-#include "control/command_server.h"
 #include "frame/globals.h"
+#include "frame/loopback_server.h"
 #include "frame/text.h"
 
 namespace kovo {

@@ -1,14 +1,11 @@
 // The receivers of port 2727: device variables, remote commands and settings, by UDP and by TCP.
 #pragma once
 
-#include <cstdint>
 #include <string>
 
 namespace kovo {
 
 struct CentralState;
-
-constexpr std::uint16_t kVariablePort = 2727;
 
 /// Appends a message, truncated to kMaxMessage bytes, to lm_queue. One that begins with the name of
 /// a setting, case-insensitive, is applied first, and queued only if it changes the setting. Takes

@@ -3,7 +3,9 @@
 #include <sys/wait.h>
 
 #include <cstdio>
+#include <regex>
 
+#include "check/json_event.h"
 #include "tests/check/texts.h"
 
 namespace kovo::check {
@@ -36,15 +38,15 @@ constexpr char kOddEvents[] =
     " | sed 's/\"0\\{120\\}\\./\"0./'";
 constexpr char kOddExplained[] = R"(
 Late   raised by "Late" (only by name on tcp:2700); never runs: it is dropped after 60 s
-  -5 ms  |-                            sends nothing: "udp" names no sender
+  -5 ms  |-                            sends nothing: "udp" is not a supported protocol
   and 1 step without lines: nothing is sent
 
 DVIConnected   raised by "Late" (only by name on tcp:2700); never found: the trigger raises Late
   and 3 steps without lines: nothing is sent
 
 name   raised by "name" (variable DEVICE_NAME); runs after 2 s
-   0 ms  |#                     TCP 10.0.0.7:80       5 bytes  "Lobby"  ends at a zero byte
-   9 ms  |                #     UDP 0.0.0.0:4464   1023 bytes  "0..."  cut at 1023 bytes
+   0 ms  |#                     TCP 10.0.0.7:80       5 bytes  "Lobby"  ends at a NUL
+   9 ms  |                #     UDP 0.0.0.0:4464   1023 bytes  "0..."  truncated to 1023 bytes
   and 1 step without lines: nothing is sent)";
 constexpr char kDoorExplained[] = R"(; runs within 250 ms
    0 ms  |#                     UDP 10.0.0.7:6000   28 bytes  "Door of {{name}} at {{time}}"
@@ -52,13 +54,22 @@ constexpr char kDoorExplained[] = R"(; runs within 250 ms
  350 ms  |                #     UDP 10.0.0.7:6000   the device's status)";
 constexpr char kJsonFinding[] =
     R"({"file":"faulty.txt","line":34,"column":11,"length":5,"severity":"error","rule":"port",)"
-    R"("text":"GatePort0=6000x is read as 6000","hint":"write 6000","mend":"6000"},)";
+    R"("text":"GatePort0=6000x is read as 6000","hint":"write 6000","fix":"6000"},)";
 constexpr char kJsonEvent[] =
     R"({"file":"faulty.txt","line":4,"name":"PowerOn","trigger":"PowerOn","raised_by":["the first )"
     R"(start after boot","variable PWR_ON_ST"],"shadowed_by":"","delay_s":90,"never_runs":true,)"
     R"("once_per_boot":true,"display_period":false,"step_count":2,"steps":[{"index":1,)"
     R"("offset_ms":0,"sends":"payload","transport":"TCP","protocol":"TCP","address":"10.0.0.6",)"
     R"("port":23,"bytes":2,"hex":"4F4B","payload":"OK","cut":false,"ends_at_zero":true}]},)";
+
+// A link to a file is followed; its mode stays, and nothing else is left.
+constexpr char kFix[] =
+    "--version; cd $(mktemp -d) && printf 'EnableEvents =true\r\nACount = 1' >a && chmod 640 a &&"
+    " ln -s a b && " KOVOCHECK " --fix --format=diff b; stat -c '%a %F' a b; ls; cat a";
+constexpr char kFixed[] =
+    "--- a/b\n+++ b/b\n@@ -1,2 +1,2 @@\n-EnableEvents =true\r\n+EnableEvents=true\n ACount = 1\n"
+    "\\ No newline at end of file\n640 regular file\n777 symbolic link\na\nb\nEnableEvents=true\n"
+    "ACount = 1";
 
 TEST(Program, OutputAndExitStatusSayWhatCameOut) {
   const struct {
@@ -74,9 +85,14 @@ TEST(Program, OutputAndExitStatusSayWhatCameOut) {
       {"--format=json faulty.txt", 1, kJsonFinding},
       {"--format=json faulty.txt", 1, kJsonEvent},
       {"--format=json faulty.txt", 1, R"("port":4464,"bytes":0,)"},
-      {"--format=json faulty.txt - </dev/null", 1, R"("errors":26,"warnings":9,"notes":6})"},
-      {"--strict <(echo x)", 1, "1 error,"},
-      {"<(echo x)", 0, "1 warning,"},
+      {"--format=json faulty.txt - </dev/null", 1, R"("errors":23,"warnings":11,"notes":4})"},
+      {"--format=diff faulty.txt", 1, "+PowerOnData0=4F4B0\n+PowerOnProtocol1=UDP\n"},
+      {kFix, 0, kFixed},
+      {"--fix <(echo EnableEvents =true)", 2, "cannot write: not a regular file\n"},
+      {"--fix - </dev/null", 2, "kovocheck: --fix cannot write standard input"},
+      {"--format=json <(echo ACount = 1)", 0, R"("hint":"write ACount=1","fix":null})"},
+      {"--strict <(echo x)", 1, "2 errors,"},
+      {"<(echo x)", 0, "2 warnings,"},
       {"<(printf '\\xFF\\xFEx\\0')", 1, ": 1 error, 0 warnings, 0 notes"},
       {"- < <(yes | head -n 100001) | tail -n 1", 0, "<stdin>: 0 errors, 100000 warnings"},
       {"faulty.txt --disable protocol,count --disable=index", 1, "15 errors"},
@@ -89,9 +105,16 @@ TEST(Program, OutputAndExitStatusSayWhatCameOut) {
       {"--product output <(echo HDMIOutStatusCount=1)", 1, " 0 notes"},
       {"--product input-usbc <(echo HDMIOutStatusCount=1)", 1, " 1 note"},
       {"--format xml kovo.txt", 2, "kovocheck: no format \"xml\""},
-      {"--status /dev/null kovo.txt", 2, "kovocheck: /dev/null: holds no line name=value"},
+      {"--status /dev/null kovo.txt", 2, "kovocheck: /dev/null: has no line name=value or"},
+      {"--status <(printf 'a:1=\\nb=2') kovo.txt", 2, "\"b=2\" is not of the form name:value"},
+      {"--status <(printf 'mute:0\\r\\r\\nname:A\\r') kovo.txt", 0, "kovo.txt: 0 errors"},
+      {"--status <(yes mute=0 | head -4095; echo name=; yes x=) kovo.txt", 0, "kovo.txt: 0 errors"},
+      {"--status <(yes mute=0 | head -4096; echo name=; yes x=) kovo.txt", 1, "kovo.txt: 1 error"},
       {"--wrong", 2, "(see kovocheck --help)\n"},
-      {"--rules", 0, "display-period   note     display-connection events"},
+      {"--rules", 0, "count            error                a Count"},
+      {"--rules", 0, "no-count         error, note          the keys"},
+      {"--explain-rule no-equals", 0, "kovo.txt:8:1: warning: the line contains"},
+      {"--explain-rule nothing", 2, "no rule \"nothing\"; the rules are:\nno-equals "},
       {"--version", 0, "kovocheck 1."},
       {"kovo.txt 2>&1 >/dev/full", 2, "kovocheck: cannot write: No space left on device\n"},
   };
@@ -101,6 +124,28 @@ TEST(Program, OutputAndExitStatusSayWhatCameOut) {
     EXPECT_EQ(status, c.status);
     EXPECT_NE(output.find(c.output), std::string::npos) << c.output;
   }
+}
+
+TEST(Program, ReportIsReadByTheProblemMatcher) {
+  const Json file = Json::parse(read_example("../../packaging/kovocheck-problem-matcher.json"));
+  const std::string report = read_example("faulty.report");
+  long findings = -1;  // the last line is none
+  for (const std::string_view line : split_lines(report)) findings += line.front() != ' ';
+  for (const auto& matcher : file["problemMatcher"]) {
+    const Json& pattern = matcher["pattern"][0];
+    const std::regex form(pattern["regexp"].get<std::string>());
+    const auto part = [&](const char* name) { return "$" + pattern[name].dump(); };
+    const std::string severity = matcher.contains("severity") ? "note" : part("severity");
+    const std::string same = part("file") + ":" + part("line") + ":" + part("column") + ": " +
+                             severity + ": " + part("message") + " [" + part("code") + "]";
+    for (const std::string_view each : split_lines(report)) {
+      const std::string line(each);
+      if (!std::regex_match(line, form)) continue;
+      EXPECT_EQ(std::regex_replace(line, form, same), line);
+      --findings;
+    }
+  }
+  EXPECT_EQ(findings, 0);
 }
 
 }  // namespace

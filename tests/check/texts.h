@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "check/rule_sections.h"
 #include "check/rules.h"
 #include "frame/text.h"
 
@@ -14,15 +15,9 @@ namespace kovo::check {
 
 /// An event without findings; lines of the same key replace its own, others are added.
 inline std::string good_event(const std::string& lines) {
-  std::string text =
-      "\nACount=1\nAXMLfield=name\nAProtocol0=UDP\nAIP0=1.1.1.1\nAPort0=1\nAData0=41\nADelay0=0";
-  for (const std::string_view part : split_lines(lines)) {
-    const std::string line = "\n" + std::string(part);
-    const std::string key = line.substr(0, line.find('=') + 1);
-    const std::size_t at = key.empty() ? text.size() : std::min(text.find(key), text.size());
-    text.replace(at, text.find('\n', at + 1) - at, line);
-  }
-  return text.substr(1) + "\n";
+  return with_lines(
+      "ACount=1\nAXMLfield=name\nAProtocol0=UDP\nAIP0=1.1.1.1\nAPort0=1\nAData0=41\nADelay0=0",
+      lines);
 }
 
 /// What all rules find, or only one of them.

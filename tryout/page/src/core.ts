@@ -21,7 +21,8 @@ export interface Finding {
   rule: string;
   text: string;
   hint: string;
-  mend: string | null;
+  fix: string | null; // what replaces those bytes
+  also?: Edit[]; // what the same fix replaces elsewhere
 }
 
 export interface Step {
@@ -96,6 +97,12 @@ export interface Vocabulary {
   triggers: TriggerSource[];
 }
 
+/** A status as lines name=value, or what is wrong with its text. */
+export interface StatusReading {
+  lines: string;
+  error: string;
+}
+
 export interface Payload {
   line: number;
   event: string;
@@ -139,6 +146,7 @@ interface Exports {
   kovo_output(): number;
   kovo_set_definition(size: number): void;
   kovo_set_status(size: number, complete: number): void;
+  kovo_read_status(size: number): number;
   kovo_start_device(size: number, booted_ms: number): void;
   kovo_enable_events(enabled: number): void;
   kovo_report(events: number): number;
@@ -174,6 +182,7 @@ export async function startCore(binary: BufferSource) {
 
   return {
     setDefinition: (bytes: Uint8Array) => core.kovo_set_definition(give(bytes)),
+    readStatus: (text: string): StatusReading => answer(core.kovo_read_status(giveText(text))),
     setStatus: (lines: string, complete: boolean) =>
       core.kovo_set_status(giveText(lines), complete ? 1 : 0),
     startDevice: (product: string, booted_ms: number) =>

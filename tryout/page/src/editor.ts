@@ -189,14 +189,14 @@ export function createEditor(parent: HTMLElement, onChange: () => void): Editor 
     show(findings, payloads) {
       const { doc } = view.state;
       const diagnostics = findings.slice(0, maxUnderlined).map((finding): Diagnostic => {
-        const fix = fixOf(finding, doc.toString.bind(doc));
+        const fix = fixOf(finding);
         return {
           from: positionOf(doc, finding.line, finding.column, encoding),
           to: positionOf(doc, finding.line, finding.column + finding.length, encoding),
           severity: finding.severity === "note" ? "info" : finding.severity,
           source: finding.rule,
           message: finding.hint === "" ? finding.text : `${finding.text}\n${finding.hint}`,
-          actions: fix === null ? [] : [{ name: fix.label, apply: () => apply(fix.edits()) }],
+          actions: fix === null ? [] : [{ name: fix.label, apply: () => apply(fix.edits) }],
         };
       });
       view.dispatch(setDiagnostics(view.state, diagnostics), { effects: showPayloads.of(payloads) });

@@ -26,7 +26,7 @@ interface Item {
 
 function makeItem(finding: Finding, editor: Editor): Item {
   const place = element("span", { className: "place" });
-  const fix = fixOf(finding, editor.text);
+  const fix = fixOf(finding);
   const item: Item = { finding, place, shown: element("li") };
   item.shown.append(
     element(
@@ -41,7 +41,7 @@ function makeItem(finding: Finding, editor: Editor): Item {
       "div",
       { className: "hint" },
       element("span", {}, finding.hint),
-      fix && button(fix.label, () => editor.apply(fixOf(item.finding, editor.text)?.edits() ?? []), { className: "fix" }),
+      fix && button(fix.label, () => editor.apply(fixOf(item.finding)?.edits ?? []), { className: "fix" }),
     ),
   );
   return item;
@@ -52,7 +52,7 @@ function summary({ errors, warnings, notes }: Findings): string {
   return [counted(errors, "error"), counted(warnings, "warning"), counted(notes, "note")].join(", ");
 }
 
-const keyOf = ({ rule, text, hint, mend }: Finding) => JSON.stringify([rule, text, hint, mend]);
+const keyOf = ({ rule, text, hint, fix }: Finding) => JSON.stringify([rule, text, hint, fix]);
 
 /** The list of findings: an item that is still true stays, with the number of its line. */
 export function findingsList(editor: Editor) {

@@ -2,33 +2,19 @@ import type { Edit, Finding } from "./core";
 
 export interface Fix {
   label: string;
-  edits(): Edit[];
+  edits: Edit[];
 }
 
-/** What the button of a finding does; null for what takes more than a replacement. */
-export function fixOf(finding: Finding, text: () => string): Fix | null {
-  const { line, column, length, mend } = finding;
-  if (mend !== null) {
-    return { label: labelOf(finding.rule, mend), edits: () => [{ line, column, length, text: mend }] };
-  }
-  if (finding.rule === "line-end" && finding.hint.includes("Unix line ends")) {
-    return { label: "Use Unix line ends", edits: () => withoutCarriageReturns(text()) };
-  }
-  return null;
+/** What the button of a finding does; null where the checker does not know what to write. */
+export function fixOf(finding: Finding): Fix | null {
+  const { line, column, length, fix, also } = finding;
+  if (fix === null) return null;
+  return { label: labelOf(finding, fix), edits: [...(also ?? []), { line, column, length, text: fix }] };
 }
 
-function labelOf(rule: string, text: string): string {
+function labelOf({ rule, length }: Finding, text: string): string {
+  if (rule === "line-end" && length === 1) return "Use Unix line endings";
   if (text === "") return "Remove it";
   if (rule === "placeholder") return `Write {{${text.replace(/../g, (hex) => String.fromCharCode(Number.parseInt(hex, 16)))}}}`;
   return `Write ${text === "=" ? "=" : JSON.stringify(text)}`;
-}
-
-function withoutCarriageReturns(text: string): Edit[] {
-  const edits: Edit[] = [];
-  text.split("\n").forEach((each, at) => {
-    if (!each.endsWith("\r")) return;
-    const column = new TextEncoder().encode(each).length; // of the last byte
-    edits.push({ line: at + 1, column, length: 1, text: "" });
-  });
-  return edits;
 }

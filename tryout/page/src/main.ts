@@ -33,7 +33,7 @@ const showFindings = findingsList(editor);
 const fire = (trigger: string) => react(core.raise(trigger, clock.now()));
 const events = eventsPanel({ core, editor, fire, fileName: files.name });
 const newStep = newStepPanel(core, editor);
-const status = statusPanel((values) => {
+const status = statusPanel(core, (values) => {
   core.setStatus(values.lines, values.complete);
   check();
   storeSoon();

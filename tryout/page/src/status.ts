@@ -1,3 +1,4 @@
+import type { Core } from "./core";
 import { button, element } from "./dom";
 
 export interface StatusValues {
@@ -5,22 +6,8 @@ export interface StatusValues {
   complete: boolean;
 }
 
-/** The name=value lines of a text in one of the two forms of a device's status: name=value or
- * name:value in each line, never both. An error tells the first line that is neither. */
-export function readStatus(text: string): { lines: string; error: string } {
-  const given = text.split(/\r\n|\r|\n/).filter((line) => line !== "");
-  const separator = /[=:]/.exec(given[0] ?? "")?.[0] ?? "=";
-  const pairs = given.map((line) => {
-    const at = line.search(/[=:]/);
-    return at > 0 && line[at] === separator ? `${line.slice(0, at)}=${line.slice(at + 1)}` : null;
-  });
-  const wrong = pairs.indexOf(null);
-  if (wrong >= 0) return { lines: "", error: `“${given[wrong]}” is not of the form name${separator}value` };
-  return { lines: pairs.join("\n"), error: given.length === 0 ? "There is no line." : "" };
-}
-
 /** The values of placeholders, as a table. */
-export function statusPanel(changed: (values: StatusValues) => void) {
+export function statusPanel(core: Core, changed: (values: StatusValues) => void) {
   const rows = element("tbody");
   const complete = element("input", { type: "checkbox" });
 
@@ -62,7 +49,7 @@ export function statusPanel(changed: (values: StatusValues) => void) {
   const pasted = element("textarea", { id: "pasted", rows: 4, spellcheck: false });
   const problem = element("p", { className: "remark", role: "status" });
   const use = button("Use these values", () => {
-    const { lines, error } = readStatus(pasted.value);
+    const { lines, error } = core.readStatus(pasted.value);
     problem.textContent = error;
     if (error !== "") return;
     show({ lines, complete: true });

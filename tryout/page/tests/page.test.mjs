@@ -58,7 +58,7 @@ pageTest("findings are listed while typing, and a click goes to the line", async
 
 pageTest("a fix changes the right bytes, in a file with multibyte letters too", async (page) => {
   await openFile(page, "gate.txt", Buffer.from("GäteCount=1\r\nGäteXMLfield=doorStäte\r\nGäteprotocol0=UDP\r\nGäteIP0=10.0.0.7\nGätePort0=6000\nGäteData0=4F\n"));
-  await page.getByRole("button", { name: "Use Unix line ends" }).click();
+  await page.getByRole("button", { name: "Use Unix line endings" }).click();
   await page.locator("#findings").getByRole("button", { name: /^Write "Gäte/ }).click();
   const expected = "GäteCount=1\nGäteXMLfield=doorStäte\nGäteProtocol0=UDP\nGäteIP0=10.0.0.7\nGätePort0=6000\nGäteData0=4F\n";
   assert.equal(Buffer.from(await editorText(page), "latin1").toString(), expected);
@@ -104,7 +104,7 @@ pageTest("a placeholder that is missing from a complete status is a mistake", as
   await use("nam:Lobby\rt:12:30\r");
   assert.equal(await page.getByLabel("Value of t", { exact: true }).inputValue(), "12:30");
   await use("nam=Lobby\nt:1\n");
-  await page.getByText("“t:1” is not of the form name=value").waitFor();
+  await page.getByText('"t:1" is not of the form name=value').waitFor();
   await use("nam=Lobby\na=b=c\n");
   assert.equal(await page.getByLabel("Value of a", { exact: true }).inputValue(), "b=c");
   await page.locator("#findings").getByRole("button", { name: "Write {{nam}}" }).click();

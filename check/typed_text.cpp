@@ -1,21 +1,22 @@
-#include "tryout/typed_text.h"
+#include "check/typed_text.h"
 
 #include <algorithm>
 
 #include "check/words.h"
 #include "frame/text.h"
 
-namespace kovo::tryout {
+namespace kovo::check {
 namespace {
 
 struct Code {
-  std::string_view typed;  // in any letter case, but for the letter after a backslash
+  std::string_view typed;  // case-insensitive, except for the letter after a backslash
   char byte;
 };
 
 constexpr Code kEscapes[] = {{"\\r", '\r'}, {"\\n", '\n'}, {"\\t", '\t'}, {"\\\\", '\\'}};
 constexpr Code kNames[] = {{"<CR>", '\r'}, {"<LF>", '\n'}, {"$0D", '\r'},
                            {"$0A", '\n'},  {"%0D", '\r'},  {"%0A", '\n'}};
+constexpr std::string_view kHexSeparators = " \t,:;-\"'";
 constexpr std::string_view kHexPrefixes[] = {"0x", "\\x", "$", "%"};
 
 int hex_value(std::string_view digits) {
@@ -24,14 +25,8 @@ int hex_value(std::string_view digits) {
   return good ? to_int32(digits, 16) : -1;
 }
 
-/// Reads one byte; returns the length of what stands for it.
-std::size_t read_byte(std::string_view text, char& byte) {
-  byte = text.front();
-  for (const Code& code : kEscapes) {
-    if (text.substr(0, 2) != code.typed) continue;
-    byte = code.byte;
-    return 2;
-  }
+/// Reads a byte spelled as \xHH or by a name; returns the length of the spelling, 0 for other text.
+std::size_t read_spelled(std::string_view text, char& byte) {
   const int value = text.substr(0, 2) == "\\x" ? hex_value(text.substr(2, 2)) : -1;
   if (value >= 0) {
     byte = static_cast<char>(value);
@@ -42,7 +37,28 @@ std::size_t read_byte(std::string_view text, char& byte) {
     byte = code.byte;
     return code.typed.size();
   }
-  return 1;
+  return 0;
+}
+
+/// Reads one byte; returns the length of what stands for it.
+std::size_t read_byte(std::string_view text, char& byte) {
+  byte = text.front();
+  for (const Code& code : kEscapes) {
+    if (text.substr(0, 2) != code.typed) continue;
+    byte = code.byte;
+    return 2;
+  }
+  return std::max<std::size_t>(read_spelled(text, byte), 1);
+}
+
+void remove_prefix_of_digits(std::string_view& text) {
+  for (const std::string_view prefix : kHexPrefixes) {
+    if (starts_with_nocase(text, prefix)) text.remove_prefix(prefix.size());
+  }
+}
+
+void remove_separators(std::string_view& text) {
+  text.remove_prefix(std::min(text.find_first_not_of(kHexSeparators), text.size()));
 }
 
 }  // namespace
@@ -65,9 +81,9 @@ std::string text_of_bytes(std::string_view bytes) {
     if (byte == '\\') {
       text += "\\\\";
     } else if (read_byte(bytes, read) > 1) {  // would be read as another byte
-      text += "\\x" + check::as_hex(bytes.substr(0, 1));
+      text += "\\x" + as_hex(bytes.substr(0, 1));
     } else {
-      text += check::escaped(bytes.substr(0, 1));
+      text += escaped(bytes.substr(0, 1));
     }
   }
   return text;
@@ -76,15 +92,30 @@ std::string text_of_bytes(std::string_view bytes) {
 std::optional<std::string> bytes_of_hex(std::string_view text) {
   std::string bytes;
   while (true) {
-    text.remove_prefix(std::min(text.find_first_not_of(" \t,"), text.size()));
+    remove_separators(text);
     if (text.empty()) return bytes;
-    for (const std::string_view prefix : kHexPrefixes) {
-      if (starts_with_nocase(text, prefix)) text.remove_prefix(prefix.size());
-    }
+    remove_prefix_of_digits(text);
     const int value = hex_value(text.substr(0, 2));
     if (value < 0) return {};
     bytes += static_cast<char>(value);
     text.remove_prefix(2);
+  }
+}
+
+DigitCounts count_hex_digits(std::string_view text) {
+  DigitCounts counts;
+  const std::size_t size = text.size();
+  while (true) {
+    remove_separators(text);
+    remove_prefix_of_digits(text);
+    if (text.empty()) return counts;
+    if (kHexSeparators.find(text.front()) != std::string_view::npos) continue;
+    if (hex_digit(text.front()) >= 0) {
+      ++counts.digits;
+    } else if (counts.others++ == 0) {
+      counts.first_other = size - text.size();
+    }
+    text.remove_prefix(1);
   }
 }
 
@@ -93,4 +124,13 @@ bool looks_like_hex(std::string_view text) {
   return bytes && bytes->size() > 1 && *bytes != bytes_of_text(text);
 }
 
-}  // namespace kovo::tryout
+SpelledByte find_spelled_byte(std::string_view text) {
+  SpelledByte spelled;
+  for (; spelled.at < text.size(); ++spelled.at) {
+    spelled.length = read_spelled(text.substr(spelled.at), spelled.byte);
+    if (spelled.length > 0) break;
+  }
+  return spelled;
+}
+
+}  // namespace kovo::check

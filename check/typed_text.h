@@ -1,11 +1,12 @@
 // Payloads as people type them: as text with escape sequences, or as hexadecimal.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
 
-namespace kovo::tryout {
+namespace kovo::check {
 
 /// Returns the bytes of a payload typed as text. \r, \n, \t, \\, \xHH, <CR> and <LF> stand for one
 /// byte each, and so do $0D, $0A, %0D and %0A. Any other "$" and "%" is literal: commands of
@@ -16,10 +17,29 @@ std::string bytes_of_text(std::string_view text);
 std::string text_of_bytes(std::string_view bytes);
 
 /// Returns the bytes of pairs of hexadecimal digits, each with or without 0x, \x, $ or % before it
-/// and blanks and commas around it; nothing when it holds something else.
+/// and with blanks, quotes and any of ",:;-" around it; nothing when the text contains anything
+/// else.
 std::optional<std::string> bytes_of_hex(std::string_view text);
+
+/// The characters of a text, without what bytes_of_hex allows around pairs of digits.
+struct DigitCounts {
+  std::size_t digits = 0;       // hexadecimal ones
+  std::size_t others = 0;       // characters that are not
+  std::size_t first_other = 0;  // the position of the first of these
+};
+DigitCounts count_hex_digits(std::string_view text);
 
 /// Returns whether a text is probably hexadecimal: several bytes, and not those of the text.
 bool looks_like_hex(std::string_view text);
 
-}  // namespace kovo::tryout
+/// A byte that is spelled as <CR>, <LF>, $0D, $0A, %0D, %0A or \xHH.
+struct SpelledByte {
+  std::size_t at = 0;
+  std::size_t length = 0;  // of its spelling; 0 when there is none
+  char byte = '\0';
+};
+
+/// Returns the first spelled byte of a text.
+SpelledByte find_spelled_byte(std::string_view text);
+
+}  // namespace kovo::check

@@ -1,0 +1,38 @@
+// Fixes: a definition file with what its findings say applied, and the difference as a patch.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "check/findings.h"
+#include "check/rules.h"
+#include "check/source.h"
+
+namespace kovo::check {
+
+/// Returns the edits of a finding's fix; none when it has no fix.
+std::vector<Edit> edits_of(const Finding& finding);
+
+/// Returns a text with edits made that do not overlap.
+std::string with_edits(std::string_view text, std::vector<Edit> edits);
+
+struct FixedText {
+  std::string text;
+  std::size_t fixes = 0;  // applied
+};
+
+/// Applies the fixes of errors and warnings that are not guesses, until none is left; the result
+/// has none to apply. A fix is left out when it adds an error or a second line of the same key.
+FixedText apply_fixes(std::string_view text, const CheckOptions& options);
+
+/// Removes from the findings of a text the fixes that would add an error or a second line of the
+/// same key. In a long file, also fixes that might do that.
+void remove_harmful_fixes(std::string_view text, const Source& source, const CheckOptions& options,
+                          Findings& findings);
+
+/// Returns the difference of two texts as a unified diff for `git apply` and `patch -p1`; "" when
+/// they are equal.
+std::string unified_diff(std::string_view path, std::string_view before, std::string_view after);
+
+}  // namespace kovo::check
