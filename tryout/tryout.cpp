@@ -50,7 +50,8 @@ struct Page {
 
 Page page;
 
-std::string_view taken(std::size_t size) {
+/// Returns what the page wrote to kovo_input.
+std::string_view input_text(std::size_t size) {
   return cut_text(page.input, size);
 }
 
@@ -142,7 +143,7 @@ Fields fields_of(std::string_view lines) {
   return fields;
 }
 
-/// The bytes of a typed payload; the reason in `error` when it is no hexadecimal text.
+/// Returns the bytes of a typed payload; sets `error` when they are not hexadecimal as declared.
 std::string payload_of(Fields& fields, std::string& error) {
   if (fields["form"] != "hex") return check::bytes_of_text(fields["payload"]);
   const std::optional<std::string> bytes = check::bytes_of_hex(fields["payload"]);
@@ -219,7 +220,7 @@ KOVO_EXPORT(kovo_output) const char* kovo_output() {
 }
 
 KOVO_EXPORT(kovo_set_definition) void kovo_set_definition(std::size_t size) {
-  page.definition.text = taken(size);
+  page.definition.text = input_text(size);
   page.definition.source = check::read_source(page.definition.text);
 }
 
@@ -228,7 +229,7 @@ KOVO_EXPORT(kovo_set_definition) void kovo_set_definition(std::size_t size) {
 KOVO_EXPORT(kovo_set_status) void kovo_set_status(std::size_t size, int complete) {
   page.status.clear();
   page.status_complete = complete != 0;
-  for (const std::string_view line : split_lines(taken(size))) {
+  for (const std::string_view line : split_lines(input_text(size))) {
     const KeyValue pair = split_key_value(line);
     if (page.status.size() == kMaxStatusVars) break;
     if (pair.found) page.status.emplace_back(pair.key, pair.value);
@@ -239,21 +240,22 @@ KOVO_EXPORT(kovo_set_status) void kovo_set_status(std::size_t size, int complete
 /// or the error.
 KOVO_EXPORT(kovo_read_status) std::size_t kovo_read_status(std::size_t size) {
   StatusVars status;
-  const std::string error = check::parse_status(taken(size), status);
+  const std::string error = check::parse_status(input_text(size), status);
   std::string lines;
-  for (const auto& [name, value] : status)
+  for (const auto& [name, value] : status) {
     lines.append(name).append("=").append(value).append("\n");
+  }
   Json json;
   json["lines"] = error.empty() ? lines : "";
   json["error"] = error;
   return answer(json);
 }
 
-/// Starts a device of a product ("" for any, which has the rows of an unknown one).
+/// Starts a device of a product; "" for any, which has the mapping rows of an unknown product.
 KOVO_EXPORT(kovo_start_device) void kovo_start_device(std::size_t size, double booted_ms) {
-  const unsigned product = check::product_of(taken(size));
+  const unsigned product = check::product_of(input_text(size));
   page.products = product == 0 ? check::kAnyProduct : product;
-  const Settings settings = page.device.settings;  // they outlast a restart
+  const Settings settings = page.device.settings;  // they are persistent
   page.device = started_device(check::variant_of_product(page.products),
                                static_cast<std::int64_t>(booted_ms));
   page.device.settings = settings;
@@ -320,7 +322,7 @@ KOVO_EXPORT(kovo_vocabulary) std::size_t kovo_vocabulary() {
 
 /// Raises a trigger, as a program does on tcp:2700.
 KOVO_EXPORT(kovo_raise) std::size_t kovo_raise(std::size_t size, double ms, double local_s) {
-  const Reaction reaction{{std::string(taken(size))}, {}};
+  const Reaction reaction{{std::string(input_text(size))}, {}};
   return answer(raise_all(reaction, RaisedBy::kName, moment(ms, local_s)));
 }
 
@@ -328,8 +330,8 @@ KOVO_EXPORT(kovo_raise) std::size_t kovo_raise(std::size_t size, double ms, doub
 KOVO_EXPORT(kovo_message)
 std::size_t kovo_message(std::size_t size, int port, double ms, double local_s) {
   const Moment now = moment(ms, local_s);
-  const Reaction reaction = port == 2728 ? process_status_line(page.device, taken(size), now)
-                                         : process_message(page.device, taken(size), now);
+  const Reaction reaction = port == 2728 ? process_status_line(page.device, input_text(size), now)
+                                         : process_message(page.device, input_text(size), now);
   return answer(raise_all(reaction, RaisedBy::kDevice, now));
 }
 
@@ -337,7 +339,7 @@ std::size_t kovo_message(std::size_t size, int port, double ms, double local_s) 
 /// name=value for each field: do=add, payload, down, delete_step or delete_event, then the event,
 /// the index and the fields of the form.
 KOVO_EXPORT(kovo_edit) std::size_t kovo_edit(std::size_t size) {
-  Fields fields = fields_of(taken(size));
+  Fields fields = fields_of(input_text(size));
   const Edits edits = edits_of(fields);
   Json json;
   json["error"] = edits.error;

@@ -5,7 +5,7 @@ import base64 from "kovotry-core";
 
 export type Severity = "error" | "warning" | "note";
 
-/** Lines and columns count from 1, columns and lengths in bytes; a length may reach over lines. */
+/** Lines and columns count from 1, columns and lengths in bytes; a length may include newlines. */
 export interface Edit {
   line: number;
   column: number;
@@ -73,7 +73,7 @@ export interface Run {
   starts_ms: number;
   runs: boolean;
   why: string;
-  outcomes: Outcome[]; // of the event's steps, in their order
+  outcomes: Outcome[]; // of the event's steps, in their order; none when it does not run
 }
 
 export interface Reaction {

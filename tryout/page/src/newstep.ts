@@ -27,7 +27,7 @@ export function newStepPanel(core: Core, editor: Editor) {
   const note = element("p", { className: "quiet" });
   const notes: Record<string, string> = {
     text: "\\r, \\n, \\t, \\x1B, <CR>, <LF>, $0D and %0D are one byte each, and \\\\ is a backslash. {{name}} is replaced by a status value.",
-    hex: "Two digits for each byte. 0x, \\x, $ and % before them are ignored, and so are blanks and commas.",
+    hex: "Two digits for each byte. 0x, \\x, $ and % before them are ignored, and so are blanks, quotes and the characters , : ; -",
   };
   const panel = element(
     "form",

@@ -6,7 +6,7 @@ export interface StatusValues {
   complete: boolean;
 }
 
-/** The values of placeholders, as a table. */
+/** Creates the tab with the values of placeholders. */
 export function statusPanel(core: Core, changed: (values: StatusValues) => void) {
   const rows = element("tbody");
   const complete = element("input", { type: "checkbox" });
