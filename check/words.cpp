@@ -1,8 +1,8 @@
 #include "check/words.h"
 
 #include <algorithm>
-#include <array>
 #include <limits>
+#include <utility>
 
 #include "frame/text.h"
 
@@ -10,6 +10,8 @@ namespace kovo::check {
 namespace {
 
 constexpr std::size_t kShownLength = 60;
+constexpr std::size_t kMaxCompared = 300;  // names; a file with more events is not written by hand
+constexpr std::size_t kFar = 3;            // a distance that is never near
 constexpr char kHexDigits[] = "0123456789ABCDEF";
 
 bool is_blank(char c) {
@@ -31,47 +33,6 @@ std::string escaped_byte(char c) {
 /// How far a word may be from a name: two different words of three letters are near each other.
 std::size_t distance_limit(std::string_view word) {
   return word.size() < 3 ? 0 : word.size() == 3 ? 1 : 2;
-}
-
-// One row of the table of distances between a name's first letters and those of a word, of which
-// only the middle matters: distances of up to two letters.
-constexpr std::size_t kBand = 2;
-using DistanceRow = std::array<std::size_t, 2 * kBand + 1>;
-constexpr std::size_t kFar = kBand + 1;
-constexpr std::size_t kMaxRows = 1000;  // of one search: names from a hostile file may all be alike
-
-DistanceRow first_row() {
-  return {kFar, kFar, 0, 1, 2};
-}
-
-/// Returns the row of a name's first `depth` letters, the last of which is `letter`.
-DistanceRow next_row(const DistanceRow& above, std::size_t depth, char letter,
-                     std::string_view word) {
-  DistanceRow row;
-  for (std::size_t at = 0; at < row.size(); ++at) {
-    row[at] = kFar;
-    if (depth + at < kBand || depth + at > word.size() + kBand) continue;
-    const std::size_t letters = depth + at - kBand;  // of the word
-    row[at] = letters == 0 ? depth : above[at] + (word[letters - 1] == letter ? 0 : 1);
-    if (at + 1 < row.size()) row[at] = std::min(row[at], above[at + 1] + 1);
-    if (at > 0) row[at] = std::min(row[at], row[at - 1] + 1);
-  }
-  return row;
-}
-
-std::size_t least_of(const DistanceRow& row) {
-  return *std::min_element(row.begin(), row.end());
-}
-
-/// Returns the distance of a whole name of `size` letters.
-std::size_t distance_at(const DistanceRow& row, std::size_t size, std::string_view word) {
-  const bool near = word.size() + kBand >= size && word.size() <= size + kBand;
-  return near ? row[word.size() + kBand - size] : kFar;
-}
-
-std::size_t common_prefix(std::string_view a, std::string_view b) {
-  const auto end = std::mismatch(a.begin(), a.end(), b.begin(), b.end()).first;
-  return static_cast<std::size_t>(end - a.begin());
 }
 
 }  // namespace
@@ -141,66 +102,40 @@ ReadNumber read_number(std::string_view text) {
 }
 
 std::size_t edit_distance(std::string_view a, std::string_view b) {
-  DistanceRow row = first_row();
-  for (std::size_t depth = 1; depth <= b.size(); ++depth) {
-    row = next_row(row, depth, b[depth - 1], a);
+  if (a.size() >= b.size() + kFar || b.size() >= a.size() + kFar) return kFar;
+  std::vector<std::size_t> row(b.size() + 1);  // from the letters of `a` so far to each part of `b`
+  for (std::size_t at = 0; at < row.size(); ++at) row[at] = at;
+  for (std::size_t of_a = 1; of_a <= a.size(); ++of_a) {
+    std::size_t diagonal = std::exchange(row[0], of_a);
+    for (std::size_t of_b = 1; of_b < row.size(); ++of_b) {
+      const std::size_t changed = diagonal + (a[of_a - 1] == b[of_b - 1] ? 0 : 1);
+      diagonal = std::exchange(row[of_b], std::min({changed, row[of_b] + 1, row[of_b - 1] + 1}));
+    }
   }
-  return distance_at(row, b.size(), a);
+  return row.back();
 }
 
 NameSuggester make_suggester(std::vector<std::string> names) {
-  NameSuggester suggester{std::move(names), {}, {}};
-  for (std::uint32_t at = 0; at < suggester.names.size(); ++at) {
-    suggester.sorted.push_back(at);
+  NameSuggester suggester{std::move(names), {}};
+  for (std::size_t at = 0; at < suggester.names.size(); ++at) {
     suggester.by_lower.emplace(lower_ascii(suggester.names[at]), at);
   }
-  std::sort(
-      suggester.sorted.begin(), suggester.sorted.end(),
-      [&](std::uint32_t a, std::uint32_t b) { return suggester.names[a] < suggester.names[b]; });
   return suggester;
 }
 
-// Names with a common prefix share the rows of the distance table for it, and are skipped together
-// as soon as no name with that prefix can be near.
 std::string nearest_name(const NameSuggester& suggester, std::string_view word) {
   const auto equal = suggester.by_lower.find(lower_ascii(word));
-  if (word.empty()) return {};
   if (equal != suggester.by_lower.end()) return suggester.names[equal->second];
-  std::size_t limit = distance_limit(word);
-  const std::string* nearest = nullptr;
-  std::uint32_t nearest_position = 0;
-  std::string_view previous;
-  std::vector<DistanceRow> rows = {first_row()};
-  std::size_t computed = 0;
-  auto next = suggester.sorted.begin();
-  while (limit > 0 && next != suggester.sorted.end() && computed < kMaxRows) {
-    const std::string& name = suggester.names[*next];
-    rows.resize(1 + common_prefix(previous.substr(0, rows.size() - 1), name));
-    previous = name;
-    while (rows.size() <= name.size() && least_of(rows.back()) <= limit) {
-      rows.push_back(next_row(rows.back(), rows.size(), name[rows.size() - 1], word));
-      ++computed;
-    }
-    const std::size_t depth = rows.size() - 1;
-    if (depth == name.size()) {
-      const std::size_t distance = distance_at(rows.back(), depth, word);
-      if (distance < limit + (nearest == nullptr || *next < nearest_position ? 1 : 0)) {
-        limit = distance;
-        nearest = &name;
-        nearest_position = *next;
-      }
-      ++next;
-      continue;
-    }
-    const auto has_prefix = [&](std::uint32_t position) {
-      return suggester.names[position].compare(0, depth, name, 0, depth) <= 0;
-    };
-    ++next;  // mostly enough, and cheaper than a search
-    if (next != suggester.sorted.end() && has_prefix(*next)) {
-      next = std::partition_point(next, suggester.sorted.end(), has_prefix);
-    }
+  if (suggester.names.size() > kMaxCompared) return {};
+  std::string nearest;
+  std::size_t least = distance_limit(word) + 1;
+  for (const std::string& name : suggester.names) {
+    const std::size_t distance = edit_distance(word, name);
+    if (distance >= least) continue;
+    least = distance;
+    nearest = name;
   }
-  return nearest == nullptr ? std::string() : *nearest;
+  return nearest;
 }
 
 }  // namespace kovo::check

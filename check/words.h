@@ -47,15 +47,14 @@ std::size_t edit_distance(std::string_view a, std::string_view b);
 
 /// Known names, for "did you mean".
 struct NameSuggester {
-  std::vector<std::string> names;     // in their order of preference
-  std::vector<std::uint32_t> sorted;  // their positions, in alphabetical order
-  std::unordered_map<std::string, std::uint32_t> by_lower;  // the first of each spelling
+  std::vector<std::string> names;                         // in their order of preference
+  std::unordered_map<std::string, std::size_t> by_lower;  // the first of each spelling
 };
 NameSuggester make_suggester(std::vector<std::string> names);
 
 /// Returns the first known name that is equal but for its letter case, or else the first of the
-/// nearest within two letters (fewer for short words); "" when there is none. Among many thousand
-/// similar names it may miss the nearest: each search is bounded.
+/// nearest within two letters (fewer for short words); "" when there is none. Among more than 300
+/// names it looks for letter case only.
 std::string nearest_name(const NameSuggester& suggester, std::string_view word);
 
 }  // namespace kovo::check

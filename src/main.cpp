@@ -127,7 +127,7 @@ void wait_for_network(CentralState& state) {
 }
 
 /// Raises "PowerOn" in the first daemon after a boot: the platform removes the marker at boot.
-/// Without the retries, a lack of memory would lose the event for this boot.
+/// Retries while memory is out, which would lose the event for this boot.
 void raise_power_on(CentralState& state) {
   if (access(kPowerOnMarkerPath, F_OK) == 0) {
     state.power_on_done = 1;
@@ -151,7 +151,7 @@ void wait_for_status(CentralState& state) {
 }
 
 /// Starts everything up to the supervision loop. Returns false when a worker cannot be started.
-/// Retries steps that run out of memory: not every device restarts the daemon.
+/// Retries the steps without which it cannot run while memory is out: not every device restarts it.
 bool start_up() {
   log_main("kovotcp V%s.CORE+ Build: %s\n", kVersion, kBuild);
   verbose = 1;
@@ -196,6 +196,5 @@ int main(int argc, char** argv) {
   if (!start_up()) end_process(1);
   Supervision memory;
   start_time = static_cast<std::time_t>(now_s());
-  hdmi_plug_enabled = 0;
   while (true) catch_and_log("main", [&] { supervise_once(*central_state, memory); });
 }

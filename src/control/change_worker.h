@@ -15,8 +15,9 @@ struct VariableRegistry;
 /// `ready`, processes lm_queue until it is empty, and again every 200 ms.
 void* handle_lm_event(void* state);
 
-/// Mirrors a message, splits it and runs its command. An unknown, malformed or refused command is
-/// logged; a message without a colon is silently ignored. Called by handle_lm_event.
+/// Splits a message and runs its command; one that begins with e_param_set is mirrored first. An
+/// unknown, malformed or refused command is logged; a message without a colon is silently ignored.
+/// Called by handle_lm_event.
 void handle_message(CentralState& state, VariableRegistry& registry, std::string_view text);
 
 /// Runs the rules for a variable that has been stored, each with the time read just before it, and

@@ -1,8 +1,8 @@
-// One table row for each command word; a row names the function that runs it and the transport of
-// its replies. The functions check their own arguments, since each command requires others, and
-// return false to refuse them; the worker logs that. There is no session: a reply is sent to the
-// address in the command, once, and its failure changes nothing. Invariant: commands run one at a
-// time in the order of arrival, so that a get after a set returns the new value.
+// A table row names the function that runs a command and the transport of its replies. Each
+// function checks its own arguments and returns false to refuse them. A reply is sent once, to the
+// address in the command. Two commands have no row: help_udp and help_tcp, of which only the
+// beginning is compared, and e_param_set, which the change worker processes. Invariant: commands
+// run one at a time in the order of arrival, so that a get after a set returns the new value.
 #include "control/command_language.h"
 
 #include <algorithm>

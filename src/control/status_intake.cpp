@@ -1,7 +1,7 @@
-// A status line raises no event itself, except for the playback selection and the settings, which
-// have no variable: it restarts the hold-off time of its rows, and their names go to lm_queue,
-// where a text without a colon is ignored. The receiver applies settings, since the worker takes
-// only four lines a second. Invariant: mapping_lock is never held for a set or a push.
+// A status line restarts the hold-off time of its rows and pushes no event, except for the playback
+// selection and the settings, which have no variable. variables/change_rules decides that. The
+// receiver applies settings, since the worker takes only four lines a second. Invariant:
+// mapping_lock is never held for a set or a push.
 #include "control/status_intake.h"
 
 #include <optional>

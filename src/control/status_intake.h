@@ -18,7 +18,7 @@ void* handle_udp_vep_api(void* state);
 /// one line of api_queue every 250 ms.
 void* handle_vep_api(void* state);
 
-/// Processes a status line. Reads the clock when a row counts, since sets and pushes may take
+/// Processes a status line. Reads the clock after an HDCP state is stored, which may take
 /// seconds. Called by handle_vep_api. Takes mapping_lock, the locks of lm_set_change and
 /// EventQueue.lock, one after the other.
 void handle_status_line(CentralState& state, VariableRegistry& registry, std::string_view text,

@@ -1,5 +1,4 @@
-// Executable events and their send steps, as the lists hold them and as they are queued, and how
-// they are compiled from definition entries: pure data in, data out.
+// Compiles definition entries to executable events and their send steps. No input or output.
 #pragma once
 
 #include <cstdint>
@@ -46,8 +45,8 @@ struct CompiledStep {
   const char* data = "";  // hexadecimal
 };
 
-/// All events of one name: they take the same keys and differ only in their number of steps, so
-/// that pushes find the first of them only. Holds what keys have set, and so no more than the file.
+/// All events of one name. They share their keys and differ only in the number of steps; a push
+/// finds only the first. Holds what keys have set, and so no more than the file.
 struct CompiledEvent {
   std::string_view name;
   std::string_view trigger;

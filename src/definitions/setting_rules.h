@@ -1,5 +1,4 @@
-// The four persistent settings and the rules by which a text changes one of them: pure data in,
-// data out.
+// The rules by which a text changes one of the four persistent settings. No input or output.
 #pragma once
 
 #include <deque>

@@ -1,9 +1,8 @@
 // A setting is compared and stored, then its event is pushed, then the file is written:
-// settings_lock is not held for the push, which may take seconds. The file gets the current values
-// and not the change, so that of two changes at once the later write has both. A failed write is
-// not retried by itself: the next line that is not refused writes the file. Invariant: without
-// `settings_dirty`, the file has the values in memory, each up to its first newline, as no value
-// may add a setting to it.
+// settings_lock is not held for the push, which may take seconds. The file gets the current values,
+// so that of two changes at once the later write has both. A failed write is repeated by the next
+// line that is not refused. Invariant: while `settings_dirty` is false, the file has the values in
+// memory, each up to its first newline, so that no value adds a setting.
 #include "definitions/settings.h"
 
 #include "engine/push_event.h"

@@ -16,7 +16,7 @@ constexpr char kSettingsPath[] = "/mnt/persistent/kovo_conf.txt";
 /// and the queue worker for test commands.
 int renew_enable_event(CentralState& state);
 
-/// Appends the four settings with empty values and loads the settings file. Returns 0. Called by
+/// Sets the four settings to empty values and loads the settings file. Returns 0. Called by
 /// main.
 int init_settings(CentralState& state);
 

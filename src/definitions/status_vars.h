@@ -1,7 +1,6 @@
 // The device's status, queried from the local status service by a shell pipeline.
 #pragma once
 
-
 #include "definitions/templates.h"
 
 namespace kovo {

@@ -1,4 +1,4 @@
-// Expanding has two passes that do not know of each other: the first replaces the placeholders, the
+// Expanding has two independent passes: the first replaces the placeholders, the
 // second the escape sequences of the whole result, those of inserted values too. There is no way to
 // write a literal "{{name}}", no nesting and no error: an unknown name is replaced by nothing.
 // Invariant: the work is bounded by the limit of the result, not by the values, so that a payload

@@ -1,4 +1,4 @@
-// What becomes of queued events and their steps, and how a step is sent: pure data in, data out.
+// What becomes of queued events and their steps, and how a step is sent. No input or output.
 #pragma once
 
 #include <cstdint>

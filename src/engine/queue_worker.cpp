@@ -1,8 +1,8 @@
 // Each pass handles the received texts, which push events, and then scans `pending` and runs what
-// is due. A scan only logs and starts senders, which wait and send, so that no receiver delays
-// another event. The texts end after one that took long: with a silent status service, a text a
-// second would keep due events waiting for ever. Nothing is retried: a step without a free slot is
-// lost. Invariant: an event is marked executed before its first step, so that none runs twice.
+// is due. A scan only logs and starts senders, which wait and send, so that no destination delays
+// another event. A pass takes no further text after a slow one: with a silent status service, a
+// text a second would keep due events waiting for ever. A step without a free slot is lost.
+// Invariant: an event is marked executed before its first step, so that none runs twice.
 #include "engine/queue_worker.h"
 
 #include <optional>
@@ -42,10 +42,7 @@ void handle_tcp_line(EventQueue& queue, CentralState& state, std::string_view li
   const KeyValue pair = split_command_line(line);
   const std::string key(pair.key);
   const std::string value(pair.value);
-  if (is_command(key)) {
-    handle_tcp_command(queue, state, key, value);
-    return;
-  }
+  if (is_command(key)) return handle_tcp_command(queue, state, key, value);
   if (state.events_enabled == 0) {
     LOG_MAIN("handle_q_event", "KOVO disable, skip %s\n", key.c_str());
     return;

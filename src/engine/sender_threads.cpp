@@ -1,4 +1,4 @@
-// A step is sent by a thread of its own, since its delay, a slow receiver or a silent status
+// A step is sent by a thread of its own, since its delay, a slow destination or a silent status
 // service must not hold up another step. There is no thread pool and no queue of steps: 512 slots
 // bound the threads, and a step without a free slot is lost. Only the queue worker takes and frees
 // slots, so that no lock is needed; a sender uses its slot until it sets kFinished. Invariant:

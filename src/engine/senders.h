@@ -1,5 +1,5 @@
-// The three socket routines that send everything: IPv4, a new socket for each send, no retry. Any
-// thread. A text that is not a dotted IPv4 address counts as 0.0.0.0.
+// Sends the steps of events, notifications and replies: IPv4, a new socket for each send, no retry.
+// Any thread. A text that is not a dotted IPv4 address counts as 0.0.0.0.
 #pragma once
 
 #include <cstddef>

@@ -59,8 +59,8 @@ struct BoundedQueue {
     return entries.erase(at);
   }
 
-  /// Returns how many drops to log at a time of the steady clock: 0 within a second of the last
-  /// log.
+  /// Returns the number of drops to log at a time of the steady clock, and sets it to 0. Returns 0
+  /// within a second of the last log.
   int drops_to_report(std::int64_t now_ns) {
     if (dropped == 0 || now_ns < reported_ns + kDropReportPeriodNs) return 0;
     reported_ns = now_ns;

@@ -27,8 +27,8 @@ inline CentralState* central_state = nullptr;
 inline VariableRegistry* variable_registry = nullptr;
 inline std::time_t start_time = 0;  // wall clock when the supervision loop starts; main thread only
 
-// The debug mirror: switch, address, port and transport are read and replaced together under the
-// lock. Reading only the switch needs no lock where that just saves work.
+// The debug mirror. Its four values are read and replaced together, under the lock. The switch
+// alone may be read without it, to save work.
 inline Mutex debug_target_lock;
 inline std::atomic<std::int32_t> debug_target_on{0};  // 0 off, 1 events, 2 also variable changes
 inline std::string debug_target_ip GUARDED_BY(debug_target_lock);

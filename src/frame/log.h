@@ -1,10 +1,10 @@
 // Logging. The main log holds progress and errors, each also printed on stdout, and is rotated
 // after a number of records. The event log holds time-stamped lines about events, and grows.
-// Diagnostics are only printed, and only with -d. Formats end with their own newline.
+// Diagnostics are only printed, and only with -d. No function adds a newline.
 //
 // Any thread may log, and logging never fails: a record is lost when its file cannot be opened or
 // memory is out. Records are written under one lock, so that they never mix, the rotation is exact,
-// and the time stamps are in order. The time-zone lock may be acquired while holding it.
+// and the time stamps are in order. It is held while taking the time-zone and the ring lock.
 #pragma once
 
 #include <cstddef>

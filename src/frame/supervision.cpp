@@ -1,8 +1,7 @@
-// The loop polls the modification times of three files, since they may be missing, links, or
-// replaced by a rename. A time that differs in either direction is a change, as files are also
-// restored with older times. Contents are not compared, and a file that cannot be read is not read
-// again until its next change. Invariant: the remembered time is taken before a file is read, so
-// that a write during the reading is a new change.
+// The loop polls modification times, since the files may be missing, links, or replaced by a
+// rename. An older time is a change too: files are also restored. Contents are not compared.
+// Invariant: the remembered time is taken before a file is read, so that a write during the reading
+// is a new change.
 #include "frame/supervision.h"
 
 #include <sys/stat.h>

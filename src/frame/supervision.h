@@ -23,7 +23,7 @@ struct Supervision {
 /// Reads and compiles the definition file. If it cannot be read, the old events stay.
 void load_definitions(CentralState& state);
 
-/// Makes one pass, which takes 250 ms and what changed files cost.
+/// Makes one pass: 250 ms, and up to 1.2 s more while the marker or the snapshot is new.
 void supervise_once(CentralState& state, Supervision& memory);
 
 }  // namespace kovo

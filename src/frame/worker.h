@@ -1,4 +1,4 @@
-// Starting threads, and what a thread does when a step throws: almost always, memory is out.
+// Starts threads, and handles exceptions in their loops: almost always, memory is out.
 #pragma once
 
 #include <pthread.h>
@@ -37,7 +37,7 @@ void catch_and_log(const char* routine, const Pass& pass) {
   }
 }
 
-/// Retries a step once a second until it succeeds; for steps that start-up needs.
+/// Repeats a step once a second while it throws; for steps that start-up needs.
 template <class Step>
 void retry_until_success(const char* routine, const Step& step) {
   bool done = false;

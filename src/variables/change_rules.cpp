@@ -27,7 +27,6 @@ std::array<std::string_view, kSerialParts> split_serial(std::string_view text) {
 
 ChangeActions serial_rule(ChangeMemory& memory, const VariableChange& change, std::int64_t) {
   MappingRow* row = find_row(memory.mapping_table, &MappingRow::status, "serialBaud");
-  if (row == nullptr) return {};
   const std::string old(cut_text(row->last_value, kMaxShortText));
   row->last_value = change.value;
   if (old.empty()) return {{Kind::kFirstFormat, "serialBaud"}};
@@ -172,7 +171,6 @@ bool is_hdcp_state(std::string_view name) {
 
 ChangeActions playback_rule(ChangeMemory& memory, std::string_view name, std::int64_t now_s) {
   MappingRow* row = find_row(memory.mapping_table, &MappingRow::setting, "local:x");
-  if (row == nullptr) return {};
   if (equals_nocase(name, row->last_value)) {
     return {{Kind::kUnchanged, "playMode", std::string(name)}};
   }

@@ -16,12 +16,12 @@
 
 namespace kovo {
 
-constexpr std::int64_t kHoldOffS = 4;     // between two messages of a row, for its event
-constexpr std::int64_t kEventPauseS = 2;  // between two of the same dedicated event
-constexpr std::int64_t kRepeatS = 2;      // between two status lines that count for a row
+constexpr std::int64_t kHoldOffS = 4;     // of messages, after a row's last message or status line
+constexpr std::int64_t kRepeatS = 2;      // of status lines, likewise
+constexpr std::int64_t kEventPauseS = 2;  // after a dedicated event was last raised
 
-/// Returns whether the pause of an event last raised, or of a row that last counted, `since_last_s`
-/// seconds ago still lasts. A time in the future counts as long past: the clock was set back.
+/// Returns whether a pause that began `since_last_s` ago still lasts. A negative age, after the
+/// clock was set back, ends it.
 bool pause_lasts(std::int64_t since_last_s, std::int64_t pause_s);
 
 /// What the rules remember. All times are seconds since the epoch.
@@ -82,16 +82,16 @@ std::vector<ChangeRule> change_rules(std::string_view variable);
 /// Remembers the raw 802.1X mode and the status derived from it, and raises nothing.
 void store_wpa_mode(ChangeMemory& memory, std::string_view mode);
 
-/// Returns whether a status line of this name is a playback selection, or an HDCP state: for that
-/// the caller sets the variable and stops when its value is not new.
+/// Return whether a status line of this name is a playback selection, or an HDCP state: the caller
+/// stores that, and stops if the value is the same.
 bool is_playback(std::string_view name);
 bool is_hdcp_state(std::string_view name);
 
 /// Remembers a new playback selection and raises its events.
 ChangeActions playback_rule(ChangeMemory& memory, std::string_view name, std::int64_t now_s);
 
-/// Counts every row whose setting word is a prefix of the name of a status line: its hold-off time
-/// starts again. An event's name comes without a "#" at its end, its row's status is the value.
+/// Restarts the hold-off time of every row whose setting word begins the name of a status line. In
+/// an action, `name` is the row's event without a "#" at its end, `value` the event as it is.
 ChangeActions status_rule(ChangeMemory& memory, std::string_view name, std::int64_t now_s);
 
 }  // namespace kovo

@@ -29,7 +29,7 @@ struct Variant {
   std::int32_t usbc_input;
 };
 
-/// Returns the video inputs of a product id, case-insensitive. An unknown id has two HDMI inputs.
+/// Returns the variant of a product id, case-insensitive. An unknown id counts as two HDMI inputs.
 Variant variant_of(std::string_view pid);
 
 /// Returns the rows of a product variant, without last values.

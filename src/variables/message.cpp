@@ -19,9 +19,7 @@ bool pop_part(std::string_view& text, std::string& part) {
 }  // namespace
 
 std::string decode_value(std::string_view raw) {
-  std::string value(raw);
-  if (raw.find('\\') != std::string_view::npos) value = unescape_text(value.c_str());
-  if (raw.find('%') != std::string_view::npos) value = percent_decode(value.c_str());
+  const std::string value = percent_decode(unescape_text(std::string(raw).c_str()).c_str());
   return std::string(until_nul(cut_text(value, kMaxMessage)));
 }
 

@@ -22,7 +22,7 @@ struct Message {
 
 /// Splits word::arg1::arg2 or word::arg1::arg2::arg3. Word, arg1 and arg2 end at their first colon,
 /// arg2 and arg3 at their first newline; arg3 is the rest. kNoCommand without any colon;
-/// kMalformed, with the word, if a second colon or a separator is missing.
+/// kMalformed, with the word, unless "::" follows both word and arg1.
 Message split_message(std::string_view text);
 
 }  // namespace kovo

@@ -2,7 +2,7 @@
 // so that every client receives the changes in the order in which they were stored; registry_lock
 // only for a lookup or an update, so that reads and the snapshot never wait for a client. Nothing
 // is queued for a client, and no failure removes one. Invariants: variables are never removed, so
-// that the index stays valid; what the sends need is allocated before the value is stored.
+// that the index stays valid; the line and the clients are copied before the value is stored.
 #include "variables/variable_store.h"
 
 #include <algorithm>
