@@ -16,8 +16,8 @@ using check::kNoEntry;
 using check::Model;
 using check::NamedKeys;
 
-constexpr char kNoEvent[] = "the file has no such event";
-constexpr char kNoStep[] = "the event has no such step";
+constexpr char kNoEvent[] = "no event has this name";
+constexpr char kNoStep[] = "the event has no step with this number";
 
 std::size_t offset_of(const Definition& definition, std::string_view part) {
   return static_cast<std::size_t>(part.data() - definition.text.data());
@@ -47,7 +47,7 @@ Edit replaced_line(const Definition& definition, std::uint32_t entry, std::strin
   return {offset_of(definition, line), line.size(), std::move(text)};
 }
 
-/// The whole line, its newline included; a byte order mark stays.
+/// Removes the whole line with its newline; keeps a byte order mark.
 Edit removed_line(const Definition& definition, std::uint32_t entry) {
   const std::size_t offset = offset_of(definition, line_of(definition, entry).text);
   const std::size_t end = definition.text.find('\n', offset);
@@ -55,7 +55,7 @@ Edit removed_line(const Definition& definition, std::uint32_t entry) {
   return {offset, (end == std::string::npos ? size : end + 1) - offset, {}};
 }
 
-/// Whole lines after that of an entry; at the end of the file for kNoEntry.
+/// Inserts whole lines after that of an entry; at the end of the file for kNoEntry.
 Edit lines_after(const Definition& definition, std::uint32_t entry, const std::string& lines) {
   const std::string& text = definition.text;
   const std::size_t line = entry == kNoEntry
@@ -72,7 +72,7 @@ std::string renumbered(const DefinitionEntry& entry, std::uint32_t index) {
   return line.append(entry.field).append(std::to_string(index)).append("=").append(entry.value);
 }
 
-/// The entries of one step, in the file's order.
+/// Returns the entries of one step, in the file's order.
 std::vector<std::uint32_t> entries_of(const Definition& definition, const NamedKeys& keys,
                                       std::uint32_t index) {
   std::vector<std::uint32_t> entries;
@@ -102,7 +102,7 @@ std::string step_lines(const NewStep& step, std::uint32_t index) {
   return lines + "\n" + line("Delay", step.delay.empty() ? "0" : step.delay);
 }
 
-/// The lines of a new event before those of its step.
+/// Returns the lines of a new event before those of its step.
 std::string event_lines(const NewStep& step, std::uint32_t count) {
   std::string lines = step.event + "Count=" + std::to_string(count) + "\n";
   if (!step.event_delay.empty()) lines += step.event + "Delay=" + step.event_delay + "\n";
@@ -113,15 +113,16 @@ std::string event_lines(const NewStep& step, std::uint32_t count) {
 }
 
 std::string problem_of(const NewStep& step, std::uint32_t index) {
-  if (step.event.empty()) return "give the event a name";
+  if (step.event.empty()) return "enter an event name";
   const std::string text = step.event + "IP0";
   const DefinitionEntry key = split_definition_key(text, {});
   if (key.name != step.event || step.event.find_first_of("= \t") != std::string::npos) {
-    return "the name of an event holds no blank, no \"=\" and none of the words Count, XMLfield, "
-           "Protocol, Delay, IP, Port and Data";
+    return "an event name must not contain blanks, \"=\", Count, XMLfield, Protocol, Delay, IP, "
+           "Port "
+           "or Data";
   }
   if (index >= kMaxSteps) return "an event has at most " + std::to_string(kMaxSteps) + " steps";
-  if (step.payload.empty() && !step.sends_status) return "give the payload";
+  if (step.payload.empty() && !step.sends_status) return "enter a payload";
   return {};
 }
 
@@ -159,7 +160,7 @@ Edits set_payload(const Definition& definition, std::string_view event, std::uin
   if (keys == nullptr) return {{}, kNoEvent};
   const auto step = keys->steps.find(index);
   if (step == keys->steps.end()) return {{}, kNoStep};
-  if (bytes.empty()) return {{}, "give the payload"};
+  if (bytes.empty()) return {{}, "enter a payload"};
   std::string digits = check::as_hex(bytes);
   if (step->second.data != kNoEntry) {
     return finished({replaced_value(definition, step->second.data, std::move(digits))});
@@ -177,7 +178,7 @@ Edits move_step_down(const Definition& definition, std::string_view event, std::
   const std::vector<std::uint32_t> upper = entries_of(definition, *keys, index);
   const std::vector<std::uint32_t> lower = entries_of(definition, *keys, index + 1);
   if (upper.empty() || lower.empty()) return {{}, kNoStep};
-  // Delays add up in the order of their lines, so the lines change places, not only their indexes.
+  // Delays add up in the order of their lines, so the lines are exchanged, not only their indexes.
   std::vector<std::uint32_t> places = upper;
   places.insert(places.end(), lower.begin(), lower.end());
   std::sort(places.begin(), places.end());

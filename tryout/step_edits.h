@@ -1,5 +1,4 @@
-// Edits of the steps and events of a definition file. Each changes the lines that it is about, and
-// no other byte.
+// Edits of the steps and events of a definition file. They change no byte of other lines.
 #pragma once
 
 #include <cstdint>
@@ -26,14 +25,14 @@ struct Edit {
   std::string text;
 };
 
-/// In the order of their offsets, without overlaps; empty with the reason in `error` when there is
-/// nothing that can be done.
+/// Edits in the order of their offsets, without overlaps; or `error`, which says why there are
+/// none.
 struct Edits {
   std::vector<Edit> list;
   std::string error;
 };
 
-/// A step that is to be added, as it was typed.
+/// A step to be added, as it was typed.
 struct NewStep {
   std::string event;
   std::string trigger;      // the event's, if it is new; "" for its name
@@ -46,8 +45,8 @@ struct NewStep {
   bool sends_status = false;
 };
 
-/// Adds a step to an event, or a new event at the end of the file. The step gets the first index
-/// that no line has, and Count follows.
+/// Adds a step to an event, or a new event at the end of the file. The step gets the index
+/// after the last one, and Count is adapted.
 Edits add_step(const Definition& definition, const NewStep& step);
 
 /// Replaces the hexadecimal text of a step's payload.
@@ -57,13 +56,13 @@ Edits set_payload(const Definition& definition, std::string_view event, std::uin
 /// Exchanges a step with the next one: lines, delays included, and indexes.
 Edits move_step_down(const Definition& definition, std::string_view event, std::uint32_t index);
 
-/// Deletes a step. The indexes of those after it and Count follow.
+/// Deletes a step, and adapts Count and the indexes of the steps after it.
 Edits delete_step(const Definition& definition, std::string_view event, std::uint32_t index);
 
 /// Deletes all lines of an event.
 Edits delete_event(const Definition& definition, std::string_view event);
 
-/// Returns the errors and warnings that the edits' inserted text would lead to.
+/// Returns the errors and warnings that the inserted text would cause.
 check::Findings check_edits(const Definition& definition, const Edits& edits,
                             const check::CheckOptions& options);
 

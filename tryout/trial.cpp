@@ -1,6 +1,7 @@
 #include "tryout/trial.h"
 
 #include <algorithm>
+#include <numeric>
 
 #include "check/words.h"
 #include "engine/event_rules.h"
@@ -16,82 +17,74 @@ bool plug_enabled(const TrialDevice& device, std::int64_t ms) {
   return ms - device.booted_ms > kPowerOnPeriodS * kMillisecondsPerSecond;
 }
 
-/// Takes a sender from the start of an event until its message has left.
-bool take_sender(TrialDevice& device, std::int64_t from_ms, std::int64_t until_ms) {
-  const auto busy = std::count_if(
-      device.flights.begin(), device.flights.end(),
-      [&](const Flight& flight) { return flight.from_ms <= from_ms && from_ms < flight.until_ms; });
+/// Reserves one of the daemon's senders. Returns false when all are busy.
+bool reserve_sender(TrialDevice& device, std::int64_t from_ms, std::int64_t until_ms) {
+  const auto busy = std::count_if(device.busy_senders.begin(), device.busy_senders.end(),
+                                  [&](const BusySender& sender) {
+                                    return sender.from_ms <= from_ms && from_ms < sender.until_ms;
+                                  });
   if (busy >= kSenderSlots) return false;
-  device.flights.push_back({from_ms, until_ms});
+  device.busy_senders.push_back({from_ms, until_ms});
   return true;
 }
 
-/// Why an event is not run at all; "" when it is.
-std::string why_dropped(TrialDevice& device, const check::ExplainedEvent& event, RaisedBy by) {
-  if (by == RaisedBy::kName && !device.events_enabled) {
-    return "dropped: events are switched off";
-  }
+/// Returns why an event does not run, "" when it does; remembers that PowerOn has run.
+std::string start_event(TrialDevice& device, const check::ExplainedEvent& event, RaisedBy by) {
+  if (by == RaisedBy::kName && !device.events_enabled) return "dropped: events are disabled";
   if (event.never_runs) {
-    return "dropped: an event that has not run within " + std::to_string(kEventLifeS) +
-           " s never does";
+    return "dropped: its delay is not below " + std::to_string(kEventLifeS) + " s";
   }
   if (!event.once_per_boot) return {};
-  if (device.power_on_done) return "skipped: PowerOn has run since the start of the device";
+  if (device.power_on_done) return "skipped: it runs only once per boot";
   device.power_on_done = true;
   return {};
 }
 
-StepOutcome step_outcome(TrialDevice& device, const check::ExplainedEvent& event,
-                         const check::ExplainedStep& step, std::int64_t starts_ms) {
-  StepOutcome outcome;
-  outcome.leaves_ms = starts_ms + std::max<std::int64_t>(step.offset_ms, 0);
+/// Returns why a step is not sent, "" when it is; reserves its sender.
+std::string start_step(TrialDevice& device, const check::ExplainedEvent& event,
+                       const check::ExplainedStep& step, std::int64_t starts_ms,
+                       std::int64_t leaves_ms) {
   EventDefinition definition;
   definition.name = event.name;
   switch (step_fate(definition, plug_enabled(device, starts_ms), device.events_enabled)) {
     case StepFate::kPowerOnSkip:
-      outcome.why = "skipped: in the first " + std::to_string(kPowerOnPeriodS) +
-                    " s after the start display events are not sent";
-      return outcome;
+      return "skipped: display events are not sent in the first " +
+             std::to_string(kPowerOnPeriodS) + " s after boot";
     case StepFate::kDisabled:
-      outcome.why = "skipped: events are switched off";
-      return outcome;
+      return "skipped: events are disabled";
     case StepFate::kSend:
       break;
   }
   if (!step.sender) {
-    outcome.why = "not sent: " + check::quoted(step.protocol) + " is not a supported protocol";
-  } else if (!take_sender(device, starts_ms, outcome.leaves_ms + kSenderPauseMs)) {
-    outcome.why = "dropped: " + std::to_string(kSenderSlots) + " messages are under way";
-  } else {
-    outcome.sent = true;
+    return "not sent: " + check::quoted(step.protocol) + " is not a supported protocol";
   }
-  return outcome;
+  if (reserve_sender(device, starts_ms, leaves_ms + kSenderPauseMs)) return {};
+  return "dropped: all " + std::to_string(kSenderSlots) + " senders are busy";
 }
 
-/// The daemon takes the steps by their indexes, whenever they leave.
+/// Returns the positions of the steps by their indexes: the order in which senders are reserved.
 std::vector<std::size_t> by_index(const check::ExplainedEvent& event) {
   std::vector<std::size_t> order(event.steps.size());
-  for (std::size_t at = 0; at < order.size(); ++at) order[at] = at;
+  std::iota(order.begin(), order.end(), std::size_t{0});
   std::sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
     return event.steps[a].index < event.steps[b].index;
   });
   return order;
 }
 
-void apply_setting(TrialDevice& device, const KeyValue& line, Reaction& reaction) {
+void change_setting(TrialDevice& device, const KeyValue& line, Reaction& reaction) {
   std::string value(line.value);
+  const std::string no_trigger = check::shown(line.key) + " raises no trigger: ";
   switch (exchange_setting(device.settings, line.key, value)) {
     case kSettingChanged:
       reaction.triggers.emplace_back(line.key);
       break;
     case kSettingSame:
-      reaction.notes.push_back(std::string(line.key) +
-                               " raises nothing: it has this value already");
+      reaction.notes.push_back(no_trigger + "its value is unchanged");
       break;
     default:
       reaction.notes.push_back(
-          check::shown(line.key) + " raises nothing: " +
-          (value.empty() ? "a setting needs a value" : "no setting has exactly this name"));
+          no_trigger + (value.empty() ? "its value is empty" : "no setting has exactly this name"));
   }
 }
 
@@ -103,7 +96,7 @@ bool set_variable(TrialDevice& device, std::string_view name, std::string_view v
   return true;
 }
 
-/// Takes over what an action raises, or says why it raises nothing.
+/// Adds the trigger that an action raises, or a note why it is not raised.
 void add_action(const ChangeAction& action, Reaction& reaction) {
   const std::string name = check::shown(action.name);
   switch (action.kind) {
@@ -114,35 +107,35 @@ void add_action(const ChangeAction& action, Reaction& reaction) {
       reaction.triggers.push_back(action.name);
       break;
     case ActionKind::kFirstFormat:
-      reaction.notes.emplace_back("the first serial format raises nothing: change it again");
+      reaction.notes.emplace_back("the first serial format raises no trigger: send another one");
       break;
     case ActionKind::kUnchanged:
-      reaction.notes.push_back(name + " is not raised: its value stays " +
+      reaction.notes.push_back(name + " is not raised: its value is still " +
                                check::shown(action.value));
       break;
     case ActionKind::kInPause:
-      reaction.notes.push_back(name + " is skipped: it was raised within the last " +
+      reaction.notes.push_back(name + " is not raised: it was raised within the last " +
                                std::to_string(kEventPauseS) + " s");
       break;
     case ActionKind::kHoldOff:
-      reaction.notes.push_back(name + " is skipped: the last message of " + action.value +
-                               " came " + std::to_string(action.since_last_s) + " s ago; wait " +
-                               std::to_string(kHoldOffS + 1) + " s between two");
+      reaction.notes.push_back(name + " is held off: the previous message of " + action.value +
+                               " arrived " + std::to_string(action.since_last_s) + " s ago; wait " +
+                               std::to_string(kHoldOffS + 1) + " s between messages");
       break;
     default:
       break;
   }
 }
 
-/// Says which rows a status line counts for: it raises nothing, but restarts their hold-off times.
+/// Adds a note for a status line that raises no trigger but may restart hold-off times.
 void note_counting_rows(std::string_view name, const ChangeActions& actions, Reaction& reaction) {
   std::string rows;
   for (const ChangeAction& action : actions) {
     if (action.kind != ActionKind::kUnmapped) rows += (rows.empty() ? "" : ", ") + action.value;
   }
-  const std::string note = check::shown(name) + " raises nothing";
-  reaction.notes.push_back(rows.empty() ? note + ": no status line of this product begins so"
-                                        : note + "; it restarts the hold-off time of " + rows);
+  reaction.notes.push_back(check::shown(name) + " raises no trigger" +
+                           (rows.empty() ? ": this product has no such status line"
+                                         : "; it restarts the hold-off time of " + rows));
 }
 
 }  // namespace
@@ -153,9 +146,8 @@ TrialDevice started_device(Variant variant, std::int64_t booted_ms) {
   store_wpa_mode(device.changes, "off");
   device.booted_ms = booted_ms;
   device.settings = empty_settings();
-  if (MappingRow* row = find_row(device.changes.mapping_table, &MappingRow::setting, "local:x")) {
-    row->last_value = "local";
-  }
+  // No playlist is selected.
+  find_row(device.changes.mapping_table, &MappingRow::setting, "local:x")->last_value = "local";
   return device;
 }
 
@@ -168,37 +160,32 @@ Run raise_event(TrialDevice& device, const check::ExplainedEvent& event, RaisedB
   Run run;
   run.raised_ms = now.ms;
   run.starts_ms = now.ms + std::max(event.delay_s, 0) * kMillisecondsPerSecond;
-  run.why = why_dropped(device, event, by);
-  run.runs = run.why.empty();
+  run.why_not = start_event(device, event, by);
+  if (!run.why_not.empty()) return run;
+  const auto is_idle = [&](const BusySender& sender) { return sender.until_ms <= now.ms; };
+  std::vector<BusySender>& busy = device.busy_senders;
+  busy.erase(std::remove_if(busy.begin(), busy.end(), is_idle), busy.end());
   run.steps.resize(event.steps.size());
-  const auto over = [&](const Flight& flight) { return flight.until_ms <= now.ms; };
-  device.flights.erase(std::remove_if(device.flights.begin(), device.flights.end(), over),
-                       device.flights.end());
   for (const std::size_t at : by_index(event)) {
     const check::ExplainedStep& step = event.steps[at];
-    if (run.runs) {
-      run.steps[at] = step_outcome(device, event, step, run.starts_ms);
-    } else {
-      run.steps[at] = {run.starts_ms + std::max<std::int64_t>(step.offset_ms, 0), false, run.why};
-    }
+    const std::int64_t leaves_ms = run.starts_ms + std::max<std::int64_t>(step.offset_ms, 0);
+    run.steps[at] = {leaves_ms, start_step(device, event, step, run.starts_ms, leaves_ms)};
   }
   return run;
 }
 
-Reaction take_message(TrialDevice& device, std::string_view text, const Moment& now) {
+Reaction process_message(TrialDevice& device, std::string_view text, const Moment& now) {
   Reaction reaction;
   if (names_setting(text)) {
-    apply_setting(device, split_setting_line(text).value_or(split_key_value(text)), reaction);
+    change_setting(device, split_setting_line(text).value_or(split_key_value(text)), reaction);
     return reaction;
   }
   const Message message = split_message(strip_newline(cut_text(text, kMaxMessage)));
   if (message.splitting != Splitting::kOk) {
-    reaction.notes.emplace_back("not understood: a change is e_param_set::NAME::VALUE");
-    return reaction;
+    return {{}, {"not a valid message: a variable is changed by e_param_set::NAME::VALUE"}};
   }
   if (!equals_nocase(message.command, "e_param_set")) {
-    reaction.notes.emplace_back("not a change of a variable: only e_param_set is tried out here");
-    return reaction;
+    return {{}, {"only e_param_set is simulated, which changes a variable"}};
   }
   const std::string value = decode_value(message.arg2);
   set_variable(device, message.arg1, value);
@@ -208,14 +195,14 @@ Reaction take_message(TrialDevice& device, std::string_view text, const Moment& 
     }
   }
   if (reaction.triggers.empty() && reaction.notes.empty()) {
-    reaction.notes.push_back(check::shown(message.arg1) + " raises nothing on this product");
+    reaction.notes.push_back(check::shown(message.arg1) + " raises no trigger on this product");
   }
   return reaction;
 }
 
-Reaction take_status_line(TrialDevice& device, std::string_view text, const Moment& now) {
+Reaction process_status_line(TrialDevice& device, std::string_view text, const Moment& now) {
   Reaction reaction;
-  if (const auto line = split_setting_line(text)) apply_setting(device, *line, reaction);
+  if (const auto line = split_setting_line(text)) change_setting(device, *line, reaction);
   const KeyValue pair = split_key_value(strip_newline(cut_text(text, kMaxStatusLine)));
   const std::string name(pair.key);
   if (is_playback(name)) {
@@ -223,7 +210,7 @@ Reaction take_status_line(TrialDevice& device, std::string_view text, const Mome
       add_action(action, reaction);
     }
   } else if (is_hdcp_state(name) && !set_variable(device, name, pair.value)) {
-    reaction.notes.push_back(name + " raises nothing: it has this value already");
+    reaction.notes.push_back(name + " raises no trigger: its value is unchanged");
   } else {
     const ChangeActions actions = status_rule(device.changes, name, now.local_s);
     if (reaction.triggers.empty() && reaction.notes.empty()) {

@@ -1,5 +1,5 @@
-// A device to try a definition file on: what it remembers from one message to the next, and what
-// follows from each. The rules and their numbers are the daemon's.
+// A simulated device to try a definition file on: what it remembers between messages, and what
+// follows from each message. The rules and their numbers are the daemon's.
 #pragma once
 
 #include <cstdint>
@@ -20,8 +20,8 @@ struct Moment {
   std::int64_t local_s = 0;  // local wall clock, as seconds since 1970
 };
 
-/// A message under way keeps one of the daemon's senders busy.
-struct Flight {
+/// A sender of the daemon is busy from the start of an event until its message is sent.
+struct BusySender {
   std::int64_t from_ms;
   std::int64_t until_ms;
 };
@@ -33,47 +33,43 @@ struct TrialDevice {
   std::int64_t booted_ms = 0;
   bool events_enabled = true;
   bool power_on_done = false;
-  std::vector<Flight> flights;
+  std::vector<BusySender> busy_senders;
 };
 
-/// A device as it is after its start.
+/// Returns a device as it is after its start.
 TrialDevice started_device(Variant variant, std::int64_t booted_ms);
 
 std::int32_t uptime_s(const TrialDevice& device, const Moment& now);
 
-/// What becomes of one step: "" when it is sent, or why not.
 struct StepOutcome {
   std::int64_t leaves_ms = 0;
-  bool sent = false;
-  std::string why;
+  std::string why_not;  // "" when it is sent
 };
 
-/// What becomes of one raised event.
 struct Run {
   std::int64_t raised_ms = 0;
   std::int64_t starts_ms = 0;
-  bool runs = false;
-  std::string why;                 // when it does not
-  std::vector<StepOutcome> steps;  // those of the explained event, in its order
+  std::string why_not;             // "" when the event runs
+  std::vector<StepOutcome> steps;  // those of the event, in its order; none when it does not run
 };
 
 enum class RaisedBy { kName, kDevice };
 
-/// Raises an event. By its name on tcp:2700 it is dropped at once while events are switched off;
-/// raised by the device, its steps are.
+/// Raises an event. While events are disabled, one raised by its name on tcp:2700 is dropped, and
+/// one raised by the device runs without its steps.
 Run raise_event(TrialDevice& device, const check::ExplainedEvent& event, RaisedBy by,
                 const Moment& now);
 
-/// What follows from a message: the triggers that it raises, and why it does not raise others.
+/// The triggers that a message raises, and why it does not raise others.
 struct Reaction {
   std::vector<std::string> triggers;
   std::vector<std::string> notes;
 };
 
-/// Takes a message to port 2727: a setting, or a change of a variable.
-Reaction take_message(TrialDevice& device, std::string_view message, const Moment& now);
+/// Processes a message to port 2727: a setting, or a change of a variable.
+Reaction process_message(TrialDevice& device, std::string_view message, const Moment& now);
 
-/// Takes a status line to port 2728.
-Reaction take_status_line(TrialDevice& device, std::string_view line, const Moment& now);
+/// Processes a status line to port 2728.
+Reaction process_status_line(TrialDevice& device, std::string_view line, const Moment& now);
 
 }  // namespace kovo::tryout

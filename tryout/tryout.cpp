@@ -1,8 +1,8 @@
-// The try-out page's door to the daemon's own code, compiled to WebAssembly.
+// The functions of the daemon's own code that the try-out page calls, compiled to WebAssembly.
 //
-// The page writes text into kovo_input(size) and calls a routine with that size; each routine that
-// answers returns the size of one JSON text, which lies at kovo_output() until the next call. All
-// of it runs on one thread.
+// The page writes text to kovo_input(size) and calls a function with that size. A function that
+// answers returns the size of a JSON text, which kovo_output() holds until the next call. All of
+// them run on one thread.
 
 #include <algorithm>
 #include <ctime>
@@ -50,7 +50,8 @@ struct Page {
 
 Page page;
 
-std::string_view taken(std::size_t size) {
+/// Returns what the page wrote to kovo_input.
+std::string_view input_text(std::size_t size) {
   return cut_text(page.input, size);
 }
 
@@ -63,6 +64,10 @@ std::size_t answer(const Json& json) {
   return answer(json.dump(-1, ' ', false, Json::error_handler_t::replace));
 }
 
+Moment moment(double ms, double local_s) {
+  return {static_cast<std::int64_t>(ms), static_cast<std::int64_t>(local_s)};
+}
+
 check::KnownValues values_of_page() {
   if (page.status.empty() && !page.status_complete) return check::known_values(nullptr);
   check::KnownValues values = check::known_values(&page.status);
@@ -70,7 +75,7 @@ check::KnownValues values_of_page() {
   return values;
 }
 
-/// The same with the clock at the moment of sending.
+/// Returns the same with the clock at `now`.
 check::KnownValues values_at(const Moment& now) {
   check::KnownValues values = values_of_page();
   const std::time_t seconds = now.local_s;
@@ -90,27 +95,22 @@ CheckOptions options_of_page() {
   return options;
 }
 
-Json step_json(const StepOutcome& outcome) {
-  Json json;
-  json["leaves_ms"] = outcome.leaves_ms;
-  json["sent"] = outcome.sent;
-  json["why"] = outcome.why;
-  return json;
-}
-
 Json run_json(const check::ExplainedEvent& event, const Run& run) {
   Json json;
   json["event"] = check::event_json(kFileName, event);
   json["raised_ms"] = run.raised_ms;
   json["starts_ms"] = run.starts_ms;
-  json["runs"] = run.runs;
-  json["why"] = run.why;
+  json["runs"] = run.why_not.empty();
+  json["why"] = run.why_not;
   Json& steps = json["outcomes"] = Json::array();
-  for (const StepOutcome& outcome : run.steps) steps.push_back(step_json(outcome));
+  for (const StepOutcome& step : run.steps) {
+    steps.push_back(
+        {{"leaves_ms", step.leaves_ms}, {"sent", step.why_not.empty()}, {"why", step.why_not}});
+  }
   return json;
 }
 
-/// Raises the events of triggers and tells of those that no event has.
+/// Raises the events of the triggers, and adds a note for a trigger that no event has.
 Json raise_all(const Reaction& reaction, RaisedBy by, const Moment& now) {
   Json runs = Json::array();
   Json notes = reaction.notes;
@@ -120,7 +120,7 @@ Json raise_all(const Reaction& reaction, RaisedBy by, const Moment& now) {
         std::find_if(events.begin(), events.end(),
                      [&](const check::ExplainedEvent& event) { return event.trigger == trigger; });
     if (found == events.end()) {
-      notes.push_back(check::quoted(trigger) + " is raised, and no event has that trigger");
+      notes.push_back("no event has the trigger " + check::quoted(trigger));
     } else {
       runs.push_back(run_json(*found, raise_event(page.device, *found, by, now)));
     }
@@ -143,7 +143,7 @@ Fields fields_of(std::string_view lines) {
   return fields;
 }
 
-/// The bytes of a typed payload; the reason in `error` when it is no hexadecimal text.
+/// Returns the bytes of a typed payload; sets `error` when they are not hexadecimal as declared.
 std::string payload_of(Fields& fields, std::string& error) {
   if (fields["form"] != "hex") return check::bytes_of_text(fields["payload"]);
   const std::optional<std::string> bytes = check::bytes_of_hex(fields["payload"]);
@@ -181,12 +181,10 @@ Edits edits_of(Fields& fields) {
 }
 
 Json edit_json(const Edit& edit) {
-  const auto begin = page.definition.text.begin();
-  const auto at = begin + static_cast<std::ptrdiff_t>(edit.offset);
-  const std::size_t newline = page.definition.text.substr(0, edit.offset).rfind('\n');
+  const std::string_view before = cut_text(page.definition.text, edit.offset);
   Json json;
-  json["line"] = 1 + std::count(begin, at, '\n');
-  json["column"] = edit.offset - (newline == std::string::npos ? 0 : newline + 1) + 1;
+  json["line"] = 1 + std::count(before.begin(), before.end(), '\n');
+  json["column"] = before.size() - before.rfind('\n');  // npos is -1
   json["length"] = edit.length;
   json["text"] = edit.text;
   return json;
@@ -211,7 +209,7 @@ const char* name_of(TriggerCause cause) {
 
 }  // namespace
 
-/// Room for so many bytes of input.
+/// Returns a buffer for `size` bytes of input.
 KOVO_EXPORT(kovo_input) char* kovo_input(std::size_t size) {
   page.input.resize(size);
   return page.input.data();
@@ -222,16 +220,16 @@ KOVO_EXPORT(kovo_output) const char* kovo_output() {
 }
 
 KOVO_EXPORT(kovo_set_definition) void kovo_set_definition(std::size_t size) {
-  page.definition.text = taken(size);
+  page.definition.text = input_text(size);
   page.definition.source = check::read_source(page.definition.text);
 }
 
-/// Lines name=value, as in the daemon's status file. `complete`: a placeholder that they do not
-/// hold stands for nothing.
+/// Sets the status from lines name=value, as in the daemon's status file. `complete`: all other
+/// placeholders are replaced by nothing.
 KOVO_EXPORT(kovo_set_status) void kovo_set_status(std::size_t size, int complete) {
   page.status.clear();
   page.status_complete = complete != 0;
-  for (const std::string_view line : split_lines(taken(size))) {
+  for (const std::string_view line : split_lines(input_text(size))) {
     const KeyValue pair = split_key_value(line);
     if (page.status.size() == kMaxStatusVars) break;
     if (pair.found) page.status.emplace_back(pair.key, pair.value);
@@ -242,21 +240,22 @@ KOVO_EXPORT(kovo_set_status) void kovo_set_status(std::size_t size, int complete
 /// or the error.
 KOVO_EXPORT(kovo_read_status) std::size_t kovo_read_status(std::size_t size) {
   StatusVars status;
-  const std::string error = check::parse_status(taken(size), status);
+  const std::string error = check::parse_status(input_text(size), status);
   std::string lines;
-  for (const auto& [name, value] : status)
+  for (const auto& [name, value] : status) {
     lines.append(name).append("=").append(value).append("\n");
+  }
   Json json;
   json["lines"] = error.empty() ? lines : "";
   json["error"] = error;
   return answer(json);
 }
 
-/// Starts a device of a product ("" for any, which has the rows of an unknown one).
+/// Starts a device of a product; "" for any, which has the mapping rows of an unknown product.
 KOVO_EXPORT(kovo_start_device) void kovo_start_device(std::size_t size, double booted_ms) {
-  const unsigned product = check::product_of(taken(size));
+  const unsigned product = check::product_of(input_text(size));
   page.products = product == 0 ? check::kAnyProduct : product;
-  const Settings settings = page.device.settings;  // they outlast a restart
+  const Settings settings = page.device.settings;  // they are persistent
   page.device = started_device(check::variant_of_product(page.products),
                                static_cast<std::int64_t>(booted_ms));
   page.device.settings = settings;
@@ -266,8 +265,8 @@ KOVO_EXPORT(kovo_enable_events) void kovo_enable_events(int enabled) {
   page.device.events_enabled = enabled != 0;
 }
 
-/// What kovocheck --format=json says of the definition; without its events, and so in half the
-/// time, for `events` 0.
+/// Returns the report of kovocheck --format=json. With `events` 0 it omits the events and takes
+/// half the time.
 KOVO_EXPORT(kovo_report) std::size_t kovo_report(int events) {
   check::CheckedFile file;
   file.name = kFileName;
@@ -281,7 +280,7 @@ KOVO_EXPORT(kovo_report) std::size_t kovo_report(int events) {
   return answer(check::json_text({file}));
 }
 
-/// The events of kovo_report.
+/// Returns the events of kovo_report.
 KOVO_EXPORT(kovo_events) std::size_t kovo_events() {
   Json json = Json::array();
   for (const check::ExplainedEvent& event :
@@ -291,7 +290,7 @@ KOVO_EXPORT(kovo_events) std::size_t kovo_events() {
   return answer(json);
 }
 
-/// The payloads as typed text, each with its line and step.
+/// Returns the payloads as typed text, each with its line and step.
 KOVO_EXPORT(kovo_payload_texts) std::size_t kovo_payload_texts() {
   Json json = Json::array();
   std::size_t position = 0;
@@ -306,7 +305,7 @@ KOVO_EXPORT(kovo_payload_texts) std::size_t kovo_payload_texts() {
   return answer(json);
 }
 
-/// The daemon's limits, and what raises triggers on this product.
+/// Returns the daemon's limits, and what raises triggers on this product.
 KOVO_EXPORT(kovo_vocabulary) std::size_t kovo_vocabulary() {
   Json json;
   json["limits"] = {{"file_bytes", kMaxDefinitionBytes},
@@ -321,26 +320,26 @@ KOVO_EXPORT(kovo_vocabulary) std::size_t kovo_vocabulary() {
   return answer(json);
 }
 
-/// Raises an event by its trigger, as a program does on tcp:2700.
+/// Raises a trigger, as a program does on tcp:2700.
 KOVO_EXPORT(kovo_raise) std::size_t kovo_raise(std::size_t size, double ms, double local_s) {
-  const Moment now{static_cast<std::int64_t>(ms), static_cast<std::int64_t>(local_s)};
-  return answer(raise_all({{std::string(taken(size))}, {}}, RaisedBy::kName, now));
+  const Reaction reaction{{std::string(input_text(size))}, {}};
+  return answer(raise_all(reaction, RaisedBy::kName, moment(ms, local_s)));
 }
 
-/// Hands over a message to port 2727, or a status line to port 2728.
+/// Processes a message to port 2727 or a status line to port 2728.
 KOVO_EXPORT(kovo_message)
 std::size_t kovo_message(std::size_t size, int port, double ms, double local_s) {
-  const Moment now{static_cast<std::int64_t>(ms), static_cast<std::int64_t>(local_s)};
-  const Reaction reaction = port == 2728 ? take_status_line(page.device, taken(size), now)
-                                         : take_message(page.device, taken(size), now);
+  const Moment now = moment(ms, local_s);
+  const Reaction reaction = port == 2728 ? process_status_line(page.device, input_text(size), now)
+                                         : process_message(page.device, input_text(size), now);
   return answer(raise_all(reaction, RaisedBy::kDevice, now));
 }
 
-/// The edits of a change to steps, and what the checker says of their text. The input has a line
-/// name=value for each field: do=add, payload, down, delete_step or delete_event, with the event,
-/// the index and what was typed.
+/// Returns the edits that change steps, and the findings for their text. The input has a line
+/// name=value for each field: do=add, payload, down, delete_step or delete_event, then the event,
+/// the index and the fields of the form.
 KOVO_EXPORT(kovo_edit) std::size_t kovo_edit(std::size_t size) {
-  Fields fields = fields_of(taken(size));
+  Fields fields = fields_of(input_text(size));
   const Edits edits = edits_of(fields);
   Json json;
   json["error"] = edits.error;
@@ -348,7 +347,7 @@ KOVO_EXPORT(kovo_edit) std::size_t kovo_edit(std::size_t size) {
   Json& list = json["edits"] = Json::array();
   for (const Edit& edit : edits.list) list.push_back(edit_json(edit));
   Json& findings = json["findings"] = Json::array();
-  // Only for what was typed: moving and deleting must work in a file with mistakes, too.
+  // Only typed text is checked: moving and deleting must work in a file with mistakes, too.
   if (fields["do"] != "add" && fields["do"] != "payload") return answer(json);
   for (const check::Finding& finding : check_edits(page.definition, edits, options_of_page())) {
     findings.push_back({{"severity", check::severity_name(finding.severity)},

@@ -1,4 +1,4 @@
-// Pictures of the page for the documents: a file with two mistakes, and an event at its end.
+// Takes the screenshots of the page for the documents: a file with two mistakes, after an event was fired.
 import { example, launch, messagesListed, open, replaceText, root } from "./tests/browser.mjs";
 
 const text = example("kovo.txt")

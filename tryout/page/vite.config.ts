@@ -8,7 +8,7 @@ import { appendNotices } from "./notices";
 
 const root = fileURLToPath(new URL("../../", import.meta.url));
 
-/** The module "kovotry-core": the WebAssembly, compressed, as base64. */
+/** Provides the module "kovotry-core": the WebAssembly, compressed, as base64. */
 function embedCore(): Plugin {
   return {
     name: "embed-core",
@@ -21,15 +21,15 @@ function embedCore(): Plugin {
   };
 }
 
-/** Leaves out what only the source page says. */
-function leaveOutNotice(): Plugin {
+/** Removes the notice that this is the source of the page. */
+function removeSourceNotice(): Plugin {
   return {
-    name: "leave-out-notice",
+    name: "remove-source-notice",
     transformIndexHtml: { order: "pre", handler: (html) => html.replace(/<!-- source -->[^]*<!-- \/source -->/, "") },
   };
 }
 
-/** Allows the page's own script by its hash, and no other. */
+/** Allows only the page's own script, by its hash. */
 function allowOwnScript(): Plugin {
   return {
     name: "allow-own-script",
@@ -37,7 +37,7 @@ function allowOwnScript(): Plugin {
       const file = `${dir}/kovotry.html`;
       const html = readFileSync(file, "utf8");
       const script = /<script[^>]*>([\s\S]+)<\/script>/.exec(html)?.[1];
-      if (script === undefined) throw new Error("the page holds no script");
+      if (script === undefined) throw new Error("the page has no script");
       const hash = createHash("sha256").update(script).digest("base64");
       writeFileSync(file, html.replace("script-src 'sha256-own'", `script-src 'sha256-${hash}'`));
     },
@@ -47,7 +47,7 @@ function allowOwnScript(): Plugin {
 export default defineConfig({
   base: "./",
   plugins: [
-    leaveOutNotice(),
+    removeSourceNotice(),
     embedCore(),
     viteSingleFile({ removeViteModuleLoader: true }),
     allowOwnScript(),

@@ -2,7 +2,7 @@ import type { Moment } from "./core";
 
 const openedAt = Date.now() - new Date().getTimezoneOffset() * 60_000; // local
 
-/** The clock of everything that is tried out: it may run faster than that on the wall. */
+/** The clock of the simulation, which may run faster than real time. */
 export class TrialClock {
   private base = 0;
   private since = performance.now();

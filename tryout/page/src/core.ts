@@ -1,11 +1,11 @@
-// The daemon's own code, as WebAssembly: text in, JSON out. Everything the page knows about rules,
-// limits and payloads comes from here.
+// The daemon's own code as WebAssembly: text in, JSON out. The page has no rules, limits or payload
+// handling of its own.
 import { WASI } from "@bjorn3/browser_wasi_shim";
 import base64 from "kovotry-core";
 
 export type Severity = "error" | "warning" | "note";
 
-/** Lines and columns count from 1, columns and lengths in bytes; a length may reach over lines. */
+/** Lines and columns count from 1, columns and lengths in bytes; a length may include newlines. */
 export interface Edit {
   line: number;
   column: number;
@@ -73,7 +73,7 @@ export interface Run {
   starts_ms: number;
   runs: boolean;
   why: string;
-  outcomes: Outcome[]; // of the event's steps, in their order
+  outcomes: Outcome[]; // of the event's steps, in their order; none when it does not run
 }
 
 export interface Reaction {
@@ -110,7 +110,7 @@ export interface Payload {
   text: string;
 }
 
-/** The edits that were asked for, and what the checker says of their lines. */
+/** The requested edits, and the findings for their text. */
 export interface Editing {
   edits: Edit[];
   error: string;
@@ -123,7 +123,7 @@ export interface Moment {
   local_s: number; // local wall clock
 }
 
-/** How the file's bytes are shown: what is no UTF-8 is shown byte by byte. */
+/** How the file's bytes are decoded: as Latin-1 if they are not valid UTF-8. */
 export type Encoding = "utf-8" | "latin1";
 
 export function toBytes(text: string, encoding: Encoding): Uint8Array {

@@ -2,8 +2,8 @@ import type { TrialClock } from "./clock";
 import type { Core, Reaction, TriggerSource } from "./core";
 import { button, element, field } from "./dom";
 
-export const products: [string, string][] = [
-  ["", "Any (tried as two HDMI inputs)"],
+const products: [string, string][] = [
+  ["", "Any (simulated with two HDMI inputs)"],
   ["input-hdmi", "Input side, two HDMI inputs"],
   ["input-usbc", "Input side, HDMI and USB-C"],
   ["output", "Output side"],
@@ -13,8 +13,8 @@ const variables = "2727";
 const statusLines = "2728";
 const names = "2700";
 
-/** What raises a trigger, and the beginning of the message that does. */
-function explained({ cause, name, trigger }: TriggerSource): { by: string; port: string; message: string } {
+/** Returns what raises a trigger, and the port and the beginning of the message that does. */
+function describe({ cause, name, trigger }: TriggerSource): { by: string; port: string; message: string } {
   switch (cause) {
     case "variable":
       return { by: `variable ${name}`, port: variables, message: `e_param_set::${name}::` };
@@ -36,9 +36,9 @@ interface Wiring {
   productChanged(product: string): void;
 }
 
-/** What happens on the device: its product, its switches, and the messages that it receives. */
+/** Creates the tab that sends messages to the simulated device, and lists its triggers. */
 export function devicePanel({ core, clock, react, productChanged }: Wiring) {
-  const log = element("div", { className: "reactions", role: "log", "aria-label": "What the device did" });
+  const log = element("div", { className: "reactions", role: "log", "aria-label": "Device log" });
   const say = (text: string) => {
     log.prepend(element("p", {}, text));
     while (log.children.length > 50) log.lastElementChild?.remove();
@@ -54,7 +54,7 @@ export function devicePanel({ core, clock, react, productChanged }: Wiring) {
   message.setAttribute("list", "messages-known");
   const port = element(
     "select",
-    { "aria-label": "Received as" },
+    { "aria-label": "Message type" },
     element("option", { value: variables }, "Variable or setting (port 2727)"),
     element("option", { value: statusLines }, "Status line or setting (port 2728)"),
     element("option", { value: names }, "Trigger by name (port 2700)"),
@@ -66,14 +66,14 @@ export function devicePanel({ core, clock, react, productChanged }: Wiring) {
 
   const showKnown = () => {
     const texts = triggers.flatMap((source) => {
-      const { by, port: on, message: value } = explained(source);
+      const { by, port: on, message: value } = describe(source);
       if (port.value === names) return [[source.trigger, by]];
       return on === port.value || source.cause === "setting" ? [[value, source.trigger]] : [];
     });
     known.replaceChildren(...texts.map(([value, label]) => element("option", { value }, label ?? "")));
   };
   const fill = (source: TriggerSource) => {
-    const { port: on, message: text } = explained(source);
+    const { port: on, message: text } = describe(source);
     port.value = on;
     message.value = text;
     showKnown();
@@ -83,8 +83,8 @@ export function devicePanel({ core, clock, react, productChanged }: Wiring) {
     element(
       "tr",
       {},
-      element("td", {}, button(source.trigger, () => fill(source), { className: "link", title: "Write its message above" })),
-      element("td", {}, explained(source).by),
+      element("td", {}, button(source.trigger, () => fill(source), { className: "link", title: "Insert its message above" })),
+      element("td", {}, describe(source).by),
     );
   const showVocabulary = () => {
     const vocabulary = core.vocabulary();
@@ -93,28 +93,28 @@ export function devicePanel({ core, clock, react, productChanged }: Wiring) {
     rows.replaceChildren(...[...triggers].sort((a, b) => a.trigger.localeCompare(b.trigger)).map(row));
     const { hold_off_s, display_period_s } = vocabulary.limits;
     holdOff.textContent =
-      `Hold-off time: a variable raises its trigger only if its last message came more than ${hold_off_s} s before. ` +
-      `Display events are not sent in the first ${display_period_s} s after a start.`;
+      `Hold-off time: a variable raises its trigger only if its previous message arrived more than ${hold_off_s} s earlier. ` +
+      `Display events are not sent in the first ${display_period_s} s after boot.`;
   };
   port.addEventListener("change", showKnown);
 
   const product = element("select", {}, ...products.map(([value, label]) => element("option", { value }, label)));
   const enabled = element("input", { type: "checkbox", id: "enabled", checked: true });
-  const start = (bootedMs: number) => {
+  const boot = (bootedMs: number) => {
     core.startDevice(product.value, bootedMs);
     core.enableEvents(enabled.checked);
   };
-  const running = () => start(clock.ms() - 3_600_000); // for an hour
+  const bootHourAgo = () => boot(clock.ms() - 3_600_000); // display events are sent by now
   product.addEventListener("change", () => {
-    running();
+    bootHourAgo();
     showVocabulary();
     productChanged(product.value);
   });
   enabled.addEventListener("change", () => core.enableEvents(enabled.checked));
 
   const restart = button("Restart the device", () => {
-    start(clock.ms());
-    say("The device has started: it raises PowerOn.");
+    boot(clock.ms());
+    say("The device has started and raises PowerOn.");
     react(core.raise("PowerOn", clock.now()));
   });
 
@@ -132,8 +132,8 @@ export function devicePanel({ core, clock, react, productChanged }: Wiring) {
     {},
     element(
       "form",
-      { className: "line-form", onsubmit: send },
-      element("p", {}, "The device receives"),
+      { onsubmit: send },
+      element("p", {}, "Send to the device"),
       element("div", { className: "row" }, port, message, known, element("button", { type: "submit" }, "Send")),
     ),
     log,
@@ -161,10 +161,10 @@ export function devicePanel({ core, clock, react, productChanged }: Wiring) {
     panel,
     say,
     triggers: () => [...new Set(triggers.map(({ trigger }) => trigger))],
-    /** Begins with a device of that product that has run for an hour. */
-    begin(name: string) {
+    /** Starts a device of this product. */
+    start(name: string) {
       product.value = products.some(([value]) => value === name) ? name : "";
-      running();
+      bootHourAgo();
       showVocabulary();
     },
   };

@@ -1,30 +1,30 @@
 type Child = Node | string | null;
 
-/** Makes an element; properties named on… are listeners, those with a dash are attributes. */
+/** Creates an element. Properties named on… are listeners, those with a dash are attributes. */
 export function element<K extends keyof HTMLElementTagNameMap>(
   tag: K,
   properties: Record<string, unknown> = {},
   ...children: Child[]
 ): HTMLElementTagNameMap[K] {
-  const made = document.createElement(tag);
+  const created = document.createElement(tag);
   for (const [name, value] of Object.entries(properties)) {
-    if (name.startsWith("on")) made.addEventListener(name.slice(2), value as EventListener);
-    else if (name.includes("-") || name === "role") made.setAttribute(name, String(value));
-    else Object.assign(made, { [name]: value });
+    if (name.startsWith("on")) created.addEventListener(name.slice(2), value as EventListener);
+    else if (name.includes("-") || name === "role") created.setAttribute(name, String(value));
+    else Object.assign(created, { [name]: value });
   }
-  made.append(...children.filter((child) => child !== null));
-  return made;
+  created.append(...children.filter((child) => child !== null));
+  return created;
 }
 
-/** An SVG element with its attributes. */
+/** Creates an SVG element. */
 export function svg(tag: string, attributes: Record<string, string | number>, text = ""): SVGElement {
-  const made = document.createElementNS("http://www.w3.org/2000/svg", tag);
-  for (const [name, value] of Object.entries(attributes)) made.setAttribute(name, String(value));
-  if (text !== "") made.textContent = text;
-  return made;
+  const created = document.createElementNS("http://www.w3.org/2000/svg", tag);
+  for (const [name, value] of Object.entries(attributes)) created.setAttribute(name, String(value));
+  if (text !== "") created.textContent = text;
+  return created;
 }
 
-/** The element of the page with that id. */
+/** Returns the element with this id; throws if there is none. */
 export function byId<T extends HTMLElement = HTMLElement>(id: string): T {
   const found = document.getElementById(id);
   if (found === null) throw new Error(`no element ${id}`);
@@ -37,14 +37,14 @@ export function button(label: string, onclick: () => void, properties: Record<st
 
 let fields = 0;
 
-/** A control with its label above it. */
+/** Returns a control with its label above it. */
 export function field(label: string, control: HTMLElement, className = ""): HTMLElement {
   control.id ||= `field-${++fields}`;
   const properties = { className: `field ${className}` };
   return element("div", properties, element("label", { htmlFor: control.id }, label), control);
 }
 
-/** Asks in a dialog; the label of the button that was chosen, "" for Cancel and Escape. */
+/** Asks in a dialog. Returns the label of the chosen button, "" for Cancel and Escape. */
 export function ask(question: string, ...choices: string[]): Promise<string> {
   return new Promise((resolve) => {
     const dialog = element(
@@ -63,12 +63,12 @@ export function ask(question: string, ...choices: string[]): Promise<string> {
   });
 }
 
-/** Tells screen readers what has happened. */
+/** Gives screen readers a text to read out. */
 export function announce(text: string): void {
   byId("announcer").textContent = text;
 }
 
-/** "1 step", "2 steps". */
+/** Returns "1 step", "2 steps" and so on. */
 export function counted(count: number, noun: string): string {
   return `${count} ${noun}${count === 1 ? "" : "s"}`;
 }

@@ -10,13 +10,13 @@ export const textOrHex = () =>
     element("option", { value: "hex" }, "Hexadecimal"),
   );
 
-/** What speaks against an edit, a line each. */
+/** Returns the reasons against an edit, one per line. */
 export function problemsOf({ error, findings }: Editing): string {
   if (error !== "") return error;
   return findings.map(({ severity, text, hint }) => `${severity}: ${text}${hint === "" ? "" : `; ${hint}`}`).join("\n");
 }
 
-/** Makes an edit of steps unless an error speaks against it. False when nothing was changed. */
+/** Applies an edit of steps unless it leads to an error. Returns whether it was applied. */
 export async function applyEdit(core: Core, editor: Editor, fields: Record<string, string>): Promise<boolean> {
   let wanted = fields;
   if (core.edit(fields).looks_like_hex) {

@@ -19,7 +19,7 @@ import { tags } from "@lezer/highlight";
 import { type Edit, type Encoding, type Finding, toBytes } from "./core";
 import { fixOf } from "./fixes";
 
-/** A payload as text, behind its line. */
+/** Shows a payload as text after its line. */
 class PayloadText extends WidgetType {
   constructor(readonly text: string) {
     super();
@@ -35,7 +35,7 @@ class PayloadText extends WidgetType {
   }
 }
 
-const mostUnderlined = 2000;
+const maxUnderlined = 2000;
 
 const showPayloads = StateEffect.define<{ line: number; text: string }[]>();
 
@@ -61,17 +61,17 @@ function payloadDecorations(doc: Text, payloads: { line: number; text: string }[
   return builder.finish();
 }
 
-const keyAndValue = StreamLanguage.define<{ behind: boolean }>({
-  startState: () => ({ behind: false }),
+const keyAndValue = StreamLanguage.define<{ inValue: boolean }>({
+  startState: () => ({ inValue: false }),
   token(stream, state) {
-    if (stream.sol()) state.behind = false;
-    if (!state.behind && stream.eat("=")) {
-      state.behind = true;
+    if (stream.sol()) state.inValue = false;
+    if (!state.inValue && stream.eat("=")) {
+      state.inValue = true;
       return "operator";
     }
-    if (state.behind) stream.skipToEnd();
+    if (state.inValue) stream.skipToEnd();
     else if (!stream.skipTo("=")) stream.skipToEnd();
-    return state.behind ? "string" : "propertyName";
+    return state.inValue ? "string" : "propertyName";
   },
 });
 
@@ -81,7 +81,7 @@ const colours = HighlightStyle.define([
   { tag: tags.string, color: "var(--text)" },
 ]);
 
-/** The position of a byte column (from 1) of a line. */
+/** Returns the position of a byte column (from 1) of a line. */
 function positionOf(doc: Text, line: number, column: number, encoding: Encoding): number {
   if (line > doc.lines) return doc.length;
   const { from, to, text } = doc.line(line);
@@ -95,7 +95,7 @@ function positionOf(doc: Text, line: number, column: number, encoding: Encoding)
   return Math.min(from + at, to);
 }
 
-/** The position a number of bytes after another; newlines count. */
+/** Returns the position a number of bytes after `from`, newlines included. */
 function positionAfter(doc: Text, from: number, bytes: number, encoding: Encoding): number {
   let at = from;
   for (const letter of doc.sliceString(from, from + bytes)) {
@@ -109,7 +109,7 @@ function positionAfter(doc: Text, from: number, bytes: number, encoding: Encodin
 export interface Editor {
   text(): string;
   encoding(): Encoding;
-  /** Begins with another text, without a way back to the one before. */
+  /** Replaces the text and clears the undo history. */
   setText(text: string, encoding: Encoding, unsaved: boolean): void;
   unsaved(): boolean;
   markSaved(text: string): void;
@@ -118,21 +118,21 @@ export interface Editor {
   goTo(line: number, column: number): void;
 }
 
-/** Makes the editor; `onChange` is called once after each change of its text. */
+/** Creates the editor. Calls `onChange` after each change of its text. */
 export function createEditor(parent: HTMLElement, onChange: () => void): Editor {
   let encoding: Encoding = "utf-8";
-  let told = false;
-  const tell = () => {
-    told = false;
+  let pending = false;
+  const report = () => {
+    pending = false;
     onChange();
   };
-  const tellSoon = () => {
-    if (told) return;
-    told = true;
-    queueMicrotask(tell); // a view cannot be changed while it updates
+  const reportSoon = () => {
+    if (pending) return;
+    pending = true;
+    queueMicrotask(report); // a view cannot be changed while it updates
   };
   const extensions = [
-    EditorState.lineSeparator.of("\n"), // carriage returns are part of what the file says
+    EditorState.lineSeparator.of("\n"), // carriage returns stay in the text
     lineNumbers(),
     lintGutter(),
     highlightActiveLineGutter(),
@@ -148,11 +148,11 @@ export function createEditor(parent: HTMLElement, onChange: () => void): Editor 
     EditorView.contentAttributes.of({ "aria-label": "Definition file", spellcheck: "false", tabindex: "0" }),
     keymap.of([...defaultKeymap, ...historyKeymap, ...searchKeymap, ...lintKeymap]),
     EditorView.updateListener.of((update) => {
-      if (update.docChanged) tellSoon();
+      if (update.docChanged) reportSoon();
     }),
   ];
   const view = new EditorView({ parent, state: EditorState.create({ extensions }) });
-  let saved: Text | null = view.state.doc; // null when it is not known
+  let saved: Text | null = view.state.doc; // null if the file has another text
 
   const apply = (edits: Edit[]) => {
     const { doc } = view.state;
@@ -180,7 +180,7 @@ export function createEditor(parent: HTMLElement, onChange: () => void): Editor 
       encoding = newEncoding;
       view.setState(EditorState.create({ doc: text, extensions }));
       saved = unsaved ? null : view.state.doc;
-      tellSoon();
+      reportSoon();
     },
     unsaved: () => saved === null || !view.state.doc.eq(saved),
     markSaved(text) {
@@ -188,7 +188,7 @@ export function createEditor(parent: HTMLElement, onChange: () => void): Editor 
     },
     show(findings, payloads) {
       const { doc } = view.state;
-      const diagnostics = findings.slice(0, mostUnderlined).map((finding): Diagnostic => {
+      const diagnostics = findings.slice(0, maxUnderlined).map((finding): Diagnostic => {
         const fix = fixOf(finding);
         return {
           from: positionOf(doc, finding.line, finding.column, encoding),

@@ -3,25 +3,25 @@ import { button, element } from "./dom";
 import { applyEdit, problemsOf, textOrHex } from "./editing";
 import type { Editor } from "./editor";
 
-/** Where a step's message goes. */
+/** Returns where a step's message goes. */
 export function destination(step: Step): string {
-  if (step.sends === "nothing") return "nowhere";
+  if (step.sends === "nothing") return "not sent";
   return `${step.transport} ${step.address}:${step.port}`;
 }
 
-/** What a step sends, as text. */
+/** Returns what a step sends, as text, or why it sends nothing. */
 export function content(step: Step): string {
   if (step.sends === "status") return "the device’s status";
-  return step.sends === "nothing" ? `nothing: "${step.protocol}" is not a supported protocol` : step.payload;
+  return step.sends === "nothing" ? `"${step.protocol}" is not a supported protocol` : step.payload;
 }
 
-/** What the daemon does not send of a payload. */
+/** Returns why the daemon does not send the whole payload; "" if it does. */
 export function loss(step: Step): string {
   if (step.cut) return `truncated to ${step.bytes} bytes`;
   return step.ends_at_zero ? "ends at a NUL" : "";
 }
 
-/** The placeholders without a value, but for those that get theirs when the step is sent. */
+/** Returns the placeholders without a value, except those that get one when the step is sent. */
 function unknown(step: Step): string {
   if (step.bytes !== null) return "";
   const names = [...step.payload.matchAll(/\{\{(?!(?:date|time|uptime)\}\})(.*?)\}\}/gi)].map(([text]) => text);
@@ -36,7 +36,7 @@ function stepRow(step: Step): HTMLElement {
     element("td", { className: "place" }, destination(step)),
     element(
       "td",
-      { className: "content", title: step.hex ?? "unknown until it is sent" },
+      { className: "content", title: step.hex ?? "unknown until the step is sent" },
       element("code", { className: step.sends === "payload" ? "" : "plain" }, content(step)),
       " ",
       element("span", { className: "remark" }, loss(step)),
@@ -52,14 +52,14 @@ function remarks(event: Event): string[] {
   return found;
 }
 
-function limits(event: Event): string {
-  const once = event.once_per_boot ? "; runs once after each start of the device" : "";
-  return once + (event.display_period ? "; not sent in the first two minutes after a start" : "");
+function restrictions(event: Event): string {
+  const once = event.once_per_boot ? " Runs once per boot." : "";
+  return once + (event.display_period ? " Not sent in the first two minutes after boot." : "");
 }
 
 const quoted = (text: string) => `'${text.replaceAll("'", "'\\''")}'`;
 
-/** Shell commands that run an event of the file on the device. */
+/** Returns shell commands that run an event of the file on the device. */
 function testCommand(file: string, event: string): string {
   const path = /^[\w][\w.-]*$/.test(file) ? file : quoted(`./${file}`);
   const format = `__TEST__:${event.replaceAll("\\", "\\\\").replaceAll("%", "%%")}\\n`;
@@ -73,13 +73,13 @@ interface Panel {
   fileName(): string;
 }
 
-/** The form that changes one step; `others` are the indexes of all steps. */
-function stepForm(event: string, step: Step, payload: string, others: number[], act: (fields: Record<string, string>) => void) {
+/** Creates the form that changes a step. `indexes` are those of all steps of its event. */
+function stepForm(event: string, step: Step, payload: string, indexes: number[], act: (fields: Record<string, string>) => void) {
   const label = `step ${step.index} of ${event}`;
   const fields = { event, index: String(step.index) };
   const text = element("input", { defaultValue: payload, "aria-label": `Payload of ${label}`, spellcheck: false, autocomplete: "off" });
   const form = textOrHex();
-  form.setAttribute("aria-label", `Payload of ${label} is`);
+  form.setAttribute("aria-label", `Payload format of ${label}`);
   const onsubmit = (submitted: globalThis.Event) => {
     submitted.preventDefault();
     act({ ...fields, do: "payload", payload: text.value, form: form.value });
@@ -87,7 +87,7 @@ function stepForm(event: string, step: Step, payload: string, others: number[], 
   const move = (name: string, index: number) =>
     button(`Move ${name}`, () => act({ event, do: "down", index: String(index) }), {
       "aria-label": `Move ${name} ${label}`,
-      disabled: !others.includes(name === "up" ? index : index + 1),
+      disabled: !indexes.includes(name === "up" ? index : index + 1),
     });
   return element(
     "form",
@@ -98,15 +98,15 @@ function stepForm(event: string, step: Step, payload: string, others: number[], 
       element("span", { className: "place" }, `${step.index}: ${destination(step)}`),
       move("up", step.index - 1),
       move("down", step.index),
-      button("Delete step", () => act({ ...fields, do: "delete_step" }), { "aria-label": `Delete ${label}`, disabled: others.length < 2 }),
+      button("Delete step", () => act({ ...fields, do: "delete_step" }), { "aria-label": `Delete ${label}`, disabled: indexes.length < 2 }),
     ),
     step.sends === "status" ? null : element("div", { className: "row" }, text, form, element("button", { type: "submit" }, "Set payload")),
   );
 }
 
 function card(event: Event, line: () => number, payloads: Map<number, string>, edited: boolean, toggle: () => void, panel: Panel): HTMLElement {
-  const by = event.raised_by.length > 0 ? event.raised_by.join("; ") : "only by name on tcp:2700";
-  const delay = event.delay_s > 0 ? ` · after ${event.delay_s} s` : "";
+  const by = event.raised_by.length > 0 ? `by: ${event.raised_by.join("; ")}` : "only by name on tcp:2700";
+  const delay = event.delay_s > 0 ? ` · runs after ${event.delay_s} s` : "";
   const problem = element("p", { className: "remark lines", role: "status" });
   const act = async (fields: Record<string, string>) => {
     const done = await applyEdit(panel.core, panel.editor, fields);
@@ -118,7 +118,7 @@ function card(event: Event, line: () => number, payloads: Map<number, string>, e
     command.textContent = testCommand(panel.fileName(), event.name);
     command.hidden = false;
     const done = await navigator.clipboard?.writeText(command.textContent).then(() => true, () => false);
-    copied.textContent = done ? "Copied: for a shell on the device, where the saved file is." : "For a shell on the device, where the saved file is:";
+    copied.textContent = done ? "Copied. Run it on the device, in the directory of the saved file." : "Run this on the device, in the directory of the saved file:";
   };
   const steps = [...event.steps].sort((a, b) => a.index - b.index);
   const forms = steps.map((step) => stepForm(event.name, step, payloads.get(step.index) ?? "", steps.map(({ index }) => index), (fields) => void act(fields)));
@@ -128,13 +128,13 @@ function card(event: Event, line: () => number, payloads: Map<number, string>, e
     element(
       "div",
       { className: "title-row" },
-      element("h3", {}, button(event.name, () => panel.editor.goTo(line(), 1), { className: "link", title: "Show it in the file" })),
+      element("h3", {}, button(event.name, () => panel.editor.goTo(line(), 1), { className: "link", title: "Show in the file" })),
       element("span", { className: "trigger" }, "trigger ", element("code", {}, event.trigger), delay),
       button("Fire", () => panel.fire(event.trigger), { className: "fire", "aria-label": `Fire ${event.trigger}` }),
       button("Copy test command", () => void copy(), { "aria-label": `Copy test command of ${event.name}` }),
       button("Edit", toggle, { "aria-label": `Edit ${event.name}`, "aria-expanded": edited }),
     ),
-    element("p", { className: "quiet" }, `Raised by: ${by}${limits(event)}`),
+    element("p", { className: "quiet" }, `Raised ${by}.${restrictions(event)}`),
     ...remarks(event).map((remark) => element("p", { className: "remark" }, remark)),
     copied,
     command,
@@ -144,8 +144,8 @@ function card(event: Event, line: () => number, payloads: Map<number, string>, e
   );
 }
 
-/** Carries over what was typed and not set yet, where it still belongs to the same payload. */
-function keepTyped(from: HTMLElement, to: HTMLElement): void {
+/** Copies payloads that were typed but not set yet, unless the payload has changed. */
+function copyTyped(from: HTMLElement, to: HTMLElement): void {
   const inputs = [...to.querySelectorAll("input")];
   for (const old of from.querySelectorAll("input")) {
     const same = inputs.find((each) => each.ariaLabel === old.ariaLabel && each.defaultValue === old.defaultValue);
@@ -160,13 +160,13 @@ interface Shown {
 }
 
 export function eventsPanel(panel: Panel) {
-  const list = element("ul", { className: "events" });
-  const none = element("li", { className: "quiet" }, "The file has no event with a positive Count. The tab “New step” adds one.");
+  const list = element("ul");
+  const none = element("li", { className: "quiet" }, "The file defines no event. Add one in the tab “New step”.");
   let shown = new Map<string, Shown>();
   let edited = "";
   let last: [Event[], Payload[]] = [[], []];
 
-  /** A card that says the same stays, with what is typed in it. */
+  /** Shows the events. A card that is still up to date stays, with the text typed into it. */
   const show = (events: Event[], payloads: Payload[]) => {
     last = [events, payloads];
     const old = shown;
@@ -186,7 +186,7 @@ export function eventsPanel(panel: Panel) {
           show(...last);
         };
         now.card = card(event, () => now.line, texts, isEdited, toggle, panel);
-        if (before !== undefined) keepTyped(before.card, now.card);
+        if (before !== undefined) copyTyped(before.card, now.card);
       }
       shown.set(event.name, now);
     }

@@ -2,7 +2,7 @@ import { type Encoding, fromBytes, toBytes } from "./core";
 import { announce, ask, button, byId, element } from "./dom";
 import type { Editor } from "./editor";
 
-// File System Access, where there is one.
+// The File System Access API, which not every browser has.
 interface Handle {
   name: string;
   getFile(): Promise<File>;
@@ -21,8 +21,8 @@ export interface NamedText {
 
 const newFile: NamedText = { name: "kovo.txt", text: "", encoding: "utf-8" };
 
-/** The buttons for files, and files that are dropped onto the page. */
-export function fileButtons(editor: Editor, largest: number, example: NamedText, forget: () => void) {
+/** Creates the file buttons, and opens files that are dropped onto the page. */
+export function fileButtons(editor: Editor, maxBytes: number, example: NamedText, reset: () => void) {
   const pickers = window as unknown as Pickers;
   let handle: Handle | null = null;
   let name = newFile.name;
@@ -30,16 +30,16 @@ export function fileButtons(editor: Editor, largest: number, example: NamedText,
   const show = (text: string) => {
     if (byId("file-name").textContent !== text) byId("file-name").textContent = text;
   };
-  const tell = (text: string) => {
+  const report = (text: string) => {
     show(text);
     announce(text);
   };
   const showName = () => {
-    show(editor.unsaved() ? `${name} (not saved)` : name);
+    show(editor.unsaved() ? `${name} (unsaved)` : name);
     document.title = `${editor.unsaved() ? "• " : ""}${name} – kovotry`;
   };
-  /** Replaces the text; the next Save writes to `file`, or asks where to. */
-  const begin = (text: NamedText, file: Handle | null, unsaved = false) => {
+  /** Replaces the text. The next Save writes to `file`; without one it asks for a name. */
+  const load = (text: NamedText, file: Handle | null, unsaved = false) => {
     handle = file;
     name = text.name;
     editor.setText(text.text, text.encoding, unsaved);
@@ -65,45 +65,45 @@ export function fileButtons(editor: Editor, largest: number, example: NamedText,
     await write(toBytes(text, editor.encoding()));
     editor.markSaved(text);
     showName();
-    tell(editor.unsaved() ? `${name} (not saved)` : `${name}, saved`);
+    report(editor.unsaved() ? `${name} (unsaved)` : `${name}, saved`);
   };
 
-  /** Asks when the text has changes that would be lost. */
+  /** Asks if unsaved changes would be lost. Returns whether the text may be replaced. */
   const mayReplace = async () => {
     if (!editor.unsaved()) return true;
-    const choice = await ask(`${name} has changes that are not saved.`, "Save", "Discard the changes");
+    const choice = await ask(`${name} has unsaved changes.`, "Save", "Discard changes");
     if (choice === "Save") await save();
     return choice !== "";
   };
-  const take = async (file: File, opened: Handle | null) => {
-    if (file.size > largest) return tell(`${file.name} is too large for a definition file`);
-    begin({ name: file.name, ...fromBytes(new Uint8Array(await file.arrayBuffer())) }, opened);
+  const read = async (file: File, opened: Handle | null) => {
+    if (file.size > maxBytes) return report(`${file.name} is too large for a definition file`);
+    load({ name: file.name, ...fromBytes(new Uint8Array(await file.arrayBuffer())) }, opened);
     announce(name);
   };
   const attempt = async (work: () => Promise<void>) => {
     try {
       await work();
     } catch (error) {
-      // A picker that was closed without a choice is no failure.
-      if (!(error instanceof DOMException && error.name === "AbortError")) tell(String(error));
+      // AbortError: the user closed the picker without a choice.
+      if (!(error instanceof DOMException && error.name === "AbortError")) report(String(error));
     }
   };
   const replace = (text: NamedText) =>
     attempt(async () => {
-      if (await mayReplace()) begin(text, null);
+      if (await mayReplace()) load(text, null);
     });
 
   const upload = element("input", { type: "file", hidden: true, "aria-label": "Definition file to open" });
   upload.addEventListener("change", () => {
     const file = upload.files?.[0];
-    if (file !== undefined) void attempt(() => take(file, null));
+    if (file !== undefined) void attempt(() => read(file, null));
     upload.value = "";
   });
   const open = async () => {
     if (!(await mayReplace())) return;
     if (pickers.showOpenFilePicker === undefined) return upload.click();
     const [chosen] = await pickers.showOpenFilePicker();
-    if (chosen !== undefined) await take(await chosen.getFile(), chosen);
+    if (chosen !== undefined) await read(await chosen.getFile(), chosen);
   };
 
   document.addEventListener("dragover", (event) => event.preventDefault());
@@ -114,7 +114,7 @@ export function fileButtons(editor: Editor, largest: number, example: NamedText,
       if (file === undefined) return;
       event.preventDefault(); // the editor would put it into the text
       void attempt(async () => {
-        if (await mayReplace()) await take(file, null);
+        if (await mayReplace()) await read(file, null);
       });
     },
     { capture: true },
@@ -133,9 +133,9 @@ export function fileButtons(editor: Editor, largest: number, example: NamedText,
     button("Open…", () => void attempt(open)),
     button("Save", () => void attempt(save)),
     button("Example", () => void replace(example)),
-    button("Forget", forget, { title: "Forget the text and the status values that this browser keeps" }),
+    button("Reset", reset, { title: "Delete the text and the status values that this browser has stored" }),
     upload,
   );
 
-  return { name: () => name, begin, showName };
+  return { name: () => name, load, showName };
 }

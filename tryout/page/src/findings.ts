@@ -3,9 +3,9 @@ import { button, byId, counted, element, svg } from "./dom";
 import type { Editor } from "./editor";
 import { fixOf } from "./fixes";
 
-const mostShown = 200;
+const maxShown = 200;
 
-// Told apart by shape as well as by colour.
+// The shapes differ, not only the colours, for users who cannot distinguish those.
 const shapes: Record<Severity, string> = {
   error: "M4 1h8l3 3v8l-3 3H4l-3-3V4z",
   warning: "M8 1l7 14H1z",
@@ -54,14 +54,14 @@ function summary({ errors, warnings, notes }: Findings): string {
 
 const keyOf = ({ rule, text, hint, fix }: Finding) => JSON.stringify([rule, text, hint, fix]);
 
-/** The list of findings: an item that is still true stays, with the number of its line. */
+/** Creates the list of findings. An item that is still up to date stays, with its new line number. */
 export function findingsList(editor: Editor) {
   let items = new Map<string, Item[]>();
   const more = element("li", { className: "hint" });
   return (report: Findings) => {
     const old = items;
     items = new Map();
-    const shown = report.findings.slice(0, mostShown).map((finding) => {
+    const shown = report.findings.slice(0, maxShown).map((finding) => {
       const key = keyOf(finding);
       const item = old.get(key)?.shift() ?? makeItem(finding, editor);
       items.set(key, [...(items.get(key) ?? []), item]);
@@ -74,7 +74,7 @@ export function findingsList(editor: Editor) {
     shown.forEach((item, at) => {
       if (list.children[at] !== item) list.insertBefore(item, list.children[at] ?? null);
     });
-    const hidden = report.findings.length - mostShown;
+    const hidden = report.findings.length - maxShown;
     more.textContent = `and ${hidden} more`;
     if (hidden > 0) list.append(more);
     else more.remove();

@@ -5,7 +5,7 @@ export interface Fix {
   edits: Edit[];
 }
 
-/** What the button of a finding does; null where the checker does not know what to write. */
+/** Returns what the button of a finding does; null if the checker knows no fix. */
 export function fixOf(finding: Finding): Fix | null {
   const { line, column, length, fix, also } = finding;
   if (fix === null) return null;

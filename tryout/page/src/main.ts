@@ -8,13 +8,13 @@ import { createEditor } from "./editor";
 import { eventsPanel } from "./events";
 import { fileButtons } from "./files";
 import { findingsList } from "./findings";
-import { type Kept, forget, keep, recall } from "./kept";
 import { newStepPanel } from "./newstep";
 import { statusPanel } from "./status";
+import { type Stored, clear, load, store } from "./storage";
 import { showTabs } from "./tabs";
 import { Timeline } from "./timeline";
 
-const example: Kept = {
+const example: Stored = {
   name: "kovo.txt",
   text: exampleText,
   encoding: "utf-8",
@@ -24,11 +24,11 @@ const example: Kept = {
 };
 
 const core = await embeddedCore();
-const largest = core.vocabulary().limits.file_bytes;
+const maxBytes = core.vocabulary().limits.file_bytes;
 const clock = new TrialClock();
 const timeline = new Timeline(clock);
 const editor = createEditor(byId("editor"), textChanged);
-const files = fileButtons(editor, largest, example, () => void forgetAll());
+const files = fileButtons(editor, maxBytes, example, () => void reset());
 const showFindings = findingsList(editor);
 const fire = (trigger: string) => react(core.raise(trigger, clock.now()));
 const events = eventsPanel({ core, editor, fire, fileName: files.name });
@@ -36,13 +36,13 @@ const newStep = newStepPanel(core, editor);
 const status = statusPanel(core, (values) => {
   core.setStatus(values.lines, values.complete);
   check();
-  keepSoon();
+  storeSoon();
 });
 const device = devicePanel({ core, clock, react, productChanged });
 
 let product = "";
-let laterTimer = 0;
-let keepTimer = 0;
+let eventsTimer = 0;
+let storeTimer = 0;
 
 function react(reaction: Reaction): void {
   for (const run of reaction.runs) timeline.play(run);
@@ -52,38 +52,38 @@ function react(reaction: Reaction): void {
 function productChanged(name: string): void {
   product = name;
   check();
-  keepSoon();
+  storeSoon();
 }
 
 function textChanged(): void {
   const bytes = toBytes(editor.text(), editor.encoding());
-  const tooLarge = bytes.length > largest;
+  const tooLarge = bytes.length > maxBytes;
   core.setDefinition(tooLarge ? new Uint8Array() : bytes);
   check();
-  if (tooLarge) byId("findings-count").textContent = "not checked: too large for a definition file";
+  if (tooLarge) byId("findings-count").textContent = "not checked: the file is too large";
   files.showName();
-  keepSoon();
+  storeSoon();
 }
 
-/** Findings come with the keystroke, the list of events when the hands rest. */
+/** Updates the findings at once, and the events 120 ms after the last keystroke: they take longer. */
 function check(): void {
   const report = core.findings();
   const payloads = core.payloadTexts();
   editor.show(report.findings, payloads);
   showFindings(report);
-  clearTimeout(laterTimer);
-  laterTimer = window.setTimeout(() => {
+  clearTimeout(eventsTimer);
+  eventsTimer = window.setTimeout(() => {
     const found = core.events();
     events.show(found, payloads);
     newStep.show(found.map((event) => event.name), device.triggers());
   }, 120);
 }
 
-function keepNow(): void {
-  if (keepTimer === 0) return;
-  clearTimeout(keepTimer);
-  keepTimer = 0;
-  keep({
+function storeNow(): void {
+  if (storeTimer === 0) return;
+  clearTimeout(storeTimer);
+  storeTimer = 0;
+  store({
     name: files.name(),
     text: editor.text(),
     encoding: editor.encoding(),
@@ -93,39 +93,39 @@ function keepNow(): void {
   });
 }
 
-function keepSoon(): void {
-  clearTimeout(keepTimer);
-  keepTimer = window.setTimeout(keepNow, 500);
+function storeSoon(): void {
+  clearTimeout(storeTimer);
+  storeTimer = window.setTimeout(storeNow, 500);
 }
 
-function begin(kept: Kept): void {
-  status.show(kept.status);
-  core.setStatus(kept.status.lines, kept.status.complete);
-  product = kept.product;
-  device.begin(product);
-  files.begin(kept, null, kept.unsaved);
+function begin(stored: Stored): void {
+  status.show(stored.status);
+  core.setStatus(stored.status.lines, stored.status.complete);
+  product = stored.product;
+  device.start(product);
+  files.load(stored, null, stored.unsaved);
 }
 
-async function forgetAll(): Promise<void> {
-  const question = "Forget the text and the status values that this browser keeps, and go back to the example?";
-  if ((await ask(question, "Forget")) === "") return;
+async function reset(): Promise<void> {
+  const question = "Delete the text and the status values that this browser has stored, and load the example?";
+  if ((await ask(question, "Reset")) === "") return;
   begin(example);
   queueMicrotask(() => {
-    clearTimeout(keepTimer); // the example need not be kept
-    keepTimer = 0;
-    forget();
+    clearTimeout(storeTimer); // the example need not be stored
+    storeTimer = 0;
+    clear();
   });
 }
 
-window.addEventListener("pagehide", keepNow);
+window.addEventListener("pagehide", storeNow);
 byId("fast").addEventListener("change", (event) => {
   clock.setSpeed((event.target as HTMLInputElement).checked ? 10 : 1);
 });
-byId("clear-axis").addEventListener("click", () => timeline.clear());
+byId("clear-timeline").addEventListener("click", () => timeline.clear());
 showTabs([
   ["Events", events.panel],
   ["Device", device.panel],
   ["Status values", status.panel],
   ["New step", newStep.panel, newStep.update],
 ]);
-begin(recall() ?? example);
+begin(load() ?? example);

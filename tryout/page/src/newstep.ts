@@ -3,7 +3,7 @@ import { announce, element, field } from "./dom";
 import { applyEdit, problemsOf, textOrHex } from "./editing";
 import type { Editor } from "./editor";
 
-/** A form that turns typed text into the lines of a step. */
+/** Creates the form that adds a step. */
 export function newStepPanel(core: Core, editor: Editor) {
   const preview = element("pre", { className: "preview", role: "group", "aria-label": "Lines of the new step" });
   const problem = element("p", { className: "remark lines", role: "status" });
@@ -23,11 +23,11 @@ export function newStepPanel(core: Core, editor: Editor) {
   const ofNewEvent = [field("Trigger", trigger), field("Event delay (s)", input("event_delay", { inputMode: "numeric" }))];
   const payload = input("payload");
   const form = textOrHex();
-  const ofPayload = [field("Payload", payload, "wide"), field("Payload is", form, "narrow")];
+  const ofPayload = [field("Payload", payload, "wide"), field("Payload format", form, "narrow")];
   const note = element("p", { className: "quiet" });
   const notes: Record<string, string> = {
-    text: "\\r, \\n, \\t, \\x1B, <CR>, <LF>, $0D and %0D stand for one byte each, \\\\ for a backslash, {{name}} for a status value.",
-    hex: "Two digits for each byte, with or without 0x, \\x, $ or % before and blanks or commas between.",
+    text: "\\r, \\n, \\t, \\x1B, <CR>, <LF>, $0D and %0D are one byte each, and \\\\ is a backslash. {{name}} is replaced by a status value.",
+    hex: "Two digits for each byte. 0x, \\x, $ and % before them are ignored, and so are blanks, quotes and the characters , : ; -",
   };
   const panel = element(
     "form",
@@ -88,7 +88,7 @@ export function newStepPanel(core: Core, editor: Editor) {
 
   return {
     panel,
-    /** Takes over the names of the file's events and the triggers of the product. */
+    /** Updates the names of the file's events and the product's triggers, which the fields suggest. */
     show(newNames: string[], newTriggers: string[]) {
       names = newNames;
       events.replaceChildren(...names.map((value) => element("option", { value })));

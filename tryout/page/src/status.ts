@@ -6,7 +6,7 @@ export interface StatusValues {
   complete: boolean;
 }
 
-/** The values of placeholders, as a table. */
+/** Creates the tab with the values of placeholders. */
 export function statusPanel(core: Core, changed: (values: StatusValues) => void) {
   const rows = element("tbody");
   const complete = element("input", { type: "checkbox" });
@@ -19,19 +19,19 @@ export function statusPanel(core: Core, changed: (values: StatusValues) => void)
     }
     return { lines: lines.join("\n"), complete: complete.checked };
   };
-  const tell = () => changed(values());
-  complete.addEventListener("change", tell);
+  const report = () => changed(values());
+  complete.addEventListener("change", report);
 
   const cell = (label: string, value: string) =>
-    element("td", {}, element("input", { value, "aria-label": label, oninput: tell, spellcheck: false, autocomplete: "off" }));
+    element("td", {}, element("input", { value, "aria-label": label, oninput: report, spellcheck: false, autocomplete: "off" }));
   const addRow = (name: string, value: string) => {
     const remove = button("×", () => {
       const next = row.nextElementSibling ?? row.previousElementSibling;
       row.remove();
       (next?.querySelector("button") ?? add).focus();
-      tell();
-    }, { "aria-label": `Remove ${name || "this row"}`, className: "remove" });
-    const row = element("tr", {}, cell("Name", name), cell(`Value of ${name || "it"}`, value), element("td", {}, remove));
+      report();
+    }, { "aria-label": `Remove ${name || "this row"}` });
+    const row = element("tr", {}, cell("Name", name), cell(`Value of ${name || "this row"}`, value), element("td", {}, remove));
     rows.append(row);
     return row;
   };
@@ -54,7 +54,7 @@ export function statusPanel(core: Core, changed: (values: StatusValues) => void)
     if (error !== "") return;
     show({ lines, complete: true });
     pasted.value = "";
-    tell();
+    report();
   });
 
   const panel = element(
@@ -68,11 +68,11 @@ export function statusPanel(core: Core, changed: (values: StatusValues) => void)
       rows,
     ),
     element("div", { className: "row" }, add),
-    element("label", { className: "check" }, complete, " The list is complete: a placeholder with another name is a mistake"),
+    element("label", { className: "check" }, complete, " The list is complete: other placeholders are mistakes"),
     element(
       "details",
       {},
-      element("summary", {}, "Paste /tmp/kovo_var.txt of your device, or an answer of its status service"),
+      element("summary", {}, "Paste /tmp/kovo_var.txt of your device or an answer of its status service"),
       element("label", { htmlFor: "pasted" }, "Lines name=value or name:value"),
       pasted,
       element("div", { className: "row" }, use),

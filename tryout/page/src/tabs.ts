@@ -1,10 +1,10 @@
 import { byId, element } from "./dom";
 
-/** Tabs as screen readers and keyboards know them: the arrow keys go from one to the next. */
-export function showTabs(tabs: [label: string, content: HTMLElement, onChosen?: () => void][]): void {
+/** Creates the tabs. The arrow keys, Home and End switch between them. */
+export function showTabs(tabs: [label: string, content: HTMLElement, onSelect?: () => void][]): void {
   const buttons: HTMLButtonElement[] = [];
   const panels: HTMLElement[] = [];
-  const choose = (at: number) => {
+  const select = (at: number) => {
     buttons.forEach((button, each) => {
       button.setAttribute("aria-selected", String(each === at));
       button.tabIndex = each === at ? 0 : -1;
@@ -17,7 +17,7 @@ export function showTabs(tabs: [label: string, content: HTMLElement, onChosen?: 
   tabs.forEach(([label, content], at) => {
     const id = `tab-${at}`;
     buttons.push(
-      element("button", { type: "button", role: "tab", id, "aria-controls": `panel-${at}`, onclick: () => choose(at) }, label),
+      element("button", { type: "button", role: "tab", id, "aria-controls": `panel-${at}`, onclick: () => select(at) }, label),
     );
     const properties = { role: "tabpanel", id: `panel-${at}`, "aria-labelledby": id, tabIndex: 0, className: "scroll" };
     panels.push(element("div", properties, content));
@@ -26,12 +26,12 @@ export function showTabs(tabs: [label: string, content: HTMLElement, onChosen?: 
   list.append(...buttons);
   list.addEventListener("keydown", ({ key }) => {
     const at = buttons.indexOf(document.activeElement as HTMLButtonElement);
-    const to = { ArrowRight: at + 1, ArrowLeft: at - 1, Home: 0, End: buttons.length - 1 }[key];
-    if (at < 0 || to === undefined) return;
-    const next = (to + buttons.length) % buttons.length;
-    choose(next);
-    buttons[next]?.focus();
+    const next = { ArrowRight: at + 1, ArrowLeft: at - 1, Home: 0, End: buttons.length - 1 }[key];
+    if (at < 0 || next === undefined) return;
+    const wrapped = (next + buttons.length) % buttons.length;
+    select(wrapped);
+    buttons[wrapped]?.focus();
   });
   byId("panels").append(...panels);
-  choose(0);
+  select(0);
 }

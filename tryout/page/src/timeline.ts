@@ -6,17 +6,17 @@ import { content, destination, loss } from "./events";
 const laneHeight = 38;
 const axisHeight = 26;
 const margin = 16;
-const mostRows = 400;
+const maxRows = 400;
 
 interface Mark {
   run: Run;
   step: Step;
   outcome: Outcome;
   shape: SVGElement;
-  told: boolean;
+  listed: boolean;
 }
 
-/** A round distance of ticks, so that at most `most` of them fit. */
+/** Returns the distance of ticks: 1, 2 or 5 times a power of ten, for at most `most` ticks. */
 function tickDistance(span: number, most: number): number {
   for (let power = 1; ; power *= 10) {
     for (const factor of [1, 2, 5]) {
@@ -29,7 +29,7 @@ export function timeText(ms: number): string {
   return ms < 10_000 ? `${ms} ms` : `${Number((ms / 1000).toFixed(2))} s`;
 }
 
-// Transports are told apart by shape, and what does not leave is crossed out.
+// The shapes differ, not only the colours, for users who cannot distinguish those.
 function shapeOf(step: Step, outcome: Outcome): SVGElement {
   const kind = !outcome.sent ? "lost" : step.sends === "status" ? "status" : step.transport.toLowerCase();
   const paths: Record<string, string> = {
@@ -46,7 +46,7 @@ function legend(): HTMLElement {
     const step = { sends: kind === "status" ? "status" : "payload", transport: kind.toUpperCase() } as Step;
     const icon = svg("svg", { viewBox: "-8 -8 16 16", width: 14, height: 14, "aria-hidden": "true" });
     const shape = shapeOf(step, { leaves_ms: 0, sent: kind !== "lost", why: "" });
-    shape.classList.add("left");
+    shape.classList.add("reached");
     icon.append(shape);
     return element("span", {}, icon, ` ${text}`);
   };
@@ -55,7 +55,7 @@ function legend(): HTMLElement {
     { className: "legend" },
     entry("udp", "UDP"),
     entry("tcp", "TCP"),
-    entry("status", "status answer"),
+    entry("status", "device status"),
     entry("lost", "not sent"),
   );
 }
@@ -71,12 +71,12 @@ export class Timeline {
   private readonly rows = byId("messages").querySelector("tbody") as HTMLElement;
 
   constructor(private readonly clock: TrialClock) {
-    byId("axis").append(this.drawing, legend());
-    new ResizeObserver(() => this.draw()).observe(byId("axis"));
+    byId("timeline").append(this.drawing, legend());
+    new ResizeObserver(() => this.draw()).observe(byId("timeline"));
     this.draw();
   }
 
-  /** Plays a run; while others are playing, on the same timeline. */
+  /** Plays a run: on the timeline of those that are still playing, otherwise on a new one. */
   play(run: Run): void {
     if (this.frame === 0) {
       this.runs = [];
@@ -107,7 +107,7 @@ export class Timeline {
     run.event.steps.forEach((step, at) => {
       const outcome = run.outcomes[at];
       if (outcome === undefined) return;
-      this.marks.push({ run, step, outcome, shape: shapeOf(step, outcome), told: false });
+      this.marks.push({ run, step, outcome, shape: shapeOf(step, outcome), listed: false });
     });
   }
 
@@ -120,18 +120,18 @@ export class Timeline {
   private tick(): void {
     const now = this.clock.ms();
     for (const mark of this.marks) {
-      if (!mark.told && mark.outcome.leaves_ms <= now) this.tell(mark);
+      if (!mark.listed && mark.outcome.leaves_ms <= now) this.list(mark);
     }
     this.moveHead(now);
     const over = now > this.end;
     this.frame = over ? 0 : requestAnimationFrame(() => this.tick());
-    if (over) announce("All messages are sent");
+    if (over) announce("Finished");
   }
 
-  private tell(mark: Mark): void {
+  private list(mark: Mark): void {
     const { run, step, outcome, shape } = mark;
-    mark.told = true;
-    shape.classList.add("left");
+    mark.listed = true;
+    shape.classList.add("reached");
     const lost = outcome.sent ? loss(step) : outcome.why;
     const shown = outcome.sent && step.sends === "payload";
     this.addRow(outcome.sent ? "sent" : "lost", outcome.leaves_ms, [
@@ -140,9 +140,9 @@ export class Timeline {
       element(
         "td",
         {},
-        element("code", { className: step.sends === "payload" ? "payload" : "payload plain" }, content(step)),
+        step.sends === "nothing" ? null : element("code", { className: step.sends === "payload" ? "payload" : "payload plain" }, content(step)),
         shown && step.hex !== null ? element("code", { className: "hex" }, step.hex.replace(/..(?=.)/g, "$& ")) : null,
-        shown ? element("span", { className: "quiet" }, step.bytes === null ? "unknown" : counted(step.bytes, "byte")) : null,
+        shown ? element("span", { className: "quiet" }, step.bytes === null ? "length unknown" : counted(step.bytes, "byte")) : null,
         lost === "" ? null : element("span", { className: "remark" }, lost),
       ),
     ]);
@@ -151,13 +151,13 @@ export class Timeline {
   private addRow(className: string, ms: number, cells: HTMLElement[]): void {
     const time = element("td", { className: "number" }, timeText(ms - this.origin));
     this.rows.append(element("tr", { className }, time, ...cells));
-    while (this.rows.children.length > mostRows) this.rows.firstElementChild?.remove();
+    while (this.rows.children.length > maxRows) this.rows.firstElementChild?.remove();
     const box = this.rows.closest(".scroll");
     if (box !== null) box.scrollTop = box.scrollHeight;
   }
 
   private get width(): number {
-    return Math.max(byId("axis").clientWidth, 200);
+    return Math.max(byId("timeline").clientWidth, 200);
   }
 
   private get span(): number {
@@ -183,7 +183,7 @@ export class Timeline {
     this.drawTicks(height - axisHeight);
     this.runs.forEach((run, lane) => this.drawLane(run, lane * laneHeight));
     if (this.runs.length === 0) {
-      const text = "Fire an event, or send the device a message.";
+      const text = "Fire an event or send a message to the device.";
       this.drawing.append(svg("text", { x: margin, y: 24, class: "quiet" }, text));
       return;
     }
@@ -210,7 +210,7 @@ export class Timeline {
     const last = Math.max(run.starts_ms, ...run.outcomes.map((outcome) => outcome.leaves_ms));
     this.drawing.append(svg("text", { x: from - 4, y: top + 13, class: "lane" }, run.runs ? run.event.name : this.story(run)));
     if (!run.runs) {
-      this.drawing.append(svg("path", { d: "M-5-5L5 5M-5 5L5-5", class: "mark lost left", transform: `translate(${from},${y})` }));
+      this.drawing.append(svg("path", { d: "M-5-5L5 5M-5 5L5-5", class: "mark lost reached", transform: `translate(${from},${y})` }));
       return;
     }
     this.drawing.append(

@@ -1,4 +1,4 @@
-// The built page in a real browser, as a user opens it: by its file.
+// Opens the built page in a browser, as a user does: as a file.
 import assert from "node:assert/strict";
 import { readFileSync } from "node:fs";
 import { fileURLToPath } from "node:url";
@@ -13,10 +13,10 @@ export function launch() {
   return chromium.launch({ executablePath: "/usr/bin/chromium", args: ["--headless", "--no-sandbox", "--no-first-run", ...quiet] });
 }
 
-/** Opens the page, at a date if one is given; `close` fails when it logged an error or asked for anything but itself. */
+/** Opens the page, at a date if one is given. `close` fails if the page logged an error or requested anything. */
 export async function open(browser, { date, ...options } = {}) {
   const context = await browser.newContext({ viewport: { width: 1440, height: 900 }, ...options });
-  // Without the dialogs of the system, which no test can answer: files are up- and downloaded.
+  // Without the system's file dialogs, which no test can answer: files are uploaded and downloaded.
   await context.addInitScript(() => {
     delete window.showOpenFilePicker;
     delete window.showSaveFilePicker;
@@ -38,14 +38,14 @@ export async function open(browser, { date, ...options } = {}) {
   return { page, close };
 }
 
-/** Puts a text in the place of the editor's. */
+/** Replaces the editor's text. */
 export async function replaceText(page, text) {
   await page.locator(".cm-content").click();
   await page.keyboard.press("Control+A");
   await page.keyboard.insertText(text);
 }
 
-/** The findings as the list shows them. */
+/** Returns the findings as the list shows them. */
 export function listedFindings(page) {
   return page.locator("#findings > li").evaluateAll((items) =>
     items.map((item) => {
@@ -56,7 +56,7 @@ export function listedFindings(page) {
   );
 }
 
-/** The messages as the table shows them: time, step, destination, text, hexadecimal, remark. */
+/** Returns the messages as the table shows them. */
 export function listedMessages(page) {
   return page.locator("#messages tbody tr:not(.fired)").evaluateAll((rows) =>
     rows.map((row) => {

@@ -1,4 +1,4 @@
-// The page's WebAssembly without the page.
+// Runs the page's WebAssembly without the page.
 import { readFileSync } from "node:fs";
 import { WASI } from "@bjorn3/browser_wasi_shim";
 import { root } from "./browser.mjs";
@@ -17,7 +17,7 @@ export async function startCore() {
     return bytes.length;
   };
   const answer = (size) => Buffer.from(core.memory.buffer, core.kovo_output(), size).toString();
-  /** What kovocheck says of the same. */
+  /** Returns what kovocheck prints for the same file. */
   const report = (definition, product, status) => {
     core.kovo_start_device(give(Buffer.from(product)), 0);
     core.kovo_set_status(give(status ?? Buffer.alloc(0)), status === null ? 0 : 1);

@@ -1,4 +1,4 @@
-// What the page shows for the example is what the daemon sends in ./run --once.
+// Compares what the page shows for the example with what the daemon sends in ./run --once.
 import assert from "node:assert/strict";
 import { spawnSync } from "node:child_process";
 import { after, before, test } from "node:test";
@@ -8,7 +8,7 @@ let browser;
 before(async () => (browser = await launch()));
 after(() => browser.close());
 
-/** Messages to the network, and the offsets of each event's steps. */
+/** Returns the messages sent to the network, and the times of each event's steps. */
 function sentByDaemon() {
   const { stdout, status } = spawnSync(`${root}run`, ["--once"], { encoding: "utf8", timeout: 300_000 });
   assert.equal(status, 0, stdout);
@@ -16,7 +16,7 @@ function sentByDaemon() {
     ([, transport, to, text]) => `${transport.toUpperCase()} ${to} ${text}`,
   );
   const offsets = {};
-  for (const [, event, times] of stdout.matchAll(/(?:time line|timeline) +(\w+): (.*)$/gm)) {
+  for (const [, event, times] of stdout.matchAll(/timeline +(\w+): (.*)$/gm)) {
     offsets[event] = times.split(", ").map((time) => Number.parseInt(time, 10));
   }
   return { messages, offsets };
@@ -24,7 +24,7 @@ function sentByDaemon() {
 
 const withoutClock = (text) => text.replace(/\d\d:\d\d:\d\d/, "hh:mm:ss").replace(/inputName:.*/, "the device’s status");
 
-test("the example sends on the device what the page shows", async () => {
+test("the daemon sends what the page shows", async () => {
   const sent = sentByDaemon();
   const { page, close } = await open(browser);
   const shown = [];
@@ -50,8 +50,8 @@ test("the example sends on the device what the page shows", async () => {
   await close();
 
   assert.deepEqual(shown.map(withoutClock), sent.messages.map(withoutClock));
-  offsets.PowerOn = offsets.PowerOn.map((time) => time - 1000); // the daemon's count from the start
-  assert.ok("Door" in sent.offsets, "the demonstration tells when the steps arrived");
+  offsets.PowerOn = offsets.PowerOn.map((time) => time - 1000); // the daemon counts from the end of the event's delay
+  assert.ok("Door" in sent.offsets, "the demonstration prints when the steps arrived");
   for (const [event, times] of Object.entries(sent.offsets)) {
     assert.equal(times.length, offsets[event]?.length, event);
     times.forEach((time, at) => {

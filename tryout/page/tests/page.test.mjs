@@ -1,4 +1,4 @@
-// The page as its users meet it.
+// Tests of the page in a browser.
 import assert from "node:assert/strict";
 import { spawnSync } from "node:child_process";
 import { readFileSync } from "node:fs";
@@ -10,7 +10,7 @@ let browser;
 before(async () => (browser = await launch()));
 after(() => browser.close());
 
-/** A test with a page of its own, which must log no error and ask for nothing. */
+/** Defines a test with a page of its own, which must log no error and request nothing. */
 function pageTest(name, work, options = {}) {
   test(name, async () => {
     const { page, close } = await open(browser, options);
@@ -38,7 +38,7 @@ const openFile = async (page, name, buffer) => {
 };
 const hexOf = (text) => Buffer.from(text, "latin1").toString("hex").toUpperCase().replace(/..(?=.)/g, "$& ");
 
-pageTest("typing lists each finding with its line, and a click goes there", async (page) => {
+pageTest("findings are listed while typing, and a click goes to the line", async (page) => {
   await replaceText(page, "");
   await page.keyboard.type(example("faulty.txt"));
   const { stdout } = spawnSync(`${root}build/release/check/kovocheck`, ["--format=json", `${root}docs/examples/faulty.txt`]);
@@ -56,7 +56,7 @@ pageTest("typing lists each finding with its line, and a click goes there", asyn
   assert.ok((await page.locator(".cm-gutter-lint .cm-lint-marker-error").count()) > 0);
 });
 
-pageTest("a fix writes what the hint says, in files with letters of several bytes too", async (page) => {
+pageTest("a fix changes the right bytes, in a file with multibyte letters too", async (page) => {
   await openFile(page, "gate.txt", Buffer.from("GäteCount=1\r\nGäteXMLfield=doorStäte\r\nGäteprotocol0=UDP\r\nGäteIP0=10.0.0.7\nGätePort0=6000\nGäteData0=4F\n"));
   await page.getByRole("button", { name: "Use Unix line endings" }).click();
   await page.locator("#findings").getByRole("button", { name: /^Write "Gäte/ }).click();
@@ -65,11 +65,11 @@ pageTest("a fix writes what the hint says, in files with letters of several byte
   assert.deepEqual((await listedFindings(page)).filter(([, severity]) => severity !== "note"), []);
 });
 
-pageTest("doorState sends three messages at their times, with the values of the status", async (page) => {
+pageTest("a fired event sends its messages at their times, with the status values", async (page) => {
   const start = performance.now();
   await fire(page, "doorState");
   await messagesListed(page, 3);
-  assert.ok(performance.now() - start > 330, "the last comes in its own time");
+  assert.ok(performance.now() - start > 330, "the last one is sent at its time");
   const first = await listedMessages(page);
   const clock = /\d\d:\d\d:\d\d/.exec(first[0].text)?.[0];
   assert.deepEqual(first, [
@@ -77,8 +77,8 @@ pageTest("doorState sends three messages at their times, with the values of the 
     { time: "100 ms", step: "Door 1", to: "TCP 10.0.0.6:23", text: "LIGHTS ON\\r", hex: hexOf("LIGHTS ON\r"), remark: "" },
     { time: "350 ms", step: "Door 2", to: "UDP 10.0.0.7:6000", text: "the device’s status", hex: "", remark: "" },
   ]);
-  const [zero, second, last] = await page.locator("#axis > svg .mark").evaluateAll((marks) => marks.map((mark) => Number(/\((.*),/.exec(mark.getAttribute("transform"))[1])));
-  assert.ok(second > zero && Math.abs((second - zero) * 3.5 - (last - zero)) < 0.1, `on the axis at ${[zero, second, last]}`);
+  const [zero, second, last] = await page.locator("#timeline > svg .mark").evaluateAll((marks) => marks.map((mark) => Number(/\((.*),/.exec(mark.getAttribute("transform"))[1])));
+  assert.ok(second > zero && Math.abs((second - zero) * 3.5 - (last - zero)) < 0.1, `on the timeline at ${[zero, second, last]}`);
   await tab(page, "Status values");
   await page.getByLabel("Value of name").fill("Foyer\\n");
   await tab(page, "Events");
@@ -91,10 +91,10 @@ pageTest("doorState sends three messages at their times, with the values of the 
   await fire(page, "doorState");
   await messagesListed(page, 4);
   const row = page.locator("#messages tbody tr:not(.fired)").nth(3);
-  assert.match(await row.locator("td").last().innerText(), /^Door of {{name}} at \d\d:\d\d:\d\d\s*unknown$/);
+  assert.match(await row.locator("td").last().innerText(), /^Door of {{name}} at \d\d:\d\d:\d\d\s*length unknown$/);
 });
 
-pageTest("a placeholder that a complete status does not have is a mistake", async (page) => {
+pageTest("a placeholder that is missing from a complete status is a mistake", async (page) => {
   await tab(page, "Status values");
   await page.getByText("Paste /tmp/kovo_var.txt").click();
   const use = async (lines) => {
@@ -111,15 +111,15 @@ pageTest("a placeholder that a complete status does not have is a mistake", asyn
   await page.locator(".payload-text", { hasText: "Door of {{nam}} at" }).waitFor();
 });
 
-pageTest("files are opened, dropped and saved byte by byte; too large ones are refused", async (page) => {
+pageTest("files are opened, dropped and saved unchanged; too large ones are rejected", async (page) => {
   const bytes = Buffer.from("\xEF\xBB\xBFDoorCount=1\r\nDoorData0=\xFF\0\n\n\nx", "latin1");
   await openFile(page, "door.txt", bytes);
   await page.locator("#file-name", { hasText: "door.txt" }).waitFor();
   assert.deepEqual((await listedFindings(page)).filter(([, , rule]) => rule === "line-end").length, 3);
   await page.locator(".cm-content").click();
-  await page.keyboard.press("Control+z"); // does not bring the example back
+  await page.keyboard.press("Control+z"); // does not restore the example
   assert.equal(await editorText(page), bytes.toString("latin1"));
-  // Dropped anywhere, also onto the editor.
+  // Files can be dropped anywhere, including the editor.
   await page.evaluate(() => {
     const dataTransfer = new DataTransfer();
     dataTransfer.items.add(new File(["Gäte=1\r\n"], "gate.txt"));
@@ -131,8 +131,8 @@ pageTest("files are opened, dropped and saved byte by byte; too large ones are r
   assert.equal(Buffer.from(await editorText(page), "latin1").toString(), "Gäte=1\r\n");
 });
 
-pageTest("changes that are not saved are marked, and nothing replaces them unasked", async (page) => {
-  const marked = () => page.locator("#file-name", { hasText: "kovo.txt (not saved)" }).waitFor();
+pageTest("unsaved changes are marked, and nothing replaces them unasked", async (page) => {
+  const marked = () => page.locator("#file-name", { hasText: "kovo.txt (unsaved)" }).waitFor();
   await replaceText(page, "OwnCount=1\n");
   await marked();
   for (const name of ["New", "Open…", "Example"]) {
@@ -149,13 +149,13 @@ pageTest("changes that are not saved are marked, and nothing replaces them unask
   await tab(page, "Status values");
   await page.getByLabel("Value of name").fill("Foyer");
   await page.getByRole("button", { name: "Example" }).click();
-  await answer(page, "Discard the changes");
+  await answer(page, "Discard changes");
   await page.locator(".cm-line", { hasText: "PowerOnCount=2" }).waitFor();
   assert.equal(await page.getByLabel("Value of name").inputValue(), "Foyer");
   await page.locator("#file-name", { hasText: /^kovo.txt$/ }).waitFor();
 });
 
-pageTest("where the system has dialogs, a file is saved into the one that was opened", async (page) => {
+pageTest("with the File System Access API, Save writes to the opened file", async (page) => {
   await page.evaluate(() => {
     window.written = [];
     const handle = {
@@ -179,7 +179,7 @@ pageTest("where the system has dialogs, a file is saved into the one that was op
   assert.deepEqual(await page.evaluate(() => window.written), ["NamePlayCount=1\n"]);
 });
 
-pageTest("the last text is kept until it is forgotten", async (page) => {
+pageTest("the last text is stored until the page is reset", async (page) => {
   await replaceText(page, "KeptCount=1\n");
   const asked = page.waitForEvent("dialog");
   const reloaded = page.reload();
@@ -187,22 +187,22 @@ pageTest("the last text is kept until it is forgotten", async (page) => {
   await (await asked).accept();
   await reloaded;
   await page.locator(".cm-line", { hasText: "KeptCount=1" }).waitFor();
-  await page.locator("#file-name", { hasText: "(not saved)" }).waitFor();
-  await page.getByRole("button", { name: "Forget" }).click();
-  await answer(page, "Forget");
+  await page.locator("#file-name", { hasText: "(unsaved)" }).waitFor();
+  await page.getByRole("button", { name: "Reset" }).click();
+  await answer(page, "Reset");
   await page.locator(".cm-line", { hasText: "PowerOnCount=2" }).waitFor();
-  await page.waitForTimeout(700); // longer than the page waits before it keeps something
+  await page.waitForTimeout(700); // longer than the page waits before it stores something
   assert.equal(await page.evaluate(() => localStorage.length), 0);
 });
 
-pageTest("the form makes steps of typed text or hexadecimal, for events old and new", async (page) => {
+pageTest("the form adds steps with text or hexadecimal payloads, to new events too", async (page) => {
   await tab(page, "New step");
   const fill = async (fields) => {
     for (const [label, value] of Object.entries(fields)) await page.getByLabel(label, { exact: true }).fill(value);
     await page.getByRole("button", { name: "Add step" }).click();
   };
   const emptied = () => page.waitForFunction(() => document.querySelector("[name=event]").value === "");
-  await page.getByLabel("Payload is").selectOption("Hexadecimal");
+  await page.getByLabel("Payload format").selectOption("Hexadecimal");
   await fill({ Event: "Door", Address: "10.0.0.7", Port: "70000", Payload: "0x4F, \\x4b$0D %0A 00" });
   await page.getByText("DoorPort3=70000").first().waitFor();
   await page.getByLabel("Payload", { exact: true }).fill("0x4F, \\x4b$0D %0A7");
@@ -252,7 +252,7 @@ pageTest("steps are edited as text, moved and deleted, and no other line changes
   assert.equal(await page.getByRole("region", { name: "Test command of A" }).textContent(), command);
 });
 
-pageTest("changes of variables, switches and limits have the effects that the daemon gives them", async (page) => {
+pageTest("variables, switches and limits have the same effects as in the daemon", async (page) => {
   const noted = (text) => page.locator(".reactions p", { hasText: text }).first().waitFor();
   const reaction = async (message, text) => {
     await send(page, message);
@@ -260,26 +260,26 @@ pageTest("changes of variables, switches and limits have the effects that the da
   };
   await tab(page, "Device");
   await send(page, "e_param_set::device_name::Foyer");
-  await reaction("e_param_set::DEVICE_NAME::Lobby", /name is skipped: the last message of DEVICE_NAME came [01] s ago/);
-  await page.getByLabel("10 times as fast").check();
+  await reaction("e_param_set::DEVICE_NAME::Lobby", /name is held off: the previous message of DEVICE_NAME arrived [01] s ago/);
+  await page.getByLabel("10× speed").check();
   await page.waitForTimeout(700);
   await send(page, "e_param_set::DEVICE_NAME::Lobby");
   await messagesListed(page, 2);
-  await reaction("e_param_set::HDMI_OUT_STATUS::1", "HDMI_OUT_STATUS raises nothing on this product");
+  await reaction("e_param_set::HDMI_OUT_STATUS::1", "HDMI_OUT_STATUS raises no trigger on this product");
   await page.getByLabel("Product").selectOption("output");
-  await reaction("e_param_set::HDMI_OUT_STATUS::1", '"HDMIOutStatus" is raised, and no event has that trigger');
+  await reaction("e_param_set::HDMI_OUT_STATUS::1", 'no event has the trigger "HDMIOutStatus"');
   await send(page, "e_param_set::WPA_EAP_MODE::off");
   await reaction("e_param_set::WPA_EAP_MODE::PEAP", "raises p8021enable");
-  assert.equal(await page.locator(".reactions p", { hasText: "WPA_EAP_MODE raises nothing" }).count(), 0);
+  assert.equal(await page.locator(".reactions p", { hasText: "WPA_EAP_MODE raises no trigger" }).count(), 0);
   const listed = await page.locator("details tbody tr").evaluateAll((rows) => rows.map((row) => row.innerText.replace(/\s+/g, " ")));
   for (const row of ["stream variable CH_SELECT", "sysName setting sysName", "playMode playback selection"]) assert.ok(listed.includes(row), row);
   await page.getByRole("button", { name: "playMode", exact: true }).click();
   assert.equal(await page.getByLabel("Message", { exact: true }).inputValue(), "local:");
   await reaction("local:news.m3u", "local:news.m3u raises localPlay");
   await reaction("sysName=Lobby", "sysName=Lobby raises sysName");
-  await reaction("setSettings:name", "raises nothing; it restarts the hold-off time of name");
-  await page.getByLabel("Received as").selectOption("2727");
-  await reaction("name=Lobby", "not understood");
+  await reaction("setSettings:name", "raises no trigger; it restarts the hold-off time of name");
+  await page.getByLabel("Message type").selectOption("2727");
+  await reaction("name=Lobby", "not a valid message");
 
   const step = (name, index, data = "4F") => `${name}Protocol${index}=UDP\n${name}IP${index}=10.0.0.7\n${name}Port${index}=6000\n${name}Data${index}=${data}\n`;
   const many = Array.from({ length: 128 }, (_, at) => `${step("Many", at)}ManyDelay${at}=${at === 0 ? 30000 : 0}\n`).join("");
@@ -292,7 +292,7 @@ pageTest("changes of variables, switches and limits have the effects that the da
   await tab(page, "Events");
   for (const [trigger, end] of [
     ["Long", "truncated to 1023 bytes"],
-    ["Late", "Late is dropped: an event that has not run within 60 s never does"],
+    ["Late", "Late is dropped: its delay is not below 60 s"],
     ["PowerOn", "PowerOn is skipped"],
     ["DVIConnected", "in the first 120 s"],
   ]) {
@@ -300,12 +300,12 @@ pageTest("changes of variables, switches and limits have the effects that the da
     await page.locator("#messages tbody tr").last().filter({ hasText: end }).waitFor();
   }
   for (let at = 0; at < 5; ++at) await fire(page, "Many");
-  await page.locator("#messages .lost", { hasText: "512 messages are under way" }).nth(126).waitFor();
+  await page.locator("#messages .lost", { hasText: "all 512 senders are busy" }).nth(126).waitFor();
   await tab(page, "Device");
   await page.getByLabel("Events are enabled").uncheck();
   await tab(page, "Events");
   await fire(page, "Long");
-  await page.locator("#messages", { hasText: "Long is dropped: events are switched off" }).waitFor();
+  await page.locator("#messages", { hasText: "Long is dropped: events are disabled" }).waitFor();
 });
 
 pageTest("everything works by keyboard", async (page) => {
@@ -320,7 +320,7 @@ pageTest("everything works by keyboard", async (page) => {
     assert.equal(reached.at(-1), name, reached.join(", "));
     return reached;
   };
-  assert.deepEqual((await tabTo("Fire PowerOn", 12)).slice(0, 5), ["New", "Open…", "Save", "Example", "Forget"]);
+  assert.deepEqual((await tabTo("Fire PowerOn", 12)).slice(0, 5), ["New", "Open…", "Save", "Example", "Reset"]);
   await press("Shift+Tab", 3);
   assert.equal(await focused(), "Events");
   for (const [key, panel] of [["ArrowRight", "Device"], ["End", "New step"], ["Home", "Events"]]) {
@@ -330,7 +330,7 @@ pageTest("everything works by keyboard", async (page) => {
   await press("Tab", 3);
   await press("Enter", 1);
   await page.locator("#announcer", { hasText: "PowerOn fires PowerOn, after 1 s: 2 steps" }).waitFor({ state: "attached" });
-  // Typing, the next finding, its fix, and out of the editor again.
+  // Types, goes to the next finding, leaves the editor, and applies the fix.
   await replaceText(page, "DoorCount=1\nDoorProtocol0=udp\n");
   await page.keyboard.press("Control+Home");
   const line = () => page.locator(".cm-activeLine").textContent();
@@ -356,7 +356,7 @@ for (const [look, options] of [
   ["at 1024x768", { viewport: { width: 1024, height: 768 }, colorScheme: "light" }],
   ["on a telephone", { viewport: { width: 390, height: 844 }, colorScheme: "dark" }],
 ]) {
-  pageTest(`axe finds nothing, and nothing is wider than the window: ${look}`, async (page) => {
+  pageTest(`axe finds no fault, and nothing is wider than the window: ${look}`, async (page) => {
     if (options.viewport?.width === 390) {
       const cells = page.locator(".event td:not(.number)");
       await cells.nth(1).waitFor();
@@ -413,5 +413,5 @@ test("the page cannot send anything", async () => {
     return [...directives, window.ran === true];
   });
   assert.deepEqual(refused.sort(), ["connect-src", false, "form-action", "img-src", "script-src-elem", "script-src-elem"]);
-  await assert.rejects(close, /Content Security Policy/); // the browser says so, too
+  await assert.rejects(close, /Content Security Policy/); // the browser logs it as well
 });

@@ -1,4 +1,4 @@
-// The page and kovocheck say the same of the same file, byte by byte.
+// The page and kovocheck have the same findings and events for the same file.
 import assert from "node:assert/strict";
 import { spawnSync } from "node:child_process";
 import { mkdtempSync, readFileSync, readdirSync, rmSync, writeFileSync } from "node:fs";
@@ -32,18 +32,18 @@ const examples = readdirSync(`${root}docs/examples`).map((name) => readFileSync(
 const odd = ["GäteCount=1", "DoorData0=\xFF\xFE", "\0Door=1", `${"x".repeat(2100)}=1`, `DoorData0=${"41".repeat(1100)}`,
   "DoorDelay0=99999999999", "DoorPort4294967296=1", "DoorData-1=5C6E", "DoorCount=-5", "DoorPort0=70000", "DoorIP0=300.1.1.1"];
 
-test("the page holds the WebAssembly that is tested here, is small, and is not taken for its source", () => {
+test("the page contains the WebAssembly that is tested here, is small, and has no source notice", () => {
   const page = readFileSync(pageFile);
   assert.ok(page.includes(gzipSync(readFileSync(wasmFile), { level: 9 }).toString("base64")));
   assert.ok(!page.includes("source of the page") && readFileSync(`${root}tryout/page/kovotry.html`).includes("source of the page"));
   assert.ok(page.length <= 850_000, `${page.length} bytes`);
 });
 
-test("files are judged as by kovocheck", async () => {
+test("the page reports what kovocheck reports", async () => {
   const core = await startCore();
   const status = Buffer.from("name=Lobby\ninputName=HDMI1\ntext=a\\r\\nb\nraw=\xFF\n", "latin1");
   const products = ["", "input-hdmi", "input-usbc", "output"];
-  // Each line of the examples as the last one of a file with odd ones before it, and the examples.
+  // The examples, a file of odd lines, and each line of the examples after an odd one.
   const lines = new Set(examples.flatMap((file) => file.split("\n")));
   const files = [...examples, `\xEF\xBB\xBF${odd.join("\r\n")}`, ...Array.from(lines, (line, at) => `${odd[at % odd.length]}\nDoorCount=2\n${line}`)];
   files.forEach((file, at) => {
