@@ -1,7 +1,7 @@
 // Aligning means to find one number for each kind of anchor: the shift, by which the position of an
-// anchor in the event log exceeds that of its counterpart in the main log. If both logs have a common
-// start of the daemon, all shifts follow from it. Otherwise each shift is searched near equal ends,
-// since the main log is rotated and so holds the last records.
+// anchor in the event log exceeds that of its counterpart in the main log. If both logs have a
+// common start of the daemon, all shifts follow from it. Otherwise each shift is searched near
+// equal ends, since the main log is rotated and so holds the last records.
 //
 // Anchors are compared by hashes of their texts. A shift is accepted if at most a quarter of them
 // differ, since a record that could not be written is missing in one log only; only equal ones are
@@ -49,8 +49,9 @@ struct Candidate {
 };
 using Candidates = std::array<std::vector<Candidate>, kAnchorKinds>;
 
-/// Adds the names received on tcp:2700 that reach the event log: commands and names that are dropped
-/// because events are disabled do not. A dropped name is the last received one with that text.
+/// Adds the names received on tcp:2700 that reach the event log: commands and names that are
+/// dropped because events are disabled do not. A dropped name is the last received one with that
+/// text.
 void add_commands(const std::vector<MainRecord>& records, std::vector<Candidate>& candidates) {
   constexpr std::ptrdiff_t kMostWaiting = 1000;  // a search through all names would be quadratic
   for (std::size_t at = 0; at < records.size(); ++at) {
@@ -137,12 +138,9 @@ struct CommonStart {
 
 std::ptrdiff_t shift_by_start(const std::vector<Candidate>& main, const std::deque<Anchor>& events,
                               const CommonStart& start) {
-  const auto main_at =
-      std::lower_bound(main.begin(), main.end(), start.main,
-                       [](const Candidate& one, std::size_t at) { return one.record < at; });
-  const auto event_at =
-      std::lower_bound(events.begin(), events.end(), start.event,
-                       [](const Anchor& one, std::uint64_t at) { return one.record < at; });
+  const auto precedes = [](const auto& one, auto record) { return one.record < record; };
+  const auto main_at = std::lower_bound(main.begin(), main.end(), start.main, precedes);
+  const auto event_at = std::lower_bound(events.begin(), events.end(), start.event, precedes);
   return (event_at - events.begin()) - (main_at - main.begin());
 }
 
@@ -195,8 +193,8 @@ std::optional<std::ptrdiff_t> find_shift(const std::vector<Candidate>& main,
   return shift_by_end(main, events);
 }
 
-/// Finds the counterparts of one kind of anchor, by their position in the main log; returns the first
-/// anchor after them.
+/// Finds the counterparts of one kind of anchor, by their position in the main log; returns the
+/// first anchor after them.
 std::optional<Anchor> match_kind(const std::vector<Candidate>& main,
                                  const std::deque<Anchor>& events,
                                  const std::optional<CommonStart>& start,
@@ -218,9 +216,9 @@ bool is_earlier(const std::optional<Anchor>& a, const std::optional<Anchor>& b) 
   return a && (!b || a->record < b->record);
 }
 
-/// Finds the anchors around each record. Threads overtake each other, so their order differs a little
-/// between the logs: `after` is the last one of all that come before, `before` the first one of all
-/// that come after.
+/// Finds the anchors around each record. Threads overtake each other, so their order differs a
+/// little between the logs: `after` is the last one of all that come before, `before` the first one
+/// of all that come after.
 void place_between(const std::vector<std::optional<Anchor>>& matched, PlacedLog& placed) {
   std::optional<Anchor> nearest;
   for (std::size_t at = 0; at < matched.size(); ++at) {

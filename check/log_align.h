@@ -1,8 +1,8 @@
 // Finds where the records of the main log, which have no times, belong in the event log.
 //
 // Some events of the daemon leave a record in both logs: the anchors. The records of one kind of
-// anchor are written by one thread, so they have the same order in both logs. Each kind is aligned by
-// itself; every other record of the main log lies between the anchors next to it.
+// anchor are written by one thread, so they have the same order in both logs. Each kind is aligned
+// by itself; every other record of the main log lies between the anchors next to it.
 #pragma once
 
 #include <array>

@@ -64,7 +64,8 @@ std::string_view without_number(std::string_view text) {
 MainRecord failed_send(MainLine kind, std::string_view address, std::int64_t port,
                        std::string_view error, std::string_view payload) {
   drop(payload, ";");
-  return {kind, std::string(address), std::string(payload), port, std::string(without_number(error))};
+  return {kind, std::string(address), std::string(payload), port,
+          std::string(without_number(error))};
 }
 
 /// Parses "10.0.0.6, port=23, error=(111)Connection refused, data=payload;".
@@ -87,10 +88,9 @@ MainRecord parse_send_error(std::string_view record) {
   const std::string_view target = record.substr(address + 2, error - address - 2);
   const std::size_t colon = target.rfind(':');
   if (colon == std::string_view::npos) return {};
-  return failed_send(MainLine::kSendError, target.substr(0, colon),
-                     to_int32(target.substr(colon + 1)),
-                     record.substr(error + 2, newline - error - 2),
-                     without_number(record.substr(newline + 1)));
+  return failed_send(
+      MainLine::kSendError, target.substr(0, colon), to_int32(target.substr(colon + 1)),
+      record.substr(error + 2, newline - error - 2), without_number(record.substr(newline + 1)));
 }
 
 MainRecord main_record(MainLine kind, std::string_view name, std::string_view error = {}) {
@@ -119,8 +119,8 @@ MainRecord parse_error(std::string_view routine, std::string_view record) {
   return {};
 }
 
-/// Parses a record with a text from outside the daemon, which may itself look like a record; returns
-/// whether it is one.
+/// Parses a record with a text from outside the daemon, which may itself look like a record;
+/// returns whether it is one.
 bool parse_received(std::string_view routine, std::string_view& text, MainRecord& record) {
   if (routine == "handle_tcp_event" && skip(text, "recv(tcp:2700) ")) {
     record = main_record(MainLine::kCommand, skip_measured(text));
@@ -176,7 +176,8 @@ MainRecord parse_main_record(std::string_view& text) {
     skip_record(text);
     return record;
   }
-  if (!parse_received(routine, text, record)) record = parse_event_record(routine, skip_record(text));
+  if (!parse_received(routine, text, record))
+    record = parse_event_record(routine, skip_record(text));
   return record;
 }
 
