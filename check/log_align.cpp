@@ -49,11 +49,10 @@ struct Candidate {
 };
 using Candidates = std::array<std::vector<Candidate>, kAnchorKinds>;
 
-/// Adds the names received on tcp:2700 that reach the event log: commands and names that are
-/// dropped because events are disabled do not. A dropped name is the last received one with that
-/// text.
+/// Adds the names received on tcp:2700 that reach the event log: commands do not, nor do names that
+/// are dropped while events are disabled. A dropped name is the last received one with that text.
 void add_commands(const std::vector<MainRecord>& records, std::vector<Candidate>& candidates) {
-  constexpr std::ptrdiff_t kMostWaiting = 1000;  // a search through all names would be quadratic
+  constexpr std::ptrdiff_t kMostWaiting = 1000;  // bounds the search to the last names
   for (std::size_t at = 0; at < records.size(); ++at) {
     const std::string_view text = cut_text(strip_newline(records[at].name), kMaxCommand);
     if (records[at].kind == MainLine::kCommand && text.substr(0, 2) != "__") {
@@ -61,9 +60,8 @@ void add_commands(const std::vector<MainRecord>& records, std::vector<Candidate>
     }
     if (records[at].kind != MainLine::kDisabled) continue;
     const std::size_t dropped = hash_of(records[at].name);
-    const auto end = candidates.rend() - candidates.rbegin() > kMostWaiting
-                         ? candidates.rbegin() + kMostWaiting
-                         : candidates.rend();
+    const std::ptrdiff_t waiting = candidates.rend() - candidates.rbegin();
+    const auto end = candidates.rbegin() + std::min(waiting, kMostWaiting);
     const auto found = std::find_if(candidates.rbegin(), end,
                                     [&](const Candidate& other) { return other.hash == dropped; });
     if (found != end) candidates.erase(std::next(found).base());

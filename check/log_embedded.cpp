@@ -59,11 +59,10 @@ std::size_t count_out_of_order(const std::deque<EventRecord>& records) {
     const LogTime other = records[next].time;
     if (parse_event_line(records[next].text).kind == EventLine::kStart) return 0;
     if (other < time || next + 1 >= most) continue;
-    std::size_t fitting = 0;
-    for (std::size_t at = 1; at < next; ++at) {
-      if (records[at].time >= time && records[at].time <= other) ++fitting;
-    }
-    return fitting == 0 ? next - 1 : 0;
+    const bool all_out_of_order =
+        std::none_of(records.begin() + 1, records.begin() + static_cast<std::ptrdiff_t>(next),
+                     [&](const EventRecord& one) { return one.time >= time && one.time <= other; });
+    return all_out_of_order ? next - 1 : 0;
   }
   return 0;
 }

@@ -75,10 +75,9 @@ void settle_execution(Timeline& timeline, TimelineBlock& block, const Execution&
 /// Returns whether a queued event may be executed at a time, by the clock.
 bool is_in_time(const QueuedEvent& queued, LogTime time) {
   const LogTime delay = queued.block->is_test ? 0 : LogTime{queued.event->compiled->delay_s} * 1000;
-  const LogTime names = static_cast<LogTime>(queued.names_before + 1);
   const LogTime since = time - queued.pushed_at;
   // Delays are measured by another clock than that of the log, which may run a little slower.
-  return since >= delay - delay / 1000 - 5 && since <= kLifeMs + names * kLookupMs;
+  return since >= delay - delay / 1000 - 5 && since <= kLifeMs + queued.lookup_ms;
 }
 
 void add_candidate(Execution& execution, TimelineBlock* block, LogEvent& event,

@@ -27,7 +27,6 @@ constexpr std::int64_t kMostParts = 1'000'000;              // larger suffixes a
 
 struct LogFile {
   std::string path;
-  LogKind kind = LogKind::kNone;
   std::int64_t age = 0;  // 0 for the current file, larger for older ones
 };
 
@@ -85,7 +84,8 @@ std::vector<std::string> files_of(const std::string& directory) {
 }
 
 struct Logs {
-  std::vector<LogFile> files;  // oldest first
+  std::vector<LogFile> event_logs;  // oldest first
+  std::vector<LogFile> main_logs;   // oldest first
   std::uint64_t skipped = 0;
 };
 
@@ -104,7 +104,7 @@ void add_file(Logs& logs, const std::string& path) {
     ++logs.skipped;
     return;
   }
-  logs.files.push_back({path, kind, age_of(path)});
+  (kind == LogKind::kEventLog ? logs.event_logs : logs.main_logs).push_back({path, age_of(path)});
 }
 
 Logs find_logs(const std::vector<std::string>& paths) {
@@ -112,14 +112,13 @@ Logs find_logs(const std::vector<std::string>& paths) {
   for (const std::string& path : paths) {
     struct stat info {};
     const bool is_directory = stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
-    if (!is_directory) {
-      add_file(logs, path);
-      continue;
-    }
-    for (const std::string& file : files_of(path)) add_file(logs, file);
+    const std::vector<std::string> files = is_directory ? files_of(path) : std::vector{path};
+    for (const std::string& file : files) add_file(logs, file);
   }
-  std::stable_sort(logs.files.begin(), logs.files.end(),
-                   [](const LogFile& a, const LogFile& b) { return a.age > b.age; });
+  for (std::vector<LogFile>* files : {&logs.event_logs, &logs.main_logs}) {
+    std::stable_sort(files->begin(), files->end(),
+                     [](const LogFile& a, const LogFile& b) { return a.age > b.age; });
+  }
   return logs;
 }
 
@@ -133,8 +132,7 @@ EventLogReader read_event_logs(const Logs& logs, Add add, OnGap on_gap) {
   const auto add_records = [&](std::size_t kept) {
     while (records.size() > kept) add(records);
   };
-  for (const LogFile& file : logs.files) {
-    if (file.kind != LogKind::kEventLog) continue;
+  for (const LogFile& file : logs.event_logs) {
     if (last_age && *last_age < kMostParts && *last_age - file.age != 1) {
       add_records(0);
       on_gap();
@@ -152,8 +150,7 @@ EventLogReader read_event_logs(const Logs& logs, Add add, OnGap on_gap) {
 }
 
 void read_main_logs(const Logs& logs, MainLog& log) {
-  for (const LogFile& file : logs.files) {
-    if (file.kind != LogKind::kMainLog) continue;
+  for (const LogFile& file : logs.main_logs) {
     std::string text;
     read_pieces(file.path, [&](std::string_view piece, bool) {
       text += piece;
@@ -249,7 +246,7 @@ void correct_index(const Logs& logs, LogDefinitions* definitions, const MainLog&
 
 LogResult show_logs(const LogOptions& options) {
   const Logs logs = find_logs(options.paths);
-  if (logs.files.empty()) {
+  if (logs.event_logs.empty() && logs.main_logs.empty()) {
     print_error("no log of kovotcp found");
     return LogResult::kCannotRead;
   }

@@ -3,6 +3,7 @@
 // there, otherwise before the next line that begins like a record. A received text with a wrong
 // length that imitates a record is split; nothing in the log would show that.
 #include <algorithm>
+#include <optional>
 
 #include "check/log_records.h"
 #include "check/log_words.h"
@@ -34,8 +35,7 @@ std::size_t unmeasured_end(std::string_view text) {
 /// newline and a record, follows there.
 std::string_view skip_measured(std::string_view& text) {
   const std::string_view digits = digits_at(text.substr(std::min<std::size_t>(1, text.size())));
-  std::size_t size = 0;
-  for (const char c : digits.substr(0, 5)) size = size * 10 + static_cast<std::size_t>(c - '0');
+  auto size = static_cast<std::size_t>(to_int32(digits.substr(0, 5)));
   text.remove_prefix(std::min(text.size(), digits.size() + 2));
   const std::string_view after = text.substr(std::min(size, text.size()));
   const bool exact = size <= text.size() &&
@@ -120,25 +120,23 @@ MainRecord parse_error(std::string_view routine, std::string_view record) {
 }
 
 /// Parses a record with a text from outside the daemon, which may itself look like a record;
-/// returns whether it is one.
-bool parse_received(std::string_view routine, std::string_view& text, MainRecord& record) {
+/// returns nothing for other records.
+std::optional<MainRecord> parse_received(std::string_view routine, std::string_view& text) {
   if (routine == "handle_tcp_event" && skip(text, "recv(tcp:2700) ")) {
-    record = main_record(MainLine::kCommand, skip_measured(text));
-  } else if (routine == "handle_udp_vep_api" && skip(text, "recv(udp:2728) ")) {
-    record = main_record(MainLine::kStatusLine, skip_measured(text));
-  } else if (skip(text, "recv(udp:2727) lm data") || skip(text, "recv(tcp:2727) ") ||
-             skip(text, "Recv(udp:2728) ")) {
-    skip_measured(text);
-  } else if (routine == "handle_tcp_command" && skip(text, "push TEST event ")) {
-    const std::size_t end = unmeasured_end(text);
-    record = main_record(MainLine::kTestPush, text.substr(0, end));
-    text.remove_prefix(end);
-  } else if (skip(text, "push event ")) {
-    text.remove_prefix(unmeasured_end(text));
-  } else {
-    return false;
+    return main_record(MainLine::kCommand, skip_measured(text));
   }
-  return true;
+  if (routine == "handle_udp_vep_api" && skip(text, "recv(udp:2728) ")) {
+    return main_record(MainLine::kStatusLine, skip_measured(text));
+  }
+  if (skip(text, "recv(udp:2727) lm data") || skip(text, "recv(tcp:2727) ") ||
+      skip(text, "Recv(udp:2728) ")) {
+    return main_record(MainLine::kOther, skip_measured(text));
+  }
+  const bool is_test = routine == "handle_tcp_command" && skip(text, "push TEST event ");
+  if (!is_test && !skip(text, "push event ")) return {};
+  const std::string_view name = text.substr(0, unmeasured_end(text));
+  text.remove_prefix(name.size());
+  return main_record(is_test ? MainLine::kTestPush : MainLine::kOther, name);
 }
 
 MainRecord parse_event_record(std::string_view routine, std::string_view record) {
@@ -159,7 +157,6 @@ MainRecord parse_event_record(std::string_view routine, std::string_view record)
 }
 
 MainRecord parse_main_record(std::string_view& text) {
-  MainRecord record;
   if (skip(text, "[kovotcp] Error: send(len=")) {
     const std::string_view start = text;
     text.remove_prefix(std::min(text.find('\n'), text.size()));
@@ -172,13 +169,12 @@ MainRecord parse_main_record(std::string_view& text) {
   }
   const std::string_view routine = skip_origin(text);
   if (routine.empty()) {
-    if (skip(text, "kovotcp V")) record.kind = MainLine::kBanner;
+    const bool is_banner = skip(text, "kovotcp V");
     skip_record(text);
-    return record;
+    return main_record(is_banner ? MainLine::kBanner : MainLine::kOther, "");
   }
-  if (!parse_received(routine, text, record))
-    record = parse_event_record(routine, skip_record(text));
-  return record;
+  if (const std::optional<MainRecord> received = parse_received(routine, text)) return *received;
+  return parse_event_record(routine, skip_record(text));
 }
 
 }  // namespace

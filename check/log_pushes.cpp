@@ -32,16 +32,14 @@ std::vector<std::string> usual_sources(std::string_view name, bool variables) {
   return result;
 }
 
-/// Returns the source of a push whose source is not logged: the playback selection, or the serial
-/// format.
+/// Returns the source of a push that is not logged: the playback selection, or the serial format.
 std::string silent_source(std::string_view name) {
   std::string usual = joined(usual_sources(name, false));
   if (usual.empty()) usual = joined(usual_sources(name, true));
   return usual.empty() ? "by what is not in the log" : usual;
 }
 
-/// Removes and returns the logged source of a push; several if the order of the threads is not
-/// known.
+/// Removes and returns the logged source of a push; all possible ones if several fit.
 std::string pop_source(Timeline& timeline, const std::string& name) {
   std::vector<std::string> fitting;
   auto first = timeline.sources.end();
@@ -55,26 +53,23 @@ std::string pop_source(Timeline& timeline, const std::string& name) {
   return joined(fitting);
 }
 
-void settle_no_event(Timeline& timeline, TimelineBlock& block) {
-  std::string text = "no event of the definitions given has this trigger";
-  const std::string near = nearest_name(timeline.definitions->triggers, block.trigger);
-  if (!near.empty()) text += "; did you mean " + shown(near) + "?";
-  settle(block, BlockVerdict::kNoEvent, text, true);
-}
-
-void queue_push(Timeline& timeline, TimelineBlock& block, std::size_t names_before) {
-  LogEvent* event = timeline.definitions == nullptr
-                        ? nullptr
-                        : pushed_event(*timeline.definitions, block.trigger, block.is_test);
-  if (event == nullptr && timeline.definitions != nullptr && !block.is_test) {
-    settle_no_event(timeline, block);
+/// Queues the event that a push finds, or settles its block if it finds none.
+void queue_push(Timeline& timeline, TimelineBlock& block, LogTime lookup_ms) {
+  LogDefinitions* const definitions = timeline.definitions;
+  LogEvent* const event =
+      definitions == nullptr ? nullptr : pushed_event(*definitions, block.trigger, block.is_test);
+  if (event == nullptr && definitions != nullptr && !block.is_test) {
+    std::string text = "no event of the definitions given has this trigger";
+    const std::string near = nearest_name(definitions->triggers, block.trigger);
+    if (!near.empty()) text += "; did you mean " + shown(near) + "?";
+    settle(block, BlockVerdict::kNoEvent, text, true);
     return;
   }
   if (event != nullptr) {
     block.event = event->compiled->name;
     block.step_count = step_count(*event);
   }
-  timeline.queue.push_back({&block, event, timeline.now, timeline.elapsed, names_before});
+  timeline.queue.push_back({&block, event, timeline.now, timeline.elapsed, lookup_ms});
 }
 
 /// Settles a queued event of which no step was executed.
@@ -113,26 +108,23 @@ void on_push(Timeline& timeline, const EventLineParts& parts) {
   close_execution(timeline);
   std::string text(parts.name);
   bool is_test = parts.number != 0;
-  if (is_test) {  // unless it is the end of a name
+  if (is_test) {  // a name may end like that, too
     const std::string whole = text + ", test=" + std::to_string(parts.number);
-    for (const PushSource& source : timeline.sources) {
-      if (source.name != whole) continue;
-      text = whole;
-      is_test = false;
-      break;
-    }
+    is_test = std::none_of(timeline.sources.begin(), timeline.sources.end(),
+                           [&](const PushSource& source) { return source.name == whole; });
+    if (!is_test) text = whole;
   }
   const std::string source = is_test ? "as a test" : pop_source(timeline, text);
-  std::size_t number = 0;
+  LogTime lookup_ms = 0;
   for (const std::string_view name : split_lines(text)) {
     TimelineBlock& block = add_block(timeline);
     block.trigger = name;
     block.source = source;
     block.is_test = is_test;
     block.is_renewed = timeline.record < timeline.renewed_until;
-    queue_push(timeline, block, number++);
+    queue_push(timeline, block, lookup_ms += kLookupMs);
   }
-  if (number == 0) {
+  if (lookup_ms == 0) {
     add_settled(timeline, "", source, BlockVerdict::kNoEvent, "no name was given", true);
   }
 }
@@ -142,7 +134,7 @@ void push_power_on(Timeline& timeline) {
   TimelineBlock& block = add_block(timeline);
   block.trigger = kPowerOn;
   block.source = "by the first start after boot";
-  queue_push(timeline, block, 0);
+  queue_push(timeline, block, kLookupMs);
   if (block.is_done) block.has_failed = false;  // most files have no PowerOn event
 }
 
@@ -167,9 +159,7 @@ bool settle_expired(Timeline& timeline, const QueuedEvent& queued) {
 void settle_old(Timeline& timeline) {
   while (!timeline.queue.empty()) {
     const QueuedEvent queued = timeline.queue.front();
-    const std::int64_t life =
-        kLifeMs + static_cast<std::int64_t>(queued.names_before + 1) * kLookupMs;
-    const bool is_old = timeline.elapsed - queued.elapsed_at_push > life;
+    const bool is_old = timeline.elapsed - queued.elapsed_at_push > kLifeMs + queued.lookup_ms;
     if (!is_old && timeline.queue.size() <= kMaxQueue) return;
     close_execution(timeline);
     if (timeline.queue.empty() || timeline.queue.front().block != queued.block) continue;

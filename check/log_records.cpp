@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <ctime>
+#include <utility>
 
 #include "check/log_words.h"
 #include "frame/text.h"
@@ -31,9 +32,8 @@ std::int64_t since_midnight(LogTime time) {
 bool has_form(std::string_view text, std::string_view pattern) {
   if (text.size() < pattern.size()) return false;
   for (std::size_t at = 0; at < pattern.size(); ++at) {
-    const bool fits =
-        pattern[at] == '0' ? text[at] >= '0' && text[at] <= '9' : text[at] == pattern[at];
-    if (!fits) return false;
+    const bool is_digit = text[at] >= '0' && text[at] <= '9';
+    if (pattern[at] == '0' ? !is_digit : text[at] != pattern[at]) return false;
   }
   return true;
 }
@@ -60,8 +60,7 @@ bool parse_stamp(std::string_view line, LogTime& time) {
 }
 
 void close_record(EventLogReader& reader, std::deque<EventRecord>& records) {
-  if (!reader.is_open) return;
-  reader.is_open = false;
+  if (!std::exchange(reader.is_open, false)) return;
   if (reader.is_damaged) {
     ++reader.skipped;
   } else {
@@ -94,22 +93,18 @@ bool is_step(std::string_view text) {
   return port_end != std::string_view::npos && text.find(' ', port_end + 1) < text.size();
 }
 
-EventLineParts named(EventLine kind, std::string_view name, std::string_view value = {},
-                     std::int64_t number = 0) {
-  return {kind, name, value, number, {}};
+EventLineParts named(EventLine kind, std::string_view name, std::int64_t number = 0) {
+  return {kind, name, number, {}};
 }
 
 EventLineParts parse_origin_line(std::string_view routine, std::string_view text) {
   std::int64_t number = 0;
   if (routine == "handle_lm_event" && skip(text, "skip event ") &&
       drop_number(text, ", now-last=", " sec", number)) {
-    return named(EventLine::kVariableSkip, text, {}, number);
+    return named(EventLine::kVariableSkip, text, number);
   }
   if (routine != "kovo_config_set") return {};
-  if (skip(text, "skip same ")) {
-    const KeyValue pair = split_key_value(text);
-    return named(EventLine::kSettingSame, pair.key, pair.value);
-  }
+  if (skip(text, "skip same ")) return named(EventLine::kSettingSame, split_key_value(text).key);
   const std::size_t blank = text.find(' ');
   if (blank == std::string_view::npos || !contains(text, " => ")) return {};
   return named(EventLine::kSettingChanged, text.substr(0, blank));
@@ -137,7 +132,7 @@ EventLineParts parse_receipt(std::string_view text) {
   if (skip(text, "get tcp:2700 event: key=")) {
     const std::size_t value = text.find(",value=");  // a key holds no "="
     if (value == std::string_view::npos) return {};
-    return named(EventLine::kCommand, text.substr(0, value), text.substr(value + 7));
+    return named(EventLine::kCommand, text.substr(0, value));
   }
   if (skip(text, "get udp:2728 event ")) return named(EventLine::kStatusLine, text);
   if (skip(text, "get lm event ")) return named(EventLine::kVariable, text);
@@ -203,7 +198,7 @@ void read_event_log(EventLogReader& reader, std::string_view piece,
 void end_event_log(EventLogReader& reader, std::deque<EventRecord>& records) {
   if (!reader.rest.empty()) {
     LogTime time = 0;
-    // A truncated line that begins no record is part of the last record, which is then incomplete.
+    // Without a stamp, a truncated line belongs to the last record, which is then incomplete.
     if (!parse_stamp(reader.rest, time) || time < reader.open.time) reader.is_open = false;
     ++reader.skipped;
     reader.rest.clear();
@@ -224,12 +219,12 @@ EventLineParts parse_event_line(std::string_view text) {
   std::int64_t number = 0;
   if (skip(rest, "push event: ")) {
     const bool test = drop_number(rest, ", test=", "", number);
-    return named(EventLine::kPush, rest, {}, test ? 1 : 0);
+    return named(EventLine::kPush, rest, test ? 1 : 0);
   }
   if (skip(rest, "created /")) return named(EventLine::kMarkerCreated, {});
   if (text.front() == '/' && drop(rest, " is exist")) return named(EventLine::kMilestone, {});
   if (skip(rest, "skip event ") && drop_number(rest, ", now-last=", " sec", number)) {
-    return named(EventLine::kStatusSkip, rest, {}, number);
+    return named(EventLine::kStatusSkip, rest, number);
   }
   rest = text;
   const std::string_view routine = skip_origin(rest);

@@ -57,14 +57,14 @@ enum class EventLine {
   kMarkerCreated,   // the first start after boot: "PowerOn" is pushed next
   kAutoPush,        // "PowerOn" has been pushed
   kPush,            // name: the names, number: 1 for a test
-  kCommand,         // a text of tcp:2700; name, value
-  kStatusLine,      // a text of udp:2728; name
+  kCommand,         // name: the key of a text of tcp:2700
+  kStatusLine,      // name: a text of udp:2728
   kVariable,        // name: raised by a mapping row; its push follows
   kBareName,        // name: a dedicated event; its push follows
   kVariableSkip,    // name, number: seconds since the last message of its row
   kStatusSkip,      // name, number: seconds since the last status line of its row
   kSettingChanged,  // name; its push follows
-  kSettingSame,     // name, value
+  kSettingSame,     // name
   kPowerOnSkip,     // "PowerOn" was executed already since boot
   kStep,            // step: executed
   kDisabledStep,    // step: skipped, events are disabled; number: the uptime
@@ -75,7 +75,6 @@ enum class EventLine {
 struct EventLineParts {
   EventLine kind = EventLine::kUnknown;
   std::string_view name;
-  std::string_view value;
   std::int64_t number = 0;
   std::string_view step;  // "address:port protocol payload"
 };

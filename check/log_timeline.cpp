@@ -15,10 +15,6 @@ namespace {
 constexpr LogTime kLongPauseMs = 15'000;    // a longer one counts as this: see Timeline::elapsed
 constexpr std::size_t kMaxBlocks = 10'000;  // waiting for others; bounds the memory
 
-bool is_send_error(MainLine kind) {
-  return kind == MainLine::kConnectError || kind == MainLine::kSendError;
-}
-
 void show_done(Timeline& timeline) {
   while (!timeline.blocks.empty()) {
     TimelineBlock& block = *timeline.blocks.front();
@@ -29,10 +25,6 @@ void show_done(Timeline& timeline) {
     if (error == nullptr || !(error->is_taken || error->is_explained)) timeline.sink(block);
     timeline.blocks.pop_front();
   }
-}
-
-std::string target_of(const MainRecord& record) {
-  return shown(record.name) + ":" + std::to_string(record.number) + " " + quoted(record.value);
 }
 
 /// Shows a record of the main log that nothing in the event log explains.
@@ -59,7 +51,8 @@ void show_main_record(Timeline& timeline, const PlacedRecord& placed) {
     case MainLine::kConnectError:
     case MainLine::kSendError:
       add(BlockVerdict::kDropped, "", "",
-          "NOT SENT: TCP " + target_of(record) + ": " + reason_of(record) +
+          "NOT SENT: TCP " + shown(record.name) + ":" + std::to_string(record.number) + " " +
+              quoted(record.value) + ": " + reason_of(record) +
               " (its step is not in the event log)")
           ->error = &placed;
       break;
@@ -144,8 +137,7 @@ void on_record(Timeline& timeline, const EventRecord& record) {
   }
   switch (parts.kind) {
     case EventLine::kStart:
-      on_start(timeline);
-      break;
+      return on_start(timeline);
     case EventLine::kMarkerCreated:
       push_power_on(timeline);
       timeline.marker_created = true;
@@ -154,37 +146,30 @@ void on_record(Timeline& timeline, const EventRecord& record) {
       if (!std::exchange(timeline.marker_created, false)) push_power_on(timeline);
       break;
     case EventLine::kPush:
-      on_push(timeline, parts);
-      break;
+      return on_push(timeline, parts);
     case EventLine::kCommand:
       close_execution(timeline);
       add_source(timeline, std::string(strip_newline(parts.name)), "on tcp:2700");
       break;
     case EventLine::kStatusLine:
-      on_status_line(timeline, parts.name);
-      break;
+      return on_status_line(timeline, parts.name);
     case EventLine::kVariable:
     case EventLine::kBareName:
-      add_source(timeline, std::string(parts.name), variable_source(parts.name));
-      break;
+      return add_source(timeline, std::string(parts.name), variable_source(parts.name));
     case EventLine::kVariableSkip:
-      on_skip(timeline, parts, variable_source(parts.name), "message of its row");
-      break;
+      return on_skip(timeline, parts, variable_source(parts.name), "message of its row");
     case EventLine::kStatusSkip:
-      on_skip(timeline, parts, "on udp:2728", "line of its row");
-      break;
+      return on_skip(timeline, parts, "on udp:2728", "line of its row");
     case EventLine::kSettingChanged:
-      add_source(timeline, std::string(parts.name), "by setting " + shown(parts.name));
-      break;
+      return add_source(timeline, std::string(parts.name), "by setting " + shown(parts.name));
     case EventLine::kSettingSame:
       add_settled(timeline, parts.name, "by setting " + shown(parts.name), BlockVerdict::kSameValue,
                   "skipped: the setting has this value already", false);
       break;
     case EventLine::kPowerOnSkip:
-      on_power_on_skip(timeline);
-      break;
+      return on_power_on_skip(timeline);
     case EventLine::kMilestone:
-      break;
+      return;
     default:
       ++timeline.unknown_records;
   }
@@ -233,7 +218,7 @@ const char* verdict_name(BlockVerdict verdict) {
 }
 
 void begin_timeline(Timeline& timeline) {
-  bool is_started = false;  // the next reading of the definitions is that of the start
+  bool is_started = false;  // at its start, the daemon reads its definitions in any case
   for (std::size_t at = 0; at < timeline.main_log.records.size(); ++at) {
     const PlacedRecord& placed = timeline.main_log.records[at];
     const MainRecord& record = *placed.record;
@@ -245,7 +230,7 @@ void begin_timeline(Timeline& timeline) {
       if (!std::exchange(is_started, false) && timeline.main_log.first)
         timeline.renewed_until = next;
     }
-    if (!is_send_error(record.kind)) continue;
+    if (record.kind != MainLine::kConnectError && record.kind != MainLine::kSendError) continue;
     timeline.errors[target_key(record.name, record.number, record.value)].push_back(at);
     timeline.errors[target_key(record.name, record.number, {})].push_back(at);
   }

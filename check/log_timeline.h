@@ -96,7 +96,7 @@ struct QueuedEvent {
   LogEvent* event;  // null: not in the definitions, or none are given
   LogTime pushed_at;
   std::int64_t elapsed_at_push;  // as Timeline::elapsed
-  std::size_t names_before;      // in the same push
+  LogTime lookup_ms;             // at most, to find the events of the names pushed so far
 };
 
 /// Why a name will be pushed.

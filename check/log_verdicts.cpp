@@ -47,18 +47,17 @@ Fit fit_of(const Timeline& timeline, const PlacedRecord& error, const OpenStep& 
   return late <= (step.offset_known ? kSkewMs : kLifeMs) ? Fit::kLoose : Fit::kNo;
 }
 
-enum class ErrorMatch { kNone, kMaybe, kCertain };
-
 struct FoundError {
-  ErrorMatch match = ErrorMatch::kNone;
   const MainRecord* record = nullptr;
+  bool is_certain = false;  // otherwise it may be that of an equal step
 };
 
-std::size_t count_fitting(const Timeline& timeline, const PlacedRecord& error,
-                          const std::vector<OpenStep>& steps, Fit least) {
-  return static_cast<std::size_t>(
-      std::count_if(steps.begin(), steps.end(),
-                    [&](const OpenStep& step) { return fit_of(timeline, error, step) >= least; }));
+/// Returns how many steps an error fits tightly.
+std::size_t count_tight(const Timeline& timeline, const PlacedRecord& error,
+                        const std::vector<OpenStep>& steps) {
+  return static_cast<std::size_t>(std::count_if(
+      steps.begin(), steps.end(),
+      [&](const OpenStep& step) { return fit_of(timeline, error, step) == Fit::kTight; }));
 }
 
 /// Returns whether an error found by a key without payload belongs to a step with that payload.
@@ -85,21 +84,17 @@ FoundError find_error(Timeline& timeline, const std::string& key, const OpenStep
     if (fit == Fit::kTight && ++tight_count == 1) tight = &error;
     if (fit == Fit::kLoose && loose == nullptr) loose = &error;
   }
-  if (tight != nullptr) {
-    tight->is_explained = true;
-    if (count_fitting(timeline, *tight, steps, Fit::kTight) > tight_count) {
-      return {ErrorMatch::kMaybe, tight->record};
-    }
-    tight->is_taken = true;
-    return {ErrorMatch::kCertain, tight->record};
-  }
-  if (loose == nullptr || count_fitting(timeline, *loose, steps, Fit::kTight) > 0) return {};
-  loose->is_explained = true;
-  return {ErrorMatch::kMaybe, loose->record};
+  PlacedRecord* const error = tight != nullptr ? tight : loose;
+  if (error == nullptr) return {};
+  const std::size_t equal = count_tight(timeline, *error, steps);
+  if (tight == nullptr && equal > 0) return {};
+  error->is_explained = true;
+  error->is_taken = tight != nullptr && equal <= tight_count;
+  return {error->record, error->is_taken};
 }
 
 /// Removes the errors before all open steps, so that a search does not go through all of them.
-void forget_errors(Timeline& timeline, const std::string& key) {
+void remove_old_errors(Timeline& timeline, const std::string& key) {
   const auto found = timeline.errors.find(key);
   if (found == timeline.errors.end()) return;
   std::uint64_t first = timeline.record;
@@ -118,7 +113,7 @@ FoundError close_step(Timeline& timeline, const std::string& key, const Timeline
   const auto step = std::find_if(steps.begin(), steps.end(),
                                  [&](const OpenStep& one) { return one.block == &block; });
   if (step == steps.end()) return {};
-  forget_errors(timeline, key);
+  remove_old_errors(timeline, key);
   const FoundError error = find_error(timeline, key, *step);
   steps.erase(step);
   if (steps.empty()) timeline.open_steps.erase(key);
@@ -130,8 +125,8 @@ void set_verdict(TimelineStep& step, StepVerdict verdict, std::string text) {
   step.text = std::move(text);
 }
 
-/// Gives a step its verdict if the daemon or the log ended before it was due; returns whether it
-/// did.
+/// Gives a step its verdict if the daemon or the log ended before it was due; otherwise returns
+/// false.
 bool settle_by_break(const Timeline& timeline, const ExecutedLine& line, LogTime due,
                      TimelineStep& step) {
   const std::vector<Break>& breaks = timeline.index->breaks;
@@ -197,22 +192,24 @@ void settle_without_error(Timeline& timeline, const ExecutedLine& line, LogTime 
 }
 
 void add_error(const FoundError& error, TimelineStep& step) {
-  if (error.match == ErrorMatch::kCertain) {
-    set_verdict(step, StepVerdict::kNotSent, "NOT SENT: " + reason_of(*error.record));
-  } else if (error.match == ErrorMatch::kMaybe) {
+  if (error.record == nullptr) return;
+  const std::string reason = reason_of(*error.record);
+  if (error.is_certain) {
+    set_verdict(step, StepVerdict::kNotSent, "NOT SENT: " + reason);
+  } else {
     set_verdict(step, StepVerdict::kNotKnown,
-                "not known: this step or an equal one was not sent: " + reason_of(*error.record));
+                "not known: this step or an equal one was not sent: " + reason);
   }
 }
 
 void add_status_error(const FoundError& error, TimelineStep& step) {
-  if (error.match == ErrorMatch::kNone) return;
+  if (error.record == nullptr) return;
   const bool without_error =
       step.verdict == StepVerdict::kNoError || step.verdict == StepVerdict::kNoErrorYet;
   if (!is_tcp(step) && without_error) set_verdict(step, StepVerdict::kExecuted, kUdpExecuted);
   step.text += std::string("; the status service ") +
-               (error.match == ErrorMatch::kMaybe ? "may have failed: " : "failed: ") +
-               error.record->error + ", sent in place of the status";
+               (error.is_certain ? "failed: " : "may have failed: ") + error.record->error +
+               ", sent in place of the status";
 }
 
 }  // namespace
@@ -225,7 +222,7 @@ std::string target_key(std::string_view address, std::int64_t port,
 }
 
 std::string reason_of(const MainRecord& error) {
-  // EINPROGRESS: what a connect reports that SO_SNDTIMEO ends.
+  // A connect that SO_SNDTIMEO ends fails with EINPROGRESS.
   if (contains(error.error, "Operation now in progress")) return "connection timed out";
   return error.error;
 }
@@ -246,31 +243,26 @@ void settle_errors(Timeline& timeline, TimelineBlock& block) {
 void settle_step(Timeline& timeline, const ExecutedLine& line, const TimelineBlock& block,
                  TimelineStep& step) {
   if (line.kind == EventLine::kDisabledStep) {
-    set_verdict(step, StepVerdict::kSkipped, "NOT SENT: events are disabled");
-    return;
+    return set_verdict(step, StepVerdict::kSkipped, "NOT SENT: events are disabled");
   }
   if (line.kind == EventLine::kPeriodSkip) {
-    set_verdict(step, StepVerdict::kSkipped,
-                "NOT SENT: within " + std::to_string(kPowerOnPeriodS) + " s of uptime after boot");
-    return;
+    return set_verdict(
+        step, StepVerdict::kSkipped,
+        "NOT SENT: within " + std::to_string(kPowerOnPeriodS) + " s of uptime after boot");
   }
   if (!step.sender) {
-    set_verdict(step, StepVerdict::kNotSent,
-                "NOT SENT: " + quoted(step.protocol) + " is no protocol");
-    return;
+    return set_verdict(step, StepVerdict::kNotSent,
+                       "NOT SENT: " + quoted(step.protocol) + " is no protocol");
   }
   const LogTime due = line.time + std::max<LogTime>(0, step.offset_ms);
   const OpenStep open{line.record, due, step.offset_known, &block};
   if (is_tcp(step)) timeline.open_steps[key_of(step)].push_back(open);
   if (is_status(step)) timeline.open_steps[status_key()].push_back(open);
   if (settle_by_break(timeline, line, due, step)) return;
-  if (is_tcp(step) || is_status(step)) {
-    settle_without_error(timeline, line, due, step);
-  } else {
-    set_verdict(step, StepVerdict::kExecuted,
-                step.offset_known ? kUdpExecuted
-                                  : "executed (UDP leaves no trace; its delay is not known)");
-  }
+  if (is_tcp(step) || is_status(step)) return settle_without_error(timeline, line, due, step);
+  set_verdict(
+      step, StepVerdict::kExecuted,
+      step.offset_known ? kUdpExecuted : "executed (UDP leaves no trace; its delay is not known)");
 }
 
 }  // namespace kovo::check
