@@ -28,7 +28,7 @@ std::int64_t since_midnight(LogTime time) {
   return ((time % kDayMs) + kDayMs) % kDayMs;
 }
 
-/// Returns whether a text begins with a pattern, in which 0 stands for any digit.
+/// Returns whether a text begins with a pattern; a 0 in it is any digit.
 bool has_form(std::string_view text, std::string_view pattern) {
   if (text.size() < pattern.size()) return false;
   for (std::size_t at = 0; at < pattern.size(); ++at) {

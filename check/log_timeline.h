@@ -83,8 +83,7 @@ struct TimelineBlock {
   std::vector<TimelineStep> steps;
 
   bool is_done = false;
-  const PlacedRecord* error =
-      nullptr;                  // the block is not shown if a step turns out to have caused it
+  const PlacedRecord* error = nullptr;  // the block is not shown if a step has it
   std::int64_t hold_until = 0;  // as Timeline::elapsed: until then equal steps compete for an error
 };
 
@@ -143,19 +142,16 @@ struct Timeline {
   std::deque<QueuedEvent> queue;
   std::deque<PushSource> sources;
   Execution execution;
-  // By target_key: positions in the main log of the errors, and the steps that may have caused
-  // them.
+  // By target_key: errors as positions in the main log, and the steps that may have caused them.
   std::unordered_map<std::string, std::deque<std::size_t>> errors;
   std::unordered_map<std::string, std::vector<OpenStep>> open_steps;
-  std::unordered_map<std::string, std::string>
-      long_texts;                     // see note_received; by their beginnings
-  std::vector<std::size_t> expiries;  // positions in the main log
-  std::uint64_t renewed_until = 0;    // the daemon read its definitions again before this record
-  std::size_t next_placed = 0;        // position in the main log
-  std::uint64_t record = 0;           // position in the event log
-  LogTime now = 0;                    // of the last record
-  std::int64_t elapsed =
-      0;  // milliseconds, with long pauses shortened: the clock may have been set
+  std::unordered_map<std::string, std::string> long_texts;  // by their beginnings
+  std::vector<std::size_t> expiries;                        // positions in the main log
+  std::uint64_t renewed_until = 0;  // the daemon read its definitions again before this record
+  std::size_t next_placed = 0;      // position in the main log
+  std::uint64_t record = 0;         // position in the event log
+  LogTime now = 0;                  // of the last record
+  std::int64_t elapsed = 0;         // milliseconds; long pauses are shortened, the clock may be set
   bool marker_created = false;
   std::uint64_t unknown_records = 0;
   std::vector<std::uint64_t> embedded;  // records that are part of the text of the one before
