@@ -1,4 +1,4 @@
-// The least that the daemon's tasks take, with nothing around it: baseline TASK PORT [NUMBER...]
+// Minimal programs for tasks of the daemon, to compare it with: baseline TASK PORT [NUMBER...]
 // Datagrams are sent to 127.0.0.1:PORT.
 #include <arpa/inet.h>
 #include <pthread.h>
@@ -34,7 +34,7 @@ void sleep_ms(int ms) {
   nanosleep(&time, nullptr);
 }
 
-/// Starts a thread for each offset in milliseconds, with the stack of the daemon's senders.
+/// Sends a datagram at each offset in milliseconds: one thread each, with the daemon's stack size.
 void send_at(int port, const std::vector<int>& offsets) {
   std::vector<std::pair<int, int>> steps;
   for (const int offset : offsets) steps.emplace_back(offset, port);
@@ -54,7 +54,7 @@ void send_at(int port, const std::vector<int>& offsets) {
   for (const pthread_t thread : threads) pthread_join(thread, nullptr);
 }
 
-/// Asks the status service by the daemon's pipeline.
+/// Queries the status service `count` times with the daemon's shell command.
 void query(int count) {
   for (int i = 0; i < count; ++i) {
     std::FILE* const pipe = popen(

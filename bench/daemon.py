@@ -1,4 +1,4 @@
-"""Measures the daemon on the simulated device and prints each figure beside its baseline.
+"""Measures the daemon on the simulated device and prints each figure with its baseline.
 
   device/enter python3 -m bench.daemon BASELINE [--footprint]
 """
@@ -39,19 +39,19 @@ def need(condition: bool, what: str) -> None:
 
 
 def row(what: str, unit: str, daemon: float, baseline: float, note: str) -> None:
-    """Prints a figure of the daemon and the least that the task takes."""
+    """Prints a figure of the daemon and its baseline."""
     ratio = daemon / baseline
     print(f"{what:<40} {daemon:9.2f} {baseline:9.2f} {unit:<5} {ratio:6.2f}  {note}", flush=True)
 
 
 def compare(what: str, unit: str, samples: int, daemon: Callable, baseline: Callable, note: str):
-    """Measures both in turn, so many times, and prints the medians."""
+    """Measures both in turn, `samples` times, and prints the medians."""
     pairs = [(daemon(sample), baseline(sample)) for sample in range(samples)]
     row(what, unit, *(statistics.median(column) for column in zip(*pairs)), note)
 
 
 def baseline(task: str, *numbers: int) -> None:
-    """Runs a task of the baseline to its end."""
+    """Runs a task of the baseline program to its end."""
     command = [BASELINE, task, str(PORT), *map(str, numbers)]
     # A session of its own, like the daemon: the scheduler shares the processor among sessions.
     done = subprocess.run(command, start_new_session=True)
@@ -59,7 +59,7 @@ def baseline(task: str, *numbers: int) -> None:
 
 
 def arrivals_of(count: int, action: Callable[[], object]) -> list[Arrival]:
-    """Does something and returns the messages that arrive then."""
+    """Runs an action and returns the next `count` messages that arrive."""
     before = len(receiver.arrivals)
     action()
     need(receiver.wait(before + count, 120), "datagrams are missing")
@@ -72,12 +72,12 @@ def spread_ms(arrivals: list[Arrival]) -> float:
 
 
 def fire(trigger: str, times: int = 1) -> None:
-    """Fires an event so many times by one text."""
+    """Fires an event `times` times by one message."""
     send_tcp(2700, f"{trigger}\n".encode() * times)
 
 
 def event(name: str, delays_ms: list[int]) -> str:
-    """Returns the definition lines of an event with so many steps."""
+    """Returns the definition lines of an event with one step for each delay."""
     lines = f"{name}Count={len(delays_ms)}\n"
     for i, delay_ms in enumerate(delays_ms):
         lines += f"{name}Protocol{i}=UDP\n{name}IP{i}=127.0.0.1\n{name}Port{i}={PORT}\n"
@@ -86,7 +86,7 @@ def event(name: str, delays_ms: list[int]) -> str:
 
 
 class Running(Daemon):
-    """A daemon that runs, with definitions, a snapshot and no client."""
+    """A running daemon with definitions, a snapshot of variables and no client."""
 
     def __init__(self, definitions: str, snapshot: str = "") -> None:
         write_file("/www/pelm/kovo.txt", definitions)
@@ -94,7 +94,7 @@ class Running(Daemon):
         super().__init__()
         need(self.wait_until_up(), "the daemon does not start")
         send_udp(2727, b"client_del_tcp::127.0.0.1::5127")
-        time.sleep(2.5)  # it loads the snapshot twice
+        time.sleep(2.5)  # until it has loaded the snapshot twice
 
     def __enter__(self) -> "Running":
         return self
@@ -104,7 +104,7 @@ class Running(Daemon):
 
 
 def cpu_us(pid: int) -> float:
-    """Returns the processor time of a process, as clock_getcpuclockid(3) finds its clock."""
+    """Returns the processor time of a process, from the clock of clock_getcpuclockid(3)."""
     return time.clock_gettime_ns(~pid << 3 | 2) / 1e3
 
 
@@ -128,7 +128,7 @@ def memory(pid: int) -> tuple[float, float]:
 
 
 def wake_ups(pid: int) -> float:
-    """Returns how often threads of a process have waited."""
+    """Returns how often the threads of a process have waited."""
     tasks = Path(f"/proc/{pid}/task").iterdir()
     return sum(proc_number(f"{task}/status", "voluntary_ctxt_switches") for task in tasks)
 
@@ -142,7 +142,7 @@ def print_footprint() -> None:
 
 
 def measure_idleness(pid: int) -> None:
-    """Measures how often a daemon without work wakes up."""
+    """Measures how often an idle daemon wakes up."""
     before = wake_ups(pid)
     time.sleep(10)
     note = "the periods of four threads: 200 ms and three times 250 ms"
@@ -150,7 +150,7 @@ def measure_idleness(pid: int) -> None:
 
 
 def measure_trigger() -> None:
-    """Measures from connecting to the arrival, at moments spread over the worker's period."""
+    """Measures from connect to arrival, at moments spread over the worker's period."""
 
     def daemon(sample: int) -> float:
         time.sleep(0.02 + sample * 0.25 / 31)
@@ -162,7 +162,7 @@ def measure_trigger() -> None:
 
 
 def measure_names(pid: int) -> None:
-    """Measures names in one text, each of which asks the status service."""
+    """Measures a message of many names, each of which queries the status service."""
     used: list[tuple[float, float]] = []
 
     def daemon(_: int) -> float:
@@ -180,7 +180,7 @@ def measure_names(pid: int) -> None:
         used[-1] = (used[-1][0], cpu_s * 1e3)
         return took_ms
 
-    note = "400 status queries by the pipeline alone"
+    note = "400 status queries by the shell command only"
     compare("400 names in one text", "ms", 5, daemon, pipeline, note)
     row("400 names: CPU, the shell's too", "ms", *map(statistics.median, zip(*used)), note)
 
@@ -215,7 +215,7 @@ def measure_senders() -> None:
 
 
 def set_messages(count: int, variables: int) -> list[bytes]:
-    """Returns messages that set the variables VARIABLE_0 and on."""
+    """Returns `count` messages that set the variables VARIABLE_0 to VARIABLE_<variables - 1>."""
     return [f"set::VARIABLE_{i * 7919 % variables}::value".encode() for i in range(count)]
 
 
@@ -224,13 +224,13 @@ def cpu_of_set(pid: int, messages: list[bytes]) -> float:
     before = cpu_us(pid)
     for i, message in enumerate(messages, 1):
         send_udp(2727, message)
-        if i % MESSAGES_AT_ONCE == 0:  # until all of them were processed
+        if i % MESSAGES_AT_ONCE == 0:  # wait until all of them are processed
             arrivals_of(1, lambda: send_udp(2727, f"get_udp::X::127.0.0.1::{PORT}".encode()))
     return (cpu_us(pid) - before) / len(messages)
 
 
 def measure_growing_store() -> None:
-    """Compares sets of a large store with those of a small one."""
+    """Compares setting variables in a large store and in a small one."""
     medians = []
     for count in (20_000, 20):
         snapshot = "".join(f"VARIABLE_{i}=value\n" for i in range(count))
@@ -251,9 +251,9 @@ def cpu_of_reading(pid: int, lines: int) -> float:
         last = names[-1].encode()
         listed = wait_until(lambda: last in read_file("/tmp/kovo_event_list.txt"), 60)
         need(listed, "the definition file was not read")
-        time.sleep(0.5)  # memory is returned after the list was written
+        time.sleep(0.5)  # memory is freed after the list is written
         used.append((cpu_us(pid) - before) / 1e3)
-    return statistics.median(used[1:])  # each frees what the one before it took
+    return statistics.median(used[1:])  # each also frees the definitions before it
 
 
 def measure_growing_definitions() -> None:

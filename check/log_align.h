@@ -1,8 +1,8 @@
-// Where the records of the main log, which have no times, belong among those of the event log.
+// Finds where the records of the main log, which have no times, belong in the event log.
 //
-// Some happenings leave a record in both logs. Those of one kind are written by one thread, so that
-// they come in the same order in both; the main log holds the last of them. Their last ones are
-// laid upon each other, and what is only in the main log stands between its neighbours.
+// Some events of the daemon leave a record in both logs: the anchors. The records of one kind of
+// anchor are written by one thread, so they have the same order in both logs. Each kind is aligned
+// by itself; every other record of the main log lies between the anchors next to it.
 #pragma once
 
 #include <array>
@@ -17,54 +17,53 @@ namespace kovo::check {
 
 constexpr std::size_t kAnchorKinds = 7;
 
-/// A record of the event log that has its like in the main log.
+/// A record of the event log that has a counterpart in the main log.
 struct Anchor {
-  std::uint64_t record;  // of the event log, counted from 0
+  std::uint64_t record;  // position in the event log, counted from 0
   LogTime time;
   std::size_t hash;  // of its text
-  bool is_first;     // written before its like in the main log, not after it
+  bool is_first;     // written before its counterpart, not after it
 };
 
-/// A start of the daemon, or a part of the event log that is missing.
+/// A start of the daemon, or a missing part of the event log.
 struct Break {
-  std::uint64_t record;  // the first one after it
+  std::uint64_t record;  // the first record after it
   LogTime last;          // of the record before it
   LogTime time;
   bool is_gap;
 };
 
-/// What is known of a whole event log before it is read again.
+/// What a first reading of the event log finds.
 struct LogIndex {
-  std::array<std::deque<Anchor>, kAnchorKinds> anchors;  // the last of each kind
+  std::array<std::deque<Anchor>, kAnchorKinds> anchors;  // the last ones of each kind
   std::vector<Break> breaks;
   std::vector<std::uint64_t> steps_back;  // records before which the clock was set back
   std::uint64_t records = 0;
   bool is_after_gap = false;
-  LogTime first = 0;
-  LogTime last = 0;
+  LogTime last = 0;  // of the last record
 };
 
-/// Takes the next record of the event log, and how many lines that look like records are part of
-/// it.
+/// Adds the next record of the event log. `embedded` is the number of lines in it that look like
+/// records.
 void index_record(LogIndex& index, const EventRecord& record, std::size_t embedded = 0);
 
 /// Notes that records are missing before the next one.
 void index_gap(LogIndex& index);
 
-/// A record of the main log and its neighbours in both logs.
+/// A record of the main log, the nearest anchors around it, and whether the timeline shows it.
 struct PlacedRecord {
   const MainRecord* record = nullptr;
-  std::optional<Anchor> after;   // the nearest before it
-  std::optional<Anchor> before;  // the nearest after it
-  bool is_taken = false;         // it is that of a block
-  bool is_explained = false;     // it may be that of a block
+  std::optional<Anchor> after;   // the record comes after this anchor
+  std::optional<Anchor> before;  // and before this one
+  bool is_taken = false;         // it belongs to a block
+  bool is_explained = false;     // it may belong to a block
 };
 
 struct PlacedLog {
   std::vector<PlacedRecord> records;
-  std::optional<Anchor> first;  // the first one that is in both logs, if any is
-  std::optional<Anchor> last;   // and the last one
-  std::optional<Anchor> end;    // the first one after it that the main log lacks
+  std::optional<Anchor> first;  // the first anchor that both logs have
+  std::optional<Anchor> last;   // the last one
+  std::optional<Anchor> end;    // the first one after it, which the main log lacks
 };
 
 /// Places the records of the main log, which must outlive the result.

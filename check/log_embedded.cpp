@@ -1,4 +1,10 @@
-// Lines of a payload or a received text that look like records of the log.
+// Finds records that are not: lines of a payload or of a received text that look like records of
+// the event log.
+//
+// The main log has the length of received texts, so those are known. The line of a step is compared
+// with the steps that may come next. Otherwise only times decide: a time out of order, followed by
+// one in order, is part of a text, since no clock jumps there and back. A text that imitates a
+// later record of an unknown event is not noticed.
 #include <algorithm>
 
 #include "check/log_parts.h"
@@ -7,9 +13,9 @@
 namespace kovo::check {
 namespace {
 
-constexpr std::size_t kMaxJoined = 8;
+constexpr std::size_t kMaxJoined = 8;  // records in one text
 
-/// Notes a received text in which a line looks like a record of the event log.
+/// Remembers a text of the event log in which a line looks like a record.
 void note_long_text(Timeline& timeline, const std::string& text) {
   if (!contains(text, "\n")) return;
   EventLogReader reader;
@@ -19,7 +25,7 @@ void note_long_text(Timeline& timeline, const std::string& text) {
   if (records.size() > 1) timeline.long_texts[records.front().text] = text;
 }
 
-/// Whether a whole text is that of a step which may come next and holds newlines.
+/// Returns whether a text is that of a step that may come next and whose payload holds a newline.
 bool is_expected_step(Timeline& timeline, const std::string& text) {
   const EventLineParts parts = parse_event_line(text);
   if (!is_step_line(parts.kind)) return false;
@@ -45,8 +51,7 @@ bool carries_text(EventLine kind) {
          kind == EventLine::kPush || kind == EventLine::kSettingChanged;
 }
 
-/// How many records after the first one are out of order, while the one after them is not: lines of
-/// its text. Clocks do not jump there and back.
+/// Returns how many records after the first one are out of order while the next one is in order.
 std::size_t count_out_of_order(const std::deque<EventRecord>& records) {
   const LogTime time = records.front().time;
   const std::size_t most = std::min(records.size(), kMaxJoined);
@@ -54,11 +59,10 @@ std::size_t count_out_of_order(const std::deque<EventRecord>& records) {
     const LogTime other = records[next].time;
     if (parse_event_line(records[next].text).kind == EventLine::kStart) return 0;
     if (other < time || next + 1 >= most) continue;
-    std::size_t fitting = 0;
-    for (std::size_t at = 1; at < next; ++at) {
-      if (records[at].time >= time && records[at].time <= other) ++fitting;
-    }
-    return fitting == 0 ? next - 1 : 0;
+    const bool all_out_of_order =
+        std::none_of(records.begin() + 1, records.begin() + static_cast<std::ptrdiff_t>(next),
+                     [&](const EventRecord& one) { return one.time >= time && one.time <= other; });
+    return all_out_of_order ? next - 1 : 0;
   }
   return 0;
 }

@@ -1,4 +1,11 @@
-// Which lines of steps are one execution, and of which event.
+// Finds which lines of steps are one execution, and of which event.
+//
+// A line does not name its event, and events may have equal steps. So an execution keeps every
+// event that all of its lines fit, and ends when the likeliest one has all its steps, or with the
+// first line that fits none of them. Events in the queue that are due come before those that are
+// not by the clock, and those before events whose push is not in the log. Lines that fit no event
+// are one unknown event while they follow each other closely. Steps of two events that are executed
+// at once are not separated: the daemon executes one after the other.
 #include <algorithm>
 #include <utility>
 
@@ -8,9 +15,9 @@
 namespace kovo::check {
 namespace {
 
-constexpr LogTime kSameScanMs = 250;  // between the lines of steps of an unknown event
+constexpr LogTime kMaxPauseMs = 250;  // between two lines of an unknown event
 
-/// Splits "address:port protocol payload" by its pattern, or at its blanks.
+/// Splits "address:port protocol payload" by its pattern or, without one, at its blanks.
 TimelineStep step_of(std::string_view text, const StepPattern* pattern) {
   TimelineStep step;
   if (pattern != nullptr) {
@@ -33,7 +40,7 @@ TimelineStep step_of(std::string_view text, const StepPattern* pattern) {
   return step;
 }
 
-/// The one push without an event of the definitions that the steps of an unknown event may follow.
+/// Returns the push that an unknown event belongs to, if there is only one without a known event.
 TimelineBlock* only_unknown_push(Timeline& timeline, LogTime time) {
   TimelineBlock* block = nullptr;
   for (const QueuedEvent& queued : timeline.queue) {
@@ -45,19 +52,19 @@ TimelineBlock* only_unknown_push(Timeline& timeline, LogTime time) {
 }
 
 void settle_execution(Timeline& timeline, TimelineBlock& block, const Execution& execution,
-                      const std::vector<StepPattern>* patterns) {
+                      LogEvent* event) {
   block.was_executed = true;
   block.executed_at = execution.lines.front().time;
   std::int64_t longest = 0;
   for (std::size_t at = 0; at < execution.lines.size(); ++at) {
     const ExecutedLine& line = execution.lines[at];
-    TimelineStep step = step_of(line.step, patterns == nullptr ? nullptr : &(*patterns)[at]);
-    judge_step(timeline, line, block, step);
+    TimelineStep step = step_of(line.step, event == nullptr ? nullptr : &steps_of(*event)[at]);
+    settle_step(timeline, line, block, step);
     longest = std::max(longest, step.offset_ms);
     block.steps.push_back(std::move(step));
   }
   std::string text;
-  if (patterns != nullptr && block.steps.size() < patterns->size()) {
+  if (event != nullptr && block.steps.size() < step_count(*event)) {
     text = "only " + std::to_string(block.steps.size()) + " of them in the log";
   }
   settle(block, BlockVerdict::kExecuted, text, false);
@@ -65,13 +72,12 @@ void settle_execution(Timeline& timeline, TimelineBlock& block, const Execution&
       timeline.elapsed + std::min<std::int64_t>(longest, kLifeMs) + kSendMs + kSkewMs;
 }
 
-/// Whether an event that was pushed then may be executed now, by the clock.
+/// Returns whether a queued event may be executed at a time, by the clock.
 bool is_in_time(const QueuedEvent& queued, LogTime time) {
-  const LogTime delay = queued.block->is_test ? 0 : LogTime{queued.event->delay_s} * 1000;
-  const LogTime names = static_cast<LogTime>(queued.names_before + 1);
+  const LogTime delay = queued.block->is_test ? 0 : LogTime{queued.event->compiled->delay_s} * 1000;
   const LogTime since = time - queued.pushed_at;
-  // The clock that delays are measured by is not that of the log, which may run a little slower.
-  return since >= delay - delay / 1000 - 5 && since <= kLifeMs + names * kLookupMs;
+  // Delays are measured by another clock than that of the log, which may run a little slower.
+  return since >= delay - delay / 1000 - 5 && since <= kLifeMs + queued.lookup_ms;
 }
 
 void add_candidate(Execution& execution, TimelineBlock* block, LogEvent& event,
@@ -82,8 +88,7 @@ void add_candidate(Execution& execution, TimelineBlock* block, LogEvent& event,
   if (fits_line(steps_of(event).front(), line)) execution.candidates.push_back({block, &event});
 }
 
-/// The events that a line may begin: of those in the queue that are due, else of those that are not
-/// by the clock, else any.
+/// Finds the events that a line may begin.
 void find_candidates(Timeline& timeline, Execution& execution, ExecutedLine& line) {
   if (timeline.definitions == nullptr) return;
   for (const bool in_time : {true, false}) {
@@ -99,10 +104,10 @@ void find_candidates(Timeline& timeline, Execution& execution, ExecutedLine& lin
   }
 }
 
-/// Adds a line to the execution that is being read, if it fits.
+/// Returns whether a line continues an execution; keeps only the candidates that it fits.
 bool continues(Execution& execution, ExecutedLine& line) {
   if (execution.lines.empty()) return false;
-  if (execution.candidates.empty()) return line.time - execution.lines.back().time <= kSameScanMs;
+  if (execution.candidates.empty()) return line.time - execution.lines.back().time <= kMaxPauseMs;
   std::vector<ExecutionCandidate> fitting;
   for (const ExecutionCandidate& candidate : execution.candidates) {
     const std::vector<StepPattern>& steps = steps_of(*candidate.event);
@@ -115,8 +120,6 @@ bool continues(Execution& execution, ExecutedLine& line) {
 }
 
 }  // namespace
-
-// Executions.
 
 bool is_step_line(EventLine kind) {
   return kind == EventLine::kStep || kind == EventLine::kDisabledStep ||
@@ -142,40 +145,31 @@ void remove_queued(Timeline& timeline, const TimelineBlock* block) {
 void close_execution(Timeline& timeline) {
   const Execution execution = std::exchange(timeline.execution, {});
   if (execution.lines.empty()) return;
-  TimelineBlock* block = nullptr;
-  const std::vector<StepPattern>* patterns = nullptr;
-  if (execution.candidates.empty()) {
-    block = only_unknown_push(timeline, execution.lines.front().time);
-  } else {
-    const ExecutionCandidate& best = execution.candidates.front();
-    block = best.block;
-    patterns = &steps_of(*best.event);
-  }
+  const LogTime time = execution.lines.front().time;
+  const std::vector<ExecutionCandidate>& candidates = execution.candidates;
+  LogEvent* const event = candidates.empty() ? nullptr : candidates.front().event;
+  TimelineBlock* block =
+      candidates.empty() ? only_unknown_push(timeline, time) : candidates.front().block;
   const bool has_push = block != nullptr;
   if (!has_push) {
     block = &add_block(timeline);
-    block->time = execution.lines.front().time;
+    block->time = time;
     block->source = "by a push that is not known";
   }
   remove_queued(timeline, block);
-  if (patterns != nullptr) {
-    const LogEvent& event = *execution.candidates.front().event;
-    block->event = event.name;
-    if (!has_push) block->trigger = event.trigger;
-    block->has_step_count = true;
-    block->step_count = event.step_count;
-    block->is_probable =
-        !has_push || execution.candidates.size() > 1 || execution.lines.size() < patterns->size();
-  } else {
-    block->is_probable = true;
+  block->is_probable =
+      !has_push || candidates.size() != 1 || execution.lines.size() < step_count(*event);
+  if (event != nullptr) {
+    block->event = event->compiled->name;
+    if (!has_push) block->trigger = event->compiled->trigger;
+    block->step_count = step_count(*event);
   }
-  settle_execution(timeline, *block, execution, patterns);
+  settle_execution(timeline, *block, execution, event);
 }
 
 std::string head_of(std::string_view step) {
-  const std::size_t port_end = step.find(' ', std::min(step.find(':'), step.size()));
-  const std::size_t protocol_end = step.find(' ', std::min(port_end, step.size() - 1) + 1);
-  return std::string(step.substr(0, std::min(protocol_end, step.size() - 1) + 1));
+  const std::size_t port_end = step.find(' ', step.find(':'));
+  return std::string(step.substr(0, step.find(' ', port_end + 1) + 1));
 }
 
 void on_step(Timeline& timeline, ExecutedLine line) {
@@ -192,8 +186,8 @@ void on_step(Timeline& timeline, ExecutedLine line) {
   Execution& execution = timeline.execution;
   execution.lines.push_back(std::move(line));
   if (execution.candidates.empty()) return;
-  const LogEvent& event = *execution.candidates.front().event;
-  if (execution.lines.size() == event.step_count) close_execution(timeline);
+  const std::size_t steps = step_count(*execution.candidates.front().event);
+  if (execution.lines.size() == steps) close_execution(timeline);
 }
 
 }  // namespace kovo::check

@@ -12,6 +12,7 @@
 #include <optional>
 
 #include "check/log_report.h"
+#include "check/log_words.h"
 #include "check/source.h"
 #include "check/words.h"
 #include "frame/text.h"
@@ -20,48 +21,33 @@ namespace kovo::check {
 namespace {
 
 constexpr std::size_t kPieceSize = std::size_t{64} * 1024;
-constexpr std::size_t kMaxMainLog = std::size_t{64}
-                                    << 20;      // the end counts: it is rotated at 4 MiB
-constexpr std::size_t kLookahead = 8;           // records, see add_record
-constexpr std::int64_t kMostParts = 1'000'000;  // larger suffixes are dates
+constexpr std::size_t kMaxMainLog = std::size_t{64} << 20;  // of a larger file, the end is read
+constexpr std::size_t kLookahead = 8;                       // records that add_record looks at
+constexpr std::int64_t kMostParts = 1'000'000;              // larger suffixes are dates
 
 struct LogFile {
   std::string path;
-  LogKind kind = LogKind::kNone;
   std::int64_t age = 0;  // 0 for the current file, larger for older ones
 };
 
-void complain(const std::string& text) {
+void print_error(const std::string& text) {
   std::fprintf(stderr, "kovocheck: %s\n", escaped(text).c_str());
 }
 
 using GzFile = std::unique_ptr<gzFile_s, int (*)(gzFile)>;
 
-GzFile open_log(const std::string& path) {
-  return {gzopen(path.c_str(), "rb"), gzclose};
-}
-
-/// Reads a file to its end, or to where it is damaged.
-template <typename Take>
-void read_pieces(const std::string& path, Take take) {
-  const GzFile file = open_log(path);
-  if (file == nullptr) return;
-  std::string piece(kPieceSize, '\0');
-  int size = 0;
-  while ((size = gzread(file.get(), piece.data(), static_cast<unsigned>(piece.size()))) > 0) {
-    take(std::string_view(piece.data(), static_cast<std::size_t>(size)));
-  }
-}
-
-/// Whether a file can be read to its end; the reason if not.
-std::string damage_of(const std::string& path, std::string& beginning) {
-  const GzFile file = open_log(path);
+/// Reads a file piece by piece to its end, to where it is damaged, or until `on_piece` returns
+/// false. `is_plain`: only the end of a compressed file shows whether it is complete. Returns what
+/// is wrong with the file, "" if nothing.
+template <typename OnPiece>
+std::string read_pieces(const std::string& path, OnPiece on_piece) {
+  const GzFile file(gzopen(path.c_str(), "rb"), gzclose);
   if (file == nullptr) return std::strerror(errno);
   std::string piece(kPieceSize, '\0');
   int size = 0;
   while ((size = gzread(file.get(), piece.data(), static_cast<unsigned>(piece.size()))) > 0) {
-    if (beginning.empty()) beginning.assign(piece, 0, static_cast<std::size_t>(size));
-    if (gzdirect(file.get()) != 0) break;  // only compressed files can be truncated unnoticed
+    const bool is_plain = gzdirect(file.get()) != 0;
+    if (!on_piece({piece.data(), static_cast<std::size_t>(size)}, is_plain)) break;
   }
   int error = Z_OK;
   const char* text = gzerror(file.get(), &error);
@@ -69,18 +55,17 @@ std::string damage_of(const std::string& path, std::string& beginning) {
   return error == Z_ERRNO ? std::strerror(errno) : text;
 }
 
-/// The age by the name that rotation gives: "kovo.log.1", "kovoevent.log.2.gz" or
+/// Returns the age by the name that rotation gives: "kovo.log.1", "kovoevent.log.2.gz" or
 /// "kovoevent.log-20261124".
 std::int64_t age_of(const std::string& path) {
   std::string_view name(path);
   name = name.substr(name.rfind('/') + 1);
-  if (name.size() > 3 && name.substr(name.size() - 3) == ".gz") name.remove_suffix(3);
+  drop(name, ".gz");
   const std::size_t log = name.find(".log");
   if (log == std::string_view::npos || log + 5 >= name.size()) return 0;
   const std::string_view suffix = name.substr(log + 5);
   if (!is_digits(suffix) || suffix.size() > 12) return 0;
-  std::int64_t number = 0;
-  for (const char c : suffix) number = number * 10 + (c - '0');
+  const std::int64_t number = std::stoll(std::string(suffix));
   return name[log + 4] == '-' ? 1'000'000'000'000 - number : number;
 }
 
@@ -99,23 +84,27 @@ std::vector<std::string> files_of(const std::string& directory) {
 }
 
 struct Logs {
-  std::vector<LogFile> files;  // oldest first
+  std::vector<LogFile> event_logs;  // oldest first
+  std::vector<LogFile> main_logs;   // oldest first
   std::uint64_t skipped = 0;
 };
 
 void add_file(Logs& logs, const std::string& path) {
   std::string beginning;
-  const std::string damage = damage_of(path, beginning);
+  const std::string damage = read_pieces(path, [&](std::string_view piece, bool is_plain) {
+    if (beginning.empty()) beginning = piece;
+    return !is_plain;
+  });
   if (!damage.empty())
-    complain(path + ": " + damage + (beginning.empty() ? "" : "; read up to there"));
+    print_error(path + ": " + damage + (beginning.empty() ? "" : "; read up to there"));
   const LogKind kind = kind_of_log(beginning);
   if (kind == LogKind::kEmpty && damage.empty()) return;
   if (kind == LogKind::kNone || kind == LogKind::kEmpty) {
-    if (damage.empty()) complain(path + ": not a log of kovotcp");
+    if (damage.empty()) print_error(path + ": not a log of kovotcp");
     ++logs.skipped;
     return;
   }
-  logs.files.push_back({path, kind, age_of(path)});
+  (kind == LogKind::kEventLog ? logs.event_logs : logs.main_logs).push_back({path, age_of(path)});
 }
 
 Logs find_logs(const std::vector<std::string>& paths) {
@@ -123,49 +112,52 @@ Logs find_logs(const std::vector<std::string>& paths) {
   for (const std::string& path : paths) {
     struct stat info {};
     const bool is_directory = stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
-    if (!is_directory) {
-      add_file(logs, path);
-      continue;
-    }
-    for (const std::string& file : files_of(path)) add_file(logs, file);
+    const std::vector<std::string> files = is_directory ? files_of(path) : std::vector{path};
+    for (const std::string& file : files) add_file(logs, file);
   }
-  std::stable_sort(logs.files.begin(), logs.files.end(),
-                   [](const LogFile& a, const LogFile& b) { return a.age > b.age; });
+  for (std::vector<LogFile>* files : {&logs.event_logs, &logs.main_logs}) {
+    std::stable_sort(files->begin(), files->end(),
+                     [](const LogFile& a, const LogFile& b) { return a.age > b.age; });
+  }
   return logs;
 }
 
-/// Reads all parts of the event log; `gap` is called where a part is missing.
-template <typename Take, typename Gap>
-EventLogReader read_event_logs(const Logs& logs, Take take, Gap gap) {
+/// Reads all parts of the event log. `add` removes the first record, and may look at kLookahead
+/// records; `on_gap` is called where a part is missing.
+template <typename Add, typename OnGap>
+EventLogReader read_event_logs(const Logs& logs, Add add, OnGap on_gap) {
   EventLogReader reader;
   std::deque<EventRecord> records;
   std::optional<std::int64_t> last_age;
-  for (const LogFile& file : logs.files) {
-    if (file.kind != LogKind::kEventLog) continue;
+  const auto add_records = [&](std::size_t kept) {
+    while (records.size() > kept) add(records);
+  };
+  for (const LogFile& file : logs.event_logs) {
     if (last_age && *last_age < kMostParts && *last_age - file.age != 1) {
-      take(records, std::size_t{0});
-      gap();
+      add_records(0);
+      on_gap();
     }
     last_age = file.age;
-    read_pieces(file.path, [&](std::string_view piece) {
+    read_pieces(file.path, [&](std::string_view piece, bool) {
       read_event_log(reader, piece, records);
-      take(records, kLookahead);
+      add_records(kLookahead);
+      return true;
     });
     end_event_log(reader, records);
   }
-  take(records, std::size_t{0});
+  add_records(0);
   return reader;
 }
 
 void read_main_logs(const Logs& logs, MainLog& log) {
-  for (const LogFile& file : logs.files) {
-    if (file.kind != LogKind::kMainLog) continue;
+  for (const LogFile& file : logs.main_logs) {
     std::string text;
-    read_pieces(file.path, [&](std::string_view piece) {
+    read_pieces(file.path, [&](std::string_view piece, bool) {
       text += piece;
-      if (text.size() < 2 * kMaxMainLog) return;
+      if (text.size() < 2 * kMaxMainLog) return true;
       ++log.skipped;
       text.erase(0, text.size() - kMaxMainLog);
+      return true;
     });
     read_main_log(text, log);
   }
@@ -176,7 +168,7 @@ struct Report {
   bool json = false;
   bool has_blocks = false;
   bool has_failed = false;
-  std::optional<std::int64_t> day;  // of the block before
+  std::string day;  // of the last block
 };
 
 void show_block(Report& report, const TimelineBlock& block) {
@@ -193,52 +185,41 @@ bool read_moment(const std::string& text, const char* option, LogTime last,
   if (text.empty()) return true;
   LogTime time = 0;
   if (!parse_moment(text, last, time)) {
-    complain(std::string(option) + ": \"" + text + "\" is no time: YYYY-MM-DD, HH:MM or both");
+    print_error(std::string(option) + ": \"" + text + "\" is no time: YYYY-MM-DD, HH:MM or both");
     return false;
   }
   moment = time;
   return true;
 }
 
-void show_counts(const Report& report, const LogCounts& counts) {
-  if (report.json) {
-    std::printf("],%s}\n", counts_json(counts).c_str());
-    return;
-  }
-  std::printf("%s%s", report.has_blocks ? "\n" : "", counts_text(counts).c_str());
-}
-
-/// Indexes the event log; `embedded` names records that are part of the one before them.
+/// Indexes the event log; `embedded` are the positions of records that are part of the one before.
 LogIndex index_logs(const Logs& logs, const std::vector<std::uint64_t>& embedded) {
   LogIndex index;
-  const auto take = [&](std::deque<EventRecord>& records, std::size_t keep) {
-    while (records.size() > keep) {
-      EventRecord record = std::move(records.front());
+  const auto add = [&](std::deque<EventRecord>& records) {
+    EventRecord record = std::move(records.front());
+    records.pop_front();
+    std::size_t count = 0;
+    while (!records.empty() &&
+           std::binary_search(embedded.begin(), embedded.end(), index.records + count + 1)) {
+      record.text += "\n" + logged_line(records.front());
       records.pop_front();
-      std::size_t count = 0;
-      while (!records.empty() &&
-             std::binary_search(embedded.begin(), embedded.end(), index.records + count + 1)) {
-        record.text += "\n" + logged_line(records.front());
-        records.pop_front();
-        ++count;
-      }
-      index_record(index, record, count);
+      ++count;
     }
+    index_record(index, record, count);
   };
-  read_event_logs(logs, take, [&] { index_gap(index); });
+  read_event_logs(logs, add, [&] { index_gap(index); });
   return index;
 }
 
-/// Reads the event log once more, and passes its blocks on.
+/// Reads the event log again and shows its blocks.
 EventLogReader run_timeline(const Logs& logs, Timeline& timeline) {
   begin_timeline(timeline);
-  const auto take = [&](std::deque<EventRecord>& records, std::size_t keep) {
-    while (records.size() > keep) {
-      std::size_t count = add_record(timeline, records);
-      while (count-- > 0) records.pop_front();
+  const auto add = [&](std::deque<EventRecord>& records) {
+    for (std::size_t count = add_record(timeline, records); count > 0; --count) {
+      records.pop_front();
     }
   };
-  EventLogReader reader = read_event_logs(logs, take, [&] { add_gap(timeline); });
+  EventLogReader reader = read_event_logs(logs, add, [&] { add_gap(timeline); });
   end_timeline(timeline);
   return reader;
 }
@@ -251,10 +232,9 @@ Timeline make_timeline(LogDefinitions* definitions, const LogIndex& index, const
   return timeline;
 }
 
-/// Indexes the event log again without the lines that turn out to be part of payloads: their times
-/// are out of order.
-void index_anew(const Logs& logs, LogDefinitions* definitions, const MainLog& log,
-                LogIndex& index) {
+/// Indexes the event log again if lines with times out of order turn out to be part of payloads.
+void correct_index(const Logs& logs, LogDefinitions* definitions, const MainLog& log,
+                   LogIndex& index) {
   if (index.steps_back.empty()) return;
   Timeline trial = make_timeline(definitions, index, log);
   trial.sink = [](const TimelineBlock&) {};
@@ -266,8 +246,8 @@ void index_anew(const Logs& logs, LogDefinitions* definitions, const MainLog& lo
 
 LogResult show_logs(const LogOptions& options) {
   const Logs logs = find_logs(options.paths);
-  if (logs.files.empty()) {
-    complain("no log of kovotcp found");
+  if (logs.event_logs.empty() && logs.main_logs.empty()) {
+    print_error("no log of kovotcp found");
     return LogResult::kCannotRead;
   }
   MainLog main_log;
@@ -277,7 +257,7 @@ LogResult show_logs(const LogOptions& options) {
   make_log_definitions(daemon_entries(source), all);
   LogDefinitions* const definitions = options.has_definitions ? &all : nullptr;
   LogIndex index = index_logs(logs, {});
-  index_anew(logs, definitions, main_log, index);
+  correct_index(logs, definitions, main_log, index);
   Report report;
   report.json = options.json;
   report.filter = {options.event, options.trigger, {}, {}, options.only_failed};
@@ -298,7 +278,11 @@ LogResult show_logs(const LogOptions& options) {
   counts.files_skipped = logs.skipped;
   counts.is_renewed = timeline.renewed_until > 0;
   if (timeline.main_log.first) counts.main_since = timeline.main_log.first->time;
-  show_counts(report, counts);
+  if (options.json) {
+    std::printf("],%s}\n", counts_json(counts).c_str());
+  } else {
+    std::printf("%s%s", report.has_blocks ? "\n" : "", counts_text(counts).c_str());
+  }
   return options.only_failed && report.has_failed ? LogResult::kFailed : LogResult::kFine;
 }
 

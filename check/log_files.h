@@ -1,4 +1,4 @@
-// Part of the program: reads the logs of a device, plain or compressed, and shows their timeline.
+// Reads the logs of a device, plain or compressed, and prints their timeline.
 #pragma once
 
 #include <string>
@@ -20,8 +20,8 @@ struct LogOptions {
 
 enum class LogResult { kFine, kFailed, kCannotRead };
 
-/// Prints the timeline of logs; complaints go to stderr. Returns whether a block that was asked for
-/// has failed.
+/// Prints the timeline of logs; errors go to stderr. With only_failed, returns kFailed if it has a
+/// block.
 LogResult show_logs(const LogOptions& options);
 
 }  // namespace kovo::check

@@ -1,4 +1,4 @@
-// What raised a name, which event it finds, and what becomes of an event without a step.
+// What raised a name, which event its push finds, and what became of an event without a step.
 #include <algorithm>
 #include <utility>
 
@@ -9,8 +9,8 @@
 namespace kovo::check {
 namespace {
 
-constexpr std::size_t kMaxQueue = 4096;
-constexpr std::size_t kMaxSources = 16;
+constexpr std::size_t kMaxQueue = 4096;  // bounds the memory
+constexpr std::size_t kMaxSources = 16;  // a push follows its source closely
 
 std::string joined(const std::vector<std::string>& texts) {
   std::string result;
@@ -18,7 +18,7 @@ std::string joined(const std::vector<std::string>& texts) {
   return result;
 }
 
-/// What raises a trigger, by the daemon's own tables: variables, or else everything but them.
+/// Returns what raises a trigger by the daemon's tables: only variables, or everything else.
 std::vector<std::string> usual_sources(std::string_view name, bool variables) {
   static const Triggers triggers = make_triggers(kAnyProduct);
   std::vector<std::string> result;
@@ -32,15 +32,15 @@ std::vector<std::string> usual_sources(std::string_view name, bool variables) {
   return result;
 }
 
-/// The source of a push without a line that gives it: the playback selection, or the serial format.
+/// Returns the source of a push that is not logged: the playback selection, or the serial format.
 std::string silent_source(std::string_view name) {
   std::string usual = joined(usual_sources(name, false));
   if (usual.empty()) usual = joined(usual_sources(name, true));
   return usual.empty() ? "by what is not in the log" : usual;
 }
 
-/// What is logged as the reason of a push; several when threads ran past each other.
-std::string take_source(Timeline& timeline, const std::string& name) {
+/// Removes and returns the logged source of a push; all possible ones if several fit.
+std::string pop_source(Timeline& timeline, const std::string& name) {
   std::vector<std::string> fitting;
   auto first = timeline.sources.end();
   for (auto source = timeline.sources.begin(); source != timeline.sources.end(); ++source) {
@@ -53,27 +53,23 @@ std::string take_source(Timeline& timeline, const std::string& name) {
   return joined(fitting);
 }
 
-void settle_no_event(Timeline& timeline, TimelineBlock& block) {
-  std::string text = "no event of the definitions given has this trigger";
-  const std::string near = nearest_name(timeline.definitions->triggers, block.trigger);
-  if (!near.empty()) text += "; did you mean " + shown(near) + "?";
-  settle(block, BlockVerdict::kNoEvent, text, true);
-}
-
-void queue_push(Timeline& timeline, TimelineBlock& block, std::size_t names_before) {
-  LogEvent* event = timeline.definitions == nullptr
-                        ? nullptr
-                        : pushed_event(*timeline.definitions, block.trigger, block.is_test);
-  if (event == nullptr && timeline.definitions != nullptr && !block.is_test) {
-    settle_no_event(timeline, block);
+/// Queues the event that a push finds, or settles its block if it finds none.
+void queue_push(Timeline& timeline, TimelineBlock& block, LogTime lookup_ms) {
+  LogDefinitions* const definitions = timeline.definitions;
+  LogEvent* const event =
+      definitions == nullptr ? nullptr : pushed_event(*definitions, block.trigger, block.is_test);
+  if (event == nullptr && definitions != nullptr && !block.is_test) {
+    std::string text = "no event of the definitions given has this trigger";
+    const std::string near = nearest_name(definitions->triggers, block.trigger);
+    if (!near.empty()) text += "; did you mean " + shown(near) + "?";
+    settle(block, BlockVerdict::kNoEvent, text, true);
     return;
   }
   if (event != nullptr) {
-    block.event = event->name;
-    block.has_step_count = true;
-    block.step_count = event->step_count;
+    block.event = event->compiled->name;
+    block.step_count = step_count(*event);
   }
-  timeline.queue.push_back({&block, event, timeline.now, timeline.elapsed, names_before});
+  timeline.queue.push_back({&block, event, timeline.now, timeline.elapsed, lookup_ms});
 }
 
 /// Settles a queued event of which no step was executed.
@@ -89,8 +85,9 @@ void settle_unexecuted(Timeline& timeline, const QueuedEvent& queued) {
     return;
   }
   std::string text = "no line of its steps is in the log";
-  if (queued.event->delay_s * LogTime{1000} >= kLifeMs) {
-    text += ": its delay is not shorter than the 60 s that an event waits";
+  if (queued.event->compiled->delay_s >= kEventLifeS) {
+    text += ": its delay is not shorter than the " + std::to_string(kEventLifeS) +
+            " s that an event waits";
   }
   settle(block, BlockVerdict::kNotExecuted, text, true);
 }
@@ -111,26 +108,23 @@ void on_push(Timeline& timeline, const EventLineParts& parts) {
   close_execution(timeline);
   std::string text(parts.name);
   bool is_test = parts.number != 0;
-  if (is_test) {  // a name may end as the line of a test does
+  if (is_test) {  // a name may end like that, too
     const std::string whole = text + ", test=" + std::to_string(parts.number);
-    for (const PushSource& source : timeline.sources) {
-      if (source.name != whole) continue;
-      text = whole;
-      is_test = false;
-      break;
-    }
+    is_test = std::none_of(timeline.sources.begin(), timeline.sources.end(),
+                           [&](const PushSource& source) { return source.name == whole; });
+    if (!is_test) text = whole;
   }
-  const std::string source = is_test ? "as a test" : take_source(timeline, text);
-  std::size_t number = 0;
+  const std::string source = is_test ? "as a test" : pop_source(timeline, text);
+  LogTime lookup_ms = 0;
   for (const std::string_view name : split_lines(text)) {
     TimelineBlock& block = add_block(timeline);
     block.trigger = name;
     block.source = source;
     block.is_test = is_test;
     block.is_renewed = timeline.record < timeline.renewed_until;
-    queue_push(timeline, block, number++);
+    queue_push(timeline, block, lookup_ms += kLookupMs);
   }
-  if (number == 0) {
+  if (lookup_ms == 0) {
     add_settled(timeline, "", source, BlockVerdict::kNoEvent, "no name was given", true);
   }
 }
@@ -138,10 +132,10 @@ void on_push(Timeline& timeline, const EventLineParts& parts) {
 void push_power_on(Timeline& timeline) {
   close_execution(timeline);
   TimelineBlock& block = add_block(timeline);
-  block.trigger = "PowerOn";
+  block.trigger = kPowerOn;
   block.source = "by the first start after boot";
-  queue_push(timeline, block, 0);
-  if (block.is_done) block.has_failed = false;  // nobody asked for it
+  queue_push(timeline, block, kLookupMs);
+  if (block.is_done) block.has_failed = false;  // most files have no PowerOn event
 }
 
 bool settle_expired(Timeline& timeline, const QueuedEvent& queued) {
@@ -156,7 +150,7 @@ bool settle_expired(Timeline& timeline, const QueuedEvent& queued) {
     if (placed.after && placed.after->time > earliest + kSkewMs + kLookupMs) continue;
     placed.is_taken = true;
     block.event = record.value;
-    settle(block, BlockVerdict::kExpired, "dropped: it was not executed within 60 s", true);
+    settle(block, BlockVerdict::kExpired, "dropped: it was " + expired_text(), true);
     return true;
   }
   return false;
@@ -165,9 +159,7 @@ bool settle_expired(Timeline& timeline, const QueuedEvent& queued) {
 void settle_old(Timeline& timeline) {
   while (!timeline.queue.empty()) {
     const QueuedEvent queued = timeline.queue.front();
-    const std::int64_t life =
-        kLifeMs + static_cast<std::int64_t>(queued.names_before + 1) * kLookupMs;
-    const bool is_old = timeline.elapsed - queued.elapsed_at_push > life;
+    const bool is_old = timeline.elapsed - queued.elapsed_at_push > kLifeMs + queued.lookup_ms;
     if (!is_old && timeline.queue.size() <= kMaxQueue) return;
     close_execution(timeline);
     if (timeline.queue.empty() || timeline.queue.front().block != queued.block) continue;
@@ -193,14 +185,14 @@ void on_power_on_skip(Timeline& timeline) {
   close_execution(timeline);
   const std::string text = "skipped: it runs once per boot";
   for (const QueuedEvent& queued : timeline.queue) {
-    const std::string& trigger =
-        queued.event == nullptr ? queued.block->trigger : queued.event->trigger;
-    if (!equals_nocase(trigger, "PowerOn")) continue;
+    const std::string_view trigger =
+        queued.event == nullptr ? queued.block->trigger : queued.event->compiled->trigger;
+    if (!equals_nocase(trigger, kPowerOn)) continue;
     settle(*queued.block, BlockVerdict::kOncePerBoot, text, false);
     remove_queued(timeline, queued.block);
     return;
   }
-  add_settled(timeline, "PowerOn", "by a push that is not known", BlockVerdict::kOncePerBoot, text,
+  add_settled(timeline, kPowerOn, "by a push that is not known", BlockVerdict::kOncePerBoot, text,
               false);
 }
 

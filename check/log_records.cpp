@@ -1,7 +1,8 @@
 #include "check/log_records.h"
 
 #include <algorithm>
-#include <cstdio>
+#include <ctime>
+#include <utility>
 
 #include "check/log_words.h"
 #include "frame/text.h"
@@ -9,11 +10,12 @@
 namespace kovo::check {
 namespace {
 
-constexpr std::size_t kStampSize = 25;                      // with its two blanks
+constexpr std::string_view kStampForm = "0000-00-00 00:00:00.000  ";
+constexpr std::size_t kDateSize = 10;
 constexpr std::size_t kMaxRecord = std::size_t{64} * 1024;  // payloads have 16 KiB at most
 constexpr std::int64_t kDayMs = 86'400'000;
 
-/// Days since 1970 of a date of the Gregorian calendar.
+/// Returns the days since 1970 of a date. Unlike timegm it never fails, whatever digits a log has.
 std::int64_t days_of(std::int64_t year, std::int64_t month, std::int64_t day) {
   year -= month <= 2 ? 1 : 0;
   const std::int64_t era = (year >= 0 ? year : year - 399) / 400;
@@ -22,30 +24,16 @@ std::int64_t days_of(std::int64_t year, std::int64_t month, std::int64_t day) {
   return era * 146097 + of_era * 365 + of_era / 4 - of_era / 100 + of_year - 719468;
 }
 
-struct Date {
-  std::int64_t year;
-  std::int64_t month;
-  std::int64_t day;
-};
-
-Date date_of(std::int64_t days) {
-  days += 719468;
-  const std::int64_t era = (days >= 0 ? days : days - 146096) / 146097;
-  const std::int64_t of_era = days - era * 146097;
-  const std::int64_t year = (of_era - of_era / 1460 + of_era / 36524 - of_era / 146096) / 365;
-  const std::int64_t of_year = of_era - (365 * year + year / 4 - year / 100);
-  const std::int64_t month = (5 * of_year + 2) / 153;
-  const std::int64_t shifted = month < 10 ? month + 3 : month - 9;
-  return {year + era * 400 + (shifted <= 2 ? 1 : 0), shifted, of_year - (153 * month + 2) / 5 + 1};
+std::int64_t since_midnight(LogTime time) {
+  return ((time % kDayMs) + kDayMs) % kDayMs;
 }
 
-/// Whether a text begins with a pattern in which 0 is any digit.
+/// Returns whether a text begins with a pattern; a 0 in it is any digit.
 bool has_form(std::string_view text, std::string_view pattern) {
   if (text.size() < pattern.size()) return false;
   for (std::size_t at = 0; at < pattern.size(); ++at) {
-    const bool fits =
-        pattern[at] == '0' ? text[at] >= '0' && text[at] <= '9' : text[at] == pattern[at];
-    if (!fits) return false;
+    const bool is_digit = text[at] >= '0' && text[at] <= '9';
+    if (pattern[at] == '0' ? !is_digit : text[at] != pattern[at]) return false;
   }
   return true;
 }
@@ -65,15 +53,14 @@ std::int64_t minutes_ms(std::string_view clock) {
 }
 
 bool parse_stamp(std::string_view line, LogTime& time) {
-  if (!has_form(line, "0000-00-00 00:00:00.000  ")) return false;
+  if (!has_form(line, kStampForm)) return false;
   const std::string_view clock = line.substr(11);
   time = day_ms(line) + minutes_ms(clock) + number_at(clock, 6, 2) * 1000 + number_at(clock, 9, 3);
   return true;
 }
 
 void close_record(EventLogReader& reader, std::deque<EventRecord>& records) {
-  if (!reader.is_open) return;
-  reader.is_open = false;
+  if (!std::exchange(reader.is_open, false)) return;
   if (reader.is_damaged) {
     ++reader.skipped;
   } else {
@@ -81,14 +68,13 @@ void close_record(EventLogReader& reader, std::deque<EventRecord>& records) {
   }
 }
 
-void take_line(EventLogReader& reader, std::string_view line, std::deque<EventRecord>& records) {
+void on_line(EventLogReader& reader, std::string_view line, std::deque<EventRecord>& records) {
   LogTime time = 0;
   if (parse_stamp(line, time)) {
     close_record(reader, records);
-    reader.open = {time, std::string(line.substr(kStampSize))};
+    reader.open = {time, std::string(line.substr(kStampForm.size()))};
     reader.is_open = true;
     reader.is_damaged = false;
-    ++reader.lines;
   } else if (!reader.is_open) {
     ++reader.skipped;
   } else if (reader.open.text.size() + line.size() < kMaxRecord) {
@@ -99,7 +85,7 @@ void take_line(EventLogReader& reader, std::string_view line, std::deque<EventRe
   if (contains(line, std::string_view("\0", 1))) reader.is_damaged = true;
 }
 
-/// "address:port protocol payload".
+/// Returns whether a text has the form "address:port protocol payload".
 bool is_step(std::string_view text) {
   const std::size_t colon = text.find_first_of(": ");
   if (colon == std::string_view::npos || text[colon] != ':') return false;
@@ -107,22 +93,18 @@ bool is_step(std::string_view text) {
   return port_end != std::string_view::npos && text.find(' ', port_end + 1) < text.size();
 }
 
-EventLineParts named(EventLine kind, std::string_view name, std::string_view value = {},
-                     std::int64_t number = 0) {
-  return {kind, name, value, number, {}};
+EventLineParts named(EventLine kind, std::string_view name, std::int64_t number = 0) {
+  return {kind, name, number, {}};
 }
 
 EventLineParts parse_origin_line(std::string_view routine, std::string_view text) {
   std::int64_t number = 0;
   if (routine == "handle_lm_event" && skip(text, "skip event ") &&
       drop_number(text, ", now-last=", " sec", number)) {
-    return named(EventLine::kVariableSkip, text, {}, number);
+    return named(EventLine::kVariableSkip, text, number);
   }
   if (routine != "kovo_config_set") return {};
-  if (skip(text, "skip same ")) {
-    const KeyValue pair = split_key_value(text);
-    return named(EventLine::kSettingSame, pair.key, pair.value);
-  }
+  if (skip(text, "skip same ")) return named(EventLine::kSettingSame, split_key_value(text).key);
   const std::size_t blank = text.find(' ');
   if (blank == std::string_view::npos || !contains(text, " => ")) return {};
   return named(EventLine::kSettingChanged, text.substr(0, blank));
@@ -150,7 +132,7 @@ EventLineParts parse_receipt(std::string_view text) {
   if (skip(text, "get tcp:2700 event: key=")) {
     const std::size_t value = text.find(",value=");  // a key holds no "="
     if (value == std::string_view::npos) return {};
-    return named(EventLine::kCommand, text.substr(0, value), text.substr(value + 7));
+    return named(EventLine::kCommand, text.substr(0, value));
   }
   if (skip(text, "get udp:2728 event ")) return named(EventLine::kStatusLine, text);
   if (skip(text, "get lm event ")) return named(EventLine::kVariable, text);
@@ -160,31 +142,26 @@ EventLineParts parse_receipt(std::string_view text) {
 }  // namespace
 
 std::string clock_text(LogTime time) {
-  const std::int64_t of_day = ((time % kDayMs) + kDayMs) % kDayMs;
-  std::string text = "00:00:00.000";
-  const auto put = [&](std::size_t at, std::size_t digits, std::int64_t value) {
-    for (; digits-- > 0; value /= 10) text[at + digits] = static_cast<char>('0' + value % 10);
-  };
-  put(0, 2, of_day / 3'600'000);
-  put(3, 2, of_day / 60'000 % 60);
-  put(6, 2, of_day / 1000 % 60);
-  put(9, 3, of_day % 1000);
-  return text;
+  const std::int64_t of_day = since_midnight(time);
+  std::tm clock{};
+  clock.tm_hour = static_cast<int>(of_day / 3'600'000);
+  clock.tm_min = static_cast<int>(of_day / 60'000 % 60);
+  clock.tm_sec = static_cast<int>(of_day / 1000 % 60);
+  return time_text(clock) + "." + std::to_string(1000 + of_day % 1000).substr(1);
 }
 
 std::string day_text(LogTime time) {
-  const Date date = date_of((time - (((time % kDayMs) + kDayMs) % kDayMs)) / kDayMs);
-  char buffer[64];
-  std::snprintf(buffer, sizeof buffer, "%04d-%02d-%02d", static_cast<int>(date.year),
-                static_cast<int>(date.month), static_cast<int>(date.day));
-  return buffer;
+  const auto seconds = static_cast<std::time_t>((time - since_midnight(time)) / 1000);
+  std::tm date{};
+  gmtime_r(&seconds, &date);
+  return date_text(date).substr(0, kDateSize);
 }
 
 bool parse_moment(std::string_view text, LogTime last, LogTime& moment) {
-  moment = last - ((last % kDayMs) + kDayMs) % kDayMs;
-  if (has_form(text, "0000-00-00")) {
+  moment = last - since_midnight(last);
+  if (has_form(text, kStampForm.substr(0, kDateSize))) {
     moment = day_ms(text);
-    text.remove_prefix(10);
+    text.remove_prefix(kDateSize);
     if (text.empty()) return true;
     if (text.front() != ' ' && text.front() != 'T') return false;
     text.remove_prefix(1);
@@ -207,10 +184,10 @@ void read_event_log(EventLogReader& reader, std::string_view piece,
                     std::deque<EventRecord>& records) {
   for (std::size_t end = piece.find('\n'); end != std::string_view::npos; end = piece.find('\n')) {
     if (reader.rest.empty()) {
-      take_line(reader, piece.substr(0, end), records);
+      on_line(reader, piece.substr(0, end), records);
     } else {
       reader.rest += piece.substr(0, end);
-      take_line(reader, reader.rest, records);
+      on_line(reader, reader.rest, records);
       reader.rest.clear();
     }
     piece.remove_prefix(end + 1);
@@ -221,7 +198,7 @@ void read_event_log(EventLogReader& reader, std::string_view piece,
 void end_event_log(EventLogReader& reader, std::deque<EventRecord>& records) {
   if (!reader.rest.empty()) {
     LogTime time = 0;
-    // Unless a new record begins, it is the last one's line that is cut off.
+    // Without a stamp, a truncated line belongs to the last record, which is then incomplete.
     if (!parse_stamp(reader.rest, time) || time < reader.open.time) reader.is_open = false;
     ++reader.skipped;
     reader.rest.clear();
@@ -232,8 +209,8 @@ void end_event_log(EventLogReader& reader, std::deque<EventRecord>& records) {
 EventLineParts parse_event_line(std::string_view text) {
   if (text.empty()) return {};
   if (text == "kovotcp start") return named(EventLine::kStart, {});
-  if (text == "skip event: PowerOn") return named(EventLine::kPowerOnSkip, "PowerOn");
-  if (text == "auto push event: PowerOn") return named(EventLine::kAutoPush, "PowerOn");
+  if (text == "skip event: PowerOn") return named(EventLine::kPowerOnSkip, {});
+  if (text == "auto push event: PowerOn") return named(EventLine::kAutoPush, {});
   if (text == "network is ok") return named(EventLine::kMilestone, {});
   if (text.find_first_of(" :") == std::string_view::npos) {
     return named(EventLine::kBareName, text);
@@ -242,12 +219,12 @@ EventLineParts parse_event_line(std::string_view text) {
   std::int64_t number = 0;
   if (skip(rest, "push event: ")) {
     const bool test = drop_number(rest, ", test=", "", number);
-    return named(EventLine::kPush, rest, {}, test ? 1 : 0);
+    return named(EventLine::kPush, rest, test ? 1 : 0);
   }
   if (skip(rest, "created /")) return named(EventLine::kMarkerCreated, {});
   if (text.front() == '/' && drop(rest, " is exist")) return named(EventLine::kMilestone, {});
   if (skip(rest, "skip event ") && drop_number(rest, ", now-last=", " sec", number)) {
-    return named(EventLine::kStatusSkip, rest, {}, number);
+    return named(EventLine::kStatusSkip, rest, number);
   }
   rest = text;
   const std::string_view routine = skip_origin(rest);

@@ -41,22 +41,21 @@ StepColumns columns_of(const TimelineStep& step) {
 
 std::string steps_text(const std::vector<TimelineStep>& steps) {
   std::vector<StepColumns> rows;
-  StepColumns widest;
-  const auto widen = [](std::string& widest_text, const std::string& text) {
-    if (text.size() > widest_text.size()) widest_text = text;
-  };
+  std::size_t offset = 0;
+  std::size_t target = 0;
+  std::size_t payload = 0;
   for (const TimelineStep& step : steps) {
-    rows.push_back(columns_of(step));
-    widen(widest.offset, rows.back().offset);
-    widen(widest.target, rows.back().target);
-    widen(widest.payload, rows.back().payload);
+    const StepColumns& row = rows.emplace_back(columns_of(step));
+    offset = std::max(offset, row.offset.size());
+    target = std::max(target, row.target.size());
+    payload = std::max(payload, row.payload.size());
   }
   std::string text;
   for (std::size_t at = 0; at < rows.size(); ++at) {
     text += std::string(kTimeWidth + 3, ' ');
-    if (!widest.offset.empty()) text += padded(rows[at].offset, widest.offset.size() + 2);
-    text += padded(rows[at].target, widest.target.size() + 3) +
-            padded(rows[at].payload, widest.payload.size() + 3) + steps[at].text + "\n";
+    if (offset > 0) text += padded(rows[at].offset, offset + 2);
+    text += padded(rows[at].target, target + 3) + padded(rows[at].payload, payload + 3) +
+            steps[at].text + "\n";
   }
   return text;
 }
@@ -64,7 +63,7 @@ std::string steps_text(const std::vector<TimelineStep>& steps) {
 std::string event_words(const TimelineBlock& block) {
   if (block.event.empty()) return "";
   std::string text = (block.is_probable ? "probably " : "") + shown(block.event);
-  if (block.has_step_count) text += ", " + counted(block.step_count, "step");
+  if (block.step_count) text += ", " + counted(*block.step_count, "step");
   return text;
 }
 
@@ -76,7 +75,7 @@ std::string result_text(const TimelineBlock& block) {
     if (block.executed_at - block.time >= kNoticeableMs) {
       text += ", executed at " + clock_text(block.executed_at);
     }
-    if (block.has_step_count) text += " (delays as defined)";
+    if (block.step_count) text += " (delays as defined)";
   }
   if (!block.text.empty()) text += (text.empty() ? "" : ": ") + block.text;
   if (block.is_renewed && block.verdict != BlockVerdict::kHoldOff) {
@@ -119,12 +118,12 @@ bool passes(const LogFilter& filter, const TimelineBlock& block) {
          (!filter.until || block.time < *filter.until);
 }
 
-std::string block_text(const TimelineBlock& block, std::optional<std::int64_t>& day) {
-  constexpr LogTime kDayMs = 86'400'000;
+std::string block_text(const TimelineBlock& block, std::string& day) {
   std::string text;
-  if (block.time_known && day != block.time / kDayMs) {
-    text += (day ? "\n" : "") + day_text(block.time) + "\n";
-    day = block.time / kDayMs;
+  if (block.time_known && day != day_text(block.time)) {
+    if (!day.empty()) text += "\n";
+    day = day_text(block.time);
+    text += day + "\n";
   }
   text += time_column(block);
   if (block.trigger.empty() && block.source.empty()) return text + block.text + "\n";
@@ -143,7 +142,7 @@ std::string block_json(const TimelineBlock& block) {
   json["test"] = block.is_test;
   json["event"] = block.event;
   json["probably"] = block.is_probable;
-  json["step_count"] = block.has_step_count ? Json(block.step_count) : Json(nullptr);
+  json["step_count"] = block.step_count ? Json(*block.step_count) : Json(nullptr);
   json["executed"] = block.was_executed ? time_json(block.executed_at) : Json(nullptr);
   json["verdict"] = verdict_name(block.verdict);
   json["text"] = block.text;

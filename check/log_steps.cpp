@@ -11,8 +11,9 @@ namespace {
 
 constexpr std::int64_t kNanosecondsPerMillisecond = 1'000'000;
 
-/// The literal text between two placeholders. A backslash before one, or a letter after one, may
-/// become a control character together with the value.
+/// Returns the text between two placeholders as it is sent. Without a final backslash and a first
+/// "n", "r" or "t" next to a placeholder: together with its value they may become a control
+/// character.
 std::string literal_of(std::string_view text, bool after_value, bool before_value) {
   std::string literal = unescape_controls(std::string(text));
   const auto is_letter = [](char c) { return c == 'n' || c == 'r' || c == 't'; };
@@ -21,7 +22,7 @@ std::string literal_of(std::string_view text, bool after_value, bool before_valu
   return literal;
 }
 
-/// The log shows a payload up to its first NUL.
+/// Returns the literal texts of a payload up to its first NUL, where the log ends it.
 std::vector<std::string> literals_of(std::string_view payload) {
   std::vector<std::string> literals;
   std::size_t at = 0;
@@ -60,7 +61,6 @@ StepPattern make_pattern(const SubCommand& command) {
   pattern.protocol = until_nul(command.protocol);
   pattern.head = pattern.address + ":" + pattern.port + " " + pattern.protocol + " ";
   pattern.literals = literals_of(command.data);
-  pattern.sender = choose_sender(command.protocol);
   pattern.offset_ms = command.delay_from_exec_ns / kNanosecondsPerMillisecond;
   return pattern;
 }
@@ -71,20 +71,14 @@ void make_log_definitions(const DefinitionEntries& entries, LogDefinitions& defi
   definitions.compiled = compile_events(entries);
   std::vector<std::string> triggers;
   for (const CompiledEvent& compiled : definitions.compiled.events) {
-    LogEvent& event = definitions.events.emplace_back();
-    event.name = compiled.name;
-    event.trigger = compiled.trigger;
-    event.delay_s = compiled.delay_s;
-    event.step_count = static_cast<std::size_t>(compiled.step_count);
-    event.compiled = &compiled;
-    definitions.by_event.emplace(&compiled, &event);
+    LogEvent& event = definitions.events.emplace_back(LogEvent{&compiled, {}});
     const EventDefinition whole = whole_event(compiled, compiled.step_count);
     definitions.by_head.emplace(make_pattern(whole.commands.front()).head, &event);
     definitions.has_newlines =
         definitions.has_newlines ||
         std::any_of(whole.commands.begin(), whole.commands.end(),
                     [](const SubCommand& command) { return has_newline(make_pattern(command)); });
-    triggers.push_back(event.trigger);
+    triggers.emplace_back(compiled.trigger);
   }
   std::sort(triggers.begin(), triggers.end());
   definitions.triggers = make_suggester(std::move(triggers));
@@ -92,13 +86,14 @@ void make_log_definitions(const DefinitionEntries& entries, LogDefinitions& defi
 
 LogEvent* pushed_event(LogDefinitions& definitions, std::string_view name, bool test) {
   const CompiledEvent* found = find_event(definitions.compiled, name, test ? 1 : 0);
-  return found == nullptr ? nullptr : definitions.by_event.find(found)->second;
+  if (found == nullptr) return nullptr;
+  return &*std::find_if(definitions.events.begin(), definitions.events.end(),
+                        [&](const LogEvent& event) { return event.compiled == found; });
 }
 
 const std::vector<StepPattern>& steps_of(LogEvent& event) {
   if (event.steps.empty()) {
-    const EventDefinition whole =
-        whole_event(*event.compiled, static_cast<std::int32_t>(event.step_count));
+    const EventDefinition whole = whole_event(*event.compiled, event.compiled->step_count);
     for (const SubCommand& command : whole.commands) event.steps.push_back(make_pattern(command));
   }
   return event.steps;

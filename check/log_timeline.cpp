@@ -1,3 +1,6 @@
+// Follows the event log record by record. A block is shown when it is done and no equal step can
+// still compete for the error of one of its steps; blocks are shown in order. Records of the main
+// log that no record of the event log explains become blocks at the time of the nearest anchor.
 #include "check/log_timeline.h"
 
 #include <algorithm>
@@ -9,84 +12,71 @@
 namespace kovo::check {
 namespace {
 
-constexpr LogTime kLongPauseMs = 15'000;  // a longer one counts as this
-constexpr std::size_t kMaxBlocks = 10'000;
-
-bool is_send_error(MainLine kind) {
-  return kind == MainLine::kConnectError || kind == MainLine::kSendError;
-}
+constexpr LogTime kLongPauseMs = 15'000;    // a longer one counts as this: see Timeline::elapsed
+constexpr std::size_t kMaxBlocks = 10'000;  // waiting for others; bounds the memory
 
 void show_done(Timeline& timeline) {
   while (!timeline.blocks.empty()) {
     TimelineBlock& block = *timeline.blocks.front();
     const bool crowded = timeline.blocks.size() > kMaxBlocks;
     if (!block.is_done || (timeline.elapsed < block.hold_until && !crowded)) return;
-    close_steps(timeline, block);
+    settle_errors(timeline, block);
     const PlacedRecord* error = block.error;
     if (error == nullptr || !(error->is_taken || error->is_explained)) timeline.sink(block);
     timeline.blocks.pop_front();
   }
 }
 
-// Records of the main log that nothing in the event log explains.
-
-void add_main_block(Timeline& timeline, const PlacedRecord& placed, BlockVerdict verdict,
-                    std::string trigger, std::string source, std::string text) {
-  TimelineBlock& block = add_block(timeline);
-  const std::optional<Anchor>& near = placed.after ? placed.after : placed.before;
-  block.time_known = near.has_value();
-  block.is_about = true;
-  if (near) block.time = near->time;
-  block.trigger = std::move(trigger);
-  block.source = std::move(source);
-  settle(block, verdict, std::move(text), verdict != BlockVerdict::kNote);
-}
-
-std::string target_of(const MainRecord& record) {
-  return shown(record.name) + ":" + std::to_string(record.number) + " " + quoted(record.value);
-}
-
+/// Shows a record of the main log that nothing in the event log explains.
 void show_main_record(Timeline& timeline, const PlacedRecord& placed) {
   const MainRecord& record = *placed.record;
+  const auto add = [&](BlockVerdict verdict, std::string_view trigger, const char* source,
+                       const std::string& text) {
+    TimelineBlock& block =
+        add_settled(timeline, trigger, source, verdict, text, verdict != BlockVerdict::kNote);
+    const std::optional<Anchor>& near = placed.after ? placed.after : placed.before;
+    block.time_known = near.has_value();
+    block.is_about = true;
+    if (near) block.time = near->time;
+    return &block;
+  };
   switch (record.kind) {
     case MainLine::kDisabled:
-      add_main_block(timeline, placed, BlockVerdict::kDisabled, record.name, "on tcp:2700",
-                     "dropped: events are disabled");
+      add(BlockVerdict::kDisabled, record.name, "on tcp:2700", "dropped: events are disabled");
       break;
     case MainLine::kExpired:
-      add_main_block(timeline, placed, BlockVerdict::kExpired, record.name, "",
-                     "dropped: " + shown(record.value) + " was not executed within 60 s");
+      add(BlockVerdict::kExpired, record.name, "",
+          "dropped: " + shown(record.value) + " was " + expired_text());
       break;
     case MainLine::kConnectError:
     case MainLine::kSendError:
-      add_main_block(timeline, placed, BlockVerdict::kDropped, "", "",
-                     "NOT SENT: TCP " + target_of(record) + ": " + reason_of(record) +
-                         " (its step is not in the event log)");
-      timeline.blocks.back()->error = &placed;
+      add(BlockVerdict::kDropped, "", "",
+          "NOT SENT: TCP " + shown(record.name) + ":" + std::to_string(record.number) + " " +
+              quoted(record.value) + ": " + reason_of(record) +
+              " (its step is not in the event log)")
+          ->error = &placed;
       break;
     case MainLine::kSenderError:
-      add_main_block(timeline, placed, BlockVerdict::kDropped, "", "",
-                     "NOT SENT: a step of " + shown(record.name) + ": " + record.error);
+      add(BlockVerdict::kDropped, "", "",
+          "NOT SENT: a step of " + shown(record.name) + ": " + record.error);
       break;
     case MainLine::kDropped:
-      add_main_block(
-          timeline, placed, BlockVerdict::kDropped, record.name, "",
-          record.name.empty() ? "dropped: " + record.error : "dropped: too many events are queued");
+      add(BlockVerdict::kDropped, record.name, "",
+          "dropped: " + (record.name.empty() ? record.error : "too many events are queued"));
       break;
     case MainLine::kRefused:
-      add_main_block(timeline, placed, BlockVerdict::kDropped, record.name, "on port 2727",
-                     "refused: no command, or malformed");
+      add(BlockVerdict::kDropped, record.name, "on port 2727", "refused: no command, or malformed");
       break;
     case MainLine::kSettingRefused:
-      add_main_block(timeline, placed, BlockVerdict::kNote, record.name, "by setting",
-                     "a setting needs a value: nothing is raised");
+      add(BlockVerdict::kNote, record.name, "by setting",
+          "a setting needs a value: nothing is raised");
       break;
     default:
       break;
   }
 }
 
-/// An expiry is that of the first queued event of its name that is old enough.
+/// Settles the first queued event that an expiry may belong to; returns whether there is one.
 bool expires_queued(Timeline& timeline, const PlacedRecord& placed) {
   for (const QueuedEvent& queued : timeline.queue) {
     if (!settle_expired(timeline, queued)) continue;
@@ -96,10 +86,10 @@ bool expires_queued(Timeline& timeline, const PlacedRecord& placed) {
   return false;
 }
 
-/// Shows what the main log alone has, up to a record of the event log.
+/// Shows what only the main log has, up to a record of the event log.
 void show_main_log(Timeline& timeline, std::uint64_t record) {
   const std::vector<PlacedRecord>& records = timeline.main_log.records;
-  if (!timeline.execution.lines.empty()) return;  // it may explain an error
+  if (!timeline.execution.lines.empty()) return;  // these may explain an error
   for (; timeline.next_placed < records.size(); ++timeline.next_placed) {
     const PlacedRecord& placed = records[timeline.next_placed];
     if (record != UINT64_MAX && (!placed.before || placed.before->record > record)) return;
@@ -107,8 +97,6 @@ void show_main_log(Timeline& timeline, std::uint64_t record) {
     show_main_record(timeline, placed);
   }
 }
-
-// Records of the event log.
 
 void on_status_line(Timeline& timeline, std::string_view text) {
   if (starts_with_nocase(text, "port") || starts_with_nocase(text, "sys")) return;
@@ -149,8 +137,7 @@ void on_record(Timeline& timeline, const EventRecord& record) {
   }
   switch (parts.kind) {
     case EventLine::kStart:
-      on_start(timeline);
-      break;
+      return on_start(timeline);
     case EventLine::kMarkerCreated:
       push_power_on(timeline);
       timeline.marker_created = true;
@@ -159,37 +146,30 @@ void on_record(Timeline& timeline, const EventRecord& record) {
       if (!std::exchange(timeline.marker_created, false)) push_power_on(timeline);
       break;
     case EventLine::kPush:
-      on_push(timeline, parts);
-      break;
+      return on_push(timeline, parts);
     case EventLine::kCommand:
       close_execution(timeline);
       add_source(timeline, std::string(strip_newline(parts.name)), "on tcp:2700");
       break;
     case EventLine::kStatusLine:
-      on_status_line(timeline, parts.name);
-      break;
+      return on_status_line(timeline, parts.name);
     case EventLine::kVariable:
     case EventLine::kBareName:
-      add_source(timeline, std::string(parts.name), variable_source(parts.name));
-      break;
+      return add_source(timeline, std::string(parts.name), variable_source(parts.name));
     case EventLine::kVariableSkip:
-      on_skip(timeline, parts, variable_source(parts.name), "message of its row");
-      break;
+      return on_skip(timeline, parts, variable_source(parts.name), "message of its row");
     case EventLine::kStatusSkip:
-      on_skip(timeline, parts, "on udp:2728", "line of its row");
-      break;
+      return on_skip(timeline, parts, "on udp:2728", "line of its row");
     case EventLine::kSettingChanged:
-      add_source(timeline, std::string(parts.name), "by setting " + shown(parts.name));
-      break;
+      return add_source(timeline, std::string(parts.name), "by setting " + shown(parts.name));
     case EventLine::kSettingSame:
       add_settled(timeline, parts.name, "by setting " + shown(parts.name), BlockVerdict::kSameValue,
                   "skipped: the setting has this value already", false);
       break;
     case EventLine::kPowerOnSkip:
-      on_power_on_skip(timeline);
-      break;
+      return on_power_on_skip(timeline);
     case EventLine::kMilestone:
-      break;
+      return;
     default:
       ++timeline.unknown_records;
   }
@@ -203,6 +183,10 @@ TimelineBlock& add_block(Timeline& timeline) {
   return block;
 }
 
+std::string expired_text() {
+  return "not executed within " + std::to_string(kEventLifeS) + " s";
+}
+
 void settle(TimelineBlock& block, BlockVerdict verdict, std::string text, bool failed) {
   block.verdict = verdict;
   block.text = std::move(text);
@@ -210,12 +194,13 @@ void settle(TimelineBlock& block, BlockVerdict verdict, std::string text, bool f
   block.is_done = true;
 }
 
-void add_settled(Timeline& timeline, std::string_view trigger, std::string source,
-                 BlockVerdict verdict, std::string text, bool failed) {
+TimelineBlock& add_settled(Timeline& timeline, std::string_view trigger, std::string source,
+                           BlockVerdict verdict, std::string text, bool failed) {
   TimelineBlock& block = add_block(timeline);
   block.trigger = trigger;
   block.source = std::move(source);
   settle(block, verdict, std::move(text), failed);
+  return block;
 }
 
 const char* verdict_name(StepVerdict verdict) {
@@ -233,7 +218,7 @@ const char* verdict_name(BlockVerdict verdict) {
 }
 
 void begin_timeline(Timeline& timeline) {
-  bool is_started = false;  // the next reading of the definitions is that of the start
+  bool is_started = false;  // at its start, the daemon reads its definitions in any case
   for (std::size_t at = 0; at < timeline.main_log.records.size(); ++at) {
     const PlacedRecord& placed = timeline.main_log.records[at];
     const MainRecord& record = *placed.record;
@@ -245,9 +230,9 @@ void begin_timeline(Timeline& timeline) {
       if (!std::exchange(is_started, false) && timeline.main_log.first)
         timeline.renewed_until = next;
     }
-    if (!is_send_error(record.kind)) continue;
-    timeline.errors[target_key(record.name, record.number, &record.value)].push_back(at);
-    timeline.errors[target_key(record.name, record.number, nullptr)].push_back(at);
+    if (record.kind != MainLine::kConnectError && record.kind != MainLine::kSendError) continue;
+    timeline.errors[target_key(record.name, record.number, record.value)].push_back(at);
+    timeline.errors[target_key(record.name, record.number, {})].push_back(at);
   }
 }
 

@@ -1,9 +1,9 @@
-// What happened, by the logs: one block for each name that was raised, dropped or skipped. It never
-// says more than the logs do. Pure records in, blocks out.
+// The timeline: one block for each name that was raised, dropped or skipped. It never says more
+// than the logs do. Records in, blocks out; no input or output.
 //
-// The daemon logs a push before it looks the name up, and executes the events that are due in the
-// order in which they were queued, each with all its steps at once. So a step's line belongs to the
-// first queued event that is due and fits it.
+// The daemon logs a push before it searches an event for it, and executes the events that are due
+// in the order in which they were queued, each with all its steps at once. So the line of a step
+// belongs to the first queued event that is due and fits it.
 #pragma once
 
 #include <deque>
@@ -17,12 +17,13 @@
 #include "check/log_align.h"
 #include "check/log_records.h"
 #include "check/log_steps.h"
+#include "engine/event_rules.h"
 
 namespace kovo::check {
 
 enum class StepVerdict { kExecuted, kNoError, kNoErrorYet, kNotKnown, kNotSent, kSkipped };
 
-/// Returns the word of JSON, such as "not_sent".
+/// Returns the name of a verdict in JSON, such as "not_sent".
 const char* verdict_name(StepVerdict verdict);
 
 struct TimelineStep {
@@ -47,7 +48,7 @@ inline bool is_status(const TimelineStep& step) {
 enum class BlockVerdict {
   kExecuted,
   kNoEvent,
-  kNotExecuted,  // and why is not known
+  kNotExecuted,  // for an unknown reason
   kNotKnown,
   kHoldOff,
   kSameValue,
@@ -60,31 +61,30 @@ enum class BlockVerdict {
   kNote,
 };
 
-/// Returns the word of JSON, such as "hold_off".
+/// Returns the name of a verdict in JSON, such as "hold_off".
 const char* verdict_name(BlockVerdict verdict);
 
 struct TimelineBlock {
   bool time_known = true;
-  bool is_about = false;  // the time is that of a neighbour
+  bool is_about = false;  // the time is that of the nearest anchor
   LogTime time = 0;
   std::string trigger;
   std::string source;  // "on tcp:2700"
   bool is_test = false;
-  std::string event;  // of the definitions given; empty when none is known
+  std::string event;  // of the definitions; empty if unknown
   bool is_probable = false;
-  bool has_step_count = false;
-  std::size_t step_count = 0;
+  std::optional<std::size_t> step_count;  // of the event
   bool was_executed = false;
   LogTime executed_at = 0;
   BlockVerdict verdict = BlockVerdict::kNotKnown;
   std::string text;  // the verdict in words
   bool has_failed = false;
-  bool is_renewed = false;  // the definitions were read again later
+  bool is_renewed = false;  // the daemon read its definitions again later
   std::vector<TimelineStep> steps;
 
   bool is_done = false;
-  const PlacedRecord* error = nullptr;  // shown only if it is not that of a step
-  std::int64_t hold_until = 0;  // of Timeline::elapsed: equal steps may still compete for an error
+  const PlacedRecord* error = nullptr;  // the block is not shown if a step has it
+  std::int64_t hold_until = 0;  // as Timeline::elapsed: until then equal steps compete for an error
 };
 
 using BlockSink = std::function<void(const TimelineBlock&)>;
@@ -92,12 +92,13 @@ using BlockSink = std::function<void(const TimelineBlock&)>;
 /// An event that may still be executed.
 struct QueuedEvent {
   TimelineBlock* block;
-  LogEvent* event;  // null: not in the definitions given, or none are
+  LogEvent* event;  // null: not in the definitions, or none are given
   LogTime pushed_at;
   std::int64_t elapsed_at_push;  // as Timeline::elapsed
-  std::size_t names_before;      // in the same push
+  LogTime lookup_ms;             // at most, to find the events of the names pushed so far
 };
 
+/// Why a name will be pushed.
 struct PushSource {
   std::string name;
   std::string text;
@@ -116,13 +117,13 @@ struct ExecutionCandidate {
   LogEvent* event;
 };
 
-/// An execution whose lines are being read, and the events that fit them all.
+/// An execution whose lines are being read, and the events that all of them fit.
 struct Execution {
-  std::vector<ExecutionCandidate> candidates;  // the likeliest one first
+  std::vector<ExecutionCandidate> candidates;  // the likeliest one first; none for an unknown event
   std::vector<ExecutedLine> lines;
 };
 
-/// A step whose error, if there is one, is in the main log.
+/// An executed step whose error, if it has one, has not been searched yet.
 struct OpenStep {
   std::uint64_t record;
   LogTime due;
@@ -131,42 +132,42 @@ struct OpenStep {
 };
 
 struct Timeline {
-  // What it is made of: set before begin_timeline.
+  // Set before begin_timeline.
   LogDefinitions* definitions = nullptr;  // null: not given
   const LogIndex* index = nullptr;
   PlacedLog main_log;
   BlockSink sink;
 
-  std::deque<std::unique_ptr<TimelineBlock>> blocks;  // not shown yet, in their order
+  std::deque<std::unique_ptr<TimelineBlock>> blocks;  // not shown yet, in order
   std::deque<QueuedEvent> queue;
-  std::deque<PushSource> sources;  // a push of the name follows
+  std::deque<PushSource> sources;
   Execution execution;
-  std::unordered_map<std::string, std::deque<std::size_t>> errors;    // of the main log, by target
-  std::unordered_map<std::string, std::vector<OpenStep>> open_steps;  // likewise
-  std::unordered_map<std::string, std::string> long_texts;  // by what comes before a line in them
-                                                            // that looks like a record
-  std::vector<std::size_t> expiries;                        // records of the main log
-  std::uint64_t renewed_until = 0;  // of the event log: the definitions were read again after it
-  std::size_t next_placed = 0;      // record of the main log
-  std::uint64_t record = 0;         // of the event log
+  // By target_key: errors as positions in the main log, and the steps that may have caused them.
+  std::unordered_map<std::string, std::deque<std::size_t>> errors;
+  std::unordered_map<std::string, std::vector<OpenStep>> open_steps;
+  std::unordered_map<std::string, std::string> long_texts;  // by their beginnings
+  std::vector<std::size_t> expiries;                        // positions in the main log
+  std::uint64_t renewed_until = 0;  // the daemon read its definitions again before this record
+  std::size_t next_placed = 0;      // position in the main log
+  std::uint64_t record = 0;         // position in the event log
   LogTime now = 0;                  // of the last record
-  std::int64_t elapsed = 0;  // milliseconds; of a long pause a part: the clock may have been set
+  std::int64_t elapsed = 0;         // milliseconds; long pauses are shortened, the clock may be set
   bool marker_created = false;
   std::uint64_t unknown_records = 0;
-  std::vector<std::uint64_t> embedded;  // lines like records that are part of the one before
+  std::vector<std::uint64_t> embedded;  // records that are part of the text of the one before
 };
 
-/// Prepares a timeline: its definitions, index, main log and sink are set.
+/// Prepares a timeline whose first four members are set.
 void begin_timeline(Timeline& timeline);
 
-/// Takes the first of `records` and, if it turns out to go on in lines that look like records,
-/// those too; the records after it are only looked at. Returns how many were taken.
+/// Adds the first of `records`, with the following ones that turn out to be part of its text.
+/// Returns how many were added.
 std::size_t add_record(Timeline& timeline, const std::deque<EventRecord>& records);
 
 /// Notes that a part of the event log is missing here.
 void add_gap(Timeline& timeline);
 
-/// Ends the timeline: everything that is open gets its verdict.
+/// Ends the timeline: gives every open block its verdict.
 void end_timeline(Timeline& timeline);
 
 }  // namespace kovo::check

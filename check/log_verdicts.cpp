@@ -1,8 +1,10 @@
-// What is said of a step: by its line, by what ended the daemon, and by the errors of the main log.
+// Gives the steps their verdicts: by the line of a step, by the end of the daemon or of a log
+// before the step was due, and by the errors of the main log.
 //
-// An error is that of a step which was due shortly before it. Where equal steps compete for one, it
-// is certain only if as many errors as steps fit; so errors are found when the steps after are
-// known.
+// An error names a destination and a payload, not a step. It belongs to a step that was due shortly
+// before it. If more equal steps than errors fit, any of them may have failed, and no verdict says
+// more than that. So errors are searched only when the following steps are known. UDP leaves no
+// error, and the reply of a receiver is not logged: "no error logged" is the best verdict.
 #include <algorithm>
 
 #include "check/log_parts.h"
@@ -13,11 +15,12 @@
 namespace kovo::check {
 namespace {
 
-constexpr LogTime kConnectMs = 2000;  // the time-out of a connection
+constexpr LogTime kConnectMs = 2000;  // the timeout of a connect
+constexpr LogTime kTightMs = 1500;    // the usual difference between the records of an anchor
 
-constexpr LogTime kTightMs = 1500;  // by which they differ as a rule
+constexpr char kUdpExecuted[] = "executed (UDP leaves no trace)";
 
-/// Whether the clock was set back after a record and up to another one.
+/// Returns whether the clock was set back after a record and up to another one.
 bool is_set_back_between(const Timeline& timeline, std::uint64_t record, std::uint64_t end) {
   const std::vector<std::uint64_t>& steps = timeline.index->steps_back;
   const auto next = std::upper_bound(steps.begin(), steps.end(), record);
@@ -26,13 +29,13 @@ bool is_set_back_between(const Timeline& timeline, std::uint64_t record, std::ui
 
 enum class Fit { kNo, kLoose, kTight };
 
-/// Whether a record of the main log certainly comes before one of the event log.
+/// Returns whether a record of the main log certainly comes before one of the event log.
 bool is_before(const PlacedRecord& placed, std::uint64_t record) {
   return placed.before && !placed.before->is_first && placed.before->record < record;
 }
 
-/// Whether an error may be that of a step: logged after the step was due, and before it had to be
-/// sent. The record before it may itself have waited.
+/// Returns whether an error may be that of a step: logged after the step was due and before its
+/// timeout. The anchor before the error may be older than the error.
 Fit fit_of(const Timeline& timeline, const PlacedRecord& error, const OpenStep& step) {
   if (is_before(error, step.record)) return Fit::kNo;
   const std::uint64_t end = error.before ? error.before->record : UINT64_MAX;
@@ -44,28 +47,27 @@ Fit fit_of(const Timeline& timeline, const PlacedRecord& error, const OpenStep& 
   return late <= (step.offset_known ? kSkewMs : kLifeMs) ? Fit::kLoose : Fit::kNo;
 }
 
-enum class ErrorMatch { kNone, kMaybe, kCertain };
-
 struct FoundError {
-  ErrorMatch match = ErrorMatch::kNone;
   const MainRecord* record = nullptr;
+  bool is_certain = false;  // otherwise it may be that of an equal step
 };
 
-std::size_t count_fitting(const Timeline& timeline, const PlacedRecord& error,
-                          const std::vector<OpenStep>& steps, Fit least) {
-  return static_cast<std::size_t>(
-      std::count_if(steps.begin(), steps.end(),
-                    [&](const OpenStep& step) { return fit_of(timeline, error, step) >= least; }));
+/// Returns how many steps an error fits tightly.
+std::size_t count_tight(const Timeline& timeline, const PlacedRecord& error,
+                        const std::vector<OpenStep>& steps) {
+  return static_cast<std::size_t>(std::count_if(
+      steps.begin(), steps.end(),
+      [&](const OpenStep& step) { return fit_of(timeline, error, step) == Fit::kTight; }));
 }
 
-/// Whether a payload is that of a plain step, which a step that sends the status may not claim.
-bool is_plain(const Timeline& timeline, const PlacedRecord& error, const std::string& key) {
+/// Returns whether an error found by a key without payload belongs to a step with that payload.
+bool has_plain_step(const Timeline& timeline, const PlacedRecord& error, const std::string& key) {
   const MainRecord& record = *error.record;
-  const std::string plain = target_key(record.name, record.number, &record.value);
+  const std::string plain = target_key(record.name, record.number, record.value);
   return plain != key && timeline.open_steps.count(plain) > 0;
 }
 
-/// Finds the error of a step. It is certain when as many errors as equal steps fit.
+/// Finds the error of a step. It is certain if at least as many errors as equal steps fit.
 FoundError find_error(Timeline& timeline, const std::string& key, const OpenStep& step) {
   const auto found = timeline.errors.find(key);
   if (found == timeline.errors.end()) return {};
@@ -77,26 +79,22 @@ FoundError find_error(Timeline& timeline, const std::string& key, const OpenStep
     PlacedRecord& error = timeline.main_log.records[at];
     const bool is_past = error.after && error.after->time > step.due + kLifeMs + kSendMs;
     if (is_past && timeline.index->steps_back.empty()) break;
-    if (error.is_taken || is_plain(timeline, error, key)) continue;
+    if (error.is_taken || has_plain_step(timeline, error, key)) continue;
     const Fit fit = fit_of(timeline, error, step);
     if (fit == Fit::kTight && ++tight_count == 1) tight = &error;
     if (fit == Fit::kLoose && loose == nullptr) loose = &error;
   }
-  if (tight != nullptr) {
-    tight->is_explained = true;
-    if (count_fitting(timeline, *tight, steps, Fit::kTight) > tight_count) {
-      return {ErrorMatch::kMaybe, tight->record};
-    }
-    tight->is_taken = true;
-    return {ErrorMatch::kCertain, tight->record};
-  }
-  if (loose == nullptr || count_fitting(timeline, *loose, steps, Fit::kTight) > 0) return {};
-  loose->is_explained = true;
-  return {ErrorMatch::kMaybe, loose->record};
+  PlacedRecord* const error = tight != nullptr ? tight : loose;
+  if (error == nullptr) return {};
+  const std::size_t equal = count_tight(timeline, *error, steps);
+  if (tight == nullptr && equal > 0) return {};
+  error->is_explained = true;
+  error->is_taken = tight != nullptr && equal <= tight_count;
+  return {error->record, error->is_taken};
 }
 
-/// Forgets the errors that come before all steps which may still have one.
-void forget_errors(Timeline& timeline, const std::string& key) {
+/// Removes the errors before all open steps, so that a search does not go through all of them.
+void remove_old_errors(Timeline& timeline, const std::string& key) {
   const auto found = timeline.errors.find(key);
   if (found == timeline.errors.end()) return;
   std::uint64_t first = timeline.record;
@@ -109,53 +107,52 @@ void forget_errors(Timeline& timeline, const std::string& key) {
   }
 }
 
-/// Takes a step off the open ones and finds its error.
+/// Removes a step from the open ones and finds its error.
 FoundError close_step(Timeline& timeline, const std::string& key, const TimelineBlock& block) {
   std::vector<OpenStep>& steps = timeline.open_steps[key];
   const auto step = std::find_if(steps.begin(), steps.end(),
                                  [&](const OpenStep& one) { return one.block == &block; });
   if (step == steps.end()) return {};
-  forget_errors(timeline, key);
+  remove_old_errors(timeline, key);
   const FoundError error = find_error(timeline, key, *step);
   steps.erase(step);
   if (steps.empty()) timeline.open_steps.erase(key);
   return error;
 }
 
-void judge(TimelineStep& step, StepVerdict verdict, std::string text) {
+void set_verdict(TimelineStep& step, StepVerdict verdict, std::string text) {
   step.verdict = verdict;
   step.text = std::move(text);
 }
 
-/// Judges a step by what ended the daemon, or the log, before it was due. Returns whether it did.
-bool judge_by_break(const Timeline& timeline, const ExecutedLine& line, LogTime due,
-                    TimelineStep& step) {
+/// Gives a step its verdict if the daemon or the log ended before it was due; otherwise returns
+/// false.
+bool settle_by_break(const Timeline& timeline, const ExecutedLine& line, LogTime due,
+                     TimelineStep& step) {
   const std::vector<Break>& breaks = timeline.index->breaks;
   const auto next =
       std::upper_bound(breaks.begin(), breaks.end(), line.record,
                        [](std::uint64_t record, const Break& one) { return record < one.record; });
   if (next == breaks.end()) {
     if (due <= timeline.index->last) return false;
-    judge(step, StepVerdict::kNotKnown, "not known: due after the end of the log");
+    set_verdict(step, StepVerdict::kNotKnown, "not known: due after the end of the log");
     return true;
   }
   if (due <= next->last || !step.offset_known) return false;
-  const bool certain = !next->is_gap && due >= next->time &&
-                       !is_set_back_between(timeline, line.record, next->record);
-  if (certain) {
-    judge(
-        step, StepVerdict::kNotSent,
-        "NOT SENT: the daemon was restarted at " + clock_text(next->time) + ", before it was due");
+  const std::string time = clock_text(next->time);
+  if (next->is_gap) {
+    set_verdict(step, StepVerdict::kNotKnown, "not known: a part of the log is missing");
+  } else if (due >= next->time && !is_set_back_between(timeline, line.record, next->record)) {
+    set_verdict(step, StepVerdict::kNotSent,
+                "NOT SENT: the daemon was restarted at " + time + ", before it was due");
   } else {
-    judge(step, StepVerdict::kNotKnown,
-          next->is_gap
-              ? "not known: a part of the log is missing"
-              : "not known: the daemon ended at some time before " + clock_text(next->time));
+    set_verdict(step, StepVerdict::kNotKnown,
+                "not known: the daemon ended at some time before " + time);
   }
   return true;
 }
 
-/// Whether the main log is there from a record on, up to a time.
+/// Returns why the main log does not have the errors from a record on, up to a time; "" if it does.
 std::string missing_main_log(const Timeline& timeline, std::uint64_t record, LogTime until) {
   const PlacedLog& log = timeline.main_log;
   if (log.records.empty()) return "kovo.log is missing";
@@ -167,75 +164,74 @@ std::string missing_main_log(const Timeline& timeline, std::uint64_t record, Log
   return "";
 }
 
-const std::string kStatusRequest = "getStatus";
-
 std::string status_key() {
-  return target_key("127.0.0.1", 50003, &kStatusRequest);
+  return target_key("127.0.0.1", 50003, kStatusRequest);
 }
 
 std::string key_of(const TimelineStep& step) {
-  return target_key(step.address, to_int32(step.port),
-                    is_tcp(step) && is_status(step) ? nullptr : &step.payload);
+  std::optional<std::string_view> payload;
+  if (!is_tcp(step) || !is_status(step)) payload = step.payload;
+  return target_key(step.address, to_int32(step.port), payload);
 }
 
-/// What is said of a step that leaves an error when it fails, without one.
-void judge_without_error(Timeline& timeline, const ExecutedLine& line, LogTime due,
-                         TimelineStep& step) {
+/// Gives a step that logs its errors the verdict that it has without one.
+void settle_without_error(Timeline& timeline, const ExecutedLine& line, LogTime due,
+                          TimelineStep& step) {
   const std::string missing = missing_main_log(timeline, line.record, due + kSendMs);
-  if (!missing.empty() && !is_tcp(step) && is_status(step)) {
-    judge(step, StepVerdict::kExecuted, "executed (UDP leaves no trace)");
+  if (!missing.empty() && !is_tcp(step)) {
+    set_verdict(step, StepVerdict::kExecuted, kUdpExecuted);
   } else if (!missing.empty()) {
-    judge(step, StepVerdict::kNotKnown, "not known: " + missing);
+    set_verdict(step, StepVerdict::kNotKnown, "not known: " + missing);
   } else if (timeline.main_log.last->time < due + kSendMs) {
-    judge(step, StepVerdict::kNoErrorYet, "no error logged before the log ends");
+    set_verdict(step, StepVerdict::kNoErrorYet, "no error logged before the log ends");
   } else {
-    judge(step, StepVerdict::kNoError,
-          step.offset_known ? "no error logged"
-                            : "no error logged soon after (its delay is not known)");
+    set_verdict(step, StepVerdict::kNoError,
+                step.offset_known ? "no error logged"
+                                  : "no error logged soon after (its delay is not known)");
   }
 }
 
-void judge_error(const FoundError& error, TimelineStep& step) {
-  if (error.match == ErrorMatch::kCertain) {
-    judge(step, StepVerdict::kNotSent, "NOT SENT: " + reason_of(*error.record));
-  } else if (error.match == ErrorMatch::kMaybe) {
-    judge(step, StepVerdict::kNotKnown,
-          "not known: this step or an equal one was not sent: " + reason_of(*error.record));
+void add_error(const FoundError& error, TimelineStep& step) {
+  if (error.record == nullptr) return;
+  const std::string reason = reason_of(*error.record);
+  if (error.is_certain) {
+    set_verdict(step, StepVerdict::kNotSent, "NOT SENT: " + reason);
+  } else {
+    set_verdict(step, StepVerdict::kNotKnown,
+                "not known: this step or an equal one was not sent: " + reason);
   }
 }
 
-void judge_status_error(const FoundError& error, TimelineStep& step) {
-  if (error.match == ErrorMatch::kNone) return;
+void add_status_error(const FoundError& error, TimelineStep& step) {
+  if (error.record == nullptr) return;
   const bool without_error =
       step.verdict == StepVerdict::kNoError || step.verdict == StepVerdict::kNoErrorYet;
-  if (!is_tcp(step) && is_status(step) && without_error) {
-    judge(step, StepVerdict::kExecuted, "executed (UDP leaves no trace)");
-  }
+  if (!is_tcp(step) && without_error) set_verdict(step, StepVerdict::kExecuted, kUdpExecuted);
   step.text += std::string("; the status service ") +
-               (error.match == ErrorMatch::kMaybe ? "may have failed: " : "failed: ") +
-               error.record->error + ", sent in place of the status";
+               (error.is_certain ? "failed: " : "may have failed: ") + error.record->error +
+               ", sent in place of the status";
 }
 
 }  // namespace
 
-std::string target_key(std::string_view address, std::int64_t port, const std::string* payload) {
+std::string target_key(std::string_view address, std::int64_t port,
+                       std::optional<std::string_view> payload) {
   std::string key(cut_text(address, kMaxShortText));
   key += "\n" + std::to_string(port);
-  return payload == nullptr ? key : key + "\n" + std::string(sent_part(*payload));
+  return payload ? key + "\n" + std::string(sent_part(*payload)) : key;
 }
 
 std::string reason_of(const MainRecord& error) {
-  if (contains(error.error, "Operation now in progress")) return "no answer (" + error.error + ")";
+  // A connect that SO_SNDTIMEO ends fails with EINPROGRESS.
+  if (contains(error.error, "Operation now in progress")) return "connection timed out";
   return error.error;
 }
 
-void close_steps(Timeline& timeline, TimelineBlock& block) {
+void settle_errors(Timeline& timeline, TimelineBlock& block) {
   for (TimelineStep& step : block.steps) {
     if (step.verdict == StepVerdict::kSkipped) continue;
-    if (is_tcp(step)) judge_error(close_step(timeline, key_of(step), block), step);
-    if (is_status(step)) {
-      judge_status_error(close_step(timeline, status_key(), block), step);
-    }
+    if (is_tcp(step)) add_error(close_step(timeline, key_of(step), block), step);
+    if (is_status(step)) add_status_error(close_step(timeline, status_key(), block), step);
   }
   if (!block.was_executed) return;
   block.has_failed =
@@ -244,33 +240,29 @@ void close_steps(Timeline& timeline, TimelineBlock& block) {
       });
 }
 
-void judge_step(Timeline& timeline, const ExecutedLine& line, const TimelineBlock& block,
-                TimelineStep& step) {
+void settle_step(Timeline& timeline, const ExecutedLine& line, const TimelineBlock& block,
+                 TimelineStep& step) {
   if (line.kind == EventLine::kDisabledStep) {
-    judge(step, StepVerdict::kSkipped, "NOT SENT: events are disabled");
-    return;
+    return set_verdict(step, StepVerdict::kSkipped, "NOT SENT: events are disabled");
   }
   if (line.kind == EventLine::kPeriodSkip) {
-    judge(step, StepVerdict::kSkipped,
-          "NOT SENT: within " + std::to_string(kPowerOnPeriodS) + " s of uptime after boot");
-    return;
+    return set_verdict(
+        step, StepVerdict::kSkipped,
+        "NOT SENT: within " + std::to_string(kPowerOnPeriodS) + " s of uptime after boot");
   }
   if (!step.sender) {
-    judge(step, StepVerdict::kNotSent, "NOT SENT: " + quoted(step.protocol) + " is no protocol");
-    return;
+    return set_verdict(step, StepVerdict::kNotSent,
+                       "NOT SENT: " + quoted(step.protocol) + " is no protocol");
   }
   const LogTime due = line.time + std::max<LogTime>(0, step.offset_ms);
   const OpenStep open{line.record, due, step.offset_known, &block};
   if (is_tcp(step)) timeline.open_steps[key_of(step)].push_back(open);
   if (is_status(step)) timeline.open_steps[status_key()].push_back(open);
-  if (judge_by_break(timeline, line, due, step)) return;
-  if (step.sender && !is_tcp(step) && !is_status(step)) {
-    judge(step, StepVerdict::kExecuted,
-          step.offset_known ? "executed (UDP leaves no trace)"
-                            : "executed (UDP leaves no trace; its delay is not known)");
-  } else {
-    judge_without_error(timeline, line, due, step);
-  }
+  if (settle_by_break(timeline, line, due, step)) return;
+  if (is_tcp(step) || is_status(step)) return settle_without_error(timeline, line, due, step);
+  set_verdict(
+      step, StepVerdict::kExecuted,
+      step.offset_known ? kUdpExecuted : "executed (UDP leaves no trace; its delay is not known)");
 }
 
 }  // namespace kovo::check

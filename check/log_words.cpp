@@ -1,10 +1,15 @@
 #include "check/log_words.h"
 
-#include <cctype>
-
 #include "frame/text.h"
 
 namespace kovo::check {
+namespace {
+
+constexpr char kDigits[] = "0123456789";
+constexpr char kRoutineCharacters[] =
+    "0123456789_ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
+
+}  // namespace
 
 bool skip(std::string_view& text, std::string_view prefix) {
   if (text.substr(0, prefix.size()) != prefix) return false;
@@ -21,19 +26,14 @@ bool drop(std::string_view& text, std::string_view suffix) {
 }
 
 std::string_view digits_at(std::string_view text) {
-  std::size_t size = 0;
-  while (size < text.size() && text[size] >= '0' && text[size] <= '9') ++size;
-  return text.substr(0, size);
+  return text.substr(0, text.find_first_not_of(kDigits));
 }
 
 std::string_view skip_origin(std::string_view& text) {
   if (text.empty() || text.front() != '[') return {};
-  std::size_t end = 1;
-  while (end < text.size() &&
-         (std::isalnum(static_cast<unsigned char>(text[end])) != 0 || text[end] == '_')) {
-    ++end;
-  }
-  if (end == 1 || end >= text.size() || (text[end] != ':' && text[end] != ';')) return {};
+  const std::size_t end = text.find_first_not_of(kRoutineCharacters, 1);
+  if (end == 1 || end == std::string_view::npos) return {};
+  if (text[end] != ':' && text[end] != ';') return {};
   const std::string_view digits = digits_at(text.substr(end + 1));
   if (digits.empty() || text.substr(end + 1 + digits.size(), 2) != "] ") return {};
   const std::string_view routine = text.substr(1, end - 1);
@@ -45,13 +45,8 @@ bool drop_number(std::string_view& text, std::string_view before, std::string_vi
                  std::int64_t& number) {
   std::string_view rest = text;
   if (!drop(rest, after)) return false;
-  std::size_t size = 0;
-  while (size < rest.size() && rest[rest.size() - 1 - size] >= '0' &&
-         rest[rest.size() - 1 - size] <= '9') {
-    ++size;
-  }
-  const std::string_view digits = rest.substr(rest.size() - size);
-  rest.remove_suffix(size);
+  const std::string_view digits = rest.substr(rest.find_last_not_of(kDigits) + 1);
+  rest.remove_suffix(digits.size());
   if (digits.empty() || !drop(rest, before)) return false;
   number = to_int32(digits);
   text = rest;

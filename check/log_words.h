@@ -1,4 +1,4 @@
-// Takes texts of log records apart, from either end.
+// Helpers that parse the text of a log record from its beginning or its end.
 #pragma once
 
 #include <cstdint>
@@ -15,11 +15,11 @@ bool drop(std::string_view& text, std::string_view suffix);
 /// Returns the digits at the beginning.
 std::string_view digits_at(std::string_view text);
 
-/// Removes "[routine:123] " and returns the routine; "" when there is none.
+/// Removes "[routine:123] " and returns the routine; "" when the text does not begin with one.
 std::string_view skip_origin(std::string_view& text);
 
-/// Removes `before`, a number and `after` from the end, as in "..., word=123"; returns whether they
-/// were there.
+/// Removes `before`, a number and `after` from the end, as in "..., word=123 sec"; returns whether
+/// they were there.
 bool drop_number(std::string_view& text, std::string_view before, std::string_view after,
                  std::int64_t& number);
 

@@ -1,9 +1,9 @@
-# Where everything goes. DESTDIR and the folders of GNUInstallDirs are honoured.
+# Installs everything. DESTDIR and the directories of GNUInstallDirs are honoured.
 include(GNUInstallDirs)
 
-set(KOVO_UNIT_DIR lib/systemd/system CACHE STRING "Folder of the systemd unit; empty: none")
-set(KOVO_TMPFILES_DIR lib/tmpfiles.d CACHE STRING "Folder of the rule for systemd-tmpfiles; empty: none")
-set(KOVO_INIT_SCRIPT init.d/kovotcp CACHE STRING "Init script, in the configuration folder; empty: none")
+set(KOVO_UNIT_DIR lib/systemd/system CACHE STRING "Directory of the systemd unit; empty: none")
+set(KOVO_TMPFILES_DIR lib/tmpfiles.d CACHE STRING "Directory of the systemd-tmpfiles rule; empty: none")
+set(KOVO_INIT_SCRIPT init.d/kovotcp CACHE STRING "Init script, in the configuration directory; empty: none")
 
 install(TARGETS kovotcp RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR})
 install(PROGRAMS packaging/kovotcp-health DESTINATION ${CMAKE_INSTALL_SBINDIR})
@@ -34,9 +34,9 @@ if(KOVO_INIT_SCRIPT)
   configure_file(packaging/kovotcp.init.in kovotcp.init @ONLY)
   cmake_path(ABSOLUTE_PATH KOVO_INIT_SCRIPT BASE_DIRECTORY ${CMAKE_INSTALL_FULL_SYSCONFDIR}
     OUTPUT_VARIABLE script)
-  cmake_path(GET script PARENT_PATH folder)
+  cmake_path(GET script PARENT_PATH directory)
   cmake_path(GET script FILENAME name)
-  install(PROGRAMS ${CMAKE_CURRENT_BINARY_DIR}/kovotcp.init RENAME ${name} DESTINATION ${folder})
+  install(PROGRAMS ${CMAKE_CURRENT_BINARY_DIR}/kovotcp.init RENAME ${name} DESTINATION ${directory})
 endif()
 
 if(TARGET kovocheck)

@@ -1,13 +1,13 @@
-# The target kovo_options: how everything of this project is compiled and linked.
+# Defines kovo_options: the compiler and linker options of all targets.
 include(CheckCXXCompilerFlag)
 include(CheckIPOSupported)
 include(CheckLinkerFlag)
 include(CheckPIESupported)
 
 option(KOVO_WERROR "Treat warnings as errors" OFF)
-option(KOVO_LTO "Optimise all sources of a program as one" OFF)
+option(KOVO_LTO "Optimise at link time" OFF)
 option(KOVO_HARDENING "Make memory errors harder to exploit" ON)
-option(KOVO_STATIC_RUNTIME "Link libstdc++ and libgcc statically: the device needs only the C library" OFF)
+option(KOVO_STATIC_RUNTIME "Link libstdc++ and libgcc statically: the device then needs only the C library" OFF)
 set(KOVO_SANITIZE "" CACHE STRING "Sanitizers, as for -fsanitize=")
 
 add_library(kovo_options INTERFACE)
@@ -17,7 +17,7 @@ target_compile_options(kovo_options INTERFACE
   $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety -Wthread-safety-beta>
   $<$<BOOL:${KOVO_WERROR}>:-Werror>
   -ffunction-sections -fdata-sections)
-# 64-bit seconds and file offsets on 32-bit targets, too.
+# 64-bit times and file offsets, also on 32-bit targets.
 target_compile_definitions(kovo_options INTERFACE _GNU_SOURCE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
 target_link_options(kovo_options INTERFACE -Wl,--gc-sections)
 
@@ -35,10 +35,10 @@ if(KOVO_SANITIZE)
     -fsanitize=${KOVO_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_compile_definitions(kovo_options INTERFACE KOVO_SANITIZED)
   target_link_options(kovo_options INTERFACE -fsanitize=${KOVO_SANITIZE})
-  return()  # sanitizers bring checks of their own and exclude those of the hardening
+  return()  # sanitizers replace the hardening
 endif()
 
-# Adds a linker flag where the linker knows it.
+# Adds a linker flag if the linker supports it.
 function(kovo_link_flag flag)
   string(MAKE_C_IDENTIFIER "KOVO_HAS${flag}" known)
   check_linker_flag(CXX ${flag} ${known})
@@ -49,8 +49,8 @@ endfunction()
 
 if(KOVO_HARDENING AND NOT CMAKE_SYSTEM_PROCESSOR STREQUAL wasm32)
   check_pie_supported(LANGUAGES CXX)
-  set(CMAKE_POSITION_INDEPENDENT_CODE ON)  # links executables as such
-  target_compile_options(kovo_options INTERFACE -fPIE)  # the libraries are part of executables only
+  set(CMAKE_POSITION_INDEPENDENT_CODE ON)  # for position-independent executables
+  target_compile_options(kovo_options INTERFACE -fPIE)  # not -fPIC: the libraries are only linked into executables
   check_cxx_compiler_flag(-fstack-protector-strong KOVO_HAS_STACK_PROTECTOR)
   if(KOVO_HAS_STACK_PROTECTOR)
     target_compile_options(kovo_options INTERFACE -fstack-protector-strong)
@@ -58,7 +58,7 @@ if(KOVO_HARDENING AND NOT CMAKE_SYSTEM_PROCESSOR STREQUAL wasm32)
   foreach(flag relro now noexecstack)
     kovo_link_flag(-Wl,-z,${flag})
   endforeach()
-  # It needs optimisation; a build type of the caller's own (Debian's None) brings its own flags.
+  # _FORTIFY_SOURCE needs optimisation. Other build types (Debian's None) have their own flags.
   set(optimised $<CONFIG:Release,RelWithDebInfo,MinSizeRel>)
   target_compile_options(kovo_options INTERFACE
     $<${optimised}:-U_FORTIFY_SOURCE> $<${optimised}:-D_FORTIFY_SOURCE=2>)

@@ -1,5 +1,5 @@
-# The seven product ids of the device family, in this order: two inputs by HDMI (two ids), output by
-# HDMI, inputs by HDMI and USB-C (two ids), output of the USB-C family (two ids).
+# The seven product ids of the device family, in this order: HDMI inputs (two ids), HDMI output,
+# HDMI and USB-C inputs (two ids), output of the USB-C family (two ids).
 set(KOVO_PRODUCT_IDS
   KV-IN-HDMI-1,KV-IN-HDMI-2,KV-OUT-HDMI-1,KV-IN-USBC-1,KV-IN-USBC-2,KV-OUT-USBC-1,KV-OUT-USBC-2
   CACHE STRING "Seven product ids, separated by commas")

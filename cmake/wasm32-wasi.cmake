@@ -8,5 +8,5 @@ set(CMAKE_CXX_COMPILER_TARGET wasm32-wasi)
 set(CMAKE_AR llvm-ar)
 set(CMAKE_RANLIB llvm-ranlib)
 set(CMAKE_CXX_FLAGS_INIT -fno-exceptions)
-# The compiler's own check need not link a program.
+# CMake's compiler check then links no program.
 set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)

@@ -1,6 +1,6 @@
-"""The simulated device: its system, status service and receivers, and the daemon on it.
+"""The simulated device: its system, its status service, receivers, and the daemon.
 
-Programs enter it by `device/enter PROGRAM`; everything else here is for use inside.
+`device/enter PROGRAM` runs a program on it; everything else here is used by such programs.
 """
 
 # ruff: noqa: F401

@@ -11,27 +11,25 @@ from typing import IO
 
 from device.system import read_file, set_uptime, wait_until
 
-SYNC_MARKER = Path("/var/tmp/plinth_sync_ok")  # each pass of the supervision loop makes it anew
-
-
-# The signals as a careless parent may pass them on.
+SYNC_MARKER = Path("/var/tmp/plinth_sync_ok")  # created in each pass of the supervision loop
+# The signal settings that a careless parent passes on.
 SIGNALS = ("env", "--ignore-signal=TERM,CHLD,ALRM", "--block-signal")
 
 
 @dataclass
 class Usage:
-    """What a daemon uses at a moment; all 0 when it has ended."""
+    """What a daemon uses; all 0 if it has ended."""
 
     threads: int = 0
     descriptors: int = 0
-    children: int = 0  # including those not yet reaped
+    children: int = 0  # including zombies
     pss_kib: int = 0
-    anonymous_kib: int = 0  # memory that is not shared with other processes of the same program
-    cpu_ms: int = 0  # without its children's
+    anonymous_kib: int = 0  # not shared with other processes of the program
+    cpu_ms: int = 0  # without children
 
 
 def _number_after(path: str, key: bytes) -> int:
-    """Returns the number in a line "key: number ..."; 0 without one."""
+    """Returns the number of the line "key: number ..."; 0 if there is none."""
     _, found, rest = read_file(path).partition(key + b":")
     return int(rest.split()[0]) if found else 0
 
@@ -41,11 +39,10 @@ def _open(target: str | int) -> IO[bytes]:
 
 
 class Daemon:
-    """A running daemon: the command line in the variable KOVOTCP, with more arguments.
+    """A running daemon, started by the command line in the variable KOVOTCP and `arguments`.
 
-    It has a session of its own. `uptime` is in seconds. Its output goes to a file or an open
-    descriptor. `limits` are those of prlimit(1), such as
-    {"nofile": 60, "as": 84 << 20}, both soft and hard.
+    It has a session of its own. `uptime` is in seconds. `stdout` and `stderr` are paths or open
+    descriptors. `limits` are soft and hard limits of prlimit(1), such as {"nofile": 60}.
     """
 
     def __init__(
@@ -74,31 +71,31 @@ class Daemon:
         self.pid = self.process.pid
 
     def wait_until_up(self, timeout: float = 40.0) -> bool:
-        """Waits for the next pass of the supervision loop; False if none came."""
+        """Waits for the next pass of the supervision loop; returns whether it came."""
         SYNC_MARKER.unlink(missing_ok=True)
         return wait_until(lambda: SYNC_MARKER.exists() or not self.is_running(), timeout) and (
             self.is_running()
         )
 
     def is_running(self) -> bool:
-        """Returns whether it has not ended."""
+        """Returns whether the daemon has not ended."""
         return self.process.poll() is None
 
     def wait_exit(self, timeout: float = 40.0) -> int | None:
-        """Returns its exit status, or -signal; None if it still runs after `timeout` seconds."""
+        """Waits, and returns the exit status or -signal; None after `timeout` seconds."""
         try:
             return self.process.wait(timeout)
         except subprocess.TimeoutExpired:
             return None
 
     def stop(self) -> None:
-        """Kills it with everything in its session."""
+        """Kills all processes of its session."""
         if self.is_running():
             os.killpg(self.pid, signal.SIGKILL)
         self.process.wait()
 
     def usage(self) -> Usage:
-        """Returns what it uses at the moment."""
+        """Returns what the daemon uses now."""
         proc = f"/proc/{self.pid}"
         if not self.is_running():
             return Usage()

@@ -1,4 +1,4 @@
-"""Receivers that record what arrived, with the time stamps of the kernel."""
+"""Receivers that record messages with the time stamps of the kernel."""
 
 import bisect
 import socket
@@ -10,22 +10,22 @@ from device.system import close_socket, wait_until
 
 _SO_TIMESTAMPNS = 35
 _SO_RCVBUFFORCE = 33
-_QUIET_S = 0.05  # after that a TCP message is complete
+_QUIET_S = 0.05  # without bytes: then a TCP message is complete
 _BUFFER = 8 << 20
-# The kernel stamps packets as long as any socket asks for it, and takes a moment to begin.
+# The kernel stamps packets while any socket asks for it, and starts with a delay.
 _stamping = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
 _stamping.setsockopt(socket.SOL_SOCKET, _SO_TIMESTAMPNS, 1)
 
 
 class Arrival(NamedTuple):
-    """One message: when it came, in nanoseconds since the epoch, and its bytes."""
+    """A message and its time, in nanoseconds since the epoch."""
 
     at_ns: int
     data: bytes
 
 
 def _receive(sock: socket.socket) -> tuple[bytes, int]:
-    """Returns the next bytes and the kernel's time stamp; no bytes and no stamp at the end."""
+    """Returns the next bytes and their time stamp; b"" and 0 at the end."""
     data, ancillary, _, _ = sock.recvmsg(1 << 16, socket.CMSG_SPACE(16))
     for level, kind, stamp in ancillary:
         if (level, kind) == (socket.SOL_SOCKET, _SO_TIMESTAMPNS):
@@ -46,7 +46,7 @@ def _bind(kind: int, address: str, port: int) -> socket.socket:
 
 
 class _Receiver:
-    """Holds what arrived; threads of the receiver add to it, others look."""
+    """The arrivals of a receiver; its own threads add them, any thread may read them."""
 
     def __init__(self, sock: socket.socket) -> None:
         self.port = sock.getsockname()[1]
@@ -62,7 +62,7 @@ class _Receiver:
             return list(self._arrivals)
 
     def wait(self, count: int, timeout: float = 10.0) -> bool:
-        """Waits for that many arrivals; False after `timeout` seconds."""
+        """Waits for `count` arrivals; returns False after `timeout` seconds."""
         return wait_until(lambda: len(self._arrivals) >= count, timeout)
 
     def close(self) -> None:
@@ -76,13 +76,13 @@ class _Receiver:
 
 
 class UdpReceiver(_Receiver):
-    """Receives datagrams at an address of the device, port 0 for any; joins a multicast group."""
+    """Receives datagrams, also of a multicast group; port 0 is any free one."""
 
     def __init__(self, port: int = 0, address: str = "127.0.0.1") -> None:
         sock = _bind(socket.SOCK_DGRAM, address, port)
         try:
             sock.setsockopt(socket.SOL_SOCKET, _SO_RCVBUFFORCE, _BUFFER)
-        except PermissionError:  # in a user namespace: the system limits it
+        except PermissionError:  # a user namespace cannot exceed the system's limit
             sock.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, _BUFFER)
         if 224 <= int(address.split(".")[0]) < 240:
             group = socket.inet_aton(address) + bytes(4)
@@ -103,11 +103,11 @@ class UdpReceiver(_Receiver):
 
 
 class TcpReceiver(_Receiver):
-    """Receives connections: an arrival is complete when its peer closes or is quiet for 50 ms.
+    """Receives by TCP: an arrival is complete when its peer closes or sends nothing for 50 ms.
 
-    With a reply, it answers the first bytes of a connection and closes it after its peer did;
-    without one, it never answers and keeps the connection until `close`. The time of an arrival is
-    that of its first bytes. `connections` counts all accepted ones, also those without a byte.
+    With a reply, it answers the first bytes of a connection and closes it after its peer; without
+    one, it never answers and keeps the connection until `close`. The time of an arrival is that of
+    its first bytes. `connections` counts all accepted connections, also those without a byte.
     """
 
     def __init__(self, port: int = 0, address: str = "127.0.0.1", reply: bytes = b"") -> None:

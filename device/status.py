@@ -15,7 +15,7 @@ MODES = {
     "hold": "answers once and keeps the connection",
     "silent": "never answers and keeps the connection",
     "slow": "answers a byte every 100 ms and closes",
-    "endless": "repeats the answer until the client goes",
+    "endless": "repeats the answer until the client closes",
     "close": "closes without an answer",
     "off": "does not listen: connections are refused",
 }
@@ -23,10 +23,10 @@ _REQUEST_LIMIT_S = 0.2
 
 
 class StatusService:
-    """Serves any number of connections at once; the mode may change at any time.
+    """Serves any number of connections; the mode may change at any time.
 
-    `requests` holds all requests so far in order, b"" for a client that sent none in time. Kept
-    connections stay as they are until the mode is "off".
+    `requests` are all requests so far, b"" for a client that sent none in time. The mode "off"
+    closes all connections.
     """
 
     def __init__(self, mode: str = "answer", answer: bytes = DEFAULT_ANSWER) -> None:
@@ -38,7 +38,7 @@ class StatusService:
         self.set(mode, answer)
 
     def set(self, mode: str, answer: bytes = DEFAULT_ANSWER) -> None:
-        """Changes how requests are answered from now on; `mode` is one of MODES."""
+        """Changes how later requests are answered; `mode` is one of MODES."""
         if mode not in MODES:
             raise ValueError(f"unknown mode of the status service: {mode}")
         self.mode, self.answer = mode, answer
@@ -82,11 +82,11 @@ class StatusService:
                 _close(connection)
                 self._open.discard(connection)
         except OSError:
-            self._open.discard(connection)  # the client has gone
+            self._open.discard(connection)  # the client has closed it
             connection.close()
 
     def _respond(self, connection: socket.socket, mode: str, answer: bytes) -> bool:
-        """Answers, and returns whether the connection is to be closed."""
+        """Answers; returns whether the connection is to be closed."""
         if mode == "slow":
             for byte in answer:
                 connection.sendall(bytes([byte]))
@@ -116,7 +116,7 @@ def _read_request(connection: socket.socket) -> bytes:
 
 
 def _close(connection: socket.socket) -> None:
-    """Closes after the client: unread bytes would reset the connection and cost it the answer."""
+    """Closes after the client: unread bytes would reset the connection and discard the answer."""
     connection.shutdown(socket.SHUT_WR)
     connection.settimeout(0.5)
     try:

@@ -1,4 +1,5 @@
-// Messages, and status lines behind a ">", between form feeds: names and clients stay unique.
+// Messages between form feeds, those that begin with ">" as status lines: names and clients stay
+// unique.
 #include <cassert>
 #include <cstring>
 #include <set>

@@ -1,4 +1,4 @@
-// Numbers, keys, payloads: what is read of any bytes stays within its range and its text.
+// Numbers, keys and payloads: whatever the bytes, results stay within their range and their text.
 #include <cassert>
 
 #include "definitions/definition_file.h"

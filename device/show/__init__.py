@@ -1,1 +1,1 @@
-"""What `./run` shows: the daemon at work on the simulated device."""
+"""The program of `./run`: shows the daemon at work on the simulated device."""

@@ -1,4 +1,4 @@
-"""Shows the daemon at work on the simulated device and sends it what is typed. Inside the device:
+"""Shows the daemon at work and sends it what is typed. Runs on the simulated device:
 
   python3 -m device.show [--demonstrate | --once] [--status FILE] [--with COMMAND] KOVOCHECK FILE
 """
@@ -25,15 +25,15 @@ from device.show.typed import completions, help_text, interpret
 from device.status import DEFAULT_ANSWER, StatusService
 from device.system import add_address, send_tcp, send_udp, set_param, wait_until
 
-_EFFECT_NS = 2 * 10**9  # what was sent has had its effects by then
-_SILENT_NS = 10**9  # a variable that raises nothing until then does not
+_EFFECT_NS = 2 * 10**9  # at most, until the effects of a message
+_SILENT_NS = 10**9  # at most, until a variable raises something
 _TICK_S = 0.05
-# Where variable changes and the replies of the documents' examples go.
+# Destinations of variable changes and of replies in the documents' examples.
 _LOCAL_RECEIVERS = (demonstration.CLIENT, demonstration.REPLIES, demonstration.TCP_REPLIES)
 
 
 class Show:
-    """The device, the daemon on it, and what has been shown of both."""
+    """The device, the daemon on it, and what has been shown."""
 
     def __init__(self, definitions: Definitions, answer: bytes, local_receivers: bool) -> None:
         self.screen = Screen()
@@ -42,7 +42,7 @@ class Show:
         self.timeline = Timeline(definitions, self.network)
         self.busy_until_ns = time.time_ns() + _EFFECT_NS
         self._tails = [LogTail(f"/var/tmp/log/{name}") for name in ("kovo.log", "kovoevent.log")]
-        self._variable = ""  # the last one sent that has raised nothing yet
+        self._variable = ""  # the last one sent, unless it has raised something
         self._variable_ns = 0
         set_param("LIVE_PLAYLIST_CONTENT", "0")
         add_address("eth0", "10.0.0.2/24")
@@ -53,7 +53,7 @@ class Show:
         self.daemon = Daemon()
 
     def refresh_definitions(self) -> None:
-        """Takes the definition file if it has changed, and shows what kovocheck finds in it."""
+        """Installs the definition file if it has changed, and shows what kovocheck finds in it."""
         if not self.definitions.refresh():
             return
         self.screen.note(self.definitions.findings)
@@ -66,7 +66,7 @@ class Show:
                 self.screen.note(f"no simulated receiver at {target}: {reason}")
 
     def wait_for(self, condition: Callable[[], bool], timeout: float = 15.0) -> bool:
-        """Shows what happens until the condition holds; False after `timeout` seconds."""
+        """Shows what happens until the condition holds; returns False after `timeout` seconds."""
 
         def holds() -> bool:
             self.show_news()
@@ -75,7 +75,7 @@ class Show:
         return wait_until(holds, timeout)
 
     def send(self, channel: str, message: bytes) -> None:
-        """Sends something to the daemon; a channel is such as "udp:2727"."""
+        """Sends a message to a channel of the daemon such as "udp:2727"."""
         self.screen.now("in", f"{channel} <-", f'"{printable(message)}"')
         self.busy_until_ns = time.time_ns() + _EFFECT_NS
         if message.lower().startswith(b"e_param_set::"):
@@ -87,7 +87,7 @@ class Show:
             self.screen.now("alarm", channel, str(error))
 
     def show_news(self) -> None:
-        """Shows what the logs say and what has arrived, in the order of time."""
+        """Shows new log records and arrivals, in the order of time."""
         news = []
         for tail in self._tails:
             for record in tail.new_records():
@@ -113,22 +113,22 @@ class Show:
             text = f'"{printable(name)}" is raised, but no event has that trigger'
             news.append((record.at_ns, "note", "", text))
 
-    def obey(self, line: str) -> None:
-        """Does what a typed line says."""
+    def run_line(self, line: str) -> None:
+        """Runs a typed line."""
         if line.strip() == "help":
             self.screen.note(help_text(self.definitions))
             return
-        channel, message, complaint = interpret(self.definitions, line)
-        if complaint:
-            self.screen.note(complaint)
+        channel, message, error = interpret(self.definitions, line)
+        if error:
+            self.screen.note(error)
         if channel:
             self.send(channel, message)
 
     def follow(self, lines: Lines) -> bool:
-        """Obeys lines until they have ended and had their effects; False if the daemon ends."""
+        """Runs lines until they have ended and had their effects; False if the daemon ends."""
         while not lines.has_ended() or self._is_busy():
             for line in lines.take():
-                self.obey(line)
+                self.run_line(line)
             self.show_news()
             self.refresh_definitions()
             if not self.daemon.is_running():
@@ -143,7 +143,7 @@ class Show:
 
 
 def run_program(show: Show, command: str, directory: str) -> int:
-    """Runs a program of the user's on the device; returns its exit status."""
+    """Runs a program of the user on the device; returns its exit status."""
     show.screen.now("in", "run", command)
     program = subprocess.Popen(
         command,
@@ -182,7 +182,7 @@ def parse_arguments() -> argparse.Namespace:
 
 
 def status_answer(path: Path | None) -> bytes:
-    """Returns the answer of the status service: a file's lines name=value or name:value."""
+    """Returns a file's lines name=value or name:value as an answer of the status service."""
     if path is None:
         return DEFAULT_ANSWER
     lines = path.read_bytes().replace(b"\r", b"\n").split(b"\n")
@@ -193,9 +193,9 @@ def status_answer(path: Path | None) -> bytes:
 
 
 def main() -> int:
-    """Returns the exit status."""
+    """Runs the program; returns its exit status."""
     arguments = parse_arguments()
-    # A file may name more destinations than a login may have descriptors.
+    # A file may have more destinations than a login session has descriptors.
     _, hard = resource.getrlimit(resource.RLIMIT_NOFILE)
     resource.setrlimit(resource.RLIMIT_NOFILE, (hard, hard))
     definitions = Definitions(arguments.file, arguments.kovocheck)

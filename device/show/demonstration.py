@@ -1,4 +1,4 @@
-"""The demonstration: what is sent to the daemon, one thing after the other, and what must arrive."""
+"""The demonstration: messages to the daemon in sequence, and what must arrive after each."""
 
 import time
 from collections.abc import Callable
@@ -10,7 +10,7 @@ from device.system import read_file, wait_until
 
 LAMPS, MIXER, PANEL = "udp 10.0.0.5:5000", "tcp 10.0.0.6:23", "udp 10.0.0.7:6000"
 CLIENT, REPLIES, TCP_REPLIES = "tcp 127.0.0.1:5127", "udp 127.0.0.1:9000", "tcp 127.0.0.1:9000"
-# What is sent to which port, and how what arrives begins.
+# Channel, message, and the destinations and first bytes of what must arrive.
 ROUNDS = [
     ("", b"", [(LAMPS, b"POWER ON\r"), (MIXER, b"OK\r")]),
     (
@@ -40,11 +40,11 @@ ROUNDS = [
 
 
 def demonstrate(show: "Show") -> bool:  # noqa: F821
-    """Returns whether everything arrived; stops at the first thing that does not."""
+    """Returns whether everything arrived; stops at the first missing message."""
     for channel, message, expected in ROUNDS:
         counts = {target: show.network.count(target) for target, _ in expected}
         if not channel:
-            counts = dict.fromkeys(counts, 0)  # the daemon has started already
+            counts = dict.fromkeys(counts, 0)  # counts from the start of the daemon
         else:
             show.send(channel, message)
         for target, start in expected:

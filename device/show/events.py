@@ -17,18 +17,18 @@ PLACEHOLDER = re.compile(r"\{\{.*?\}\}")
 
 @dataclass(frozen=True)
 class Step:
-    """A send step; `payload` is printable, with its placeholders, and empty for the status."""
+    """A send step; `payload` is printable, with placeholders, and empty for the status."""
 
     offset_ms: int = 0
     sends: str = "nothing"  # or "payload" or "status"
     transport: str = ""
     protocol: str = ""
-    address: str = "0.0.0.0"  # where it really goes
+    address: str = "0.0.0.0"  # where the daemon sends it
     port: int = 0
     payload: str = ""
 
     def is_record(self, text: str) -> bool:
-        """Returns whether a record of the event log says that this step is executed."""
+        """Returns whether a text of the event log reports that this step is executed."""
         head = re.escape(self.address) if self.address != "0.0.0.0" else ".*"
         head += ":.*? " + re.escape(self.protocol) + " "
         payload = ".*"
@@ -38,7 +38,7 @@ class Step:
         return bool(re.fullmatch(head + payload, printable(text)))
 
     def target(self) -> str:
-        """Returns where it sends, such as "udp 10.0.0.7:6000"; empty if it sends nothing."""
+        """Returns its destination such as "udp 10.0.0.7:6000"; "" if it sends nothing."""
         if self.sends == "nothing":
             return ""
         address = "127.0.0.1" if self.address == "0.0.0.0" else self.address
@@ -53,7 +53,7 @@ class Step:
 
 @dataclass(frozen=True)
 class Event:
-    """An event with all of its steps, in the order of their indexes."""
+    """An event with its steps, in the order of their indexes."""
 
     name: str
     trigger: str
@@ -62,7 +62,7 @@ class Event:
     steps: tuple[Step, ...]
 
     def begins_with(self, text: str) -> bool:
-        """Returns whether a record of the event log says that its first step is executed."""
+        """Returns whether a text of the event log reports that its first step is executed."""
         return bool(self.steps) and self.steps[0].is_record(text)
 
 
@@ -81,18 +81,18 @@ def _event(described: dict) -> Event:
 
 @dataclass
 class Definitions:
-    """A definition file, which the user may edit, and the events that the daemon makes of it."""
+    """A definition file, which the user may edit, and its events."""
 
     path: Path
     kovocheck: str
     events: list[Event] = field(default_factory=list)
-    findings: str = ""  # what kovocheck prints of them
+    findings: str = ""  # what kovocheck prints
     _changed_ns: int = 0
 
     def refresh(self) -> bool:
-        """Puts the file on the device if it is new or has changed; returns whether it was.
+        """Installs the file on the device if it is new or has changed; returns whether it did.
 
-        A file that cannot be read, such as one that an editor is just replacing, changes nothing.
+        A file that cannot be read changes nothing: an editor may be replacing it.
         """
         try:
             changed_ns = os.stat(self.path).st_mtime_ns
@@ -121,7 +121,7 @@ class Definitions:
         return list(dict.fromkeys(event.trigger for event in self.events))
 
     def raised_by(self, kind: str) -> Iterator[tuple[str, Event]]:
-        """Yields what raises events, by its kind such as "variable", with the event it raises."""
+        """Yields the names of a kind such as "variable" that fire events, with the event."""
         for event in self.events:
             for source in event.raised_by:
                 if source.startswith(f"{kind} "):

@@ -11,10 +11,10 @@ _ROUTINE = re.compile(rb"(Error: )?\[\w{1,40}[:;]\d{1,5}\] |\[kovotcp\] ")
 
 @dataclass(frozen=True)
 class Record:
-    """A record: when it was written or, without a stamp, found, in nanoseconds since the epoch.
+    """A log record; `at_ns` is its stamp, or the time when it was read, since the epoch.
 
-    `text` is without the stamp or the routine's name and without the final newline, a character a
-    byte.
+    `text` has one character for each byte, without the stamp or the name of the routine and without
+    the final newline.
     """
 
     at_ns: int
@@ -46,8 +46,8 @@ class LogTail:
     def new_records(self) -> list[Record]:
         """Returns the records since the last call.
 
-        A record ends where the next one begins: some have no newline, others hold one. The last
-        one, unless it ends in a newline, waits once for its rest.
+        A record ends where the next one begins: some have no newline, others contain one. If the
+        last one does not end with a newline, it is returned by the next call, with its rest.
         """
         fresh = self._read()
         data = self._held + fresh

@@ -1,4 +1,4 @@
-"""The network around the device: a receiver at every address that its events send to."""
+"""The network of the device: a receiver at every destination of its events."""
 
 import subprocess
 from dataclasses import dataclass, field
@@ -17,7 +17,7 @@ def _answering_receiver(port: int, address: str) -> TcpReceiver:
 
 @dataclass
 class Listener:
-    """A receiver; its arrivals are shown first, then claimed by the steps that sent them."""
+    """A receiver; its arrivals are shown first and then assigned to the steps that sent them."""
 
     receiver: UdpReceiver | TcpReceiver
     shown: int = 0
@@ -25,7 +25,7 @@ class Listener:
 
 
 class Network:
-    """Receivers by target, such as "udp 10.0.0.7:6000", and why others cannot exist."""
+    """Receivers by target such as "udp 10.0.0.7:6000", and why others are impossible."""
 
     def __init__(self) -> None:
         self.listeners: dict[str, Listener] = {}
@@ -33,12 +33,12 @@ class Network:
         self._has_multicast_route = False
 
     def listen(self, target: str) -> None:
-        """Starts a receiver at a target, once; `refused` says why that is impossible."""
+        """Starts a receiver at a target, once; `refused` has the reason if that is impossible."""
         if target in self.listeners or target in self.refused:
             return
         transport, _, where = target.partition(" ")
         address, _, port = where.partition(":")
-        reason = self._obstacle(transport, address, int(port))
+        reason = self._refusal(transport, address, int(port))
         if not reason:
             try:
                 self._make_local(address)
@@ -50,7 +50,7 @@ class Network:
             self.refused[target] = reason
 
     @staticmethod
-    def _obstacle(transport: str, address: str, port: int) -> str:
+    def _refusal(transport: str, address: str, port: int) -> str:
         first = int(address.split(".")[0])
         if port == 0:
             return "nothing can receive at port 0"
@@ -82,7 +82,7 @@ class Network:
         return news
 
     def claim(self, step: Step, payload: bytes, after_ns: int) -> Arrival | None:
-        """Takes the first arrival that is this step's, with the payload that the log shows."""
+        """Removes and returns the first arrival of a step with the payload in the log."""
         listener = self.listeners.get(step.target())
         for arrival in listener.unclaimed if listener else ():
             if arrival.at_ns < after_ns:
@@ -98,6 +98,6 @@ class Network:
         return len(listener.receiver.arrivals) if listener else 0
 
     def arrived(self, target: str, start: bytes, skip: int) -> bool:
-        """Returns whether a message that begins so has arrived there after the first `skip`."""
+        """Returns whether a message that begins with `start` arrived after the first `skip`."""
         arrivals = self.listeners[target].receiver.arrivals[skip:]
         return any(arrival.data.startswith(start) for arrival in arrivals)

@@ -1,4 +1,4 @@
-"""Reads typed lines: at the bottom of a terminal, or from anything else line by line."""
+"""Reads lines: from a prompt at the bottom of a terminal, or from standard input."""
 
 import queue
 import sys
@@ -12,7 +12,7 @@ from prompt_toolkit.patch_stdout import patch_stdout
 
 
 class Lines:
-    """The lines typed so far that nobody has taken, and whether there will be more."""
+    """Lines that have not been processed yet, and whether more may follow."""
 
     def __init__(self) -> None:
         self._queue: queue.SimpleQueue[str] = queue.SimpleQueue()
@@ -23,23 +23,23 @@ class Lines:
         self._queue.put(line)
 
     def end(self) -> None:
-        """Says that no more lines will come."""
+        """Marks the end of the lines."""
         self._ended.set()
 
     def has_ended(self) -> bool:
-        """Returns whether all lines were taken and no more will come."""
+        """Returns whether all lines were taken and no more follow."""
         return self._ended.is_set() and self._queue.empty()
 
     def take(self) -> list[str]:
-        """Returns the lines that wait."""
+        """Removes and returns all lines."""
         return [self._queue.get() for _ in range(self._queue.qsize())]
 
 
 def run_with_input(run: Callable[[Lines], bool], words: Callable[[], list[str]]) -> bool:
-    """Runs `run` with what is typed and returns its result; `words` are for completion."""
+    """Calls `run` with the typed lines and returns its result; `words` are for completion."""
     lines = Lines()
     if sys.stdin.isatty() and sys.stdout.isatty():
-        return _run_beside_prompt(run, lines, words)
+        return _run_with_prompt(run, lines, words)
 
     def read() -> None:
         for line in sys.stdin:
@@ -50,7 +50,7 @@ def run_with_input(run: Callable[[Lines], bool], words: Callable[[], list[str]])
     return run(lines)
 
 
-def _run_beside_prompt(
+def _run_with_prompt(
     run: Callable[[Lines], bool], lines: Lines, words: Callable[[], list[str]]
 ) -> bool:
     completer = WordCompleter(words, ignore_case=True, sentence=True)

@@ -1,4 +1,4 @@
-"""What `./run` prints: a line for each thing that happens."""
+"""The output of `./run`: a line for each message, record and note."""
 
 import sys
 import threading
@@ -18,7 +18,7 @@ _LABEL_WIDTH = 21
 
 
 def printable(data: str | bytes) -> str:
-    r"""Returns a text on one line: control characters as \n, \r, \t or \x1B."""
+    r"""Returns a text on one line, control characters as \n, \r, \t or \x1B."""
     text = data.decode("latin-1") if isinstance(data, bytes) else data
     shown = {"\n": r"\n", "\r": r"\r", "\t": r"\t"}
     return "".join(
@@ -28,7 +28,7 @@ def printable(data: str | bytes) -> str:
 
 
 class Screen:
-    """Prints on a terminal, coloured and no wider than it is, or anywhere else plain and whole."""
+    """Prints lines: coloured and truncated on a terminal, plain and whole otherwise."""
 
     def __init__(self) -> None:
         self.start_ns = time.time_ns()
@@ -39,26 +39,26 @@ class Screen:
         if not self.is_terminal:
             print(text, flush=True)
             return
-        # Made for each line: standard output changes while the input line is shown.
+        # One for each line: the prompt replaces standard output while it is shown.
         console = Console(highlight=False, force_terminal=True)
         with self._lock:
             overflow = "ellipsis" if shorten else "fold"
             console.print(Text(text, STYLES[style]), no_wrap=shorten, overflow=overflow)
 
     def line(self, style: str, at_ns: int, label: str, text: str) -> None:
-        """Prints what happened at a moment, in nanoseconds since the epoch.
+        """Prints a line with its time, in nanoseconds since the epoch.
 
-        A terminal that is too narrow shows the beginning of messages and records, and all of notes.
+        A narrow terminal shows the beginning of messages and records, and all of notes.
         """
         seconds = (at_ns - self.start_ns) / 1e9
         head = f"{seconds:8.3f}  {label:<{_LABEL_WIDTH}} "
         self._print(style, head + text, shorten=style in ("in", "out", "log"))
 
     def now(self, style: str, label: str, text: str) -> None:
-        """Prints what happens at this moment."""
+        """Prints a line with the present time."""
         self.line(style, time.time_ns(), label, text)
 
     def note(self, text: str) -> None:
-        """Prints text of one or several lines without a time."""
+        """Prints one or more lines without a time."""
         for line in text.splitlines() or [""]:
             self._print("note", line)

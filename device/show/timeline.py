@@ -1,9 +1,9 @@
-"""When each step of an executed event arrived, measured from its execution.
+"""Measures when each step of an event arrived after its execution.
 
-The event log says which steps are executed, but not of which event. The steps of an event stand in
-it one after the other, though records of other threads may come between them, and the records of
-the pushes may come after them. So an execution is recognised by its steps alone; pushes only decide
-between events that begin with the same step.
+The event log shows which steps are executed, but not of which event. The steps of an event follow
+each other in it, though records of other threads may be between them, and the record of the push
+may follow them. So an execution is recognised only by its steps; a push decides between events that
+begin with the same step.
 """
 
 from collections import deque
@@ -15,8 +15,8 @@ from device.show.network import Network
 
 _MS = 10**6
 _PUSHES = ("push event: ", "auto push event: ")
-_LATE_NS = 5000 * _MS  # after the offset of a step: a TCP send may take 2 s to connect
-_STAMP_ERROR_NS = _MS  # the log's stamps are truncated to milliseconds
+_LATE_NS = 5000 * _MS  # at most, after the offset of a step
+_STAMP_ERROR_NS = _MS  # stamps are truncated to milliseconds
 _EVENT_LIFE_NS = 62_000 * _MS  # the daemon has dropped an event by then
 
 
@@ -28,7 +28,7 @@ class _Push:
 
 @dataclass
 class _Sent:
-    """An executed step: its payload as logged, and when it arrived after the execution."""
+    """An executed step with its payload as logged, and its arrival."""
 
     step: Step
     payload: bytes
@@ -39,17 +39,17 @@ class _Sent:
 class _Run:
     event: Event
     at_ns: int
-    pushed: bool  # the record of its push is known
+    pushed: bool  # the record of its push was found
     sent: list[_Sent] = field(default_factory=list)
 
     def next_step(self) -> Step | None:
-        """Returns the step whose record comes next; None after the last one."""
+        """Returns the step whose record follows; None after the last one."""
         steps = self.event.steps
         return steps[len(self.sent)] if len(self.sent) < len(steps) else None
 
 
 class Timeline:
-    """Follows the event log and the arrivals."""
+    """The executions that the event log shows, and the arrivals of their steps."""
 
     def __init__(self, definitions: Definitions, network: Network) -> None:
         self._definitions = definitions
@@ -58,7 +58,7 @@ class Timeline:
         self._runs: list[_Run] = []
 
     def follow(self, record: Record) -> list[str]:
-        """Takes a record of the event log; returns the pushed names that no event has."""
+        """Adds a record of the event log; returns the pushed names that no event has."""
         for prefix in _PUSHES:
             if record.text.startswith(prefix):
                 return self._follow_push(record.at_ns, record.text.removeprefix(prefix))
@@ -87,7 +87,7 @@ class Timeline:
         return unknown
 
     def _add_push(self, push: _Push) -> None:
-        for run in self._runs:  # executed before the record of its push was written
+        for run in self._runs:  # logged before the record of its push
             if run.event == push.event and not run.pushed and run.at_ns <= push.due_ns:
                 run.pushed = True
                 return
@@ -121,11 +121,11 @@ class Timeline:
             run.sent[-1].outcome = "no bytes"
 
     def is_waiting(self, now_ns: int) -> bool:
-        """Returns whether an event is to be executed soon or has steps under way."""
+        """Returns whether an event is to be executed soon or its steps are being sent."""
         return bool(self._runs) or any(push.due_ns + 1000 * _MS > now_ns for push in self._pushes)
 
     def finished(self, now_ns: int) -> list[str]:
-        """Returns a line for each execution of which everything has arrived or should have."""
+        """Removes the finished executions; returns a line for each."""
         lines = []
         for run in list(self._runs):
             for sent in run.sent:

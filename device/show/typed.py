@@ -1,4 +1,4 @@
-"""What a typed line is meant for."""
+"""Interprets typed lines."""
 
 from device.show.events import Definitions
 
@@ -6,11 +6,11 @@ CHANNELS = ("tcp:2700", "udp:2727", "tcp:2727", "udp:2728")
 
 
 def interpret(definitions: Definitions, line: str) -> tuple[str, bytes, str]:
-    """Returns the channel and the message to send, and what is wrong with the line.
+    """Returns the channel and the message to send, and an error, each "" if there is none.
 
-    The channel is empty when nothing is to be sent. The line may begin with its channel. Otherwise
-    triggers and commands such as __TEST__:Door go to port 2700, a text with "::" is a message of
-    port 2727, and name=value or a playlist is a status line of port 2728.
+    The line may begin with its channel. Otherwise triggers and commands such as __TEST__:Door go to
+    port 2700, a text with "::" is a message of port 2727, and name=value or a playlist is a status
+    line of port 2728.
     """
     channel, _, rest = line.partition(" ")
     if rest and channel in CHANNELS:
@@ -52,11 +52,11 @@ def _no_such_trigger(definitions: Definitions, line: str) -> str:
 
 
 def examples(definitions: Definitions) -> list[tuple[str, str]]:
-    """Returns lines to type, made from the definition file, each with what it does."""
+    """Returns example lines for the definition file, each with its effect."""
     lines = []
     if definitions.events:
         first = definitions.events[-1]
-        for event in reversed(definitions.events):  # one that only programs fire, if there is one
+        for event in reversed(definitions.events):  # preferably one that only programs fire
             first = event if not event.raised_by else first
         lines += [
             (first.trigger, f"fires {first.name}"),
@@ -78,7 +78,7 @@ def examples(definitions: Definitions) -> list[tuple[str, str]]:
 
 
 def help_text(definitions: Definitions) -> str:
-    """Returns what can be typed, and the events of the file."""
+    """Returns the help: what can be typed, and the events of the file."""
     lines = ["Type one of these; Ctrl-D ends:"]
     lines += [f"  {line:<30} {effect}" for line, effect in examples(definitions)]
     lines.append(f"  {'help':<30} this text")
@@ -93,7 +93,7 @@ def help_text(definitions: Definitions) -> str:
 
 
 def completions(definitions: Definitions) -> list[str]:
-    """Returns the lines that completion offers: triggers, tests and variables of the file."""
+    """Returns the completions: triggers, tests and variables of the file."""
     tests = [f"__TEST__:{event.name}" for event in definitions.events]
     variables = [f"e_param_set::{name}::" for name, _ in definitions.raised_by("variable")]
     return [*definitions.triggers(), *tests, *variables, "help"]

@@ -1,4 +1,4 @@
-# Takes the recipe through Buildroot's steps for a CMake package, with the compiler of this system:
+# Runs Buildroot's steps for a CMake package with this recipe and the compiler of this system:
 #   make -f packaging/check/buildroot.mk TARGET_DIR=... BUILD_DIR=... BR2_INIT_BUSYBOX=y
 BR2_EXTERNAL_KOVOTCP_PATH = $(CURDIR)/packaging/buildroot
 comma = ,

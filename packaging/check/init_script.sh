@@ -1,6 +1,6 @@
 # shellcheck shell=bash disable=SC2154
-# What the init script does in a root in which the daemon is installed, seen from outside; sourced by
-# the checks that have one. `inside` runs a command in that root, $root is its path.
+# Checks the init script in a root directory in which the daemon is installed; sourced by the checks
+# that have one. `inside` runs a command in that root, $root is its path.
 
 . packaging/check/device.sh
 
@@ -9,7 +9,7 @@ service() { inside "$init_script" "$@" >/dev/null; }
 service_status() {
   local status=0
   service status || status=$?
-  [[ $status == "$1" ]] || fail "status says $status in place of $1: $2"
+  [[ $status == "$1" ]] || fail "status is $status instead of $1: $2"
 }
 
 ports_taken() { grep -c 'bind()' "$root/var/tmp/log/kovo.log"; }
@@ -40,19 +40,19 @@ check_init_script() {
   service start || fail "start fails"
   cmp -s {docs/examples,"$root/www/pelm"}/kovo.txt || fail "the definitions are not restored"
   wait_for healthy || fail "it does not work after its start"
-  wait_for has_line "$heard/lamps" "POWER ON" || fail "PowerOn was not sent"
+  wait_for has_line "$received/lamps" "POWER ON" || fail "PowerOn was not sent"
   first=$(daemons)
   service_status 0 "started"
   service start || fail "a second start is an error"
-  # The usual way to ask for a version starts a second daemon, which cannot stay.
-  ! inside /usr/sbin/kovotcp --version >/dev/null 2>&1 || fail "the second daemon stayed"
+  # --version starts a second daemon, which must exit.
+  ! inside /usr/sbin/kovotcp --version >/dev/null 2>&1 || fail "the second daemon still runs"
   service_status 0 "after a second daemon has come and gone"
-  [[ $(daemons) == "$first" ]] || fail "a second daemon runs, or another one than before"
+  [[ $(daemons) == "$first" ]] || fail "a second daemon runs, or the first one was replaced"
 
   taken=$(ports_taken)
   service restart || fail "restart fails"
   wait_for one_daemon && [[ $(daemons) != "$first" ]] || fail "restart left the old daemon"
-  wait_for grep -q 'network is ok' "$root/var/tmp/log/kovoevent.log" || fail "not up after restart"
+  wait_for grep -q 'network is ok' "$root/var/tmp/log/kovoevent.log" || fail "it does not start after restart"
   [[ $(ports_taken) == "$taken" ]] || fail "restart did not wait for the end: its ports were taken"
   kill -KILL "$(daemons)"
   wait_for no_daemon
@@ -60,10 +60,10 @@ check_init_script() {
   service start || fail "start after a crash fails"
   wait_for one_daemon || fail "it does not run after a crash"
   wait_for healthy || fail "not healthy after a crash"
-  kill -STOP "$(daemons)"  # so that it does not hear of its end before it is killed
+  kill -STOP "$(daemons)"  # so that only SIGKILL ends it
   ! healthy || fail "a stopped daemon counts as healthy"
   service stop || fail "stop fails"
-  no_daemon || fail "stop came back before the daemon was gone"
+  no_daemon || fail "stop returned before the daemon had ended"
   service stop || fail "a second stop is an error"
   service_status 3 "stopped"
 }
