@@ -93,7 +93,7 @@ void add_message(Memories& memories, std::string_view text, std::vector<std::str
   for (ChangeMemory& memory : memories.products) {
     reset_memory(memory);
     for (const ChangeRule rule : change_rules(message.arg1)) {
-      add_pushed(rule(memory, {message.arg1, value}, memories.now_s), triggers);
+      add_pushed(run_rule(rule, memory, {message.arg1, value}, memories.now_s), triggers);
     }
   }
 }
@@ -108,7 +108,7 @@ void add_status_line(Memories& memories, std::string_view text,
     ChangeMemory& memory = memories.products.front();
     MappingRow* row = find_row(memory.mapping_table, &MappingRow::setting, "local:x");
     if (row != nullptr) row->last_value = last;
-    add_pushed(playback_rule(memory, pair.key, memories.now_s), triggers);
+    add_pushed(run_rule(playback_rule, memory, {pair.key}, memories.now_s), triggers);
   }
 }
 

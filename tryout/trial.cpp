@@ -190,7 +190,8 @@ Reaction process_message(TrialDevice& device, std::string_view text, const Momen
   const std::string value = decode_value(message.arg2);
   set_variable(device, message.arg1, value);
   for (const ChangeRule rule : change_rules(message.arg1)) {
-    for (const ChangeAction& action : rule(device.changes, {message.arg1, value}, now.local_s)) {
+    for (const ChangeAction& action :
+         run_rule(rule, device.changes, {message.arg1, value}, now.local_s)) {
       add_action(action, reaction);
     }
   }
@@ -206,13 +207,14 @@ Reaction process_status_line(TrialDevice& device, std::string_view text, const M
   const KeyValue pair = split_key_value(strip_newline(cut_text(text, kMaxStatusLine)));
   const std::string name(pair.key);
   if (is_playback(name)) {
-    for (const ChangeAction& action : playback_rule(device.changes, name, now.local_s)) {
+    for (const ChangeAction& action :
+         run_rule(playback_rule, device.changes, {name}, now.local_s)) {
       add_action(action, reaction);
     }
   } else if (is_hdcp_state(name) && !set_variable(device, name, pair.value)) {
     reaction.notes.push_back(name + " raises no trigger: its value is unchanged");
   } else {
-    const ChangeActions actions = status_rule(device.changes, name, now.local_s);
+    const ChangeActions actions = run_rule(status_rule, device.changes, {name}, now.local_s);
     if (reaction.triggers.empty() && reaction.notes.empty()) {
       note_counting_rows(name, actions, reaction);
     }

@@ -1,6 +1,5 @@
-// The two receivers of port 2727 and the status worker append to lm_queue; this thread is the only
-// one that takes from it, so that variable changes and commands are processed in one order. It
-// sends notifications and replies itself: a slow client delays the messages after it, not the
+// One thread takes from lm_queue, so that variable changes and commands are processed in one order.
+// It sends notifications and replies itself: a slow client delays the messages after it, not the
 // receivers. variables/change_rules decides what follows from a change; this file carries it out.
 // Invariant: a message is processed to its end before the next is taken.
 #include "control/change_worker.h"
@@ -108,7 +107,7 @@ void follow_change(CentralState& state, VariableRegistry& registry, const Variab
     ChangeActions actions;
     {
       const MutexLock held(state.mapping_lock);
-      actions = rule(state.changes, change, clock());
+      actions = run_rule(rule, state.changes, change, clock());
     }
     for (const ChangeAction& action : actions) carry_out(registry, action);
   }

@@ -1,7 +1,6 @@
 #include "control/command_server.h"
 
 #include "engine/event_queue.h"
-#include "frame/host.h"
 #include "frame/log.h"
 #include "frame/loopback_server.h"
 
@@ -13,7 +12,7 @@ void on_message(void* queue, std::string_view data) {
   // No newline in the format: the text usually ends with one.
   LOG_MAIN("handle_tcp_event", "recv(tcp:2700) [%d]%s", static_cast<int>(text.size()),
            text.c_str());
-  push_tcp_line(*static_cast<EventQueue*>(queue), {text, now_us()});
+  push_tcp_line(*static_cast<EventQueue*>(queue), text);
 }
 
 void on_read_error(const char* text) {
@@ -24,7 +23,6 @@ constexpr TcpService kService = {
     "handle_tcp_event",      kCommandPort, kMaxMessage,   Announce::kAfterBind,
     PortInUse::kEndsProcess, on_message,   on_read_error,
 };
-static_assert(kService.max_read <= kMaxTcpRead);
 
 }  // namespace
 

@@ -105,7 +105,8 @@ void handle_status_line(CentralState& state, VariableRegistry& registry, std::st
   ChangeActions actions;
   {
     const MutexLock held(state.mapping_lock);
-    actions = (is_playback(name) ? playback_rule : status_rule)(state.changes, name, clock());
+    const ChangeRule rule = is_playback(name) ? playback_rule : status_rule;
+    actions = run_rule(rule, state.changes, {name}, clock());
   }
   for (const ChangeAction& action : actions) carry_out(state, action);
 }

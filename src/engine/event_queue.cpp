@@ -78,13 +78,13 @@ std::int64_t queue_time(const EventQueue& queue) {
   return steady_ns() - queue.created_at;
 }
 
-void push_tcp_line(EventQueue& queue, TcpLine line) {
+void push_tcp_line(EventQueue& queue, std::string text) {
   const MutexLock held(queue.lock);
-  queue.tcp_lines.push(std::move(line));
+  queue.tcp_lines.push(std::move(text));
   log_drops("tcp_lines", queue.tcp_lines.drops_to_report(steady_ns()));
 }
 
-std::optional<TcpLine> pop_tcp_line(EventQueue& queue) {
+std::optional<std::string> pop_tcp_line(EventQueue& queue) {
   const MutexLock held(queue.lock);
   log_drops("tcp_lines", queue.tcp_lines.drops_to_report(steady_ns()));
   return queue.tcp_lines.pop_front();

@@ -24,15 +24,6 @@ struct CentralState;
 // kTaken: the slot's thread may be running. It sets kFinished, and the queue worker joins it.
 enum class SlotState : std::int32_t { kFree = 0, kTaken = 1, kFinished = 2 };
 
-struct TcpLine {
-  std::string line;          // as received
-  std::int64_t received_us;  // wall clock, microseconds since the epoch
-};
-
-inline std::size_t memory_of(const TcpLine& line) {
-  return memory_of(line.line);
-}
-
 /// Returns the memory of the steps and texts of an event, in bytes.
 std::size_t memory_of(const EventDefinition& event);
 
@@ -61,7 +52,7 @@ struct EventQueue {
   Mutex lock;  // held for a whole push, with its status query, and for a whole scan of the worker
   BoundedQueue<EventDefinition> pending GUARDED_BY(lock);
   bool pending_was_large GUARDED_BY(lock) = false;  // since it was last empty
-  BoundedQueue<TcpLine> tcp_lines GUARDED_BY(lock);
+  BoundedQueue<std::string> tcp_lines GUARDED_BY(lock);
 
   // The slots. The queue worker takes and frees them; a sender thread uses only its own.
   pthread_t sender_threads[kSenderSlots] = {};
@@ -76,11 +67,11 @@ std::unique_ptr<EventQueue> make_event_queue();
 /// Returns the nanoseconds since the queue was made.
 std::int64_t queue_time(const EventQueue& queue);
 
-/// Appends a received line. Drops are logged, at most one line a second. Takes queue.lock.
-void push_tcp_line(EventQueue& queue, TcpLine line);
+/// Appends a received text. Drops are logged, at most one line a second. Takes queue.lock.
+void push_tcp_line(EventQueue& queue, std::string text);
 
-/// Removes and returns the oldest received line; nothing when there is none. Takes queue.lock.
-std::optional<TcpLine> pop_tcp_line(EventQueue& queue);
+/// Removes and returns the oldest received text; nothing when there is none. Takes queue.lock.
+std::optional<std::string> pop_tcp_line(EventQueue& queue);
 
 /// Looks up each line of `names`, without one trailing newline, and appends the events found to
 /// `pending`. Logs the text, and mirrors it once for each name. An event for which `pending` has no

@@ -54,10 +54,10 @@ void handle_tcp_line(EventQueue& queue, CentralState& state, std::string_view li
 void handle_tcp_lines(EventQueue& queue, CentralState& state) {
   std::int64_t took_ns = 0;
   while (took_ns <= kSlowTextNs) {
-    const std::optional<TcpLine> line = pop_tcp_line(queue);
-    if (!line) return;
+    const std::optional<std::string> text = pop_tcp_line(queue);
+    if (!text) return;
     const std::int64_t start = steady_ns();
-    handle_tcp_line(queue, state, line->line);
+    handle_tcp_line(queue, state, *text);
     took_ns = steady_ns() - start;
   }
 }

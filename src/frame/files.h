@@ -8,7 +8,6 @@
 //   has no second hard link. Any other is removed and created anew; the sticky bit keeps other
 //   users from replacing it.
 // - FIFOs, devices and directories fail. No open blocks.
-// - The mode of a new file does not depend on the inherited umask: main sets it to kModeMask.
 #pragma once
 
 #include <array>

@@ -35,13 +35,16 @@ const option kLongOptions[] = {
 
 void print_usage() {
   std::printf(
-      "kovotcp %s\nUsage: kovotcp\n\t-h | --help:\t\tShow help\n\t-i | --ip:\t\tbinding ip, "
-      "default "
-      "is 127.0.0.1\n\t-v :\t\t\t\tshow version\n\t-p <n> | --port <n>:\tSet port number, default "
-      "port=%d\n\t-q | --qa:\t\tDisable all log messages\n\t--qr:\t\t\tDisable the log messages on "
-      "run kovoevent\n\t-s | --queue_size:\tmax events in queue, default is %d\n\t--client "
-      "command: "
-      " run as kovotcp_client command\n\t--cmd setting-command:  send setting commandto kovotcp\n",
+      "kovotcp %s\nUsage: kovotcp\n"
+      "\t-h | --help:\t\tShow help\n"
+      "\t-i | --ip:\t\tbinding ip, default is 127.0.0.1\n"
+      "\t-v :\t\t\t\tshow version\n"
+      "\t-p <n> | --port <n>:\tSet port number, default port=%d\n"
+      "\t-q | --qa:\t\tDisable all log messages\n"
+      "\t--qr:\t\t\tDisable the log messages on run kovoevent\n"
+      "\t-s | --queue_size:\tmax events in queue, default is %d\n"
+      "\t--client command:  run as kovotcp_client command\n"
+      "\t--cmd setting-command:  send setting commandto kovotcp\n",
       kVersion, kCommandPort, kQueueSizeInUsage);
 }
 

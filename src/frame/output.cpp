@@ -1,8 +1,7 @@
 // A ring buffer between the threads that print and the one that writes. Printing copies the text
-// under ring_lock; writing does not hold the lock. Dropped texts are not reported: the report would
-// be dropped too. The ring starts at its beginning whenever it is empty, so that only the pages
-// that a burst needs are ever touched. Invariant: `waiting` bytes from `oldest` on belong to the
-// writing thread, all others to the threads that print.
+// under ring_lock; writing does not hold the lock. The ring starts at its beginning whenever it is
+// empty, so that only the pages that a burst needs are ever touched. Invariant: `waiting` bytes
+// from `oldest` on belong to the writing thread, all others to the threads that print.
 #include "frame/output.h"
 
 #include <poll.h>

@@ -11,6 +11,12 @@ namespace {
 
 using Kind = ActionKind;
 
+// Not inlined: a rule of several actions would be twice as large.
+[[gnu::noinline]] void add(RuleRun& run, Kind kind, std::string_view name,
+                           std::string_view value = {}, std::int64_t since_last_s = 0) {
+  run.actions.push_back({kind, std::string(name), std::string(value), since_last_s});
+}
+
 constexpr std::size_t kSerialParts = std::size(kSerialFields);
 
 /// Splits a format such as "9600-8N1" into the text before its first "-" and the three characters
@@ -25,30 +31,32 @@ std::array<std::string_view, kSerialParts> split_serial(std::string_view text) {
   return parts;
 }
 
-ChangeActions serial_rule(ChangeMemory& memory, const VariableChange& change, std::int64_t) {
-  MappingRow* row = find_row(memory.mapping_table, &MappingRow::status, "serialBaud");
+void serial_rule(RuleRun& run) {
+  MappingRow* row = find_row(run.memory.mapping_table, &MappingRow::status, "serialBaud");
   const std::string old(cut_text(row->last_value, kMaxShortText));
-  row->last_value = change.value;
-  if (old.empty()) return {{Kind::kFirstFormat, "serialBaud"}};
-  ChangeActions actions = {{Kind::kSerialFormat, old, row->last_value}};
-  if (!equals_nocase(old, change.value) && contains(old, "-") && contains(change.value, "-")) {
+  row->last_value = run.change.value;
+  if (old.empty()) return add(run, Kind::kFirstFormat, "serialBaud");
+  add(run, Kind::kSerialFormat, old, run.change.value);
+  if (!equals_nocase(old, run.change.value) && contains(old, "-") &&
+      contains(run.change.value, "-")) {
     const auto before = split_serial(old);
-    const auto after = split_serial(change.value);
+    const auto after = split_serial(run.change.value);
     for (std::size_t part = 0; part < kSerialParts; ++part) {
       if (before[part] == after[part]) continue;
-      actions.push_back({Kind::kSet, kSerialFields[part].variable, std::string(after[part])});
-      actions.push_back({Kind::kPushSerial, kSerialFields[part].event});
+      add(run, Kind::kSet, kSerialFields[part].variable, after[part]);
+      add(run, Kind::kPushSerial, kSerialFields[part].event);
     }
   }
-  if (actions.size() == 1) actions.push_back({Kind::kUnchanged, "serialBaud", old});
-  return actions;
+  if (run.actions.size() == 1) add(run, Kind::kUnchanged, "serialBaud", old);
 }
 
-/// Raises a dedicated event unless it was last raised within its pause.
-ChangeAction raise_after_pause(const char* event, std::int64_t& last_time, std::int64_t now_s) {
-  if (pause_lasts(now_s - last_time, kEventPauseS)) return {Kind::kInPause, event};
-  last_time = now_s;
-  return {Kind::kPushDedicated, event};
+/// Raises a dedicated event unless its value is the same or it was last raised within its pause.
+void raise_if_new(RuleRun& run, const char* event, bool is_same, std::string_view value,
+                  std::int64_t& last_time) {
+  if (is_same) return add(run, Kind::kUnchanged, event, value);
+  if (pause_lasts(run.now_s - last_time, kEventPauseS)) return add(run, Kind::kInPause, event);
+  last_time = run.now_s;
+  add(run, Kind::kPushDedicated, event);
 }
 
 // The bits of the hexadecimal word of V_OUTPUT_TIMING_CONVERT.
@@ -72,77 +80,71 @@ const char* bit_text(std::uint32_t word, std::uint32_t mask) {
   return (word & mask) != 0 ? "1" : "0";
 }
 
-ChangeActions timing_bits_rule(ChangeMemory&, const VariableChange& change, std::int64_t) {
-  const std::uint32_t word = timing_word(change);
-  ChangeActions actions = {
-      {Kind::kSet, "V_OUTPUT_TIMING_CONVERT.Bit29", bit_text(word, kYuvGiven)}};
-  if ((word & kYuvGiven) != 0) {
-    actions.push_back({Kind::kSet, "V_OUTPUT_TIMING_CONVERT.Bit23", bit_text(word, kYuvAuto)});
-  }
-  return actions;
+void timing_bits_rule(RuleRun& run) {
+  const std::uint32_t word = timing_word(run.change);
+  add(run, Kind::kSet, "V_OUTPUT_TIMING_CONVERT.Bit29", bit_text(word, kYuvGiven));
+  if ((word & kYuvGiven) == 0) return;
+  add(run, Kind::kSet, "V_OUTPUT_TIMING_CONVERT.Bit23", bit_text(word, kYuvAuto));
 }
 
-ChangeActions yuv_rule(ChangeMemory& memory, const VariableChange& change, std::int64_t now_s) {
-  constexpr char kEvent[] = "YCbCrOutput";
-  const char* yuv = yuv_of(timing_word(change));
-  if (equals_nocase(yuv, memory.yuv_out)) return {{Kind::kUnchanged, kEvent, yuv}};
-  memory.yuv_out = yuv;
-  return {raise_after_pause(kEvent, memory.yuv_event_time, now_s)};
+void yuv_rule(RuleRun& run) {
+  const char* yuv = yuv_of(timing_word(run.change));
+  const bool is_same = equals_nocase(yuv, run.memory.yuv_out);
+  run.memory.yuv_out = yuv;
+  raise_if_new(run, "YCbCrOutput", is_same, yuv, run.memory.yuv_event_time);
 }
 
 /// The last four digits of the word are the code of the resolution. An unknown code is not stored.
-ChangeActions timing_fields_rule(ChangeMemory&, const VariableChange& change, std::int64_t) {
+void timing_fields_rule(RuleRun& run) {
   constexpr std::size_t kCodeDigits = 4;
-  const std::string_view value = change.value;
-  const std::uint32_t word = timing_word(change);
+  const std::string_view value = run.change.value;
+  const std::uint32_t word = timing_word(run.change);
   const std::string_view code =
       value.size() < kCodeDigits ? "0" : value.substr(value.size() - kCodeDigits);
   const ResolutionEntry* entry = find_resolution(code);
   const int resolution = entry == nullptr ? 0 : entry->index;
-  ChangeActions actions;
-  if (entry != nullptr) {
-    actions.push_back({Kind::kSet, "V_OUTPUT_TIMING_CONVERT.resolutionRaw", std::string(code)});
-  }
-  actions.push_back({Kind::kSet, "V_OUTPUT_TIMING_CONVERT.enable", bit_text(word, kTimingEnable)});
-  actions.push_back({Kind::kSet, "V_OUTPUT_TIMING_CONVERT.yuvout", yuv_of(word)});
-  actions.push_back({Kind::kSet, "V_OUTPUT_TIMING_CONVERT.resolution", std::to_string(resolution)});
-  return actions;
+  if (entry != nullptr) add(run, Kind::kSet, "V_OUTPUT_TIMING_CONVERT.resolutionRaw", code);
+  add(run, Kind::kSet, "V_OUTPUT_TIMING_CONVERT.enable", bit_text(word, kTimingEnable));
+  add(run, Kind::kSet, "V_OUTPUT_TIMING_CONVERT.yuvout", yuv_of(word));
+  add(run, Kind::kSet, "V_OUTPUT_TIMING_CONVERT.resolution", std::to_string(resolution));
 }
 
 const char* p8021_status_of(std::string_view mode) {
   return equals_nocase(mode, "off") ? "off" : "on";
 }
 
-ChangeActions p8021_enable_rule(ChangeMemory& memory, const VariableChange& change,
-                                std::int64_t now_s) {
-  constexpr char kEvent[] = "p8021enable";
-  const char* status = p8021_status_of(change.value);
-  if (equals_nocase(status, memory.p8021_status)) return {{Kind::kUnchanged, kEvent, status}};
-  return {raise_after_pause(kEvent, memory.p8021enable_time, now_s)};
+void p8021_enable_rule(RuleRun& run) {
+  const char* status = p8021_status_of(run.change.value);
+  raise_if_new(run, "p8021enable", equals_nocase(status, run.memory.p8021_status), status,
+               run.memory.p8021enable_time);
 }
 
-ChangeActions p8021_status_rule(ChangeMemory& memory, const VariableChange& change,
-                                std::int64_t now_s) {
-  constexpr char kEvent[] = "p8021status";
-  const bool same = equals_nocase(change.value, memory.wpa_eap_mode);
-  store_wpa_mode(memory, change.value);
-  if (same) return {{Kind::kUnchanged, kEvent, memory.wpa_eap_mode}};
-  return {raise_after_pause(kEvent, memory.p8021status_time, now_s)};
+void p8021_status_rule(RuleRun& run) {
+  const bool is_same = equals_nocase(run.change.value, run.memory.wpa_eap_mode);
+  store_wpa_mode(run.memory, run.change.value);
+  raise_if_new(run, "p8021status", is_same, run.change.value, run.memory.p8021status_time);
 }
 
 /// The hold-off time starts again at every message, also at one that raises nothing.
-ChangeActions mapping_rule(ChangeMemory& memory, const VariableChange& change, std::int64_t now_s) {
-  MappingRow* row = find_row(memory.mapping_table, &MappingRow::variable, change.name);
-  if (row == nullptr) return {{Kind::kUnmapped, std::string(change.name)}};
-  const std::int64_t since_last_s = now_s - std::exchange(row->last_time, now_s);
+void mapping_rule(RuleRun& run) {
+  MappingRow* row = find_row(run.memory.mapping_table, &MappingRow::variable, run.change.name);
+  if (row == nullptr) return add(run, Kind::kUnmapped, run.change.name);
+  const std::int64_t since_last_s = run.now_s - std::exchange(row->last_time, run.now_s);
   const Kind kind = pause_lasts(since_last_s, kHoldOffS) ? Kind::kHoldOff : Kind::kPushMapped;
-  return {{kind, row->status, row->variable, since_last_s}};
+  add(run, kind, row->status, row->variable, since_last_s);
 }
 
 }  // namespace
 
 bool pause_lasts(std::int64_t since_last_s, std::int64_t pause_s) {
   return since_last_s >= 0 && since_last_s <= pause_s;
+}
+
+ChangeActions run_rule(ChangeRule rule, ChangeMemory& memory, const VariableChange& change,
+                       std::int64_t now_s) {
+  RuleRun run{memory, change, now_s, {}};
+  rule(run);
+  return std::move(run.actions);
 }
 
 std::vector<ChangeRule> change_rules(std::string_view variable) {
@@ -169,33 +171,31 @@ bool is_hdcp_state(std::string_view name) {
   return equals_nocase(name, "CUR_HDCP") || equals_nocase(name, "HDMI2_CUR_HDCP");
 }
 
-ChangeActions playback_rule(ChangeMemory& memory, std::string_view name, std::int64_t now_s) {
-  MappingRow* row = find_row(memory.mapping_table, &MappingRow::setting, "local:x");
-  if (equals_nocase(name, row->last_value)) {
-    return {{Kind::kUnchanged, "playMode", std::string(name)}};
+void playback_rule(RuleRun& run) {
+  MappingRow* row = find_row(run.memory.mapping_table, &MappingRow::setting, "local:x");
+  if (equals_nocase(run.change.name, row->last_value)) {
+    return add(run, Kind::kUnchanged, "playMode", run.change.name);
   }
   const bool was_local = starts_with_nocase(row->last_value, "local:");
-  const bool is_local = starts_with_nocase(name, "local:");
-  row->last_value = name;
-  row->last_time = now_s;
-  if (was_local && is_local) return {{Kind::kPushPlayback, "localPlayList"}};
-  if (was_local) return {{Kind::kPushPlayback, "playMode"}};
-  if (is_local) return {{Kind::kPushPlayback, "playMode"}, {Kind::kPushPlayback, "localPlay"}};
-  return {{Kind::kUnchanged, "playMode", "not local:"}};
+  const bool is_local = starts_with_nocase(run.change.name, "local:");
+  row->last_value = run.change.name;
+  row->last_time = run.now_s;
+  if (was_local && is_local) return add(run, Kind::kPushPlayback, "localPlayList");
+  if (!was_local && !is_local) return add(run, Kind::kUnchanged, "playMode", "not local:");
+  add(run, Kind::kPushPlayback, "playMode");
+  if (is_local) add(run, Kind::kPushPlayback, "localPlay");
 }
 
-ChangeActions status_rule(ChangeMemory& memory, std::string_view name, std::int64_t now_s) {
-  ChangeActions actions;
-  for (MappingRow& row : memory.mapping_table) {
-    if (row.setting.empty() || !starts_with_nocase(name, row.setting)) continue;
-    const std::int64_t since_last_s = now_s - std::exchange(row.last_time, now_s);
-    std::string event = row.status;
-    if (event.back() == '#') event.pop_back();
+void status_rule(RuleRun& run) {
+  for (MappingRow& row : run.memory.mapping_table) {
+    if (row.setting.empty() || !starts_with_nocase(run.change.name, row.setting)) continue;
+    const std::int64_t since_last_s = run.now_s - std::exchange(row.last_time, run.now_s);
+    std::string_view event = row.status;
+    if (event.back() == '#') event.remove_suffix(1);
     const Kind kind = pause_lasts(since_last_s, kRepeatS) ? Kind::kHoldOff : Kind::kCount;
-    actions.push_back({kind, event, row.status, since_last_s});
+    add(run, kind, event, row.status, since_last_s);
   }
-  if (actions.empty()) actions.push_back({Kind::kUnmapped, std::string(name)});
-  return actions;
+  if (run.actions.empty()) add(run, Kind::kUnmapped, run.change.name);
 }
 
 }  // namespace kovo

@@ -68,13 +68,24 @@ struct ChangeAction {
 };
 using ChangeActions = std::vector<ChangeAction>;
 
+/// A new value of a variable, or a status line, of which only the name matters.
 struct VariableChange {
   std::string_view name;
-  std::string_view value;  // decoded
+  std::string_view value = {};  // decoded
 };
 
-using ChangeRule = ChangeActions (*)(ChangeMemory& memory, const VariableChange& change,
-                                     std::int64_t now_s);
+/// What a rule looks at, and the actions that it adds.
+struct RuleRun {
+  ChangeMemory& memory;
+  const VariableChange& change;
+  std::int64_t now_s;
+  ChangeActions actions;
+};
+using ChangeRule = void (*)(RuleRun& run);
+
+/// Runs a rule and returns its actions.
+ChangeActions run_rule(ChangeRule rule, ChangeMemory& memory, const VariableChange& change,
+                       std::int64_t now_s);
 
 /// Returns the rules for a variable, in the order in which they are to be run.
 std::vector<ChangeRule> change_rules(std::string_view variable);
@@ -88,10 +99,10 @@ bool is_playback(std::string_view name);
 bool is_hdcp_state(std::string_view name);
 
 /// Remembers a new playback selection and raises its events.
-ChangeActions playback_rule(ChangeMemory& memory, std::string_view name, std::int64_t now_s);
+void playback_rule(RuleRun& run);
 
 /// Restarts the hold-off time of every row whose setting word begins the name of a status line. In
 /// an action, `name` is the row's event without a "#" at its end, `value` the event as it is.
-ChangeActions status_rule(ChangeMemory& memory, std::string_view name, std::int64_t now_s);
+void status_rule(RuleRun& run);
 
 }  // namespace kovo
