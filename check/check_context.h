@@ -19,7 +19,7 @@
 
 namespace kovo::check {
 
-enum class KeyFault { kLetterCase, kCutName, kUnknown, kIndex };
+enum class KeyFault { kLetterCase, kTruncatedName, kUnknown, kIndex };
 
 /// A key that the daemon does not act on.
 struct FaultyKey {
@@ -43,10 +43,10 @@ struct CheckContext {
   Triggers triggers;
   NameSuggester event_names{};
   NameSuggester placeholders{};
-  TemplateValues known{};                            // the values of placeholders
-  std::unordered_set<std::string_view> in_status{};  // the names of the status
-  std::vector<FaultyKey> faulty_keys{};              // in the file's order
-  std::unordered_set<std::string> cut_names{};       // event names that contain a field word
+  TemplateValues known{};                             // the values of placeholders
+  std::unordered_set<std::string_view> in_status{};   // the names of the status
+  std::vector<FaultyKey> faulty_keys{};               // in the file's order
+  std::unordered_set<std::string> truncated_names{};  // event names that contain a field word
   std::unordered_map<std::string_view, const NamedKeys*> found_by_trigger{};
   std::vector<MissingEvent> missing_events{};
   const RuleInfo* rule = nullptr;  // the one that runs
@@ -144,7 +144,7 @@ bool is_generic_events(const NamedKeys& keys);
 template <typename Function>
 void for_each_step(const CheckContext& context, Function function) {
   for_each_event(context, [&](const NamedKeys& keys) {
-    if (context.cut_names.count(std::string(keys.name)) > 0) return;
+    if (context.truncated_names.count(std::string(keys.name)) > 0) return;
     for (const auto& [index, step] : keys.steps) {
       if (step.compiled == nullptr) break;
       function(NamedStep{step, key_range(context, step.first), step_text(index, keys.name),

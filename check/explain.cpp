@@ -27,7 +27,7 @@ ExplainedStep explain_step(Explaining& explaining, const CompiledStep& compiled)
   step.payload = filled(data, explaining.known);
   step.known = all_known(data, explaining.known);
   step.ends_at_zero = step.payload.find('\0') < kMaxCommand;
-  step.cut = step.known && !step.ends_at_zero && step.payload.size() > kMaxCommand;
+  step.truncated = step.known && !step.ends_at_zero && step.payload.size() > kMaxCommand;
   return step;
 }
 

@@ -47,7 +47,7 @@ Json step_json(const ExplainedStep& step) {
   json["bytes"] = step.known ? Json(sent.size()) : Json(nullptr);
   json["hex"] = step.known ? Json(as_hex(sent)) : Json(nullptr);
   json["payload"] = escaped(sent);
-  json["cut"] = step.cut;
+  json["truncated"] = step.truncated;
   json["ends_at_zero"] = step.ends_at_zero;
   return json;
 }

@@ -54,7 +54,7 @@ using Candidates = std::array<std::vector<Candidate>, kAnchorKinds>;
 void add_commands(const std::vector<MainRecord>& records, std::vector<Candidate>& candidates) {
   constexpr std::ptrdiff_t kMostWaiting = 1000;  // bounds the search to the last names
   for (std::size_t at = 0; at < records.size(); ++at) {
-    const std::string_view text = cut_text(strip_newline(records[at].name), kMaxCommand);
+    const std::string_view text = truncated(strip_newline(records[at].name), kMaxCommand);
     if (records[at].kind == MainLine::kCommand && text.substr(0, 2) != "__") {
       candidates.push_back({at, hash_of(split_key_value(text).key)});
     }

@@ -74,7 +74,7 @@ void note_received(Timeline& timeline, const MainRecord& record) {
     note_long_text(timeline, "get udp:2728 event " + record.name);
   }
   if (record.kind != MainLine::kCommand) return;
-  const KeyValue pair = split_key_value(cut_text(strip_newline(record.name), kMaxCommand));
+  const KeyValue pair = split_key_value(truncated(strip_newline(record.name), kMaxCommand));
   const std::string key(pair.key);
   note_long_text(timeline, "get tcp:2700 event: key=" + key + ",value=" + std::string(pair.value));
   note_long_text(timeline, "push event: " + std::string(strip_newline(key)));

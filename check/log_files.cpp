@@ -185,7 +185,8 @@ bool read_moment(const std::string& text, const char* option, LogTime last,
   if (text.empty()) return true;
   LogTime time = 0;
   if (!parse_moment(text, last, time)) {
-    print_error(std::string(option) + ": \"" + text + "\" is no time: YYYY-MM-DD, HH:MM or both");
+    print_error(std::string(option) + ": \"" + text +
+                "\" is not a valid time: YYYY-MM-DD, HH:MM or both");
     return false;
   }
   moment = time;

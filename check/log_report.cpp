@@ -169,7 +169,7 @@ std::string counts_text(const LogCounts& counts) {
             clock_text(*counts.main_since) + "\n";
   }
   if (counts.is_renewed) {
-    text += "the definitions were read again: those given may not be the ones of before\n";
+    text += "the definitions were read again: the given file may differ from the earlier one\n";
   }
   return text;
 }

@@ -216,7 +216,7 @@ void add_status_error(const FoundError& error, TimelineStep& step) {
 
 std::string target_key(std::string_view address, std::int64_t port,
                        std::optional<std::string_view> payload) {
-  std::string key(cut_text(address, kMaxShortText));
+  std::string key(truncated(address, kMaxShortText));
   key += "\n" + std::to_string(port);
   return payload ? key + "\n" + std::string(sent_part(*payload)) : key;
 }
@@ -252,7 +252,7 @@ void settle_step(Timeline& timeline, const ExecutedLine& line, const TimelineBlo
   }
   if (!step.sender) {
     return set_verdict(step, StepVerdict::kNotSent,
-                       "NOT SENT: " + quoted(step.protocol) + " is no protocol");
+                       "NOT SENT: " + quoted(step.protocol) + " is not a supported protocol");
   }
   const LogTime due = line.time + std::max<LogTime>(0, step.offset_ms);
   const OpenStep open{line.record, due, step.offset_known, &block};

@@ -70,12 +70,12 @@ std::string filled(std::string_view payload, KnownValues& known) {
 }
 
 std::string_view sent_part(std::string_view payload) {
-  return until_nul(cut_text(payload, kMaxCommand));
+  return until_nul(truncated(payload, kMaxCommand));
 }
 
 bool is_address(const std::string& text) {
   in_addr address{};
-  return inet_pton(AF_INET, std::string(cut_text(text, kMaxShortText)).c_str(), &address) == 1;
+  return inet_pton(AF_INET, std::string(truncated(text, kMaxShortText)).c_str(), &address) == 1;
 }
 
 int sent_port(std::string_view text) {

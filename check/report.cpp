@@ -117,7 +117,7 @@ std::string payload_text(const ExplainedStep& step, std::size_t size_width) {
   if (step.sender->status) return "the device's status";
   std::string text = right_aligned(payload_size(step), size_width) + "  " +
                      quoted(sent_part(step.payload), kPayloadShown);
-  if (step.cut) text += "  truncated to 1023 bytes";
+  if (step.truncated) text += "  truncated to 1023 bytes";
   if (step.ends_at_zero) text += "  ends at a NUL";
   return text;
 }

@@ -37,7 +37,7 @@ std::optional<FaultyKey> key_fault(std::uint32_t position, const DefinitionEntry
   const bool is_spelled = !meant.name.empty() && meant.distance == 0;
   KeyFault fault = entry.parts == 0 ? KeyFault::kUnknown : KeyFault::kIndex;
   if (is_spelled && meant.same_case) {
-    fault = KeyFault::kCutName;
+    fault = KeyFault::kTruncatedName;
   } else if (is_spelled && is_known(split_definition_key(right, {}))) {
     fault = KeyFault::kLetterCase;
   }
@@ -51,7 +51,7 @@ std::vector<MissingEvent> missing_events(const CheckContext& context) {
   std::vector<MissingEvent> missing;
   for (const NamedKeys& keys : context.model.names) {
     if (keys.event != nullptr || looks_like_comment(keys.name)) continue;
-    if (context.cut_names.count(std::string(keys.name)) > 0) continue;
+    if (context.truncated_names.count(std::string(keys.name)) > 0) continue;
     const auto entry =
         std::find_if(keys.entries.begin(), keys.entries.end(), [&](std::uint32_t at) {
           return entry_at(context, at).field != kCountField && is_known(entry_at(context, at));
@@ -79,7 +79,8 @@ CheckContext make_context(const Source& source, const Model& model, const CheckO
   for (std::uint32_t at = 0; at < source.entries.size(); ++at) {
     std::optional<FaultyKey> faulty = key_fault(at, source.entries[at]);
     if (!faulty) continue;
-    if (faulty->fault == KeyFault::kCutName) context.cut_names.insert(faulty->meant.name);
+    if (faulty->fault == KeyFault::kTruncatedName)
+      context.truncated_names.insert(faulty->meant.name);
     context.faulty_keys.push_back(std::move(*faulty));
   }
   context.missing_events = missing_events(context);

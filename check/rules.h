@@ -23,7 +23,7 @@ void check_blank(CheckContext& context);
 void check_commented_out(CheckContext& context);
 void check_unknown_key(CheckContext& context);
 void check_letter_case(CheckContext& context);
-void check_cut_name(CheckContext& context);
+void check_truncated_name(CheckContext& context);
 void check_index(CheckContext& context);
 void check_duplicate_key(CheckContext& context);
 void check_no_effect(CheckContext& context);
@@ -75,7 +75,7 @@ inline constexpr RuleInfo kRules[] = {
      "a Count that is not a number, out of range, or followed by text"},
     {"index", Severity::kError, Severity::kWarning, check_index,
      "a step number that is missing, invalid, or out of the range of the Count"},
-    {"cut-name", Severity::kError, Severity::kError, check_cut_name,
+    {"truncated-name", Severity::kError, Severity::kError, check_truncated_name,
      "an event name that contains a field word, where it is truncated"},
     {"protocol", Severity::kError, Severity::kWarning, check_protocol,
      "a step without lines, or whose Protocol is missing, not supported, or ambiguous"},

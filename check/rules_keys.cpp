@@ -264,9 +264,9 @@ void check_letter_case(CheckContext& context) {
 }
 
 /// Reports an event name once: the end of a key is right, but the name contains a field word.
-void check_cut_name(CheckContext& context) {
+void check_truncated_name(CheckContext& context) {
   std::unordered_set<std::string_view> reported;
-  for_each_faulty(context, KeyFault::kCutName, [&](const FaultyKey& key, const auto& entry) {
+  for_each_faulty(context, KeyFault::kTruncatedName, [&](const FaultyKey& key, const auto& entry) {
     const std::string& whole_name = key.meant.name;
     if (!reported.insert(whole_name).second) return;
     const SourceRange range = key_range(context, key.entry);

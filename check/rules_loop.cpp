@@ -86,7 +86,7 @@ void add_message(Memories& memories, std::string_view text, std::vector<std::str
     add_setting(text, triggers);
     return;
   }
-  const Message message = split_message(strip_newline(cut_text(text, kMaxMessage)));
+  const Message message = split_message(strip_newline(truncated(text, kMaxMessage)));
   if (message.splitting != Splitting::kOk) return;
   if (!equals_nocase(message.command, "e_param_set")) return;
   const std::string value = decode_value(message.arg2);
@@ -102,7 +102,7 @@ void add_message(Memories& memories, std::string_view text, std::vector<std::str
 void add_status_line(Memories& memories, std::string_view text,
                      std::vector<std::string>& triggers) {
   add_setting(text, triggers);
-  const KeyValue pair = split_key_value(strip_newline(cut_text(text, kMaxStatusLine)));
+  const KeyValue pair = split_key_value(strip_newline(truncated(text, kMaxStatusLine)));
   if (!is_playback(pair.key)) return;
   for (const char* last : {"local", "local:-"}) {
     ChangeMemory& memory = memories.products.front();

@@ -93,7 +93,8 @@ void check_broadcast(CheckContext& context, const StepValue& step) {
 void check_address_value(CheckContext& context, const StepValue& step) {
   const std::string value(step.entry.value);
   if (value.size() > kMaxShortText) {
-    add_finding(context, step.range, step.line + " has more than 63 characters and is cut there",
+    add_finding(context, step.range,
+                step.line + " has more than 63 characters and is truncated there",
                 "write four numbers from 0 to 255 such as 10.0.0.5");
     return;
   }
@@ -140,7 +141,8 @@ void check_protocol(CheckContext& context) {
   for_each_value(context, kProtocolField,
                  [&](const StepValue& step) { check_protocol_value(context, step); });
   for_each_event(context, [&](const NamedKeys& keys) {
-    if (context.cut_names.count(std::string(keys.name)) == 0) check_empty_steps(context, keys);
+    if (context.truncated_names.count(std::string(keys.name)) == 0)
+      check_empty_steps(context, keys);
   });
   for_each_step(context, [&](const NamedStep& step) {
     if (step.entries.protocol != kNoEntry) return;

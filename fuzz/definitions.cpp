@@ -17,7 +17,7 @@ extern "C" int LLVMFuzzerTestOneInput(const char* data, std::size_t size) {
   std::string lines;
   for (std::string_view line : split_lines({data, size})) {
     for (; !line.empty(); line.remove_prefix(std::min(kMaxMessage, line.size()))) {
-      const std::string_view piece = until_nul(cut_text(line, kMaxMessage));
+      const std::string_view piece = until_nul(truncated(line, kMaxMessage));
       if (piece.find('=') != std::string_view::npos) lines.append(piece).append("\n");
     }
   }

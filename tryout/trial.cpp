@@ -180,7 +180,7 @@ Reaction process_message(TrialDevice& device, std::string_view text, const Momen
     change_setting(device, split_setting_line(text).value_or(split_key_value(text)), reaction);
     return reaction;
   }
-  const Message message = split_message(strip_newline(cut_text(text, kMaxMessage)));
+  const Message message = split_message(strip_newline(truncated(text, kMaxMessage)));
   if (message.splitting != Splitting::kOk) {
     return {{}, {"not a valid message: a variable is changed by e_param_set::NAME::VALUE"}};
   }
@@ -204,7 +204,7 @@ Reaction process_message(TrialDevice& device, std::string_view text, const Momen
 Reaction process_status_line(TrialDevice& device, std::string_view text, const Moment& now) {
   Reaction reaction;
   if (const auto line = split_setting_line(text)) change_setting(device, *line, reaction);
-  const KeyValue pair = split_key_value(strip_newline(cut_text(text, kMaxStatusLine)));
+  const KeyValue pair = split_key_value(strip_newline(truncated(text, kMaxStatusLine)));
   const std::string name(pair.key);
   if (is_playback(name)) {
     for (const ChangeAction& action :

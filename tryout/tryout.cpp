@@ -52,7 +52,7 @@ Page page;
 
 /// Returns what the page wrote to kovo_input.
 std::string_view input_text(std::size_t size) {
-  return cut_text(page.input, size);
+  return truncated(page.input, size);
 }
 
 std::size_t answer(std::string text) {
@@ -181,7 +181,7 @@ Edits edits_of(Fields& fields) {
 }
 
 Json edit_json(const Edit& edit) {
-  const std::string_view before = cut_text(page.definition.text, edit.offset);
+  const std::string_view before = truncated(page.definition.text, edit.offset);
   Json json;
   json["line"] = 1 + std::count(before.begin(), before.end(), '\n');
   json["column"] = before.size() - before.rfind('\n');  // npos is -1

@@ -87,7 +87,7 @@ void* handle_lm_event(void* argument) {
 }
 
 void handle_message(CentralState& state, VariableRegistry& registry, std::string_view text) {
-  const std::string copy(strip_newline(cut_text(text, kMaxMessage)));
+  const std::string copy(strip_newline(truncated(text, kMaxMessage)));
   if (debug_target_on >= kMirrorChanges && starts_with_nocase(copy, kChangeCommand)) {
     send_debug_line(kMirrorChanges, "API Cmd: %s", percent_decode(copy.c_str()).c_str());
   }

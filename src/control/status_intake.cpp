@@ -31,7 +31,7 @@ void on_datagram(void* context, std::string_view data) {
            text.c_str());
   log_event("get udp:2728 event %s\n", text.c_str());
   if (text.find_first_of("=:") != std::string::npos) apply_setting_line(state, text);
-  state.api_queue.push(std::string(cut_text(text, kMaxStatusLine)));
+  state.api_queue.push(std::string(truncated(text, kMaxStatusLine)));
 }
 
 void on_receive_error(int error) {
@@ -93,7 +93,7 @@ void* handle_vep_api(void* argument) {
 void handle_status_line(CentralState& state, VariableRegistry& registry, std::string_view text,
                         SecondsClock clock) {
   if (text.empty()) return;
-  const std::string line(strip_newline(cut_text(text, kMaxStatusLine)));
+  const std::string line(strip_newline(truncated(text, kMaxStatusLine)));
   LOG_MAIN(kRoutine, "Recv(udp:%d) (%d)%s\n", kStatusPort, static_cast<int>(line.size()),
            line.c_str());
   const KeyValue pair = split_key_value(line);

@@ -48,7 +48,7 @@ void add_definition_line(std::string& text, std::string_view line) {
 DefinitionEntries parse_definitions(std::string_view file) {
   std::string text;
   while (!file.empty()) {
-    const std::string_view piece = cut_text(file, kMaxMessage);
+    const std::string_view piece = truncated(file, kMaxMessage);
     const std::string_view line = piece.substr(0, until_newline(piece).size() + 1);
     add_definition_line(text, until_nul(line));
     file.remove_prefix(line.size());

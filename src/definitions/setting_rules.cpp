@@ -17,7 +17,7 @@ bool names_setting(std::string_view text) {
 
 std::optional<KeyValue> split_setting_line(std::string_view line) {
   if (!starts_with_nocase(line, "port") && !starts_with_nocase(line, "sys")) return {};
-  const KeyValue pair = split_key_value(cut_text(strip_newline(line), kMaxStatusLine));
+  const KeyValue pair = split_key_value(truncated(strip_newline(line), kMaxStatusLine));
   if (!pair.found) return {};
   return pair;
 }

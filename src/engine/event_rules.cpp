@@ -15,7 +15,7 @@ bool is_display_event(std::string_view name) {
 }
 
 KeyValue split_command_line(std::string_view text) {
-  return split_key_value(cut_text(strip_newline(text), kMaxCommand));
+  return split_key_value(truncated(strip_newline(text), kMaxCommand));
 }
 
 bool is_command(std::string_view key) {

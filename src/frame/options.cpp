@@ -75,7 +75,7 @@ bool parse_options(int argc, char** argv) {
         break;
       case kClient:
         client = *optarg != '\0';
-        if (client) run_client_mode(std::string(cut_text(optarg, kMaxMessage)));
+        if (client) run_client_mode(std::string(truncated(optarg, kMaxMessage)));
         break;
       case kCmd:
         cmd = *optarg != '\0';

@@ -15,7 +15,7 @@ char lower(char c) {
 
 }  // namespace
 
-std::string_view cut_text(std::string_view text, std::size_t limit) {
+std::string_view truncated(std::string_view text, std::size_t limit) {
   return text.substr(0, limit);
 }
 

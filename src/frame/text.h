@@ -20,7 +20,7 @@ constexpr std::size_t kMaxDatagram = 4096;   // datagrams of the two UDP ports
 
 constexpr std::size_t kMinAddress = 7;  // a text shorter than "1.2.3.4" is not an address
 
-std::string_view cut_text(std::string_view text, std::size_t limit);
+std::string_view truncated(std::string_view text, std::size_t limit);
 
 /// Copies the text, truncated to size - 1 bytes, into the buffer, and appends a NUL.
 template <std::size_t size>

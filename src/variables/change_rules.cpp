@@ -33,7 +33,7 @@ std::array<std::string_view, kSerialParts> split_serial(std::string_view text) {
 
 void serial_rule(RuleRun& run) {
   MappingRow* row = find_row(run.memory.mapping_table, &MappingRow::status, "serialBaud");
-  const std::string old(cut_text(row->last_value, kMaxShortText));
+  const std::string old(truncated(row->last_value, kMaxShortText));
   row->last_value = run.change.value;
   if (old.empty()) return add(run, Kind::kFirstFormat, "serialBaud");
   add(run, Kind::kSerialFormat, old, run.change.value);

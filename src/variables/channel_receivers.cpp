@@ -44,7 +44,7 @@ static_assert(kTcpService.max_read <= kMaxTcpRead);
 
 void accept_message(CentralState& state, const std::string& text) {
   if (names_setting(text) && apply_setting_line(state, text) != kSettingChanged) return;
-  state.lm_queue.push(std::string(cut_text(text, kMaxMessage)));
+  state.lm_queue.push(std::string(truncated(text, kMaxMessage)));
 }
 
 void* handle_udp_lm_var(void* state) {

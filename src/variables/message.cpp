@@ -20,7 +20,7 @@ bool pop_part(std::string_view& text, std::string& part) {
 
 std::string decode_value(std::string_view raw) {
   const std::string value = percent_decode(unescape_text(std::string(raw).c_str()).c_str());
-  return std::string(until_nul(cut_text(value, kMaxMessage)));
+  return std::string(until_nul(truncated(value, kMaxMessage)));
 }
 
 Message split_message(std::string_view text) {

@@ -29,7 +29,7 @@ TEST(Program, ReportsTheFaultyExampleLetterByLetter) {
   EXPECT_EQ(run("faulty.txt"), std::make_pair(1, read_example("faulty.report")));
 }
 
-// What is cut, dropped and never sent; 120 zeros are shown as one.
+// What is truncated, dropped and never sent; 120 zeros are shown as one.
 constexpr char kOddEvents[] =
     "--explain --status <(printf 'long=%01050d\\nname=Lobby') <(printf '%s\\n'"
     " Late{Count=2,Delay=60,Protocol0=udp,Delay0=-5} DVIConnected{Count=3,XMLfield=Late}"
@@ -60,7 +60,7 @@ constexpr char kJsonEvent[] =
     R"(start after boot","variable PWR_ON_ST"],"shadowed_by":"","delay_s":90,"never_runs":true,)"
     R"("once_per_boot":true,"display_period":false,"step_count":2,"steps":[{"index":1,)"
     R"("offset_ms":0,"sends":"payload","transport":"TCP","protocol":"TCP","address":"10.0.0.6",)"
-    R"("port":23,"bytes":2,"hex":"4F4B","payload":"OK","cut":false,"ends_at_zero":true}]},)";
+    R"("port":23,"bytes":2,"hex":"4F4B","payload":"OK","truncated":false,"ends_at_zero":true}]},)";
 
 // A link to a file is followed; its mode stays, and nothing else is left.
 constexpr char kFix[] =

@@ -48,7 +48,7 @@ const RuleCase kCases[] = {
     {"index", "APort=1", "8:1 error", "APort0", "APort00=1"},
     {"index", "APortx=1", "8:6 error", "number from 0", "ADelay=1"},
     {"index", "APort128x=1", "8:6 error", "number from 0", "ADelay=1"},
-    {"cut-name", "DataHallData0=41", "8:1 error", "rename", "MyIPlayCount=1"},
+    {"truncated-name", "DataHallData0=41", "8:1 error", "rename", "MyIPlayCount=1"},
     {"protocol", "AProtocol0=TCPstatus", "3:12 warning", "TCPStatus", "AProtocol0=xUDP"},
     {"protocol", "ACount=3", "1:8 error", "ACount=1", "AProtocol0=TCPStatus"},
     {"address", "AIP0=\"10.0.0.7:80\"", "4:6 error", "write 10.0.0.7, and", "AIP0=255.255.255.0"},

@@ -36,7 +36,7 @@ export interface Step {
   bytes: number | null; // null while a placeholder's value is not known
   hex: string | null; // likewise
   payload: string;
-  cut: boolean;
+  truncated: boolean;
   ends_at_zero: boolean;
 }
 

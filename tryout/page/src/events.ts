@@ -17,7 +17,7 @@ export function content(step: Step): string {
 
 /** Returns why the daemon does not send the whole payload; "" if it does. */
 export function loss(step: Step): string {
-  if (step.cut) return `truncated to ${step.bytes} bytes`;
+  if (step.truncated) return `truncated to ${step.bytes} bytes`;
   return step.ends_at_zero ? "ends at a NUL" : "";
 }
 
