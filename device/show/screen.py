@@ -36,12 +36,12 @@ class Screen:
         self._lock = threading.Lock()
 
     def _print(self, style: str, text: str, shorten: bool = False) -> None:
-        if not self.is_terminal:
-            print(text, flush=True)
-            return
-        # One for each line: the prompt replaces standard output while it is shown.
-        console = Console(highlight=False, force_terminal=True)
         with self._lock:
+            if not self.is_terminal:
+                print(text, flush=True)
+                return
+            # One for each line: the prompt replaces standard output while it is shown.
+            console = Console(highlight=False, force_terminal=True)
             overflow = "ellipsis" if shorten else "fold"
             console.print(Text(text, STYLES[style]), no_wrap=shorten, overflow=overflow)
 
