@@ -82,7 +82,7 @@ std::string finding_text(const std::string& file, const Source& source, const Fi
 }
 
 std::string raised_text(const ExplainedEvent& event) {
-  std::string text = event.raised_by.empty() ? "only by name on tcp:2700" : "";
+  std::string text = event.raised_by.empty() ? "only by a program on tcp:2700" : "";
   for (const std::string& what : event.raised_by) text += (text.empty() ? "" : "; ") + what;
   return quoted(event.trigger) + " (" + text + ")";
 }

@@ -265,10 +265,10 @@ void check_loop(CheckContext& context) {
     std::string text = step_text(static_cast<std::uint32_t>(compiled.index), step.event.name);
     text += " sends to the daemon itself (" + step.port + ")";
     std::string hint =
-        "write another address, or be sure that what it raises does not raise " + name + " again";
+        "write another address, or make sure that this message does not raise " + name + " again";
     if (!circle.empty()) {
       text.append(" and can raise ").append(name).append(" again: ").append(circle);
-      hint = "break this circle: it can go on without end";
+      hint = "remove one of these messages: they can repeat endlessly";
     }
     add_finding(context, value_range(context, step.entries.ip), std::move(text), std::move(hint));
   }

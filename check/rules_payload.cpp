@@ -15,8 +15,8 @@ std::string sent_text(std::string_view value) {
   constexpr std::size_t kMostShown = 16;
   const std::string payload = s_hex_to_ascii(value);
   const std::string_view sent = sent_part(payload);
-  if (sent.empty()) return "; now nothing is sent";
-  return "; now " + as_hex(sent.substr(0, kMostShown), " ") +
+  if (sent.empty()) return "; as written, nothing is sent";
+  return "; as written, " + as_hex(sent.substr(0, kMostShown), " ") +
          (sent.size() > kMostShown ? " ..." : "") + (sent.size() == 1 ? " is sent" : " are sent");
 }
 

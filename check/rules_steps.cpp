@@ -86,7 +86,7 @@ void check_broadcast(CheckContext& context, const StepValue& step) {
                 quoted(value) +
                     " is the broadcast address of many networks: the daemon does not "
                     "broadcast",
-                "write the address of one device, unless this is one");
+                "write the address of one device, unless this is the address of a device");
   }
 }
 

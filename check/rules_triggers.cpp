@@ -153,8 +153,8 @@ void check_trigger(CheckContext& context) {
       fix = trigger_fix(context, keys, near);
     }
     add_finding(context, trigger_range(context, keys),
-                "nothing on the device raises " + quoted(trigger) +
-                    " by itself, only a program that names it on tcp:2700",
+                quoted(trigger) +
+                    " is not a trigger of the device: only a program can send it, on tcp:2700",
                 hint, fix);
   });
 }

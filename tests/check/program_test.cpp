@@ -37,11 +37,11 @@ constexpr char kOddEvents[] =
     " name{Protocol2=TCP,IP2=10.0.0.7,Port2=80,Data2=7B7B6E616D657D7D007D})"
     " | sed 's/\"0\\{120\\}\\./\"0./'";
 constexpr char kOddExplained[] = R"(
-Late   raised by "Late" (only by name on tcp:2700); never runs: it is dropped after 60 s
+Late   raised by "Late" (only by a program on tcp:2700); never runs: it is dropped after 60 s
   -5 ms  |-                            sends nothing: "udp" is not a supported protocol
   and 1 step without lines: nothing is sent
 
-DVIConnected   raised by "Late" (only by name on tcp:2700); never found: the trigger raises Late
+DVIConnected   raised by "Late" (only by a program on tcp:2700); never found: the trigger raises Late
   and 3 steps without lines: nothing is sent
 
 name   raised by "name" (variable DEVICE_NAME); runs after 2 s

@@ -71,7 +71,7 @@ const RuleCase kCases[] = {
      to_daemon("2700", "x", "y") +
          "\nyCount=1\nyProtocol0=UDP\nyIP0=lamp\nyPort0=2728\nyData0=" + as_hex("sysName=1") +
          "\nBCount=1\nBXMLfield=sysName\nBProtocol0=TCPx\nBPort0=2700\nBData0=" + as_hex("x"),
-     "4:6 warning", ": A -> y -> sysName -> B -> x -> A = break", "AIP0=lamp\nAPort0=2728"},
+     "4:6 warning", ": A -> y -> sysName -> B -> x -> A = remove", "AIP0=lamp\nAPort0=2728"},
     {"loop", to_daemon("2727", "serialParity", "e_param_set::S0_BAUDRATE::9600-8N1"), "4:6 warning",
      "A -> serialParity -> A", ""},
     {"loop", to_daemon("2727", "HDMIOutResolution", "e_param_set::V_OUTPUT_TIMING_CONVERT::1"),
@@ -80,9 +80,10 @@ const RuleCase kCases[] = {
     {"loop", to_daemon("2728", "localPlayList", "local:x"), "4:6 warning", "-> localPlayList ->",
      ""},
     {"data", "AData0=\"0x4F,0x4E\"", "6:8 error", "write AData0=4F4E;", "AData0=4a4B"},
-    {"data", "AData0=504O,0D", "6:11 error", "the digit 0; now", "AData0=5040"},
+    {"data", "AData0=504O,0D", "6:11 error", "the digit 0; as written", "AData0=5040"},
     {"data", "AData0= \\x25 $31,0x0D", "6:8 error", "write AData0=25310D;", "AData0=\t"},
-    {"data", "AData0=50 4", "6:8 error", "two digits for each byte; now 50 04", "AData0=5004"},
+    {"data", "AData0=50 4", "6:8 error", "two digits for each byte; as written, 50 04",
+     "AData0=5004"},
     {"data", "AData0=ON<CR>", "6:8 error", "write AData0=4F4E0D;", "AData0=4F4E"},
     {"payload", "AData0=414200", "6:12 error", "remove the 00", "AData0=414230"},
     {"payload", "AData0=25315C783064", "6:12 note", "digits 0D", "AData0=25315C7830"},

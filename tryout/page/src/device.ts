@@ -57,7 +57,7 @@ export function devicePanel({ core, clock, react, productChanged }: Wiring) {
     { "aria-label": "Message type" },
     element("option", { value: variables }, "Variable or setting (port 2727)"),
     element("option", { value: statusLines }, "Status line or setting (port 2728)"),
-    element("option", { value: names }, "Trigger by name (port 2700)"),
+    element("option", { value: names }, "Trigger (port 2700)"),
   );
   const known = element("datalist", { id: "messages-known" });
   const rows = element("tbody");
@@ -83,7 +83,7 @@ export function devicePanel({ core, clock, react, productChanged }: Wiring) {
     element(
       "tr",
       {},
-      element("td", {}, button(source.trigger, () => fill(source), { className: "link", title: "Insert its message above" })),
+      element("td", {}, button(source.trigger, () => fill(source), { className: "link", title: "Copy its message to the field above" })),
       element("td", {}, describe(source).by),
     );
   const showVocabulary = () => {

@@ -54,7 +54,7 @@ function remarks(event: Event): string[] {
 
 function restrictions(event: Event): string {
   const once = event.once_per_boot ? " Runs once per boot." : "";
-  return once + (event.display_period ? " Not sent in the first two minutes after boot." : "");
+  return once + (event.display_period ? " Not sent in the first 120 s after boot." : "");
 }
 
 const quoted = (text: string) => `'${text.replaceAll("'", "'\\''")}'`;
@@ -105,7 +105,7 @@ function stepForm(event: string, step: Step, payload: string, indexes: number[],
 }
 
 function card(event: Event, line: () => number, payloads: Map<number, string>, edited: boolean, toggle: () => void, panel: Panel): HTMLElement {
-  const by = event.raised_by.length > 0 ? `by: ${event.raised_by.join("; ")}` : "only by name on tcp:2700";
+  const by = event.raised_by.length > 0 ? `by: ${event.raised_by.join("; ")}` : "only by a program on tcp:2700";
   const delay = event.delay_s > 0 ? ` · runs after ${event.delay_s} s` : "";
   const problem = element("p", { className: "remark lines", role: "status" });
   const act = async (fields: Record<string, string>) => {

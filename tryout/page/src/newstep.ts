@@ -37,7 +37,7 @@ export function newStepPanel(core: Core, editor: Editor) {
       { className: "fields" },
       field("Event", event),
       ...ofNewEvent,
-      field("Sends", select("sends", ["payload", "this payload"], ["status", "the device’s status"])),
+      field("Sends", select("sends", ["payload", "payload"], ["status", "the device’s status"])),
       field("Protocol", select("protocol", ["UDP", "UDP"], ["TCP", "TCP"])),
       field("Address", input("address")),
       field("Port", input("port", { inputMode: "numeric" })),

@@ -68,7 +68,7 @@ export function statusPanel(core: Core, changed: (values: StatusValues) => void)
       rows,
     ),
     element("div", { className: "row" }, add),
-    element("label", { className: "check" }, complete, " The list is complete: other placeholders are mistakes"),
+    element("label", { className: "check" }, complete, " This list is complete: report other placeholders"),
     element(
       "details",
       {},
