@@ -42,7 +42,7 @@ test("the daemon sends what the page shows", async () => {
   await take("Door", 3);
   await page.getByRole("tab", { name: "Device" }).click();
   await page.getByLabel("Message", { exact: true }).fill("e_param_set::DEVICE_NAME::Foyer");
-  await page.getByRole("button", { name: "Send" }).click();
+  await page.getByRole("button", { name: "Send", exact: true }).click();
   await take("Renamed", 1);
   await page.getByRole("tab", { name: "Events" }).click();
   await page.getByRole("button", { name: "Fire playMode" }).click();

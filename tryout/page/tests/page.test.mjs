@@ -28,7 +28,7 @@ const editorText = async (page) => {
 };
 const send = async (page, message) => {
   await page.getByLabel("Message", { exact: true }).fill(message);
-  await page.getByRole("button", { name: "Send" }).click();
+  await page.getByRole("button", { name: "Send", exact: true }).click();
 };
 const answer = (page, name) => page.getByRole("dialog").getByRole("button", { name, exact: true }).click();
 const openFile = async (page, name, buffer) => {
