@@ -26,14 +26,14 @@ struct FaultyKey {
   std::uint32_t entry;
   KeyFault fault;
   MeantKey meant;
-  std::string right;  // the same key in the right letter case, for kLetterCase
+  std::string right;  // the same key in the correct case, for kLetterCase
 };
 
 /// A name whose lines the daemon leaves out, since no Count line makes it an event.
 struct MissingEvent {
   const NamedKeys& keys;
   SourceRange range;         // of the name in its first other line
-  const NamedKeys* similar;  // the event whose name differs in letter case only, or null
+  const NamedKeys* similar;  // the event whose name differs only in case, or null
 };
 
 struct CheckContext {

@@ -37,7 +37,7 @@ bool is_certain(const Finding& finding) {
   return finding.fix && finding.severity != Severity::kNote && finding.hint.rfind(kGuess, 0) != 0;
 }
 
-/// Returns the event name of a line in lower case: fixes change its letter case, and blanks.
+/// Returns the event name of a line in lower case and without blanks: fixes may change both.
 std::string event_of(std::string_view line) {
   const std::string_view key = trimmed(line.substr(0, line.find_first_of("=:")));
   return lower_ascii(trimmed(split_definition_key(key, {}).name));

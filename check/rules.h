@@ -66,7 +66,7 @@ inline constexpr RuleInfo kRules[] = {
     {"unknown-key", Severity::kWarning, Severity::kWarning, check_unknown_key,
      "a key that the daemon ignores"},
     {"letter-case", Severity::kError, Severity::kError, check_letter_case,
-     "a key or event name in the wrong letter case"},
+     "a key or event name in the wrong case"},
     {"no-event", Severity::kWarning, Severity::kWarning, check_no_event,
      "a file that defines no event"},
     {"no-count", Severity::kError, Severity::kNote, check_no_count,

@@ -186,7 +186,7 @@ void check_global_key(CheckContext& context, std::uint32_t position) {
   }
 }
 
-/// Reports a name that is that of an event but for its letter case.
+/// Reports a name that differs from an event's name only in case.
 void check_similar(CheckContext& context, const MissingEvent& missing) {
   if (missing.similar == nullptr) return;
   const NamedKeys& event = *missing.similar;

@@ -12,7 +12,7 @@ bool contains_nocase(std::string_view text, const char* word) {
   return contains(lower_ascii(text), lower_ascii(word));
 }
 
-/// Returns a protocol in the letter case that the daemon reads: "UDP", "TCPStatus"; "" for others.
+/// Returns a protocol in the case that the daemon expects: "UDP", "TCPStatus"; "" for others.
 std::string right_protocol(std::string_view text) {
   const bool tcp = contains_nocase(text, "TCP");
   if (!tcp && !contains_nocase(text, "UDP")) return {};

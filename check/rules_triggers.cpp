@@ -35,8 +35,8 @@ std::string bare(std::string_view trigger) {
   return text;
 }
 
-/// Returns the trigger that the device raises and that differs from a text only in letter case,
-/// blanks or quotes; "" when there is none.
+/// Returns the trigger that the device raises and that differs from a text only in case, blanks or
+/// quotes; "" when there is none.
 std::string raised_spelling(const CheckContext& context, std::string_view trigger) {
   const NameSuggester& known = context.triggers.suggester;
   const auto found = known.by_lower.find(bare(trigger));
@@ -134,8 +134,7 @@ void check_trigger(CheckContext& context) {
     if (!right.empty()) {
       add_finding(
           context, context.rule->other, trigger_range(context, keys),
-          quoted(trigger) + " is not the trigger " + right +
-              ": letter case, blanks and quotes count",
+          quoted(trigger) + " is not the trigger " + right + ": case, blanks and quotes matter",
           "write " + (has_trigger_line(keys) ? right : shown(keys.name) + "XMLfield=" + right),
           trigger_fix(context, keys, right));
       return;

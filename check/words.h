@@ -51,9 +51,9 @@ struct NameSuggester {
 };
 NameSuggester make_suggester(std::vector<std::string> names);
 
-/// Returns the first known name that is equal but for its letter case, or else the first of the
+/// Returns the first known name that is equal except for case, or else the first of the
 /// nearest within two letters (fewer for short words); "" when there is none. Among more than 300
-/// names it looks for letter case only.
+/// names it only compares case-insensitively.
 std::string nearest_name(const NameSuggester& suggester, std::string_view word);
 
 }  // namespace kovo::check

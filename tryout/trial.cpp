@@ -88,7 +88,7 @@ void change_setting(TrialDevice& device, const KeyValue& line, Reaction& reactio
   }
 }
 
-/// Stores the value of a variable. Returns whether it is new or differs in more than letter case.
+/// Stores the value of a variable. Returns whether it is new or differs in more than case.
 bool set_variable(TrialDevice& device, std::string_view name, std::string_view value) {
   const auto [variable, is_new] = device.variables.try_emplace(lower_ascii(name), value);
   if (!is_new && equals_nocase(variable->second, value)) return false;

@@ -37,7 +37,7 @@ std::optional<KeyValue> split_setting_line(std::string_view line);
 std::string* find_setting(Settings& settings, std::string_view name);
 
 /// Exchanges `value`, without one trailing newline, with the value of a setting. Refuses an empty
-/// value and an unknown name; a value that differs only in letter case is the same and not stored.
+/// value and an unknown name; a value that differs only in case is the same and not stored.
 SettingResult exchange_setting(Settings& settings, std::string_view name, std::string& value);
 
 }  // namespace kovo

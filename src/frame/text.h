@@ -1,4 +1,4 @@
-// Functions on texts. All text is bytes, and letter case is ASCII only. Any thread.
+// Functions on texts. All text is bytes, and only ASCII letters have case. Any thread.
 #pragma once
 
 #include <cstddef>

@@ -49,7 +49,7 @@ void append_variable(VariableRegistry& registry, std::string_view name, std::str
   }
 }
 
-/// Stores a live value if it differs in more than letter case, or in any case with `always`.
+/// Stores a live value if it differs in more than case, or in any case with `always`.
 /// Returns whether it stored.
 bool store(VariableRegistry& registry, const std::string& name, std::string value, bool always) {
   const MutexLock held(registry.registry_lock);

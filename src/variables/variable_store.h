@@ -22,7 +22,7 @@ constexpr char kSnapshotPath[] = "/var/lm_var";
 constexpr std::size_t kMaxSnapshotLine = 2046;  // bytes; a longer line counts as several
 
 struct VariableRecord {
-  std::string name;  // in the letter case of its first appearance
+  std::string name;  // in the spelling of its first appearance
   std::string value;
   std::int64_t set_time = 0;  // last live set, seconds since the epoch; 0 if only loaded
 };
@@ -68,7 +68,7 @@ int lm_set_init(VariableRegistry& registry, std::string_view name, std::string_v
 /// TCP clients, and takes registry_lock to store.
 int lm_set(VariableRegistry& registry, std::string_view name, std::string_view value);
 
-/// Does the same for a value that differs in more than letter case, and returns whether it does.
+/// Does the same for a value that differs in more than case, and returns whether it does.
 bool lm_set_change(VariableRegistry& registry, std::string_view name, std::string_view value);
 
 /// Returns the value of a variable, "" when there is none. Takes registry_lock.
