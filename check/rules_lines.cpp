@@ -18,6 +18,11 @@ std::string meant_line(std::string_view text) {
   return key + "=" + std::string(value == std::string_view::npos ? "" : text.substr(value));
 }
 
+/// Returns "1 line ends" or "3 lines end" for the verb "end".
+std::string lines_that(const LineKind& found, const char* verb) {
+  return counted(found.count, "line") + " " + verb + (found.count == 1 ? "s" : "");
+}
+
 void check_byte_order_mark(CheckContext& context) {
   if (context.source.mark == ByteOrderMark::kUtf16) {
     add_finding(context, {1, 1, 2}, "the file is UTF-16: the NULs in it end every line",
@@ -40,8 +45,7 @@ void check_carriage_returns(CheckContext& context) {
     if (has_it && line.number != found.first.line) others.push_back({{line.number, column, 1}, ""});
   }
   add_finding(context, found.first,
-              counted(found.count, "line") + (found.count == 1 ? " ends" : " end") +
-                  " in CR, which becomes part of the value",
+              lines_that(found, "end") + " in CR, which becomes part of the value",
               "save the file with Unix line endings (LF), or: sed -i 's/\\r$//' FILE", "",
               std::move(others));
 }
@@ -50,8 +54,7 @@ void check_cr_only(CheckContext& context) {
   const LineKind& found = context.source.cr_only;
   if (found.count == 0 || context.source.mark == ByteOrderMark::kUtf16) return;
   add_finding(context, found.first,
-              counted(found.count, "line") + (found.count == 1 ? " ends" : " end") +
-                  " in CR alone, so that the daemon reads them as one line",
+              lines_that(found, "end") + " in CR alone, so that the daemon reads them as one line",
               "save the file with Unix line endings (LF), or: tr '\\r' '\\n' <FILE >NEW");
 }
 
@@ -59,8 +62,7 @@ void check_nuls(CheckContext& context) {
   const LineKind& found = context.source.nuls;
   if (found.count == 0 || context.source.mark == ByteOrderMark::kUtf16) return;
   add_finding(context, found.first,
-              counted(found.count, "line") + (found.count == 1 ? " contains" : " contain") +
-                  " a NUL: the rest of the line is ignored",
+              lines_that(found, "contain") + " a NUL: the rest of the line is ignored",
               "remove the NULs");
 }
 
