@@ -54,7 +54,7 @@ void check_cr_only(CheckContext& context) {
   const LineKind& found = context.source.cr_only;
   if (found.count == 0 || context.source.mark == ByteOrderMark::kUtf16) return;
   add_finding(context, found.first,
-              lines_that(found, "end") + " in CR alone, so that the daemon reads them as one line",
+              lines_that(found, "end") + " in CR only, so that the daemon reads them as one line",
               "save the file with Unix line endings (LF), or: tr '\\r' '\\n' <FILE >NEW");
 }
 

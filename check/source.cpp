@@ -39,7 +39,7 @@ void add_piece(Source& source, std::int32_t number, std::size_t offset, std::str
   source.lines.push_back(line);
 }
 
-/// Finds lines that end in CR alone, if there are more of them than newlines.
+/// Finds lines that end in CR only, if there are more of them than newlines.
 LineKind find_cr_only(std::string_view text) {
   LineKind found;
   std::size_t newlines = 0;

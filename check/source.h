@@ -29,7 +29,7 @@ struct LineKind {
 struct Source {
   std::vector<SourceLine> lines;
   LineKind carriage_returns;  // at the ends of lines
-  LineKind cr_only;           // lines that end in CR alone, in a file that has nearly no others
+  LineKind cr_only;           // lines that end in CR only, in a file that has nearly no others
   LineKind nuls;
   ByteOrderMark mark = ByteOrderMark::kNone;
 

@@ -206,7 +206,7 @@ TEST(Rules, ReportAMistakeOnce) {
     std::string text;
     const char* said;
   } cases[] = {
-      {std::regex_replace(good, std::regex("\n"), "\r"), "7 lines end in CR alone"},
+      {std::regex_replace(good, std::regex("\n"), "\r"), "7 lines end in CR only"},
       {"EnableEvents=true\n", "warning the file defines no event"},
       {next, "3:1 error AProtocol1 and 4 more lines are out of range"},
       {next, "number the steps of A from 0"},
