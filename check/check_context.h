@@ -15,7 +15,7 @@
 #include "check/source.h"
 #include "check/triggers.h"
 #include "check/words.h"
-#include "definitions/templates.h"
+#include "core/templates.h"
 
 namespace kovo::check {
 

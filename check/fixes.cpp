@@ -10,8 +10,8 @@
 
 #include "check/source.h"
 #include "check/words.h"
-#include "definitions/definition_entry.h"
-#include "frame/text.h"
+#include "core/definition_entry.h"
+#include "core/text.h"
 
 namespace kovo::check {
 namespace {

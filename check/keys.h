@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "definitions/definition_entry.h"
+#include "core/definition_entry.h"
 
 namespace kovo::check {
 

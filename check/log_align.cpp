@@ -13,13 +13,12 @@
 #include <functional>
 #include <iterator>
 
-#include "frame/log.h"
-#include "frame/text.h"
+#include "core/text.h"
 
 namespace kovo::check {
 namespace {
 
-constexpr std::size_t kMaxAnchors = std::size_t{3} * kRecordsPerLog;  // two logs, and some more
+constexpr std::size_t kMaxAnchors = 60000;  // two main logs, and some more
 constexpr std::ptrdiff_t kMaxShift = 2000;  // by which the ends of the two logs may differ
 
 struct AnchorKind {

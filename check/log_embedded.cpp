@@ -8,7 +8,7 @@
 #include <algorithm>
 
 #include "check/log_parts.h"
-#include "frame/text.h"
+#include "core/text.h"
 
 namespace kovo::check {
 namespace {

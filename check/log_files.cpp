@@ -15,7 +15,7 @@
 #include "check/log_words.h"
 #include "check/source.h"
 #include "check/words.h"
-#include "frame/text.h"
+#include "core/text.h"
 
 namespace kovo::check {
 namespace {

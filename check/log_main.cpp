@@ -7,7 +7,7 @@
 
 #include "check/log_records.h"
 #include "check/log_words.h"
-#include "frame/text.h"
+#include "core/text.h"
 
 namespace kovo::check {
 namespace {

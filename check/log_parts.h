@@ -6,7 +6,7 @@
 
 #include "check/log_timeline.h"
 #include "check/words.h"
-#include "engine/event_rules.h"
+#include "core/event_rules.h"
 
 namespace kovo::check {
 

@@ -4,7 +4,7 @@
 
 #include "check/log_parts.h"
 #include "check/triggers.h"
-#include "frame/text.h"
+#include "core/text.h"
 
 namespace kovo::check {
 namespace {

@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "check/log_words.h"
-#include "frame/text.h"
+#include "core/text.h"
 
 namespace kovo::check {
 namespace {

@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "check/payload.h"
-#include "definitions/templates.h"
-#include "frame/text.h"
+#include "core/templates.h"
+#include "core/text.h"
 
 namespace kovo::check {
 namespace {

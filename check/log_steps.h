@@ -10,7 +10,7 @@
 
 #include "check/source.h"
 #include "check/words.h"
-#include "definitions/event_compiler.h"
+#include "core/event_compiler.h"
 
 namespace kovo::check {
 

@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "check/log_parts.h"
-#include "frame/text.h"
+#include "core/text.h"
 
 namespace kovo::check {
 namespace {

@@ -17,7 +17,7 @@
 #include "check/log_align.h"
 #include "check/log_records.h"
 #include "check/log_steps.h"
-#include "engine/event_rules.h"
+#include "core/event_rules.h"
 
 namespace kovo::check {
 

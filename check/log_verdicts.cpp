@@ -9,8 +9,8 @@
 
 #include "check/log_parts.h"
 #include "check/payload.h"
-#include "engine/event_rules.h"
-#include "frame/text.h"
+#include "core/event_rules.h"
+#include "core/text.h"
 
 namespace kovo::check {
 namespace {

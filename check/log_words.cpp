@@ -1,6 +1,6 @@
 #include "check/log_words.h"
 
-#include "frame/text.h"
+#include "core/text.h"
 
 namespace kovo::check {
 namespace {

@@ -18,7 +18,7 @@
 #include "check/rule_sections.h"
 #include "check/rules.h"
 #include "check/status_text.h"
-#include "frame/text.h"
+#include "core/text.h"
 
 namespace kovo::check {
 namespace {

@@ -1,7 +1,7 @@
 #include "check/model.h"
 
-#include "definitions/event_compiler.h"
-#include "frame/text.h"
+#include "core/event_compiler.h"
+#include "core/text.h"
 
 namespace kovo::check {
 namespace {

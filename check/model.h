@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "check/source.h"
-#include "definitions/event_compiler.h"
+#include "core/event_compiler.h"
 
 namespace kovo::check {
 

@@ -4,8 +4,8 @@
 
 #include <algorithm>
 
-#include "frame/loopback_server.h"
-#include "frame/text.h"
+#include "core/network.h"
+#include "core/text.h"
 
 namespace kovo::check {
 

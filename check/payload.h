@@ -7,8 +7,8 @@
 #include <string_view>
 #include <vector>
 
-#include "definitions/templates.h"
-#include "engine/event_rules.h"
+#include "core/event_rules.h"
+#include "core/templates.h"
 
 namespace kovo::check {
 

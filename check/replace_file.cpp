@@ -9,7 +9,7 @@
 #include <cstring>
 #include <memory>
 
-#include "frame/unique_fd.h"
+#include "core/unique_fd.h"
 
 namespace kovo::check {
 namespace {

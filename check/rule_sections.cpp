@@ -7,8 +7,8 @@
 #include "check/rules.h"
 #include "check/source.h"
 #include "check/words.h"
-#include "frame/text.h"
-#include "rule_texts.h"
+#include "core/text.h"
+#include "check/rule_texts.h"
 
 namespace kovo::check {
 namespace {

@@ -4,7 +4,7 @@
 #include <tuple>
 
 #include "check/payload.h"
-#include "frame/text.h"
+#include "core/text.h"
 
 namespace kovo::check {
 namespace {

@@ -9,8 +9,8 @@
 #include "check/findings.h"
 #include "check/source.h"
 #include "check/triggers.h"
-#include "definitions/templates.h"
-#include "engine/event_rules.h"
+#include "core/event_rules.h"
+#include "core/templates.h"
 
 namespace kovo::check {
 

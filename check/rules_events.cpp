@@ -2,8 +2,8 @@
 #include <algorithm>
 
 #include "check/check_context.h"
-#include "definitions/event_compiler.h"
-#include "frame/text.h"
+#include "core/event_compiler.h"
+#include "core/text.h"
 
 namespace kovo::check {
 namespace {

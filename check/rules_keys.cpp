@@ -2,7 +2,7 @@
 #include <algorithm>
 
 #include "check/check_context.h"
-#include "definitions/event_compiler.h"
+#include "core/event_compiler.h"
 
 namespace kovo::check {
 namespace {

@@ -3,7 +3,7 @@
 #include <iterator>
 
 #include "check/check_context.h"
-#include "frame/text.h"
+#include "core/text.h"
 
 namespace kovo::check {
 namespace {

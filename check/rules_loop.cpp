@@ -8,11 +8,11 @@
 
 #include "check/check_context.h"
 #include "check/payload.h"
-#include "definitions/setting_rules.h"
-#include "frame/loopback_server.h"
-#include "frame/text.h"
-#include "variables/change_rules.h"
-#include "variables/message.h"
+#include "core/change_rules.h"
+#include "core/message.h"
+#include "core/network.h"
+#include "core/setting_rules.h"
+#include "core/text.h"
 
 namespace kovo::check {
 namespace {

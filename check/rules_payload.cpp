@@ -4,8 +4,8 @@
 #include "check/check_context.h"
 #include "check/payload.h"
 #include "check/typed_text.h"
-#include "definitions/event_compiler.h"
-#include "frame/text.h"
+#include "core/event_compiler.h"
+#include "core/text.h"
 
 namespace kovo::check {
 namespace {

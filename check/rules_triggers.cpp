@@ -2,7 +2,7 @@
 #include <algorithm>
 
 #include "check/check_context.h"
-#include "frame/text.h"
+#include "core/text.h"
 
 namespace kovo::check {
 namespace {

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "definitions/definition_entry.h"
-#include "frame/text.h"
+#include "core/definition_entry.h"
+#include "core/text.h"
 
 namespace kovo::check {
 namespace {

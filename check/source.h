@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "check/findings.h"
-#include "definitions/definition_entry.h"
+#include "core/definition_entry.h"
 
 namespace kovo::check {
 

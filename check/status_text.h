@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "definitions/templates.h"
+#include "core/templates.h"
 
 namespace kovo::check {
 

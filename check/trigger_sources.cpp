@@ -1,7 +1,7 @@
 #include "check/trigger_sources.h"
 
-#include "definitions/setting_rules.h"
-#include "variables/change_rules.h"
+#include "core/change_rules.h"
+#include "core/setting_rules.h"
 
 namespace kovo::check {
 namespace {

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "variables/mapping_tables.h"
+#include "core/mapping_tables.h"
 
 namespace kovo::check {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "check/trigger_sources.h"
-#include "frame/text.h"
+#include "core/text.h"
 
 namespace kovo::check {
 namespace {

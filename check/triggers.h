@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "check/words.h"
-#include "variables/mapping_tables.h"
+#include "core/mapping_tables.h"
 
 namespace kovo::check {
 

@@ -4,7 +4,7 @@
 #include <limits>
 #include <utility>
 
-#include "frame/text.h"
+#include "core/text.h"
 
 namespace kovo::check {
 namespace {

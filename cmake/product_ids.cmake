@@ -18,5 +18,5 @@ endif()
 
 string(REPLACE "," "\", \"" ids "${KOVO_PRODUCT_IDS}")
 set(KOVO_GENERATED ${PROJECT_BINARY_DIR}/generated)
-file(CONFIGURE OUTPUT ${KOVO_GENERATED}/product_ids.h @ONLY CONTENT
+file(CONFIGURE OUTPUT ${KOVO_GENERATED}/core/product_ids.h @ONLY CONTENT
   "// Generated from KOVO_PRODUCT_IDS.\nconstexpr const char* kProductIds[] = {\"@ids@\"};\n")

@@ -4,9 +4,9 @@
 #include <cassert>
 #include <iterator>
 
-#include "definitions/definition_file.h"
-#include "frame/globals.h"
-#include "variables/central_state.h"
+#include "daemon/state/central_state.h"
+#include "daemon/state/definition_file.h"
+#include "daemon/state/globals.h"
 
 using namespace kovo;
 extern "C" int LLVMFuzzerTestOneInput(const char* data, std::size_t size) {

@@ -4,14 +4,14 @@
 #include <cstring>
 #include <set>
 
-#include "control/change_worker.h"
-#include "control/status_intake.h"
-#include "definitions/settings.h"
-#include "engine/event_queue.h"
-#include "frame/globals.h"
-#include "variables/central_state.h"
-#include "variables/channel_receivers.h"
-#include "variables/variable_store.h"
+#include "daemon/state/central_state.h"
+#include "daemon/state/event_queue.h"
+#include "daemon/state/globals.h"
+#include "daemon/state/settings.h"
+#include "daemon/state/variable_store.h"
+#include "daemon/workers/change_worker.h"
+#include "daemon/workers/channel_receivers.h"
+#include "daemon/workers/status_worker.h"
 
 using namespace kovo;
 static void take(CentralState& state, VariableRegistry& registry, std::string_view text) {

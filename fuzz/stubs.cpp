@@ -2,9 +2,9 @@
 // The linker omits a unit of the library if all of its routines are defined here.
 #include <cstring>
 
-#include "engine/senders.h"
-#include "frame/files.h"
-#include "frame/shell.h"
+#include "daemon/system/files.h"
+#include "daemon/system/senders.h"
+#include "daemon/system/shell.h"
 
 namespace kovo {
 

@@ -1,9 +1,9 @@
 // Numbers, keys and payloads: whatever the bytes, results stay within their range and their text.
 #include <cassert>
 
-#include "definitions/definition_file.h"
-#include "definitions/templates.h"
-#include "frame/text.h"
+#include "core/templates.h"
+#include "core/text.h"
+#include "daemon/state/definition_file.h"
 
 using namespace kovo;
 

@@ -6,8 +6,8 @@
 #include "check/keys.h"
 #include "check/model.h"
 #include "check/words.h"
-#include "definitions/event_compiler.h"
-#include "frame/text.h"
+#include "core/event_compiler.h"
+#include "core/text.h"
 
 namespace kovo::tryout {
 namespace {

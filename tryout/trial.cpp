@@ -4,9 +4,9 @@
 #include <numeric>
 
 #include "check/words.h"
-#include "engine/event_rules.h"
-#include "frame/text.h"
-#include "variables/message.h"
+#include "core/event_rules.h"
+#include "core/message.h"
+#include "core/text.h"
 
 namespace kovo::tryout {
 namespace {

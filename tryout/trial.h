@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "check/explain.h"
-#include "definitions/setting_rules.h"
-#include "variables/change_rules.h"
+#include "core/change_rules.h"
+#include "core/setting_rules.h"
 
 namespace kovo::tryout {
 

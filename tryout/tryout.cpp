@@ -19,12 +19,12 @@
 #include "check/trigger_sources.h"
 #include "check/typed_text.h"
 #include "check/words.h"
-#include "definitions/definition_entry.h"
-#include "engine/event_rules.h"
-#include "frame/text.h"
+#include "core/definition_entry.h"
+#include "core/event_rules.h"
+#include "core/message.h"
+#include "core/text.h"
 #include "tryout/step_edits.h"
 #include "tryout/trial.h"
-#include "variables/message.h"
 
 #define KOVO_EXPORT(name) extern "C" __attribute__((export_name(#name)))
 

@@ -8,7 +8,7 @@
 #include <regex>
 
 #include "check/fixes.h"
-#include "engine/event_rules.h"
+#include "core/event_rules.h"
 #include "tests/check/texts.h"
 
 namespace kovo::check {

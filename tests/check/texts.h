@@ -9,7 +9,7 @@
 
 #include "check/rule_sections.h"
 #include "check/rules.h"
-#include "frame/text.h"
+#include "core/text.h"
 
 namespace kovo::check {
 

@@ -8,7 +8,7 @@
 #include <regex>
 #include <set>
 
-#include "definitions/templates.h"
+#include "core/templates.h"
 
 namespace kovo::check {
 namespace {

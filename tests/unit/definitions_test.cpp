@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
-#include "definitions/definition_entry.h"
-#include "definitions/event_compiler.h"
-#include "definitions/templates.h"
-#include "frame/text.h"
+#include "core/definition_entry.h"
+#include "core/event_compiler.h"
+#include "core/templates.h"
+#include "core/text.h"
 
 namespace kovo {
 namespace {

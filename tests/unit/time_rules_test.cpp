@@ -3,10 +3,10 @@
 
 #include <regex>
 
-#include "engine/event_queue.h"
-#include "engine/event_rules.h"
-#include "engine/queue_worker.h"
-#include "variables/central_state.h"
+#include "core/event_rules.h"
+#include "daemon/state/central_state.h"
+#include "daemon/state/event_queue.h"
+#include "daemon/workers/queue_worker.h"
 
 namespace kovo {
 namespace {

@@ -2,9 +2,9 @@
 
 #include <ctime>
 
-#include "variables/central_state.h"
-#include "variables/mapping_tables.h"
-#include "variables/variable_store.h"
+#include "core/mapping_tables.h"
+#include "daemon/state/central_state.h"
+#include "daemon/state/variable_store.h"
 
 namespace kovo {
 namespace {

@@ -1,14 +1,14 @@
 #include <gtest/gtest.h>
 
-#include "control/change_worker.h"
-#include "control/status_intake.h"
-#include "definitions/definition_file.h"
-#include "engine/event_queue.h"
-#include "frame/globals.h"
+#include "core/mapping_tables.h"
+#include "daemon/state/central_state.h"
+#include "daemon/state/definition_file.h"
+#include "daemon/state/event_queue.h"
+#include "daemon/state/globals.h"
+#include "daemon/state/variable_store.h"
+#include "daemon/workers/change_worker.h"
+#include "daemon/workers/status_worker.h"
 #include "tests/unit/in_device/logs.h"
-#include "variables/central_state.h"
-#include "variables/mapping_tables.h"
-#include "variables/variable_store.h"
 
 namespace kovo {
 namespace {

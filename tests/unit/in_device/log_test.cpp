@@ -1,4 +1,4 @@
-#include "frame/log.h"
+#include "daemon/system/log.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>

@@ -7,7 +7,7 @@
 #include <regex>
 #include <string>
 
-#include "frame/text.h"
+#include "core/text.h"
 
 namespace kovo {
 

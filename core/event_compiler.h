@@ -1,0 +1,93 @@
+// Compiles definition entries to executable events and their send steps. No input or output.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <forward_list>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/definition_entry.h"
+
+namespace kovo {
+
+constexpr int kMaxSteps = 128;  // send steps of one event; larger counts are reduced to this
+
+struct SubCommand {
+  std::string ip;
+  std::string port;
+  std::string protocol;                 // the sender is chosen by the words in it
+  std::string data;                     // payload, any byte
+  std::int64_t delay_ns = 0;            // the step's own delay
+  std::int64_t delay_from_exec_ns = 0;  // offset from the start of the event's execution
+};
+
+struct EventDefinition {
+  std::string name;     // common prefix of its definition keys; empty when a lookup found nothing
+  std::string trigger;  // the name by which a normal push finds it
+  std::int64_t queued_at = 0;  // nanoseconds since the queue's created_at; 0 outside the queue
+  std::int64_t due_at = 0;     // likewise
+  std::vector<SubCommand> commands;  // all of its steps
+  std::int32_t status = 0;           // 0 waiting, 1 executed
+  std::int32_t delay_s = 0;          // seconds between queuing and execution
+  std::int32_t test = 0;             // 1 for a test push
+};
+
+/// A step as the file defines it; its texts are C strings in the definitions.
+struct CompiledStep {
+  std::int32_t index = 0;
+  std::int32_t delay_ms = 0;   // its own delay
+  std::int64_t offset_ms = 0;  // from the start of the event's execution
+  const char* ip = "";
+  const char* port = "";
+  const char* protocol = "";
+  const char* data = "";  // hexadecimal
+};
+
+/// All events of one name. They share their keys and differ only in the number of steps; a push
+/// finds only the first. Holds what keys have set, and so no more than the file.
+struct CompiledEvent {
+  std::string_view name;
+  std::string_view trigger;
+  std::int32_t delay_s = 0;
+  std::int32_t step_count = 0;            // steps of the first of them
+  std::int32_t most_steps = 0;            // no key reaches a step at or beyond it
+  std::forward_list<CompiledStep> steps;  // by index; the steps that are not there are empty
+};
+
+struct CountLine {
+  std::uint32_t event;  // position of the name in `events`
+  std::int32_t step_count;
+};
+
+struct CompiledEvents {
+  DefinitionEntries definitions;     // keeps the text into which the events point
+  std::deque<CompiledEvent> events;  // in the order of their first "Count" lines
+  std::deque<CountLine> lines;       // every "Count" line that makes an event, in the file's order
+};
+
+/// Returns whether a "Delay" line sets an event's trigger back to its name. Case-sensitive.
+bool is_builtin_event(std::string_view name);
+
+/// Compiles an entry list. A step's offset is the sum of its own delay and the offset of the step
+/// before it at that moment, so the order of the "Delay" lines matters. The trace is called
+/// for each value once for every event that takes it.
+CompiledEvents compile_events(const DefinitionEntries& entries,
+                              const DefinitionTrace* trace = nullptr);
+
+/// Returns the event that a push finds, null when there is none: test 0 compares the triggers, test
+/// 1 the names, both exactly.
+const CompiledEvent* find_event(const CompiledEvents& list, std::string_view name, int test);
+
+/// Returns a step to be queued, its payload decoded.
+SubCommand sub_command(const CompiledStep& step);
+
+/// Returns an event of so many steps, the empty ones too.
+EventDefinition whole_event(const CompiledEvent& compiled, std::int32_t step_count);
+
+/// Returns the list file's line of the same: name, trigger, the steps with their decoded payload
+/// and delay in milliseconds, and the event's delay in seconds.
+std::string event_line(const CompiledEvent& compiled, std::int32_t step_count);
+
+}  // namespace kovo

@@ -1,0 +1,54 @@
+// The object that all threads share. main makes it before any thread starts; it is never destroyed.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "core/change_rules.h"
+#include "core/definition_entry.h"
+#include "core/event_compiler.h"
+#include "core/setting_rules.h"
+#include "core/templates.h"
+#include "daemon/system/bounded_queue.h"
+#include "daemon/system/mutex.h"
+
+namespace kovo {
+
+struct CentralState {
+  mutable Mutex state_lock;     // the compiled lists and their files
+  mutable Mutex status_lock;    // status_vars and their file
+  mutable Mutex settings_lock;  // settings and the settings file
+  mutable Mutex mapping_lock;   // changes
+
+  StatusVars status_vars GUARDED_BY(status_lock);         // last answer of enough lines
+  CompiledEvents event_list GUARDED_BY(state_lock);       // from definition_entries
+  CompiledEvents test_event_list GUARDED_BY(state_lock);  // from test_definition_entries
+  std::int64_t created_at = 0;                            // steady clock, nanoseconds
+  ChangeMemory changes GUARDED_BY(mapping_lock);
+  DefinitionEntries definition_entries;       // main thread only
+  DefinitionEntries test_definition_entries;  // queue worker only
+  MessageQueue lm_queue{"lm_queue"};          // for handle_lm_event
+  MessageQueue api_queue{"api_queue"};        // for handle_vep_api
+  Settings settings GUARDED_BY(settings_lock);
+  bool settings_dirty GUARDED_BY(settings_lock) = false;  // a change is not in the file yet
+  std::string ip_addr;     // the device's IPv4 address; main thread only
+  std::string iface_name;  // the interface it belongs to; main thread only
+  std::atomic<std::int32_t> events_enabled{0};
+
+  // Constant after construction.
+  std::string pid;                   // product id
+  std::string vid;                   // vendor id
+  std::int32_t has_video_input = 0;  // 1 on the input side of the link, 0 on the output side
+  std::int32_t usbc_input = 0;       // 1 on the variants whose second video input is USB-C
+
+  std::atomic<std::int32_t> ready{0};  // 1 once all workers are started
+  std::atomic<std::int32_t> power_on_done{0};
+};
+
+/// Makes the central state: reads the device parameters by the parameter tool, derives the variant
+/// from the product id and builds the tables. Called once, by main.
+std::unique_ptr<CentralState> make_central_state();
+
+}  // namespace kovo

@@ -1,0 +1,153 @@
+// A definition file is read and compiled whole, and one that cannot be read changes nothing. Each
+// of the two sets of entries belongs to one thread and has no lock; the compiled lists are shared
+// and replaced under state_lock, their files written under it too, so that a list file shows the
+// list in use. A lookup copies the event, because the list may be replaced while the event waits.
+// Invariant: an event in the queue never refers to a list.
+#include "daemon/state/definition_file.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <utility>
+
+#include "core/templates.h"
+#include "daemon/state/central_state.h"
+#include "daemon/state/globals.h"
+#include "daemon/state/settings.h"
+#include "daemon/state/status_vars.h"
+#include "daemon/system/files.h"
+#include "daemon/system/host.h"
+#include "daemon/system/log.h"
+
+namespace kovo {
+namespace {
+
+constexpr std::size_t kPieceSize = 65536;  // the list file may be far larger than memory allows
+
+void print_decoded(std::string_view text, const std::string& bytes) {
+  LOG_DEBUG("s_hex_to_ascii", "%s to ret=%s\n", std::string(text).c_str(), bytes.c_str());
+}
+
+void print_offset(std::int32_t step, std::int64_t delay_from_exec_ns) {
+  LOG_DEBUG("rebuild_kovo_event_list", "ns delay from exec=(%d)%lld;\n", step,
+            static_cast<long long>(delay_from_exec_ns));
+}
+
+/// Returns what prints, with -d, decoded payloads and compiled steps; null without -d.
+const DefinitionTrace* debug_trace() {
+  static constexpr DefinitionTrace kTrace = {print_decoded, print_offset};
+  return debug != 0 ? &kTrace : nullptr;
+}
+
+/// Opens the file. Creates it with the defaults if it does not exist.
+File open_definitions(const char* path, bool events_enabled) {
+  File file = open_for_reading(path);
+  if (file != nullptr) return file;
+  const bool missing = errno == ENOENT;  // not when descriptors have run out
+  log_main("[%s;%d] Error: not found: %s, writ default\n", "renew_kovo_txt", __LINE__, path);
+  if (missing) create_file(path, default_definitions(events_enabled));
+  return open_for_reading(path);
+}
+
+/// Reads the text of a file. Returns false with errno set when that fails or the file is too large.
+bool read_text(std::FILE* file, std::string& text) {
+  char buffer[4096];
+  std::size_t size = 0;
+  while ((size = std::fread(buffer, 1, sizeof buffer, file)) > 0) {
+    text.append(buffer, size);
+    if (text.size() <= kMaxDefinitionBytes) continue;
+    errno = EFBIG;
+    return false;
+  }
+  return std::ferror(file) == 0;
+}
+
+void write_definitions_raw(const DefinitionEntries& entries, const char* path) {
+  write_file(path, definitions_raw(entries));
+}
+
+void write_definitions_ascii(const DefinitionEntries& entries, const char* path) {
+  write_file(path, definitions_ascii(entries, debug_trace()));
+}
+
+/// Writes the derived copies. One that cannot be written keeps no other from being written.
+void write_copies(const CentralState& state, int test) {
+  if (test == 0) {
+    LOG_DEBUG("renew_kovo_txt", "save /tmp/kovo_asc.txt /tmp/kovo_hex.txt\n");
+    write_definitions_ascii(state.definition_entries, "/tmp/kovo_asc.txt");
+    write_definitions_raw(state.definition_entries, "/tmp/kovo_hex.txt");
+    write_definitions_raw(state.definition_entries, "/mnt/persistent/kovo.txt");
+    return;
+  }
+  LOG_DEBUG("renew_kovo_txt", "save /tmp/kovo_test_asc.txt /tmp/kovo_test_hex.txt\n");
+  write_definitions_ascii(state.test_definition_entries, "/tmp/kovo_test_asc.txt");
+  write_definitions_raw(state.test_definition_entries, "/tmp/kovo_test_hex.txt");
+}
+
+EventDefinition copy_event(const CentralState& state, std::string_view name, int test) {
+  const MutexLock held(state.state_lock);
+  const CompiledEvents& list = test == 0 ? state.event_list : state.test_event_list;
+  const CompiledEvent* found = find_event(list, name, test);
+  return found == nullptr ? EventDefinition() : whole_event(*found, found->step_count);
+}
+
+/// Writes an event a line, in pieces.
+void write_event_list_file(const CompiledEvents& list, const char* path) {
+  std::string piece;
+  if (!write_file(path, "")) return;
+  for (const CountLine& line : list.lines) {
+    piece += event_line(list.events[line.event], line.step_count);
+    if (piece.size() < kPieceSize) continue;
+    if (!append_file(path, piece)) return;
+    piece.clear();
+  }
+  append_file(path, piece);
+}
+
+}  // namespace
+
+int renew_kovo_txt(CentralState& state, int test) {
+  renew_enable_event(state);
+  const char* path = test == 0 ? definition_path : test_definition_path;
+  const File file = open_definitions(path, state.events_enabled == 1);
+  std::string text;
+  if (file == nullptr || !read_text(file.get(), text)) {
+    log_main("[%s;%d] Error: cannot open %s;%s\n", "renew_kovo_txt", __LINE__, path,
+             error_text(errno));
+    return -1;
+  }
+  (test == 0 ? state.definition_entries : state.test_definition_entries) = parse_definitions(text);
+  LOG_MAIN("renew_kovo_txt", "renew %s\n", path);
+  write_copies(state, test);
+  return 0;
+}
+
+int rebuild_kovo_event_list(CentralState& state, int test) {
+  {
+    CompiledEvents old;  // freed after the lock is released
+    const MutexLock held(state.state_lock);
+    CompiledEvents& list = test == 0 ? state.event_list : state.test_event_list;
+    old = std::exchange(
+        list, compile_events(test == 0 ? state.definition_entries : state.test_definition_entries,
+                             debug_trace()));
+    LOG_MAIN("rebuild_kovo_event_list",
+             test == 0 ? "rebuild kovo event txt: OK\n" : "rebuild test kovo event txt: OK\n");
+    write_event_list_file(list,
+                          test == 0 ? "/tmp/kovo_event_list.txt" : "/tmp/kovo_event_list_test.txt");
+  }
+  give_back_memory();
+  return 0;
+}
+
+EventDefinition lookup_event(CentralState& state, std::string_view name, int test) {
+  renew_macro_var(state);
+  EventDefinition event = copy_event(state, strip_newline(name), test);
+  if (event.name.empty()) return event;
+  const TemplateValues values = template_values(state);
+  for (SubCommand& command : event.commands) {
+    command.data = expand_templates(values, command.data);
+  }
+  if (test != 0) event.delay_s = 0;
+  return event;
+}
+
+}  // namespace kovo

@@ -1,0 +1,212 @@
+// Two locks separate storing from sending. notify_lock is held for a live set and all of its sends,
+// so that every client receives the changes in the order in which they were stored; registry_lock
+// only for a lookup or an update, so that reads and the snapshot never wait for a client. Nothing
+// is queued for a client, and no failure removes one. Invariants: variables are never removed, so
+// that the index stays valid; the line and the clients are copied before the value is stored.
+#include "daemon/state/variable_store.h"
+
+#include <algorithm>
+
+#include "daemon/state/central_state.h"
+#include "daemon/system/files.h"
+#include "daemon/system/host.h"
+#include "daemon/system/log.h"
+#include "daemon/system/worker.h"
+
+namespace kovo {
+namespace {
+
+constexpr std::string_view kIgnoreList[] = {"TZ_param_str",
+                                            "DANTE_BACKUP_CONFIG",
+                                            "RANDOM",
+                                            "SECONDS",
+                                            "WATCHDOG_KICK_TIME",
+                                            "count",
+                                            "symbol",
+                                            "tmp"};
+
+bool is_ignored(std::string_view name, bool any_case) {
+  return std::any_of(std::begin(kIgnoreList), std::end(kIgnoreList), [&](std::string_view entry) {
+    return any_case ? equals_nocase(entry, name) : entry == name;
+  });
+}
+
+/// Returns the record of a variable, const if the registry is; null when there is none.
+template <class Registry>
+auto find_variable(Registry& registry, std::string_view name) REQUIRES(registry.registry_lock) {
+  const auto found = registry.index.find(lower_ascii(name));
+  return found == registry.index.end() ? nullptr : &registry.variables[found->second];
+}
+
+void append_variable(VariableRegistry& registry, std::string_view name, std::string_view value,
+                     std::int64_t set_time) REQUIRES(registry.registry_lock) {
+  registry.variables.push_back({std::string(name), std::string(value), set_time});
+  try {
+    registry.index.emplace(lower_ascii(name), registry.variables.size() - 1);
+  } catch (...) {  // out of memory: no record without its place in the index
+    registry.variables.pop_back();
+    throw;
+  }
+}
+
+/// Stores a live value if it differs in more than case, or in any case with `always`.
+/// Returns whether it stored.
+bool store(VariableRegistry& registry, const std::string& name, std::string value, bool always) {
+  const MutexLock held(registry.registry_lock);
+  VariableRecord* record = find_variable(registry, name);
+  if (record == nullptr) {
+    append_variable(registry, name, value, now_s());
+    return true;
+  }
+  record->set_time = now_s();
+  if (!always && equals_nocase(record->value, value)) {
+    LOG_DEBUG("lm_set_change", "same key=%s, value=%s <= %s\n", name.c_str(), record->value.c_str(),
+              value.c_str());
+    return false;
+  }
+  record->value.swap(value);
+  if (!always) {
+    LOG_DEBUG("lm_set_change", "update key=%s,value=%s <= %s\n", name.c_str(), value.c_str(),
+              record->value.c_str());
+  }
+  return true;
+}
+
+/// Stores as store does and notifies every client. Returns whether it did.
+bool store_and_notify(VariableRegistry& registry, const char* routine, std::string_view name,
+                      std::string_view value, bool always) {
+  const MutexLock held(registry.notify_lock);
+  const std::string line = notification_line(name, value);
+  const Clients clients = copy_clients(registry);
+  if (!store(registry, std::string(name), std::string(value), always)) return false;
+  for (const ClientRecord& client : clients) {  // one that fails keeps no other from being notified
+    catch_and_log(routine, [&] { send_by(client.proto, client.ip, client.port, line); });
+  }
+  return true;
+}
+
+Clients::const_iterator find_client(const Clients& clients, const ClientRecord& wanted) {
+  return std::find_if(clients.begin(), clients.end(), [&](const ClientRecord& client) {
+    return client.proto == wanted.proto && client.ip == wanted.ip && client.port == wanted.port;
+  });
+}
+
+int client_count(const VariableRegistry& registry) {
+  const MutexLock held(registry.registry_lock);
+  return static_cast<int>(registry.clients.size());
+}
+
+int add_client(VariableRegistry& registry, const char* routine, const ClientRecord& client) {
+  {
+    const MutexLock held(registry.registry_lock);
+    if (find_client(registry.clients, client) == registry.clients.end()) {
+      registry.clients.push_back(client);
+    } else {
+      LOG_DEBUG(routine, "exist %s %s:%d\n", client.proto == Transport::kUdp ? "udp" : "tcp",
+                client.ip.c_str(), client.port);
+    }
+  }
+  LOG_DEBUG(routine, "client num=%d\n", client_count(registry));
+  return 0;
+}
+
+int del_client(VariableRegistry& registry, const char* routine, const ClientRecord& client) {
+  {
+    const MutexLock held(registry.registry_lock);
+    const auto found = find_client(registry.clients, client);
+    if (found != registry.clients.end()) registry.clients.erase(found);
+  }
+  LOG_DEBUG(routine, "client num=%d\n", client_count(registry));
+  return 0;
+}
+
+}  // namespace
+
+std::unique_ptr<VariableRegistry> make_variable_registry() {
+  auto registry = std::make_unique<VariableRegistry>();
+  const MutexLock held(registry->registry_lock);
+  registry->clients.push_back({Transport::kTcp, "127.0.0.1", 5127});
+  return registry;
+}
+
+Clients copy_clients(const VariableRegistry& registry) {
+  const MutexLock held(registry.registry_lock);
+  return registry.clients;
+}
+
+int client_udp_add(VariableRegistry& registry, const std::string& ip, int port) {
+  return add_client(registry, "client_udp_add", {Transport::kUdp, ip, port});
+}
+
+int client_tcp_add(VariableRegistry& registry, const std::string& ip, int port) {
+  return add_client(registry, "client_tcp_add", {Transport::kTcp, ip, port});
+}
+
+int client_udp_del(VariableRegistry& registry, const std::string& ip, int port) {
+  return del_client(registry, "client_udp_del", {Transport::kUdp, ip, port});
+}
+
+int client_tcp_del(VariableRegistry& registry, const std::string& ip, int port) {
+  return del_client(registry, "client_tcp_del", {Transport::kTcp, ip, port});
+}
+
+int lm_set_init(VariableRegistry& registry, std::string_view name, std::string_view value) {
+  if (is_ignored(name, false)) {
+    LOG_DEBUG("lm_set_init", "skip %s\n", std::string(name).c_str());
+    return 0;
+  }
+  const MutexLock held(registry.registry_lock);
+  VariableRecord* record = find_variable(registry, name);
+  if (record == nullptr) {
+    append_variable(registry, name, value, 0);
+  } else if (record->set_time == 0) {
+    record->value = value;
+  }
+  return 0;
+}
+
+int lm_set(VariableRegistry& registry, std::string_view name, std::string_view value) {
+  if (is_ignored(name, true)) {
+    LOG_DEBUG("lm_set", "skip %s\n", std::string(name).c_str());
+  } else {
+    store_and_notify(registry, "lm_set", name, value, true);
+  }
+  return 0;
+}
+
+bool lm_set_change(VariableRegistry& registry, std::string_view name, std::string_view value) {
+  if (is_ignored(name, true)) {
+    LOG_DEBUG("lm_set_change", "ignore %s\n", std::string(name).c_str());
+    return false;
+  }
+  return store_and_notify(registry, "lm_set_change", name, value, false);
+}
+
+std::string lm_get(const VariableRegistry& registry, std::string_view name) {
+  const MutexLock held(registry.registry_lock);
+  const VariableRecord* record = find_variable(registry, name);
+  return record == nullptr ? std::string() : record->value;
+}
+
+int lm_load_snapshot(VariableRegistry& registry, CentralState& state) {
+  const File file = open_for_reading(kSnapshotPath);
+  if (file == nullptr) return 0;
+  LineBuffer buffer;
+  std::string_view line;
+  while (read_line(file.get(), buffer, line, kMaxSnapshotLine)) {
+    const KeyValue pair = split_key_value(until_newline(line));
+    if (line.size() < 3 || !pair.found || pair.key.empty()) continue;
+    lm_set_init(registry, pair.key, pair.value);
+    if (equals_nocase(pair.key, "WPA_EAP_MODE")) {
+      const MutexLock held(state.mapping_lock);
+      store_wpa_mode(state.changes, pair.value);
+    }
+  }
+  return 0;
+}
+
+std::string notification_line(std::string_view name, std::string_view value) {
+  return std::string(name).append("=").append(value).append("\n");
+}
+
+}  // namespace kovo

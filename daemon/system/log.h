@@ -1,0 +1,55 @@
+// Logging. The main log holds progress and errors, each also printed on stdout, and is rotated
+// after a number of records. The event log holds time-stamped lines about events, and grows.
+// Diagnostics are only printed, and only with -d. No function adds a newline.
+//
+// Any thread may log, and logging never fails: a record is lost when its file cannot be opened or
+// memory is out. Records are written under one lock, so that they never mix, the rotation is exact,
+// and the time stamps are in order. It is held while taking the time-zone and the ring lock.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "daemon/state/globals.h"
+
+namespace kovo {
+
+constexpr char kMainLogPath[] = "/var/tmp/log/kovo.log";
+constexpr char kRotatedLogPath[] = "/var/tmp/log/kovo.log.1";
+constexpr std::int32_t kRecordsPerLog = 20000;
+constexpr std::size_t kTimestampSize = 64;
+
+/// Logs to the main log, with "[routine:line] " before the text: the routine named, the source
+/// line.
+#define LOG_MAIN(routine, ...) ::kovo::log_main_line(routine, __LINE__, __VA_ARGS__)
+
+/// Prints on stdout in the same form, only with -d.
+#define LOG_DEBUG(routine, ...)                                                 \
+  do {                                                                          \
+    if (::kovo::debug != 0) ::kovo::print_line(routine, __LINE__, __VA_ARGS__); \
+  } while (false)
+
+/// Prints a record on stdout and appends it to the main log. The 20000th record appended since the
+/// last rotation renames the log to its rotated path.
+[[gnu::format(printf, 1, 2)]] void log_main(const char* format, ...) noexcept;
+
+/// Appends a record with its time stamp to the event log.
+[[gnu::format(printf, 1, 2)]] void log_event(const char* format, ...) noexcept;
+
+/// Does the same as log_event and prints the record, also when the file cannot be opened.
+[[gnu::format(printf, 1, 2)]] void log_event_echo(const char* format, ...) noexcept;
+
+/// Implement LOG_MAIN and LOG_DEBUG.
+[[gnu::format(printf, 3, 4)]] void log_main_line(const char* routine, int line, const char* format,
+                                                 ...) noexcept;
+[[gnu::format(printf, 3, 4)]] void print_line(const char* routine, int line, const char* format,
+                                              ...) noexcept;
+
+/// Ends the process without destroying what the other threads use. Waits for the reader of stdout
+/// for at most a second. Nothing is logged after it.
+[[noreturn]] void end_process(int status);
+
+/// Fills a buffer of at least kTimestampSize bytes with the local time and a blank, and returns it.
+char* timestamp_text(char* buffer);
+
+}  // namespace kovo

@@ -1,0 +1,35 @@
+// Commands run by the shell. The children inherit an empty signal mask, the default action of the
+// signals that the daemon sets, and no descriptor that it opens.
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+
+#include "daemon/system/files.h"
+
+namespace kovo {
+
+/// The standard output of a running command. Destroying it waits for the command to end.
+struct Pipe {
+  Pipe() = default;
+  ~Pipe();
+  Pipe(const Pipe&) = delete;
+  Pipe& operator=(const Pipe&) = delete;
+
+  File output;
+  pid_t child = -1;
+};
+
+/// Starts a command whose standard output the pipe reads. Returns whether it started. Any thread.
+bool open_pipe(Pipe& pipe, const char* command);
+
+/// Runs a command to its end and prints its output. Returns 0 if its status is 0, else -1. Any
+/// thread.
+int _system(const char* command);
+
+/// Returns the value of a device parameter: the first line that the parameter tool prints, at most
+/// kMaxPath bytes; "" when it cannot be run or prints nothing. Waits for the tool. Any thread.
+std::string query_device_param(const std::string& name);
+
+}  // namespace kovo

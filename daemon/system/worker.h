@@ -1,0 +1,54 @@
+// Starts threads, and handles exceptions in their loops: almost always, memory is out.
+#pragma once
+
+#include <pthread.h>
+
+#include <cstddef>
+#include <exception>
+
+#include "daemon/system/host.h"
+
+namespace kovo {
+
+constexpr std::int64_t kRetryPauseMs = 1000;
+constexpr std::int64_t kFailurePauseMs = 20;
+constexpr std::size_t kDefaultStack = 0;
+#if defined(KOVO_SANITIZED)
+constexpr std::size_t kSmallStack = std::size_t{1} << 20;  // sanitizers widen every frame
+#else
+constexpr std::size_t kSmallStack = std::size_t{64} << 10;  // a sender uses less than half
+#endif
+
+/// Starts a thread with a stack of so many bytes, or the system's with kDefaultStack. The name, of
+/// at most 15 characters, is what `ps -T` shows. Returns 0 or the error of pthread_create.
+int start_thread(const char* name, pthread_t& thread, std::size_t stack, void* (*body)(void*),
+                 void* argument);
+
+/// Logs what a pass has thrown and pauses, so that a lasting failure does not spin.
+void report_failure(const char* routine, const char* what) noexcept;
+
+/// Runs one pass of a thread's loop. An exception is logged and ends only that pass.
+template <class Pass>
+void catch_and_log(const char* routine, const Pass& pass) {
+  try {
+    pass();
+  } catch (const std::exception& failure) {
+    report_failure(routine, failure.what());
+  }
+}
+
+/// Repeats a step once a second while it throws; for steps that start-up needs.
+template <class Step>
+void retry_until_success(const char* routine, const Step& step) {
+  bool done = false;
+  while (true) {
+    catch_and_log(routine, [&] {
+      step();
+      done = true;
+    });
+    if (done) return;
+    sleep_ms(kRetryPauseMs);
+  }
+}
+
+}  // namespace kovo

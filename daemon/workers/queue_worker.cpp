@@ -1,0 +1,152 @@
+// Each pass handles the received texts, which push events, and then scans `pending` and runs what
+// is due. A scan only logs and starts senders, which wait and send, so that no destination delays
+// another event. A pass takes no further text after a slow one: with a silent status service, a
+// text a second would keep due events waiting for ever. A step without a free slot is lost.
+// Invariant: an event is marked executed before its first step, so that none runs twice.
+#include "daemon/workers/queue_worker.h"
+
+#include <optional>
+#include <utility>
+
+#include "core/event_rules.h"
+#include "daemon/state/central_state.h"
+#include "daemon/state/definition_file.h"
+#include "daemon/state/globals.h"
+#include "daemon/system/host.h"
+#include "daemon/system/log.h"
+#include "daemon/system/worker.h"
+#include "daemon/workers/sender_threads.h"
+
+namespace kovo {
+namespace {
+
+constexpr int kScanPeriodMs = 250;
+constexpr std::int64_t kSlowTextNs = 250'000'000;  // the pass stops after a slower text
+constexpr char kEnableKey[] = "__SET__:network.kovo.enable";
+
+void handle_tcp_command(EventQueue& queue, CentralState& state, std::string_view key,
+                        std::string_view value) {
+  if (const auto names = tested_names(key)) {
+    const std::string name(*names);
+    renew_kovo_txt(state, 1);
+    rebuild_kovo_event_list(state, 1);
+    LOG_MAIN("handle_tcp_command", "push TEST event %s", name.c_str());
+    push_event_back(queue, state, name, 1);
+  } else if (starts_with_nocase(key, kEnableKey)) {
+    const bool on = starts_with_nocase(value, "1") || starts_with_nocase(value, "y");
+    state.events_enabled = on ? 1 : 0;
+  }
+}
+
+void handle_tcp_line(EventQueue& queue, CentralState& state, std::string_view line) {
+  const KeyValue pair = split_command_line(line);
+  const std::string key(pair.key);
+  const std::string value(pair.value);
+  if (is_command(key)) return handle_tcp_command(queue, state, key, value);
+  if (state.events_enabled == 0) {
+    LOG_MAIN("handle_q_event", "KOVO disable, skip %s\n", key.c_str());
+    return;
+  }
+  log_event("get tcp:2700 event: key=%s,value=%s\n", key.c_str(), value.c_str());
+  push_event_back(queue, state, key, 0);
+}
+
+void handle_tcp_lines(EventQueue& queue, CentralState& state) {
+  std::int64_t took_ns = 0;
+  while (took_ns <= kSlowTextNs) {
+    const std::optional<std::string> text = pop_tcp_line(queue);
+    if (!text) return;
+    const std::int64_t start = steady_ns();
+    handle_tcp_line(queue, state, *text);
+    took_ns = steady_ns() - start;
+  }
+}
+
+void run_step(EventQueue& queue, const CentralState& state, const EventDefinition& event,
+              const SubCommand& step) {
+  const std::int32_t uptime = uptime_s;
+  switch (step_fate(event, hdmi_plug_enabled != 0, state.events_enabled != 0)) {
+    case StepFate::kSend:
+      log_event_echo("%s:%s %s %s\n", step.ip.c_str(), step.port.c_str(), step.protocol.c_str(),
+                     step.data.c_str());
+      start_sender(queue, event.name, step);
+      break;
+    case StepFate::kPowerOnSkip:
+      LOG_MAIN("exec_event", "during Power On, skip %s ...%d/%d\n", event.name.c_str(), uptime,
+               kPowerOnPeriodS);
+      log_event_echo("skip uptime=%ld,%s:%s %s %s\n", static_cast<long>(uptime), step.ip.c_str(),
+                     step.port.c_str(), step.protocol.c_str(), step.data.c_str());
+      break;
+    case StepFate::kDisabled:
+      if (verbose != 0) {
+        print_line("exec_event", __LINE__, "disable event, skip %s\n", step.data.c_str());
+      }
+      log_event_echo("%s:%s %s %s, disabled uptime=%ld\n", step.ip.c_str(), step.port.c_str(),
+                     step.protocol.c_str(), step.data.c_str(), static_cast<long>(uptime));
+      break;
+  }
+}
+
+/// Runs a due event. Returns false when it is dropped: "PowerOn" runs once per boot.
+bool run_event(EventQueue& queue, CentralState& state, EventDefinition& event, std::int64_t now) {
+  const bool power_on = equals_nocase(event.trigger, kPowerOn);
+  if (power_on && state.power_on_done == 1) {
+    log_event_echo("skip event: PowerOn\n");
+    return false;
+  }
+  LOG_DEBUG("exec_event",
+            "get sys event=%s, run event=%s, now=%lld ms, t_exec=%lld ms, sub cmd size=%d, "
+            "test=%d\n",
+            event.trigger.c_str(), event.name.c_str(), static_cast<long long>(now / 1'000'000),
+            static_cast<long long>(event.due_at / 1'000'000),
+            static_cast<int>(event.commands.size()), event.test);
+  if (power_on) state.power_on_done = 1;
+  event.status = kExecuted;
+  for (const SubCommand& step : event.commands) run_step(queue, state, event, step);
+  return true;
+}
+
+void log_expired(const EventDefinition& event, std::int64_t now) {
+  LOG_MAIN("exec_event",
+           "Error cannot send sys event=%s, run event=%s, now=%lld, t_exec=%lld, sub cmd "
+           "size=%d\n",
+           event.trigger.c_str(), event.name.c_str(), static_cast<long long>(now),
+           static_cast<long long>(event.due_at), static_cast<int>(event.commands.size()));
+}
+
+}  // namespace
+
+void* handle_q_event(void* argument) {
+  EventQueue& queue = *static_cast<EventQueue*>(argument);
+  while (true) {
+    sleep_ms(kScanPeriodMs);
+    if (central_state->ready == 0) continue;
+    catch_and_log("handle_q_event", [&] {
+      handle_tcp_lines(queue, *central_state);
+      exec_event(queue, *central_state);
+    });
+  }
+}
+
+int exec_event(EventQueue& queue, CentralState& state) {
+  const MutexLock held(queue.lock);
+  int executed = 0;
+  for (auto at = queue.pending.entries.begin(); at != queue.pending.entries.end();) {
+    EventDefinition& event = at->item;
+    const std::int64_t now = queue_time(queue);
+    const EventFate fate = event_fate(event, now);
+    if (fate == EventFate::kWait) {
+      ++at;
+      continue;
+    }
+    if (fate == EventFate::kExpired) log_expired(event, now);
+    if (fate == EventFate::kRun && run_event(queue, state, event, now)) ++executed;
+    at = queue.pending.erase(at);
+  }
+  if (queue.pending.entries.empty() && std::exchange(queue.pending_was_large, false)) {
+    give_back_memory();
+  }
+  return executed;
+}
+
+}  // namespace kovo

@@ -1,0 +1,27 @@
+// Status lines that another program on the device sends by UDP: the receiver and the worker.
+#pragma once
+
+#include <string_view>
+
+#include "daemon/system/host.h"
+
+namespace kovo {
+
+struct CentralState;
+struct VariableRegistry;
+
+/// Thread body; its argument is the CentralState. Applies settings at once and appends each line to
+/// api_queue. Returns after a socket failure.
+void* handle_udp_vep_api(void* state);
+
+/// Thread body; its argument is the CentralState, the variables are the global registry's. Takes
+/// one line of api_queue every 250 ms.
+void* handle_vep_api(void* state);
+
+/// Processes a status line. Reads the clock after an HDCP state is stored, which may take
+/// seconds. Called by handle_vep_api. Takes mapping_lock, the locks of lm_set_change and
+/// EventQueue.lock, one after the other.
+void handle_status_line(CentralState& state, VariableRegistry& registry, std::string_view text,
+                        SecondsClock clock);
+
+}  // namespace kovo
