@@ -4,11 +4,11 @@
 #include <iterator>
 
 #include "check/report.h"
+#include "check/rule_texts.h"
 #include "check/rules.h"
 #include "check/source.h"
 #include "check/words.h"
 #include "core/text.h"
-#include "check/rule_texts.h"
 
 namespace kovo::check {
 namespace {

@@ -13,6 +13,7 @@
 #include "core/network.h"
 #include "core/setting_rules.h"
 #include "core/text.h"
+#include "core/trigger_text.h"
 
 namespace kovo::check {
 namespace {
@@ -66,8 +67,7 @@ void add_setting(std::string_view line, std::vector<std::string>& triggers) {
   const std::optional<KeyValue> pair = split_setting_line(line);
   if (!pair) return;
   Settings settings = empty_settings();
-  std::string value(pair->value);
-  if (exchange_setting(settings, pair->key, value) == kSettingChanged) {
+  if (exchange_setting(settings, pair->key, pair->value).result == kSettingChanged) {
     triggers.emplace_back(pair->key);
   }
 }
@@ -76,8 +76,7 @@ void add_setting(std::string_view line, std::vector<std::string>& triggers) {
 void reset_memory(ChangeMemory& memory) {
   constexpr char kOther[] = "-";
   memory.yuv_out = memory.wpa_eap_mode = memory.p8021_status = kOther;
-  MappingRow* serial = find_row(memory.mapping_table, &MappingRow::status, "serialBaud");
-  if (serial != nullptr) serial->last_value = kOther;
+  memory.serial_format = kOther;
 }
 
 /// Adds the triggers that a message on port 2727 may raise.
@@ -106,16 +105,15 @@ void add_status_line(Memories& memories, std::string_view text,
   if (!is_playback(pair.key)) return;
   for (const char* last : {"local", "local:-"}) {
     ChangeMemory& memory = memories.products.front();
-    MappingRow* row = find_row(memory.mapping_table, &MappingRow::setting, "local:x");
-    if (row != nullptr) row->last_value = last;
+    memory.playback = last;
     add_pushed(run_rule(playback_rule, memory, {pair.key}, memories.now_s), triggers);
   }
 }
 
 /// Adds an event, unless it is "PowerOn", which runs only once per boot.
-void add_raised(const NamedKeys* event, bool test, std::vector<Raised>& raised) {
+void add_raised(const NamedKeys* event, bool is_test, std::vector<Raised>& raised) {
   if (event == nullptr || equals_nocase(event->event->trigger, kPowerOn)) return;
-  raised.push_back({event, test});
+  raised.push_back({event, is_test});
 }
 
 void add_trigger(const CheckContext& context, std::string_view trigger,

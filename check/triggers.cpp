@@ -15,9 +15,9 @@ struct Product {
 };
 
 constexpr Product kProducts[] = {
-    {"input-hdmi", kInputHdmi, {1, 0}},
-    {"input-usbc", kInputUsbc, {1, 1}},
-    {"output", kOutput, {0, 0}},
+    {"input-hdmi", kInputHdmi, Variant::kInputHdmi},
+    {"input-usbc", kInputUsbc, Variant::kInputUsbc},
+    {"output", kOutput, Variant::kOutput},
 };
 
 std::string description(const TriggerSource& source) {

@@ -13,8 +13,10 @@ using Kind = ActionKind;
 
 // Not inlined: a rule of several actions would be twice as large.
 [[gnu::noinline]] void add(RuleRun& run, Kind kind, std::string_view name,
-                           std::string_view value = {}, std::int64_t since_last_s = 0) {
-  run.actions.push_back({kind, std::string(name), std::string(value), since_last_s});
+                           std::string_view value = {}, std::string_view row_event = {},
+                           std::int64_t since_last_s = 0) {
+  run.actions.push_back(
+      {kind, std::string(name), std::string(value), std::string(row_event), since_last_s});
 }
 
 constexpr std::size_t kSerialParts = std::size(kSerialFields);
@@ -32,9 +34,8 @@ std::array<std::string_view, kSerialParts> split_serial(std::string_view text) {
 }
 
 void serial_rule(RuleRun& run) {
-  MappingRow* row = find_row(run.memory.mapping_table, &MappingRow::status, "serialBaud");
-  const std::string old(truncated(row->last_value, kMaxShortText));
-  row->last_value = run.change.value;
+  const std::string old(truncated(run.memory.serial_format, kMaxShortText));
+  run.memory.serial_format = run.change.value;
   if (old.empty()) return add(run, Kind::kFirstFormat, "serialBaud");
   add(run, Kind::kSerialFormat, old, run.change.value);
   if (!equals_nocase(old, run.change.value) && contains(old, "-") &&
@@ -131,7 +132,7 @@ void mapping_rule(RuleRun& run) {
   if (row == nullptr) return add(run, Kind::kUnmapped, run.change.name);
   const std::int64_t since_last_s = run.now_s - std::exchange(row->last_time, run.now_s);
   const Kind kind = pause_lasts(since_last_s, kHoldOffS) ? Kind::kHoldOff : Kind::kPushMapped;
-  add(run, kind, row->status, row->variable, since_last_s);
+  add(run, kind, row->status, row->variable, {}, since_last_s);
 }
 
 }  // namespace
@@ -172,14 +173,14 @@ bool is_hdcp_state(std::string_view name) {
 }
 
 void playback_rule(RuleRun& run) {
-  MappingRow* row = find_row(run.memory.mapping_table, &MappingRow::setting, "local:x");
-  if (equals_nocase(run.change.name, row->last_value)) {
+  std::string& selected = run.memory.playback;
+  if (equals_nocase(run.change.name, selected)) {
     return add(run, Kind::kUnchanged, "playMode", run.change.name);
   }
-  const bool was_local = starts_with_nocase(row->last_value, "local:");
+  const bool was_local = starts_with_nocase(selected, "local:");
   const bool is_local = starts_with_nocase(run.change.name, "local:");
-  row->last_value = run.change.name;
-  row->last_time = run.now_s;
+  selected = run.change.name;
+  find_row(run.memory.mapping_table, &MappingRow::setting, "local:x")->last_time = run.now_s;
   if (was_local && is_local) return add(run, Kind::kPushPlayback, "localPlayList");
   if (!was_local && !is_local) return add(run, Kind::kUnchanged, "playMode", "not local:");
   add(run, Kind::kPushPlayback, "playMode");
@@ -193,7 +194,7 @@ void status_rule(RuleRun& run) {
     std::string_view event = row.status;
     if (event.back() == '#') event.remove_suffix(1);
     const Kind kind = pause_lasts(since_last_s, kRepeatS) ? Kind::kHoldOff : Kind::kCount;
-    add(run, kind, event, row.status, since_last_s);
+    add(run, kind, event, {}, row.status, since_last_s);
   }
   if (run.actions.empty()) add(run, Kind::kUnmapped, run.change.name);
 }

@@ -27,6 +27,8 @@ bool pause_lasts(std::int64_t since_last_s, std::int64_t pause_s);
 /// What the rules remember. All times are seconds since the epoch.
 struct ChangeMemory {
   MappingTable mapping_table;
+  std::string playback;               // the playback selection, "local" or "local:" and a name
+  std::string serial_format;          // "9600-8N1"; "" before the first one
   std::string wpa_eap_mode;           // raw 802.1X mode
   std::string p8021_status;           // "on" or "off"
   std::int64_t p8021status_time = 0;  // when these events were last raised
@@ -64,6 +66,7 @@ struct ChangeAction {
   ActionKind kind;
   std::string name;
   std::string value = {};
+  std::string row_event = {};  // of a status line's row as its table has it, with a "#" at its end
   std::int64_t since_last_s = 0;
 };
 using ChangeActions = std::vector<ChangeAction>;
@@ -102,7 +105,7 @@ bool is_hdcp_state(std::string_view name);
 void playback_rule(RuleRun& run);
 
 /// Restarts the hold-off time of every row whose setting word begins the name of a status line. In
-/// an action, `name` is the row's event without a "#" at its end, `value` the event as it is.
+/// an action, `name` is the row's event without a "#" at its end.
 void status_rule(RuleRun& run);
 
 }  // namespace kovo

@@ -13,24 +13,24 @@ constexpr std::int64_t kNanosecondsPerMillisecond = 1'000'000;
 /// The positions in `events` of the names.
 using EventsByName = std::unordered_map<std::string_view, std::uint32_t>;
 
-/// A step of an event, and the one before it; null when that one is not there.
-struct FoundStep {
-  CompiledStep& step;
-  const CompiledStep* previous;
-};
-
-/// Finds the step of an index, added in its place when it is new.
-FoundStep find_step(CompiledEvent& event, std::int32_t index) {
+/// Returns the step of an index, which is added in its place when it is new.
+CompiledStep& step_of(CompiledEvent& event, std::int32_t index) {
   auto before = event.steps.before_begin();
-  const CompiledStep* previous = nullptr;
-  for (auto next = event.steps.begin(); next != event.steps.end(); before = next++) {
-    if (next->index == index) return {*next, previous};
-    if (next->index > index) break;
-    previous = next->index == index - 1 ? &*next : nullptr;
+  for (auto next = event.steps.begin(); next != event.steps.end() && next->index <= index; ++next) {
+    if (next->index == index) return *next;
+    before = next;
   }
   CompiledStep added;
   added.index = index;
-  return {*event.steps.insert_after(before, added), previous};
+  return *event.steps.insert_after(before, added);
+}
+
+/// Returns the offset of a step; 0 for one that no key has set.
+std::int64_t offset_of(const CompiledEvent& event, std::int32_t index) {
+  for (const CompiledStep& step : event.steps) {
+    if (step.index == index) return step.offset_ms;
+  }
+  return 0;
 }
 
 /// Traces a step's value once for each event that has the step.
@@ -50,14 +50,14 @@ void apply_step_entry(CompiledEvents& list, std::uint32_t position, const Defini
   std::uint32_t index = 0;
   if (to_uint32(entry.index, 10, index) != NumberReading::kOk) return;
   if (index >= static_cast<std::uint32_t>(event.most_steps)) return;
-  const auto [step, previous] = find_step(event, static_cast<std::int32_t>(index));
+  CompiledStep& step = step_of(event, static_cast<std::int32_t>(index));
   if (entry.field == kProtocolField) step.protocol = entry.value.data();
   if (entry.field == kIpField) step.ip = entry.value.data();
   if (entry.field == kPortField) step.port = entry.value.data();
   if (entry.field == kDataField) step.data = entry.value.data();
   if (entry.field == kDelayField) {
     step.delay_ms = to_int32(entry.value);
-    step.offset_ms = step.delay_ms + (previous == nullptr ? 0 : previous->offset_ms);
+    step.offset_ms = step.delay_ms + offset_of(event, step.index - 1);
   }
   if (trace != nullptr) trace_step(list, position, entry, step, *trace);
 }
@@ -105,19 +105,15 @@ CompiledEvents compile_events(const DefinitionEntries& entries, const Definition
   return list;
 }
 
-const CompiledEvent* find_event(const CompiledEvents& list, std::string_view name, int test) {
+const CompiledEvent* find_event(const CompiledEvents& list, std::string_view name, bool is_test) {
   for (const CompiledEvent& event : list.events) {
-    if ((test == 0 ? event.trigger : event.name) == name) return &event;
+    if ((is_test ? event.name : event.trigger) == name) return &event;
   }
   return nullptr;
 }
 
 SubCommand sub_command(const CompiledStep& step) {
-  return {step.ip,
-          step.port,
-          step.protocol,
-          s_hex_to_ascii(step.data),
-          step.delay_ms * kNanosecondsPerMillisecond,
+  return {step.ip, step.port, step.protocol, s_hex_to_ascii(step.data),
           step.offset_ms * kNanosecondsPerMillisecond};
 }
 

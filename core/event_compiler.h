@@ -19,7 +19,6 @@ struct SubCommand {
   std::string port;
   std::string protocol;                 // the sender is chosen by the words in it
   std::string data;                     // payload, any byte
-  std::int64_t delay_ns = 0;            // the step's own delay
   std::int64_t delay_from_exec_ns = 0;  // offset from the start of the event's execution
 };
 
@@ -31,7 +30,7 @@ struct EventDefinition {
   std::vector<SubCommand> commands;  // all of its steps
   std::int32_t status = 0;           // 0 waiting, 1 executed
   std::int32_t delay_s = 0;          // seconds between queuing and execution
-  std::int32_t test = 0;             // 1 for a test push
+  bool is_test = false;
 };
 
 /// A step as the file defines it; its texts are C strings in the definitions.
@@ -45,14 +44,14 @@ struct CompiledStep {
   const char* data = "";  // hexadecimal
 };
 
-/// All events of one name. They share their keys and differ only in the number of steps; a push
-/// finds only the first. Holds what keys have set, and so no more than the file.
+/// All events of one name: "DoorCount=1" and later "DoorCount=3" make two events, which share all
+/// other keys. A push finds only the first. Holds what keys have set, and so no more than the file.
 struct CompiledEvent {
   std::string_view name;
   std::string_view trigger;
   std::int32_t delay_s = 0;
-  std::int32_t step_count = 0;            // steps of the first of them
-  std::int32_t most_steps = 0;            // no key reaches a step at or beyond it
+  std::int32_t step_count = 0;            // of the first "Count" line
+  std::int32_t most_steps = 0;            // of all of them: keys of later steps have no effect
   std::forward_list<CompiledStep> steps;  // by index; the steps that are not there are empty
 };
 
@@ -76,9 +75,9 @@ bool is_builtin_event(std::string_view name);
 CompiledEvents compile_events(const DefinitionEntries& entries,
                               const DefinitionTrace* trace = nullptr);
 
-/// Returns the event that a push finds, null when there is none: test 0 compares the triggers, test
-/// 1 the names, both exactly.
-const CompiledEvent* find_event(const CompiledEvents& list, std::string_view name, int test);
+/// Returns the event that a push finds, null when there is none. A test push compares the names,
+/// any other the triggers, both exactly.
+const CompiledEvent* find_event(const CompiledEvents& list, std::string_view name, bool is_test);
 
 /// Returns a step to be queued, its payload decoded.
 SubCommand sub_command(const CompiledStep& step);

@@ -1,5 +1,7 @@
 #include "core/event_rules.h"
 
+#include "core/text.h"
+
 namespace kovo {
 
 EventFate event_fate(const EventDefinition& event, std::int64_t now) {
@@ -14,24 +16,10 @@ bool is_display_event(std::string_view name) {
   return equals_nocase(name, kDviConnected) || equals_nocase(name, kDviDisconnected);
 }
 
-KeyValue split_command_line(std::string_view text) {
-  return split_key_value(truncated(strip_newline(text), kMaxCommand));
-}
-
-bool is_command(std::string_view key) {
-  return key.substr(0, 2) == "__";
-}
-
-std::optional<std::string_view> tested_names(std::string_view key) {
-  constexpr std::string_view kTestCommand = "__TEST__:";
-  if (key.substr(0, kTestCommand.size()) != kTestCommand) return {};
-  return strip_newline(key.substr(kTestCommand.size()));
-}
-
 StepFate step_fate(const EventDefinition& event, bool plug_enabled, bool events_enabled) {
-  if (is_display_event(event.name) && !plug_enabled && event.test == 0)
+  if (is_display_event(event.name) && !plug_enabled && !event.is_test)
     return StepFate::kPowerOnSkip;
-  return events_enabled || event.test == 1 ? StepFate::kSend : StepFate::kDisabled;
+  return events_enabled || event.is_test ? StepFate::kSend : StepFate::kDisabled;
 }
 
 std::optional<Sender> choose_sender(std::string_view protocol) {

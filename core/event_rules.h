@@ -7,7 +7,6 @@
 
 #include "core/event_compiler.h"
 #include "core/network.h"
-#include "core/text.h"
 
 namespace kovo {
 
@@ -25,16 +24,6 @@ EventFate event_fate(const EventDefinition& event, std::int64_t now);
 
 /// Returns whether a name is that of a display-connection event, case-insensitive.
 bool is_display_event(std::string_view name);
-
-/// Splits a text of tcp:2700, truncated to kMaxCommand bytes and without its final newline, into
-/// key and value. The key is a command, or the triggers to push, one a line.
-KeyValue split_command_line(std::string_view text);
-
-/// Returns whether a key is a command.
-bool is_command(std::string_view key);
-
-/// Returns the names of events that a test command pushes, one a line; nothing for another key.
-std::optional<std::string_view> tested_names(std::string_view key);
 
 enum class StepFate { kPowerOnSkip, kSend, kDisabled };
 

@@ -8,7 +8,9 @@
 namespace kovo {
 namespace {
 
-constexpr Variant kVariants[] = {{1, 0}, {1, 0}, {0, 0}, {1, 1}, {1, 1}, {0, 1}, {0, 1}};
+constexpr Variant kVariants[] = {Variant::kInputHdmi, Variant::kInputHdmi, Variant::kOutput,
+                                 Variant::kInputUsbc, Variant::kInputUsbc, Variant::kOutput,
+                                 Variant::kOutput};
 static_assert(std::size(kProductIds) == std::size(kVariants));
 
 struct RowText {
@@ -102,32 +104,14 @@ constexpr RowText kClosingRows[] = {
 };
 
 constexpr ResolutionEntry resolution_table[] = {
-    {0, "AUTO", "0"},
-    {1, "1080p24", "0020"},
-    {2, "1080p50", "001F"},
-    {3, "1080p60", "0010"},
-    {4, "1400x1050p60", "401D"},
-    {5, "1920x1200p60", "4032"},
-    {6, "2160p25", "005E"},
-    {7, "2160p30", "005F"},
-    {8, "2160p50", "0060"},
-    {9, "2160p60", "0061"},
-    {10, "2560x1440p60", "40A5"},
-    {11, "2560x1600p60", "4053"},
-    {12, "720p50", "0013"},
-    {13, "720p60", "0004"},
-    {14, "1440x900p60", "4021"},
-    {15, "1366x768p60", "4048"},
-    {0, "AUTO", "0000"},
+    {0, "0"},     {1, "0020"},  {2, "001F"},  {3, "0010"},  {4, "401D"},  {5, "4032"},
+    {6, "005E"},  {7, "005F"},  {8, "0060"},  {9, "0061"},  {10, "40A5"}, {11, "4053"},
+    {12, "0013"}, {13, "0004"}, {14, "4021"}, {15, "4048"}, {0, "0000"},
 };
-
-void map_add(MappingTable& table, const char* variable, const char* status, const char* setting) {
-  table.push_back({variable, status, setting, {}, 0});
-}
 
 template <std::size_t Size>
 void add_rows(MappingTable& table, const RowText (&rows)[Size]) {
-  for (const RowText& row : rows) map_add(table, row.variable, row.status, row.setting);
+  for (const RowText& row : rows) table.push_back({row.variable, row.status, row.setting});
 }
 
 }  // namespace
@@ -136,18 +120,22 @@ Variant variant_of(std::string_view pid) {
   for (std::size_t id = 0; id < std::size(kVariants); ++id) {
     if (equals_nocase(pid, kProductIds[id])) return kVariants[id];
   }
-  return {1, 0};
+  return Variant::kInputHdmi;
 }
 
 MappingTable mapping_rows(Variant variant) {
   MappingTable table;
   add_rows(table, kCommonRows);
-  if (variant.has_video_input == 0) {
-    add_rows(table, kOutputRows);
-  } else if (variant.usbc_input == 0) {
-    add_rows(table, kTwoHdmiRows);
-  } else {
-    add_rows(table, kUsbcRows);
+  switch (variant) {
+    case Variant::kInputHdmi:
+      add_rows(table, kTwoHdmiRows);
+      break;
+    case Variant::kInputUsbc:
+      add_rows(table, kUsbcRows);
+      break;
+    case Variant::kOutput:
+      add_rows(table, kOutputRows);
+      break;
   }
   add_rows(table, kClosingRows);
   return table;

@@ -12,27 +12,23 @@ struct MappingRow {
   std::string variable;        // device variable; "" when no variable drives the row
   std::string status;          // the event pushed for the row; never empty
   std::string setting;         // the word of its status lines; "" when there is none
-  std::string last_value;      // playback selection and serial format only
   std::int64_t last_time = 0;  // of its last message or status line, seconds since the epoch
 };
 
 struct ResolutionEntry {
   std::int32_t index;
-  const char* name;
   const char* code;  // four hexadecimal digits, or "0"
 };
 
 using MappingTable = std::vector<MappingRow>;
 
-struct Variant {
-  std::int32_t has_video_input;
-  std::int32_t usbc_input;
-};
+/// The product variants, which differ in their mapping rows. An output of either family is one.
+enum class Variant { kInputHdmi, kInputUsbc, kOutput };
 
 /// Returns the variant of a product id, case-insensitive. An unknown id counts as two HDMI inputs.
 Variant variant_of(std::string_view pid);
 
-/// Returns the rows of a product variant, without last values.
+/// Returns the rows of a product variant, none of which has been seen yet.
 MappingTable mapping_rows(Variant variant);
 
 /// A name of a row: variable, status or setting.

@@ -19,7 +19,7 @@ bool pop_part(std::string_view& text, std::string& part) {
 }  // namespace
 
 std::string decode_value(std::string_view raw) {
-  const std::string value = percent_decode(unescape_text(std::string(raw).c_str()).c_str());
+  const std::string value = percent_decode(unescape_controls(std::string(raw)));
   return std::string(until_nul(truncated(value, kMaxMessage)));
 }
 

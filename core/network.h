@@ -1,6 +1,7 @@
 // The network as every program of the project sees it: ports, time-outs and how a message travels.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 namespace kovo {
@@ -16,7 +17,7 @@ constexpr std::uint16_t kStatusPort = 2728;    // UDP: status lines
 constexpr char kStatusServiceAddress[] = "127.0.0.1";
 constexpr int kStatusServicePort = 50003;
 constexpr char kStatusRequest[] = "getStatus";
-constexpr int kMinStatusVars = 6;  // an answer of fewer lines is not used
+constexpr std::size_t kMinStatusVars = 6;  // an answer of fewer lines is not used
 
 // How long a TCP sender waits, for the connection and for each transfer.
 constexpr int kReplyTimeoutMs = 2000;    // of a step, which reads a reply

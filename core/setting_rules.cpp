@@ -29,13 +29,12 @@ std::string* find_setting(Settings& settings, std::string_view name) {
   return nullptr;
 }
 
-SettingResult exchange_setting(Settings& settings, std::string_view name, std::string& value) {
+SettingChange exchange_setting(Settings& settings, std::string_view name, std::string_view value) {
   std::string* const setting = value.empty() ? nullptr : find_setting(settings, name);
-  if (setting == nullptr) return kSettingRefused;
-  value.resize(strip_newline(value).size());
-  if (equals_nocase(*setting, value)) return kSettingSame;
-  setting->swap(value);
-  return kSettingChanged;
+  if (setting == nullptr) return {kSettingRefused};
+  const std::string_view text = strip_newline(value);
+  if (equals_nocase(*setting, text)) return {kSettingSame};
+  return {kSettingChanged, std::exchange(*setting, std::string(text))};
 }
 
 }  // namespace kovo

@@ -36,8 +36,13 @@ std::optional<KeyValue> split_setting_line(std::string_view line);
 /// Returns the value of a setting, null when no setting has exactly this name.
 std::string* find_setting(Settings& settings, std::string_view name);
 
-/// Exchanges `value`, without one trailing newline, with the value of a setting. Refuses an empty
-/// value and an unknown name; a value that differs only in case is the same and not stored.
-SettingResult exchange_setting(Settings& settings, std::string_view name, std::string& value);
+struct SettingChange {
+  SettingResult result;
+  std::string old_value = {};  // of a setting that has changed
+};
+
+/// Gives a setting a value, without one trailing newline. Refuses an empty value and an unknown
+/// name; a value that differs only in case is the same and not stored.
+SettingChange exchange_setting(Settings& settings, std::string_view name, std::string_view value);
 
 }  // namespace kovo

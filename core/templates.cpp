@@ -5,8 +5,6 @@
 // of many placeholders costs at most kMaxRaw bytes and one value.
 #include "core/templates.h"
 
-#include <cstring>
-
 #include "core/text.h"
 
 namespace kovo {
@@ -46,10 +44,6 @@ std::string unescape_controls(std::string text) {
   return replace_all(std::move(text), "\\t", "\t");
 }
 
-std::string unescape_text(const char* text) {
-  return text == nullptr ? std::string() : unescape_controls(text);
-}
-
 std::string replace_all(std::string text, std::string_view from, std::string_view to) {
   if (from.empty()) return text;
   std::string result;
@@ -62,27 +56,19 @@ std::string replace_all(std::string text, std::string_view from, std::string_vie
   return result.append(text, from_here);
 }
 
-std::string percent_decode(const char* text) {
+std::string percent_decode(std::string_view text) {
   std::string result;
-  const std::size_t length = text == nullptr ? 0 : std::strlen(text);
-  for (std::size_t at = 0; at < length; ++at) {
-    if (text[at] == '%' && at + 2 < length) {
-      result.push_back(static_cast<char>(percent_hex_pair(text + at)));
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    if (text[at] == '%' && at + 2 < text.size()) {
+      const int high = hex_digit(text[at + 1]);
+      const int low = hex_digit(text[at + 2]);
+      result.push_back(static_cast<char>(high < 0 || low < 0 ? 0xFF : 16 * high + low));
       at += 2;
     } else {
       result.push_back(text[at]);
     }
   }
   return result;
-}
-
-int percent_hex_pair(const char* text) {
-  if (text == nullptr) return -1;
-  if (text[0] != '%') return -2;
-  if (std::strlen(text) < 3) return -3;
-  const int high = hex_digit(text[1]);
-  const int low = hex_digit(text[2]);
-  return high < 0 || low < 0 ? -1 : 16 * high + low;
 }
 
 bool parse_status_line(std::string_view line, StatusVars& vars) {

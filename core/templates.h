@@ -40,19 +40,12 @@ std::string template_value(const TemplateValues& values, std::string_view name);
 /// Replaces backslash-n, backslash-r and backslash-t by newline, carriage return and tab.
 std::string unescape_controls(std::string text);
 
-/// Calls unescape_controls; returns "" for a null pointer.
-std::string unescape_text(const char* text);
-
 /// Replaces every `from`; inserted text is not searched again. An empty `from` replaces nothing.
 std::string replace_all(std::string text, std::string_view from, std::string_view to);
 
 /// Decodes "%" and two hexadecimal digits to a byte, "%" and two other characters to 0xFF. A "%"
-/// with fewer than two characters after it stays. Returns "" for a null pointer.
-std::string percent_decode(const char* text);
-
-/// Returns the value of the two hexadecimal digits after a "%" at the start of a text; -1 for a
-/// null pointer or other characters, -2 without "%", -3 for fewer than three characters.
-int percent_hex_pair(const char* text);
+/// with fewer than two characters after it stays.
+std::string percent_decode(std::string_view text);
 
 /// Appends a line of a status answer, split at its first ":". Returns false without a ":".
 bool parse_status_line(std::string_view line, StatusVars& vars);

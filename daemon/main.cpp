@@ -10,12 +10,10 @@
 #include <csignal>
 #include <cstdio>
 #include <initializer_list>
-#include <optional>
 
 #include "daemon/options.h"
 #include "daemon/state/central_state.h"
 #include "daemon/state/event_queue.h"
-#include "daemon/state/globals.h"
 #include "daemon/state/settings.h"
 #include "daemon/state/status_vars.h"
 #include "daemon/state/variable_store.h"
@@ -26,9 +24,8 @@
 #include "daemon/system/shell.h"
 #include "daemon/system/worker.h"
 #include "daemon/workers/change_worker.h"
-#include "daemon/workers/channel_receivers.h"
-#include "daemon/workers/command_server.h"
 #include "daemon/workers/queue_worker.h"
+#include "daemon/workers/receivers.h"
 #include "daemon/workers/status_worker.h"
 #include "daemon/workers/supervision.h"
 
@@ -121,7 +118,7 @@ void wait_for_network(CentralState& state) {
   while (state.ip_addr.size() < kMinAddress) {
     sleep_ms(1000);
     LOG_MAIN("main", "wait network...%d\n", static_cast<int>(now_s() - start));
-    catch_and_log("main", [&] { renew_network_info(state.ip_addr, state.iface_name); });
+    run_pass("main", [&] { renew_network_info(state.ip_addr, state.iface_name); });
   }
   log_event_echo("network is ok\n");
 }
@@ -136,14 +133,14 @@ void raise_power_on(CentralState& state) {
   }
   retry_until_success("main", [] { create_file(kPowerOnMarkerPath, "", kMarkerMode); });
   log_event_echo("created %s\n", kPowerOnMarkerPath);
-  retry_until_success("main", [&] { push_event_front(*event_queue, state, kPowerOn, 0); });
+  retry_until_success("main", [&] { push_event_front(*event_queue, state, kPowerOn, false); });
   log_event_echo("auto push event: PowerOn\n");
 }
 
 void wait_for_status(CentralState& state) {
   for (int tries = 1;; ++tries) {
     bool answered = false;
-    catch_and_log("main", [&] { answered = renew_macro_var(state) >= kMinStatusVars; });
+    run_pass("main", [&] { answered = renew_macro_var(state); });
     if (answered) return;
     LOG_MAIN("main", "wait getStatus...%d\n", tries);
     sleep_ms(1000);
@@ -154,7 +151,6 @@ void wait_for_status(CentralState& state) {
 /// Retries the steps without which it cannot run while memory is out: not every device restarts it.
 bool start_up() {
   log_main("kovotcp V%s.CORE+ Build: %s\n", kVersion, kBuild);
-  verbose = 1;
   retry_until_success("main", make_objects);
   retry_until_success("main", [] {
     renew_enable_event(*central_state);
@@ -188,13 +184,12 @@ bool start_up() {
 int main(int argc, char** argv) {
   using namespace kovo;
   prepare_process();
-  std::optional<bool> start_daemon;
-  catch_and_log("main", [&] { start_daemon = parse_options(argc, argv); });
-  if (!start_daemon) return 1;
-  if (!*start_daemon) return 0;
+  AfterOptions next = AfterOptions::kFailed;
+  run_pass("main", [&] { next = parse_options(argc, argv); });
+  if (next != AfterOptions::kStartDaemon) return next == AfterOptions::kExit ? 0 : 1;
   start_output();
   if (!start_up()) end_process(1);
-  Supervision memory;
-  start_time = static_cast<std::time_t>(now_s());
-  while (true) catch_and_log("main", [&] { supervise_once(*central_state, memory); });
+  Supervision memory{};
+  memory.start_time = now_s();
+  while (true) run_pass("main", [&] { supervise_once(*central_state, memory); });
 }

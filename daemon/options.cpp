@@ -8,7 +8,7 @@
 #include "core/network.h"
 #include "core/text.h"
 #include "daemon/client_mode.h"
-#include "daemon/state/globals.h"
+#include "daemon/system/log.h"
 
 namespace kovo {
 
@@ -50,7 +50,7 @@ void print_usage() {
 
 }  // namespace
 
-bool parse_options(int argc, char** argv) {
+AfterOptions parse_options(int argc, char** argv) {
   bool client = false;
   bool cmd = false;
   int letter = 0;
@@ -58,20 +58,12 @@ bool parse_options(int argc, char** argv) {
     switch (letter) {
       case 'h':
         print_usage();
-        return false;
+        return AfterOptions::kExit;
       case 'v':
         std::printf("kovotcp-V%s.CoreLx Build: %s\n", kVersion, kBuild);
-        return false;
-      case 'q':
-      case kQa:
-        log_level = 0;
-        break;
-      case kQr:
-        log_level = 1;
-        break;
+        return AfterOptions::kExit;
       case 'd':
         debug = 1;
-        verbose = 1;
         break;
       case kClient:
         client = *optarg != '\0';
@@ -80,11 +72,12 @@ bool parse_options(int argc, char** argv) {
       case kCmd:
         cmd = *optarg != '\0';
         break;
-      default:  // -i, -p and -s change nothing; getopt_long has reported an unknown option
+      default:  // -i, -p, -q, -s, --qa and --qr change nothing; getopt_long has reported an unknown
+                // option
         break;
     }
   }
-  return !client && !cmd;
+  return client || cmd ? AfterOptions::kExit : AfterOptions::kStartDaemon;
 }
 
 }  // namespace kovo

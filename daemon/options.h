@@ -3,10 +3,12 @@
 
 namespace kovo {
 
-/// Parses the command line and sets debug, verbose and log_level. Prints help or version, or runs
-/// the client command, while parsing. Returns whether the daemon is to start: not after one of
-/// these options, nor with --cmd. Called once, by main.
-bool parse_options(int argc, char** argv);
+enum class AfterOptions { kStartDaemon, kExit, kFailed };
+
+/// Parses the command line and sets debug. Prints help or version, or runs the client command,
+/// while parsing. Returns whether the daemon is to start: not after one of these options, nor with
+/// --cmd. Called once, by main.
+AfterOptions parse_options(int argc, char** argv);
 
 extern const char kVersion[];
 extern const char kBuild[];  // date and time

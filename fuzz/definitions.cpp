@@ -6,7 +6,6 @@
 
 #include "daemon/state/central_state.h"
 #include "daemon/state/definition_file.h"
-#include "daemon/state/globals.h"
 
 using namespace kovo;
 extern "C" int LLVMFuzzerTestOneInput(const char* data, std::size_t size) {

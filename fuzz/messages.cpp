@@ -6,11 +6,10 @@
 
 #include "daemon/state/central_state.h"
 #include "daemon/state/event_queue.h"
-#include "daemon/state/globals.h"
 #include "daemon/state/settings.h"
 #include "daemon/state/variable_store.h"
 #include "daemon/workers/change_worker.h"
-#include "daemon/workers/channel_receivers.h"
+#include "daemon/workers/receivers.h"
 #include "daemon/workers/status_worker.h"
 
 using namespace kovo;

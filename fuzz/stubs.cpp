@@ -8,18 +8,17 @@
 
 namespace kovo {
 
-int udpclient(const std::string&, int, std::string_view payload) {
-  return static_cast<int>(payload.size());
+bool udpclient(const std::string&, int, std::string_view) {
+  return true;
 }
-int tcpclient(const std::string&, int, std::string_view, std::string& reply, std::size_t) {
-  reply = "(111)Connection refused";
-  return kConnectFailed;
+std::string tcpclient(const std::string&, int, std::string_view, std::size_t) {
+  return "(111)Connection refused";
 }
-int tcpclient_no_rcv(const std::string&, int, std::string_view payload) {
-  return static_cast<int>(payload.size());
+bool tcpclient_no_rcv(const std::string&, int, std::string_view) {
+  return true;
 }
-int send_by(Transport, const std::string&, int, std::string_view payload) {
-  return static_cast<int>(payload.size());
+bool send_by(Transport, const std::string&, int, std::string_view) {
+  return true;
 }
 std::string ask_status_service(const std::string&, std::size_t) {
   return {};
@@ -51,9 +50,7 @@ Pipe::~Pipe() = default;
 bool open_pipe(Pipe&, const char*) {
   return false;
 }
-int _system(const char*) {
-  return -1;
-}
+void _system(const char*) {}
 std::string query_device_param(const std::string&) {
   return {};
 }

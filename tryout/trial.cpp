@@ -73,9 +73,8 @@ std::vector<std::size_t> by_index(const check::ExplainedEvent& event) {
 }
 
 void change_setting(TrialDevice& device, const KeyValue& line, Reaction& reaction) {
-  std::string value(line.value);
   const std::string no_trigger = check::shown(line.key) + " raises no trigger: ";
-  switch (exchange_setting(device.settings, line.key, value)) {
+  switch (exchange_setting(device.settings, line.key, line.value).result) {
     case kSettingChanged:
       reaction.triggers.emplace_back(line.key);
       break;
@@ -83,8 +82,9 @@ void change_setting(TrialDevice& device, const KeyValue& line, Reaction& reactio
       reaction.notes.push_back(no_trigger + "its value is unchanged");
       break;
     default:
-      reaction.notes.push_back(
-          no_trigger + (value.empty() ? "its value is empty" : "no setting has exactly this name"));
+      reaction.notes.push_back(no_trigger + (line.value.empty()
+                                                 ? "its value is empty"
+                                                 : "no setting has exactly this name"));
   }
 }
 
@@ -131,7 +131,7 @@ void add_action(const ChangeAction& action, Reaction& reaction) {
 void note_counting_rows(std::string_view name, const ChangeActions& actions, Reaction& reaction) {
   std::string rows;
   for (const ChangeAction& action : actions) {
-    if (action.kind != ActionKind::kUnmapped) rows += (rows.empty() ? "" : ", ") + action.value;
+    if (action.kind != ActionKind::kUnmapped) rows += (rows.empty() ? "" : ", ") + action.row_event;
   }
   reaction.notes.push_back(check::shown(name) + " raises no trigger" +
                            (rows.empty() ? ": this product has no such status line"
@@ -146,8 +146,7 @@ TrialDevice started_device(Variant variant, std::int64_t booted_ms) {
   store_wpa_mode(device.changes, "off");
   device.booted_ms = booted_ms;
   device.settings = empty_settings();
-  // No playlist is selected.
-  find_row(device.changes.mapping_table, &MappingRow::setting, "local:x")->last_value = "local";
+  device.changes.playback = "local";
   return device;
 }
 

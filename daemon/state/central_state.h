@@ -25,7 +25,6 @@ struct CentralState {
   StatusVars status_vars GUARDED_BY(status_lock);         // last answer of enough lines
   CompiledEvents event_list GUARDED_BY(state_lock);       // from definition_entries
   CompiledEvents test_event_list GUARDED_BY(state_lock);  // from test_definition_entries
-  std::int64_t created_at = 0;                            // steady clock, nanoseconds
   ChangeMemory changes GUARDED_BY(mapping_lock);
   DefinitionEntries definition_entries;       // main thread only
   DefinitionEntries test_definition_entries;  // queue worker only
@@ -37,18 +36,17 @@ struct CentralState {
   std::string iface_name;  // the interface it belongs to; main thread only
   std::atomic<std::int32_t> events_enabled{0};
 
-  // Constant after construction.
-  std::string pid;                   // product id
-  std::string vid;                   // vendor id
-  std::int32_t has_video_input = 0;  // 1 on the input side of the link, 0 on the output side
-  std::int32_t usbc_input = 0;       // 1 on the variants whose second video input is USB-C
-
   std::atomic<std::int32_t> ready{0};  // 1 once all workers are started
   std::atomic<std::int32_t> power_on_done{0};
 };
 
-/// Makes the central state: reads the device parameters by the parameter tool, derives the variant
-/// from the product id and builds the tables. Called once, by main.
+inline CentralState* central_state = nullptr;  // set before any worker starts
+
+inline std::atomic<std::int32_t> uptime_s{0};  // of the system, in seconds; 0 before the loop runs
+inline std::atomic<std::int32_t> hdmi_plug_enabled{0};  // 1 once the power-on period is over
+
+/// Makes the central state: reads the device parameters by the parameter tool and builds the tables
+/// of the product. Called once, by main.
 std::unique_ptr<CentralState> make_central_state();
 
 }  // namespace kovo

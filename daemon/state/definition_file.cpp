@@ -11,7 +11,6 @@
 
 #include "core/templates.h"
 #include "daemon/state/central_state.h"
-#include "daemon/state/globals.h"
 #include "daemon/state/settings.h"
 #include "daemon/state/status_vars.h"
 #include "daemon/system/files.h"
@@ -21,6 +20,7 @@
 namespace kovo {
 namespace {
 
+constexpr char kTestDefinitionPath[] = "/www/pelm/tmp/kovotest.txt";
 constexpr std::size_t kPieceSize = 65536;  // the list file may be far larger than memory allows
 
 void print_decoded(std::string_view text, const std::string& bytes) {
@@ -70,8 +70,8 @@ void write_definitions_ascii(const DefinitionEntries& entries, const char* path)
 }
 
 /// Writes the derived copies. One that cannot be written keeps no other from being written.
-void write_copies(const CentralState& state, int test) {
-  if (test == 0) {
+void write_copies(const CentralState& state, bool is_test) {
+  if (!is_test) {
     LOG_DEBUG("renew_kovo_txt", "save /tmp/kovo_asc.txt /tmp/kovo_hex.txt\n");
     write_definitions_ascii(state.definition_entries, "/tmp/kovo_asc.txt");
     write_definitions_raw(state.definition_entries, "/tmp/kovo_hex.txt");
@@ -83,10 +83,10 @@ void write_copies(const CentralState& state, int test) {
   write_definitions_raw(state.test_definition_entries, "/tmp/kovo_test_hex.txt");
 }
 
-EventDefinition copy_event(const CentralState& state, std::string_view name, int test) {
+EventDefinition copy_event(const CentralState& state, std::string_view name, bool is_test) {
   const MutexLock held(state.state_lock);
-  const CompiledEvents& list = test == 0 ? state.event_list : state.test_event_list;
-  const CompiledEvent* found = find_event(list, name, test);
+  const CompiledEvents& list = is_test ? state.test_event_list : state.event_list;
+  const CompiledEvent* found = find_event(list, name, is_test);
   return found == nullptr ? EventDefinition() : whole_event(*found, found->step_count);
 }
 
@@ -105,48 +105,46 @@ void write_event_list_file(const CompiledEvents& list, const char* path) {
 
 }  // namespace
 
-int renew_kovo_txt(CentralState& state, int test) {
+void renew_kovo_txt(CentralState& state, bool is_test) {
   renew_enable_event(state);
-  const char* path = test == 0 ? definition_path : test_definition_path;
+  const char* path = is_test ? kTestDefinitionPath : kDefinitionPath;
   const File file = open_definitions(path, state.events_enabled == 1);
   std::string text;
   if (file == nullptr || !read_text(file.get(), text)) {
     log_main("[%s;%d] Error: cannot open %s;%s\n", "renew_kovo_txt", __LINE__, path,
              error_text(errno));
-    return -1;
+    return;
   }
-  (test == 0 ? state.definition_entries : state.test_definition_entries) = parse_definitions(text);
+  (is_test ? state.test_definition_entries : state.definition_entries) = parse_definitions(text);
   LOG_MAIN("renew_kovo_txt", "renew %s\n", path);
-  write_copies(state, test);
-  return 0;
+  write_copies(state, is_test);
 }
 
-int rebuild_kovo_event_list(CentralState& state, int test) {
+void rebuild_kovo_event_list(CentralState& state, bool is_test) {
   {
     CompiledEvents old;  // freed after the lock is released
     const MutexLock held(state.state_lock);
-    CompiledEvents& list = test == 0 ? state.event_list : state.test_event_list;
+    CompiledEvents& list = is_test ? state.test_event_list : state.event_list;
     old = std::exchange(
-        list, compile_events(test == 0 ? state.definition_entries : state.test_definition_entries,
+        list, compile_events(is_test ? state.test_definition_entries : state.definition_entries,
                              debug_trace()));
     LOG_MAIN("rebuild_kovo_event_list",
-             test == 0 ? "rebuild kovo event txt: OK\n" : "rebuild test kovo event txt: OK\n");
+             is_test ? "rebuild test kovo event txt: OK\n" : "rebuild kovo event txt: OK\n");
     write_event_list_file(list,
-                          test == 0 ? "/tmp/kovo_event_list.txt" : "/tmp/kovo_event_list_test.txt");
+                          is_test ? "/tmp/kovo_event_list_test.txt" : "/tmp/kovo_event_list.txt");
   }
   give_back_memory();
-  return 0;
 }
 
-EventDefinition lookup_event(CentralState& state, std::string_view name, int test) {
+EventDefinition lookup_event(CentralState& state, std::string_view name, bool is_test) {
   renew_macro_var(state);
-  EventDefinition event = copy_event(state, strip_newline(name), test);
+  EventDefinition event = copy_event(state, strip_newline(name), is_test);
   if (event.name.empty()) return event;
   const TemplateValues values = template_values(state);
   for (SubCommand& command : event.commands) {
     command.data = expand_templates(values, command.data);
   }
-  if (test != 0) event.delay_s = 0;
+  if (is_test) event.delay_s = 0;
   return event;
 }
 

@@ -1,6 +1,6 @@
 // The event definition file and the test definition file, which other software edits: reading,
-// derived copies, the two compiled event lists, and looking up an event. Test flag 0 means the
-// normal file, its entries and its list, 1 those for tests.
+// derived copies, the two compiled event lists, and looking up an event. `is_test` means the test
+// file, its entries and its list.
 #pragma once
 
 #include <string_view>
@@ -11,20 +11,22 @@ namespace kovo {
 
 struct CentralState;
 
+constexpr char kDefinitionPath[] = "/www/pelm/kovo.txt";
+
 /// Reads a definition file into its entries and writes the derived copies. Creates a missing file
-/// with the defaults first. Refreshes the events enable flag. Returns 0, or -1 when the file is
-/// unreadable or holds more than kMaxDefinitionBytes: the entries then stay. Main thread for test
-/// 0, queue worker for 1.
-int renew_kovo_txt(CentralState& state, int test);
+/// with the defaults first. Refreshes the events enable flag. When the file is unreadable or holds
+/// more than kMaxDefinitionBytes, which is logged, the entries stay. Main thread, and the queue
+/// worker for the test file.
+void renew_kovo_txt(CentralState& state, bool is_test);
 
 /// Compiles the entries, replaces the list and writes its list file. Holds state_lock throughout.
-/// Called by the thread that has just read the entries. Returns 0.
-int rebuild_kovo_event_list(CentralState& state, int test);
+/// Called by the thread that has just read the entries.
+void rebuild_kovo_event_list(CentralState& state, bool is_test);
 
 /// Finds the event for a name and returns a copy with its placeholders replaced and, for a test, no
 /// delay. The name of the copy is empty when there is no such event. Refreshes the status variables
 /// in any case, which may take two seconds. Called under EventQueue.lock; takes status_lock,
 /// state_lock for search and copy, and status_lock again, one after the other.
-EventDefinition lookup_event(CentralState& state, std::string_view name, int test);
+EventDefinition lookup_event(CentralState& state, std::string_view name, bool is_test);
 
 }  // namespace kovo

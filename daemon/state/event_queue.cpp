@@ -5,16 +5,11 @@
 // merged. Invariant: whatever is in `pending` is complete, so that running it needs no definitions.
 #include "daemon/state/event_queue.h"
 
-#include <cstdarg>
-#include <cstdio>
-#include <new>
-
+#include "daemon/state/central_state.h"
 #include "daemon/state/definition_file.h"
-#include "daemon/state/globals.h"
-#include "daemon/state/push_event.h"
+#include "daemon/state/mirror.h"
 #include "daemon/system/host.h"
 #include "daemon/system/log.h"
-#include "daemon/system/senders.h"
 
 namespace kovo {
 namespace {
@@ -25,24 +20,23 @@ constexpr std::size_t kLargeQueueBytes = std::size_t{1} << 20;
 /// Returns the event of a name with its times; its name is empty when there is none. Mirrors the
 /// whole text for each name, found or not.
 EventDefinition make_pending(EventQueue& queue, CentralState& state, std::string_view name,
-                             const std::string& text, int test) {
+                             const std::string& text, bool is_test) {
   const std::int64_t now = queue_time(queue);
-  EventDefinition event = lookup_event(state, name, test);
-  send_debug_line(kMirrorEvents, test != 0 ? "KOVO Test event: %s" : "KOVO event: %s",
-                  text.c_str());
-  event.test = test;
+  EventDefinition event = lookup_event(state, name, is_test);
+  send_debug_line(kMirrorEvents, is_test ? "KOVO Test event: %s" : "KOVO event: %s", text.c_str());
+  event.is_test = is_test;
   event.queued_at = now;
-  event.due_at = test == 1 ? now : now + event.delay_s * kNanosecondsPerSecond;
+  event.due_at = is_test ? now : now + event.delay_s * kNanosecondsPerSecond;
   return event;
 }
 
 /// Looks up each name of a text and puts the events found at one end of the queue.
-void push_names(EventQueue& queue, CentralState& state, const std::string& text, int test,
+void push_names(EventQueue& queue, CentralState& state, const std::string& text, bool is_test,
                 QueueEnd end) REQUIRES(queue.lock) {
   const char* routine = end == QueueEnd::kBack ? "push_event_back" : "push_event_front";
   auto& pending = queue.pending;
   for (const std::string_view name : split_lines(text)) {
-    EventDefinition event = make_pending(queue, state, name, text, test);
+    EventDefinition event = make_pending(queue, state, name, text, is_test);
     if (event.name.empty()) {
       LOG_DEBUG(routine, "not found sys event=%s\n", text.c_str());
       continue;
@@ -69,8 +63,6 @@ std::size_t memory_of(const EventDefinition& event) {
 std::unique_ptr<EventQueue> make_event_queue() {
   auto queue = std::make_unique<EventQueue>();
   queue->created_at = steady_ns();
-  queue->buffers.reset(static_cast<SenderBuffers*>(std::calloc(1, sizeof(SenderBuffers))));
-  if (queue->buffers == nullptr) throw std::bad_alloc();
   return queue;
 }
 
@@ -90,46 +82,25 @@ std::optional<std::string> pop_tcp_line(EventQueue& queue) {
   return queue.tcp_lines.pop_front();
 }
 
-int push_event_back(EventQueue& queue, CentralState& state, std::string_view names, int test) {
+void push_event_back(EventQueue& queue, CentralState& state, std::string_view names, bool is_test) {
   const MutexLock held(queue.lock);
   const std::string text(strip_newline(names));
-  if (test != 0) {
-    log_event("push event: %s, test=%d\n", text.c_str(), test);
+  if (is_test) {
+    log_event("push event: %s, test=1\n", text.c_str());
   } else {
     log_event("push event: %s\n", text.c_str());
   }
-  push_names(queue, state, text, test, QueueEnd::kBack);
-  return 0;
+  push_names(queue, state, text, is_test, QueueEnd::kBack);
 }
 
-int push_event_front(EventQueue& queue, CentralState& state, std::string_view names, int test) {
+void push_event_front(EventQueue& queue, CentralState& state, std::string_view names,
+                      bool is_test) {
   const MutexLock held(queue.lock);
-  push_names(queue, state, std::string(names), test, QueueEnd::kFront);
-  return 0;
+  push_names(queue, state, std::string(names), is_test, QueueEnd::kFront);
 }
 
-int send_debug_line(std::int32_t level, const char* format, ...) {
-  Transport transport = Transport::kTcp;
-  std::string ip;
-  int port = 0;
-  {
-    const MutexLock held(debug_target_lock);
-    if (debug_target_on < level) return 0;
-    transport = debug_target_udp != 0 ? Transport::kUdp : Transport::kTcp;
-    ip = debug_target_ip;
-    port = debug_target_port;
-  }
-  char buffer[kMaxCommand + 1];
-  std::va_list args;
-  va_start(args, format);
-  const int length = std::vsnprintf(buffer, sizeof buffer, format, args);
-  va_end(args);
-  if (length < 1) return length;
-  return send_by(transport, ip, port, strip_newline(buffer));
-}
-
-void push_event(std::string_view name) {
-  push_event_back(*event_queue, *central_state, name, 0);
+void push_event(std::string_view names) {
+  push_event_back(*event_queue, *central_state, names, false);
 }
 
 }  // namespace kovo

@@ -1,11 +1,11 @@
-// The queue of events that wait for their time: one, made by main and never destroyed.
+// The queue of events that wait for their time: one, made by main and never destroyed. Whoever
+// notices something pushes its name; the queue worker runs the events.
 #pragma once
 
 #include <pthread.h>
 
 #include <atomic>
 #include <cstdint>
-#include <cstdlib>
 #include <memory>
 #include <optional>
 #include <string>
@@ -13,7 +13,6 @@
 
 #include "core/event_compiler.h"
 #include "core/event_rules.h"
-#include "core/text.h"
 #include "daemon/system/bounded_queue.h"
 #include "daemon/system/mutex.h"
 
@@ -27,40 +26,20 @@ enum class SlotState : std::int32_t { kFree = 0, kTaken = 1, kFinished = 2 };
 /// Returns the memory of the steps and texts of an event, in bytes.
 std::size_t memory_of(const EventDefinition& event);
 
-/// The argument of a sender thread. It is part of the slot, so that a start needs no allocation.
-struct SenderTask {
-  struct EventQueue* queue;
-  int slot;
-  int port;
-  std::int64_t delay_ns;
-};
-
-/// The large part of the slots, allocated by calloc: only used slots take memory.
-struct SenderBuffers {
-  char sender_ip[kSenderSlots][kMaxShortText + 1];
-  char sender_data[kSenderSlots][kMaxCommand + 1];
-  SenderTask sender_tasks[kSenderSlots];
-};
-
-struct FreeBuffers {
-  void operator()(SenderBuffers* buffers) const {
-    std::free(buffers);
-  }
-};
-
 struct EventQueue {
   Mutex lock;  // held for a whole push, with its status query, and for a whole scan of the worker
   BoundedQueue<EventDefinition> pending GUARDED_BY(lock);
   bool pending_was_large GUARDED_BY(lock) = false;  // since it was last empty
   BoundedQueue<std::string> tcp_lines GUARDED_BY(lock);
 
-  // The slots. The queue worker takes and frees them; a sender thread uses only its own.
+  // The sender slots. The queue worker takes and frees them; a sender only sets its kFinished.
   pthread_t sender_threads[kSenderSlots] = {};
   std::atomic<SlotState> sender_state[kSenderSlots] = {};
-  std::unique_ptr<SenderBuffers, FreeBuffers> buffers;
 
   std::int64_t created_at = 0;  // steady clock, nanoseconds: origin of all queue times
 };
+
+inline EventQueue* event_queue = nullptr;  // set before any worker starts
 
 std::unique_ptr<EventQueue> make_event_queue();
 
@@ -75,20 +54,14 @@ std::optional<std::string> pop_tcp_line(EventQueue& queue);
 
 /// Looks up each line of `names`, without one trailing newline, and appends the events found to
 /// `pending`. Logs the text, and mirrors it once for each name. An event for which `pending` has no
-/// room is dropped, and logged once a second at most. Returns 0. Any thread. Holds queue.lock
-/// throughout: for each name up to 2 s for the status query and 3 s for the mirror's line.
-int push_event_back(EventQueue& queue, CentralState& state, std::string_view names, int test);
+/// room is dropped, and logged once a second at most. Any thread. Holds queue.lock throughout: for
+/// each name up to 2 s for the status query and 3 s for the mirror's line.
+void push_event_back(EventQueue& queue, CentralState& state, std::string_view names, bool is_test);
 
 /// Does the same without the event-log line, and puts each event at the front.
-int push_event_front(EventQueue& queue, CentralState& state, std::string_view names, int test);
+void push_event_front(EventQueue& queue, CentralState& state, std::string_view names, bool is_test);
 
-// Values of debug_target_on.
-constexpr std::int32_t kMirrorEvents = 1;
-constexpr std::int32_t kMirrorChanges = 2;  // and events
-
-/// Formats a line, truncated to kMaxCommand bytes, and sends it to the debug mirror's target, if
-/// the mirror's level is at least `level`. Returns the sender's result, 0 when nothing is sent.
-/// Takes debug_target_lock to copy the target, no lock while sending.
-[[gnu::format(printf, 2, 3)]] int send_debug_line(std::int32_t level, const char* format, ...);
+/// Calls push_event_back on the global event queue, not as a test.
+void push_event(std::string_view names);
 
 }  // namespace kovo

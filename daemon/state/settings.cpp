@@ -6,7 +6,7 @@
 #include "daemon/state/settings.h"
 
 #include "daemon/state/central_state.h"
-#include "daemon/state/push_event.h"
+#include "daemon/state/event_queue.h"
 #include "daemon/system/files.h"
 #include "daemon/system/log.h"
 #include "daemon/system/shell.h"
@@ -15,18 +15,18 @@ namespace kovo {
 namespace {
 
 /// Compares and stores under one lock, so that only one of two equal changes at once is a change.
-SettingResult store_setting(CentralState& state, const std::string& key, std::string value) {
+SettingResult store_setting(CentralState& state, const std::string& key, std::string_view value) {
   const MutexLock held(state.settings_lock);
   const std::string text(strip_newline(value));
-  const SettingResult result = exchange_setting(state.settings, key, value);
-  if (result == kSettingSame) {
+  const SettingChange change = exchange_setting(state.settings, key, value);
+  if (change.result == kSettingSame) {
     log_event("[%s:%d] skip same %s=%s\n", "kovo_config_set", __LINE__, key.c_str(), text.c_str());
-  } else if (result == kSettingChanged) {
-    log_event("[%s:%d] %s %s => %s\n", "kovo_config_set", __LINE__, key.c_str(), value.c_str(),
-              text.c_str());
+  } else if (change.result == kSettingChanged) {
+    log_event("[%s:%d] %s %s => %s\n", "kovo_config_set", __LINE__, key.c_str(),
+              change.old_value.c_str(), text.c_str());
     state.settings_dirty = true;
   }
-  return result;
+  return change.result;
 }
 
 /// Sets the values of known keys from the settings file, if there is one.
@@ -55,18 +55,16 @@ void write_settings_file(CentralState& state) {
 
 }  // namespace
 
-int renew_enable_event(CentralState& state) {
+void renew_enable_event(CentralState& state) {
   const std::string value = query_device_param("ENABLE_KOVO_EVENT");
   if (!value.empty()) state.events_enabled = value[0] == '1' || value[0] == 'y' ? 1 : 0;
   LOG_DEBUG("renew_enable_event", "enable event=%d\n", state.events_enabled.load());
-  return 0;
 }
 
-int init_settings(CentralState& state) {
+void init_settings(CentralState& state) {
   const MutexLock held(state.settings_lock);
   state.settings = empty_settings();
   load_settings_file(state.settings);
-  return 0;
 }
 
 SettingResult apply_setting_line(CentralState& state, std::string_view line) {
@@ -80,7 +78,7 @@ SettingResult kovo_config_set(CentralState& state, std::string_view key, std::st
     LOG_MAIN("kovo_config_set", "no value, skip set %s\n", name.c_str());
     return kSettingRefused;
   }
-  const SettingResult result = store_setting(state, name, std::string(value));
+  const SettingResult result = store_setting(state, name, value);
   if (result == kSettingChanged) push_event(name);
   if (result != kSettingRefused) write_settings_file(state);
   return result;

@@ -12,13 +12,12 @@ struct CentralState;
 constexpr char kSettingsPath[] = "/mnt/persistent/kovo_conf.txt";
 
 /// Refreshes events_enabled from the device parameter ENABLE_KOVO_EVENT: an answer that begins with
-/// "1" or "y" enables, any other disables, an empty one changes nothing. Returns 0. Main thread,
+/// "1" or "y" enables, any other disables, an empty one changes nothing. Main thread,
 /// and the queue worker for test commands.
-int renew_enable_event(CentralState& state);
+void renew_enable_event(CentralState& state);
 
-/// Sets the four settings to empty values and loads the settings file. Returns 0. Called by
-/// main.
-int init_settings(CentralState& state);
+/// Sets the four settings to empty values and loads the settings file. Called by main.
+void init_settings(CentralState& state);
 
 /// Applies a line that may be a setting (see split_setting_line). Returns kNoSettingLine when it is
 /// none, otherwise the result of kovo_config_set, whose locks it takes. Any thread.

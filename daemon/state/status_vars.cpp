@@ -1,7 +1,6 @@
 #include "daemon/state/status_vars.h"
 
 #include "daemon/state/central_state.h"
-#include "daemon/state/globals.h"
 #include "daemon/system/files.h"
 #include "daemon/system/host.h"
 #include "daemon/system/log.h"
@@ -30,18 +29,18 @@ StatusVars query_status() {
 
 }  // namespace
 
-int renew_macro_var(CentralState& state) {
+bool renew_macro_var(CentralState& state) {
   StatusVars answer = query_status();
-  const int count = static_cast<int>(answer.size());
+  const bool complete = answer.size() >= kMinStatusVars;
   const MutexLock held(state.status_lock);
-  if (count >= kMinStatusVars) state.status_vars.swap(answer);
+  if (complete) state.status_vars.swap(answer);
   LOG_DEBUG("renew_macro_var", "save /tmp/kovo_var.txt\n");
   std::string text;
   for (const auto& [name, value] : state.status_vars) {
     text.append(name).append("=").append(value).append("\n");
   }
   write_file("/tmp/kovo_var.txt", text);
-  return count;
+  return complete;
 }
 
 TemplateValues template_values(const CentralState& state) {

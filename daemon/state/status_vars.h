@@ -9,10 +9,10 @@ namespace kovo {
 struct CentralState;
 
 /// Queries the status service, for up to two seconds. An answer of at least kMinStatusVars
-/// key:value lines replaces status_vars. Writes the status variables file in any case. Returns the
-/// number of lines of the answer, 0 when the query could not be started. Called by every push
-/// (under EventQueue.lock) and by main at start-up. Takes status_lock after the query.
-int renew_macro_var(CentralState& state);
+/// key:value lines replaces status_vars. Writes the status variables file in any case. Returns
+/// whether there was such an answer. Called by every push (under EventQueue.lock) and by main at
+/// start-up. Takes status_lock after the query.
+bool renew_macro_var(CentralState& state);
 
 /// Returns the current values of the placeholders. Takes status_lock.
 TemplateValues template_values(const CentralState& state);

@@ -2,7 +2,8 @@
 // so that every client receives the changes in the order in which they were stored; registry_lock
 // only for a lookup or an update, so that reads and the snapshot never wait for a client. Nothing
 // is queued for a client, and no failure removes one. Invariants: variables are never removed, so
-// that the index stays valid; the line and the clients are copied before the value is stored.
+// that the index stays valid; whatever may run out of memory comes before the value is stored, so
+// that no value is stored and not notified.
 #include "daemon/state/variable_store.h"
 
 #include <algorithm>
@@ -11,6 +12,7 @@
 #include "daemon/system/files.h"
 #include "daemon/system/host.h"
 #include "daemon/system/log.h"
+#include "daemon/system/senders.h"
 #include "daemon/system/worker.h"
 
 namespace kovo {
@@ -80,44 +82,9 @@ bool store_and_notify(VariableRegistry& registry, const char* routine, std::stri
   const Clients clients = copy_clients(registry);
   if (!store(registry, std::string(name), std::string(value), always)) return false;
   for (const ClientRecord& client : clients) {  // one that fails keeps no other from being notified
-    catch_and_log(routine, [&] { send_by(client.proto, client.ip, client.port, line); });
+    run_pass(routine, [&] { send_by(client.proto, client.ip, client.port, line); });
   }
   return true;
-}
-
-Clients::const_iterator find_client(const Clients& clients, const ClientRecord& wanted) {
-  return std::find_if(clients.begin(), clients.end(), [&](const ClientRecord& client) {
-    return client.proto == wanted.proto && client.ip == wanted.ip && client.port == wanted.port;
-  });
-}
-
-int client_count(const VariableRegistry& registry) {
-  const MutexLock held(registry.registry_lock);
-  return static_cast<int>(registry.clients.size());
-}
-
-int add_client(VariableRegistry& registry, const char* routine, const ClientRecord& client) {
-  {
-    const MutexLock held(registry.registry_lock);
-    if (find_client(registry.clients, client) == registry.clients.end()) {
-      registry.clients.push_back(client);
-    } else {
-      LOG_DEBUG(routine, "exist %s %s:%d\n", client.proto == Transport::kUdp ? "udp" : "tcp",
-                client.ip.c_str(), client.port);
-    }
-  }
-  LOG_DEBUG(routine, "client num=%d\n", client_count(registry));
-  return 0;
-}
-
-int del_client(VariableRegistry& registry, const char* routine, const ClientRecord& client) {
-  {
-    const MutexLock held(registry.registry_lock);
-    const auto found = find_client(registry.clients, client);
-    if (found != registry.clients.end()) registry.clients.erase(found);
-  }
-  LOG_DEBUG(routine, "client num=%d\n", client_count(registry));
-  return 0;
 }
 
 }  // namespace
@@ -129,31 +96,10 @@ std::unique_ptr<VariableRegistry> make_variable_registry() {
   return registry;
 }
 
-Clients copy_clients(const VariableRegistry& registry) {
-  const MutexLock held(registry.registry_lock);
-  return registry.clients;
-}
-
-int client_udp_add(VariableRegistry& registry, const std::string& ip, int port) {
-  return add_client(registry, "client_udp_add", {Transport::kUdp, ip, port});
-}
-
-int client_tcp_add(VariableRegistry& registry, const std::string& ip, int port) {
-  return add_client(registry, "client_tcp_add", {Transport::kTcp, ip, port});
-}
-
-int client_udp_del(VariableRegistry& registry, const std::string& ip, int port) {
-  return del_client(registry, "client_udp_del", {Transport::kUdp, ip, port});
-}
-
-int client_tcp_del(VariableRegistry& registry, const std::string& ip, int port) {
-  return del_client(registry, "client_tcp_del", {Transport::kTcp, ip, port});
-}
-
-int lm_set_init(VariableRegistry& registry, std::string_view name, std::string_view value) {
+void lm_set_init(VariableRegistry& registry, std::string_view name, std::string_view value) {
   if (is_ignored(name, false)) {
     LOG_DEBUG("lm_set_init", "skip %s\n", std::string(name).c_str());
-    return 0;
+    return;
   }
   const MutexLock held(registry.registry_lock);
   VariableRecord* record = find_variable(registry, name);
@@ -162,16 +108,14 @@ int lm_set_init(VariableRegistry& registry, std::string_view name, std::string_v
   } else if (record->set_time == 0) {
     record->value = value;
   }
-  return 0;
 }
 
-int lm_set(VariableRegistry& registry, std::string_view name, std::string_view value) {
+void lm_set(VariableRegistry& registry, std::string_view name, std::string_view value) {
   if (is_ignored(name, true)) {
     LOG_DEBUG("lm_set", "skip %s\n", std::string(name).c_str());
   } else {
     store_and_notify(registry, "lm_set", name, value, true);
   }
-  return 0;
 }
 
 bool lm_set_change(VariableRegistry& registry, std::string_view name, std::string_view value) {
@@ -188,9 +132,9 @@ std::string lm_get(const VariableRegistry& registry, std::string_view name) {
   return record == nullptr ? std::string() : record->value;
 }
 
-int lm_load_snapshot(VariableRegistry& registry, CentralState& state) {
+void lm_load_snapshot(VariableRegistry& registry, CentralState& state) {
   const File file = open_for_reading(kSnapshotPath);
-  if (file == nullptr) return 0;
+  if (file == nullptr) return;
   LineBuffer buffer;
   std::string_view line;
   while (read_line(file.get(), buffer, line, kMaxSnapshotLine)) {
@@ -202,7 +146,6 @@ int lm_load_snapshot(VariableRegistry& registry, CentralState& state) {
       store_wpa_mode(state.changes, pair.value);
     }
   }
-  return 0;
 }
 
 std::string notification_line(std::string_view name, std::string_view value) {

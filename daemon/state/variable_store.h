@@ -1,5 +1,4 @@
-// The device's variables, whose names are case-insensitive, and the clients notified of each
-// change.
+// The device's variables, whose names are case-insensitive.
 #pragma once
 
 #include <cstddef>
@@ -10,9 +9,8 @@
 #include <string_view>
 #include <unordered_map>
 
-#include "core/text.h"
+#include "daemon/state/clients.h"
 #include "daemon/system/mutex.h"
-#include "daemon/system/senders.h"
 
 namespace kovo {
 
@@ -27,14 +25,7 @@ struct VariableRecord {
   std::int64_t set_time = 0;  // last live set, seconds since the epoch; 0 if only loaded
 };
 
-struct ClientRecord {
-  Transport proto;
-  std::string ip;  // as in the command; may be invalid
-  std::int32_t port;
-};
-
 using Variables = std::deque<VariableRecord>;
-using Clients = std::deque<ClientRecord>;
 
 struct VariableRegistry {
   // Held for a live set and the sends of its notifications; not for reading or loading.
@@ -46,27 +37,19 @@ struct VariableRegistry {
   std::unordered_map<std::string, std::size_t> index GUARDED_BY(registry_lock);  // by lower case
 };
 
+inline VariableRegistry* variable_registry = nullptr;  // set before any worker starts
+
 /// Makes the registry with its one initial client, TCP 127.0.0.1:5127. Called once, by main.
 std::unique_ptr<VariableRegistry> make_variable_registry();
 
-/// Returns a copy of the clients. Takes registry_lock.
-Clients copy_clients(const VariableRegistry& registry);
-
-/// Add a client unless it is registered, or remove it. A client is a protocol, an address (compared
-/// byte by byte) and a port. Return 0. Take registry_lock.
-int client_udp_add(VariableRegistry& registry, const std::string& ip, int port);
-int client_tcp_add(VariableRegistry& registry, const std::string& ip, int port);
-int client_udp_del(VariableRegistry& registry, const std::string& ip, int port);
-int client_tcp_del(VariableRegistry& registry, const std::string& ip, int port);
-
 /// Loads a variable of the snapshot, unless it has been set live. Notifies nobody. Skips the names
-/// of the ignore list, here case-sensitive. Returns 0. Takes registry_lock.
-int lm_set_init(VariableRegistry& registry, std::string_view name, std::string_view value);
+/// of the ignore list, here case-sensitive. Takes registry_lock.
+void lm_set_init(VariableRegistry& registry, std::string_view name, std::string_view value);
 
 /// Stores a live value and notifies every client, even if the value is the same. Skips the names of
-/// the ignore list. Returns 0. Holds notify_lock throughout, which includes the time-outs of dead
-/// TCP clients, and takes registry_lock to store.
-int lm_set(VariableRegistry& registry, std::string_view name, std::string_view value);
+/// the ignore list. Holds notify_lock throughout, which includes the time-outs of dead TCP clients,
+/// and takes registry_lock to store.
+void lm_set(VariableRegistry& registry, std::string_view name, std::string_view value);
 
 /// Does the same for a value that differs in more than case, and returns whether it does.
 bool lm_set_change(VariableRegistry& registry, std::string_view name, std::string_view value);
@@ -74,9 +57,9 @@ bool lm_set_change(VariableRegistry& registry, std::string_view name, std::strin
 /// Returns the value of a variable, "" when there is none. Takes registry_lock.
 std::string lm_get(const VariableRegistry& registry, std::string_view name);
 
-/// Loads the snapshot file, and its 802.1X mode into the central state. Returns 0. Main thread.
-/// Takes registry_lock and mapping_lock for a line at a time.
-int lm_load_snapshot(VariableRegistry& registry, CentralState& state);
+/// Loads the snapshot file, and its 802.1X mode into the central state. Main thread. Takes
+/// registry_lock and mapping_lock for a line at a time.
+void lm_load_snapshot(VariableRegistry& registry, CentralState& state);
 
 std::string notification_line(std::string_view name, std::string_view value);
 

@@ -13,7 +13,7 @@ std::size_t memory_of(const std::string& text) {
 
 void log_drops(const char* queue, int dropped) {
   if (dropped == 0) return;
-  LOG_MAIN("push_bounded", "Error: %s is full, %d texts dropped\n", queue, dropped);
+  LOG_MAIN("log_drops", "Error: %s is full, %d texts dropped\n", queue, dropped);
 }
 
 void MessageQueue::push(std::string text) {

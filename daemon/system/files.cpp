@@ -77,8 +77,8 @@ bool is_regular(int fd) {
 UniqueFd open_file(std::string& path, int flags, unsigned mode = kFileMode) {
   for (int links = 0; links <= kMaxLinks; ++links) {
     const std::string directory = directory_of(path);
-    const bool shared = (flags & (O_CREAT | O_EXCL)) == O_CREAT &&
-                        (directory == "/tmp/" || directory == "/var/tmp/");
+    const bool may_replace = (flags & O_CREAT) != 0 && (flags & O_EXCL) == 0;
+    const bool shared = may_replace && (directory == "/tmp/" || directory == "/var/tmp/");
     UniqueFd file =
         shared ? open_in_shared_directory(path, flags, mode) : open_entry(path, flags, mode);
     if (file) return is_regular(file.get()) ? std::move(file) : UniqueFd();
@@ -123,7 +123,7 @@ bool keep_owner(int temp, const struct stat& file) {
 /// Returns whether to write in place after a rename failed: when the reason is permanent, unlike a
 /// lack of descriptors or memory, or when the disk is full and the file's blocks suffice.
 bool may_write_in_place(int error, const struct stat& file, std::size_t size) {
-  constexpr int kPermanent[] = {EROFS, EACCES, EPERM, EBUSY, EXDEV, ENAMETOOLONG, EEXIST, EMLINK};
+  constexpr int kPermanent[] = {EROFS, EACCES, EPERM, EBUSY, EXDEV, ENAMETOOLONG, EEXIST};
   constexpr std::uint64_t kBlock = 512;  // the unit of st_blocks
   if (error == ENOSPC || error == EDQUOT) {
     return size <= static_cast<std::uint64_t>(file.st_blocks) * kBlock;
@@ -181,12 +181,11 @@ bool replace_file(std::string path, std::string_view bytes) {
   const bool exists = old && fstat(old.get(), &info) == 0;
   if (!exists && errno != ENOENT) return false;
   const std::string temp_path = path + ".new";
-  int error = EMLINK;  // a rename would separate the file from its other hard links
-  if (info.st_nlink <= 1) {
-    error = replace_by_rename(path, temp_path, exists ? &info : nullptr, bytes);
-    if (error == 0) return true;
-    unlink(temp_path.c_str());
-  }
+  // A rename would separate the file from its other hard links.
+  if (info.st_nlink > 1) return write_in_place(path, bytes);
+  const int error = replace_by_rename(path, temp_path, exists ? &info : nullptr, bytes);
+  if (error == 0) return true;
+  unlink(temp_path.c_str());
   return may_write_in_place(error, info, bytes.size()) && write_in_place(path, bytes);
 }
 

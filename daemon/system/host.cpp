@@ -22,11 +22,11 @@ namespace kovo {
 // library may have been built with times that end in 2038.
 static_assert(sizeof(std::time_t) == 8 && sizeof(off_t) == 8, "64-bit time and file offsets");
 
-int renew_network_info(std::string& ip_addr, std::string& iface_name) {
+void renew_network_info(std::string& ip_addr, std::string& iface_name) {
   ifaddrs* list = nullptr;
   if (getifaddrs(&list) != 0) {
     LOG_MAIN("renew_network_info", "Cannot get ether net info\n");
-    return -1;
+    return;
   }
   const std::unique_ptr<ifaddrs, void (*)(ifaddrs*)> owner(list, freeifaddrs);
   for (const ifaddrs* entry = list; entry != nullptr; entry = entry->ifa_next) {
@@ -40,7 +40,6 @@ int renew_network_info(std::string& ip_addr, std::string& iface_name) {
     ip_addr = text;
     LOG_DEBUG("renew_network_info", "%s:%s\n", entry->ifa_name, text);
   }
-  return 0;
 }
 
 LocalTime local_time() {

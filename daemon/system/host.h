@@ -9,9 +9,9 @@
 namespace kovo {
 
 /// Finds the device's IPv4 address, the last that is listed of an interface other than "lo".
-/// Without one, `ip_addr` (dotted text) and `iface_name` keep their values. Returns 0, or -1 when
-/// the interfaces cannot be read. Called only by main, during start-up.
-int renew_network_info(std::string& ip_addr, std::string& iface_name);
+/// Without one, and when the interfaces cannot be read, which is logged, `ip_addr` (dotted text)
+/// and `iface_name` keep their values. Called only by main, during start-up.
+void renew_network_info(std::string& ip_addr, std::string& iface_name);
 
 struct LocalTime {
   std::tm fields;

@@ -7,7 +7,6 @@
 #include <new>
 #include <string>
 
-#include "daemon/state/globals.h"
 #include "daemon/system/files.h"
 #include "daemon/system/host.h"
 #include "daemon/system/mutex.h"
@@ -37,12 +36,20 @@ void write_main(const std::string& text) {
   main_log_records = 0;
 }
 
+std::string timestamp_text() {
+  const LocalTime now = local_time();
+  char buffer[64];
+  std::snprintf(buffer, sizeof buffer, "%04d-%02d-%02d %02d:%02d:%02d.%03d ",
+                now.fields.tm_year + 1900, now.fields.tm_mon + 1, now.fields.tm_mday,
+                now.fields.tm_hour, now.fields.tm_min, now.fields.tm_sec, now.milliseconds);
+  return buffer;
+}
+
 /// Writes two blanks after the time: the time stamp ends with one.
 void write_event(const std::string& text, bool echo) {
   const MutexLock held(log_lock);
-  char stamp[kTimestampSize];
-  const std::string record = timestamp_text(stamp) + (" " + text);
-  append_file(event_log_path, record);
+  const std::string record = timestamp_text() + " " + text;
+  append_file(kEventLogPath, record);
   if (echo) print_text(record);
 }
 
@@ -94,14 +101,6 @@ void end_process(int status) {
   const MutexLock held(log_lock);
   flush_output();
   _exit(status);
-}
-
-char* timestamp_text(char* buffer) {
-  const LocalTime now = local_time();
-  std::snprintf(buffer, kTimestampSize, "%04d-%02d-%02d %02d:%02d:%02d.%03d ",
-                now.fields.tm_year + 1900, now.fields.tm_mon + 1, now.fields.tm_mday,
-                now.fields.tm_hour, now.fields.tm_min, now.fields.tm_sec, now.milliseconds);
-  return buffer;
 }
 
 }  // namespace kovo

@@ -7,17 +7,17 @@
 // and the time stamps are in order. It is held while taking the time-zone and the ring lock.
 #pragma once
 
-#include <cstddef>
+#include <atomic>
 #include <cstdint>
-
-#include "daemon/state/globals.h"
 
 namespace kovo {
 
 constexpr char kMainLogPath[] = "/var/tmp/log/kovo.log";
 constexpr char kRotatedLogPath[] = "/var/tmp/log/kovo.log.1";
+constexpr char kEventLogPath[] = "/var/tmp/log/kovoevent.log";
 constexpr std::int32_t kRecordsPerLog = 20000;
-constexpr std::size_t kTimestampSize = 64;
+
+inline std::atomic<std::int32_t> debug{0};  // 1 with -d: diagnostics on stdout
 
 /// Logs to the main log, with "[routine:line] " before the text: the routine named, the source
 /// line.
@@ -48,8 +48,5 @@ constexpr std::size_t kTimestampSize = 64;
 /// Ends the process without destroying what the other threads use. Waits for the reader of stdout
 /// for at most a second. Nothing is logged after it.
 [[noreturn]] void end_process(int status);
-
-/// Fills a buffer of at least kTimestampSize bytes with the local time and a blank, and returns it.
-char* timestamp_text(char* buffer);
 
 }  // namespace kovo

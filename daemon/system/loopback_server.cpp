@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cassert>
 #include <cerrno>
 #include <utility>
 #include <vector>
@@ -24,8 +25,7 @@ namespace {
 
 constexpr char kLoopback[] = "127.0.0.1";
 constexpr int kBacklog = 10;
-constexpr std::size_t kMaxIdle = 128;  // of 1024 descriptors, the senders take 512
-constexpr int kTimeoutMs = 2000;
+constexpr std::size_t kMaxIdle = 128;                   // of 1024 descriptors, the senders take 512
 constexpr int kPauseMs = 20;                            // after an error that may last
 constexpr std::int64_t kErrorPeriodNs = 1'000'000'000;  // between two logged accept errors
 constexpr int kMinDatagram = 2;
@@ -64,7 +64,6 @@ UniqueFd listen_tcp(const TcpService& service) {
   if (setsockopt(listener.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) != 0) {
     return report_failed_call(service, __LINE__, "Server-setsockopt", errno);
   }
-  set_timeouts(listener.get(), kTimeoutMs);
   if (service.announce == Announce::kBeforeBind) announce_tcp(service);
   if (!bind_to(listener, service.port)) {
     const int error = errno;
@@ -113,6 +112,7 @@ void serve_connection(TcpLoop& loop, int fd) {
   if (count < 0 && (error == EINTR || error == EAGAIN)) return;
   const auto found = std::find_if(loop.connections.begin(), loop.connections.end(),
                                   [&](const UniqueFd& other) { return other.get() == fd; });
+  assert(found != loop.connections.end());  // only this function removes one with a byte to read
   // Closed after the callback: to a client, the close means that its message is queued.
   const UniqueFd connection = std::move(*found);
   loop.connections.erase(found);
@@ -207,7 +207,7 @@ void serve_tcp(const TcpService& service, void* context) {
   TcpLoop loop{service, context, {}};
   retry_until_success(service.routine, [&] { loop.listener = listen_tcp(service); });
   bool serving = static_cast<bool>(loop.listener);
-  while (serving) catch_and_log(service.routine, [&] { serving = serve_ready(loop); });
+  while (serving) run_pass(service.routine, [&] { serving = serve_ready(loop); });
 }
 
 void serve_udp(const UdpService& service, void* context) {
@@ -215,8 +215,7 @@ void serve_udp(const UdpService& service, void* context) {
   retry_until_success(service.routine, [&] { receiver = open_udp(service); });
   bool receiving = static_cast<bool>(receiver);
   while (receiving) {
-    catch_and_log(service.routine,
-                  [&] { receiving = receive_one(service, context, receiver.get()); });
+    run_pass(service.routine, [&] { receiving = receive_one(service, context, receiver.get()); });
   }
 }
 

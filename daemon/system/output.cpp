@@ -32,7 +32,7 @@ std::size_t waiting GUARDED_BY(ring_lock) = 0;
 
 bool has_thread = false;  // set before any other thread starts
 sem_t work;               // posted when the empty ring gets bytes, and by flush_output
-std::atomic<bool> ending{false};
+std::atomic<bool> flush_requested{false};
 std::atomic<bool> flushed{false};
 
 std::string_view next_piece() {
@@ -48,14 +48,14 @@ void remove_piece(std::size_t size) {
 
 void* write_output(void*) {
   while (true) {
-    const bool last = ending;  // read before the ring, which then has all that is to be flushed
+    const bool flush = flush_requested;  // read before the ring: what is to be flushed is in it
     for (std::string_view piece; !(piece = next_piece()).empty(); remove_piece(piece.size())) {
       // Another process may have made the descriptor non-blocking: the stream would lose bytes.
       pollfd room{STDOUT_FILENO, POLLOUT, 0};
       poll(&room, 1, -1);
       std::fwrite(piece.data(), 1, piece.size(), stdout);
     }
-    if (last) {
+    if (flush) {
       std::fflush(stdout);
       flushed = true;
     }
@@ -91,7 +91,7 @@ void flush_output() {
     std::fflush(stdout);
     return;
   }
-  ending = true;
+  flush_requested = true;
   sem_post(&work);
   const std::int64_t end_ns = steady_ns() + kLongestWaitNs;
   while (!flushed && steady_ns() < end_ns) sleep_ms(10);

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "core/text.h"
 #include "core/unique_fd.h"
 #include "daemon/system/host.h"
 #include "daemon/system/log.h"
@@ -32,31 +33,27 @@ std::string numbered_error(int error) {
   return "(" + std::to_string(error) + ")" + error_text(error);
 }
 
-/// Opens and connects. When the result is negative, `failure` is the error as "(number)text".
-int open_connection(const char* routine, UniqueFd& connection, const std::string& ip, int port,
-                    const std::string& payload, int timeout_ms, std::string& failure) {
-  connection.reset(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  if (!connection) {
-    failure = numbered_error(errno);
-    return kNoSocket;
-  }
+/// Connects. Returns "" or, after a failure, which is logged, the error as "(number)text".
+std::string connect_or_log(const char* routine, const UniqueFd& connection, const std::string& ip,
+                           int port, const std::string& payload, int timeout_ms) {
   set_timeouts(connection.get(), timeout_ms);
-  if (connect_to(connection.get(), socket_address(ip, port), timeout_ms) == 0) return 0;
-  failure = numbered_error(errno);
+  if (connect_to(connection.get(), socket_address(ip, port), timeout_ms) == 0) return {};
+  std::string failure = numbered_error(errno);
   LOG_MAIN(routine, "Error: connect ip=%s, port=%d, error=%s, data=%s;\n", ip.c_str(), port,
            failure.c_str(), payload.c_str());
-  return kConnectFailed;
+  return failure;
 }
 
-int send_payload(const UniqueFd& connection, const std::string& ip, int port,
-                 const std::string& payload, std::string& failure) {
+/// Sends a payload. Returns what connect_or_log returns.
+std::string send_or_log(const UniqueFd& connection, const std::string& ip, int port,
+                        const std::string& payload) {
   const auto sent = static_cast<int>(retry_interrupted(
       [&] { return send(connection.get(), payload.data(), payload.size(), MSG_NOSIGNAL); }));
-  if (sent >= 0) return sent;
-  failure = numbered_error(errno);
+  if (sent >= 0) return {};
+  std::string failure = numbered_error(errno);
   log_main("[kovotcp] Error: send(len=%d) %s:%d :%s\n(%d)%s;\n", sent, ip.c_str(), port,
            failure.c_str(), static_cast<int>(payload.size()), payload.c_str());
-  return kSendFailed;
+  return failure;
 }
 
 std::string read_reply(int fd, std::size_t reply_size) {
@@ -72,10 +69,10 @@ std::string read_reply(int fd, std::size_t reply_size) {
 
 }  // namespace
 
-int udpclient(const std::string& ip, int port, std::string_view payload) {
+bool udpclient(const std::string& ip, int port, std::string_view payload) {
   const sockaddr_in address = socket_address(ip, port);
   const UniqueFd datagram(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-  if (!datagram) return -1;
+  if (!datagram) return false;
   LOG_DEBUG("udpclient", "send udp:%d (%d)%s\n", port, static_cast<int>(payload.size()),
             std::string(payload).c_str());
   const ssize_t sent = retry_interrupted([&] {
@@ -83,46 +80,44 @@ int udpclient(const std::string& ip, int port, std::string_view payload) {
                   as_sockaddr(address), sizeof address);
   });
   sleep_ms(kSenderPauseMs);
-  return static_cast<int>(sent);
+  return sent >= 0;
 }
 
-int tcpclient(const std::string& ip, int port, std::string_view payload, std::string& reply,
-              std::size_t reply_size) {
+std::string tcpclient(const std::string& ip, int port, std::string_view payload,
+                      std::size_t reply_size) {
   const std::string text(payload);
-  UniqueFd connection;
-  const int opened =
-      open_connection("tcpclient", connection, ip, port, text, kReplyTimeoutMs, reply);
-  if (opened < 0) return opened;
+  const UniqueFd connection(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  if (!connection) return numbered_error(errno);
+  std::string failure = connect_or_log("tcpclient", connection, ip, port, text, kReplyTimeoutMs);
+  if (!failure.empty()) return failure;
   LOG_DEBUG("tcpclient", "send[%d] %s\n", static_cast<int>(text.size()), text.c_str());
-  const int sent = send_payload(connection, ip, port, text, reply);
-  if (sent >= 0) reply = read_reply(connection.get(), reply_size);
-  return sent;
+  failure = send_or_log(connection, ip, port, text);
+  return failure.empty() ? read_reply(connection.get(), reply_size) : failure;
 }
 
-int tcpclient_no_rcv(const std::string& ip, int port, std::string_view payload) {
+bool tcpclient_no_rcv(const std::string& ip, int port, std::string_view payload) {
+  constexpr char kRoutine[] = "tcpclient_no_rcv";
   const std::string text(payload);
-  UniqueFd connection;
-  std::string failure;
-  const int opened =
-      open_connection("tcpclient_no_rcv", connection, ip, port, text, kNoReplyTimeoutMs, failure);
-  if (opened == kNoSocket) LOG_DEBUG("tcpclient_no_rcv", "socket %s", failure.c_str());
-  if (opened < 0) return opened;
-  LOG_DEBUG("tcpclient_no_rcv", "send tcp:%d (%d)%s\n", port, static_cast<int>(text.size()),
-            text.c_str());
-  const int sent = send_payload(connection, ip, port, text, failure);
-  if (sent >= 0) sleep_ms(kSenderPauseMs);
-  return sent;
+  const UniqueFd connection(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  if (!connection) {
+    LOG_DEBUG(kRoutine, "socket %s", numbered_error(errno).c_str());
+    return false;
+  }
+  if (!connect_or_log(kRoutine, connection, ip, port, text, kNoReplyTimeoutMs).empty())
+    return false;
+  LOG_DEBUG(kRoutine, "send tcp:%d (%d)%s\n", port, static_cast<int>(text.size()), text.c_str());
+  if (!send_or_log(connection, ip, port, text).empty()) return false;
+  sleep_ms(kSenderPauseMs);
+  return true;
 }
 
-int send_by(Transport transport, const std::string& ip, int port, std::string_view payload) {
+bool send_by(Transport transport, const std::string& ip, int port, std::string_view payload) {
   return transport == Transport::kUdp ? udpclient(ip, port, payload)
                                       : tcpclient_no_rcv(ip, port, payload);
 }
 
 std::string ask_status_service(const std::string& request, std::size_t reply_size) {
-  std::string reply;
-  tcpclient(kStatusServiceAddress, kStatusServicePort, request, reply, reply_size);
-  return reply;
+  return tcpclient(kStatusServiceAddress, kStatusServicePort, request, reply_size);
 }
 
 }  // namespace kovo

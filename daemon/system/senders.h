@@ -12,28 +12,23 @@ namespace kovo {
 
 constexpr std::size_t kReplySize = 2048;  // reply buffer, with its terminating NUL
 
-// Results of the TCP senders when nothing was sent.
-constexpr int kNoSocket = -2;
-constexpr int kConnectFailed = -3;
-constexpr int kSendFailed = -4;
-
-/// Sends a datagram and pauses 10 ms to space out bursts. Returns the bytes sent, or -1. Logs
+/// Sends a datagram and pauses 10 ms to space out bursts. Returns whether it was sent. Logs
 /// nothing.
-int udpclient(const std::string& ip, int port, std::string_view payload);
+bool udpclient(const std::string& ip, int port, std::string_view payload);
 
-/// Connects, sends the payload and reads one reply of at most reply_size - 1 bytes, up to its first
-/// NUL. A final CR LF or LF CR becomes a newline. After a failure `reply` is the error as
-/// "(number)text". Connecting, sending and receiving wait 2 s each at most. Returns the bytes sent,
-/// or kNoSocket, kConnectFailed, kSendFailed; the last two are logged.
-int tcpclient(const std::string& ip, int port, std::string_view payload, std::string& reply,
-              std::size_t reply_size = kReplySize);
+/// Connects, sends the payload and reads one reply. Returns at most reply_size - 1 bytes of it, up
+/// to its first NUL, a final CR LF or LF CR as a newline; after a failure, the error as
+/// "(number)text". A failed connect or send is logged. Connecting, sending and receiving wait 2 s
+/// each at most.
+std::string tcpclient(const std::string& ip, int port, std::string_view payload,
+                      std::size_t reply_size = kReplySize);
 
 /// Connects, sends the payload, pauses 10 ms and closes. Connecting and sending wait 1.5 s each at
-/// most. Returns what tcpclient returns.
-int tcpclient_no_rcv(const std::string& ip, int port, std::string_view payload);
+/// most. Returns whether the payload was sent; a failed connect or send is logged.
+bool tcpclient_no_rcv(const std::string& ip, int port, std::string_view payload);
 
 /// Sends by udpclient or tcpclient_no_rcv and returns its result.
-int send_by(Transport transport, const std::string& ip, int port, std::string_view payload);
+bool send_by(Transport transport, const std::string& ip, int port, std::string_view payload);
 
 /// Asks the device's status service by tcpclient. Returns its reply or the text of the failure.
 std::string ask_status_service(const std::string& request, std::size_t reply_size = kReplySize);

@@ -54,15 +54,14 @@ bool open_pipe(Pipe& pipe, const char* command) {
   return pipe.child > 0;
 }
 
-int _system(const char* command) {
+void _system(const char* command) {
   Pipe pipe;
   if (open_pipe(pipe, command)) {
     char buffer[128];  // read in any case: a full pipe would block the command
     while (std::fgets(buffer, sizeof buffer, pipe.output.get()) != nullptr) print_text(buffer);
-    if (wait_for_end(std::exchange(pipe.child, -1)) == 0) return 0;
+    if (wait_for_end(std::exchange(pipe.child, -1)) == 0) return;
   }
   LOG_DEBUG("_system", "Error: run %s\n", command);
-  return -1;
 }
 
 std::string query_device_param(const std::string& name) {

@@ -24,9 +24,8 @@ struct Pipe {
 /// Starts a command whose standard output the pipe reads. Returns whether it started. Any thread.
 bool open_pipe(Pipe& pipe, const char* command);
 
-/// Runs a command to its end and prints its output. Returns 0 if its status is 0, else -1. Any
-/// thread.
-int _system(const char* command);
+/// Runs a command to its end and prints its output. Any thread.
+void _system(const char* command);
 
 /// Returns the value of a device parameter: the first line that the parameter tool prints, at most
 /// kMaxPath bytes; "" when it cannot be run or prints nothing. Waits for the tool. Any thread.

@@ -9,8 +9,7 @@
 #include "core/templates.h"
 #include "daemon/state/central_state.h"
 #include "daemon/state/event_queue.h"
-#include "daemon/state/globals.h"
-#include "daemon/state/push_event.h"
+#include "daemon/state/mirror.h"
 #include "daemon/state/variable_store.h"
 #include "daemon/system/host.h"
 #include "daemon/system/log.h"
@@ -76,7 +75,7 @@ void* handle_lm_event(void* argument) {
   CentralState& state = *static_cast<CentralState*>(argument);
   while (true) {
     if (state.ready != 0) {
-      catch_and_log(kRoutine, [&] {
+      run_pass(kRoutine, [&] {
         while (const std::optional<std::string> text = state.lm_queue.pop()) {
           handle_message(state, *variable_registry, *text);
         }
@@ -88,8 +87,8 @@ void* handle_lm_event(void* argument) {
 
 void handle_message(CentralState& state, VariableRegistry& registry, std::string_view text) {
   const std::string copy(strip_newline(truncated(text, kMaxMessage)));
-  if (debug_target_on >= kMirrorChanges && starts_with_nocase(copy, kChangeCommand)) {
-    send_debug_line(kMirrorChanges, "API Cmd: %s", percent_decode(copy.c_str()).c_str());
+  if (mirrors(kMirrorChanges) && starts_with_nocase(copy, kChangeCommand)) {
+    send_debug_line(kMirrorChanges, "API Cmd: %s", percent_decode(copy).c_str());
   }
   const Message message = split_message(copy);
   if (message.splitting == Splitting::kNoCommand) return;

@@ -9,8 +9,7 @@
 
 #include "core/message.h"
 #include "core/text.h"
-#include "daemon/state/event_queue.h"
-#include "daemon/state/globals.h"
+#include "daemon/state/mirror.h"
 #include "daemon/state/variable_store.h"
 #include "daemon/system/log.h"
 #include "daemon/system/senders.h"
@@ -19,6 +18,7 @@ namespace kovo {
 namespace {
 
 constexpr char kRoutine[] = "handle_lm_event";
+constexpr std::size_t kLinesPerMessage = 5;  // of a renew
 
 constexpr char kHelp[] =
     "_LM_VAR_HELP=e_param_set::key::value;help_udp::ip::port;help_tcp::ip::port;"
@@ -32,7 +32,7 @@ constexpr char kHelp[] =
 struct Command {
   const char* name;
   bool (*run)(VariableRegistry& registry, const Command& command, const Message& message);
-  Transport transport = Transport::kTcp;  // of the replies, or of the mirror
+  Transport transport = Transport::kTcp;  // of the replies, the client or the mirror
 };
 
 bool run_get(VariableRegistry& registry, const Command& command, const Message& message) {
@@ -51,13 +51,35 @@ bool run_set(VariableRegistry& registry, const Command&, const Message& message)
   return true;
 }
 
+struct RenewLines {
+  std::string text;
+  std::size_t count = 0;
+};
+
+/// Returns the lines of one renew message as they are now, from the variable at the position
+/// `first` on. Holds registry_lock only for these lines, so that nothing waits while thousands are
+/// sent.
+RenewLines renew_lines(const VariableRegistry& registry, std::size_t first) {
+  RenewLines lines;
+  const MutexLock held(registry.registry_lock);
+  const std::size_t end = std::min(first + kLinesPerMessage, registry.variables.size());
+  for (std::size_t at = first; at < end; ++at) {
+    const VariableRecord& variable = registry.variables[at];
+    lines.text += notification_line(variable.name, variable.value);
+    ++lines.count;
+  }
+  return lines;
+}
+
 bool run_renew(VariableRegistry& registry, const Command& command, const Message& message) {
   if (message.arg1.empty() || message.arg2.empty()) return false;
   const int port = to_int32(message.arg2);
   std::size_t sent = 0;
-  std::string lines;
-  while (!(lines = renew_lines(registry, sent)).empty()) {
-    send_by(command.transport, message.arg1, port, lines);
+  while (true) {
+    const RenewLines lines = renew_lines(registry, sent);
+    if (lines.count == 0) break;
+    send_by(command.transport, message.arg1, port, lines.text);
+    sent += lines.count;
   }
   send_by(command.transport, message.arg1, port, "_RENEW_NUM=" + std::to_string(sent) + "\n");
   return true;
@@ -69,13 +91,13 @@ int client_port(const Message& message) {
   return port > 0 && message.arg1.size() >= kMinAddress ? port : 0;
 }
 
-using RegistryChange = int (*)(VariableRegistry&, const std::string&, int);
+using ClientChange = void (*)(VariableRegistry&, const ClientRecord&);
 
-template <RegistryChange kChange>
-bool run_client_change(VariableRegistry& registry, const Command&, const Message& message) {
+template <ClientChange kChange>
+bool run_client_change(VariableRegistry& registry, const Command& command, const Message& message) {
   const int port = client_port(message);
   if (port == 0) return false;
-  kChange(registry, message.arg1, port);
+  kChange(registry, {command.transport, message.arg1, port});
   LOG_MAIN(kRoutine, "%s %s:%d\n", message.command.c_str(), message.arg1.c_str(), port);
   return true;
 }
@@ -104,15 +126,9 @@ bool run_client_list(VariableRegistry& registry, const Command& command, const M
   return true;
 }
 
-/// Sets the mirror's level and target. Without an address or a port, switches it off.
 template <std::int32_t kLevel>
 bool run_debug(VariableRegistry&, const Command& command, const Message& message) {
-  const int port = to_int32(message.arg2);
-  const MutexLock held(debug_target_lock);
-  debug_target_ip = message.arg1;
-  debug_target_udp = command.transport == Transport::kUdp ? 1 : 0;
-  debug_target_port = port;
-  debug_target_on = port > 0 && !message.arg1.empty() ? kLevel : 0;
+  set_mirror(kLevel, command.transport, message.arg1, to_int32(message.arg2));
   return true;
 }
 
@@ -122,10 +138,10 @@ constexpr Command kCommands[] = {
     {"renew_udp", run_renew, Transport::kUdp},
     {"get_tcp", run_get, Transport::kTcp},
     {"renew_tcp", run_renew, Transport::kTcp},
-    {"client_add_udp", run_client_change<client_udp_add>},
-    {"client_del_udp", run_client_change<client_udp_del>},
-    {"client_add_tcp", run_client_change<client_tcp_add>},
-    {"client_del_tcp", run_client_change<client_tcp_del>},
+    {"client_add_udp", run_client_change<add_client>, Transport::kUdp},
+    {"client_del_udp", run_client_change<delete_client>, Transport::kUdp},
+    {"client_add_tcp", run_client_change<add_client>, Transport::kTcp},
+    {"client_del_tcp", run_client_change<delete_client>, Transport::kTcp},
     {"client_list_udp", run_client_list, Transport::kUdp},
     {"client_list_tcp", run_client_list, Transport::kTcp},
     {"debug_udp", run_debug<kMirrorEvents>, Transport::kUdp},
@@ -148,17 +164,6 @@ bool run_command(VariableRegistry& registry, const Message& message) {
     return command.run(registry, command, message);
   }
   return false;
-}
-
-std::string renew_lines(const VariableRegistry& registry, std::size_t& next) {
-  std::string lines;
-  const MutexLock held(registry.registry_lock);
-  const std::size_t end = std::min(next + kLinesPerMessage, registry.variables.size());
-  for (; next < end; ++next) {
-    const VariableRecord& variable = registry.variables[next];
-    lines += notification_line(variable.name, variable.value);
-  }
-  return lines;
 }
 
 }  // namespace kovo

@@ -9,9 +9,9 @@
 #include <utility>
 
 #include "core/event_rules.h"
+#include "core/trigger_text.h"
 #include "daemon/state/central_state.h"
 #include "daemon/state/definition_file.h"
-#include "daemon/state/globals.h"
 #include "daemon/system/host.h"
 #include "daemon/system/log.h"
 #include "daemon/system/worker.h"
@@ -22,33 +22,30 @@ namespace {
 
 constexpr int kScanPeriodMs = 250;
 constexpr std::int64_t kSlowTextNs = 250'000'000;  // the pass stops after a slower text
-constexpr char kEnableKey[] = "__SET__:network.kovo.enable";
 
-void handle_tcp_command(EventQueue& queue, CentralState& state, std::string_view key,
-                        std::string_view value) {
-  if (const auto names = tested_names(key)) {
+void handle_tcp_command(EventQueue& queue, CentralState& state, const KeyValue& command) {
+  if (const auto names = tested_names(command.key)) {
     const std::string name(*names);
-    renew_kovo_txt(state, 1);
-    rebuild_kovo_event_list(state, 1);
+    renew_kovo_txt(state, true);
+    rebuild_kovo_event_list(state, true);
     LOG_MAIN("handle_tcp_command", "push TEST event %s", name.c_str());
-    push_event_back(queue, state, name, 1);
-  } else if (starts_with_nocase(key, kEnableKey)) {
-    const bool on = starts_with_nocase(value, "1") || starts_with_nocase(value, "y");
-    state.events_enabled = on ? 1 : 0;
+    push_event_back(queue, state, name, true);
+  } else if (const auto enables = enables_events(command)) {
+    state.events_enabled = *enables ? 1 : 0;
   }
 }
 
 void handle_tcp_line(EventQueue& queue, CentralState& state, std::string_view line) {
   const KeyValue pair = split_command_line(line);
+  if (is_command(pair.key)) return handle_tcp_command(queue, state, pair);
   const std::string key(pair.key);
   const std::string value(pair.value);
-  if (is_command(key)) return handle_tcp_command(queue, state, key, value);
   if (state.events_enabled == 0) {
     LOG_MAIN("handle_q_event", "KOVO disable, skip %s\n", key.c_str());
     return;
   }
   log_event("get tcp:2700 event: key=%s,value=%s\n", key.c_str(), value.c_str());
-  push_event_back(queue, state, key, 0);
+  push_event_back(queue, state, key, false);
 }
 
 void handle_tcp_lines(EventQueue& queue, CentralState& state) {
@@ -78,32 +75,30 @@ void run_step(EventQueue& queue, const CentralState& state, const EventDefinitio
                      step.port.c_str(), step.protocol.c_str(), step.data.c_str());
       break;
     case StepFate::kDisabled:
-      if (verbose != 0) {
-        print_line("exec_event", __LINE__, "disable event, skip %s\n", step.data.c_str());
-      }
+      print_line("exec_event", __LINE__, "disable event, skip %s\n", step.data.c_str());
       log_event_echo("%s:%s %s %s, disabled uptime=%ld\n", step.ip.c_str(), step.port.c_str(),
                      step.protocol.c_str(), step.data.c_str(), static_cast<long>(uptime));
       break;
   }
 }
 
-/// Runs a due event. Returns false when it is dropped: "PowerOn" runs once per boot.
-bool run_event(EventQueue& queue, CentralState& state, EventDefinition& event, std::int64_t now) {
+/// Runs a due event, unless it is a "PowerOn" and one has run in this boot. (One that arrives by
+/// tcp:2700 before the start-up is complete counts as that one.)
+void run_event(EventQueue& queue, CentralState& state, EventDefinition& event, std::int64_t now) {
   const bool power_on = equals_nocase(event.trigger, kPowerOn);
   if (power_on && state.power_on_done == 1) {
     log_event_echo("skip event: PowerOn\n");
-    return false;
+    return;
   }
   LOG_DEBUG("exec_event",
             "get sys event=%s, run event=%s, now=%lld ms, t_exec=%lld ms, sub cmd size=%d, "
             "test=%d\n",
             event.trigger.c_str(), event.name.c_str(), static_cast<long long>(now / 1'000'000),
             static_cast<long long>(event.due_at / 1'000'000),
-            static_cast<int>(event.commands.size()), event.test);
+            static_cast<int>(event.commands.size()), event.is_test ? 1 : 0);
   if (power_on) state.power_on_done = 1;
   event.status = kExecuted;
   for (const SubCommand& step : event.commands) run_step(queue, state, event, step);
-  return true;
 }
 
 void log_expired(const EventDefinition& event, std::int64_t now) {
@@ -121,16 +116,15 @@ void* handle_q_event(void* argument) {
   while (true) {
     sleep_ms(kScanPeriodMs);
     if (central_state->ready == 0) continue;
-    catch_and_log("handle_q_event", [&] {
+    run_pass("handle_q_event", [&] {
       handle_tcp_lines(queue, *central_state);
       exec_event(queue, *central_state);
     });
   }
 }
 
-int exec_event(EventQueue& queue, CentralState& state) {
+void exec_event(EventQueue& queue, CentralState& state) {
   const MutexLock held(queue.lock);
-  int executed = 0;
   for (auto at = queue.pending.entries.begin(); at != queue.pending.entries.end();) {
     EventDefinition& event = at->item;
     const std::int64_t now = queue_time(queue);
@@ -140,13 +134,12 @@ int exec_event(EventQueue& queue, CentralState& state) {
       continue;
     }
     if (fate == EventFate::kExpired) log_expired(event, now);
-    if (fate == EventFate::kRun && run_event(queue, state, event, now)) ++executed;
+    if (fate == EventFate::kRun) run_event(queue, state, event, now);
     at = queue.pending.erase(at);
   }
   if (queue.pending.entries.empty() && std::exchange(queue.pending_was_large, false)) {
     give_back_memory();
   }
-  return executed;
 }
 
 }  // namespace kovo

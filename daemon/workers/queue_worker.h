@@ -17,7 +17,7 @@ namespace kovo {
 void* handle_q_event(void* queue);
 
 /// Runs or drops what is due or stale in `pending`, and goes on to the events after one that waits.
-/// Returns the number of events run. Queue worker only; holds queue.lock throughout.
-int exec_event(EventQueue& queue, CentralState& state);
+/// Queue worker only; holds queue.lock throughout.
+void exec_event(EventQueue& queue, CentralState& state);
 
 }  // namespace kovo

@@ -1,7 +1,6 @@
 // A status line restarts the hold-off time of its rows and pushes no event, except for the playback
-// selection and the settings, which have no variable. core/change_rules decides that. The
-// receiver applies settings, since the worker takes only four lines a second. Invariant:
-// mapping_lock is never held for a set or a push.
+// selection and the settings, which have no variable. core/change_rules decides that, and the
+// receiver applies settings. Invariant: mapping_lock is never held for a set or a push.
 #include "daemon/workers/status_worker.h"
 
 #include <optional>
@@ -10,13 +9,11 @@
 #include "core/network.h"
 #include "core/text.h"
 #include "daemon/state/central_state.h"
-#include "daemon/state/globals.h"
-#include "daemon/state/push_event.h"
+#include "daemon/state/event_queue.h"
 #include "daemon/state/settings.h"
 #include "daemon/state/variable_store.h"
 #include "daemon/system/host.h"
 #include "daemon/system/log.h"
-#include "daemon/system/loopback_server.h"
 #include "daemon/system/worker.h"
 
 namespace kovo {
@@ -24,23 +21,6 @@ namespace {
 
 constexpr char kRoutine[] = "handle_vep_api";
 constexpr int kLinePeriodMs = 250;
-
-void on_datagram(void* context, std::string_view data) {
-  CentralState& state = *static_cast<CentralState*>(context);
-  const std::string text(until_nul(data));
-  LOG_MAIN("handle_udp_vep_api", "recv(udp:2728) (%d)%s\n", static_cast<int>(data.size()),
-           text.c_str());
-  log_event("get udp:2728 event %s\n", text.c_str());
-  if (text.find_first_of("=:") != std::string::npos) apply_setting_line(state, text);
-  state.api_queue.push(std::string(truncated(text, kMaxStatusLine)));
-}
-
-void on_receive_error(int error) {
-  LOG_MAIN("handle_udp_vep_api", "Error recvform(udp:2728) failed (%d):%s\n", error,
-           error_text(error));
-}
-
-constexpr UdpService kService = {"handle_udp_vep_api", kStatusPort, on_datagram, on_receive_error};
 
 void carry_out(CentralState& state, const ChangeAction& action) {
   const char* name = action.name.c_str();
@@ -59,11 +39,13 @@ void carry_out(CentralState& state, const ChangeAction& action) {
     case ActionKind::kCount:
       LOG_DEBUG(kRoutine, "get event name %s\n", name);
       LOG_MAIN(kRoutine, "get vep_api event %s\n", name);
-      // The value of the status line is not passed on: the setting refuses the empty one.
-      if (names_setting(name) && apply_setting_line(state, action.name + "=") != kSettingChanged) {
-        break;
+      // The receiver has applied a setting. Here it gets an empty value, which is refused and
+      // logged.
+      if (names_setting(name)) {
+        apply_setting_line(state, action.name + "=");
+      } else {
+        state.lm_queue.push(action.name);
       }
-      state.lm_queue.push(action.name);
       break;
     case ActionKind::kUnmapped:
       LOG_MAIN(kRoutine, "no mapping event %s\n", name);
@@ -75,16 +57,11 @@ void carry_out(CentralState& state, const ChangeAction& action) {
 
 }  // namespace
 
-void* handle_udp_vep_api(void* state) {
-  serve_udp(kService, state);
-  return nullptr;
-}
-
 void* handle_vep_api(void* argument) {
   CentralState& state = *static_cast<CentralState*>(argument);
   while (true) {
     sleep_ms(kLinePeriodMs);
-    catch_and_log(kRoutine, [&] {
+    run_pass(kRoutine, [&] {
       const std::optional<std::string> line = state.api_queue.pop();
       if (line) handle_status_line(state, *variable_registry, *line, now_s);
     });

@@ -1,4 +1,4 @@
-// Status lines that another program on the device sends by UDP: the receiver and the worker.
+// The worker of port 2728: takes status lines from api_queue and processes them in order.
 #pragma once
 
 #include <string_view>
@@ -9,10 +9,6 @@ namespace kovo {
 
 struct CentralState;
 struct VariableRegistry;
-
-/// Thread body; its argument is the CentralState. Applies settings at once and appends each line to
-/// api_queue. Returns after a socket failure.
-void* handle_udp_vep_api(void* state);
 
 /// Thread body; its argument is the CentralState, the variables are the global registry's. Takes
 /// one line of api_queue every 250 ms.

@@ -8,8 +8,8 @@
 #include <sys/sysinfo.h>
 
 #include "core/event_rules.h"
+#include "daemon/state/central_state.h"
 #include "daemon/state/definition_file.h"
-#include "daemon/state/globals.h"
 #include "daemon/state/variable_store.h"
 #include "daemon/system/files.h"
 #include "daemon/system/host.h"
@@ -34,13 +34,14 @@ void refresh_uptime(Supervision& memory) {
   if (now == memory.last_second) return;
   struct sysinfo info {};
   const std::int64_t running_s =
-      sysinfo(&info) == 0 ? static_cast<std::int64_t>(info.uptime) : now - start_time;
+      sysinfo(&info) == 0 ? static_cast<std::int64_t>(info.uptime) : now - memory.start_time;
   uptime_s = static_cast<std::int32_t>(running_s);
   enable_plug_after_power_on();
   memory.last_second = now;
 }
 
 /// Logs the uptime of the power-on period, only if a new second has begun since refresh_uptime.
+/// That is a matter of chance: most passes log nothing.
 void report_power_on_period(Supervision& memory) {
   const std::int64_t now = now_s();
   if (hdmi_plug_enabled != 0 || now == memory.last_second) return;
@@ -62,7 +63,7 @@ bool time_changed(const FileTime& now, const FileTime& remembered) {
 }
 
 void watch_definition_file(CentralState& state, Supervision& memory) {
-  const FileTime now = file_time(definition_path);
+  const FileTime now = file_time(kDefinitionPath);
   const bool first = !memory.definition_time;
   if (!first && !time_changed(now, memory.definition_time)) return;
   // A file that is missing at the first pass is a changed file when it appears.
@@ -96,9 +97,9 @@ void watch_snapshot(CentralState& state, Supervision& memory) {
 }  // namespace
 
 void load_definitions(CentralState& state) {
-  catch_and_log("main", [&] {
-    renew_kovo_txt(state, 0);
-    rebuild_kovo_event_list(state, 0);
+  run_pass("main", [&] {
+    renew_kovo_txt(state, false);
+    rebuild_kovo_event_list(state, false);
   });
 }
 

@@ -14,6 +14,7 @@ using FileTime = std::optional<std::pair<std::int64_t, long>>;
 
 /// What the loop remembers from pass to pass.
 struct Supervision {
+  std::int64_t start_time;  // seconds since the epoch, when the loop begins
   std::int64_t last_second = 0;
   FileTime definition_time;
   FileTime sync_time;

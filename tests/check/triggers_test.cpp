@@ -31,7 +31,9 @@ TEST(Triggers, TheDocumentListsWhatRaisesThem) {
   std::set<std::string> raised;
   std::map<std::string, std::string> products;  // of a row with "*" in their place
   const std::pair<const char*, Variant> variants[] = {
-      {"two HDMI inputs", {1, 0}}, {"HDMI and USB-C inputs", {1, 1}}, {"output", {0, 0}}};
+      {"two HDMI inputs", Variant::kInputHdmi},
+      {"HDMI and USB-C inputs", Variant::kInputUsbc},
+      {"output", Variant::kOutput}};
   for (const auto& [product, variant] : variants) {
     std::set<std::string> by_row;
     for (const TriggerSource& source : trigger_sources(variant)) {

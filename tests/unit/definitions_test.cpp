@@ -87,11 +87,7 @@ TEST(Templates, ExpandedPayloadsHaveALimit) {
 TEST(Templates, PercentCodesAreDecoded) {
   EXPECT_EQ(percent_decode("A%41B %3a%3A %zz %%41 100%"), "AAB :: \xFF \xFF\x31 100%");
   EXPECT_EQ(percent_decode("%00x"), std::string("\0x", 2));
-  EXPECT_EQ(percent_decode("%41") + percent_decode("%4") + percent_decode(nullptr), "A%4");
-  EXPECT_EQ(unescape_text(nullptr), "");
-  const std::pair<const char*, int> pairs[] = {
-      {nullptr, -1}, {"4%1", -2}, {"%4", -3}, {"%fF", 255}};
-  for (const auto& [text, value] : pairs) EXPECT_EQ(percent_hex_pair(text), value);
+  EXPECT_EQ(percent_decode("%41") + percent_decode("%4") + percent_decode("%fF"), "A%4\xFF");
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <new>
 
+#include "core/text.h"
 #include "daemon/state/variable_store.h"
 
 thread_local int allocations_left = -1;  // how many more succeed; -1: all of them

@@ -4,7 +4,6 @@
 #include "daemon/state/central_state.h"
 #include "daemon/state/definition_file.h"
 #include "daemon/state/event_queue.h"
-#include "daemon/state/globals.h"
 #include "daemon/state/variable_store.h"
 #include "daemon/workers/change_worker.h"
 #include "daemon/workers/status_worker.h"
@@ -19,7 +18,7 @@ struct Following : ::testing::Test {
     event_queue = queue.get();
     central_state = &state;
     const MutexLock held(state.mapping_lock);
-    state.changes.mapping_table = mapping_rows({0, 0});
+    state.changes.mapping_table = mapping_rows(Variant::kOutput);
   }
 
   std::string follow(const char* name, const char* value, std::int64_t now) {
