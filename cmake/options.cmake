@@ -34,6 +34,7 @@ if(KOVO_SANITIZE)
   target_compile_options(kovo_options INTERFACE
     -fsanitize=${KOVO_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_compile_definitions(kovo_options INTERFACE KOVO_SANITIZED)
+  target_compile_options(kovo_options INTERFACE -UNDEBUG)  # assertions are active
   target_link_options(kovo_options INTERFACE -fsanitize=${KOVO_SANITIZE})
   return()  # sanitizers replace the hardening
 endif()

@@ -1,6 +1,7 @@
 #include "core/change_rules.h"
 
 #include <array>
+#include <cassert>
 #include <iterator>
 #include <utility>
 
@@ -192,6 +193,7 @@ void status_rule(RuleRun& run) {
     if (row.setting.empty() || !starts_with_nocase(run.change.name, row.setting)) continue;
     const std::int64_t since_last_s = run.now_s - std::exchange(row.last_time, run.now_s);
     std::string_view event = row.status;
+    assert(!event.empty());
     if (event.back() == '#') event.remove_suffix(1);
     const Kind kind = pause_lasts(since_last_s, kRepeatS) ? Kind::kHoldOff : Kind::kCount;
     add(run, kind, event, {}, row.status, since_last_s);

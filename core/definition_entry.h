@@ -2,6 +2,7 @@
 // derived copies. No input or output.
 #pragma once
 
+#include <cassert>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -62,7 +63,9 @@ struct DefinitionIterator {
 struct DefinitionEntries {
   DefinitionEntries() = default;
   explicit DefinitionEntries(std::string lines)
-      : text(std::make_shared<const std::string>(std::move(lines))) {}
+      : text(std::make_shared<const std::string>(std::move(lines))) {
+    assert(text->empty() || text->back() == '\0');
+  }
   DefinitionIterator begin() const {
     return {text->c_str()};
   }

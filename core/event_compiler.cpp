@@ -1,6 +1,7 @@
 #include "core/event_compiler.h"
 
 #include <algorithm>
+#include <cassert>
 #include <unordered_map>
 
 #include "core/text.h"
@@ -15,6 +16,7 @@ using EventsByName = std::unordered_map<std::string_view, std::uint32_t>;
 
 /// Returns the step of an index, which is added in its place when it is new.
 CompiledStep& step_of(CompiledEvent& event, std::int32_t index) {
+  assert(index >= 0 && index < event.most_steps);
   auto before = event.steps.before_begin();
   for (auto next = event.steps.begin(); next != event.steps.end() && next->index <= index; ++next) {
     if (next->index == index) return *next;
@@ -112,11 +114,6 @@ const CompiledEvent* find_event(const CompiledEvents& list, std::string_view nam
   return nullptr;
 }
 
-SubCommand sub_command(const CompiledStep& step) {
-  return {step.ip, step.port, step.protocol, s_hex_to_ascii(step.data),
-          step.offset_ms * kNanosecondsPerMillisecond};
-}
-
 EventDefinition whole_event(const CompiledEvent& compiled, std::int32_t step_count) {
   EventDefinition event;
   event.name = compiled.name;
@@ -125,7 +122,9 @@ EventDefinition whole_event(const CompiledEvent& compiled, std::int32_t step_cou
   event.commands.resize(static_cast<std::size_t>(step_count));
   for (const CompiledStep& step : compiled.steps) {
     if (step.index >= step_count) break;
-    event.commands[static_cast<std::size_t>(step.index)] = sub_command(step);
+    event.commands[static_cast<std::size_t>(step.index)] = {
+        step.ip, step.port, step.protocol, s_hex_to_ascii(step.data),
+        step.offset_ms * kNanosecondsPerMillisecond};
   }
   return event;
 }

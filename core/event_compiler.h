@@ -79,9 +79,6 @@ CompiledEvents compile_events(const DefinitionEntries& entries,
 /// any other the triggers, both exactly.
 const CompiledEvent* find_event(const CompiledEvents& list, std::string_view name, bool is_test);
 
-/// Returns a step to be queued, its payload decoded.
-SubCommand sub_command(const CompiledStep& step);
-
 /// Returns an event of so many steps, the empty ones too.
 EventDefinition whole_event(const CompiledEvent& compiled, std::int32_t step_count);
 

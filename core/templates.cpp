@@ -45,7 +45,6 @@ std::string unescape_controls(std::string text) {
 }
 
 std::string replace_all(std::string text, std::string_view from, std::string_view to) {
-  if (from.empty()) return text;
   std::string result;
   std::size_t from_here = 0;
   for (std::size_t at = text.find(from); at != std::string::npos; at = text.find(from, from_here)) {

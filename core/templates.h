@@ -40,7 +40,7 @@ std::string template_value(const TemplateValues& values, std::string_view name);
 /// Replaces backslash-n, backslash-r and backslash-t by newline, carriage return and tab.
 std::string unescape_controls(std::string text);
 
-/// Replaces every `from`; inserted text is not searched again. An empty `from` replaces nothing.
+/// Replaces every `from`, which is not empty; inserted text is not searched again.
 std::string replace_all(std::string text, std::string_view from, std::string_view to);
 
 /// Decodes "%" and two hexadecimal digits to a byte, "%" and two other characters to 0xFF. A "%"

@@ -22,12 +22,6 @@ constexpr std::size_t kMinAddress = 7;  // a text shorter than "1.2.3.4" is not 
 
 std::string_view truncated(std::string_view text, std::size_t limit);
 
-/// Copies the text, truncated to size - 1 bytes, into the buffer, and appends a NUL.
-template <std::size_t size>
-void copy_text(char (&buffer)[size], std::string_view text) {
-  buffer[text.copy(buffer, size - 1)] = '\0';
-}
-
 /// Returns the text up to its first NUL: received text ends there.
 std::string_view until_nul(std::string_view text);
 

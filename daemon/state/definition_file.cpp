@@ -61,26 +61,14 @@ bool read_text(std::FILE* file, std::string& text) {
   return std::ferror(file) == 0;
 }
 
-void write_definitions_raw(const DefinitionEntries& entries, const char* path) {
-  write_file(path, definitions_raw(entries));
-}
-
-void write_definitions_ascii(const DefinitionEntries& entries, const char* path) {
-  write_file(path, definitions_ascii(entries, debug_trace()));
-}
-
 /// Writes the derived copies. One that cannot be written keeps no other from being written.
-void write_copies(const CentralState& state, bool is_test) {
-  if (!is_test) {
-    LOG_DEBUG("renew_kovo_txt", "save /tmp/kovo_asc.txt /tmp/kovo_hex.txt\n");
-    write_definitions_ascii(state.definition_entries, "/tmp/kovo_asc.txt");
-    write_definitions_raw(state.definition_entries, "/tmp/kovo_hex.txt");
-    write_definitions_raw(state.definition_entries, "/mnt/persistent/kovo.txt");
-    return;
-  }
-  LOG_DEBUG("renew_kovo_txt", "save /tmp/kovo_test_asc.txt /tmp/kovo_test_hex.txt\n");
-  write_definitions_ascii(state.test_definition_entries, "/tmp/kovo_test_asc.txt");
-  write_definitions_raw(state.test_definition_entries, "/tmp/kovo_test_hex.txt");
+void write_copies(const DefinitionEntries& entries, bool is_test) {
+  const char* ascii = is_test ? "/tmp/kovo_test_asc.txt" : "/tmp/kovo_asc.txt";
+  const char* raw = is_test ? "/tmp/kovo_test_hex.txt" : "/tmp/kovo_hex.txt";
+  LOG_DEBUG("renew_kovo_txt", "save %s %s\n", ascii, raw);
+  write_file(ascii, definitions_ascii(entries, debug_trace()));
+  write_file(raw, definitions_raw(entries));
+  if (!is_test) write_file("/mnt/persistent/kovo.txt", definitions_raw(entries));
 }
 
 EventDefinition copy_event(const CentralState& state, std::string_view name, bool is_test) {
@@ -115,9 +103,10 @@ void renew_kovo_txt(CentralState& state, bool is_test) {
              error_text(errno));
     return;
   }
-  (is_test ? state.test_definition_entries : state.definition_entries) = parse_definitions(text);
+  DefinitionEntries& entries = is_test ? state.test_definition_entries : state.definition_entries;
+  entries = parse_definitions(text);
   LOG_MAIN("renew_kovo_txt", "renew %s\n", path);
-  write_copies(state, is_test);
+  write_copies(entries, is_test);
 }
 
 void rebuild_kovo_event_list(CentralState& state, bool is_test) {

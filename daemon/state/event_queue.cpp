@@ -5,6 +5,8 @@
 // merged. Invariant: whatever is in `pending` is complete, so that running it needs no definitions.
 #include "daemon/state/event_queue.h"
 
+#include <cassert>
+
 #include "daemon/state/central_state.h"
 #include "daemon/state/definition_file.h"
 #include "daemon/state/mirror.h"
@@ -41,6 +43,7 @@ void push_names(EventQueue& queue, CentralState& state, const std::string& text,
       LOG_DEBUG(routine, "not found sys event=%s\n", text.c_str());
       continue;
     }
+    assert(event.queued_at > 0 && event.status == 0);  // pending holds only complete events
     if (!pending.push(std::move(event), end) && pending.drops_to_report(steady_ns()) > 0) {
       LOG_MAIN(routine, "Error: Too many event: key=%s\n", std::string(name).c_str());
     }

@@ -7,6 +7,7 @@
 #include "daemon/state/variable_store.h"
 
 #include <algorithm>
+#include <cassert>
 
 #include "daemon/state/central_state.h"
 #include "daemon/system/files.h"
@@ -42,6 +43,7 @@ auto find_variable(Registry& registry, std::string_view name) REQUIRES(registry.
 
 void append_variable(VariableRegistry& registry, std::string_view name, std::string_view value,
                      std::int64_t set_time) REQUIRES(registry.registry_lock) {
+  assert(registry.index.size() == registry.variables.size());
   registry.variables.push_back({std::string(name), std::string(value), set_time});
   try {
     registry.index.emplace(lower_ascii(name), registry.variables.size() - 1);

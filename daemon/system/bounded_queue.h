@@ -2,6 +2,7 @@
 // worker processes must not fill the device's memory. Without room, the newest item is dropped.
 #pragma once
 
+#include <cassert>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -48,15 +49,17 @@ struct BoundedQueue {
   std::optional<Item> pop_front() {
     if (entries.empty()) return {};
     std::optional<Item> item(std::move(entries.front().item));
-    bytes -= entries.front().bytes;
-    entries.pop_front();
+    erase(entries.begin());
     return item;
   }
 
   /// Removes an item and returns the position of the next.
   Iterator erase(Iterator at) {
+    assert(bytes >= at->bytes);
     bytes -= at->bytes;
-    return entries.erase(at);
+    const Iterator next = entries.erase(at);
+    assert(!entries.empty() || bytes == 0);
+    return next;
   }
 
   /// Returns the number of drops to log at a time of the steady clock, and sets it to 0. Returns 0

@@ -44,24 +44,18 @@ void renew_network_info(std::string& ip_addr, std::string& iface_name) {
 
 LocalTime local_time() {
   static Mutex zone_lock;  // tzset changes the time zone of the whole process
-  const std::int64_t now = now_us();
+  timeval now{};
+  gettimeofday(&now, nullptr);
   LocalTime result{};
-  const auto seconds = static_cast<std::time_t>(now / 1'000'000);
   const MutexLock held(zone_lock);
   tzset();  // follows a change of the time zone
-  localtime_r(&seconds, &result.fields);
-  result.milliseconds = static_cast<int>(now % 1'000'000 / 1000);
+  localtime_r(&now.tv_sec, &result.fields);
+  result.milliseconds = static_cast<int>(now.tv_usec / 1000);
   return result;
 }
 
 std::int64_t now_s() {
   return static_cast<std::int64_t>(std::time(nullptr));
-}
-
-std::int64_t now_us() {
-  timeval now{};
-  gettimeofday(&now, nullptr);
-  return std::int64_t{now.tv_sec} * 1'000'000 + now.tv_usec;
 }
 
 void give_back_memory() {

@@ -20,9 +20,8 @@ struct LocalTime {
 
 LocalTime local_time();
 
-/// Return the seconds and microseconds since the epoch, and the nanoseconds of the steady clock.
+/// Return the seconds since the epoch, and the nanoseconds of the steady clock.
 std::int64_t now_s();
-std::int64_t now_us();
 std::int64_t steady_ns();
 
 /// A clock of seconds since the epoch: now_s, or one that a test sets.

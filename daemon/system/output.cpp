@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cassert>
 #include <cstdint>
 #include <cstdio>
 
@@ -42,6 +43,7 @@ std::string_view next_piece() {
 
 void remove_piece(std::size_t size) {
   const MutexLock held(ring_lock);
+  assert(size <= waiting);
   oldest = (oldest + size) % kOutputCapacity;
   waiting -= size;
 }

@@ -1,6 +1,7 @@
 #include "daemon/system/senders.h"
 
 #include <poll.h>
+#include <sys/time.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -13,6 +14,15 @@
 
 namespace kovo {
 namespace {
+
+/// Limits how long a connect, a send or a receive may wait.
+void set_timeouts(int fd, int milliseconds) {
+  timeval limit{};
+  limit.tv_sec = milliseconds / 1000;
+  limit.tv_usec = milliseconds % 1000 * 1000L;
+  setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
+  setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+}
 
 /// Connects. A connect that a signal interrupts goes on and cannot be repeated: waits for its end.
 int connect_to(int fd, const sockaddr_in& address, int timeout_ms) {

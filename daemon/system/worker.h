@@ -41,14 +41,12 @@ void run_pass(const char* routine, const Pass& pass) {
 /// Repeats a step once a second while it throws; for steps that start-up needs.
 template <class Step>
 void retry_until_success(const char* routine, const Step& step) {
-  bool done = false;
-  while (true) {
+  for (bool done = false;; sleep_ms(kRetryPauseMs)) {
     run_pass(routine, [&] {
       step();
       done = true;
     });
     if (done) return;
-    sleep_ms(kRetryPauseMs);
   }
 }
 

@@ -51,35 +51,28 @@ bool run_set(VariableRegistry& registry, const Command&, const Message& message)
   return true;
 }
 
-struct RenewLines {
-  std::string text;
-  std::size_t count = 0;
-};
-
-/// Returns the lines of one renew message as they are now, from the variable at the position
-/// `first` on. Holds registry_lock only for these lines, so that nothing waits while thousands are
-/// sent.
-RenewLines renew_lines(const VariableRegistry& registry, std::size_t first) {
-  RenewLines lines;
+/// Appends the lines of one renew message as they are now, from the variable at the position
+/// `first` on, and returns their number. Holds registry_lock only for these lines, so that nothing
+/// waits while thousands are sent.
+std::size_t add_renew_lines(const VariableRegistry& registry, std::size_t first,
+                            std::string& lines) {
   const MutexLock held(registry.registry_lock);
   const std::size_t end = std::min(first + kLinesPerMessage, registry.variables.size());
   for (std::size_t at = first; at < end; ++at) {
-    const VariableRecord& variable = registry.variables[at];
-    lines.text += notification_line(variable.name, variable.value);
-    ++lines.count;
+    lines += notification_line(registry.variables[at].name, registry.variables[at].value);
   }
-  return lines;
+  return end - first;
 }
 
 bool run_renew(VariableRegistry& registry, const Command& command, const Message& message) {
   if (message.arg1.empty() || message.arg2.empty()) return false;
   const int port = to_int32(message.arg2);
   std::size_t sent = 0;
-  while (true) {
-    const RenewLines lines = renew_lines(registry, sent);
-    if (lines.count == 0) break;
-    send_by(command.transport, message.arg1, port, lines.text);
-    sent += lines.count;
+  std::string lines;
+  while (const std::size_t count = add_renew_lines(registry, sent, lines)) {
+    send_by(command.transport, message.arg1, port, lines);
+    sent += count;
+    lines.clear();
   }
   send_by(command.transport, message.arg1, port, "_RENEW_NUM=" + std::to_string(sent) + "\n");
   return true;

@@ -92,7 +92,8 @@ int get_new_ret_thread(EventQueue& queue, const std::string& event_name) {
       return slot;
     }
     if (state == SlotState::kFinished) {
-      pthread_join(queue.sender_threads[slot], nullptr);
+      [[maybe_unused]] const int error = pthread_join(queue.sender_threads[slot], nullptr);
+      assert(error == 0);
       state = SlotState::kFree;
       LOG_DEBUG("get_new_ret_thread", "free thread id=%d\n", slot);
     }
