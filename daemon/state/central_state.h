@@ -28,8 +28,9 @@ struct CentralState {
   ChangeMemory changes GUARDED_BY(mapping_lock);
   DefinitionEntries definition_entries;       // main thread only
   DefinitionEntries test_definition_entries;  // queue worker only
-  MessageQueue lm_queue{"lm_queue"};          // for handle_lm_event
-  MessageQueue api_queue{"api_queue"};        // for handle_vep_api
+  // Bounds of what one flood keeps the workers busy with; a get for an absent host takes 1.5 s.
+  MessageQueue lm_queue{"lm_queue", 2500};    // for handle_lm_event
+  MessageQueue api_queue{"api_queue", 1000};  // for handle_vep_api, which takes four a second
   Settings settings GUARDED_BY(settings_lock);
   bool settings_dirty GUARDED_BY(settings_lock) = false;  // a change is not in the file yet
   std::string ip_addr;     // the device's IPv4 address; main thread only

@@ -10,6 +10,7 @@
 #include "daemon/state/central_state.h"
 #include "daemon/state/definition_file.h"
 #include "daemon/state/mirror.h"
+#include "daemon/state/status_vars.h"
 #include "daemon/system/host.h"
 #include "daemon/system/log.h"
 
@@ -17,34 +18,34 @@ namespace kovo {
 namespace {
 
 constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
+constexpr std::int64_t kSlowQueryNs = 250'000'000;
 constexpr std::size_t kLargeQueueBytes = std::size_t{1} << 20;
 
-/// Returns the event of a name with its times; its name is empty when there is none. Mirrors the
+/// Looks up each name of a text and puts the events found at one end of the queue. Mirrors the
 /// whole text for each name, found or not.
-EventDefinition make_pending(EventQueue& queue, CentralState& state, std::string_view name,
-                             const std::string& text, bool is_test) {
-  const std::int64_t now = queue_time(queue);
-  EventDefinition event = lookup_event(state, name, is_test);
-  send_debug_line(kMirrorEvents, is_test ? "KOVO Test event: %s" : "KOVO event: %s", text.c_str());
-  event.is_test = is_test;
-  event.queued_at = now;
-  event.due_at = is_test ? now : now + event.delay_s * kNanosecondsPerSecond;
-  return event;
-}
-
-/// Looks up each name of a text and puts the events found at one end of the queue.
 void push_names(EventQueue& queue, CentralState& state, const std::string& text, bool is_test,
                 QueueEnd end) REQUIRES(queue.lock) {
   const char* routine = end == QueueEnd::kBack ? "push_event_back" : "push_event_front";
   auto& pending = queue.pending;
+  bool queries = true;
+  bool mirrored = true;
   for (const std::string_view name : split_lines(text)) {
-    EventDefinition event = make_pending(queue, state, name, text, is_test);
+    const std::int64_t now = queue_time(queue);
+    if (queries) queries = renew_macro_var(state) && queue_time(queue) - now <= kSlowQueryNs;
+    EventDefinition event = lookup_event(state, name, is_test);
+    if (mirrored) {
+      mirrored = send_debug_line(kMirrorEvents, is_test ? "KOVO Test event: %s" : "KOVO event: %s",
+                                 text.c_str());
+    }
     if (event.name.empty()) {
       LOG_DEBUG(routine, "not found sys event=%s\n", text.c_str());
       continue;
     }
+    event.is_test = is_test;
+    event.queued_at = now;
+    event.due_at = is_test ? now : now + event.delay_s * kNanosecondsPerSecond;
     assert(event.queued_at > 0 && event.status == 0);  // pending holds only complete events
-    if (!pending.push(std::move(event), end) && pending.drops_to_report(steady_ns()) > 0) {
+    if (!pending.push(std::move(event), end) && pending.drops.due(steady_ns()) > 0) {
       LOG_MAIN(routine, "Error: Too many event: key=%s\n", std::string(name).c_str());
     }
     if (pending.bytes > kLargeQueueBytes) queue.pending_was_large = true;
@@ -71,18 +72,6 @@ std::unique_ptr<EventQueue> make_event_queue() {
 
 std::int64_t queue_time(const EventQueue& queue) {
   return steady_ns() - queue.created_at;
-}
-
-void push_tcp_line(EventQueue& queue, std::string text) {
-  const MutexLock held(queue.lock);
-  queue.tcp_lines.push(std::move(text));
-  log_drops("tcp_lines", queue.tcp_lines.drops_to_report(steady_ns()));
-}
-
-std::optional<std::string> pop_tcp_line(EventQueue& queue) {
-  const MutexLock held(queue.lock);
-  log_drops("tcp_lines", queue.tcp_lines.drops_to_report(steady_ns()));
-  return queue.tcp_lines.pop_front();
 }
 
 void push_event_back(EventQueue& queue, CentralState& state, std::string_view names, bool is_test) {

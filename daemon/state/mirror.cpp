@@ -32,13 +32,13 @@ void set_mirror(std::int32_t level, Transport transport, const std::string& ip, 
   debug_target_on = port > 0 && !ip.empty() ? level : 0;
 }
 
-void send_debug_line(std::int32_t level, const char* format, ...) {
+bool send_debug_line(std::int32_t level, const char* format, ...) {
   Transport transport = Transport::kTcp;
   std::string ip;
   int port = 0;
   {
     const MutexLock held(debug_target_lock);
-    if (debug_target_on < level) return;
+    if (debug_target_on < level) return true;
     transport = debug_target_transport;
     ip = debug_target_ip;
     port = debug_target_port;
@@ -48,7 +48,7 @@ void send_debug_line(std::int32_t level, const char* format, ...) {
   va_start(args, format);
   const int length = std::vsnprintf(buffer, sizeof buffer, format, args);
   va_end(args);
-  if (length > 0) send_by(transport, ip, port, strip_newline(buffer));
+  return length < 1 || send_by(transport, ip, port, strip_newline(buffer));
 }
 
 }  // namespace kovo

@@ -20,8 +20,8 @@ bool mirrors(std::int32_t level);
 void set_mirror(std::int32_t level, Transport transport, const std::string& ip, int port);
 
 /// Formats a line, truncated to kMaxCommand bytes, and sends it to the target, if the mirror's
-/// level is at least `level`. Takes debug_target_lock to copy the target, no lock while sending.
-/// Any thread.
-[[gnu::format(printf, 2, 3)]] void send_debug_line(std::int32_t level, const char* format, ...);
+/// level is at least `level`. Returns false when sending failed. Takes debug_target_lock to copy
+/// the target, no lock while sending. Any thread.
+[[gnu::format(printf, 2, 3)]] bool send_debug_line(std::int32_t level, const char* format, ...);
 
 }  // namespace kovo

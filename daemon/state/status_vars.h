@@ -10,7 +10,7 @@ struct CentralState;
 
 /// Queries the status service, for up to two seconds. An answer of at least kMinStatusVars
 /// key:value lines replaces status_vars. Writes the status variables file in any case. Returns
-/// whether there was such an answer. Called by every push (under EventQueue.lock) and by main at
+/// whether there was such an answer. Called by pushes (under EventQueue.lock) and by main at
 /// start-up. Takes status_lock after the query.
 bool renew_macro_var(CentralState& state);
 

@@ -11,21 +11,22 @@ std::size_t memory_of(const std::string& text) {
   return text.capacity() <= in_place ? 0 : text.capacity() + 1 + kAllocationBytes;
 }
 
-void log_drops(const char* queue, int dropped) {
-  if (dropped == 0) return;
-  LOG_MAIN("log_drops", "Error: %s is full, %d texts dropped\n", queue, dropped);
-}
-
 void MessageQueue::push(std::string text) {
   const MutexLock held(lock);
   texts.push(std::move(text));
-  log_drops(name, texts.drops_to_report(steady_ns()));
+  log_drops();
 }
 
 std::optional<std::string> MessageQueue::pop() {
   const MutexLock held(lock);
-  log_drops(name, texts.drops_to_report(steady_ns()));
+  log_drops();
   return texts.pop_front();
+}
+
+void MessageQueue::log_drops() {
+  const int dropped = texts.drops.due(steady_ns());
+  if (dropped == 0) return;
+  LOG_MAIN("log_drops", "Error: %s is full, %d texts dropped\n", name, dropped);
 }
 
 }  // namespace kovo

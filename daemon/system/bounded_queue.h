@@ -6,16 +6,18 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <limits>
 #include <optional>
 #include <string>
 #include <utility>
 
 #include "daemon/system/mutex.h"
+#include "daemon/system/report_limit.h"
 
 namespace kovo {
 
+constexpr std::size_t kNoLimit = std::numeric_limits<std::size_t>::max();
 constexpr std::size_t kMaxQueueBytes = std::size_t{8} << 20;
-constexpr std::int64_t kDropReportPeriodNs = 1'000'000'000;
 
 /// Returns the memory of a text in bytes, without the object itself: 0 for a short one.
 std::size_t memory_of(const std::string& text);
@@ -35,8 +37,8 @@ struct BoundedQueue {
   /// Adds an item. Without room, drops it and returns false.
   bool push(Item item, QueueEnd end = QueueEnd::kBack) {
     const std::size_t item_bytes = sizeof(Entry) + memory_of(item);
-    if (bytes + item_bytes > kMaxQueueBytes) {
-      ++dropped;
+    if (bytes + item_bytes > kMaxQueueBytes || entries.size() >= max_items) {
+      ++drops.count;
       return false;
     }
     const auto at = end == QueueEnd::kBack ? entries.end() : entries.begin();
@@ -62,32 +64,26 @@ struct BoundedQueue {
     return next;
   }
 
-  /// Returns the number of drops to log at a time of the steady clock, and sets it to 0. Returns 0
-  /// within a second of the last log.
-  int drops_to_report(std::int64_t now_ns) {
-    if (dropped == 0 || now_ns < reported_ns + kDropReportPeriodNs) return 0;
-    reported_ns = now_ns;
-    return std::exchange(dropped, 0);
-  }
-
+  std::size_t max_items = kNoLimit;
   std::deque<Entry> entries;
   std::size_t bytes = 0;
-  int dropped = 0;                                  // since the last report
-  std::int64_t reported_ns = -kDropReportPeriodNs;  // steady clock
+  ReportLimit drops;
 };
-
-/// Logs how many texts a queue has dropped, unless there are none.
-void log_drops(const char* queue, int dropped);
 
 /// A queue of received texts between a receiver and its worker, with a lock of its own. Any thread.
 struct MessageQueue {
-  explicit MessageQueue(const char* queue_name) : name(queue_name) {}
+  explicit MessageQueue(const char* queue_name, std::size_t max_texts = kNoLimit)
+      : name(queue_name) {
+    texts.max_items = max_texts;
+  }
 
   /// Appends a text. Drops are logged, at most one line a second.
   void push(std::string text);
 
   /// Removes and returns the oldest text; nothing when there is none.
   std::optional<std::string> pop();
+
+  void log_drops() REQUIRES(lock);
 
   const char* name;  // for the log
   Mutex lock;

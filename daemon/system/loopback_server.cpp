@@ -17,6 +17,7 @@
 #include "core/unique_fd.h"
 #include "daemon/system/host.h"
 #include "daemon/system/log.h"
+#include "daemon/system/report_limit.h"
 #include "daemon/system/sockets.h"
 #include "daemon/system/worker.h"
 
@@ -25,19 +26,18 @@ namespace {
 
 constexpr char kLoopback[] = "127.0.0.1";
 constexpr int kBacklog = 10;
-constexpr std::size_t kMaxIdle = 128;                   // of 1024 descriptors, the senders take 512
-constexpr int kPauseMs = 20;                            // after an error that may last
-constexpr std::int64_t kErrorPeriodNs = 1'000'000'000;  // between two logged accept errors
+constexpr std::size_t kMaxIdle = 128;  // of 1024 descriptors, the senders take 512
+constexpr int kPauseMs = 20;           // after an error that may last
 constexpr int kMinDatagram = 2;
-constexpr int kReceiveBuffer = 8 << 20;  // for a burst of some thousand small datagrams
+constexpr int kReceiveBuffer = 1 << 20;  // for a burst of 2,000 small datagrams
 
 struct TcpLoop {
   const TcpService& service;
   void* context;
   UniqueFd listener;
-  std::vector<UniqueFd> connections = {};          // in the order of their arrival
-  std::vector<pollfd> watched = {};                // listener and connections, by descriptor
-  std::int64_t error_logged_ns = -kErrorPeriodNs;  // steady clock
+  std::vector<UniqueFd> connections = {};  // in the order of their arrival
+  std::vector<pollfd> watched = {};        // listener and connections, by descriptor
+  ReportLimit accept_errors = {};
 };
 
 /// Logs that a call has failed and returns no descriptor.
@@ -95,9 +95,8 @@ void accept_connection(TcpLoop& loop) {
   if (shortage || loop.connections.size() > kMaxIdle) close_longest_idle(loop.connections);
   if (error == 0 || error == EINTR) return;
   // A lasting error must neither fill the log nor spin. EAGAIN: the client has gone.
-  const std::int64_t now = steady_ns();
-  if (error != EAGAIN && now >= loop.error_logged_ns + kErrorPeriodNs) {
-    loop.error_logged_ns = now;
+  if (error != EAGAIN) ++loop.accept_errors.count;
+  if (error != EAGAIN && loop.accept_errors.due(steady_ns()) > 0) {
     report_failed_call(loop.service, __LINE__, "accept", error);
   }
   sleep_ms(kPauseMs);

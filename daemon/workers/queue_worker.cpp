@@ -1,8 +1,9 @@
 // Each pass handles the received texts, which push events, and then scans `pending` and runs what
 // is due. A scan only logs and starts senders, which wait and send, so that no destination delays
-// another event. A pass takes no further text after a slow one: with a silent status service, a
-// text a second would keep due events waiting for ever. A step without a free slot is lost.
-// Invariant: an event is marked executed before its first step, so that none runs twice.
+// another event. A pass scans 250 ms after it began, also while texts wait: with a silent status
+// service, or twenty texts a second, due events would otherwise wait for ever. A step without a
+// free slot is lost. Invariant: an event is marked executed before its first step, so that none
+// runs twice.
 #include "daemon/workers/queue_worker.h"
 
 #include <optional>
@@ -21,12 +22,12 @@ namespace kovo {
 namespace {
 
 constexpr int kScanPeriodMs = 250;
-constexpr std::int64_t kSlowTextNs = 250'000'000;  // the pass stops after a slower text
+constexpr std::int64_t kMaxTextsNs = 250'000'000;  // of a pass, until it scans
 
 void handle_tcp_command(EventQueue& queue, CentralState& state, const KeyValue& command) {
   if (const auto names = tested_names(command.key)) {
     const std::string name(*names);
-    renew_kovo_txt(state, true);
+    renew_kovo_txt(state, true, ReadReason::kEdit);
     rebuild_kovo_event_list(state, true);
     LOG_MAIN("handle_tcp_command", "push TEST event %s", name.c_str());
     push_event_back(queue, state, name, true);
@@ -48,15 +49,22 @@ void handle_tcp_line(EventQueue& queue, CentralState& state, std::string_view li
   push_event_back(queue, state, key, false);
 }
 
-void handle_tcp_lines(EventQueue& queue, CentralState& state) {
-  std::int64_t took_ns = 0;
-  while (took_ns <= kSlowTextNs) {
-    const std::optional<std::string> text = pop_tcp_line(queue);
-    if (!text) return;
-    const std::int64_t start = steady_ns();
+/// Handles the texts that wait, until 250 ms have passed. Returns whether there may be more.
+bool handle_tcp_lines(EventQueue& queue, CentralState& state) {
+  const std::int64_t start = steady_ns();
+  while (steady_ns() - start <= kMaxTextsNs) {
+    const std::optional<std::string> text = queue.tcp_lines.pop();
+    if (!text) return false;
     handle_tcp_line(queue, state, *text);
-    took_ns = steady_ns() - start;
   }
+  return true;
+}
+
+void report_lost_steps(EventQueue& queue) {
+  const int lost = queue.lost_steps.due(steady_ns());
+  if (lost == 0) return;
+  LOG_MAIN("exec_event", "Error: no sender for %d steps, last of %s\n", lost,
+           queue.last_lost.c_str());
 }
 
 void run_step(EventQueue& queue, const CentralState& state, const EventDefinition& event,
@@ -113,11 +121,13 @@ void log_expired(const EventDefinition& event, std::int64_t now) {
 
 void* handle_q_event(void* argument) {
   EventQueue& queue = *static_cast<EventQueue*>(argument);
+  bool more_texts = false;
   while (true) {
-    sleep_ms(kScanPeriodMs);
+    if (!more_texts) sleep_ms(kScanPeriodMs);
     if (central_state->ready == 0) continue;
+    more_texts = false;
     run_pass("handle_q_event", [&] {
-      handle_tcp_lines(queue, *central_state);
+      more_texts = handle_tcp_lines(queue, *central_state);
       exec_event(queue, *central_state);
     });
   }
@@ -137,6 +147,7 @@ void exec_event(EventQueue& queue, CentralState& state) {
     if (fate == EventFate::kRun) run_event(queue, state, event, now);
     at = queue.pending.erase(at);
   }
+  report_lost_steps(queue);
   if (queue.pending.entries.empty() && std::exchange(queue.pending_was_large, false)) {
     give_back_memory();
   }

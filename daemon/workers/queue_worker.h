@@ -6,8 +6,8 @@
 namespace kovo {
 
 /// Thread body; its argument is the EventQueue, the central state is the global one. Every 250 ms,
-/// once `ready`, handles tcp_lines up to the first that takes more than 250 ms, then runs
-/// exec_event.
+/// once `ready`, handles tcp_lines for up to 250 ms, then runs exec_event; without a pause while
+/// texts wait.
 ///
 /// Of a text, kMaxCommand bytes count, without its final newline. Names, key or key=value, are
 /// pushed while events are enabled, and logged and dropped otherwise. Two keys that begin with "__"

@@ -20,7 +20,7 @@ void on_command(void* queue, std::string_view data) {
   // No newline in the format: the text usually ends with one.
   LOG_MAIN("handle_tcp_event", "recv(tcp:2700) [%d]%s", static_cast<int>(text.size()),
            text.c_str());
-  push_tcp_line(*static_cast<EventQueue*>(queue), text);
+  static_cast<EventQueue*>(queue)->tcp_lines.push(text);
 }
 
 void on_command_error(const char* text) {

@@ -115,7 +115,11 @@ void start_sender(EventQueue& queue, const std::string& event_name, const SubCom
   // Before the slot is taken: without memory for the task, it would never be freed.
   std::unique_ptr<SenderTask> task = make_task(step, *sender);
   const int slot = get_new_ret_thread(queue, event_name);
-  if (slot < 0) return;
+  if (slot < 0) {
+    ++queue.lost_steps.count;
+    queue.last_lost = event_name;
+    return;
+  }
   if (sender->transport == Transport::kTcp && !sender->status) {
     LOG_DEBUG("exec_event", "ip=%s, port=%s data[%d]=\"%s\"\n", step.ip.c_str(), step.port.c_str(),
               static_cast<int>(step.data.size()), step.data.c_str());

@@ -8,8 +8,8 @@
 
 namespace kovo {
 
-/// Starts the sender of a step, if its protocol names one and a slot is free. A failed start is
-/// logged and its slot freed. Called only by the queue worker.
+/// Starts the sender of a step, if its protocol names one and a slot is free; counts the step as
+/// lost if none is. A failed start is logged and its slot freed. Called only by the queue worker.
 void start_sender(EventQueue& queue, const std::string& event_name, const SubCommand& step);
 
 }  // namespace kovo

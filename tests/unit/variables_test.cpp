@@ -53,12 +53,12 @@ TEST(MessageQueue, HoldsEightMebibytesAndDropsTheNewest) {
 TEST(MessageQueue, DropsAreReportedOncePerSecondAndAllOfThem) {
   BoundedQueue<std::string> queue;
   constexpr std::int64_t kSecond = 1'000'000'000;
-  queue.dropped = 1;
-  EXPECT_EQ(queue.drops_to_report(5), 1);
-  queue.dropped = 7;
-  EXPECT_EQ(queue.drops_to_report(4 + kSecond), 0);
-  EXPECT_EQ(queue.drops_to_report(5 + kSecond), 7);
-  EXPECT_EQ(queue.drops_to_report(5 + 3 * kSecond), 0);
+  queue.drops.count = 1;
+  EXPECT_EQ(queue.drops.due(5), 1);
+  queue.drops.count = 7;
+  EXPECT_EQ(queue.drops.due(4 + kSecond), 0);
+  EXPECT_EQ(queue.drops.due(5 + kSecond), 7);
+  EXPECT_EQ(queue.drops.due(5 + 3 * kSecond), 0);
 }
 
 TEST(Store, KindsOfSetsDifferInCaseAndPrecedence) {
