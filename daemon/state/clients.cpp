@@ -8,10 +8,26 @@
 namespace kovo {
 namespace {
 
+bool same_client(const ClientRecord& a, const ClientRecord& b) {
+  return a.proto == b.proto && a.ip == b.ip && a.port == b.port;
+}
+
 Clients::const_iterator find_client(const Clients& clients, const ClientRecord& wanted) {
-  return std::find_if(clients.begin(), clients.end(), [&](const ClientRecord& client) {
-    return client.proto == wanted.proto && client.ip == wanted.ip && client.port == wanted.port;
+  return std::find_if(clients.begin(), clients.end(),
+                      [&](const ClientRecord& client) { return same_client(client, wanted); });
+}
+
+const char* name_of(Transport transport) {
+  return transport == Transport::kUdp ? "udp" : "tcp";
+}
+
+void remove_oldest(Clients& clients, const char* routine) {
+  const auto oldest = std::find_if(clients.begin(), clients.end(), [](const ClientRecord& client) {
+    return !same_client(client, kDefaultClient);
   });
+  LOG_MAIN(routine, "Error: too many clients, %s:%s:%d removed\n", name_of(oldest->proto),
+           oldest->ip.c_str(), oldest->port);
+  clients.erase(oldest);
 }
 
 void print_count(const char* routine, const Clients& clients) {
@@ -21,13 +37,13 @@ void print_count(const char* routine, const Clients& clients) {
 }  // namespace
 
 void add_client(VariableRegistry& registry, const ClientRecord& client) {
-  const bool udp = client.proto == Transport::kUdp;
-  const char* routine = udp ? "client_udp_add" : "client_tcp_add";
+  const char* routine = client.proto == Transport::kUdp ? "client_udp_add" : "client_tcp_add";
   const MutexLock held(registry.registry_lock);
   if (find_client(registry.clients, client) == registry.clients.end()) {
     registry.clients.push_back(client);
+    if (registry.clients.size() > kMaxClients) remove_oldest(registry.clients, routine);
   } else {
-    LOG_DEBUG(routine, "exist %s %s:%d\n", udp ? "udp" : "tcp", client.ip.c_str(), client.port);
+    LOG_DEBUG(routine, "exist %s %s:%d\n", name_of(client.proto), client.ip.c_str(), client.port);
   }
   print_count(routine, registry.clients);
 }

@@ -2,6 +2,7 @@
 // share its lock.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <string>
@@ -20,7 +21,11 @@ struct ClientRecord {
 };
 using Clients = std::deque<ClientRecord>;
 
-/// Registers a client unless it is registered. Takes registry_lock.
+constexpr std::size_t kMaxClients = 256;  // any program can register clients
+inline const ClientRecord kDefaultClient = {Transport::kTcp, "127.0.0.1", 5127};
+
+/// Registers a client unless it is registered. At kMaxClients, the longest-registered one gives
+/// way, which is logged, but never the local kDefaultClient. Takes registry_lock.
 void add_client(VariableRegistry& registry, const ClientRecord& client);
 
 /// Removes a client if it is registered. Takes registry_lock.

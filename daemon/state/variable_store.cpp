@@ -41,6 +41,15 @@ auto find_variable(Registry& registry, std::string_view name) REQUIRES(registry.
   return found == registry.index.end() ? nullptr : &registry.variables[found->second];
 }
 
+void report_full(VariableRegistry& registry, const char* routine, std::string_view name)
+    REQUIRES(registry.registry_lock) {
+  ++registry.refused.count;
+  const int refused = registry.refused.due(steady_ns());
+  if (refused == 0) return;
+  LOG_MAIN(routine, "Error: the variables are full, %d not stored, last %s\n", refused,
+           std::string(name).c_str());
+}
+
 void append_variable(VariableRegistry& registry, std::string_view name, std::string_view value,
                      std::int64_t set_time) REQUIRES(registry.registry_lock) {
   assert(registry.index.size() == registry.variables.size());
@@ -53,40 +62,60 @@ void append_variable(VariableRegistry& registry, std::string_view name, std::str
   }
 }
 
-/// Stores a live value if it differs in more than case, or in any case with `always`.
-/// Returns whether it stored.
-bool store(VariableRegistry& registry, const std::string& name, std::string value, bool always) {
-  const MutexLock held(registry.registry_lock);
-  VariableRecord* record = find_variable(registry, name);
-  if (record == nullptr) {
-    append_variable(registry, name, value, now_s());
-    return true;
-  }
-  record->set_time = now_s();
-  if (!always && equals_nocase(record->value, value)) {
-    LOG_DEBUG("lm_set_change", "same key=%s, value=%s <= %s\n", name.c_str(), record->value.c_str(),
-              value.c_str());
+/// Exchanges the value of a record with `value`; appends a record when it is null. Returns false
+/// when there is no room, which is logged.
+bool exchange_value(VariableRegistry& registry, const char* routine, VariableRecord* record,
+                    std::string_view name, std::string& value, std::int64_t set_time)
+    REQUIRES(registry.registry_lock) {
+  const std::size_t freed = record == nullptr ? 0 : record->value.size();
+  const std::size_t used = value.size() + (record == nullptr ? kVariableBytes + name.size() : 0);
+  if (used > freed && registry.bytes + used - freed > kMaxStoreBytes) {
+    report_full(registry, routine, name);
     return false;
   }
-  record->value.swap(value);
-  if (!always) {
-    LOG_DEBUG("lm_set_change", "update key=%s,value=%s <= %s\n", name.c_str(), value.c_str(),
-              record->value.c_str());
+  if (record == nullptr) {
+    append_variable(registry, name, value, set_time);
+  } else {
+    record->value.swap(value);
+    record->set_time = set_time;
   }
+  registry.bytes += used - freed;
   return true;
 }
 
-/// Stores as store does and notifies every client. Returns whether it did.
-bool store_and_notify(VariableRegistry& registry, const char* routine, std::string_view name,
-                      std::string_view value, bool always) {
+enum class Stored { kYes, kSame, kNoRoom };
+
+/// Stores a live value if it differs in more than case, or in any case with `always`.
+Stored store(VariableRegistry& registry, const char* routine, const std::string& name,
+             std::string value, bool always) {
+  const MutexLock held(registry.registry_lock);
+  VariableRecord* record = find_variable(registry, name);
+  if (record != nullptr && !always && equals_nocase(record->value, value)) {
+    LOG_DEBUG(routine, "same key=%s, value=%s <= %s\n", name.c_str(), record->value.c_str(),
+              value.c_str());
+    record->set_time = now_s();
+    return Stored::kSame;
+  }
+  if (!exchange_value(registry, routine, record, name, value, now_s())) return Stored::kNoRoom;
+  if (record != nullptr && !always) {
+    LOG_DEBUG(routine, "update key=%s,value=%s <= %s\n", name.c_str(), value.c_str(),
+              record->value.c_str());
+  }
+  return Stored::kYes;
+}
+
+/// Stores as store does and notifies every client of a stored value.
+Stored store_and_notify(VariableRegistry& registry, const char* routine, std::string_view name,
+                        std::string_view value, bool always) {
   const MutexLock held(registry.notify_lock);
   const std::string line = notification_line(name, value);
   const Clients clients = copy_clients(registry);
-  if (!store(registry, std::string(name), std::string(value), always)) return false;
+  const Stored stored = store(registry, routine, std::string(name), std::string(value), always);
+  if (stored != Stored::kYes) return stored;
   for (const ClientRecord& client : clients) {  // one that fails keeps no other from being notified
     run_pass(routine, [&] { send_by(client.proto, client.ip, client.port, line); });
   }
-  return true;
+  return stored;
 }
 
 }  // namespace
@@ -94,7 +123,7 @@ bool store_and_notify(VariableRegistry& registry, const char* routine, std::stri
 std::unique_ptr<VariableRegistry> make_variable_registry() {
   auto registry = std::make_unique<VariableRegistry>();
   const MutexLock held(registry->registry_lock);
-  registry->clients.push_back({Transport::kTcp, "127.0.0.1", 5127});
+  registry->clients.push_back(kDefaultClient);
   return registry;
 }
 
@@ -105,11 +134,9 @@ void lm_set_init(VariableRegistry& registry, std::string_view name, std::string_
   }
   const MutexLock held(registry.registry_lock);
   VariableRecord* record = find_variable(registry, name);
-  if (record == nullptr) {
-    append_variable(registry, name, value, 0);
-  } else if (record->set_time == 0) {
-    record->value = value;
-  }
+  if (record != nullptr && record->set_time != 0) return;
+  std::string text(value);
+  exchange_value(registry, "lm_set_init", record, name, text, 0);
 }
 
 void lm_set(VariableRegistry& registry, std::string_view name, std::string_view value) {
@@ -125,7 +152,7 @@ bool lm_set_change(VariableRegistry& registry, std::string_view name, std::strin
     LOG_DEBUG("lm_set_change", "ignore %s\n", std::string(name).c_str());
     return false;
   }
-  return store_and_notify(registry, "lm_set_change", name, value, false);
+  return store_and_notify(registry, "lm_set_change", name, value, false) != Stored::kSame;
 }
 
 std::string lm_get(const VariableRegistry& registry, std::string_view name) {

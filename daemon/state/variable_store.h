@@ -11,6 +11,7 @@
 
 #include "daemon/state/clients.h"
 #include "daemon/system/mutex.h"
+#include "daemon/system/report_limit.h"
 
 namespace kovo {
 
@@ -18,6 +19,10 @@ struct CentralState;
 
 constexpr char kSnapshotPath[] = "/var/lm_var";
 constexpr std::size_t kMaxSnapshotLine = 2046;  // bytes; a longer line counts as several
+
+// Any program can add variables. Each counts its name, its value and kVariableBytes.
+constexpr std::size_t kMaxStoreBytes = std::size_t{8} << 20;
+constexpr std::size_t kVariableBytes = 128;  // about what a record and its place in the index take
 
 struct VariableRecord {
   std::string name;  // in the spelling of its first appearance
@@ -35,6 +40,8 @@ struct VariableRegistry {
   Variables variables GUARDED_BY(registry_lock);  // in order of first appearance, never removed
   Clients clients GUARDED_BY(registry_lock);      // in order of registration
   std::unordered_map<std::string, std::size_t> index GUARDED_BY(registry_lock);  // by lower case
+  std::size_t bytes GUARDED_BY(registry_lock) = 0;                               // of the variables
+  ReportLimit refused GUARDED_BY(registry_lock);  // sets for which there was no room
 };
 
 inline VariableRegistry* variable_registry = nullptr;  // set before any worker starts
@@ -47,11 +54,13 @@ std::unique_ptr<VariableRegistry> make_variable_registry();
 void lm_set_init(VariableRegistry& registry, std::string_view name, std::string_view value);
 
 /// Stores a live value and notifies every client, even if the value is the same. Skips the names of
-/// the ignore list. Holds notify_lock throughout, which includes the time-outs of dead TCP clients,
-/// and takes registry_lock to store.
+/// the ignore list. A new name or a longer value for which the store has no room is neither stored
+/// nor notified, which is logged once a second at most. Holds notify_lock throughout, which
+/// includes the time-outs of dead TCP clients, and takes registry_lock to store.
 void lm_set(VariableRegistry& registry, std::string_view name, std::string_view value);
 
-/// Does the same for a value that differs in more than case, and returns whether it does.
+/// Does the same for a value that differs in more than case, and returns whether it does, stored or
+/// not.
 bool lm_set_change(VariableRegistry& registry, std::string_view name, std::string_view value);
 
 /// Returns the value of a variable, "" when there is none. Takes registry_lock.
