@@ -51,11 +51,12 @@ void handle_signals(std::initializer_list<int> signals, void (*handler)(int)) {
   for (const int signal : signals) sigaction(signal, &action, nullptr);
 }
 
-/// Makes the signals of the daemon and its children independent of the parent: with SIGTERM
-/// blocked, `timeout` could not end `nc`. A broken pipe and a file at its limit are write errors;
-/// an empty handler is used, since children would inherit SIG_IGN.
+/// Makes the signals that the daemon and its children need independent of the parent: with SIGTERM
+/// blocked, `timeout` could not end `nc`. The others stay as inherited, for `nohup`. A broken pipe
+/// and a file at its limit are write errors; an empty handler is used, since children would inherit
+/// SIG_IGN.
 void set_signals() {
-  handle_signals({SIGTERM, SIGINT, SIGHUP, SIGCHLD, SIGALRM}, SIG_DFL);
+  handle_signals({SIGTERM, SIGCHLD, SIGALRM}, SIG_DFL);
   handle_signals({SIGPIPE, SIGXFSZ}, [](int) {});
   sigset_t none;
   sigemptyset(&none);
@@ -149,7 +150,7 @@ void wait_for_status(CentralState& state) {
 
 /// Starts everything up to the supervision loop. Returns false when a worker cannot be started.
 /// Retries the steps without which it cannot run while memory is out: not every device restarts it.
-bool start_up() {
+bool start_up(Supervision& memory) {
   log_main("kovotcp V%s.CORE+ Build: %s\n", kVersion, kBuild);
   retry_until_success("main", make_objects);
   retry_until_success("main", [] {
@@ -164,7 +165,7 @@ bool start_up() {
     return false;
   }
   make_web_root();
-  load_definitions(*central_state);
+  load_definitions(*central_state, memory, ReadReason::kStart);
   if (!start_workers({{"handle_lm_event", "kovo-changes", handle_lm_event, central_state},
                       {"handle_q_event", "kovo-queue", handle_q_event, event_queue},
                       {"handle_udp_vep_api", "kovo-status-udp", handle_udp_vep_api, central_state},
@@ -188,8 +189,8 @@ int main(int argc, char** argv) {
   run_pass("main", [&] { next = parse_options(argc, argv); });
   if (next != AfterOptions::kStartDaemon) return next == AfterOptions::kExit ? 0 : 1;
   start_output();
-  if (!start_up()) end_process(1);
-  Supervision memory{};
+  Supervision memory;
+  if (!start_up(memory)) end_process(1);
   memory.start_time = now_s();
   while (true) run_pass("main", [&] { supervise_once(*central_state, memory); });
 }

@@ -21,7 +21,8 @@ namespace kovo {
 namespace {
 
 constexpr char kTestDefinitionPath[] = "/www/pelm/tmp/kovotest.txt";
-constexpr std::size_t kPieceSize = 65536;  // the list file may be far larger than memory allows
+constexpr std::size_t kPieceBytes = 65536;
+constexpr std::size_t kMaxListBytes = std::size_t{4} << 20;  // /tmp is memory
 
 void print_decoded(std::string_view text, const std::string& bytes) {
   LOG_DEBUG("s_hex_to_ascii", "%s to ret=%s\n", std::string(text).c_str(), bytes.c_str());
@@ -61,14 +62,34 @@ bool read_text(std::FILE* file, std::string& text) {
   return std::ferror(file) == 0;
 }
 
+bool is_default(const std::string& definitions) {
+  return definitions.empty() || definitions == default_definitions(true) ||
+         definitions == default_definitions(false);
+}
+
+bool is_missing_or_empty(const char* path) {
+  const File file = open_for_reading(path);
+  return file == nullptr || std::fgetc(file.get()) == EOF;
+}
+
+/// Keeps what a device whose /www is memory has from one boot to the next.
+void write_persistent_copy(const std::string& definitions, ReadReason reason) {
+  constexpr char kPath[] = "/mnt/persistent/kovo.txt";
+  if (reason == ReadReason::kStart && is_default(definitions) && !is_missing_or_empty(kPath)) {
+    return;  // restoring the copy has failed
+  }
+  if (!has_content(kPath, definitions)) replace_file(kPath, definitions);
+}
+
 /// Writes the derived copies. One that cannot be written keeps no other from being written.
-void write_copies(const DefinitionEntries& entries, bool is_test) {
+void write_copies(const DefinitionEntries& entries, bool is_test, ReadReason reason) {
   const char* ascii = is_test ? "/tmp/kovo_test_asc.txt" : "/tmp/kovo_asc.txt";
   const char* raw = is_test ? "/tmp/kovo_test_hex.txt" : "/tmp/kovo_hex.txt";
   LOG_DEBUG("renew_kovo_txt", "save %s %s\n", ascii, raw);
   write_file(ascii, definitions_ascii(entries, debug_trace()));
-  write_file(raw, definitions_raw(entries));
-  if (!is_test) write_file("/mnt/persistent/kovo.txt", definitions_raw(entries));
+  const std::string lines = definitions_raw(entries);
+  write_file(raw, lines);
+  if (!is_test) write_persistent_copy(lines, reason);
 }
 
 EventDefinition copy_event(const CentralState& state, std::string_view name, bool is_test) {
@@ -78,14 +99,18 @@ EventDefinition copy_event(const CentralState& state, std::string_view name, boo
   return found == nullptr ? EventDefinition() : whole_event(*found, found->step_count);
 }
 
-/// Writes an event a line, in pieces.
+/// Writes an event a line, in pieces, at most kMaxListBytes of whole lines.
 void write_event_list_file(const CompiledEvents& list, const char* path) {
   std::string piece;
+  std::size_t written = 0;
   if (!write_file(path, "")) return;
-  for (const CountLine& line : list.lines) {
-    piece += event_line(list.events[line.event], line.step_count);
-    if (piece.size() < kPieceSize) continue;
+  for (const CountLine& count : list.lines) {
+    const std::string line = event_line(list.events[count.event], count.step_count);
+    if (written + piece.size() + line.size() > kMaxListBytes) break;
+    piece += line;
+    if (piece.size() < kPieceBytes) continue;
     if (!append_file(path, piece)) return;
+    written += piece.size();
     piece.clear();
   }
   append_file(path, piece);
@@ -93,7 +118,7 @@ void write_event_list_file(const CompiledEvents& list, const char* path) {
 
 }  // namespace
 
-void renew_kovo_txt(CentralState& state, bool is_test) {
+void renew_kovo_txt(CentralState& state, bool is_test, ReadReason reason) {
   renew_enable_event(state);
   const char* path = is_test ? kTestDefinitionPath : kDefinitionPath;
   const File file = open_definitions(path, state.events_enabled == 1);
@@ -106,7 +131,7 @@ void renew_kovo_txt(CentralState& state, bool is_test) {
   DefinitionEntries& entries = is_test ? state.test_definition_entries : state.definition_entries;
   entries = parse_definitions(text);
   LOG_MAIN("renew_kovo_txt", "renew %s\n", path);
-  write_copies(entries, is_test);
+  write_copies(entries, is_test, reason);
 }
 
 void rebuild_kovo_event_list(CentralState& state, bool is_test) {
@@ -126,7 +151,6 @@ void rebuild_kovo_event_list(CentralState& state, bool is_test) {
 }
 
 EventDefinition lookup_event(CentralState& state, std::string_view name, bool is_test) {
-  renew_macro_var(state);
   EventDefinition event = copy_event(state, strip_newline(name), is_test);
   if (event.name.empty()) return event;
   const TemplateValues values = template_values(state);

@@ -14,6 +14,8 @@
 namespace kovo {
 namespace {
 
+constexpr std::int64_t kToolTimeoutMs = 10'000;
+
 /// Compares and stores under one lock, so that only one of two equal changes at once is a change.
 SettingResult store_setting(CentralState& state, const std::string& key, std::string_view value) {
   const MutexLock held(state.settings_lock);
@@ -56,7 +58,9 @@ void write_settings_file(CentralState& state) {
 }  // namespace
 
 void renew_enable_event(CentralState& state) {
-  const std::string value = query_device_param("ENABLE_KOVO_EVENT");
+  // Until then nothing waits for this thread; later a tool that hangs would stop a worker.
+  const std::int64_t timeout_ms = state.ready != 0 ? kToolTimeoutMs : kNoTimeoutMs;
+  const std::string value = query_device_param("ENABLE_KOVO_EVENT", timeout_ms);
   if (!value.empty()) state.events_enabled = value[0] == '1' || value[0] == 'y' ? 1 : 0;
   LOG_DEBUG("renew_enable_event", "enable event=%d\n", state.events_enabled.load());
 }

@@ -12,8 +12,9 @@ struct CentralState;
 constexpr char kSettingsPath[] = "/mnt/persistent/kovo_conf.txt";
 
 /// Refreshes events_enabled from the device parameter ENABLE_KOVO_EVENT: an answer that begins with
-/// "1" or "y" enables, any other disables, an empty one changes nothing. Main thread,
-/// and the queue worker for test commands.
+/// "1" or "y" enables, any other disables, an empty one changes nothing. Once `ready`, an answer
+/// that takes more than 10 s counts as an empty one. Main thread, and the queue worker for test
+/// commands.
 void renew_enable_event(CentralState& state);
 
 /// Sets the four settings to empty values and loads the settings file. Called by main.

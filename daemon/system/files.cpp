@@ -35,27 +35,56 @@ UniqueFd open_entry(const std::string& path, int flags, unsigned mode = 0) {
   return UniqueFd(retry_interrupted([&] { return open(path.c_str(), flags | kAlways, mode); }));
 }
 
-/// Opens a file of the daemon's user that has one hard link; removes any other and creates it anew.
-/// Opens without O_CREAT first: with it, fs.protected_regular refuses another user's file.
+/// Returns whether a directory, "" or with a "/" at its end, is /tmp or /var/tmp under any name.
+bool is_shared_directory(const std::string& directory) {
+  struct stat info {};
+  if (stat(directory.c_str(), &info) != 0) return false;
+  for (const char* shared : {"/tmp", "/var/tmp"}) {
+    struct stat other {};
+    if (stat(shared, &other) != 0) continue;
+    if (info.st_dev == other.st_dev && info.st_ino == other.st_ino) return true;
+  }
+  return false;
+}
+
+bool is_own(const struct stat& info) {
+  return info.st_uid == geteuid();
+}
+
+/// Returns whether what is in a shared directory under a name of the daemon is to be removed:
+/// another user put it there, or could change it through its second hard link.
+bool is_planted(const struct stat& info) {
+  if (S_ISLNK(info.st_mode)) return info.st_uid != 0 && !is_own(info);
+  return !is_own(info) || (S_ISREG(info.st_mode) && info.st_nlink > 1);
+}
+
+/// Opens a file in a shared directory. Creates it if it is missing, and anew if it is planted; a
+/// directory that is not empty stays. Opens without O_CREAT first: with it, fs.protected_regular
+/// refuses another user's file.
 UniqueFd open_in_shared_directory(const std::string& path, int flags, unsigned mode) {
   UniqueFd file = open_entry(path, flags & ~O_CREAT);
-  if (!file && errno == ELOOP) return file;
+  const int error = errno;
   struct stat info {};
-  const bool opened = file && fstat(file.get(), &info) == 0;
-  if (opened && info.st_uid == geteuid() && info.st_nlink == 1) return file;
-  if (opened || errno == EACCES) unlink(path.c_str());
+  const int found = file ? fstat(file.get(), &info) : lstat(path.c_str(), &info);
+  if (found == 0) {
+    errno = error;
+    if (!is_planted(info)) return file;
+    if (std::remove(path.c_str()) != 0) return {};
+  }
   return open_entry(path, flags | O_EXCL, mode);
 }
 
 /// Replaces the path of a link by the link's target. Returns false with errno set when the path is
-/// not a link (EEXIST) or the link belongs to another user (EACCES).
+/// not a link (EEXIST), or when another user made the link, or can have moved it (EACCES): in a
+/// shared directory, a second hard link gives a link of root another place.
 bool follow_link(std::string& path) {
   const UniqueFd link = open_entry(path, O_PATH);
   struct stat info {};
   if (!link || fstat(link.get(), &info) != 0) return false;
   const bool is_link = S_ISLNK(info.st_mode);
   errno = is_link ? EACCES : EEXIST;
-  if (!is_link || (info.st_uid != 0 && info.st_uid != geteuid())) return false;
+  if (!is_link || (info.st_uid != 0 && !is_own(info))) return false;
+  if (info.st_nlink > 1 && is_shared_directory(directory_of(path))) return false;
   char target[PATH_MAX];
   const ssize_t length = readlinkat(link.get(), "", target, sizeof target);
   if (length < 0) return false;
@@ -76,9 +105,8 @@ bool is_regular(int fd) {
 /// `path` by the path to which its links lead.
 UniqueFd open_file(std::string& path, int flags, unsigned mode = kFileMode) {
   for (int links = 0; links <= kMaxLinks; ++links) {
-    const std::string directory = directory_of(path);
     const bool may_replace = (flags & O_CREAT) != 0 && (flags & O_EXCL) == 0;
-    const bool shared = may_replace && (directory == "/tmp/" || directory == "/var/tmp/");
+    const bool shared = may_replace && is_shared_directory(directory_of(path));
     UniqueFd file =
         shared ? open_in_shared_directory(path, flags, mode) : open_entry(path, flags, mode);
     if (file) return is_regular(file.get()) ? std::move(file) : UniqueFd();
@@ -160,7 +188,10 @@ File open_for_reading(std::string path) {
 
 bool create_file(std::string path, std::string_view bytes, unsigned mode) {
   const UniqueFd file = open_file(path, O_WRONLY | O_CREAT | O_EXCL, mode);
-  return file && write_all(file.get(), bytes);
+  if (!file) return false;
+  if (write_all(file.get(), bytes)) return true;
+  unlink(path.c_str());
+  return false;
 }
 
 bool write_file(std::string path, std::string_view bytes) {
@@ -170,9 +201,19 @@ bool write_file(std::string path, std::string_view bytes) {
 
 bool append_file(std::string path, std::string_view bytes) {
   const UniqueFd file = open_file(path, O_WRONLY | O_CREAT | O_APPEND);
-  if (!file) return false;
-  static_cast<void>(write_all(file.get(), bytes));
-  return true;
+  return file && write_all(file.get(), bytes);
+}
+
+bool has_content(std::string path, std::string_view bytes) {
+  const File file = open_for_reading(std::move(path));
+  if (file == nullptr) return false;
+  char piece[4096];
+  std::size_t size = 0;
+  while ((size = std::fread(piece, 1, sizeof piece, file.get())) > 0) {
+    if (bytes.substr(0, size) != std::string_view(piece, size)) return false;
+    bytes.remove_prefix(size);
+  }
+  return bytes.empty() && std::ferror(file.get()) == 0;
 }
 
 bool replace_file(std::string path, std::string_view bytes) {

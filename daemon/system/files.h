@@ -5,8 +5,10 @@
 //   daemon's user, up to 40 in a row, also when its target does not exist yet. Any other link fails
 //   with EACCES: its owner must not choose what root reads or writes.
 // - Directly in /tmp and /var/tmp, a file is written only if it belongs to the daemon's user and
-//   has no second hard link. Any other is removed and created anew; the sticky bit keeps other
-//   users from replacing it.
+// has
+//   no second hard link. Anything else of another user there (a file, FIFO, socket, link or empty
+//   directory) is removed and the file created anew; the sticky bit keeps other users from
+//   replacing it. A link there with a second hard link is not followed.
 // - FIFOs, devices and directories fail. No open blocks.
 #pragma once
 
@@ -34,16 +36,18 @@ using File = std::unique_ptr<std::FILE, FileCloser>;
 /// Opens a file for reading; null with errno set when that fails.
 File open_for_reading(std::string path);
 
-/// Creates a file with these bytes, or the missing target of a link. Returns false with errno set
-/// when the file exists (EEXIST) or cannot be created or written.
+/// Creates a file with these bytes, or the missing target of a link. Returns false when it exists
+/// or cannot be created, or cannot be written whole and is removed again.
 bool create_file(std::string path, std::string_view bytes, unsigned mode = kFileMode);
 
 /// Truncates or creates a file and writes the bytes. Returns whether that succeeded.
 bool write_file(std::string path, std::string_view bytes);
 
-/// Appends the bytes to a file, which it creates if necessary. Returns whether it was opened. Bytes
-/// for which the disk has no room are lost.
+/// Appends the bytes to a file, which it creates if necessary. Returns whether all were written.
 bool append_file(std::string path, std::string_view bytes);
+
+/// Returns whether a file can be read and holds exactly these bytes.
+bool has_content(std::string path, std::string_view bytes);
 
 /// Replaces the content of a file, or of a link's target: writes PATH.new, syncs it and renames it,
 /// so that a power cut or a full disk leaves the old content or the new. Keeps owner, group and

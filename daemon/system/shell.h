@@ -4,6 +4,7 @@
 
 #include <sys/types.h>
 
+#include <cstdint>
 #include <string>
 
 #include "daemon/system/files.h"
@@ -21,14 +22,18 @@ struct Pipe {
   pid_t child = -1;
 };
 
-/// Starts a command whose standard output the pipe reads. Returns whether it started. Any thread.
-bool open_pipe(Pipe& pipe, const char* command);
+/// Starts a command whose standard output the pipe reads, in a process group of its own if it is to
+/// be killed with its children. Returns whether it started. Any thread.
+bool open_pipe(Pipe& pipe, const char* command, bool own_group = false);
 
 /// Runs a command to its end and prints its output. Any thread.
 void _system(const char* command);
 
+constexpr std::int64_t kNoTimeoutMs = std::int64_t{1} << 40;  // decades
+
 /// Returns the value of a device parameter: the first line that the parameter tool prints, at most
-/// kMaxPath bytes; "" when it cannot be run or prints nothing. Waits for the tool. Any thread.
-std::string query_device_param(const std::string& name);
+/// kMaxPath bytes; "" when it cannot be run or prints nothing. Waits for the end of the tool. After
+/// `timeout_ms`, kills the tool with its children and returns "". Any thread.
+std::string query_device_param(const std::string& name, std::int64_t timeout_ms = kNoTimeoutMs);
 
 }  // namespace kovo

@@ -62,13 +62,22 @@ bool time_changed(const FileTime& now, const FileTime& remembered) {
   return now && now != remembered;
 }
 
+/// Returns whether a file may change once more without its time changing.
+bool is_fresh(const FileTime& time) {
+  return time && time->second == 0 && time->first <= now_s() && now_s() - time->first < kFreshFileS;
+}
+
 void watch_definition_file(CentralState& state, Supervision& memory) {
   const FileTime now = file_time(kDefinitionPath);
   const bool first = !memory.definition_time;
-  if (!first && !time_changed(now, memory.definition_time)) return;
-  // A file that is missing at the first pass is a changed file when it appears.
-  memory.definition_time = now.value_or(std::pair{0, 0L});
-  if (!first) load_definitions(state);
+  if (first || time_changed(now, memory.definition_time)) {
+    // A file that is missing at the first pass is a changed file when it appears.
+    memory.definition_time = now.value_or(std::pair{0, 0L});
+    if (!first) load_definitions(state, memory, ReadReason::kEdit);
+  }
+  if (memory.fresh_definition_time && !is_fresh(memory.fresh_definition_time)) {
+    load_definitions(state, memory, ReadReason::kStart);
+  }
 }
 
 void watch_sync_marker(Supervision& memory) {
@@ -96,9 +105,11 @@ void watch_snapshot(CentralState& state, Supervision& memory) {
 
 }  // namespace
 
-void load_definitions(CentralState& state) {
+void load_definitions(CentralState& state, Supervision& memory, ReadReason reason) {
+  const FileTime time = file_time(kDefinitionPath);
+  memory.fresh_definition_time = is_fresh(time) ? time : FileTime();
   run_pass("main", [&] {
-    renew_kovo_txt(state, false);
+    renew_kovo_txt(state, false, reason);
     rebuild_kovo_event_list(state, false);
   });
 }
