@@ -139,7 +139,7 @@ void mapping_rule(RuleRun& run) {
 }  // namespace
 
 bool pause_lasts(std::int64_t since_last_s, std::int64_t pause_s) {
-  return since_last_s >= 0 && since_last_s <= pause_s;
+  return since_last_s >= -pause_s && since_last_s <= pause_s;
 }
 
 ChangeActions run_rule(ChangeRule rule, ChangeMemory& memory, const VariableChange& change,

@@ -20,8 +20,9 @@ constexpr std::int64_t kHoldOffS = 4;     // of messages, after a row's last mes
 constexpr std::int64_t kRepeatS = 2;      // of status lines, likewise
 constexpr std::int64_t kEventPauseS = 2;  // after a dedicated event was last raised
 
-/// Returns whether a pause that began `since_last_s` ago still lasts. A negative age, after the
-/// clock was set back, ends it.
+/// Returns whether a pause that began `since_last_s` ago still lasts. A clock that was set back
+/// makes that negative. By more than the pause, it ends it, or events would be held off for years;
+/// by less, as when the time is corrected, it does not, or an event would be raised twice.
 bool pause_lasts(std::int64_t since_last_s, std::int64_t pause_s);
 
 /// What the rules remember. All times are seconds since the epoch.

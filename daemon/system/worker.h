@@ -19,8 +19,9 @@ constexpr std::size_t kSmallStack = std::size_t{1} << 20;  // sanitizers widen e
 constexpr std::size_t kSmallStack = std::size_t{64} << 10;  // a sender uses less than half
 #endif
 
-/// Starts a thread with a stack of so many bytes, or the system's with kDefaultStack. The name, of
-/// at most 15 characters, is what `ps -T` shows. Returns 0 or the error of pthread_create.
+/// Starts a thread with a stack of so many bytes, or of the platform's minimum where that is
+/// larger, or the system's with kDefaultStack. The name, of at most 15 characters, is what `ps -T`
+/// shows. Returns 0 or an error number.
 int start_thread(const char* name, pthread_t& thread, std::size_t stack, void* (*body)(void*),
                  void* argument);
 
