@@ -1,0 +1,22 @@
+#include "core/definition_entry.h"
+
+#include <gtest/gtest.h>
+
+namespace kovo {
+namespace {
+
+TEST(DefinitionKeys, AreSplitAtTheFirstFieldWordOfTheOrder) {
+  std::string key = "x";
+  for (const char* word : {"Data", "Port", "IP", "Delay", "Protocol", "XMLfield", "Count"}) {
+    key += word;
+    EXPECT_EQ(split_definition_key(key, "").field, word);
+  }
+}
+
+TEST(DefaultDefinitions, SayWhetherEventsAreEnabled) {
+  EXPECT_EQ(default_definitions(true).find("EnableEvents=true\nFast"), 0U);
+  EXPECT_EQ(default_definitions(false).find("EnableEvents=false\nFast"), 0U);
+}
+
+}  // namespace
+}  // namespace kovo
