@@ -5,21 +5,20 @@
 namespace kovo {
 namespace {
 
-TEST(MappingTables, ProductIdsDecideTheVariant) {
+TEST(MappingTables, ProductIdsDecideTheRows) {
   const struct {
     const char* pid;
-    int has_video_input, usbc_input;
+    const char* hdcp_event;
   } cases[] = {
-      {"KV-IN-HDMI-1", 1, 0},   {"KV-IN-HDMI-2", 1, 0},
-      {"kv-out-hdmi-1", 0, 0},  {"KV-IN-USBC-1", 1, 1},
-      {"KV-IN-USBC-2", 1, 1},   {"KV-OUT-USBC-1", 0, 1},
-      {"KV-OUT-USBC-2", 0, 1},  {"", 1, 0},
-      {"KV-OUT-HDMI-1x", 1, 0},
+      {"KV-IN-HDMI-1", "HDCP1Status"},    {"KV-IN-HDMI-2", "HDCP1Status"},
+      {"kv-out-hdmi-1", "HDCPOutStatus"}, {"KV-IN-USBC-1", "HDCPStatus"},
+      {"KV-IN-USBC-2", "HDCPStatus"},     {"KV-OUT-USBC-1", "HDCPOutStatus"},
+      {"KV-OUT-USBC-2", "HDCPOutStatus"}, {"", "HDCP1Status"},
+      {"KV-OUT-HDMI-1x", "HDCP1Status"},
   };
   for (const auto& c : cases) {
-    const Variant variant = variant_of(c.pid);
-    EXPECT_EQ(variant.has_video_input, c.has_video_input) << c.pid;
-    EXPECT_EQ(variant.usbc_input, c.usbc_input) << c.pid;
+    MappingTable table = mapping_rows(variant_of(c.pid));
+    EXPECT_EQ(find_row(table, &MappingRow::variable, "CUR_HDCP")->status, c.hdcp_event) << c.pid;
   }
 }
 
