@@ -13,7 +13,7 @@ TEST(EventFates, EventsWaitRunOrExpire) {
   } cases[] = {
       {1, 3, 3 * kSecond - 1, EventFate::kWait, EventFate::kErase},
       {1, 3, 3 * kSecond, EventFate::kRun, EventFate::kErase},
-      {5, 5, 4 * kSecond, EventFate::kWait, EventFate::kErase},
+      {5, 1, 4 * kSecond, EventFate::kWait, EventFate::kErase},
       {1, 1, 61 * kSecond, EventFate::kRun, EventFate::kErase},
       {1, 90, 61 * kSecond + 1, EventFate::kExpired, EventFate::kExpired},
       {1, -4, 2 * kSecond, EventFate::kRun, EventFate::kErase},
