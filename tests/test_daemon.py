@@ -220,7 +220,7 @@ def test_a_burst_of_2000_datagrams_is_handled_in_order(start: Start, tcp: Tcp, u
 
 def test_commands_are_those_of_the_help_text_and_the_document(start: Start, udp: Udp) -> None:
     start()
-    device.send_udp(2727, b"help_udp::127.0.0.1::%d" % udp.port)
+    device.send_udp(2727, b"Help_UDP::127.0.0.1::%d" % udp.port)
     assert udp.wait(1)
     in_help = set(udp.arrivals[0].data.decode().removeprefix("_LM_VAR_HELP=").split(";")) - {""}
     document = (ROOT / "docs/interfaces.md").read_text()
