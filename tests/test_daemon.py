@@ -224,11 +224,12 @@ def test_commands_are_those_of_the_help_text_and_the_document(start: Start, udp:
     assert udp.wait(1)
     in_help = set(udp.arrivals[0].data.decode().removeprefix("_LM_VAR_HELP=").split(";")) - {""}
     document = (ROOT / "docs/interfaces.md").read_text()
-    documented = set()
-    for names, arguments in re.findall(r"^\| ((?:`[a-z_]+`(?:, )?)+) \| ([a-z, ]+) \|", document, re.M):
-        for name in re.findall(r"[a-z_]+", names):
-            documented.add("::".join([name, *arguments.replace("name", "key").split(", ")]))
-    assert documented == in_help
+    documented = re.findall(r"^\| ((?:`[a-z_]+`(?:, )?)+) \| ([a-z, ]+) \|", document, re.M)
+    assert in_help == {
+        f"{name}::{arguments}".replace("::name", "::key").replace(", ", "::")
+        for names, arguments in documented
+        for name in re.findall(r"[a-z_]+", names)
+    }
     sources = "".join(path.read_text() for path in (ROOT / "daemon/workers").glob("command*.cpp"))
     rows = set(re.findall(r'^ *\{"([a-z_]+)", run_', sources, re.M))
     handled_elsewhere = {"e_param_set", "help_udp", "help_tcp"}

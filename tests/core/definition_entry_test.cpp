@@ -13,10 +13,5 @@ TEST(DefinitionKeys, AreSplitAtTheFirstFieldWordOfTheOrder) {
   }
 }
 
-TEST(DefaultDefinitions, SayWhetherEventsAreEnabled) {
-  EXPECT_EQ(default_definitions(true).find("EnableEvents=true\nFast"), 0U);
-  EXPECT_EQ(default_definitions(false).find("EnableEvents=false\nFast"), 0U);
-}
-
 }  // namespace
 }  // namespace kovo

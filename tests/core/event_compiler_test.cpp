@@ -30,9 +30,9 @@ TEST(EventCompiler, EventsTakeTheirFieldsFromAllLines) {
       // Which Count lines make an event, and which lines fill in its steps.
       {{"NoCount=0", "NegativeCount=-1", "TextCount=abc", "ACount= 2x"}, "A A 0:    0;    0;"},
       {{"ACount=2", "AIP1=10.0.0.6", "APort1=23", "AProtocol1=TCP", "AData1=414243", "AData2=41",
-        "AData-1=42", "AData x=43", "AData09=44", "AData99999999999=44", "AData 1y=4A", "BData0=41",
-        "AXMLfield0=no", "ACount1=9"},
-       "A A 0:    0;TCP 10.0.0.6 23 J 0;"},
+        "AData-1=42", "AData x=43", "AData09=44", "AData99999999999=44", "AData 0y=4B",
+        "AData-4294967295=4A", "BData0=41", "AXMLfield0=no", "ACount1=9"},
+       "A A 0:   K 0;TCP 10.0.0.6 23 J 0;"},
       // Offsets are summed in the order of the file.
       {{"ACount=3", "ADelay0=100", "ADelay1=200", "ADelay2=50"}, "A A 0:    100;    300;    350;"},
       {{"ADelay0=100", "ADelay2=50", "ADelay1=200", "ACount=3"}, "A A 0:    100;    300;    50;"},

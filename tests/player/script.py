@@ -97,12 +97,12 @@ def read_blocks(path: Path) -> dict[str, list[Line]]:
 
     A scenario without blocks is one block without a name.
     """
-    script = read_script(path)
-    starts = [at for at, line in enumerate(script) if line.verb == "block"]
-    if not starts:
-        return {"": script}
-    ends = [*starts[1:], len(script)]
-    return {
-        script[start].rest: script[: starts[0]] + script[start + 1 : end]
-        for start, end in zip(starts, ends, strict=True)
-    }
+    setup: list[Line] = []
+    blocks: dict[str, list[Line]] = {}
+    lines = setup
+    for line in read_script(path):
+        if line.verb == "block":
+            lines = blocks[line.rest] = setup.copy()
+        else:
+            lines.append(line)
+    return blocks or {"": setup}
