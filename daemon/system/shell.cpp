@@ -66,13 +66,14 @@ std::string read_first_line(int fd, std::int64_t end_ns) {
   return std::string(until_newline(until_nul(text)));
 }
 
-/// Waits for the end of a child, until `end_ns` of the steady clock. Returns whether it has ended.
+/// Waits for the end of a child, until `end_ns` of the steady clock. Returns whether it has ended; a
+/// child is not reaped after that time.
 bool has_ended(pid_t child, std::int64_t end_ns) {
-  while (waitpid(child, nullptr, WNOHANG) == 0) {
-    if (steady_ns() >= end_ns) return false;
+  while (steady_ns() < end_ns) {
+    if (waitpid(child, nullptr, WNOHANG) != 0) return true;
     sleep_ms(kChildPollMs);
   }
-  return true;
+  return false;
 }
 
 }  // namespace
