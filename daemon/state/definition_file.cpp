@@ -67,9 +67,11 @@ bool is_default(const std::string& definitions) {
          definitions == default_definitions(false);
 }
 
+/// Returns false for a file that may hold something and only cannot be read now.
 bool is_missing_or_empty(const char* path) {
   const File file = open_for_reading(path);
-  return file == nullptr || std::fgetc(file.get()) == EOF;
+  if (file == nullptr) return errno == ENOENT;
+  return std::fgetc(file.get()) == EOF && std::ferror(file.get()) == 0;
 }
 
 /// Keeps what a device whose /www is memory has from one boot to the next.
