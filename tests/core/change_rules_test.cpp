@@ -35,11 +35,13 @@ TEST_F(ChangeRules, HoldOffTimesStartAgainWithEachMessage) {
   EXPECT_EQ(change("device_name", "b", 1002), "");
   EXPECT_EQ(change("DEVICE_NAME", "c", 1006), "");
   EXPECT_EQ(change("DEVICE_NAME", "e", 1011), "name ");
+  EXPECT_EQ(change("DEVICE_NAME", "f", 1007), "") << "the clock was corrected";
   EXPECT_EQ(change("DEVICE_NAME", "g", 500), "name ") << "the clock was set back";
 
   const std::pair<std::int64_t, ActionKind> lines[] = {
       {1000, ActionKind::kCount}, {1002, ActionKind::kHoldOff}, {1004, ActionKind::kHoldOff},
-      {1007, ActionKind::kCount}, {500, ActionKind::kCount},    {1007, ActionKind::kCount}};
+      {1007, ActionKind::kCount}, {1005, ActionKind::kHoldOff}, {500, ActionKind::kCount},
+      {1007, ActionKind::kCount}};
   for (const auto& [now_s, kind] : lines) {
     EXPECT_EQ(run_rule(status_rule, memory, {"mute"}, now_s).at(0).kind, kind) << now_s;
   }
@@ -55,7 +57,8 @@ TEST_F(ChangeRules, PausesOfDedicatedEventsRunFromTheLastOneRaised) {
   } cases[] = {{"V_OUTPUT_TIMING_CONVERT", {"20000000", "20800000"}, "YCbCrOutput "},
                {"WPA_EAP_MODE", {"PEAP", "off"}, "p8021enable p8021status "}};
   const std::pair<std::int64_t, bool> changes[] = {{1000, true}, {1001, false}, {1002, false},
-                                                   {1003, true}, {1005, false}, {500, true}};
+                                                   {1003, true}, {1005, false}, {1001, false},
+                                                   {500, true}};
   for (const auto& c : cases) {
     int next = 0;
     for (const auto& [now_s, is_raised] : changes) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "core/text.h"
+#include "daemon/state/central_state.h"
 
 namespace kovo {
 namespace {
@@ -29,6 +30,17 @@ TEST(MessageQueue, HoldsEightMebibytesAndDropsTheNewest) {
     const MutexLock held(queue.lock);
     EXPECT_EQ(queue.texts.bytes, 0U);
   }
+}
+
+TEST(MessageQueue, FloodsKeepAWorkerBusyForMinutesNotHours) {
+  testing::internal::CaptureStdout();
+  CentralState state;
+  for (const auto& [queue, most] : {std::pair(&state.api_queue, 1000), {&state.lm_queue, 2500}}) {
+    for (int pushed = 0; pushed < 3000; ++pushed) queue->push(std::to_string(pushed));
+    for (int popped = 0; popped < most; ++popped) EXPECT_EQ(queue->pop(), std::to_string(popped));
+    EXPECT_FALSE(queue->pop());
+  }
+  testing::internal::GetCapturedStdout();
 }
 
 TEST(MessageQueue, DropsAreReportedOncePerSecondWithTheirNumber) {

@@ -1,9 +1,11 @@
 #include "daemon/system/log.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
 #include <fstream>
 #include <iterator>
 #include <thread>
@@ -40,7 +42,7 @@ TEST(Log, RotatesAtThe20000thRecordOfAllThreads) {
   EXPECT_EQ(lines_in(testing::internal::GetCapturedStdout()), 20001);
 }
 
-TEST(Log, ALogThatCannotBeOpenedLosesOnlyItsRecords) {
+TEST(Log, ALogThatCannotBeOpenedOrWrittenLosesOnlyItsRecords) {
   testing::internal::CaptureStdout();
   for (int n = 0; n < 10000; ++n) log_main("a\n");
   ASSERT_EQ(rename("/var/tmp/log", "/var/tmp/gone"), 0);
@@ -49,12 +51,22 @@ TEST(Log, ALogThatCannotBeOpenedLosesOnlyItsRecords) {
   log_event_echo("%s\n", "still printed");
   ASSERT_EQ(rename("/var/tmp/gone", "/var/tmp/log"), 0);
   unlink(kMainLogPath);
+  EXPECT_TRUE(contains(testing::internal::GetCapturedStdout(), "  still printed\n"));
+  testing::internal::CaptureStdout();
+  rlimit limit{};
+  getrlimit(RLIMIT_FSIZE, &limit);
+  const rlimit none{0, limit.rlim_max};
+  const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+  setrlimit(RLIMIT_FSIZE, &none);
+  for (int n = 0; n < 5000; ++n) log_main("lost\n");
+  setrlimit(RLIMIT_FSIZE, &limit);
+  std::signal(SIGXFSZ, handler);
   for (int n = 0; n < 9999; ++n) log_main("b\n");
   EXPECT_NE(access(kRotatedLogPath, F_OK), 0) << "lost records do not count, deleted ones do";
   log_main("b\n");
   EXPECT_EQ(lines_in(read_file(kRotatedLogPath)), 10000);
   EXPECT_NE(access(kEventLog, F_OK), 0);
-  EXPECT_TRUE(contains(testing::internal::GetCapturedStdout(), "  still printed\n"));
+  testing::internal::GetCapturedStdout();
 }
 
 }  // namespace
