@@ -7,6 +7,7 @@ import select
 import socket
 import subprocess
 import time
+from pathlib import Path
 from collections.abc import Callable
 
 import pytest
@@ -19,6 +20,8 @@ EVENT_LOG = "/var/tmp/log/kovoevent.log"
 DEFINITIONS = "/www/pelm/kovo.txt"
 EVENT_LIST = "/tmp/kovo_event_list.txt"
 # Shadow memory and emulators leave no room for limits and use memory of their own.
+# Of the host's root; a device in a user namespace has other rights.
+HAS_ALL_RIGHTS = Path("/proc/self/uid_map").read_text().split() == ["0", "0", "4294967295"]
 needs_plain_process = pytest.mark.skipif(IS_SANITIZED or IS_EMULATED, reason="not a plain process")
 
 Start = Callable[..., device.Daemon]
@@ -84,10 +87,12 @@ def test_a_burst_fills_exactly_512_slots_and_leaks_nothing(
     assert device.wait_until(lambda: tcp.connections == 512)
     assert device.wait_until(lambda: daemon.usage().threads == before.threads)
     assert tcp.connections == 512, "dropped steps were sent later"
+    lost = "[exec_event] Error: no sender for {} steps, last of {}\n".format
+    assert is_logged(MAIN_LOG, lost(128, "Big"))
     # The first search finds no free slot, only finished ones, and frees them for the second.
     device.send_tcp(2700, b"One\nOne\n")
     assert udp.wait(1)
-    time.sleep(0.3)
+    assert is_logged(MAIN_LOG, lost(1, "One"))
     assert len(udp.arrivals) == 1
     memory = daemon.usage().anonymous_kib
     for events in range(101, 1002, 100):
@@ -201,6 +206,11 @@ def test_a_worker_that_cannot_be_started_is_logged_and_ends_the_daemon() -> None
 
 def test_a_burst_of_2000_datagrams_is_handled_in_order(start: Start, tcp: Tcp, udp: Udp) -> None:
     start()
+    # Two ports that nobody reads hold little memory. An ordinary user gets what the host allows.
+    sockets = subprocess.check_output(["ss", "-Huamn", "( sport = :2727 or sport = :2728 )"])
+    buffers = [int(size) for size in re.findall(rb"rb(\d+)", sockets)]
+    assert len(buffers) == 2
+    assert max(buffers) <= 2 << 20 and (min(buffers) == 2 << 20 or not HAS_ALL_RIGHTS)
     device.send_udp(2727, b"client_del_tcp::127.0.0.1::5127")
     assert is_logged(MAIN_LOG, "client_del_tcp")
     for _ in range(2000):
@@ -216,6 +226,53 @@ def test_a_burst_of_2000_datagrams_is_handled_in_order(start: Start, tcp: Tcp, u
         assert arrivals[400].data == b"_RENEW_NUM=2000\n"
         assert arrivals[399].data.startswith(b"N1995=")
         assert arrivals[400].at_ns - arrivals[0].at_ns > 3e9, "10 ms are between two messages"
+
+
+def test_the_list_file_is_bounded_and_the_events_are_not(start: Start, udp: Udp) -> None:
+    start()
+    event = steps("A", 128, "UDP", 9, b"A") + "ACount=128\n" * 70_000
+    device.write_file(DEFINITIONS, event + steps("Last", 1, "UDP", udp.port, b"last"))
+    step_texts = "".join(f"{index}:A:0;" for index in range(128))
+    line = f"A;A;{step_texts}Delay=0;\n".encode()
+    written = line * ((4 << 20) // len(line))
+    assert device.wait_until(lambda: device.read_file(EVENT_LIST) == written, 30)
+    device.send_tcp(2700, b"Last\n")
+    assert udp.wait(1)
+
+
+def test_full_stores_change_nothing_else(start: Start, udp: Udp) -> None:
+    value = "v" * 2000
+    lines = [f"N{number}={value}\n" for number in range(4000)] + [f"S{n}=\n" for n in range(20)]
+    device.write_file("/var/lm_var", "".join(lines))
+    device.set_param("PID", "KV-OUT-HDMI-1")
+    start()
+    assert is_logged(MAIN_LOG, "[lm_set_init] Error: the variables are full, ", 2)
+    device.send_udp(2727, b"client_add_udp::127.0.0.1::%d" % udp.port)
+    for _ in range(2):  # neither is stored, so both are changes
+        device.send_udp(2728, b"CUR_HDCP=1")
+    assert is_logged(MAIN_LOG, "get vep_api event HDCPOutStatus\n")
+    assert is_logged(EVENT_LOG, "skip event HDCPOutStatus, now-last=")
+    time.sleep(1)
+    device.send_udp(2727, b"e_param_set::DEVICE_NAME::new")
+    assert is_logged(EVENT_LOG, "push event: name\n")
+    assert is_logged(MAIN_LOG, " not stored, last DEVICE_NAME\n")
+    device.send_udp(2727, b"set::N0::shorter")
+    assert udp.wait(1)
+    assert [one.data for one in udp.arrivals] == [b"N0=shorter\n"]
+
+
+def test_too_many_clients_replace_the_oldest(start: Start, udp: Udp) -> None:
+    start()
+    for port in range(1, 256):
+        device.send_udp(2727, b"client_add_udp::127.0.0.1::%d" % port)
+    device.send_udp(2727, b"client_add_udp::127.0.0.1::%d" % udp.port)
+    error = "[client_udp_add] Error: too many clients, udp:127.0.0.1:1 removed\n"
+    assert is_logged(MAIN_LOG, error)
+    local = device.TcpReceiver(5127)
+    device.send_udp(2727, b"set::A::1")
+    assert udp.wait(1) and local.wait(1)
+    local.close()
+    assert log(MAIN_LOG).count("too many clients") == 1
 
 
 def test_commands_are_those_of_the_help_text_and_the_document(start: Start, udp: Udp) -> None:
