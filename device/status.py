@@ -1,12 +1,12 @@
-"""The status service of the device, simulated on 127.0.0.1:50003."""
+"""The status service of the device, simulated on its loopback address."""
 
 import socket
 import threading
 import time
 
+from device.constants import STATUS_REQUEST, STATUS_SERVICE
 from device.system import close_socket
 
-PORT = 50003
 DEFAULT_ANSWER = (
     b"inputName:HDMI1\rHDMI1Status:1\rHDMI1Resolution:1080p60\rname:Lobby\rstream:12\rmute:0\r"
 )
@@ -45,7 +45,7 @@ class StatusService:
         if mode == "off":
             self._stop()
         elif self._listener is None:
-            self._listener = socket.create_server(("127.0.0.1", PORT), backlog=4096)
+            self._listener = socket.create_server(STATUS_SERVICE, backlog=4096)
             threading.Thread(target=self._accept, args=(self._listener,), daemon=True).start()
 
     def close(self) -> None:
@@ -102,7 +102,7 @@ class StatusService:
 def _read_request(connection: socket.socket) -> bytes:
     request = b""
     end = time.monotonic() + _REQUEST_LIMIT_S
-    while b"getStatus" not in request and (left := end - time.monotonic()) > 0:
+    while STATUS_REQUEST not in request and (left := end - time.monotonic()) > 0:
         connection.settimeout(left)
         try:
             part = connection.recv(4096)

@@ -13,20 +13,23 @@ import time
 from collections.abc import Callable
 from pathlib import Path
 
+from device.constants import MIN_STATUS_LINES, REPLY_TIMEOUT_S
 from device.daemon import SYNC_MARKER, Daemon
+from device.logs import LogTail, Record
 from device.show import demonstration
 from device.show.events import Definitions
-from device.show.logs import LogTail
-from device.show.network import Network
+from device.show.network import MODES, Network
 from device.show.prompt import Lines, run_with_input
 from device.show.screen import Screen, printable
 from device.show.timeline import Timeline
-from device.show.typed import completions, help_text, interpret
+from device.show.typed import STATUS_MODES, completions, help_text, interpret, no_such_trigger
 from device.status import DEFAULT_ANSWER, StatusService
+from device.status import MODES as SERVICE_MODES
 from device.system import add_address, send_tcp, send_udp, set_param, wait_until
 
-_EFFECT_NS = 2 * 10**9  # at most, until the effects of a message
+_EFFECT_NS = int(REPLY_TIMEOUT_S * 1e9)  # at most, until the effects of a message
 _SILENT_NS = 10**9  # at most, until a variable raises something
+_UNKNOWN_STATUS = "no mapping event "
 _TICK_S = 0.05
 # Destinations of variable changes and of replies in the documents' examples.
 _LOCAL_RECEIVERS = (demonstration.CLIENT, demonstration.REPLIES, demonstration.TCP_REPLIES)
@@ -92,9 +95,9 @@ class Show:
         for tail in self._tails:
             for record in tail.new_records():
                 style = "alarm" if record.text.startswith("Error") else "log"
-                news.append((record.at_ns, style, tail.label, printable(record.text)))
-                if tail.label == "kovoevent.log":
-                    self._follow_event_log(record, news)
+                news.append((record.at_ns, style, tail.label, printable(record.data)))
+                notes = self._follow_event_log if tail is self._tails[1] else self._follow_main_log
+                news += [(record.at_ns, "note", "", printable(note)) for note in notes(record)]
         for target, arrival in self.network.new_arrivals():
             news.append((arrival.at_ns, "out", f"-> {target}", f'"{printable(arrival.data)}"'))
         now_ns = time.time_ns()
@@ -107,17 +110,30 @@ class Show:
             self.screen.note(f"{self._variable} raises nothing on this product")
             self._variable = ""
 
-    def _follow_event_log(self, record, news: list) -> None:
+    def _follow_event_log(self, record: Record) -> list[str]:
+        """Returns notes on the record."""
         self._variable = ""
-        for name in self.timeline.follow(record):
-            text = f'"{printable(name)}" is raised, but no event has that trigger'
-            news.append((record.at_ns, "note", "", text))
+        unknown = self.timeline.follow(record)
+        return [f'"{name}" is raised, but no event has that trigger' for name in unknown]
+
+    def _follow_main_log(self, record: Record) -> list[str]:
+        """Returns notes on the record."""
+        self.timeline.follow_error(record)
+        if not record.text.startswith(_UNKNOWN_STATUS):
+            return []
+        name = record.text.removeprefix(_UNKNOWN_STATUS)
+        return [f'"{name}" is no status line of the device; {no_such_trigger(self.definitions, name)}']
 
     def run_line(self, line: str) -> None:
         """Runs a typed line."""
+        word, _, rest = line.strip().partition(" ")
         if line.strip() == "help":
-            self.screen.note(help_text(self.definitions))
-            return
+            return self.screen.note(help_text(self.definitions, self.network.tcp_receivers()))
+        if word in MODES and rest:
+            return self.screen.note(self.network.set_mode(word, rest))
+        if word == "status" and rest in STATUS_MODES:
+            self.service.set(STATUS_MODES[rest], self.service.answer)
+            return self.screen.note(f"the status service {SERVICE_MODES[self.service.mode]}")
         channel, message, error = interpret(self.definitions, line)
         if error:
             self.screen.note(error)
@@ -187,8 +203,9 @@ def status_answer(path: Path | None) -> bytes:
         return DEFAULT_ANSWER
     lines = path.read_bytes().replace(b"\r", b"\n").split(b"\n")
     lines = [re.sub(rb"[=:]", b":", line, count=1) for line in lines if re.search(rb"[=:]", line)]
-    if len(lines) < 6:
-        sys.exit("run: --status: the daemon ignores an answer of fewer than 6 lines name=value")
+    if len(lines) < MIN_STATUS_LINES:
+        few = f"fewer than {MIN_STATUS_LINES} lines name=value"
+        sys.exit(f"run: --status: the daemon ignores an answer of {few}")
     return b"".join(line + b"\r" for line in lines)
 
 
@@ -213,8 +230,10 @@ def main() -> int:
         if arguments.once or not passed:
             return 0 if passed else 1
     show.screen.note("")
-    show.screen.note(help_text(definitions))
-    return 0 if run_with_input(show.follow, lambda: completions(definitions)) else 1
+    show.run_line("help")
+    receivers = show.network.tcp_receivers
+    words = lambda: completions(definitions, receivers())  # noqa: E731
+    return 0 if run_with_input(show.follow, words) else 1
 
 
 if __name__ == "__main__":

@@ -3,6 +3,7 @@
 import time
 from collections.abc import Callable
 
+from device.constants import COMMANDS, STATUS_LINES, STATUS_REQUEST, VARIABLES, VARIABLES_TCP
 from device.daemon import Daemon
 from device.show.screen import printable
 from device.status import DEFAULT_ANSWER
@@ -14,28 +15,28 @@ CLIENT, REPLIES, TCP_REPLIES = "tcp 127.0.0.1:5127", "udp 127.0.0.1:9000", "tcp 
 ROUNDS = [
     ("", b"", [(LAMPS, b"POWER ON\r"), (MIXER, b"OK\r")]),
     (
-        "tcp:2700",
+        COMMANDS,
         b"doorState=open\n",
         [(PANEL, b"Door of Lobby at "), (MIXER, b"LIGHTS ON\r"), (PANEL, DEFAULT_ANSWER)],
     ),
     (
-        "udp:2727",
+        VARIABLES,
         b"e_param_set::DEVICE_NAME::Foyer\n",
         [(CLIENT, b"DEVICE_NAME=Foyer\n"), (PANEL, b"RENAMED")],
     ),
-    ("udp:2727", b"get_udp::DEVICE_NAME::127.0.0.1::9000", [(REPLIES, b"DEVICE_NAME=Foyer\n")]),
+    (VARIABLES, b"get_udp::DEVICE_NAME::127.0.0.1::9000", [(REPLIES, b"DEVICE_NAME=Foyer\n")]),
     (
-        "tcp:2727",
+        VARIABLES_TCP,
         b"get_tcp::device_name::127.0.0.1::9000\n",
         [(TCP_REPLIES, b"device_name=Foyer\n")],
     ),
     (
-        "udp:2727",
+        VARIABLES,
         b"renew_udp::127.0.0.1::9000",
         [(REPLIES, b"DEVICE_NAME=Foyer\n"), (REPLIES, b"_RENEW_NUM=1\n")],
     ),
-    ("tcp:2727", b"renew_tcp::127.0.0.1::9000", [(TCP_REPLIES, b"_RENEW_NUM=1\n")]),
-    ("udp:2728", b"local:news.m3u\n", [(PANEL, b"PLAY")]),
+    (VARIABLES_TCP, b"renew_tcp::127.0.0.1::9000", [(TCP_REPLIES, b"_RENEW_NUM=1\n")]),
+    (STATUS_LINES, b"local:news.m3u\n", [(PANEL, b"PLAY")]),
 ]
 
 
@@ -56,8 +57,9 @@ def demonstrate(show: "Show") -> bool:  # noqa: F821
 
 def _ask_status(show: "Show") -> bool:  # noqa: F821
     """Asks the status service through the daemon's client mode."""
-    show.screen.now("in", "run", "kovotcp --client getStatus")
-    client = Daemon("--client", "getStatus", stdout="/tmp/client.out")
+    request = STATUS_REQUEST.decode()
+    show.screen.now("in", "run", f"kovotcp --client {request}")
+    client = Daemon("--client", request, stdout="/tmp/client.out")
     if client.wait_exit() != 0:
         return False
     answer = read_file("/tmp/client.out")

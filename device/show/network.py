@@ -3,12 +3,17 @@
 import subprocess
 from dataclasses import dataclass, field
 
-from device.receivers import Arrival, TcpReceiver, UdpReceiver
+from device.constants import CHANNELS, STATUS_SERVICE
+from device.receivers import Arrival, SilentReceiver, TcpReceiver, UdpReceiver
 from device.show.events import Step
 from device.system import add_address, route_multicast
 
-# The daemon's own ports and the status service.
-_TAKEN = {"udp 2727", "udp 2728", "tcp 2700", "tcp 2727", "tcp 50003"}
+_TAKEN = {*CHANNELS, f"tcp:{STATUS_SERVICE[1]}"}
+MODES = {
+    "refuse": "refuses connections",
+    "silent": "does not answer: no connection is established",
+    "accept": "accepts connections",
+}
 
 
 def _answering_receiver(port: int, address: str) -> TcpReceiver:
@@ -49,6 +54,22 @@ class Network:
         if reason:
             self.refused[target] = reason
 
+    def set_mode(self, mode: str, where: str) -> str:
+        """Changes how a TCP receiver such as "10.0.0.6:23" treats connections; returns a note."""
+        listener = self.listeners.get(f"tcp {where}")
+        if mode not in MODES or not listener:
+            return f"no TCP receiver at {where}; there are: {', '.join(self.tcp_receivers())}"
+        address, _, port = where.partition(":")
+        listener.receiver.close()
+        if mode != "refuse":
+            start = SilentReceiver if mode == "silent" else _answering_receiver
+            listener.receiver, listener.shown = start(int(port), address), 0
+        return f"{where} {MODES[mode]}"
+
+    def tcp_receivers(self) -> list[str]:
+        """Returns the addresses and ports of the TCP receivers."""
+        return [name.removeprefix("tcp ") for name in self.listeners if name.startswith("tcp ")]
+
     @staticmethod
     def _refusal(transport: str, address: str, port: int) -> str:
         first = int(address.split(".")[0])
@@ -58,7 +79,7 @@ class Network:
             return "the daemon does not broadcast"
         if first >= 240:
             return "the daemon cannot send there"
-        if first == 127 and f"{transport} {port}" in _TAKEN:
+        if first == 127 and f"{transport}:{port}" in _TAKEN:
             return "a port of the device itself"
         return ""
 

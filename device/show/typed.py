@@ -1,8 +1,12 @@
 """Interprets typed lines."""
 
-from device.show.events import Definitions
+from difflib import get_close_matches
 
-CHANNELS = ("tcp:2700", "udp:2727", "tcp:2727", "udp:2728")
+from device.constants import CHANNELS, COMMANDS, STATUS_LINES, VARIABLES, VARIABLES_TCP
+from device.show.events import Definitions
+from device.show.network import MODES
+
+STATUS_MODES = {"off": "off", "silent": "silent", "on": "answer"}  # of the status service
 
 
 def interpret(definitions: Definitions, line: str) -> tuple[str, bytes, str]:
@@ -24,16 +28,16 @@ def interpret(definitions: Definitions, line: str) -> tuple[str, bytes, str]:
         name = key.removeprefix("__TEST__:")
         if name not in names:
             return "", b"", f'no event is named "{name}"; the file has: {_listed(names)}'
-        return "tcp:2700", _message(line), ""
+        return COMMANDS, _message(line), ""
     if line.startswith("__"):
-        return "tcp:2700", _message(line), ""
+        return COMMANDS, _message(line), ""
     if key in definitions.triggers() and not (has_value and key in settings):
-        return "tcp:2700", _message(line), ""
+        return COMMANDS, _message(line), ""
     if "::" in key:
-        return "udp:2727", _message(line), ""
+        return VARIABLES, _message(line), ""
     if has_value or ":" in line:
-        return "udp:2728", _message(line), ""
-    return "", b"", _no_such_trigger(definitions, line)
+        return STATUS_LINES, _message(line), ""
+    return "", b"", no_such_trigger(definitions, line)
 
 
 def _message(text: str) -> bytes:
@@ -44,11 +48,15 @@ def _listed(names: list[str]) -> str:
     return ", ".join(names) or "none"
 
 
-def _no_such_trigger(definitions: Definitions, line: str) -> str:
+def no_such_trigger(definitions: Definitions, line: str) -> str:
+    """Returns that no event has this trigger, with the one that may be meant."""
     for event in definitions.events:
         if event.name == line:
             return f'"{line}" is the name of an event: its trigger is "{event.trigger}"'
-    return f'no event has the trigger "{line}"; the file has: {_listed(definitions.triggers())}'
+    close = get_close_matches(line, definitions.triggers(), n=1)
+    meant = f'; did you mean "{close[0]}"?' if close else ""
+    has = meant or f"; the file has: {_listed(definitions.triggers())}"
+    return f'no event has the trigger "{line}"{has}'
 
 
 def examples(definitions: Definitions) -> list[tuple[str, str]]:
@@ -72,15 +80,27 @@ def examples(definitions: Definitions) -> list[tuple[str, str]]:
         (f"{setting}=Lobby", "a setting changes" + (f": fires {event.name}" if event else ""))
     )
     lines.append(("local:news.m3u", "a status line: the device plays a playlist"))
-    lines.append(("udp:2728 mute=1", "a text to that port, or to tcp:2700,"))
-    lines.append(("", "udp:2727 or tcp:2727"))
+    lines.append((f"{STATUS_LINES} mute=1", f"a text to that port, or to {COMMANDS},"))
+    lines.append(("", f"{VARIABLES} or {VARIABLES_TCP}"))
     return lines
 
 
-def help_text(definitions: Definitions) -> str:
+def faults(receivers: list[str]) -> list[tuple[str, str]]:
+    """Returns the lines that make a receiver or the status service fail, each with its effect."""
+    where = receivers[0] if receivers else "ADDRESS:PORT"
+    return [
+        (f"refuse {where}", "this TCP receiver refuses connections"),
+        (f"silent {where}", "it does not answer: no connection is established"),
+        (f"accept {where}", "it accepts connections again"),
+        ("status off|silent|on", "the status service refuses, is silent, answers"),
+    ]
+
+
+def help_text(definitions: Definitions, receivers: list[str]) -> str:
     """Returns the help: what can be typed, and the events of the file."""
     lines = ["Type one of these; Ctrl-D ends:"]
-    lines += [f"  {line:<30} {effect}" for line, effect in examples(definitions)]
+    rows = [*examples(definitions), *faults(receivers)]
+    lines += [f"  {line:<30} {effect}" for line, effect in rows]
     lines.append(f"  {'help':<30} this text")
     if not definitions.events:
         return "\n".join([*lines, "The definition file has no event with a positive Count."])
@@ -92,8 +112,10 @@ def help_text(definitions: Definitions) -> str:
     return "\n".join(lines)
 
 
-def completions(definitions: Definitions) -> list[str]:
-    """Returns the completions: triggers, tests and variables of the file."""
+def completions(definitions: Definitions, receivers: list[str]) -> list[str]:
+    """Returns the completions: triggers, tests and variables of the file, and faults."""
     tests = [f"__TEST__:{event.name}" for event in definitions.events]
     variables = [f"e_param_set::{name}::" for name, _ in definitions.raised_by("variable")]
-    return [*definitions.triggers(), *tests, *variables, "help"]
+    modes = [f"{mode} {where}" for where in receivers for mode in MODES]
+    services = [f"status {mode}" for mode in STATUS_MODES]
+    return [*definitions.triggers(), *tests, *variables, *modes, *services, "help"]
