@@ -41,10 +41,13 @@ class Record:
         found = _PUSH.fullmatch(self.text)
         return (found[1].split("\n"), bool(found[2])) if found else ([], False)
 
-    def failed_connection(self) -> tuple[str, int, str] | None:
-        """Returns address, port and error of a record of a failed connection."""
+    def failed_connection(self) -> tuple[str, str]:
+        """Returns destination, such as "10.0.0.6:23", and error of a failed connection, or ""."""
         found = _REFUSAL.fullmatch(self.text)
-        return (found[1], int(found[2]), found[3]) if found else None
+        # A connect that SO_SNDTIMEO ends fails with EINPROGRESS.
+        error = found[3] if found else ""
+        error = error.replace("Operation now in progress", "connection timed out")
+        return (f"{found[1]}:{found[2]}", error) if found else ("", "")
 
 
 class LogTail:

@@ -23,8 +23,7 @@ from device.show.prompt import Lines, run_with_input
 from device.show.screen import Screen, printable
 from device.show.timeline import Timeline
 from device.show.typed import STATUS_MODES, completions, help_text, interpret, no_such_trigger
-from device.status import DEFAULT_ANSWER, StatusService
-from device.status import MODES as SERVICE_MODES
+from device.status import DEFAULT_ANSWER, SERVICE_MODES, StatusService
 from device.system import add_address, send_tcp, send_udp, set_param, wait_until
 
 _EFFECT_NS = int(REPLY_TIMEOUT_S * 1e9)  # at most, until the effects of a message
@@ -62,10 +61,7 @@ class Show:
         self.screen.note(self.definitions.findings)
         targets = [step.target() for event in self.definitions.events for step in event.steps]
         for target in filter(None, dict.fromkeys(targets)):
-            known = target in self.network.refused
-            self.network.listen(target)
-            if target in self.network.refused and not known:
-                reason = self.network.refused[target]
+            if reason := self.network.listen(target):
                 self.screen.note(f"no simulated receiver at {target}: {reason}")
 
     def wait_for(self, condition: Callable[[], bool], timeout: float = 15.0) -> bool:
@@ -102,7 +98,7 @@ class Show:
             news.append((arrival.at_ns, "out", f"-> {target}", f'"{printable(arrival.data)}"'))
         now_ns = time.time_ns()
         for line in self.timeline.finished(now_ns):
-            style = "alarm" if "not received" in line else "note"
+            style = "alarm" if "not received" in line or "not sent" in line else "note"
             news.append((now_ns, style, "timeline", printable(line)))
         for at_ns, style, label, text in sorted(news, key=lambda line: line[0]):
             self.screen.line(style, at_ns, label, text)
@@ -122,7 +118,9 @@ class Show:
         if not record.text.startswith(_UNKNOWN_STATUS):
             return []
         name = record.text.removeprefix(_UNKNOWN_STATUS)
-        return [f'"{name}" is no status line of the device; {no_such_trigger(self.definitions, name)}']
+        hint = 'a message of port 2727 has "::"' if ":" in name else ""
+        hint = hint or no_such_trigger(self.definitions, name)
+        return [f'"{name}" is no status line of the device; {hint}']
 
     def run_line(self, line: str) -> None:
         """Runs a typed line."""
@@ -142,9 +140,9 @@ class Show:
 
     def follow(self, lines: Lines) -> bool:
         """Runs lines until they have ended and had their effects; False if the daemon ends."""
-        while not lines.has_ended() or self._is_busy():
-            for line in lines.take():
-                self.run_line(line)
+        while not lines.ended or lines.waiting or self._is_busy():
+            while lines.waiting:
+                self.run_line(lines.waiting.popleft())
             self.show_news()
             self.refresh_definitions()
             if not self.daemon.is_running():
@@ -161,21 +159,14 @@ class Show:
 def run_program(show: Show, command: str, directory: str) -> int:
     """Runs a program of the user on the device; returns its exit status."""
     show.screen.now("in", "run", command)
-    program = subprocess.Popen(
-        command,
-        shell=True,
-        cwd=directory,
-        stdout=subprocess.PIPE,
-        stderr=subprocess.STDOUT,
-        text=True,
-        errors="replace",
-    )
+    streams = {"stdout": subprocess.PIPE, "stderr": subprocess.STDOUT}
+    program = subprocess.Popen(command, shell=True, cwd=directory, **streams)
     lines = Lines()
 
     def print_output() -> None:
         for line in program.stdout:
-            show.screen.now("out", "program", printable(line.rstrip("\n").encode()))
-        lines.end()
+            show.screen.now("out", "program", printable(line.removesuffix(b"\n")))
+        lines.ended = True
 
     threading.Thread(target=print_output, daemon=True).start()
     followed = show.follow(lines)
@@ -204,14 +195,15 @@ def status_answer(path: Path | None) -> bytes:
     lines = path.read_bytes().replace(b"\r", b"\n").split(b"\n")
     lines = [re.sub(rb"[=:]", b":", line, count=1) for line in lines if re.search(rb"[=:]", line)]
     if len(lines) < MIN_STATUS_LINES:
-        few = f"fewer than {MIN_STATUS_LINES} lines name=value"
-        sys.exit(f"run: --status: the daemon ignores an answer of {few}")
+        sys.exit(f"run: --status: fewer than {MIN_STATUS_LINES} lines name=value are ignored")
     return b"".join(line + b"\r" for line in lines)
 
 
 def main() -> int:
     """Runs the program; returns its exit status."""
     arguments = parse_arguments()
+    sys.stdin.reconfigure(errors="surrogateescape")
+    sys.stdout.reconfigure(errors="backslashreplace")
     # A file may have more destinations than a login session has descriptors.
     _, hard = resource.getrlimit(resource.RLIMIT_NOFILE)
     resource.setrlimit(resource.RLIMIT_NOFILE, (hard, hard))
@@ -232,8 +224,7 @@ def main() -> int:
     show.screen.note("")
     show.run_line("help")
     receivers = show.network.tcp_receivers
-    words = lambda: completions(definitions, receivers())  # noqa: E731
-    return 0 if run_with_input(show.follow, words) else 1
+    return 0 if run_with_input(show.follow, lambda: completions(definitions, receivers())) else 1
 
 
 if __name__ == "__main__":

@@ -60,21 +60,16 @@ class Event:
     name: str
     trigger: str
     delay_s: int
-    raised_by: tuple[str, ...]
-    steps: tuple[Step, ...]
+    raised_by: list[str]
+    steps: list[Step]
 
 
 def _event(described: dict) -> Event:
     steps = [Step()] * described["step_count"]
     for step in described["steps"]:
         steps[step["index"]] = Step(**{name: step[name] for name in Step.__dataclass_fields__})
-    return Event(
-        described["name"],
-        described["trigger"],
-        described["delay_s"],
-        tuple(described["raised_by"]),
-        tuple(steps),
-    )
+    values = (described[name] for name in ("name", "trigger", "delay_s", "raised_by"))
+    return Event(*values, steps)
 
 
 @dataclass

@@ -23,12 +23,6 @@ _EVENT_LIFE_NS = (EVENT_LIFE_S + 2) * 1000 * _MS  # the daemon has dropped an ev
 _SHOWN_DIFFERENCE_MS = 20
 
 
-@dataclass(eq=False)
-class _Push:
-    event: Event
-    due_ns: int
-
-
 @dataclass
 class _Sent:
     """An executed step with its payload as logged, and its arrival."""
@@ -41,8 +35,8 @@ class _Sent:
 @dataclass(eq=False)
 class _Run:
     event: Event
-    at_ns: int
-    push: _Push | None  # None until its record is found
+    at_ns: int  # when its first step was executed or, until then, when it is due
+    pushed: bool  # the record of its push was found
     sent: list[_Sent] = field(default_factory=list)
 
     def next_step(self) -> Step | None:
@@ -57,7 +51,7 @@ class Timeline:
     def __init__(self, definitions: Definitions, network: Network) -> None:
         self._definitions = definitions
         self._network = network
-        self._pushes: deque[_Push] = deque()
+        self._due: deque[_Run] = deque()  # pushed and not executed
         self._runs: list[_Run] = []
         self._own_push = ""  # of the daemon itself, also if no event has that trigger
 
@@ -79,22 +73,19 @@ class Timeline:
         """Returns whether an event has the name or, unless it is a test, the trigger."""
         for event in self._definitions.events:
             if name == (event.name if is_test else event.trigger):
-                delay_s = 0 if is_test else event.delay_s
-                self._add_push(_Push(event, at_ns + delay_s * 1000 * _MS))
+                due_ns = at_ns + (0 if is_test else event.delay_s * 1000 * _MS)
+                unpushed = [run for run in self._runs if run.event == event and not run.pushed]
+                if unpushed and unpushed[0].at_ns <= due_ns:  # logged before the record of its push
+                    unpushed[0].pushed = True
+                else:
+                    self._due.append(_Run(event, due_ns, True))
                 return True
         return False
 
-    def _add_push(self, push: _Push) -> None:
-        for run in self._runs:  # logged before the record of its push
-            if run.event == push.event and not run.push and run.at_ns <= push.due_ns:
-                run.push = push
-                return
-        self._pushes.append(push)
-
     def _follow_step(self, record: Record) -> None:
         """Adds the step of a record to the first execution whose next step it is."""
-        while self._pushes and self._pushes[0].due_ns + _EVENT_LIFE_NS < record.at_ns:
-            self._pushes.popleft()
+        while self._due and self._due[0].at_ns + _EVENT_LIFE_NS < record.at_ns:
+            self._due.popleft()
         for run in self._possible_runs(record.at_ns):
             step = run.next_step()
             payload = step.logged_payload(record.data) if step else None
@@ -102,42 +93,40 @@ class Timeline:
                 break
         else:
             return
+        if run in self._due:
+            self._due.remove(run)
         if run not in self._runs:
             self._runs.append(run)
-        if run.push in self._pushes:
-            self._pushes.remove(run.push)
+            run.at_ns = record.at_ns
         run.sent.append(_Sent(step, payload))
-        target = step.target()
         if step.sends == "nothing":
             run.sent[-1].outcome = f'sends nothing (protocol "{step.protocol}")'
-        elif reason := self._network.refused.get(target):
+        elif reason := self._network.refused.get(step.target()):
             run.sent[-1].outcome = f"no simulated receiver ({reason})"
         elif step.sends == "payload" and step.transport == "TCP" and not payload:
             run.sent[-1].outcome = "no bytes"
 
     def _possible_runs(self, at_ns: int) -> Iterator[_Run]:
-        """Yields the latest execution, one of each due push, and one of each event."""
+        """Yields the latest execution, those that are due, and a new one of each event."""
         yield from self._runs[-1:]
-        due = [push for push in self._pushes if push.due_ns <= at_ns + _STAMP_ERROR_NS]
-        for push in sorted(due, key=lambda push: push.due_ns):
-            yield _Run(push.event, at_ns, push)
+        due = [run for run in self._due if run.at_ns <= at_ns + _STAMP_ERROR_NS]
+        yield from sorted(due, key=lambda run: run.at_ns)
         for event in self._definitions.events:
-            yield _Run(event, at_ns, None)
+            yield _Run(event, at_ns, False)
 
     def follow_error(self, record: Record) -> None:
         """Adds a record of the main log, which may report that a step was not sent."""
-        address, port, error = record.failed_connection() or ("", 0, "")
+        where, error = record.failed_connection()
         for run in self._runs if error else ():
             for sent in run.sent:
-                due_ns = self._due_ns(run, sent)
-                is_same = sent.step.target() == f"tcp {address}:{port}"
-                if is_same and not sent.outcome and due_ns <= record.at_ns:
+                is_due = self._due_ns(run, sent) <= record.at_ns
+                if is_due and not sent.outcome and sent.step.target() == f"tcp {where}":
                     sent.outcome = f"not sent: {error}"
                     return
 
     def is_waiting(self, now_ns: int) -> bool:
         """Returns whether an event is to be executed soon or its steps are being sent."""
-        return bool(self._runs) or any(push.due_ns + 1000 * _MS > now_ns for push in self._pushes)
+        return bool(self._runs) or any(run.at_ns + 1000 * _MS > now_ns for run in self._due)
 
     def finished(self, now_ns: int) -> list[str]:
         """Removes the finished executions; returns a line for each."""

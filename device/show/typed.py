@@ -23,15 +23,12 @@ def interpret(definitions: Definitions, line: str) -> tuple[str, bytes, str]:
     settings = [name for name, _ in definitions.raised_by("setting")]
     if not line.strip():
         return "", b"", ""
-    if line.startswith("__TEST__:"):
-        names = [event.name for event in definitions.events]
-        name = key.removeprefix("__TEST__:")
-        if name not in names:
-            return "", b"", f'no event is named "{name}"; the file has: {_listed(names)}'
-        return COMMANDS, _message(line), ""
-    if line.startswith("__"):
-        return COMMANDS, _message(line), ""
-    if key in definitions.triggers() and not (has_value and key in settings):
+    names = [event.name for event in definitions.events]
+    name = key.removeprefix("__TEST__:")
+    if name != key and name not in names:
+        return "", b"", f'no event is named "{name}"; the file has: {", ".join(names) or "none"}'
+    is_trigger = key in definitions.triggers() and not (has_value and key in settings)
+    if line.startswith("__") or is_trigger:
         return COMMANDS, _message(line), ""
     if "::" in key:
         return VARIABLES, _message(line), ""
@@ -41,11 +38,7 @@ def interpret(definitions: Definitions, line: str) -> tuple[str, bytes, str]:
 
 
 def _message(text: str) -> bytes:
-    return text.encode() + b"\n"
-
-
-def _listed(names: list[str]) -> str:
-    return ", ".join(names) or "none"
+    return text.encode(errors="surrogateescape") + b"\n"
 
 
 def no_such_trigger(definitions: Definitions, line: str) -> str:
@@ -55,7 +48,7 @@ def no_such_trigger(definitions: Definitions, line: str) -> str:
             return f'"{line}" is the name of an event: its trigger is "{event.trigger}"'
     close = get_close_matches(line, definitions.triggers(), n=1)
     meant = f'; did you mean "{close[0]}"?' if close else ""
-    has = meant or f"; the file has: {_listed(definitions.triggers())}"
+    has = meant or f"; the file has: {', '.join(definitions.triggers()) or 'none'}"
     return f'no event has the trigger "{line}"{has}'
 
 
@@ -65,7 +58,7 @@ def examples(definitions: Definitions) -> list[tuple[str, str]]:
     if definitions.events:
         first = definitions.events[-1]
         for event in reversed(definitions.events):  # preferably one that only programs fire
-            first = event if not event.raised_by else first
+            first = first if event.raised_by else event
         lines += [
             (first.trigger, f"fires {first.name}"),
             (f"{first.trigger}=open", "the same; the value goes to the event log"),
@@ -74,15 +67,14 @@ def examples(definitions: Definitions) -> list[tuple[str, str]]:
     variables = [(v, e) for v, e in definitions.raised_by("variable") if e.trigger != "PowerOn"]
     variable, event = next(iter(variables), ("MY_IP", None))
     effect = f"fires {event.name}" if event else "the device reports a new value"
-    lines.append((f"e_param_set::{variable}::1", f"a variable changes: {effect}"))
-    setting, event = next(definitions.raised_by("setting"), ("sysName", None))
-    lines.append(
-        (f"{setting}=Lobby", "a setting changes" + (f": fires {event.name}" if event else ""))
-    )
-    lines.append(("local:news.m3u", "a status line: the device plays a playlist"))
-    lines.append((f"{STATUS_LINES} mute=1", f"a text to that port, or to {COMMANDS},"))
-    lines.append(("", f"{VARIABLES} or {VARIABLES_TCP}"))
-    return lines
+    setting, fired = next(definitions.raised_by("setting"), ("sysName", None))
+    return lines + [
+        (f"e_param_set::{variable}::1", f"a variable changes: {effect}"),
+        (f"{setting}=Lobby", "a setting changes" + (f": fires {fired.name}" if fired else "")),
+        ("local:news.m3u", "a status line: the device plays a playlist"),
+        (f"{STATUS_LINES} mute=1", f"a text to that port, or to {COMMANDS},"),
+        ("", f"{VARIABLES} or {VARIABLES_TCP}"),
+    ]
 
 
 def faults(receivers: list[str]) -> list[tuple[str, str]]:
@@ -99,9 +91,8 @@ def faults(receivers: list[str]) -> list[tuple[str, str]]:
 def help_text(definitions: Definitions, receivers: list[str]) -> str:
     """Returns the help: what can be typed, and the events of the file."""
     lines = ["Type one of these; Ctrl-D ends:"]
-    rows = [*examples(definitions), *faults(receivers)]
+    rows = [*examples(definitions), *faults(receivers), ("help", "this text")]
     lines += [f"  {line:<30} {effect}" for line, effect in rows]
-    lines.append(f"  {'help':<30} this text")
     if not definitions.events:
         return "\n".join([*lines, "The definition file has no event with a positive Count."])
     lines.append("Events, by their triggers:")
