@@ -61,8 +61,8 @@ class Daemon:
         command += [*shlex.split(os.environ["KOVOTCP"]), *arguments]
         with _open(stdout) as out, _open(stderr) as errors:
             streams = {"stdin": subprocess.DEVNULL, "stdout": out, "stderr": errors}
-            variables = {**os.environ, **(environment or {})}
-            self.process = subprocess.Popen(command, start_new_session=True, env=variables, **streams)
+            env = {**os.environ, **(environment or {})}
+            self.process = subprocess.Popen(command, start_new_session=True, env=env, **streams)
         self.pid = self.process.pid
 
     def wait_until_up(self, timeout: float = 40.0) -> bool:

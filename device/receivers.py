@@ -171,8 +171,3 @@ class SilentReceiver(_Receiver):
         sock.listen(0)  # room for one connection
         super().__init__(sock)
         self._filling = socket.create_connection((address, self.port), timeout=1)
-
-    def close(self) -> None:
-        """Closes the port."""
-        super().close()
-        self._filling.close()

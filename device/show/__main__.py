@@ -88,8 +88,9 @@ class Show:
     def show_news(self) -> None:
         """Shows new log records and arrivals, in the order of time."""
         news = []
-        for tail in self._tails:
-            for record in tail.new_records():
+        taken = [(tail, tail.new_records()) for tail in self._tails]
+        for tail, records in reversed(taken):  # the record of a step comes before its error
+            for record in records:
                 style = "alarm" if record.text.startswith("Error") else "log"
                 news.append((record.at_ns, style, tail.label, printable(record.data)))
                 notes = self._follow_event_log if tail is self._tails[1] else self._follow_main_log
@@ -133,14 +134,18 @@ class Show:
             self.service.set(STATUS_MODES[rest], self.service.answer)
             return self.screen.note(f"the status service {SERVICE_MODES[self.service.mode]}")
         channel, message, error = interpret(self.definitions, line)
-        if error:
-            self.screen.note(error)
         if channel:
             self.send(channel, message)
+        elif error:
+            self.screen.note(error)
+
+    def is_busy(self, now_ns: int) -> bool:
+        """Returns whether messages may still have effects."""
+        return now_ns < self.busy_until_ns or self.timeline.is_waiting(now_ns)
 
     def follow(self, lines: Lines) -> bool:
         """Runs lines until they have ended and had their effects; False if the daemon ends."""
-        while not lines.ended or lines.waiting or self._is_busy():
+        while not lines.ended or lines.waiting or self.is_busy(time.time_ns()):
             while lines.waiting:
                 self.run_line(lines.waiting.popleft())
             self.show_news()
@@ -150,10 +155,6 @@ class Show:
                 return False
             time.sleep(_TICK_S)
         return True
-
-    def _is_busy(self) -> bool:
-        now_ns = time.time_ns()
-        return now_ns < self.busy_until_ns or self.timeline.is_waiting(now_ns)
 
 
 def run_program(show: Show, command: str, directory: str) -> int:
@@ -176,7 +177,7 @@ def run_program(show: Show, command: str, directory: str) -> int:
 
 
 def parse_arguments() -> argparse.Namespace:
-    """Parses the command line."""
+    """Returns the arguments."""
     parser = argparse.ArgumentParser(prog="device.show")
     parser.add_argument("--demonstrate", action="store_true")
     parser.add_argument("--once", action="store_true")
@@ -217,8 +218,7 @@ def main() -> int:
         return run_program(show, arguments.command, arguments.directory)
     if arguments.demonstrate or arguments.once:
         passed = demonstration.demonstrate(show)
-        show.screen.note("")
-        show.screen.note("Everything arrived." if passed else "Not everything arrived.")
+        show.screen.note("\nEverything arrived." if passed else "\nNot everything arrived.")
         if arguments.once or not passed:
             return 0 if passed else 1
     show.screen.note("")

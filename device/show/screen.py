@@ -1,5 +1,6 @@
 """The output of `./run`: a line for each message, record and note."""
 
+import re
 import sys
 import threading
 import time
@@ -18,10 +19,11 @@ _LABEL_WIDTH = 21
 
 
 def printable(data: str | bytes) -> str:
-    r"""Returns a text on one line, as kovocheck prints it: other than ASCII as \n, \r, \t, \x1B."""
+    r"""Returns a text on one line; escapes control characters, of bytes all that is not ASCII."""
     shown = {"\n": r"\n", "\r": r"\r", "\t": r"\t"}
-    text = (data.encode() if isinstance(data, str) else data).decode("latin-1")
-    return "".join(shown.get(c, c if " " <= c <= "~" else f"\\x{ord(c):02X}") for c in text)
+    text = data if isinstance(data, str) else data.decode("latin-1")
+    is_plain = str.isprintable if isinstance(data, str) else re.compile("[ -~]").match
+    return "".join(shown.get(c, c if is_plain(c) else f"\\x{ord(c):02X}") for c in text)
 
 
 class Screen:

@@ -46,10 +46,10 @@ def no_such_trigger(definitions: Definitions, line: str) -> str:
     for event in definitions.events:
         if event.name == line:
             return f'"{line}" is the name of an event: its trigger is "{event.trigger}"'
-    close = get_close_matches(line, definitions.triggers(), n=1)
-    meant = f'; did you mean "{close[0]}"?' if close else ""
-    has = meant or f"; the file has: {', '.join(definitions.triggers()) or 'none'}"
-    return f'no event has the trigger "{line}"{has}'
+    hint = f"the file has: {', '.join(definitions.triggers()) or 'none'}"
+    for close in get_close_matches(line, definitions.triggers(), n=1):
+        hint = f'did you mean "{close}"?'
+    return f'no event has the trigger "{line}"; {hint}'
 
 
 def examples(definitions: Definitions) -> list[tuple[str, str]]:
