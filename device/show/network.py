@@ -12,7 +12,7 @@ from device.system import add_address, ip
 _TAKEN = {*CHANNELS, f"tcp:{STATUS_SERVICE[1]}"}
 MODES = {
     "refuse": "refuses connections",
-    "silent": "does not answer: no connection is established",
+    "silent": "does not answer; connections time out",
     "accept": "accepts connections",
 }
 _answering_receiver = partial(TcpReceiver, reply=b"OK\r\n")

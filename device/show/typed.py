@@ -82,7 +82,7 @@ def faults(receivers: list[str]) -> list[tuple[str, str]]:
     where = receivers[0] if receivers else "ADDRESS:PORT"
     return [
         (f"refuse {where}", "this TCP receiver refuses connections"),
-        (f"silent {where}", "it does not answer: no connection is established"),
+        (f"silent {where}", "it does not answer; connections time out"),
         (f"accept {where}", "it accepts connections again"),
         ("status off|silent|on", "the status service refuses, is silent, answers"),
     ]
