@@ -11,7 +11,7 @@ ROUTINE = r"\[(\w{1,40})(?::|(;))\d{1,5}\]"  # and the line number
 
 _STAMPED = re.compile(rf"{STAMP}(?:{ROUTINE} )?".encode())
 _NAMED = re.compile(rf"(?P<error>Error: )?{ROUTINE} |\[kovotcp\] ".encode())
-_PUSH = re.compile(r"push event: (?s:(.*?))(, test=1)?")
+_PUSH = re.compile(r"(?:auto )?push event: (?s:(.*?))(, test=1)?")
 _REFUSAL = re.compile(r"Error: connect ip=(.*?), port=(\d+), error=\(\d+\)(.*?), data=(?s:.*)")
 
 

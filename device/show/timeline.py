@@ -16,7 +16,7 @@ from device.show.events import Definitions, Event, Step
 from device.show.network import Network
 
 _MS = 10**6
-_AUTO_PUSH = "auto push event: "  # of "PowerOn"; the record of its push follows
+_AUTO_PUSH = "auto push event: "  # at each first start, also if no event has that trigger
 _LATE_NS = 5000 * _MS  # at most, after the offset of a step
 _STAMP_ERROR_NS = _MS  # stamps are truncated to milliseconds
 _EVENT_LIFE_NS = (EVENT_LIFE_S + 2) * 1000 * _MS  # the daemon has dropped an event by then
@@ -53,21 +53,15 @@ class Timeline:
         self._network = network
         self._due: deque[_Run] = deque()  # pushed and not executed
         self._runs: list[_Run] = []
-        self._own_push = ""  # of the daemon itself, also if no event has that trigger
 
     def follow(self, record: Record) -> list[str]:
         """Adds a record of the event log; returns the pushed names that no event has."""
         text = record.text
         names, is_test = record.pushed()
-        if text.startswith(_AUTO_PUSH):
-            self._own_push = text.removeprefix(_AUTO_PUSH)
-        elif names:
-            own, self._own_push = self._own_push, ""
-            names = [name for name in names if not self._follow_push(record.at_ns, name, is_test)]
-            return [name for name in names if name != own or not own]
-        elif ", disabled uptime=" not in text and not text.startswith("skip "):
+        unknown = [name for name in names if not self._follow_push(record.at_ns, name, is_test)]
+        if not names and ", disabled uptime=" not in text and not text.startswith("skip "):
             self._follow_step(record)
-        return []
+        return [] if text.startswith(_AUTO_PUSH) else unknown
 
     def _follow_push(self, at_ns: int, name: str, is_test: bool) -> bool:
         """Returns whether an event has the name or, unless it is a test, the trigger."""
