@@ -48,10 +48,10 @@ def pytest_collection_modifyitems(items: list[pytest.Item]) -> None:
 
 
 @pytest.fixture(autouse=True)
-def turn(request: pytest.FixtureRequest) -> Iterator[None]:
-    """Lets a test marked as serial run while no other test does, in whatever worker.
+def exclusion(request: pytest.FixtureRequest) -> Iterator[None]:
+    """Lets a test marked as serial run while no other test does, in any worker.
 
-    Where that is allowed, it also has a higher priority than other programs of the machine.
+    Where that is allowed, a serial test also has a higher priority than the host's other programs.
     """
     is_serial = request.node.get_closest_marker("serial") is not None
     nice = os.nice(0)
@@ -66,14 +66,14 @@ def turn(request: pytest.FixtureRequest) -> Iterator[None]:
 
 
 @pytest.fixture(autouse=True)
-def fresh_device(turn: None) -> None:
-    """Makes the device as new."""
+def fresh_device(exclusion: None) -> None:
+    """Resets the device."""
     system.reset(BASE_MOUNTS)
 
 
 @pytest.fixture
 def start(fresh_device: None) -> Iterator[Callable[..., "device.Daemon"]]:
-    """Starts daemons on a device that has everything they wait for; waits until they are up."""
+    """Starts daemons on a device with a network and a status service; waits until they are up."""
     service = device.StatusService()
     device.add_address("eth0", "10.0.0.2/24")
     daemons = []

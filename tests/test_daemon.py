@@ -1,4 +1,4 @@
-"""What a scenario cannot say: floods, limits, what the daemon uses."""
+"""What a scenario cannot express: floods, limits, resources, and lists in documents."""
 
 import os
 import re
@@ -13,7 +13,7 @@ import pytest
 
 import device
 from device import logs
-from tests.conftest import IS_EMULATED, IS_SANITIZED
+from tests.conftest import IS_EMULATED, IS_SANITIZED, ROOT
 
 MAIN_LOG = "/var/tmp/log/kovo.log"
 EVENT_LOG = "/var/tmp/log/kovoevent.log"
@@ -51,7 +51,7 @@ def connect(port: int) -> socket.socket:
 
 
 def settled_usage(daemon: device.Daemon) -> device.Usage:
-    """Returns what it uses after its first passes, which keep their marker file open."""
+    """Returns the daemon's usage after its first passes, which open their marker file for good."""
     time.sleep(1)
     return daemon.usage()
 
@@ -64,16 +64,16 @@ def test_exhausted_descriptors_only_delay(start: Start, tcp: Tcp) -> None:
     assert device.wait_until(lambda: daemon.usage().descriptors >= 59)
     cpu_ms = daemon.usage().cpu_ms
     device.send_tcp(2700, b"next\n")
-    assert idle.recv(1) == b"", "an idle connection makes room"
+    assert idle.recv(1) == b"", "no idle connection was closed"
     time.sleep(0.5)
-    assert daemon.usage().cpu_ms - cpu_ms < 200, "it does not spin"
+    assert daemon.usage().cpu_ms - cpu_ms < 200, "it polls without a pause"
     assert is_logged(EVENT_LOG, "push event: next\n")
     assert is_logged(EVENT_LOG, " TCP A\n")
     device.write_file(DEFINITIONS, "BCount=1\n")
     assert device.wait_until(lambda: device.read_file(EVENT_LIST).startswith(b"B"))
 
 
-def test_a_burst_fills_exactly_512_slots_and_nothing_is_left_over(
+def test_a_burst_fills_exactly_512_slots_and_leaks_nothing(
     start: Start, tcp: Tcp, udp: Udp
 ) -> None:
     big = steps("Big", 128, "TCP", tcp.port, b"B") + "BigXMLfield=big\n"
@@ -84,7 +84,7 @@ def test_a_burst_fills_exactly_512_slots_and_nothing_is_left_over(
     assert is_logged(EVENT_LOG, " TCP B\n", 640)
     assert device.wait_until(lambda: tcp.connections == 512)
     assert device.wait_until(lambda: daemon.usage().threads == before.threads)
-    assert tcp.connections == 512, "the rest is dropped, not sent later"
+    assert tcp.connections == 512, "dropped steps were sent later"
     # The first search finds no free slot, only finished ones, and frees them for the second.
     device.send_tcp(2700, b"One\nOne\n")
     assert udp.wait(1)
@@ -150,7 +150,7 @@ def test_standard_descriptors_and_modes_do_not_depend_on_its_starter(start: Star
     assert os.stat("/tmp/kovo_asc.txt").st_mode & 0o777 == 0o644
 
 
-def test_a_terminal_that_nobody_reads_holds_up_nothing(start: Start) -> None:
+def test_a_terminal_that_nobody_reads_delays_nothing(start: Start) -> None:
     _, terminal = os.openpty()
     daemon = start(stdout=terminal)
     for _ in range(100):
@@ -160,9 +160,9 @@ def test_a_terminal_that_nobody_reads_holds_up_nothing(start: Start) -> None:
     start(stdout=terminal)  # its shell commands print on the full terminal as well
     device.send_tcp(2700, b"still=there\n")
     assert is_logged(EVENT_LOG, "push event: still\n")
-    subprocess.run(["timeout", "0.3", "yes"], stdout=terminal)  # not a byte of room is left
+    subprocess.run(["timeout", "0.3", "yes"], stdout=terminal)  # until it is full
     begin = time.monotonic()
-    assert device.Daemon(stdout=terminal).wait_exit() == 1, "its port is taken"
+    assert device.Daemon(stdout=terminal).wait_exit() == 1, "its port is in use"
     assert 0.9 < time.monotonic() - begin < 5, "the terminal delays its end by a second"
 
 
@@ -183,7 +183,7 @@ def test_a_slow_reader_gets_whole_records_in_order(start: Start) -> None:
 
 
 @needs_plain_process
-def test_a_worker_that_cannot_be_started_ends_the_daemon_in_its_own_words() -> None:
+def test_a_worker_that_cannot_be_started_is_logged_and_ends_the_daemon() -> None:
     workers = (
         "handle_tcp_event handle_udp_lm_var handle_tcp_lm_var handle_lm_event "
         "handle_q_event handle_udp_vep_api handle_vep_api"
@@ -217,3 +217,21 @@ def test_a_burst_of_2000_datagrams_is_handled_in_order(start: Start, tcp: Tcp, u
         assert arrivals[400].data == b"_RENEW_NUM=2000\n"
         assert arrivals[399].data.startswith(b"N1995=")
         assert arrivals[400].at_ns - arrivals[0].at_ns > 3e9, "10 ms are between two messages"
+
+
+def test_commands_are_those_of_the_help_text_and_the_document(start: Start, udp: Udp) -> None:
+    start()
+    device.send_udp(2727, b"Help_UDP::127.0.0.1::%d" % udp.port)
+    assert udp.wait(1)
+    in_help = set(udp.arrivals[0].data.decode().removeprefix("_LM_VAR_HELP=").split(";")) - {""}
+    document = (ROOT / "docs/interfaces.md").read_text()
+    documented = re.findall(r"^\| ((?:`[a-z_]+`(?:, )?)+) \| ([a-z, ]+) \|", document, re.M)
+    assert in_help == {
+        f"{name}::{arguments}".replace("::name", "::key").replace(", ", "::")
+        for names, arguments in documented
+        for name in re.findall(r"[a-z_]+", names)
+    }
+    sources = "".join(path.read_text() for path in (ROOT / "daemon/workers").glob("command*.cpp"))
+    rows = set(re.findall(r'^ *\{"([a-z_]+)", run_', sources, re.M))
+    handled_elsewhere = {"e_param_set", "help_udp", "help_tcp"}
+    assert {text.split("::")[0] for text in in_help} == rows | handled_elsewhere

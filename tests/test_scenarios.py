@@ -1,4 +1,4 @@
-"""Plays each scenario; docs/testing.md describes them."""
+"""Plays each block of each scenario; docs/testing.md describes them."""
 
 from collections.abc import Iterator
 from pathlib import Path
@@ -7,22 +7,26 @@ import pytest
 
 from tests.conftest import IS_EMULATED
 from tests.player.player import Failure, Player
+from tests.player.script import Line, read_blocks
 
 
 def parameters() -> Iterator:
-    """Returns the scenarios; one with the line "serial" runs while no other test does.
+    """Returns the blocks as SCENARIO-BLOCK; one with "serial" runs while no other test does.
 
     The checker, which prints timelines, is not built for an emulated device.
     """
     for path in sorted((Path(__file__).parent / "scenarios").glob("*.txt")):
-        is_serial = b"\nserial\n" in path.read_bytes()
-        if not (IS_EMULATED and path.stem.startswith("timeline_")):
-            yield pytest.param(path, id=path.stem, marks=[pytest.mark.serial] * is_serial)
+        if IS_EMULATED and path.stem.startswith("timeline_"):
+            continue
+        for name, script in read_blocks(path).items():
+            is_serial = any(line.verb == "serial" for line in script)
+            marks = [pytest.mark.serial] * is_serial
+            yield pytest.param(path, script, id=f"{path.stem}-{name}".strip("-"), marks=marks)
 
 
-@pytest.mark.parametrize("path", parameters())
-def test_scenario(path: Path) -> None:
-    player = Player(path)
+@pytest.mark.parametrize(("path", "script"), parameters())
+def test_scenario(path: Path, script: list[Line]) -> None:
+    player = Player(path, script)
     try:
         player.play()
     except Failure as failure:

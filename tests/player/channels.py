@@ -1,4 +1,4 @@
-"""What comes out of the device, and how it is made the same for every run."""
+"""The logs, stdout and receivers, with what differs from run to run replaced."""
 
 import re
 from collections.abc import Callable
@@ -19,15 +19,15 @@ class Record(NamedTuple):
 
 @dataclass
 class Channel:
-    """A log, stdout, a receiver: `look` returns all that has come, each arrival with an end."""
+    """A log, stdout or a receiver: `look` returns all of its text, each arrival with an end."""
 
     look: Callable[[], str]
     end: str = RECORD_END
     text: str = ""  # by the latest look
-    compared: str = ""  # what had come by the latest comparison
+    compared: str = ""  # by the latest comparison
 
 
-Ranges = dict[str, tuple[float, float]]  # the least and the most that fits a replacement
+Ranges = dict[str, tuple[float, float]]  # the least and the largest valid value of a replacement
 
 
 def _last_number(found: re.Match[str]) -> int:
@@ -46,7 +46,7 @@ def _queue_time_ms(found: re.Match[str]) -> int:
     return int(found[1]) if int(found[2]) <= int(found[1]) else -1  # never before it is due
 
 
-# A form, its replacement, and the range that its value must be in; without one, it always fits.
+# A form, its replacement, the range of its value, and the value; None if any value is valid.
 _FORMS = [
     (re.compile(form, re.ASCII), replacement, name, value)
     for form, replacement, name, value in (
@@ -62,16 +62,16 @@ _FORMS = [
         (r"now=(\d+) ms, t_exec=(\d+) ms", "now=N ms, t_exec=N ms", "N", _queue_time_ms),
     )
 ]
-# What is logged of a received message, with the lines that belong to it.
+# Log records of received messages, with their further lines.
 _RECEIPT = re.compile(
     r"(\[handle_\w+\] [rR]ecv\(|@ get (tcp:2700|udp:2728) event)[^\n]*\n([^\[@\n]*\n)*", re.ASCII
 )
 
 
 def fresh_text(channel: Channel, ranges: Ranges, receipts: bool) -> str:
-    """Returns what came since the latest comparison, the same for every run."""
-    goes_on = channel.text.startswith(channel.compared)  # or the file was removed
-    fresh = channel.text[len(channel.compared) if goes_on else 0 :]
+    """Returns the text since the latest comparison, with what differs from run to run replaced."""
+    has_grown = channel.text.startswith(channel.compared)  # or the file was removed
+    fresh = channel.text[len(channel.compared) if has_grown else 0 :]
     for form, replacement, name, value in _FORMS:
 
         def replace(found: re.Match[str]) -> str:
@@ -89,18 +89,18 @@ def split_first(text: str, end: str) -> tuple[str, str]:
     return (text, "") if at < 0 else (text[: at + 1], text[at + 1 :])
 
 
-def log_records(main: str, events: str, out: str, owed: str) -> tuple[list[Record], str]:
-    """Names the records of the logs by where they came out: stdout has most of them.
+def log_records(main: str, events: str, out: str, shown_later: str) -> tuple[list[Record], str]:
+    """Returns the records of the logs, each by the verb for the places where it is.
 
-    Returns them, and the line of the main log without an end that stdout shows only together with
-    the next one; `owed` is the one of the latest comparison.
+    Returns also the line of the main log without an end, which stdout shows only together with the
+    next one; `shown_later` is that of the latest comparison.
     """
     records = []
-    unfinished = owed if not out else ""
-    if out.startswith(owed):
-        out = out[len(owed) :]
+    unfinished = shown_later if not out else ""
+    if out.startswith(shown_later):
+        out = out[len(shown_later) :]
     elif out:
-        records.append(Record("out lacks", owed))
+        records.append(Record("out lacks", shown_later))
     while main or events or out:
         log, later_main = split_first(main, "\n")
         event, later_events = split_first(events, "\n@ ")
@@ -138,18 +138,17 @@ _IN_EVENT_LOG = {"echo", "event"}
 
 
 def _in_order(one: Record, other: Record) -> bool:
-    """Returns whether two records come out of one file or receiver, or both on stdout."""
+    """Returns whether two records are of one file or receiver, or both on stdout."""
     verbs = {one.verb, other.verb}
     return len(verbs) == 1 or verbs <= _ON_STDOUT or verbs <= _IN_EVENT_LOG
 
 
-def difference(came: list[Record], expected: list[Record]) -> list[str]:
-    """Returns "+ RECORD" for each that came and is not expected there, then "- RECORD" for each
-    that is missing."""
+def difference(actual: list[Record], expected: list[Record]) -> list[str]:
+    """Returns "+ RECORD" for each unexpected record, then "- RECORD" for each missing one."""
     fixed = [record for record in expected if not record.mark]
     floating = [record for record in expected if record.mark]
     lines = []
-    for record in came:
+    for record in actual:
         at = next((at for at, one in enumerate(fixed) if _in_order(one, record)), None)
         anywhere = [one for one in floating if one[:2] == record[:2]]
         if at is not None and fixed[at][:2] == record[:2]:

@@ -1,4 +1,4 @@
-"""Plays one scenario inside a device."""
+"""Plays one block of a scenario inside a device."""
 
 import os
 import re
@@ -12,9 +12,9 @@ from pathlib import Path
 import device
 from tests.player import channels
 from tests.player.channels import Channel, Record
-from tests.player.script import RECORD_END, Line, escape, escape_record, read_script, unescape
+from tests.player.script import RECORD_END, Line, escape, escape_record, unescape
 
-LIMIT_S = 40  # for whatever must come
+LIMIT_S = 40  # for each expected record
 _FENCES = re.compile("cmd=fence2?|mapping event fence|disable, skip fence|push event: fence")
 _AFTER_FENCES = re.compile(r"[^\0]*fence[^\0]*|\[renew_macro_var\] save.*")
 
@@ -28,19 +28,19 @@ def _file_channel(path: str) -> Channel:
 
 
 class Player:
-    """A scenario under way: the device it is played in, what goes into it and what comes out."""
+    """A block being played: the device, the daemon and what it has sent, logged and printed."""
 
-    def __init__(self, path: Path) -> None:
+    def __init__(self, path: Path, script: list[Line]) -> None:
         self.path = path
-        self.script = read_script(path)
-        self.line = 0  # under way
-        self.receipts = False  # what is logged of received messages counts
+        self.script = script
+        self.line = 0  # the current one
+        self.receipts = False  # whether log lines of received messages are compared
         self.service = device.StatusService("off")
         self.daemon: device.Daemon | None = None
         self.uptime = 1000.0
         self.started = 0.0
         self.terminal = -1
-        self.terminal_end = -1  # kept open: the terminal is there before and after the daemon
+        self.terminal_end = -1  # kept open so that the terminal outlives the daemon
         self.output = ""
         self.receivers: dict[str, device.UdpReceiver | device.TcpReceiver] = {}
         self.channels = {
@@ -50,9 +50,9 @@ class Player:
         }
         self.channels["out"] = Channel(self._read_terminal, "\n")
         self.looked_ns = self.compared_ns = time.time_ns()
-        self.owed = self.unfinished = ""  # see channels.log_records
+        self.shown_later = self.unfinished = ""  # see channels.log_records
         self.begun = 0.0  # when the first action since the latest comparison began
-        self.took = 0.0  # seconds from then on until all had come
+        self.took = 0.0  # seconds from then on until all expected records had arrived
 
     def fail(self, text: str) -> None:
         """Ends the scenario."""
@@ -66,7 +66,7 @@ class Player:
             receiver.close()
         self._close_terminal()
 
-    # ---- What comes out.
+    # ---- Logs, stdout and receivers.
 
     def _close_terminal(self) -> None:
         for end in (self.terminal, self.terminal_end):
@@ -82,7 +82,7 @@ class Player:
         return self.output
 
     def look(self) -> bool:
-        """Reads all channels; returns whether something has come."""
+        """Reads all channels; returns whether there is new text."""
         self.looked_ns = time.time_ns()
         changed = False
         for channel in self.channels.values():
@@ -92,7 +92,7 @@ class Player:
         return changed
 
     def wait_looking(self, condition: Callable[[], bool]) -> bool:
-        """Looks at all channels until the condition holds; False when it does not within 40 s."""
+        """Reads all channels until the condition holds; returns False if it does not within 40 s."""
 
         def holds() -> bool:
             self.look()
@@ -101,14 +101,14 @@ class Player:
         return device.wait_until(holds, LIMIT_S)
 
     def records(self) -> list[Record]:
-        """Returns what the latest look found since the latest comparison."""
+        """Returns the records that the latest look found since the latest comparison."""
         ranges = self._ranges()
         texts = {
             name: channels.fresh_text(channel, ranges, self.receipts)
             for name, channel in self.channels.items()
         }
         logs = [texts.pop(name) for name in ("main", "event", "out")]
-        records, self.unfinished = channels.log_records(*logs, self.owed)
+        records, self.unfinished = channels.log_records(*logs, self.shown_later)
         for kind in ("err", "status", "udp:", "tcp:"):
             for name in sorted(texts):
                 if name.startswith(kind):
@@ -117,7 +117,7 @@ class Player:
         return records
 
     def _ranges(self) -> channels.Ranges:
-        """Returns what fits the moment and the daemon."""
+        """Returns the values that are right now for this daemon."""
         since = self.compared_ns / 1e6 - 200  # a stamp is older than its record
         now = time.time_ns() / 1e6 + 1
         age = time.monotonic() - self.started
@@ -133,22 +133,22 @@ class Player:
         }
 
     def consume(self) -> None:
-        """Counts what the latest look found as compared."""
+        """Marks the text of the latest look as compared."""
         for channel in self.channels.values():
             channel.compared = channel.text
         self.compared_ns = self.looked_ns
-        self.owed = self.unfinished
+        self.shown_later = self.unfinished
         self.begun = 0.0
 
     def content_of(self, path: str) -> str:
-        """Returns the bytes of a file, with PID for the daemon's."""
+        """Returns the bytes of a file; PID if they are the daemon's process id."""
         if not os.path.exists(path):
             return "no such file"
         text = device.read_file(path).decode("latin-1")
         return "PID\n" if self.daemon and text == f"{self.daemon.pid}\n" else text
 
     def is_record(self, verb: str) -> bool:
-        """Returns whether a verb is that of a record."""
+        """Returns whether a verb names a record."""
         return verb in ("log", "echo") or verb in self.channels
 
     def _call(self, prefix: str, line: Line) -> None:
@@ -156,16 +156,16 @@ class Player:
             self.fail(f"unknown: {line.verb}")
         getattr(self, prefix + line.verb)(line)
 
-    # ---- What the lines at the margin do.
+    # ---- Actions.
 
     def act(self, line: Line) -> None:
-        """Does what a line at the margin says."""
+        """Runs an action."""
         self.begun = self.begun or time.monotonic()
         if line.verb:
             self._call("_do_", line)
 
     def _do_serial(self, line: Line) -> None:
-        pass  # says when the scenario may run
+        pass  # read by test_scenarios.py
 
     def _do_receipts(self, line: Line) -> None:
         self.receipts = True
@@ -252,42 +252,42 @@ class Player:
     def _do_kill(self, line: Line) -> None:
         self.daemon.stop()
 
-    # ---- What a block expects.
+    # ---- Expected records.
 
-    def compare(self, block: list[Line]) -> None:
-        """Waits for what a block expects; fails when it does not come, or something else does."""
-        self.line = block[0].number
-        for line in block:
+    def compare(self, expected: list[Line]) -> None:
+        """Waits for expected records; fails when one is missing or another one arrives."""
+        self.line = expected[0].number
+        for line in expected:
             if line.verb == "exit":
-                self.daemon.wait_exit(LIMIT_S)  # all it says has come then
-        self._compare_records(block)
-        for line in block:
+                self.daemon.wait_exit(LIMIT_S)  # its output is complete then
+        self._compare_records(expected)
+        for line in expected:
             self.line = line.number
             if line.verb and not self.is_record(line.verb):
                 self._call("_expect_", line)
         self.consume()
 
-    def _expected_records(self, block: list[Line]) -> list[Record]:
+    def _expected_records(self, lines: list[Line]) -> list[Record]:
         expected = []
-        for line in block:
+        for line in lines:
             stamp = "@ " if line.verb in ("echo", "event") else ""
             for text in line.rest.split(" ;; ") if self.is_record(line.verb) else ():
                 record = escape_record(unescape(f"{stamp}{text}\n"))
                 expected.append(Record(line.verb, record, line.mark))
         return expected
 
-    def _compare_records(self, block: list[Line]) -> None:
-        expected = self._expected_records(block)
+    def _compare_records(self, lines: list[Line]) -> None:
+        expected = self._expected_records(lines)
         differences: list[str] | None = None
-        right = time.monotonic()
+        last_right = time.monotonic()  # when all records so far were expected ones
 
         def is_decided() -> bool:
-            nonlocal differences, right
+            nonlocal differences, last_right
             if self.look() or differences is None:
                 differences = channels.difference(self.records(), expected)
             if not any(line.startswith("+") for line in differences):
-                right = time.monotonic()
-            return not differences or time.monotonic() - right > 0.5
+                last_right = time.monotonic()
+            return not differences or time.monotonic() - last_right > 0.5
 
         device.wait_until(is_decided, LIMIT_S)
         if differences:
@@ -309,14 +309,14 @@ class Player:
             self.fail(f"{self.took * 1000:.0f} ms")
 
     def _expect_offsets(self, line: Line) -> None:
-        """CHANNEL MS MS ... within MS: when its arrivals came, counted from the first one."""
+        """Compares the times of arrivals, from the first one: CHANNEL MS MS ... within MS."""
         first = self.channels[line.name].compared.count(RECORD_END)
         *offsets, _, within = line.text.split()
         times = [one.at_ns for one in self.receivers[line.name].arrivals[first:]]
         for at, offset in zip(times, offsets, strict=True):
-            came = (at - times[0]) / 1e6
-            if abs(came - int(offset)) > int(within):
-                self.fail(f"{came:.1f} ms")
+            offset_ms = (at - times[0]) / 1e6
+            if abs(offset_ms - int(offset)) > int(within):
+                self.fail(f"{offset_ms:.1f} ms")
 
     def _expect_exit(self, line: Line) -> None:
         status = self.daemon.wait_exit(LIMIT_S)
@@ -324,32 +324,32 @@ class Player:
             self.fail(f"status {status}")
 
     def _expect_end(self) -> None:
-        """Sends a word to every server; nothing may come but what follows from it."""
+        """Sends a message to each port; only the records of these messages may follow."""
         device.send_tcp(2700, b"fence\n")
         device.send_udp(2727, b"fence:")
         device.send_tcp(2727, b"fence2:")
         device.send_udp(2728, b"fence")
 
-        def is_through() -> bool:
+        def are_handled() -> bool:
             texts = self.channels["out"].text + self.channels["event"].text
             return len(_FENCES.findall(texts)) == 4
 
-        if not self.wait_looking(is_through):
-            self.fail("the daemon does not take messages any more")
+        if not self.wait_looking(are_handled):
+            self.fail("the daemon no longer handles messages")
         for record in self.records():
             if record.verb != "status" and not _AFTER_FENCES.fullmatch(record.text):
-                self.fail(f"too much at the end: {record.verb} {record.text}")
+                self.fail(f"unexpected at the end: {record.verb} {record.text}")
 
     def play(self) -> None:
-        """Plays the scenario; raises Failure when something else comes out than is expected."""
+        """Plays the block; raises Failure when a record is missing or unexpected."""
         if not any(line.verb for line in self.script):
             self.fail("nothing to play")
-        os.environ["TZ"] = "KOV-05:45"  # local time must differ from the world's
+        os.environ["TZ"] = "KOV-05:45"  # local time must differ from UTC
         time.tzset()
         for line in self.script:
             self.line = line.number
             self.act(line)
-            if line.block:
-                self.compare(line.block)
+            if line.records:
+                self.compare(line.records)
         if self.daemon and self.daemon.is_running():
             self._expect_end()

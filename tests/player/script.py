@@ -1,4 +1,4 @@
-"""A scenario as it is written: its lines, and the texts in them.
+"""The form of a scenario: its lines, and the texts in them.
 
 All text is bytes, held as strings of the same number of characters (Latin-1).
 """
@@ -27,7 +27,7 @@ class Line:
     rest: str = ""  # as written
     name: str = ""  # the first word of the rest
     text: str = ""  # what follows it, unescaped
-    block: list["Line"] = field(default_factory=list)  # the indented lines below it
+    records: list["Line"] = field(default_factory=list)  # the indented lines below it
 
 
 def unescape(text: str) -> str:
@@ -56,7 +56,7 @@ def escape(text: str) -> str:
 
 
 def escape_record(record: str) -> str:
-    """Does the same for a record, whose end is not written; a backslash says that it has none."""
+    """Escapes a record without its end, and appends a backslash if it has none."""
     if record.endswith(("\n", RECORD_END)):
         return escape(record[:-1])
     return escape(record) + "\\"
@@ -76,17 +76,33 @@ def _read_line(number: int, source: str) -> Line:
 
 
 def read_script(path: Path) -> list[Line]:
-    """Returns the lines at the margin, with the blocks below them."""
+    """Returns the actions, each with the records that are expected after it."""
     script: list[Line] = []
     text = path.read_bytes().decode("latin-1").removesuffix("\n")
     for number, source in enumerate(text.split("\n"), 1):
-        block = script[-1].block if script else script
+        records = script[-1].records if script else script
         if found := _CONTINUATION.fullmatch(source):
-            above = block[-1] if block else script[-1]
+            above = records[-1] if records else script[-1]
             added = _step_lines(found[2]) if found[1] == "+" else unescape(found[2] + "\n")
             above.text += added
         elif source.startswith(" "):
-            block.append(_read_line(number, source))
+            records.append(_read_line(number, source))
         else:
             script.append(_read_line(number, source))
     return script
+
+
+def read_blocks(path: Path) -> dict[str, list[Line]]:
+    """Returns the lines of each block by its name: those before the first block, then its own.
+
+    A scenario without blocks is one block without a name.
+    """
+    setup: list[Line] = []
+    blocks: dict[str, list[Line]] = {}
+    lines = setup
+    for line in read_script(path):
+        if line.verb == "block":
+            lines = blocks[line.rest] = setup.copy()
+        else:
+            lines.append(line)
+    return blocks or {"": setup}
