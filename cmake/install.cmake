@@ -6,8 +6,12 @@ set(KOVO_TMPFILES_DIR lib/tmpfiles.d CACHE STRING "Directory of the systemd-tmpf
 set(KOVO_INIT_SCRIPT init.d/kovotcp CACHE STRING "Init script, in the configuration directory; empty: none")
 
 install(TARGETS kovotcp RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR})
-install(PROGRAMS packaging/kovotcp-health DESTINATION ${CMAKE_INSTALL_SBINDIR})
 install(PROGRAMS packaging/kovotcp-prepare RENAME prepare DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/kovotcp)
+configure_file(packaging/kovotcp-health.in kovotcp-health @ONLY)
+configure_file(packaging/kovotcp-processes.in kovotcp-processes @ONLY)
+install(PROGRAMS ${CMAKE_CURRENT_BINARY_DIR}/kovotcp-health DESTINATION ${CMAKE_INSTALL_SBINDIR})
+install(PROGRAMS ${CMAKE_CURRENT_BINARY_DIR}/kovotcp-processes RENAME processes
+  DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/kovotcp)
 install(FILES packaging/man/kovotcp.8 packaging/man/kovotcp-health.8
   DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
 install(FILES packaging/man/kovo.txt.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5)
@@ -15,9 +19,8 @@ install(FILES packaging/kovotcp.logrotate RENAME kovotcp
   DESTINATION ${CMAKE_INSTALL_FULL_SYSCONFDIR}/logrotate.d)
 install(FILES packaging/kovotcp.default RENAME kovotcp
   DESTINATION ${CMAKE_INSTALL_FULL_SYSCONFDIR}/default)
-install(FILES docs/examples/kovo.txt packaging/examples/ordinary-user.conf
-  DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
-foreach(name inittab kovotcp-health.service kovotcp.procd)
+install(FILES docs/examples/kovo.txt DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
+foreach(name inittab kovotcp-health.service kovotcp.procd ordinary-user.conf)
   configure_file(packaging/examples/${name}.in examples/${name} @ONLY)
   install(FILES ${CMAKE_CURRENT_BINARY_DIR}/examples/${name} DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
 endforeach()

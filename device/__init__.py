@@ -7,16 +7,5 @@
 from device.daemon import Daemon, Usage
 from device.receivers import Arrival, TcpReceiver, UdpReceiver
 from device.status import StatusService
-from device.system import (
-    add_address,
-    read_file,
-    reset,
-    route_multicast,
-    send_tcp,
-    send_udp,
-    set_param,
-    set_uptime,
-    step_lines,
-    wait_until,
-    write_file,
-)
+from device.system import add_address, read_file, reset, send_tcp, send_udp
+from device.system import set_param, set_uptime, step_lines, wait_until, write_file

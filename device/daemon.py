@@ -60,14 +60,9 @@ class Daemon:
         command = [*prefix, *(["prlimit", *options, "--"] if options else [])]
         command += [*shlex.split(os.environ["KOVOTCP"]), *arguments]
         with _open(stdout) as out, _open(stderr) as errors:
-            self.process = subprocess.Popen(
-                command,
-                stdin=subprocess.DEVNULL,
-                stdout=out,
-                stderr=errors,
-                start_new_session=True,
-                env={**os.environ, **(environment or {})},
-            )
+            streams = {"stdin": subprocess.DEVNULL, "stdout": out, "stderr": errors}
+            env = {**os.environ, **(environment or {})}
+            self.process = subprocess.Popen(command, start_new_session=True, env=env, **streams)
         self.pid = self.process.pid
 
     def wait_until_up(self, timeout: float = 40.0) -> bool:

@@ -1,4 +1,4 @@
-"""Receivers that record messages with the time stamps of the kernel."""
+"""Receivers that record messages with the time stamps of the kernel, and one that never answers."""
 
 import bisect
 import socket
@@ -161,3 +161,13 @@ class TcpReceiver(_Receiver):
         super().close()
         for connection in list(self._open):
             close_socket(connection)
+
+
+class SilentReceiver(_Receiver):
+    """A TCP port where no connection is established: its queue is full, so no SYN is answered."""
+
+    def __init__(self, port: int = 0, address: str = "127.0.0.1") -> None:
+        sock = _bind(socket.SOCK_STREAM, address, port)
+        sock.listen(0)  # room for one connection
+        super().__init__(sock)
+        self._filling = socket.create_connection((address, self.port), timeout=1)

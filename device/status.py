@@ -1,16 +1,17 @@
-"""The status service of the device, simulated on 127.0.0.1:50003."""
+"""The status service of the device, simulated on its loopback address."""
 
+import contextlib
 import socket
 import threading
 import time
 
+from device.constants import STATUS_REQUEST, STATUS_SERVICE
 from device.system import close_socket
 
-PORT = 50003
 DEFAULT_ANSWER = (
     b"inputName:HDMI1\rHDMI1Status:1\rHDMI1Resolution:1080p60\rname:Lobby\rstream:12\rmute:0\r"
 )
-MODES = {
+SERVICE_MODES = {
     "answer": "answers and closes",
     "hold": "answers once and keeps the connection",
     "silent": "never answers and keeps the connection",
@@ -38,14 +39,14 @@ class StatusService:
         self.set(mode, answer)
 
     def set(self, mode: str, answer: bytes = DEFAULT_ANSWER) -> None:
-        """Changes how later requests are answered; `mode` is one of MODES."""
-        if mode not in MODES:
+        """Changes how later requests are answered; `mode` is one of SERVICE_MODES."""
+        if mode not in SERVICE_MODES:
             raise ValueError(f"unknown mode of the status service: {mode}")
         self.mode, self.answer = mode, answer
         if mode == "off":
             self._stop()
         elif self._listener is None:
-            self._listener = socket.create_server(("127.0.0.1", PORT), backlog=4096)
+            self._listener = socket.create_server(STATUS_SERVICE, backlog=4096)
             threading.Thread(target=self._accept, args=(self._listener,), daemon=True).start()
 
     def close(self) -> None:
@@ -101,16 +102,10 @@ class StatusService:
 
 def _read_request(connection: socket.socket) -> bytes:
     request = b""
-    end = time.monotonic() + _REQUEST_LIMIT_S
-    while b"getStatus" not in request and (left := end - time.monotonic()) > 0:
-        connection.settimeout(left)
-        try:
-            part = connection.recv(4096)
-        except TimeoutError:
-            break
-        if not part:
-            break
-        request += part
+    connection.settimeout(_REQUEST_LIMIT_S)
+    with contextlib.suppress(TimeoutError):
+        while STATUS_REQUEST not in request and (part := connection.recv(4096)):
+            request += part
     connection.settimeout(None)
     return request
 
@@ -119,9 +114,7 @@ def _close(connection: socket.socket) -> None:
     """Closes after the client: unread bytes would reset the connection and discard the answer."""
     connection.shutdown(socket.SHUT_WR)
     connection.settimeout(0.5)
-    try:
+    with contextlib.suppress(TimeoutError):
         while connection.recv(4096):
             pass
-    except TimeoutError:
-        pass
     connection.close()

@@ -89,11 +89,6 @@ def add_address(interface: str, address: str) -> None:
     ip(f"address replace {address} dev {interface}")
 
 
-def route_multicast(interface: str) -> None:
-    """Sends datagrams to multicast groups through an interface."""
-    ip(f"route add 224.0.0.0/4 dev {interface}")
-
-
 def send_udp(port: int, data: bytes, address: str = "127.0.0.1") -> None:
     """Sends one datagram."""
     with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as sender:

@@ -13,6 +13,7 @@ from collections.abc import Callable
 import pytest
 
 import device
+from device import logs
 from tests.conftest import IS_EMULATED, IS_SANITIZED, ROOT
 
 MAIN_LOG = "/var/tmp/log/kovo.log"
@@ -30,7 +31,7 @@ Tcp, Udp = device.TcpReceiver, device.UdpReceiver
 
 def log(path: str) -> str:
     """Returns a log with "[routine:123]" as "[routine]"."""
-    return re.sub(r"\[(\w+)[:;]\d+\]", r"[\1]", device.read_file(path).decode("latin-1"))
+    return re.sub(logs.ROUTINE, r"[\1]", device.read_file(path).decode("latin-1"))
 
 
 def is_logged(path: str, part: str, times: int = 1, timeout: float = 20.0) -> bool:

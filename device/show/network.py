@@ -2,17 +2,20 @@
 
 import subprocess
 from dataclasses import dataclass, field
+from functools import partial
 
-from device.receivers import Arrival, TcpReceiver, UdpReceiver
+from device.constants import CHANNELS, STATUS_SERVICE
+from device.receivers import Arrival, SilentReceiver, TcpReceiver, UdpReceiver
 from device.show.events import Step
-from device.system import add_address, route_multicast
+from device.system import add_address, ip
 
-# The daemon's own ports and the status service.
-_TAKEN = {"udp 2727", "udp 2728", "tcp 2700", "tcp 2727", "tcp 50003"}
-
-
-def _answering_receiver(port: int, address: str) -> TcpReceiver:
-    return TcpReceiver(port, address, reply=b"OK\r\n")
+_TAKEN = {*CHANNELS, f"tcp:{STATUS_SERVICE[1]}"}
+MODES = {
+    "refuse": "refuses connections",
+    "silent": "does not answer; connections time out",
+    "accept": "accepts connections",
+}
+_answering_receiver = partial(TcpReceiver, reply=b"OK\r\n")
 
 
 @dataclass
@@ -30,12 +33,11 @@ class Network:
     def __init__(self) -> None:
         self.listeners: dict[str, Listener] = {}
         self.refused: dict[str, str] = {}
-        self._has_multicast_route = False
 
-    def listen(self, target: str) -> None:
-        """Starts a receiver at a target, once; `refused` has the reason if that is impossible."""
+    def listen(self, target: str) -> str:
+        """Starts a receiver at a target, once; returns the reason if that is impossible."""
         if target in self.listeners or target in self.refused:
-            return
+            return ""
         transport, _, where = target.partition(" ")
         address, _, port = where.partition(":")
         reason = self._refusal(transport, address, int(port))
@@ -48,6 +50,24 @@ class Network:
                 reason = str(error)
         if reason:
             self.refused[target] = reason
+        return reason
+
+    def set_mode(self, mode: str, where: str) -> str:
+        """Changes how a TCP receiver such as "10.0.0.6:23" treats connections; returns a note."""
+        listener = self.listeners.get(f"tcp {where}")
+        if mode not in MODES or not listener:
+            return f"no TCP receiver at {where}; there are: {', '.join(self.tcp_receivers())}"
+        address, _, port = where.partition(":")
+        listener.receiver.close()
+        if mode != "refuse":
+            start = SilentReceiver if mode == "silent" else _answering_receiver
+            listener.receiver, listener.shown = start(int(port), address), 0
+        return f"{where} {MODES[mode]}"
+
+    def tcp_receivers(self) -> list[str]:
+        """Returns the addresses and ports of the TCP receivers."""
+        names = sorted(self.listeners, key=lambda name: "127.0.0.1" in name)  # others first
+        return [name.removeprefix("tcp ") for name in names if name.startswith("tcp ")]
 
     @staticmethod
     def _refusal(transport: str, address: str, port: int) -> str:
@@ -58,16 +78,14 @@ class Network:
             return "the daemon does not broadcast"
         if first >= 240:
             return "the daemon cannot send there"
-        if first == 127 and f"{transport} {port}" in _TAKEN:
+        if first == 127 and f"{transport}:{port}" in _TAKEN:
             return "a port of the device itself"
         return ""
 
     def _make_local(self, address: str) -> None:
         first = int(address.split(".")[0])
         if 224 <= first < 240:
-            if not self._has_multicast_route:
-                route_multicast("eth0peer")
-            self._has_multicast_route = True
+            ip("route replace 224.0.0.0/4 dev eth0peer")
         elif first != 127:
             add_address("eth0peer", f"{address}/32")
 
@@ -92,12 +110,6 @@ class Network:
                 return arrival
         return None
 
-    def count(self, target: str) -> int:
-        """Returns how many messages have arrived at a target."""
-        listener = self.listeners.get(target)
-        return len(listener.receiver.arrivals) if listener else 0
-
-    def arrived(self, target: str, start: bytes, skip: int) -> bool:
-        """Returns whether a message that begins with `start` arrived after the first `skip`."""
-        arrivals = self.listeners[target].receiver.arrivals[skip:]
-        return any(arrival.data.startswith(start) for arrival in arrivals)
+    def messages(self, target: str) -> list[bytes]:
+        """Returns all messages that have arrived at a target."""
+        return [arrival.data for arrival in self.listeners[target].receiver.arrivals]

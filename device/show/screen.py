@@ -1,5 +1,6 @@
 """The output of `./run`: a line for each message, record and note."""
 
+import re
 import sys
 import threading
 import time
@@ -18,13 +19,11 @@ _LABEL_WIDTH = 21
 
 
 def printable(data: str | bytes) -> str:
-    r"""Returns a text on one line, control characters as \n, \r, \t or \x1B."""
-    text = data.decode("latin-1") if isinstance(data, bytes) else data
+    r"""Returns a text on one line; escapes control characters, of bytes all that is not ASCII."""
     shown = {"\n": r"\n", "\r": r"\r", "\t": r"\t"}
-    return "".join(
-        shown.get(c, c if " " <= c <= "~" else "".join(f"\\x{b:02X}" for b in c.encode("latin-1")))
-        for c in text
-    )
+    text = data if isinstance(data, str) else data.decode("latin-1")
+    is_plain = str.isprintable if isinstance(data, str) else re.compile("[ -~]").match
+    return "".join(shown.get(c, c if is_plain(c) else f"\\x{ord(c):02X}") for c in text)
 
 
 class Screen:
@@ -48,11 +47,12 @@ class Screen:
     def line(self, style: str, at_ns: int, label: str, text: str) -> None:
         """Prints a line with its time, in nanoseconds since the epoch.
 
-        A narrow terminal shows the beginning of messages and records, and all of notes.
+        A narrow terminal shows the beginning of messages and records, and all of notes and skips.
         """
         seconds = (at_ns - self.start_ns) / 1e9
         head = f"{seconds:8.3f}  {label:<{_LABEL_WIDTH}} "
-        self._print(style, head + text, shorten=style in ("in", "out", "log"))
+        is_skip = text.startswith("skip ")  # it ends with the number that matters
+        self._print(style, head + text, shorten=style in ("in", "out", "log") and not is_skip)
 
     def now(self, style: str, label: str, text: str) -> None:
         """Prints a line with the present time."""

@@ -7,23 +7,20 @@ begin with the same step.
 """
 
 from collections import deque
+from collections.abc import Iterator
 from dataclasses import dataclass, field
 
+from device.constants import EVENT_LIFE_S
+from device.logs import Record
 from device.show.events import Definitions, Event, Step
-from device.show.logs import Record
 from device.show.network import Network
 
 _MS = 10**6
-_PUSHES = ("push event: ", "auto push event: ")
+_AUTO_PUSH = "auto push event: "  # at each first start, also if no event has that trigger
 _LATE_NS = 5000 * _MS  # at most, after the offset of a step
 _STAMP_ERROR_NS = _MS  # stamps are truncated to milliseconds
-_EVENT_LIFE_NS = 62_000 * _MS  # the daemon has dropped an event by then
-
-
-@dataclass
-class _Push:
-    event: Event
-    due_ns: int
+_EVENT_LIFE_NS = (EVENT_LIFE_S + 2) * 1000 * _MS  # the daemon has dropped an event by then
+_SHOWN_DIFFERENCE_MS = 20
 
 
 @dataclass
@@ -35,10 +32,10 @@ class _Sent:
     outcome: str = ""  # such as "100 ms" or "not received"
 
 
-@dataclass
+@dataclass(eq=False)
 class _Run:
     event: Event
-    at_ns: int
+    at_ns: int  # when its first step was executed or, until then, when it is due
     pushed: bool  # the record of its push was found
     sent: list[_Sent] = field(default_factory=list)
 
@@ -54,64 +51,47 @@ class Timeline:
     def __init__(self, definitions: Definitions, network: Network) -> None:
         self._definitions = definitions
         self._network = network
-        self._pushes: deque[_Push] = deque()
+        self._due: deque[_Run] = deque()  # pushed and not executed
         self._runs: list[_Run] = []
 
     def follow(self, record: Record) -> list[str]:
         """Adds a record of the event log; returns the pushed names that no event has."""
-        for prefix in _PUSHES:
-            if record.text.startswith(prefix):
-                return self._follow_push(record.at_ns, record.text.removeprefix(prefix))
-        if ", disabled uptime=" in record.text or record.text.startswith("skip "):
-            return []
-        run = self._runs[-1] if self._runs else None
-        step = run.next_step() if run else None
-        if not step or not step.is_record(record.text):
-            run = self._begin(record)
-        if run:
-            self._add(run, record)
-        return []
+        text = record.text
+        names, is_test = record.pushed()
+        unknown = [name for name in names if not self._follow_push(record.at_ns, name, is_test)]
+        if not names and ", disabled uptime=" not in text and not text.startswith("skip "):
+            self._follow_step(record)
+        return [] if text.startswith(_AUTO_PUSH) else unknown
 
-    def _follow_push(self, at_ns: int, text: str) -> list[str]:
-        name, _, test = text.rpartition(", test=1")
-        unknown = []
-        for pushed in (name if name else text).split("\n"):
-            fits = [
-                e for e in self._definitions.events if pushed == (e.name if name else e.trigger)
-            ]
-            if not fits:
-                unknown.append(pushed)
-                continue
-            delay_s = 0 if name else fits[0].delay_s
-            self._add_push(_Push(fits[0], at_ns + delay_s * 1000 * _MS))
-        return unknown
-
-    def _add_push(self, push: _Push) -> None:
-        for run in self._runs:  # logged before the record of its push
-            if run.event == push.event and not run.pushed and run.at_ns <= push.due_ns:
-                run.pushed = True
-                return
-        self._pushes.append(push)
-
-    def _begin(self, record: Record) -> _Run | None:
-        while self._pushes and self._pushes[0].due_ns + _EVENT_LIFE_NS < record.at_ns:
-            self._pushes.popleft()
-        due = [push for push in self._pushes if push.due_ns <= record.at_ns + _STAMP_ERROR_NS]
-        for push in sorted(due, key=lambda push: push.due_ns):
-            if push.event.begins_with(record.text):
-                self._pushes.remove(push)
-                self._runs.append(_Run(push.event, record.at_ns, pushed=True))
-                return self._runs[-1]
+    def _follow_push(self, at_ns: int, name: str, is_test: bool) -> bool:
+        """Returns whether an event has the name or, unless it is a test, the trigger."""
         for event in self._definitions.events:
-            if event.begins_with(record.text):
-                self._runs.append(_Run(event, record.at_ns, pushed=False))
-                return self._runs[-1]
-        return None
+            if name == (event.name if is_test else event.trigger):
+                due_ns = at_ns + (0 if is_test else event.delay_s * 1000 * _MS)
+                unpushed = [run for run in self._runs if run.event == event and not run.pushed]
+                if unpushed and unpushed[0].at_ns <= due_ns:  # logged before the record of its push
+                    unpushed[0].pushed = True
+                else:
+                    self._due.append(_Run(event, due_ns, True))
+                return True
+        return False
 
-    def _add(self, run: _Run, record: Record) -> None:
-        step = run.next_step()
-        head = record.text.index(f" {step.protocol} ") + len(step.protocol) + 2
-        payload = record.text.encode("latin-1")[head:].split(b"\0")[0][:1023]
+    def _follow_step(self, record: Record) -> None:
+        """Adds the step of a record to the first execution whose next step it is."""
+        while self._due and self._due[0].at_ns + _EVENT_LIFE_NS < record.at_ns:
+            self._due.popleft()
+        for run in self._possible_runs(record.at_ns):
+            step = run.next_step()
+            payload = step.logged_payload(record.data) if step else None
+            if payload is not None:
+                break
+        else:
+            return
+        if run in self._due:
+            self._due.remove(run)
+        if run not in self._runs:
+            self._runs.append(run)
+            run.at_ns = record.at_ns
         run.sent.append(_Sent(step, payload))
         if step.sends == "nothing":
             run.sent[-1].outcome = f'sends nothing (protocol "{step.protocol}")'
@@ -120,9 +100,27 @@ class Timeline:
         elif step.sends == "payload" and step.transport == "TCP" and not payload:
             run.sent[-1].outcome = "no bytes"
 
+    def _possible_runs(self, at_ns: int) -> Iterator[_Run]:
+        """Yields the latest execution, those that are due, and a new one of each event."""
+        yield from self._runs[-1:]
+        due = [run for run in self._due if run.at_ns <= at_ns + _STAMP_ERROR_NS]
+        yield from sorted(due, key=lambda run: run.at_ns)
+        for event in self._definitions.events:
+            yield _Run(event, at_ns, False)
+
+    def follow_error(self, record: Record) -> None:
+        """Adds a record of the main log, which may report that a step was not sent."""
+        where, error = record.failed_connection()
+        for run in self._runs if error else ():
+            for sent in run.sent:
+                is_due = self._due_ns(run, sent) <= record.at_ns
+                if is_due and not sent.outcome and sent.step.target() == f"tcp {where}":
+                    sent.outcome = f"not sent: {error}"
+                    return
+
     def is_waiting(self, now_ns: int) -> bool:
         """Returns whether an event is to be executed soon or its steps are being sent."""
-        return bool(self._runs) or any(push.due_ns + 1000 * _MS > now_ns for push in self._pushes)
+        return bool(self._runs) or any(run.at_ns + 1000 * _MS > now_ns for run in self._due)
 
     def finished(self, now_ns: int) -> list[str]:
         """Removes the finished executions; returns a line for each."""
@@ -136,12 +134,20 @@ class Timeline:
                 self._runs.remove(run)
         return lines
 
+    @staticmethod
+    def _due_ns(run: _Run, sent: _Sent) -> int:
+        return run.at_ns + max(0, sent.step.offset_ms) * _MS
+
     def _settle(self, run: _Run, sent: _Sent, now_ns: int) -> None:
         if sent.outcome:
             return
-        due_ns = run.at_ns + max(0, sent.step.offset_ms) * _MS
+        due_ns = self._due_ns(run, sent)
         arrival = self._network.claim(sent.step, sent.payload, due_ns - _STAMP_ERROR_NS)
         if arrival:
-            sent.outcome = f"{max(0, arrival.at_ns - run.at_ns) // _MS} ms"
+            configured_ms = max(0, sent.step.offset_ms)
+            measured_ms = max(0, arrival.at_ns - run.at_ns) // _MS
+            sent.outcome = f"{configured_ms} ms"
+            if abs(measured_ms - configured_ms) > _SHOWN_DIFFERENCE_MS:
+                sent.outcome += f" (measured {measured_ms} ms)"
         elif now_ns > due_ns + _LATE_NS:
             sent.outcome = "not received"

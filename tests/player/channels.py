@@ -1,11 +1,11 @@
 """The logs, stdout and receivers, with what differs from run to run replaced."""
 
 import re
-import time
 from collections.abc import Callable
 from dataclasses import dataclass
 from typing import NamedTuple
 
+from device import logs
 from tests.player.script import RECORD_END, escape_record
 
 
@@ -34,9 +34,12 @@ def _last_number(found: re.Match[str]) -> int:
     return int(found[found.lastindex])
 
 
-def _local_time_ms(found: re.Match[str]) -> float:
-    seconds = time.mktime(time.strptime(found[0][:19], "%Y-%m-%d %H:%M:%S"))
-    return seconds * 1000 + (int(found[1]) if found.lastindex else 0)
+def _stamp_ms(found: re.Match[str]) -> int:
+    return logs.local_ms(found[1], found[2])
+
+
+def _date_ms(found: re.Match[str]) -> int:
+    return logs.local_ms(found[0])
 
 
 def _queue_time_ms(found: re.Match[str]) -> int:
@@ -44,16 +47,15 @@ def _queue_time_ms(found: re.Match[str]) -> int:
 
 
 # A form, its replacement, the range of its value, and the value; None if any value is valid.
-_DATE = r"\d{4}-\d\d-\d\d \d\d:\d\d:\d\d"
 _FORMS = [
     (re.compile(form, re.ASCII), replacement, name, value)
     for form, replacement, name, value in (
-        (r"\[(\w+)(?::|(;))\d+\]", r"[\1\2]", "", None),
+        (logs.ROUTINE, r"[\1\2]", "", None),
         (r"/\S*/kovotcp:", "kovotcp:", "", None),
         (r"Build: \w{3} [ \d]\d \d{4} \d\d:\d\d:\d\d \+", "Build: DATE +", "", None),
         (r"now-last=[0-4] sec", "now-last=S sec", "", None),
-        (rf"{_DATE}\.(\d{{3}})  ", "@ ", "@", _local_time_ms),
-        (_DATE, "NOW", "NOW", _local_time_ms),
+        (logs.STAMP, "@ ", "@", _stamp_ms),
+        (logs.DATE, "NOW", "NOW", _date_ms),
         (r"(kovotcp\.pid=|run echo )(\d+)", r"\1PID", "PID", _last_number),
         (r"(uptime=|skip \w+ \.\.\.)(\d+)", r"\1UP", "UP", _last_number),
         (r"network\.\.\.(\d+)", "network...S", "S", _last_number),
