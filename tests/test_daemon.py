@@ -7,8 +7,8 @@ import select
 import socket
 import subprocess
 import time
-from pathlib import Path
 from collections.abc import Callable
+from pathlib import Path
 
 import pytest
 

@@ -66,9 +66,8 @@ std::string read_first_line(int fd, std::int64_t end_ns) {
   return std::string(until_newline(until_nul(text)));
 }
 
-/// Waits for the end of a child, until `end_ns` of the steady clock. Returns whether it has ended; a
-/// child is not reaped after that time.
-bool has_ended(pid_t child, std::int64_t end_ns) {
+/// Waits until `end_ns` of the steady clock for the end of a child. Returns whether it was reaped.
+bool is_reaped(pid_t child, std::int64_t end_ns) {
   while (steady_ns() < end_ns) {
     if (waitpid(child, nullptr, WNOHANG) != 0) return true;
     sleep_ms(kChildPollMs);
@@ -112,7 +111,7 @@ std::string query_device_param(const std::string& name, std::int64_t timeout_ms)
   const std::int64_t end_ns = steady_ns() + timeout_ms * kNanosecondsPerMillisecond;
   std::string line = read_first_line(fileno(pipe.output.get()), end_ns);
   pipe.output.reset();
-  if (has_ended(pipe.child, end_ns)) {
+  if (is_reaped(pipe.child, end_ns)) {
     pipe.child = -1;
     return line;
   }
