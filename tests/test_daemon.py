@@ -253,7 +253,7 @@ def test_full_stores_change_nothing_else(start: Start, udp: Udp) -> None:
         device.send_udp(2728, b"CUR_HDCP=1")
     assert is_logged(MAIN_LOG, "get vep_api event HDCPOutStatus\n")
     assert is_logged(EVENT_LOG, "skip event HDCPOutStatus, now-last=")
-    time.sleep(1)
+    time.sleep(1)  # the line is logged once a second
     device.send_udp(2727, b"e_param_set::DEVICE_NAME::new")
     assert is_logged(EVENT_LOG, "push event: name\n")
     assert is_logged(MAIN_LOG, " not stored, last DEVICE_NAME\n")
