@@ -12,7 +12,7 @@
 #include "check/explain.h"
 #include "check/fixes.h"
 #include "check/json.h"
-#include "check/log_files.h"
+#include "check/log/files.h"
 #include "check/replace_file.h"
 #include "check/report.h"
 #include "check/rule_sections.h"

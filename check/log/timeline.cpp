@@ -1,0 +1,493 @@
+#include "check/log/timeline.h"
+
+#include <algorithm>
+#include <iterator>
+#include <map>
+#include <unordered_map>
+#include <unordered_set>
+
+#include "check/log/maker.h"
+#include "check/source.h"
+#include "check/trigger_sources.h"
+#include "core/change_rules.h"
+#include "core/message.h"
+#include "core/setting_rules.h"
+#include "core/text.h"
+
+namespace kovo::check {
+namespace {
+
+constexpr std::size_t kMaxQueue = 500;   // waiting pushes, which bounds the time of a pass
+constexpr std::size_t kMaxSources = 16;  // a push follows its source closely
+constexpr LogTime kClockStepMs = 1000;
+constexpr LogTime kSecondMs = 1000;
+constexpr Variant kVariants[] = {{1, 0}, {1, 1}, {0, 1}};
+
+std::vector<TriggerSource> all_sources() {
+  std::vector<TriggerSource> all;
+  for (const Variant& variant : kVariants) {
+    for (TriggerSource& source : trigger_sources(variant)) all.push_back(std::move(source));
+  }
+  return all;
+}
+
+/// Returns what raises a trigger by the daemon's tables: only variables, or everything else.
+std::string usual_source(std::string_view trigger, bool variables) {
+  static const std::vector<TriggerSource> all = all_sources();
+  std::vector<std::string> found;
+  for (const TriggerSource& source : all) {
+    const bool is_variable =
+        source.cause == TriggerCause::kVariable || source.cause == TriggerCause::kVariablePart;
+    if (source.trigger != trigger || is_variable != variables) continue;
+    std::string text = source.cause == TriggerCause::kPlayback  ? "the playback selection"
+                       : source.cause == TriggerCause::kSetting ? "setting " + source.name
+                                                                : "variable " + source.name;
+    if (source.cause == TriggerCause::kDisplay || source.cause == TriggerCause::kFirstStart)
+      continue;
+    if (std::find(found.begin(), found.end(), text) == found.end())
+      found.push_back(std::move(text));
+  }
+  std::string result;
+  for (const std::string& text : found) result += (result.empty() ? "by " : " or ") + text;
+  return result;
+}
+
+std::string variable_source(std::string_view trigger) {
+  const std::string usual = usual_source(trigger, true);
+  return usual.empty() ? "by a variable" : usual;
+}
+
+TimelineBlock& add_block(TimelineMaker& maker, std::size_t record, std::string_view trigger,
+                         std::string source) {
+  TimelineBlock& block = maker.timeline.blocks.emplace_back();
+  block.record = record;
+  block.time = maker.events.records[record].time;
+  block.trigger = trigger;
+  block.source = std::move(source);
+  return block;
+}
+
+void settle(TimelineBlock& block, BlockVerdict verdict, std::string text, bool failed = false) {
+  block.verdict = verdict;
+  block.text = std::move(text);
+  block.has_failed = failed;
+}
+
+/// Returns whether the main log shows every edit of the definition file after a time.
+bool is_covered(const TimelineMaker& maker, LogTime at) {
+  const Pairing& pairing = maker.pairing;
+  return pairing.has_pairs && at >= pairing.since &&
+         pairing.until == maker.events.records.back().elapsed;
+}
+
+bool has_program_source(const TimelineBlock& block) {
+  return block.is_test || block.source == "on tcp:2700";
+}
+
+std::string no_event_text(const LogDefinitions& definitions, const TimelineBlock& block) {
+  std::string text =
+      block.is_test ? "no event is named " + quoted(block.trigger) : "no event has this trigger";
+  std::string near =
+      nearest_name(block.is_test ? definitions.names : definitions.triggers, block.trigger);
+  const auto by_trigger = definitions.by_trigger.find(block.trigger);
+  if (block.is_test && by_trigger != definitions.by_trigger.end()) {
+    near = by_trigger->second->compiled->name;
+  }
+  return near.empty() ? text : text + "; did you mean " + quoted(near) + "?";
+}
+
+/// Settles a push as expired if the main log says so.
+bool settle_expired(TimelineMaker& maker, const Push& push) {
+  TimelineBlock& block = maker.timeline.blocks[push.block];
+  const LogTime end = push.at + kEventLifeS * kSecondMs;
+  for (std::size_t at = 0; at < maker.main_log.records.size(); ++at) {
+    const MainRecord& record = maker.main_log.records[at];
+    if (record.kind != MainLine::kExpired || maker.is_shown[at] || record.name != block.trigger) {
+      continue;
+    }
+    const Span& span = maker.pairing.spans[at];
+    if (span.latest < end || span.earliest > end + patience(maker, push)) continue;
+    maker.is_shown[at] = true;
+    settle(block, BlockVerdict::kExpired, "dropped: not executed within 60 s", true);
+    return true;
+  }
+  return false;
+}
+
+/// Gives a push without steps its verdict; `end` is the record of a start or gap, or the end of the
+/// log, if the push may still have been executed after it.
+void settle_unexecuted(TimelineMaker& maker, const Push& push, std::optional<std::size_t> end) {
+  TimelineBlock& block = maker.timeline.blocks[push.block];
+  const std::vector<EventRecord>& records = maker.events.records;
+  const bool is_gap = end && *end < records.size() && records[*end].follows_gap;
+  if (push.event != nullptr && push.event->compiled->delay_s >= kEventLifeS && !block.is_test) {
+    const std::string delay = std::to_string(push.event->compiled->delay_s);
+    settle_expired(maker, push);
+    settle(block, BlockVerdict::kExpired,
+           "never runs: a Delay of " + delay + " s is not below 60 s", true);
+  } else if (settle_expired(maker, push)) {
+    return;
+  } else if (push.maybe) {
+    settle(block, BlockVerdict::kNotKnown,
+           "unknown: the steps of " + clock_text(*push.maybe) + " may be its own");
+  } else if (is_gap) {
+    settle(block, BlockVerdict::kNotKnown, "unknown: a part of the log is missing");
+  } else if (maker.definitions == nullptr) {
+    settle(block, BlockVerdict::kNotKnown, "unknown: no steps in the log");
+  } else if (block.is_renewed) {
+    settle(block, BlockVerdict::kNotKnown,
+           "unknown: the definition file was edited after this push");
+  } else if (push.event == nullptr) {
+    settle(block, BlockVerdict::kNoEvent, no_event_text(*maker.definitions, block),
+           has_program_source(block));
+  } else if (end == records.size() && records.back().elapsed <= push.last_due + kPassMs) {
+    settle(block, BlockVerdict::kLogEnd, "unknown: the log ends before it is executed");
+  } else if (!is_covered(maker, push.at)) {
+    settle(block, BlockVerdict::kNotKnown,
+           "unknown: kovo.log does not show whether the definition file was edited");
+  } else if (end && *end < records.size()) {
+    settle(block, BlockVerdict::kRestart,
+           "lost: the daemon was restarted at " + clock_text(records[*end].time), true);
+  } else {
+    settle(block, BlockVerdict::kNotExecuted, "not executed; the logs do not show why", true);
+  }
+}
+
+void settle_all(TimelineMaker& maker, std::size_t end) {
+  for (const Push& push : maker.queue) {
+    if (!push.is_done) settle_unexecuted(maker, push, end);
+  }
+  maker.queue.clear();
+}
+
+/// Settles the pushes that would have been executed by now.
+void settle_old(TimelineMaker& maker, LogTime now) {
+  std::size_t excess = maker.queue.size() - std::min(maker.queue.size(), kMaxQueue);
+  const auto is_old = [&](const Push& push) {
+    const bool is_over = push.is_done || now > push.last_due + patience(maker, push) || excess > 0;
+    if (is_over && excess > 0) --excess;
+    if (is_over && !push.is_done) settle_unexecuted(maker, push, {});
+    return is_over;
+  };
+  maker.queue.erase(std::remove_if(maker.queue.begin(), maker.queue.end(), is_old),
+                    maker.queue.end());
+}
+
+LogEvent* pushed_event(const TimelineMaker& maker, std::string_view name, bool is_test) {
+  if (maker.definitions == nullptr) return nullptr;
+  const auto& events = is_test ? maker.definitions->by_name : maker.definitions->by_trigger;
+  const auto found = events.find(name);
+  return found == events.end() ? nullptr : found->second;
+}
+
+void queue_push(TimelineMaker& maker, std::size_t record, std::string_view name, bool is_test,
+                const std::string& source, bool front) {
+  TimelineBlock& block = add_block(maker, record, name, source);
+  block.is_test = is_test;
+  block.is_renewed = is_renewed_after(maker, record);
+  Push push;
+  push.block = maker.timeline.blocks.size() - 1;
+  push.record = record;
+  push.at = push.due = maker.events.records[record].elapsed;
+  push.event = pushed_event(maker, name, is_test);
+  push.names_before = maker.names++;
+  if (push.event != nullptr) {
+    block.event = push.event->compiled->name;
+    block.step_count = static_cast<std::size_t>(push.event->compiled->step_count);
+    if (!is_test) push.due += std::max(0, push.event->compiled->delay_s) * kSecondMs;
+  }
+  const bool may_be_executed = push.event != nullptr || maker.definitions == nullptr || is_test ||
+                               block.is_renewed || !is_covered(maker, push.at);
+  if (!may_be_executed) return settle_unexecuted(maker, push, {});
+  push.last_due = push.due;
+  maker.queue.insert(front ? maker.queue.begin() : maker.queue.end(), push);
+}
+
+/// Removes and returns what the log says of why a text is pushed.
+std::string pop_source(TimelineMaker& maker, std::string_view text) {
+  const auto source = std::find_if(maker.sources.begin(), maker.sources.end(),
+                                   [&](const PushSource& one) { return one.name == text; });
+  if (source != maker.sources.end()) {
+    std::string result = std::move(source->text);
+    maker.sources.erase(source);
+    return result;
+  }
+  std::string usual = usual_source(text, false);
+  if (usual.empty()) usual = usual_source(text, true);
+  return usual.empty() ? "by what is not in the log" : usual;
+}
+
+void add_source(TimelineMaker& maker, std::string_view name, std::string text) {
+  maker.sources.push_back({name, std::move(text)});
+  if (maker.sources.size() > kMaxSources) maker.sources.erase(maker.sources.begin());
+}
+
+void on_push(TimelineMaker& maker, std::size_t record, bool is_test) {
+  const std::string_view text = maker.events.records[record].name;
+  const std::string source = is_test ? "as a test" : pop_source(maker, text);
+  for (const std::string_view name : split_lines(text)) {
+    queue_push(maker, record, name, is_test, source, false);
+  }
+}
+
+void on_power_on_skip(TimelineMaker& maker, std::size_t record) {
+  const LogTime now = maker.events.records[record].elapsed;
+  for (Push& push : maker.queue) {
+    TimelineBlock& block = maker.timeline.blocks[push.block];
+    if (push.is_done || push.due > now || !equals_nocase(block.trigger, kPowerOn)) continue;
+    push.is_done = true;
+    return settle(block, BlockVerdict::kOncePerBoot, "skipped: it runs once per boot");
+  }
+  settle(add_block(maker, record, kPowerOn, ""), BlockVerdict::kOncePerBoot,
+         "skipped: it runs once per boot");
+}
+
+void on_start(TimelineMaker& maker, std::size_t record) {
+  settle_all(maker, record);
+  maker.sources.clear();
+  settle(add_block(maker, record, "", ""), BlockVerdict::kNote, "the daemon starts");
+}
+
+void note_clock(TimelineMaker& maker, std::size_t record) {
+  if (record == 0) return;
+  const LogTime back = maker.events.records[record - 1].time - maker.events.records[record].time;
+  if (back < kClockStepMs) return;
+  maker.set_backs.push_back(record);
+  const LogTime now = maker.events.records[record].elapsed;
+  for (Push& push : maker.queue) push.due = std::min(push.due, now);
+  settle(add_block(maker, record, "", ""), BlockVerdict::kNote,
+         "the clock was set back by " + std::to_string(back / kSecondMs) + " s");
+}
+
+void add_hold_off(TimelineMaker& maker, std::size_t at, std::string source) {
+  const EventRecord& record = maker.events.records[at];
+  settle(add_block(maker, at, record.name, std::move(source)), BlockVerdict::kHoldOff,
+         "skipped: hold-off time, " + std::to_string(record.number) + " s after the last one");
+}
+
+void on_record(TimelineMaker& maker, std::size_t at) {
+  const EventRecord& record = maker.events.records[at];
+  switch (record.kind) {
+    case EventLine::kStart:
+      return on_start(maker, at);
+    case EventLine::kFirstStart:
+      return queue_push(maker, at, kPowerOn, false, "by the first start after boot", true);
+    case EventLine::kPush:
+    case EventLine::kTestPush:
+      return on_push(maker, at, record.kind == EventLine::kTestPush);
+    case EventLine::kCommand:
+      return add_source(maker, record.name, "on tcp:2700");
+    case EventLine::kVariable:
+    case EventLine::kBareName:
+      return add_source(maker, record.name, variable_source(record.name));
+    case EventLine::kSettingChanged:
+      return add_source(maker, record.name, "by setting " + shown(record.name));
+    case EventLine::kVariableSkip:
+      return add_hold_off(maker, at, variable_source(record.name));
+    case EventLine::kStatusSkip:
+      return add_hold_off(maker, at, "on udp:2728");
+    case EventLine::kSettingSame:
+      return settle(add_block(maker, at, record.name, "by setting " + shown(record.name)),
+                    BlockVerdict::kSameValue, "skipped: the setting has this value already");
+    case EventLine::kPowerOnSkip:
+      return on_power_on_skip(maker, at);
+    case EventLine::kUnknown:
+      ++maker.timeline.unknown;
+      return;
+    default:
+      return;
+  }
+}
+
+void walk(TimelineMaker& maker) {
+  std::size_t pass_end = 0;
+  for (std::size_t at = 0; at < maker.events.records.size(); ++at) {
+    const EventRecord& record = maker.events.records[at];
+    note_clock(maker, at);
+    if (record.follows_gap) {
+      settle_all(maker, at);
+      settle(add_block(maker, at, "", ""), BlockVerdict::kNote,
+             "a part of the event log is missing");
+    }
+    if (!is_step(record.kind)) {
+      on_record(maker, at);
+    } else if (at > pass_end || at == 0) {
+      settle_old(maker, record.elapsed);
+      pass_end = run_pass(maker, at);
+    }
+  }
+  if (maker.events.records.empty()) return;
+  settle_old(maker, maker.events.records.back().elapsed);
+  settle_all(maker, maker.events.records.size());
+}
+
+/// Finds the records by which the daemon says that it read its definition file again. At a start it
+/// reads it in any case.
+void find_renewals(TimelineMaker& maker) {
+  bool is_started = false;
+  for (std::size_t at = 0; at < maker.main_log.records.size(); ++at) {
+    const MainRecord& record = maker.main_log.records[at];
+    if (record.kind == MainLine::kBanner) is_started = true;
+    if (record.kind != MainLine::kRenewed || contains(record.name, "kovotest")) continue;
+    if (!is_started || at == 0) maker.renewals.push_back(at);
+    is_started = false;
+  }
+  for (const std::size_t at : maker.renewals) {
+    const std::size_t next = maker.pairing.spans[at].next;
+    if (next < maker.events.records.size()) {
+      maker.timeline.renewed.push_back(maker.events.records[next].time);
+    } else if (!maker.events.records.empty()) {
+      maker.timeline.renewed.push_back(maker.events.records.back().time);
+    }
+  }
+}
+
+/// Adds a block for a record that only the main log has.
+void add_main_block(TimelineMaker& maker, std::size_t at, std::string_view trigger,
+                    std::string source, BlockVerdict verdict, std::string text) {
+  const std::vector<EventRecord>& records = maker.events.records;
+  TimelineBlock& block = maker.timeline.blocks.emplace_back();
+  block.is_about = true;
+  block.record = maker.pairing.spans[at].next;
+  if (!records.empty()) block.time = records[std::min(block.record, records.size() - 1)].time;
+  block.trigger = trigger;
+  block.source = std::move(source);
+  settle(block, verdict, std::move(text), true);
+}
+
+void show_main_record(TimelineMaker& maker, std::size_t at) {
+  const MainRecord& record = maker.main_log.records[at];
+  const auto add = [&](std::string_view trigger, const char* source, BlockVerdict verdict,
+                       std::string text) {
+    add_main_block(maker, at, trigger, source, verdict, std::move(text));
+  };
+  const auto drop = [&](std::string_view trigger, std::string text) {
+    add(trigger, "", BlockVerdict::kDropped, std::move(text));
+  };
+  switch (record.kind) {
+    case MainLine::kDisabled:
+      return add(record.name, "on tcp:2700", BlockVerdict::kDisabled,
+                 "dropped: events are off" + disabled_by(maker.main_log, at));
+    case MainLine::kExpired:
+      if (maker.is_shown[at]) return;
+      return add(record.name, "", BlockVerdict::kExpired,
+                 "dropped: " + quoted(record.value) + " was not executed within 60 s");
+    case MainLine::kTooMany:
+      return drop(record.name, "dropped: too many events are queued");
+    case MainLine::kFull:
+      return drop("", "dropped: " + shown(record.name) + " is full" + shown(record.error));
+    case MainLine::kNoSender:
+      return drop("", "NOT SENT: no sender for " +
+                          counted(static_cast<std::size_t>(record.number), "step") +
+                          ", the last one of " + quoted(record.name));
+    case MainLine::kSenderError:
+      return drop("", "NOT SENT: a step of " + quoted(record.name) + ": " + shown(record.error));
+    default:
+      return;
+  }
+}
+
+/// Finds the variables whose messages raised nothing: no product has a row for them, or this one
+/// does not seem to.
+void find_without_effect(TimelineMaker& maker) {
+  std::unordered_set<std::string_view> raised;
+  std::map<std::string, std::size_t> found;
+  for (const EventRecord& record : maker.events.records) {
+    if (record.kind == EventLine::kVariable || record.kind == EventLine::kVariableSkip ||
+        record.kind == EventLine::kBareName) {
+      raised.insert(record.name);
+    }
+    const std::string_view line = split_key_value(strip_newline(record.name)).key;
+    const bool may_raise = is_playback(line) || names_setting(line);
+    if (record.kind == EventLine::kStatusLine && !may_raise) ++found[shown(line)];
+  }
+  std::unordered_multimap<std::string, std::string> triggers;
+  for (const TriggerSource& source : all_sources()) {
+    triggers.emplace(lower_ascii(source.name), source.trigger);
+  }
+  for (std::size_t at = 0; at < maker.main_log.records.size(); ++at) {
+    const MainRecord& record = maker.main_log.records[at];
+    if (record.kind != MainLine::kMessage) continue;
+    const Message message = split_message(strip_newline(record.name));
+    const bool is_set = equals_nocase(message.command, "e_param_set");
+    if (!is_set || maker.pairing.spans[at].next >= maker.events.records.size()) continue;
+    const auto [first, last] = triggers.equal_range(lower_ascii(message.arg1));
+    const bool has_raised = std::any_of(
+        first, last, [&](const auto& source) { return raised.count(source.second) > 0; });
+    if (!has_raised) ++found[shown(message.arg1)];
+  }
+  for (const auto& [name, count] : found) {
+    maker.timeline.without_effect.push_back(name + " (" + std::to_string(count) + ")");
+  }
+}
+
+}  // namespace
+
+const char* verdict_name(StepVerdict verdict) {
+  constexpr const char* kNames[] = {"executed",  "no_error", "no_error_yet",
+                                    "not_known", "not_sent", "skipped"};
+  return kNames[static_cast<std::size_t>(verdict)];
+}
+
+const char* verdict_name(BlockVerdict verdict) {
+  constexpr const char* kNames[] = {"executed", "no_event",   "not_executed",  "not_known",
+                                    "hold_off", "same_value", "once_per_boot", "disabled",
+                                    "expired",  "restart",    "log_end",       "dropped",
+                                    "note"};
+  return kNames[static_cast<std::size_t>(verdict)];
+}
+
+bool is_renewed_after(const TimelineMaker& maker, std::size_t record) {
+  return !maker.renewals.empty() && maker.pairing.spans[maker.renewals.back()].next > record;
+}
+
+Timeline make_timeline(const EventLog& events, const MainLog& main_log,
+                       const std::string_view* definitions) {
+  const Source source = read_source(definitions == nullptr ? "" : *definitions);
+  LogDefinitions compiled;
+  make_log_definitions(daemon_entries(source), compiled);
+  TimelineMaker maker{events, main_log, definitions == nullptr ? nullptr : &compiled,
+                      pair_logs(events, main_log)};
+  maker.is_shown.resize(main_log.records.size());
+  maker.timeline.event_records = events.records.size();
+  maker.timeline.main_records = main_log.records.size();
+  maker.timeline.skipped = events.skipped + main_log.skipped;
+  find_renewals(maker);
+  walk(maker);
+  settle_steps(maker);
+  for (std::size_t at = 0; at < main_log.records.size(); ++at) show_main_record(maker, at);
+  find_without_effect(maker);
+  std::stable_sort(
+      maker.timeline.blocks.begin(), maker.timeline.blocks.end(),
+      [](const TimelineBlock& a, const TimelineBlock& b) { return a.record < b.record; });
+  if (maker.pairing.has_pairs) {
+    const auto first = std::find_if(
+        events.records.begin(), events.records.end(),
+        [&](const EventRecord& record) { return record.elapsed >= maker.pairing.since; });
+    maker.timeline.main_since = first->time;
+  }
+  return std::move(maker.timeline);
+}
+
+std::string no_trigger_text(const Timeline& timeline, std::string_view trigger) {
+  constexpr std::size_t kMostNames = 20;
+  std::vector<std::string> names;
+  for (const TimelineBlock& block : timeline.blocks) {
+    if (!block.trigger.empty()) names.push_back(block.trigger);
+  }
+  std::sort(names.begin(), names.end());
+  names.erase(std::unique(names.begin(), names.end()), names.end());
+  std::string text = "nothing in the logs caused " + quoted(trigger);
+  for (const TriggerSource& source : all_sources()) {
+    if (source.cause != TriggerCause::kVariable || !equals_nocase(source.name, trigger)) continue;
+    return text + "; this is a variable: its trigger is " + quoted(source.trigger);
+  }
+  const std::string near = nearest_name(make_suggester(names), trigger);
+  if (!near.empty()) text += "; did you mean " + quoted(near) + "?";
+  for (std::size_t at = 0; at < std::min(names.size(), kMostNames); ++at) {
+    text += (at == 0 ? "\nThe logs have " : ", ") + quoted(names[at]);
+  }
+  return names.size() > kMostNames ? text + ", ..." : text;
+}
+
+}  // namespace kovo::check
