@@ -3,6 +3,7 @@
 import json
 import os
 import random
+import re
 import shlex
 import subprocess
 from pathlib import Path
@@ -31,7 +32,7 @@ def timeline(event_log: bytes, main_log: bytes, definitions: bytes) -> dict:
 def test_timeline_is_true(seed: int) -> None:
     run = truth.record(seed)
     judge, chance = truth.Judge(run), random.Random(seed)
-    lines = run.main_log.splitlines(keepends=True)
+    lines = re.split(rb"(?=\[\w+[:;]\d+\] |kovotcp V)", run.main_log)[1:]  # records
     events = run.event_log.splitlines(keepends=True)
 
     def judged(event_log: bytes, main_log: bytes, definitions: bytes, whole: bool) -> list[str]:

@@ -46,7 +46,7 @@ std::string service_key() {
 }
 
 bool may_be(const TimelineMaker& maker, std::size_t error, const StepRef& ref) {
-  const MainRecord& record = maker.main_log.records[error];
+  const MainRecord& record = maker.main[error];
   const Span& span = maker.pairing.spans[error];
   if (span.life != ref.life) return false;
   const bool timed_out = record.error == kInProgress;
@@ -114,7 +114,7 @@ void settle_group(const TimelineMaker& maker, Group& group, bool is_service) {
   const std::vector<std::size_t> first = first_steps(maker, group);
   const std::vector<std::size_t> last = last_steps(maker, group);
   for (std::size_t at = 0; at < group.errors.size(); ++at) {
-    const MainRecord& error = maker.main_log.records[group.errors[at]];
+    const MainRecord& error = maker.main[group.errors[at]];
     const std::size_t from = std::min(first[at], last[at]);
     const std::size_t to = std::max(first[at], last[at]);
     for (std::size_t step = from; step <= to && step < group.steps.size(); ++step) {
@@ -128,20 +128,17 @@ void settle_group(const TimelineMaker& maker, Group& group, bool is_service) {
 /// Returns why errors of a step would not be in the main log; "" if they would.
 std::string missing_errors(const TimelineMaker& maker, LogTime due) {
   const Pairing& pairing = maker.pairing;
-  if (maker.main_log.records.empty()) return "kovo.log is missing";
+  if (maker.main.empty()) return "kovo.log is missing";
   if (!pairing.has_pairs) return "nothing in kovo.log is in the event log";
   if (due < pairing.since) return "kovo.log does not reach back to it";
   if (due > pairing.until) return "kovo.log ends before it";
-  for (const Hole& hole : pairing.holes) {
-    if (due >= hole.from && due <= hole.to) return "records of kovo.log are missing";
-  }
   return "";
 }
 
 /// Gives a step its verdict if the daemon or the log ended before it was due; otherwise returns
 /// false.
 bool settle_by_end(const TimelineMaker& maker, std::size_t end, LogTime due, TimelineStep& step) {
-  const std::vector<EventRecord>& records = maker.events.records;
+  const std::vector<EventRecord>& records = maker.records;
   if (due <= records[end - 1].elapsed) return false;
   if (end == records.size()) {
     set_verdict(step, StepVerdict::kNotKnown, "unknown: the log ends before it is due");
@@ -171,14 +168,15 @@ void settle_without_error(const TimelineMaker& maker, std::size_t end, LogTime d
 /// Returns what switched events off before a record of the event log.
 std::string disabled_before(const TimelineMaker& maker, std::size_t record) {
   const std::vector<Span>& spans = maker.pairing.spans;
-  const auto after = std::find_if(spans.begin(), spans.end(),
-                                  [&](const Span& span) { return span.next > record; });
-  return disabled_by(maker.main_log, static_cast<std::size_t>(after - spans.begin()));
+  const auto after =
+      std::upper_bound(spans.begin(), spans.end(), record,
+                       [](std::size_t wanted, const Span& span) { return wanted < span.next; });
+  return disabled_by(maker.main, static_cast<std::size_t>(after - spans.begin()));
 }
 
 /// Settles a step that was not started; otherwise returns false.
 bool settle_unstarted(const TimelineMaker& maker, TimelineStep& step) {
-  const EventRecord& line = maker.events.records[step.record];
+  const EventRecord& line = maker.records[step.record];
   if (line.kind == EventLine::kDisabledStep) {
     set_verdict(step, StepVerdict::kSkipped,
                 "NOT SENT: events are off" + disabled_before(maker, step.record));
@@ -203,23 +201,19 @@ void note_address(TimelineStep& step) {
   add_note(step, quoted(step.address) + " is not an IPv4 address: it goes to the device itself");
 }
 
-/// Marks the steps that may be those for which no sender was free.
-void settle_no_sender(TimelineMaker& maker, std::size_t error) {
-  const Span& span = maker.pairing.spans[error];
-  const LogTime from = span.earliest - kNoSenderMs;
-  for (TimelineBlock& block : maker.timeline.blocks) {
-    for (TimelineStep& step : block.steps) {
-      const LogTime at = maker.events.records[step.record].elapsed;
-      if (at < from || at > span.latest || step.verdict == StepVerdict::kSkipped) continue;
-      if (step.verdict == StepVerdict::kNotSent) continue;
-      set_verdict(step, StepVerdict::kNotKnown, "unknown: steps of this time had no sender");
-    }
-  }
+/// Returns whether a step may be one of those for which no sender was free.
+bool may_lack_sender(const TimelineMaker& maker, const std::vector<std::size_t>& errors,
+                     LogTime at) {
+  const std::vector<Span>& spans = maker.pairing.spans;
+  const auto error =
+      std::lower_bound(errors.begin(), errors.end(), at,
+                       [&](std::size_t one, LogTime time) { return spans[one].latest < time; });
+  return error != errors.end() && spans[*error].earliest - kNoSenderMs <= at;
 }
 
 void add_errors(const TimelineMaker& maker, Groups& groups) {
-  for (std::size_t at = 0; at < maker.main_log.records.size(); ++at) {
-    const MainRecord& record = maker.main_log.records[at];
+  for (std::size_t at = 0; at < maker.main.size(); ++at) {
+    const MainRecord& record = maker.main[at];
     if (record.kind != MainLine::kConnectError && record.kind != MainLine::kSendError) continue;
     auto group = groups.find(payload_key(record.name, record.number, record.value));
     if (group == groups.end()) group = groups.find(target_key(record.name, record.number));
@@ -228,49 +222,47 @@ void add_errors(const TimelineMaker& maker, Groups& groups) {
 }
 
 /// Returns for each record of the event log the next start or gap after it, or the end of the log.
-std::vector<std::size_t> ends_of(const EventLog& log) {
-  std::vector<std::size_t> ends(log.records.size());
-  std::size_t end = log.records.size();
-  for (std::size_t at = log.records.size(); at-- > 0;) {
+std::vector<std::size_t> ends_of(const std::vector<EventRecord>& records) {
+  std::vector<std::size_t> ends(records.size());
+  std::size_t end = records.size();
+  for (std::size_t at = records.size(); at-- > 0;) {
     ends[at] = end;
-    if (log.records[at].kind == EventLine::kStart || log.records[at].follows_gap) end = at;
+    if (records[at].kind == EventLine::kStart || records[at].follows_gap) end = at;
   }
   return ends;
 }
 
 }  // namespace
 
-std::string disabled_by(const MainLog& log, std::size_t position) {
-  for (std::size_t at = std::min(position, log.records.size()); at-- > 0;) {
-    const MainRecord& record = log.records[at];
+std::string disabled_by(const std::vector<MainRecord>& records, std::size_t position) {
+  for (std::size_t at = std::min(position, records.size()); at-- > 0;) {
+    const MainRecord& record = records[at];
     if (record.kind == MainLine::kBanner) break;
     if (record.kind == MainLine::kRenewed) return ": device parameter ENABLE_KOVO_EVENT";
     const bool is_set = record.kind == MainLine::kCommand &&
                         starts_with_nocase(record.name, "__SET__:network.kovo.enable");
-    if (is_set) return ": switched off by " + quoted(strip_newline(record.name));
+    if (is_set) return ": switched off by " + shown(record.name) + "=" + shown(record.value);
   }
   return "";
 }
 
 void settle_steps(TimelineMaker& maker) {
-  const std::vector<std::size_t> ends = ends_of(maker.events);
+  const std::vector<std::size_t> ends = ends_of(maker.records);
   Groups groups;
   for (TimelineBlock& block : maker.timeline.blocks) {
     for (TimelineStep& step : block.steps) {
       note_address(step);
       if (settle_unstarted(maker, step)) continue;
-      const EventRecord& line = maker.events.records[step.record];
+      const EventRecord& line = maker.records[step.record];
       const LogTime due = line.elapsed + step.offset_ms;
       const std::size_t end = ends[step.record];
       settle_without_error(maker, end, due, step);
-      const bool is_lost =
-          end < maker.events.records.size() && due > maker.events.records[end].elapsed;
+      const bool is_lost = end < maker.records.size() && due > maker.records[end].elapsed;
       if (is_lost || !maker.pairing.has_pairs) continue;
       const auto set_back =
           std::upper_bound(maker.set_backs.begin(), maker.set_backs.end(), step.record);
-      const LogTime earliest = set_back == maker.set_backs.end()
-                                   ? due
-                                   : std::min(due, maker.events.records[*set_back].elapsed);
+      const LogTime earliest =
+          set_back == maker.set_backs.end() ? due : std::min(due, maker.records[*set_back].elapsed);
       const StepRef ref{&step, earliest, due, maker.pairing.lives[step.record], is_status(step)};
       const std::int64_t port = to_int32(step.port);
       if (is_tcp(step) && is_status(step))
@@ -284,14 +276,18 @@ void settle_steps(TimelineMaker& maker) {
   }
   add_errors(maker, groups);
   for (auto& [key, group] : groups) settle_group(maker, group, key == service_key());
-  for (std::size_t at = 0; at < maker.main_log.records.size(); ++at) {
-    if (maker.main_log.records[at].kind == MainLine::kNoSender) settle_no_sender(maker, at);
+  std::vector<std::size_t> no_sender;
+  for (std::size_t at = 0; at < maker.main.size(); ++at) {
+    if (maker.main[at].kind == MainLine::kNoSender) no_sender.push_back(at);
   }
   for (TimelineBlock& block : maker.timeline.blocks) {
-    for (const TimelineStep& step : block.steps) {
+    for (TimelineStep& step : block.steps) {
       const bool failed =
           step.verdict == StepVerdict::kNotSent || step.verdict == StepVerdict::kSkipped;
       block.has_failed = block.has_failed || failed;
+      if (!failed && may_lack_sender(maker, no_sender, maker.records[step.record].elapsed)) {
+        set_verdict(step, StepVerdict::kNotKnown, "unknown: steps of this time had no sender");
+      }
     }
   }
 }

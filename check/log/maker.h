@@ -12,7 +12,8 @@
 
 namespace kovo::check {
 
-constexpr LogTime kPassMs = 2000;  // from due to executed, with some load
+constexpr LogTime kLifeMs = kEventLifeS * LogTime{1000};  // of a push that waits
+constexpr LogTime kPassMs = 2000;                         // from due to executed, with some load
 
 /// A name that was pushed, until its steps are executed or it is certain that they are not.
 struct Push {
@@ -34,16 +35,18 @@ struct PushSource {
 };
 
 struct TimelineMaker {
-  const EventLog& events;
-  const MainLog& main_log;
+  const std::vector<EventRecord>& records;
+  const std::vector<MainRecord>& main;
   LogDefinitions* definitions;  // null: not given
   Pairing pairing;
   Timeline timeline = {};
   std::vector<std::size_t> renewals = {};   // in the main log: the definition file was read again
   std::vector<std::size_t> set_backs = {};  // records at which the clock was set back
+  std::vector<std::size_t> expiries = {};   // in the main log: an event was not executed
   std::vector<bool> is_shown = {};          // records of the main log that a block contains
   std::vector<Push> queue = {};             // in the order of the daemon's queue
   std::vector<PushSource> sources = {};
+  LogTime certain_from = 0;   // the log has every push that may be executed from then on
   std::size_t names = 0;      // pushed so far
   std::size_t last_pass = 0;  // the first record of the last pass that executed something
 };
@@ -52,7 +55,7 @@ struct TimelineMaker {
 bool is_renewed_after(const TimelineMaker& maker, std::size_t record);
 
 /// Returns what switched events off, for a record of the main log before `position`.
-std::string disabled_by(const MainLog& log, std::size_t position);
+std::string disabled_by(const std::vector<MainRecord>& records, std::size_t position);
 
 /// Divides the step lines of a pass among the pushes; returns the last of them.
 std::size_t run_pass(TimelineMaker& maker, std::size_t first);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <string>
+#include <type_traits>
 #include <unordered_map>
 
 #include "check/lcs.h"
@@ -13,11 +14,14 @@ namespace {
 constexpr LogTime kSlackMs = 300;         // between the two records of one happening
 constexpr LogTime kPollMs = 1000;         // until the queue worker takes a text, with some load
 constexpr LogTime kSlowPushMs = 1500;     // a push that waited for the status service takes longer,
-constexpr LogTime kSlowestPushMs = 4000;  // and at most this
+constexpr LogTime kSlowestPushMs = 4000;  // and at most this, a name
 constexpr LogTime kBusyMs = 240;          // the queue worker pauses longer when nothing waits
 constexpr std::size_t kMostBusy = 1000;   // records without a pause, which bounds the time
+constexpr std::size_t kMostLost = 16;     // one of so many records that the event log lacks
 constexpr LogTime kLockMs = 6000;         // that a test waits for the pushes before it
-constexpr std::size_t kHoleRecords = 3;   // missing one after another: the disk was full
+
+using Events = std::vector<EventRecord>;
+using Keys = std::unordered_map<std::string, std::uint32_t>;
 
 /// A record that both logs may have.
 struct Anchor {
@@ -32,76 +36,63 @@ struct Anchors {
   std::vector<Anchor> others;
 };
 
-using Keys = std::unordered_map<std::string, std::uint32_t>;
-
-std::uint32_t key_of(Keys& keys, char kind, std::string_view name, std::string_view value = {}) {
-  std::string text(1, kind);
-  text.append(name).append("\n").append(value);
-  return keys.emplace(std::move(text), static_cast<std::uint32_t>(keys.size())).first->second;
+/// Returns a letter for what a record says, the same for both logs; NUL for other records.
+char anchor_kind(EventLine kind) {
+  if (kind == EventLine::kStart) return 'b';
+  if (kind == EventLine::kCommand) return 'c';
+  if (kind == EventLine::kStatusLine) return 's';
+  if (kind == EventLine::kVariable) return 'v';
+  if (kind == EventLine::kStatusSkip) return 'k';
+  if (kind == EventLine::kTestPush) return 't';
+  return kind == EventLine::kPeriodSkip ? 'p' : '\0';
 }
 
-Anchors anchors_of(const EventLog& log, Keys& keys) {
-  Anchors anchors;
-  for (std::size_t at = 0; at < log.records.size(); ++at) {
-    const EventRecord& record = log.records[at];
-    const auto add = [&](char kind, std::string_view name) {
-      anchors.others.push_back({at, key_of(keys, kind, name)});
-    };
-    if (record.kind == EventLine::kStart) {
-      add('b', {});
-      anchors.commands.push_back(anchors.others.back());
-    }
-    if (record.kind == EventLine::kCommand) {
-      anchors.commands.push_back({at, key_of(keys, 'c', record.name, record.value)});
-    }
-    if (record.kind == EventLine::kStatusLine) add('s', strip_newline(record.name));
-    if (record.kind == EventLine::kVariable) add('v', record.name);
-    if (record.kind == EventLine::kStatusSkip) add('k', record.name);
-    if (record.kind == EventLine::kTestPush) add('t', record.name);
-    if (record.kind == EventLine::kPeriodSkip) add('p', {});
-  }
-  return anchors;
+char anchor_kind(MainLine kind) {
+  if (kind == MainLine::kBanner) return 'b';
+  if (kind == MainLine::kCommand) return 'c';
+  if (kind == MainLine::kStatusLine) return 's';
+  if (kind == MainLine::kVariable) return 'v';
+  if (kind == MainLine::kStatusSkip) return 'k';
+  if (kind == MainLine::kTestPush) return 't';
+  return kind == MainLine::kPeriodSkip ? 'p' : '\0';
 }
 
 /// Removes the last text of tcp:2700 with a key that was dropped: the event log lacks it.
-void remove_dropped(std::vector<Anchor>& commands, const MainLog& log, std::string_view key) {
+void remove_dropped(std::vector<Anchor>& commands, const std::vector<MainRecord>& records,
+                    std::string_view key) {
   const auto dropped = std::find_if(commands.rbegin(), commands.rend(), [&](const Anchor& anchor) {
-    const MainRecord& record = log.records[anchor.record];
-    return record.kind == MainLine::kCommand && split_command_line(record.name).key == key;
+    const MainRecord& record = records[anchor.record];
+    return record.kind == MainLine::kCommand && record.name == key;
   });
   if (dropped != commands.rend()) commands.erase(std::next(dropped).base());
 }
 
-Anchors anchors_of(const MainLog& log, Keys& keys) {
+template <typename Record>
+Anchors anchors_of(const std::vector<Record>& records, Keys& keys) {
   Anchors anchors;
-  for (std::size_t at = 0; at < log.records.size(); ++at) {
-    const MainRecord& record = log.records[at];
-    const auto add = [&](char kind, std::string_view name) {
-      anchors.others.push_back({at, key_of(keys, kind, name)});
-    };
-    if (record.kind == MainLine::kBanner) {
-      add('b', {});
-      anchors.commands.push_back(anchors.others.back());
+  for (std::size_t at = 0; at < records.size(); ++at) {
+    const Record& record = records[at];
+    if constexpr (std::is_same_v<Record, MainRecord>) {
+      if (record.kind == MainLine::kDisabled)
+        remove_dropped(anchors.commands, records, record.name);
     }
-    if (record.kind == MainLine::kCommand) {
-      const KeyValue pair = split_command_line(record.name);
-      if (!is_command(pair.key)) {
-        anchors.commands.push_back({at, key_of(keys, 'c', pair.key, pair.value)});
-      }
-    }
-    if (record.kind == MainLine::kDisabled) remove_dropped(anchors.commands, log, record.name);
-    if (record.kind == MainLine::kStatusLine) add('s', strip_newline(record.name));
-    if (record.kind == MainLine::kVariable) add('v', record.name);
-    if (record.kind == MainLine::kStatusSkip) add('k', record.name);
-    if (record.kind == MainLine::kTestPush) add('t', record.name);
-    if (record.kind == MainLine::kPeriodSkip) add('p', {});
+    const char kind = anchor_kind(record.kind);
+    if (kind == '\0' || (kind == 'c' && is_command(record.name))) continue;
+    std::string text(1, kind);
+    if (kind != 'b' && kind != 'p') text.append(strip_newline(record.name));
+    if (kind == 'c') text.append("=").append(record.value);
+    const Anchor anchor{at, keys.emplace(text, keys.size()).first->second};
+    if (kind == 'b' || kind == 'c') anchors.commands.push_back(anchor);
+    if (kind != 'c') anchors.others.push_back(anchor);
   }
   return anchors;
 }
 
-/// A record of the main log and the records of the event log that it may be.
+/// Equal records of both logs, and those around them that may be meant instead.
 struct Pair {
   std::size_t main;
+  std::size_t main_first;
+  std::size_t main_last;
   std::size_t first;
   std::size_t last;
 };
@@ -112,52 +103,60 @@ Sequence keys_of(const std::vector<Anchor>& anchors, std::size_t from) {
   return keys;
 }
 
-/// Returns where in the anchors of the event log those of the main log begin.
-std::size_t start_of(const std::vector<Anchor>& events, const std::vector<Anchor>& main_log) {
-  Sequence a = keys_of(main_log, 0);
-  Sequence b = keys_of(events, 0);
-  std::reverse(a.begin(), a.end());
-  std::reverse(b.begin(), b.end());
-  return events.size() - used_prefix(a, b);
-}
-
 /// Pairs anchors, and moves each pair as far back and forth as equal records allow.
 std::vector<Pair> pairs_of(const std::vector<Anchor>& events, const std::vector<Anchor>& main_log) {
-  const std::size_t start = start_of(events, main_log);
-  const std::vector<CommonPair> common =
-      common_subsequence(keys_of(main_log, 0), keys_of(events, start));
-  std::vector<Pair> pairs;
-  std::size_t at = start;
-  for (const CommonPair& pair : common) {
-    while (events[at].key != main_log[pair.a].key) ++at;
-    pairs.push_back({main_log[pair.a].record, events[at++].record, 0});
+  const Sequence keys = keys_of(main_log, 0);
+  Sequence newest = keys_of(events, 0);
+  std::reverse(newest.begin(), newest.end());
+  std::size_t used = used_prefix({keys.rbegin(), keys.rend()}, newest);
+  std::size_t start = events.size() - used;
+  std::vector<CommonPair> common = common_subsequence(keys, keys_of(events, start));
+  // The event log always has more: if it seems to lack records, it is the main log that was cut.
+  while (start > 0 && common.size() + common.size() / kMostLost < keys.size()) {
+    used = std::max<std::size_t>(2 * used, 1);
+    start = events.size() - std::min(events.size(), used);
+    common = common_subsequence(keys, keys_of(events, start));
   }
-  at = events.size();
-  for (std::size_t pair = common.size(); pair-- > 0;) {
-    do --at;
-    while (events[at].key != main_log[common[pair].a].key);
-    pairs[pair].last = events[at].record;
+  std::vector<Pair> pairs;
+  std::size_t event = start;
+  std::size_t main = 0;
+  for (const CommonPair& pair : common) {
+    const std::uint32_t key = keys[pair.a];
+    while (events[event].key != key) ++event;
+    while (keys[main] != key) ++main;
+    pairs.push_back(
+        {main_log[pair.a].record, main_log[main++].record, 0, events[event++].record, 0});
+  }
+  event = events.size();
+  main = keys.size();
+  for (std::size_t at = pairs.size(); at-- > 0;) {
+    do --event;
+    while (events[event].key != keys[common[at].a]);
+    do --main;
+    while (keys[main] != keys[common[at].a]);
+    pairs[at].last = events[event].record;
+    pairs[at].main_last = main_log[main].record;
   }
   return pairs;
 }
 
-bool holds_lock(EventLine kind) {
-  return is_step(kind) || kind == EventLine::kPush || kind == EventLine::kTestPush ||
-         kind == EventLine::kCommand;
+bool is_push(EventLine kind) {
+  return kind == EventLine::kPush || kind == EventLine::kTestPush;
 }
 
 /// Returns when a text of tcp:2700 in the event log was received, at the earliest. Texts wait while
 /// a push waits for the status service, so goes back through what the daemon did without a pause.
-LogTime received_at(const EventLog& log, std::size_t record) {
-  LogTime next = log.records[record].elapsed;
+LogTime received_at(const Events& events, std::size_t record) {
+  LogTime next = events[record].elapsed;
   LogTime at = next;
   for (std::size_t before = record; before-- > 0 && record - before < kMostBusy;) {
-    const EventRecord& earlier = log.records[before];
-    if (!holds_lock(earlier.kind)) continue;
+    const EventRecord& earlier = events[before];
+    const bool is_done = is_step(earlier.kind) || earlier.kind == EventLine::kCommand;
+    if (!is_done && !is_push(earlier.kind)) continue;
     const LogTime pause = next - earlier.elapsed;
-    const bool is_push = earlier.kind == EventLine::kPush || earlier.kind == EventLine::kTestPush;
     const auto names = std::count(earlier.name.begin(), earlier.name.end(), '\n') + 1;
-    const bool is_slow = is_push && pause >= kSlowPushMs && pause <= names * kSlowestPushMs;
+    const bool is_slow =
+        is_push(earlier.kind) && pause >= kSlowPushMs && pause <= names * kSlowestPushMs;
     if (!is_slow && pause > kBusyMs) break;
     next = earlier.elapsed;
     if (is_slow) at = next;
@@ -166,24 +165,18 @@ LogTime received_at(const EventLog& log, std::size_t record) {
 }
 
 /// Returns when the earlier record of a pair was written, at the earliest.
-LogTime earliest_of(const EventLog& log, std::size_t record) {
-  const EventRecord& event = log.records[record];
-  switch (event.kind) {
-    case EventLine::kStart:  // the end of the daemon before
-      return record == 0 ? event.elapsed - kPollMs : log.records[record - 1].elapsed;
-    case EventLine::kCommand:
-      return received_at(log, record);
-    case EventLine::kTestPush:
-      return event.elapsed - kLockMs;
-    default:
-      return event.elapsed - kSlackMs;
-  }
+LogTime earliest_of(const Events& events, std::size_t at) {
+  const EventRecord& event = events[at];
+  if (event.kind == EventLine::kStart && at > 0)
+    return events[at - 1].elapsed;  // the daemon before
+  if (event.kind == EventLine::kCommand) return received_at(events, at);
+  return event.elapsed - (event.kind == EventLine::kTestPush ? kLockMs : kSlackMs);
 }
 
-void count_lives(const EventLog& events, const std::vector<Pair>& pairs, Pairing& pairing) {
-  pairing.lives.assign(events.records.size() + 1, 0);
+void count_lives(const Events& events, const std::vector<Pair>& pairs, Pairing& pairing) {
   for (const Pair& pair : pairs) {
-    if (events.records[pair.first].kind != EventLine::kStart || pair.first != pair.last) continue;
+    if (events[pair.first].kind != EventLine::kStart || pair.first != pair.last) continue;
+    if (pair.main_first != pair.main_last) continue;
     ++pairing.lives[pair.first];
     ++pairing.spans[pair.main].life;
   }
@@ -196,26 +189,22 @@ void count_lives(const EventLog& events, const std::vector<Pair>& pairs, Pairing
 }
 
 /// Sets the times of all records of the main log by those of the pairs around them.
-void set_spans(const EventLog& events, const std::vector<Pair>& pairs, Pairing& pairing) {
+void set_spans(const Events& events, const std::vector<Pair>& pairs, Pairing& pairing) {
+  for (Span& span : pairing.spans) span = {INT64_MIN, INT64_MAX, events.size(), true, span.life};
   for (const Pair& pair : pairs) {
-    Span& span = pairing.spans[pair.main];
-    span.earliest = earliest_of(events, pair.first);
-    span.latest = events.records[pair.last].elapsed + kSlackMs;
-    span.next = pair.last;
+    Span& before = pairing.spans[pair.main_last];
+    before.earliest = std::max(before.earliest, earliest_of(events, pair.first));
+    Span& after = pairing.spans[pair.main_first];
+    after.latest = std::min(after.latest, events[pair.last].elapsed + kSlackMs);
+    after.next = std::min(after.next, pair.last);
   }
-  LogTime earliest = events.records.front().elapsed - kPollMs;
-  for (Span& span : pairing.spans) {
-    earliest = std::max(earliest, span.earliest);
-    span.earliest = earliest;
-  }
-  LogTime latest = INT64_MAX;
-  std::size_t next = events.records.size();
-  for (std::size_t at = pairing.spans.size(); at-- > 0;) {
-    Span& span = pairing.spans[at];
-    latest = span.latest == 0 ? latest : std::min(latest, span.latest);
-    next = span.latest == 0 ? next : std::min(next, span.next);
-    span.latest = std::max(latest, span.earliest);
-    span.next = next;
+  LogTime earliest = events.front().elapsed - kPollMs;
+  for (Span& span : pairing.spans) span.earliest = earliest = std::max(earliest, span.earliest);
+  Span after{0, INT64_MAX, events.size()};
+  for (auto span = pairing.spans.rbegin(); span != pairing.spans.rend(); ++span) {
+    after.latest = std::min(after.latest, span->latest);
+    after.next = span->next = std::min(after.next, span->next);
+    span->latest = std::max(after.latest, span->earliest);
   }
 }
 
@@ -223,68 +212,50 @@ void set_spans(const EventLog& events, const std::vector<Pair>& pairs, Pairing& 
 void set_bounds(const std::vector<Anchor>& anchors, const std::vector<Pair>& pairs,
                 Pairing& pairing) {
   if (anchors.empty()) return;
-  const std::size_t first = pairs.front().main;
-  const std::size_t last = pairs.back().main;
-  for (std::size_t at = 0; anchors.front().record < first && at < first; ++at) {
-    pairing.spans[at].is_bounded = false;
-  }
-  if (anchors.back().record <= last) return;
-  for (std::size_t at = last; at < pairing.spans.size(); ++at) pairing.spans[at].is_bounded = false;
-}
-
-/// Adds the times between two pairs of one sequence where the main log lacks several records.
-void add_holes(const EventLog& events, const std::vector<Anchor>& anchors,
-               const std::vector<Pair>& pairs, std::vector<Hole>& holes) {
-  auto anchor = anchors.begin();
-  LogTime from = INT64_MIN;
-  for (const Pair& pair : pairs) {
-    const LogTime to = events.records[pair.last].elapsed;
-    std::size_t missing = 0;
-    for (; anchor != anchors.end() && anchor->record < pair.last; ++anchor) ++missing;
-    if (anchor != anchors.end()) ++anchor;
-    if (missing >= kHoleRecords && from != INT64_MIN) holes.push_back({from, to});
-    from = events.records[pair.first].elapsed;
+  const bool is_cut_before = anchors.front().record < pairs.front().main;
+  const bool is_cut_after = anchors.back().record > pairs.back().main;
+  for (std::size_t at = 0; at < pairing.spans.size(); ++at) {
+    const bool is_outside =
+        (is_cut_before && at < pairs.front().main) || (is_cut_after && at > pairs.back().main);
+    if (is_outside) pairing.spans[at].is_bounded = false;
   }
 }
 
-/// Returns the time of the first record that the end of the main log lacks; INT64_MAX if none.
-LogTime first_missing(const EventLog& events, const std::vector<Anchor>& anchors,
-                      const std::vector<Pair>& pairs) {
+/// Lowers the time up to which the main log reaches if it lacks the last records of the event log.
+void set_end(const Events& events, const std::vector<Anchor>& anchors,
+             const std::vector<Pair>& pairs, Pairing& pairing) {
   for (const Anchor& anchor : anchors) {
     if (!pairs.empty() && anchor.record <= pairs.back().first) continue;
-    return earliest_of(events, anchor.record);
+    pairing.until = std::min(pairing.until, earliest_of(events, anchor.record));
+    return;
   }
-  return INT64_MAX;
 }
 
 }  // namespace
 
-Pairing pair_logs(const EventLog& events, const MainLog& main_log) {
+Pairing pair_logs(const Events& events, const std::vector<MainRecord>& main_log) {
   Pairing pairing;
-  pairing.spans.resize(main_log.records.size());
-  pairing.lives.assign(events.records.size() + 1, 0);
-  if (events.records.empty()) return pairing;
+  pairing.spans.resize(main_log.size());
+  pairing.lives.assign(events.size(), 0);
   Keys keys;
   const Anchors of_events = anchors_of(events, keys);
   const Anchors of_main = anchors_of(main_log, keys);
   const std::vector<Pair> commands = pairs_of(of_events.commands, of_main.commands);
   const std::vector<Pair> others = pairs_of(of_events.others, of_main.others);
-  count_lives(events, others, pairing);
   std::vector<Pair> pairs = commands;
   pairs.insert(pairs.end(), others.begin(), others.end());
   if (pairs.empty()) return pairing;
   std::sort(pairs.begin(), pairs.end(),
             [](const Pair& a, const Pair& b) { return a.main < b.main; });
   pairing.has_pairs = true;
+  count_lives(events, others, pairing);
   set_spans(events, pairs, pairing);
   set_bounds(of_main.commands, pairs, pairing);
   set_bounds(of_main.others, pairs, pairing);
-  pairing.since = events.records[pairs.front().last].elapsed;
-  pairing.until =
-      std::min({events.records.back().elapsed, first_missing(events, of_events.commands, commands),
-                first_missing(events, of_events.others, others)});
-  add_holes(events, of_events.commands, commands, pairing.holes);
-  add_holes(events, of_events.others, others, pairing.holes);
+  pairing.since = events[pairs.front().last].elapsed;
+  pairing.until = events.back().elapsed;
+  set_end(events, of_events.commands, commands, pairing);
+  set_end(events, of_events.others, others, pairing);
   return pairing;
 }
 

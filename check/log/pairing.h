@@ -20,20 +20,14 @@ struct Span {
   std::size_t life = 0;    // number of the daemon's starts before it that both logs have
 };
 
-struct Hole {
-  LogTime from;
-  LogTime to;
-};
-
 struct Pairing {
   std::vector<Span> spans;         // by record of the main log
   std::vector<std::size_t> lives;  // by record of the event log, as Span::life
   bool has_pairs = false;
-  LogTime since = 0;        // the main log holds what was logged from here
-  LogTime until = 0;        // up to here
-  std::vector<Hole> holes;  // several records are missing within it
+  LogTime since = 0;  // the main log holds what was logged from here
+  LogTime until = 0;  // up to here
 };
 
-Pairing pair_logs(const EventLog& events, const MainLog& main_log);
+Pairing pair_logs(const std::vector<EventRecord>& events, const std::vector<MainRecord>& main_log);
 
 }  // namespace kovo::check

@@ -26,7 +26,7 @@ struct Pass {
 };
 
 Pass find_pass(const TimelineMaker& maker, std::size_t first) {
-  const std::vector<EventRecord>& records = maker.events.records;
+  const std::vector<EventRecord>& records = maker.records;
   Pass pass;
   std::size_t at = first;
   for (LogTime last = records[first].elapsed; at < records.size(); ++at) {
@@ -60,7 +60,7 @@ std::size_t fitting_lines(const TimelineMaker& maker, const Pass& pass, std::siz
   const std::size_t count = std::min(steps.size(), pass.lines.size() - line);
   if (count < steps.size() && !pass.is_last) return 0;
   for (std::size_t step = 0; step < count; ++step) {
-    const EventRecord& record = maker.events.records[pass.lines[line + step]];
+    const EventRecord& record = maker.records[pass.lines[line + step]];
     if (!fits_step(steps[step], record.name)) return 0;
   }
   return count;
@@ -152,7 +152,7 @@ TimelineStep known_step(const StepPattern& pattern, std::string_view text, bool 
 
 /// Returns whether the pause after a push shows that the status service did not answer in time.
 bool was_slow(const TimelineMaker& maker, const Push& push) {
-  const std::vector<EventRecord>& records = maker.events.records;
+  const std::vector<EventRecord>& records = maker.records;
   for (std::size_t at = push.record + 1; at < records.size(); ++at) {
     if (holds_lock(records[at])) return records[at].elapsed - push.at >= kSlowLookupMs;
   }
@@ -163,7 +163,7 @@ void add_step(const TimelineMaker& maker, TimelineBlock& block, std::size_t reco
               TimelineStep step) {
   step.record = record;
   step.sender = choose_sender(step.protocol);
-  block.executed = block.executed.value_or(maker.events.records[record].time);
+  block.executed = block.executed.value_or(maker.records[record].time);
   block.verdict = BlockVerdict::kExecuted;
   block.steps.push_back(std::move(step));
 }
@@ -175,8 +175,7 @@ void execute(TimelineMaker& maker, const Pass& pass, const Execution& execution)
   const bool is_slow = push.due == push.at && was_slow(maker, push);
   for (std::size_t step = 0; step < execution.count; ++step) {
     const std::size_t record = pass.lines[execution.line + step];
-    add_step(maker, block, record,
-             known_step(steps[step], maker.events.records[record].name, is_slow));
+    add_step(maker, block, record, known_step(steps[step], maker.records[record].name, is_slow));
   }
   if (execution.count < steps.size()) {
     block.is_probable = true;
@@ -200,14 +199,15 @@ std::vector<Push*> unexplained(TimelineMaker& maker, LogTime now) {
 
 /// Adds the lines that no event of the file explains, by their position.
 void add_unexplained(TimelineMaker& maker, const std::vector<std::size_t>& lines) {
-  const EventRecord& first = maker.events.records[lines.front()];
+  const EventRecord& first = maker.records[lines.front()];
   const std::vector<Push*> pushes = unexplained(maker, first.elapsed);
   TimelineBlock* block = nullptr;
   if (pushes.size() == 1) {
     block = &maker.timeline.blocks[pushes.front()->block];
     block->text =
         maker.definitions == nullptr ? "" : "executed with other steps than the given file";
-    block->is_probable = std::count_if(maker.queue.begin(), maker.queue.end(),
+    block->is_probable = first.elapsed < maker.certain_from ||
+                         std::count_if(maker.queue.begin(), maker.queue.end(),
                                        [](const Push& push) { return !push.is_done; }) > 1;
     pushes.front()->is_done = true;
   } else {
@@ -223,7 +223,7 @@ void add_unexplained(TimelineMaker& maker, const std::vector<std::size_t>& lines
     if (!names.empty() && names.size() <= 5) block->text = "steps of " + joined(names, " or ");
   }
   for (const std::size_t line : lines) {
-    add_step(maker, *block, line, unknown_step(maker.events.records[line].name));
+    add_step(maker, *block, line, unknown_step(maker.records[line].name));
   }
 }
 
@@ -231,7 +231,7 @@ void add_unexplained(TimelineMaker& maker, const std::vector<std::size_t>& lines
 
 LogTime patience(const TimelineMaker& maker, const Push& push) {
   const auto names = static_cast<LogTime>(maker.names - push.names_before);
-  return std::min<LogTime>(kPassMs + names * kLookupMs, kEventLifeS * LogTime{1000} + kPassMs);
+  return std::min<LogTime>(kPassMs + names * kLookupMs, kLifeMs + kPassMs);
 }
 
 std::size_t run_pass(TimelineMaker& maker, std::size_t first) {

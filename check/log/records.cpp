@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "check/words.h"
+#include "core/event_rules.h"
 #include "core/text.h"
 
 namespace kovo::check {
@@ -13,7 +14,6 @@ namespace {
 
 constexpr std::string_view kStampForm = "0000-00-00 00:00:00.000  ";
 constexpr std::size_t kDateSize = 10;
-constexpr std::int64_t kDayMs = 86'400'000;
 constexpr int kKindLines = 100;  // of a file, which must hold a record
 
 struct EventForm {
@@ -81,6 +81,9 @@ constexpr std::string_view kMeasured[] = {"recv(tcp:2700) ", "recv(udp:2728) ", 
 constexpr std::string_view kWithoutNewline[] = {"push TEST event ", "push event localPlay",
                                                 "recvform call failed"};
 
+constexpr char kRoutineCharacters[] =
+    "0123456789_ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
+
 constexpr std::string_view kMainHeads[] = {"kovotcp V", "[kovotcp] Error: send(len=", "Error: [",
                                            "Error: pthread_create "};
 
@@ -146,17 +149,15 @@ bool fits(std::string_view form, std::string_view text, Fields& fields) {
   return false;
 }
 
-/// Returns the days since 1970 of a date. Unlike timegm it never fails, whatever digits a log has.
-std::int64_t days_of(std::int64_t year, std::int64_t month, std::int64_t day) {
-  year -= month <= 2 ? 1 : 0;
-  const std::int64_t era = (year >= 0 ? year : year - 399) / 400;
-  const std::int64_t of_era = year - era * 400;
-  const std::int64_t of_year = (153 * (month + (month > 2 ? -3 : 9)) + 2) / 5 + day - 1;
-  return era * 146097 + of_era * 365 + of_era / 4 - of_era / 100 + of_year - 719468;
-}
-
-LogTime since_midnight(LogTime time) {
-  return ((time % kDayMs) + kDayMs) % kDayMs;
+/// Returns a time as "2026-11-24 14:07:09.120".
+std::string stamp_text(LogTime time) {
+  const LogTime milliseconds = ((time % 1000) + 1000) % 1000;
+  const auto seconds = static_cast<std::time_t>((time - milliseconds) / 1000);
+  std::tm fields{};
+  gmtime_r(&seconds, &fields);
+  char text[64];
+  const std::size_t size = std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S.", &fields);
+  return std::string(text, size) + std::to_string(1000 + milliseconds).substr(1);
 }
 
 /// Returns whether a text begins with a form; a 0 in it is any digit.
@@ -167,23 +168,19 @@ bool has_form(std::string_view text, std::string_view form) {
          });
 }
 
-std::int64_t number_at(std::string_view text, std::size_t at, std::size_t digits) {
-  std::int64_t number = 0;
-  for (const char c : text.substr(at, digits)) number = number * 10 + (c - '0');
-  return number;
-}
-
-LogTime day_ms(std::string_view date) {
-  return days_of(number_at(date, 0, 4), number_at(date, 5, 2), number_at(date, 8, 2)) * kDayMs;
-}
-
-LogTime minutes_ms(std::string_view clock) {
-  return (number_at(clock, 0, 2) * 60 + number_at(clock, 3, 2)) * 60'000;
+int number_at(std::string_view text, std::size_t at, std::size_t digits) {
+  return to_int32(text.substr(at, digits));
 }
 
 LogTime stamp_of(std::string_view line) {
-  const std::string_view clock = line.substr(11);
-  return day_ms(line) + minutes_ms(clock) + number_at(clock, 6, 2) * 1000 + number_at(clock, 9, 3);
+  std::tm time{};
+  time.tm_year = number_at(line, 0, 4) - 1900;
+  time.tm_mon = number_at(line, 5, 2) - 1;
+  time.tm_mday = number_at(line, 8, 2);
+  time.tm_hour = number_at(line, 11, 2);
+  time.tm_min = number_at(line, 14, 2);
+  time.tm_sec = number_at(line, 17, 2);
+  return timegm(&time) * LogTime{1000} + number_at(line, 20, 3);
 }
 
 /// Returns where the next line after `at` begins with a time stamp; npos if none does.
@@ -218,12 +215,7 @@ EventRecord event_record(std::string_view text) {
 /// Returns the size of "[routine:123] ", 0 without it.
 std::size_t origin_size(std::string_view text) {
   if (!starts_with(text, "[")) return 0;
-  std::size_t at = 1;
-  while (at < text.size() && (is_digit(text[at]) || text[at] == '_' ||
-                              (lower_ascii(text.substr(at, 1))[0] >= 'a' &&
-                               lower_ascii(text.substr(at, 1))[0] <= 'z'))) {
-    ++at;
-  }
+  const std::size_t at = text.find_first_not_of(kRoutineCharacters, 1);
   if (at < 2 || at >= text.size() || (text[at] != ':' && text[at] != ';')) return 0;
   const std::size_t digits = digits_at(text.substr(at + 1));
   return digits > 0 && text.substr(at + 1 + digits, 2) == "] " ? at + digits + 3 : 0;
@@ -284,9 +276,12 @@ MainRecord main_record(std::string_view text) {
     const bool with_routine = form.kind == MainLine::kConnectError;
     const std::string_view part =
         with_routine ? text.substr(std::min<std::size_t>(1, text.size())) : rest;
-    if (fits(form.form, part, fields)) {
-      return {form.kind, fields.name, fields.value, fields.error, fields.number};
+    if (!fits(form.form, part, fields)) continue;
+    if (form.kind == MainLine::kCommand) {
+      const KeyValue pair = split_command_line(fields.name);
+      return {form.kind, pair.key, pair.value, {}, 0};
     }
+    return {form.kind, strip_newline(fields.name), fields.value, fields.error, fields.number};
   }
   return {};
 }
@@ -294,41 +289,28 @@ MainRecord main_record(std::string_view text) {
 }  // namespace
 
 std::string clock_text(LogTime time) {
-  const LogTime of_day = since_midnight(time);
-  std::tm clock{};
-  clock.tm_hour = static_cast<int>(of_day / 3'600'000);
-  clock.tm_min = static_cast<int>(of_day / 60'000 % 60);
-  clock.tm_sec = static_cast<int>(of_day / 1000 % 60);
-  return time_text(clock) + "." + std::to_string(1000 + of_day % 1000).substr(1);
+  return stamp_text(time).substr(11, 12);
 }
 
 std::string day_text(LogTime time) {
-  const auto seconds = static_cast<std::time_t>((time - since_midnight(time)) / 1000);
-  std::tm date{};
-  gmtime_r(&seconds, &date);
-  return date_text(date).substr(0, kDateSize);
+  return stamp_text(time).substr(0, kDateSize);
 }
 
 bool parse_moment(std::string_view text, LogTime last, LogTime& moment) {
-  moment = last - since_midnight(last);
+  std::string stamp = day_text(last) + " 00:00:00.000";
   if (has_form(text, kStampForm.substr(0, kDateSize))) {
-    moment = day_ms(text);
-    if (day_text(moment) != text.substr(0, kDateSize)) return false;
+    stamp.replace(0, kDateSize, text.substr(0, kDateSize));
     text.remove_prefix(kDateSize);
-    if (text.empty()) return true;
-    if (text.front() != ' ' && text.front() != 'T') return false;
-    text.remove_prefix(1);
-  }
-  if (!has_form(text, "00:00") || number_at(text, 0, 2) > 23 || number_at(text, 3, 2) > 59) {
+    if (!text.empty() && text.front() != ' ' && text.front() != 'T') return false;
+    text.remove_prefix(text.empty() ? 0 : 1);
+  } else if (text.empty()) {
     return false;
   }
-  moment += minutes_ms(text);
-  text.remove_prefix(5);
-  if (has_form(text, ":00") && number_at(text, 1, 2) < 60) {
-    moment += number_at(text, 1, 2) * 1000;
-    text.remove_prefix(3);
-  }
-  return text.empty();
+  const bool is_clock = has_form(text, "00:00:00") && text.size() == 8;
+  if (!text.empty() && !is_clock && (!has_form(text, "00:00") || text.size() != 5)) return false;
+  stamp.replace(kDateSize + 1, text.size(), text);
+  moment = stamp_of(stamp);
+  return stamp_text(moment) == stamp;  // not for 99:99
 }
 
 void read_event_log(std::string_view text, bool follows_gap, EventLog& log) {

@@ -62,7 +62,7 @@ inline bool is_step(EventLine kind) {
 enum class MainLine : std::uint8_t {
   kOther,
   kBanner,        // the daemon starts
-  kCommand,       // name: a text received on tcp:2700
+  kCommand,       // name: the key of a text received on tcp:2700, value
   kMessage,       // name: a text received on port 2727
   kStatusLine,    // name: a text received on udp:2728
   kDisabled,      // name: dropped, events are disabled

@@ -61,7 +61,7 @@ TimelineBlock& add_block(TimelineMaker& maker, std::size_t record, std::string_v
                          std::string source) {
   TimelineBlock& block = maker.timeline.blocks.emplace_back();
   block.record = record;
-  block.time = maker.events.records[record].time;
+  block.time = maker.records[record].time;
   block.trigger = trigger;
   block.source = std::move(source);
   return block;
@@ -76,8 +76,7 @@ void settle(TimelineBlock& block, BlockVerdict verdict, std::string text, bool f
 /// Returns whether the main log shows every edit of the definition file after a time.
 bool is_covered(const TimelineMaker& maker, LogTime at) {
   const Pairing& pairing = maker.pairing;
-  return pairing.has_pairs && at >= pairing.since &&
-         pairing.until == maker.events.records.back().elapsed;
+  return pairing.has_pairs && at >= pairing.since && pairing.until == maker.records.back().elapsed;
 }
 
 bool has_program_source(const TimelineBlock& block) {
@@ -99,12 +98,9 @@ std::string no_event_text(const LogDefinitions& definitions, const TimelineBlock
 /// Settles a push as expired if the main log says so.
 bool settle_expired(TimelineMaker& maker, const Push& push) {
   TimelineBlock& block = maker.timeline.blocks[push.block];
-  const LogTime end = push.at + kEventLifeS * kSecondMs;
-  for (std::size_t at = 0; at < maker.main_log.records.size(); ++at) {
-    const MainRecord& record = maker.main_log.records[at];
-    if (record.kind != MainLine::kExpired || maker.is_shown[at] || record.name != block.trigger) {
-      continue;
-    }
+  const LogTime end = push.at + kLifeMs;
+  for (const std::size_t at : maker.expiries) {
+    if (maker.is_shown[at] || maker.main[at].name != block.trigger) continue;
     const Span& span = maker.pairing.spans[at];
     if (span.latest < end || span.earliest > end + patience(maker, push)) continue;
     maker.is_shown[at] = true;
@@ -118,7 +114,7 @@ bool settle_expired(TimelineMaker& maker, const Push& push) {
 /// log, if the push may still have been executed after it.
 void settle_unexecuted(TimelineMaker& maker, const Push& push, std::optional<std::size_t> end) {
   TimelineBlock& block = maker.timeline.blocks[push.block];
-  const std::vector<EventRecord>& records = maker.events.records;
+  const std::vector<EventRecord>& records = maker.records;
   const bool is_gap = end && *end < records.size() && records[*end].follows_gap;
   if (push.event != nullptr && push.event->compiled->delay_s >= kEventLifeS && !block.is_test) {
     const std::string delay = std::to_string(push.event->compiled->delay_s);
@@ -188,7 +184,7 @@ void queue_push(TimelineMaker& maker, std::size_t record, std::string_view name,
   Push push;
   push.block = maker.timeline.blocks.size() - 1;
   push.record = record;
-  push.at = push.due = maker.events.records[record].elapsed;
+  push.at = push.due = maker.records[record].elapsed;
   push.event = pushed_event(maker, name, is_test);
   push.names_before = maker.names++;
   if (push.event != nullptr) {
@@ -196,9 +192,6 @@ void queue_push(TimelineMaker& maker, std::size_t record, std::string_view name,
     block.step_count = static_cast<std::size_t>(push.event->compiled->step_count);
     if (!is_test) push.due += std::max(0, push.event->compiled->delay_s) * kSecondMs;
   }
-  const bool may_be_executed = push.event != nullptr || maker.definitions == nullptr || is_test ||
-                               block.is_renewed || !is_covered(maker, push.at);
-  if (!may_be_executed) return settle_unexecuted(maker, push, {});
   push.last_due = push.due;
   maker.queue.insert(front ? maker.queue.begin() : maker.queue.end(), push);
 }
@@ -223,7 +216,7 @@ void add_source(TimelineMaker& maker, std::string_view name, std::string text) {
 }
 
 void on_push(TimelineMaker& maker, std::size_t record, bool is_test) {
-  const std::string_view text = maker.events.records[record].name;
+  const std::string_view text = maker.records[record].name;
   const std::string source = is_test ? "as a test" : pop_source(maker, text);
   for (const std::string_view name : split_lines(text)) {
     queue_push(maker, record, name, is_test, source, false);
@@ -231,7 +224,7 @@ void on_push(TimelineMaker& maker, std::size_t record, bool is_test) {
 }
 
 void on_power_on_skip(TimelineMaker& maker, std::size_t record) {
-  const LogTime now = maker.events.records[record].elapsed;
+  const LogTime now = maker.records[record].elapsed;
   for (Push& push : maker.queue) {
     TimelineBlock& block = maker.timeline.blocks[push.block];
     if (push.is_done || push.due > now || !equals_nocase(block.trigger, kPowerOn)) continue;
@@ -244,29 +237,30 @@ void on_power_on_skip(TimelineMaker& maker, std::size_t record) {
 
 void on_start(TimelineMaker& maker, std::size_t record) {
   settle_all(maker, record);
+  maker.certain_from = maker.records[record].elapsed;
   maker.sources.clear();
   settle(add_block(maker, record, "", ""), BlockVerdict::kNote, "the daemon starts");
 }
 
 void note_clock(TimelineMaker& maker, std::size_t record) {
   if (record == 0) return;
-  const LogTime back = maker.events.records[record - 1].time - maker.events.records[record].time;
+  const LogTime back = maker.records[record - 1].time - maker.records[record].time;
   if (back < kClockStepMs) return;
   maker.set_backs.push_back(record);
-  const LogTime now = maker.events.records[record].elapsed;
+  const LogTime now = maker.records[record].elapsed;
   for (Push& push : maker.queue) push.due = std::min(push.due, now);
   settle(add_block(maker, record, "", ""), BlockVerdict::kNote,
          "the clock was set back by " + std::to_string(back / kSecondMs) + " s");
 }
 
 void add_hold_off(TimelineMaker& maker, std::size_t at, std::string source) {
-  const EventRecord& record = maker.events.records[at];
+  const EventRecord& record = maker.records[at];
   settle(add_block(maker, at, record.name, std::move(source)), BlockVerdict::kHoldOff,
          "skipped: hold-off time, " + std::to_string(record.number) + " s after the last one");
 }
 
 void on_record(TimelineMaker& maker, std::size_t at) {
-  const EventRecord& record = maker.events.records[at];
+  const EventRecord& record = maker.records[at];
   switch (record.kind) {
     case EventLine::kStart:
       return on_start(maker, at);
@@ -301,9 +295,10 @@ void on_record(TimelineMaker& maker, std::size_t at) {
 
 void walk(TimelineMaker& maker) {
   std::size_t pass_end = 0;
-  for (std::size_t at = 0; at < maker.events.records.size(); ++at) {
-    const EventRecord& record = maker.events.records[at];
+  for (std::size_t at = 0; at < maker.records.size(); ++at) {
+    const EventRecord& record = maker.records[at];
     note_clock(maker, at);
+    if (at == 0 || record.follows_gap) maker.certain_from = record.elapsed + kLifeMs;
     if (record.follows_gap) {
       settle_all(maker, at);
       settle(add_block(maker, at, "", ""), BlockVerdict::kNote,
@@ -316,28 +311,29 @@ void walk(TimelineMaker& maker) {
       pass_end = run_pass(maker, at);
     }
   }
-  if (maker.events.records.empty()) return;
-  settle_old(maker, maker.events.records.back().elapsed);
-  settle_all(maker, maker.events.records.size());
+  if (maker.records.empty()) return;
+  settle_old(maker, maker.records.back().elapsed);
+  settle_all(maker, maker.records.size());
 }
 
 /// Finds the records by which the daemon says that it read its definition file again. At a start it
 /// reads it in any case.
 void find_renewals(TimelineMaker& maker) {
   bool is_started = false;
-  for (std::size_t at = 0; at < maker.main_log.records.size(); ++at) {
-    const MainRecord& record = maker.main_log.records[at];
+  for (std::size_t at = 0; at < maker.main.size(); ++at) {
+    const MainRecord& record = maker.main[at];
     if (record.kind == MainLine::kBanner) is_started = true;
+    if (record.kind == MainLine::kExpired) maker.expiries.push_back(at);
     if (record.kind != MainLine::kRenewed || contains(record.name, "kovotest")) continue;
     if (!is_started || at == 0) maker.renewals.push_back(at);
     is_started = false;
   }
   for (const std::size_t at : maker.renewals) {
     const std::size_t next = maker.pairing.spans[at].next;
-    if (next < maker.events.records.size()) {
-      maker.timeline.renewed.push_back(maker.events.records[next].time);
-    } else if (!maker.events.records.empty()) {
-      maker.timeline.renewed.push_back(maker.events.records.back().time);
+    if (next < maker.records.size()) {
+      maker.timeline.renewed.push_back(maker.records[next].time);
+    } else if (!maker.records.empty()) {
+      maker.timeline.renewed.push_back(maker.records.back().time);
     }
   }
 }
@@ -345,7 +341,7 @@ void find_renewals(TimelineMaker& maker) {
 /// Adds a block for a record that only the main log has.
 void add_main_block(TimelineMaker& maker, std::size_t at, std::string_view trigger,
                     std::string source, BlockVerdict verdict, std::string text) {
-  const std::vector<EventRecord>& records = maker.events.records;
+  const std::vector<EventRecord>& records = maker.records;
   TimelineBlock& block = maker.timeline.blocks.emplace_back();
   block.is_about = true;
   block.record = maker.pairing.spans[at].next;
@@ -356,7 +352,7 @@ void add_main_block(TimelineMaker& maker, std::size_t at, std::string_view trigg
 }
 
 void show_main_record(TimelineMaker& maker, std::size_t at) {
-  const MainRecord& record = maker.main_log.records[at];
+  const MainRecord& record = maker.main[at];
   const auto add = [&](std::string_view trigger, const char* source, BlockVerdict verdict,
                        std::string text) {
     add_main_block(maker, at, trigger, source, verdict, std::move(text));
@@ -367,7 +363,7 @@ void show_main_record(TimelineMaker& maker, std::size_t at) {
   switch (record.kind) {
     case MainLine::kDisabled:
       return add(record.name, "on tcp:2700", BlockVerdict::kDisabled,
-                 "dropped: events are off" + disabled_by(maker.main_log, at));
+                 "dropped: events are off" + disabled_by(maker.main, at));
     case MainLine::kExpired:
       if (maker.is_shown[at]) return;
       return add(record.name, "", BlockVerdict::kExpired,
@@ -392,7 +388,7 @@ void show_main_record(TimelineMaker& maker, std::size_t at) {
 void find_without_effect(TimelineMaker& maker) {
   std::unordered_set<std::string_view> raised;
   std::map<std::string, std::size_t> found;
-  for (const EventRecord& record : maker.events.records) {
+  for (const EventRecord& record : maker.records) {
     if (record.kind == EventLine::kVariable || record.kind == EventLine::kVariableSkip ||
         record.kind == EventLine::kBareName) {
       raised.insert(record.name);
@@ -405,12 +401,12 @@ void find_without_effect(TimelineMaker& maker) {
   for (const TriggerSource& source : all_sources()) {
     triggers.emplace(lower_ascii(source.name), source.trigger);
   }
-  for (std::size_t at = 0; at < maker.main_log.records.size(); ++at) {
-    const MainRecord& record = maker.main_log.records[at];
+  for (std::size_t at = 0; at < maker.main.size(); ++at) {
+    const MainRecord& record = maker.main[at];
     if (record.kind != MainLine::kMessage) continue;
     const Message message = split_message(strip_newline(record.name));
     const bool is_set = equals_nocase(message.command, "e_param_set");
-    if (!is_set || maker.pairing.spans[at].next >= maker.events.records.size()) continue;
+    if (!is_set || maker.pairing.spans[at].next >= maker.records.size()) continue;
     const auto [first, last] = triggers.equal_range(lower_ascii(message.arg1));
     const bool has_raised = std::any_of(
         first, last, [&](const auto& source) { return raised.count(source.second) > 0; });
@@ -446,8 +442,9 @@ Timeline make_timeline(const EventLog& events, const MainLog& main_log,
   const Source source = read_source(definitions == nullptr ? "" : *definitions);
   LogDefinitions compiled;
   make_log_definitions(daemon_entries(source), compiled);
-  TimelineMaker maker{events, main_log, definitions == nullptr ? nullptr : &compiled,
-                      pair_logs(events, main_log)};
+  TimelineMaker maker{events.records, main_log.records,
+                      definitions == nullptr ? nullptr : &compiled,
+                      pair_logs(events.records, main_log.records)};
   maker.is_shown.resize(main_log.records.size());
   maker.timeline.event_records = events.records.size();
   maker.timeline.main_records = main_log.records.size();
@@ -455,7 +452,7 @@ Timeline make_timeline(const EventLog& events, const MainLog& main_log,
   find_renewals(maker);
   walk(maker);
   settle_steps(maker);
-  for (std::size_t at = 0; at < main_log.records.size(); ++at) show_main_record(maker, at);
+  for (std::size_t at = 0; at < maker.main.size(); ++at) show_main_record(maker, at);
   find_without_effect(maker);
   std::stable_sort(
       maker.timeline.blocks.begin(), maker.timeline.blocks.end(),
