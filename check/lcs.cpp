@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <unordered_set>
 
 namespace kovo::check {
 namespace {
@@ -14,7 +15,7 @@ using Index = std::ptrdiff_t;
 
 constexpr Index kMaxDifferences = 20'000;  // more take minutes: the logs are not of one device
 
-/// A part of both sequences; `step` -1 reads them from their ends.
+/// A part of both sequences.
 struct Part {
   const std::uint32_t* a;
   Index a_size;
@@ -102,6 +103,23 @@ void add_pairs(Part part, Index a_start, Index b_start, std::vector<CommonPair>&
   for (Index at = 0; at < trail; ++at) add(part.a_size + at, part.b_size + at);
 }
 
+/// Returns the positions of the elements that another sequence has too. Only these are compared: a
+/// file of which every line has changed would take hours.
+std::vector<std::size_t> shared_with(const Sequence& other, const Sequence& own) {
+  const std::unordered_set<std::uint32_t> known(other.begin(), other.end());
+  std::vector<std::size_t> positions;
+  for (std::size_t at = 0; at < own.size(); ++at) {
+    if (known.count(own[at]) > 0) positions.push_back(at);
+  }
+  return positions;
+}
+
+Sequence elements_at(const Sequence& all, const std::vector<std::size_t>& positions) {
+  Sequence chosen;
+  for (const std::size_t at : positions) chosen.push_back(all[at]);
+  return chosen;
+}
+
 Part whole(const Sequence& a, const Sequence& b) {
   return {a.data(), static_cast<Index>(a.size()), b.data(), static_cast<Index>(b.size())};
 }
@@ -109,8 +127,13 @@ Part whole(const Sequence& a, const Sequence& b) {
 }  // namespace
 
 std::vector<CommonPair> common_subsequence(const Sequence& a, const Sequence& b) {
+  const std::vector<std::size_t> of_a = shared_with(b, a);
+  const std::vector<std::size_t> of_b = shared_with(a, b);
+  const Sequence shared_a = elements_at(a, of_a);
+  const Sequence shared_b = elements_at(b, of_b);
   std::vector<CommonPair> pairs;
-  add_pairs(whole(a, b), 0, 0, pairs);
+  add_pairs(whole(shared_a, shared_b), 0, 0, pairs);
+  for (CommonPair& pair : pairs) pair = {of_a[pair.a], of_b[pair.b]};
   return pairs;
 }
 
