@@ -6,7 +6,8 @@
 #include <unordered_map>
 
 #include "check/lcs.h"
-#include "core/event_rules.h"
+#include "core/text.h"
+#include "core/trigger_text.h"
 
 namespace kovo::check {
 namespace {

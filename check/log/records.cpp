@@ -6,8 +6,8 @@
 #include <utility>
 
 #include "check/words.h"
-#include "core/event_rules.h"
 #include "core/text.h"
+#include "core/trigger_text.h"
 
 namespace kovo::check {
 namespace {

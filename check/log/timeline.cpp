@@ -3,12 +3,11 @@
 #include <algorithm>
 #include <iterator>
 #include <map>
-#include <unordered_map>
 #include <unordered_set>
 
 #include "check/log/maker.h"
 #include "check/source.h"
-#include "check/trigger_sources.h"
+#include "check/triggers.h"
 #include "core/change_rules.h"
 #include "core/message.h"
 #include "core/setting_rules.h"
@@ -21,39 +20,26 @@ constexpr std::size_t kMaxQueue = 500;   // waiting pushes, which bounds the tim
 constexpr std::size_t kMaxSources = 16;  // a push follows its source closely
 constexpr LogTime kClockStepMs = 1000;
 constexpr LogTime kSecondMs = 1000;
-constexpr Variant kVariants[] = {{1, 0}, {1, 1}, {0, 1}};
 
-std::vector<TriggerSource> all_sources() {
-  std::vector<TriggerSource> all;
-  for (const Variant& variant : kVariants) {
-    for (TriggerSource& source : trigger_sources(variant)) all.push_back(std::move(source));
-  }
-  return all;
+const Triggers& all_triggers() {
+  static const Triggers triggers = make_triggers(kAnyProduct);
+  return triggers;
 }
 
 /// Returns what raises a trigger by the daemon's tables: only variables, or everything else.
 std::string usual_source(std::string_view trigger, bool variables) {
-  static const std::vector<TriggerSource> all = all_sources();
-  std::vector<std::string> found;
-  for (const TriggerSource& source : all) {
-    const bool is_variable =
-        source.cause == TriggerCause::kVariable || source.cause == TriggerCause::kVariablePart;
-    if (source.trigger != trigger || is_variable != variables) continue;
-    std::string text = source.cause == TriggerCause::kPlayback  ? "the playback selection"
-                       : source.cause == TriggerCause::kSetting ? "setting " + source.name
-                                                                : "variable " + source.name;
-    if (source.cause == TriggerCause::kDisplay || source.cause == TriggerCause::kFirstStart)
-      continue;
-    if (std::find(found.begin(), found.end(), text) == found.end())
-      found.push_back(std::move(text));
-  }
   std::string result;
-  for (const std::string& text : found) result += (result.empty() ? "by " : " or ") + text;
+  const auto found = all_triggers().raisers.find(std::string(trigger));
+  if (found == all_triggers().raisers.end()) return result;
+  for (const Raiser& raiser : found->second) {
+    if (starts_with_nocase(raiser.what, "variable ") != variables) continue;
+    result += (result.empty() ? "by " : " or ") + raiser.what;
+  }
   return result;
 }
 
 std::string variable_source(std::string_view trigger) {
-  const std::string usual = usual_source(trigger, true);
+  std::string usual = usual_source(trigger, true);
   return usual.empty() ? "by a variable" : usual;
 }
 
@@ -397,19 +383,16 @@ void find_without_effect(TimelineMaker& maker) {
     const bool may_raise = is_playback(line) || names_setting(line);
     if (record.kind == EventLine::kStatusLine && !may_raise) ++found[shown(line)];
   }
-  std::unordered_multimap<std::string, std::string> triggers;
-  for (const TriggerSource& source : all_sources()) {
-    triggers.emplace(lower_ascii(source.name), source.trigger);
-  }
   for (std::size_t at = 0; at < maker.main.size(); ++at) {
     const MainRecord& record = maker.main[at];
     if (record.kind != MainLine::kMessage) continue;
     const Message message = split_message(strip_newline(record.name));
     const bool is_set = equals_nocase(message.command, "e_param_set");
     if (!is_set || maker.pairing.spans[at].next >= maker.records.size()) continue;
-    const auto [first, last] = triggers.equal_range(lower_ascii(message.arg1));
-    const bool has_raised = std::any_of(
-        first, last, [&](const auto& source) { return raised.count(source.second) > 0; });
+    const std::vector<std::string> triggers = triggers_of_variable(all_triggers(), message.arg1);
+    const bool has_raised = std::any_of(triggers.begin(), triggers.end(), [&](const auto& trigger) {
+      return raised.count(trigger) > 0;
+    });
     if (!has_raised) ++found[shown(message.arg1)];
   }
   for (const auto& [name, count] : found) {
@@ -475,9 +458,9 @@ std::string no_trigger_text(const Timeline& timeline, std::string_view trigger) 
   std::sort(names.begin(), names.end());
   names.erase(std::unique(names.begin(), names.end()), names.end());
   std::string text = "nothing in the logs caused " + quoted(trigger);
-  for (const TriggerSource& source : all_sources()) {
-    if (source.cause != TriggerCause::kVariable || !equals_nocase(source.name, trigger)) continue;
-    return text + "; this is a variable: its trigger is " + quoted(source.trigger);
+  const std::vector<std::string> of_variable = triggers_of_variable(all_triggers(), trigger);
+  if (!of_variable.empty()) {
+    return text + "; this is a variable: its trigger is " + quoted(of_variable.front());
   }
   const std::string near = nearest_name(make_suggester(names), trigger);
   if (!near.empty()) text += "; did you mean " + quoted(near) + "?";
