@@ -21,8 +21,7 @@ namespace kovo::check {
 namespace {
 
 constexpr std::size_t kPieceSize = std::size_t{1} << 20;
-constexpr std::size_t kMostBytes = std::size_t{1} << 30;  // of all logs
-constexpr std::int64_t kMostParts = 1'000'000;            // larger suffixes are dates
+constexpr std::int64_t kMostParts = 1'000'000;  // larger suffixes are dates
 constexpr std::size_t kUsualWidth = 80;
 constexpr std::size_t kMinWidth = 40;
 
@@ -35,7 +34,6 @@ struct Logs {
   std::vector<LogFile> event_logs;  // oldest first
   std::vector<LogFile> main_logs;   // oldest first
   std::set<std::pair<dev_t, ino_t>> seen;
-  std::size_t bytes = 0;
 };
 
 void print_error(const std::string& text) {
@@ -44,14 +42,13 @@ void print_error(const std::string& text) {
 
 /// Reads a file to its end, or to where it is damaged; returns what is wrong with it, "" if
 /// nothing.
-std::string read_file(const std::string& path, std::size_t limit, std::string& text) {
+std::string read_file(const std::string& path, std::string& text) {
   const std::unique_ptr<gzFile_s, int (*)(gzFile)> file(gzopen(path.c_str(), "rb"), gzclose);
   if (file == nullptr) return std::strerror(errno);
   std::string piece(kPieceSize, '\0');
   int size = 0;
   while ((size = gzread(file.get(), piece.data(), static_cast<unsigned>(piece.size()))) > 0) {
     text.append(piece, 0, static_cast<std::size_t>(size));
-    if (text.size() > limit) return "the logs are larger than 1 GiB";
   }
   int error = Z_OK;
   const char* reason = gzerror(file.get(), &error);
@@ -89,14 +86,13 @@ void add_file(Logs& logs, const std::string& path) {
   struct stat info {};
   if (stat(path.c_str(), &info) == 0 && !logs.seen.emplace(info.st_dev, info.st_ino).second) return;
   LogFile file{{}, age_of(path)};
-  const std::string damage = read_file(path, kMostBytes - logs.bytes, file.text);
+  const std::string damage = read_file(path, file.text);
   if (!damage.empty()) {
     print_error(path + ": " + damage + (file.text.empty() ? "" : "; read up to there"));
   }
   if (file.text.empty()) return;
   const LogKind kind = kind_of_log(file.text);
   if (kind == LogKind::kNone) return print_error(path + ": not a log of kovotcp");
-  logs.bytes += std::min(file.text.size(), kMostBytes - logs.bytes);
   (kind == LogKind::kEventLog ? logs.event_logs : logs.main_logs).push_back(std::move(file));
 }
 

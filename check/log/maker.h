@@ -40,7 +40,7 @@ struct TimelineMaker {
   LogDefinitions* definitions;  // null: not given
   Pairing pairing;
   Timeline timeline = {};
-  std::vector<std::size_t> renewals = {};   // in the main log: the definition file was read again
+  std::size_t renewed_until = 0;            // the definition file was read again before this record
   std::vector<std::size_t> set_backs = {};  // records at which the clock was set back
   std::vector<std::size_t> expiries = {};   // in the main log: an event was not executed
   std::vector<bool> is_shown = {};          // records of the main log that a block contains
@@ -50,9 +50,6 @@ struct TimelineMaker {
   std::size_t names = 0;      // pushed so far
   std::size_t last_pass = 0;  // the first record of the last pass that executed something
 };
-
-/// Returns whether the definition file may have been read again after a record of the event log.
-bool is_renewed_after(const TimelineMaker& maker, std::size_t record);
 
 /// Returns what switched events off, for a record of the main log before `position`.
 std::string disabled_by(const std::vector<MainRecord>& records, std::size_t position);

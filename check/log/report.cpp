@@ -203,10 +203,9 @@ std::string summary_text(const Timeline& timeline, std::size_t width, bool has_d
     read += "; lines outside of records: " + std::to_string(timeline.skipped);
   if (timeline.unknown > 0) read += "; records not understood: " + std::to_string(timeline.unknown);
   add(read);
-  if (!timeline.renewed.empty()) {
+  if (timeline.renewed) {
     add("The definition file was edited: it was last read again about " +
-        day_text(timeline.renewed.back()) + " " + clock_text(timeline.renewed.back()).substr(0, 8) +
-        ".");
+        day_text(*timeline.renewed) + " " + clock_text(*timeline.renewed).substr(0, 8) + ".");
   }
   if (!timeline.without_effect.empty()) {
     add("Messages on ports 2727 and 2728 that raise nothing on this product: " +
@@ -222,7 +221,7 @@ std::string summary_json(const Timeline& timeline) {
   json["lines_skipped"] = timeline.skipped;
   json["records_unknown"] = timeline.unknown;
   json["main_log_since"] = timeline.main_since ? time_json(*timeline.main_since) : Json(nullptr);
-  json["definitions_renewed"] = !timeline.renewed.empty();
+  json["definitions_renewed"] = timeline.renewed.has_value();
   json["without_effect"] = timeline.without_effect;
   const std::string text = dumped(json);
   return text.substr(1, text.size() - 2);

@@ -65,10 +65,6 @@ bool is_covered(const TimelineMaker& maker, LogTime at) {
   return pairing.has_pairs && at >= pairing.since && pairing.until == maker.records.back().elapsed;
 }
 
-bool has_program_source(const TimelineBlock& block) {
-  return block.is_test || block.source == "on tcp:2700";
-}
-
 std::string no_event_text(const LogDefinitions& definitions, const TimelineBlock& block) {
   std::string text =
       block.is_test ? "no event is named " + quoted(block.trigger) : "no event has this trigger";
@@ -121,7 +117,7 @@ void settle_unexecuted(TimelineMaker& maker, const Push& push, std::optional<std
            "unknown: the definition file was edited after this push");
   } else if (push.event == nullptr) {
     settle(block, BlockVerdict::kNoEvent, no_event_text(*maker.definitions, block),
-           has_program_source(block));
+           block.is_test || block.source == "on tcp:2700");
   } else if (end == records.size() && records.back().elapsed <= push.last_due + kPassMs) {
     settle(block, BlockVerdict::kLogEnd, "unknown: the log ends before it is executed");
   } else if (!is_covered(maker, push.at)) {
@@ -166,7 +162,7 @@ void queue_push(TimelineMaker& maker, std::size_t record, std::string_view name,
                 const std::string& source, bool front) {
   TimelineBlock& block = add_block(maker, record, name, source);
   block.is_test = is_test;
-  block.is_renewed = is_renewed_after(maker, record);
+  block.is_renewed = maker.renewed_until > record;
   Push push;
   push.block = maker.timeline.blocks.size() - 1;
   push.record = record;
@@ -311,61 +307,57 @@ void find_renewals(TimelineMaker& maker) {
     if (record.kind == MainLine::kBanner) is_started = true;
     if (record.kind == MainLine::kExpired) maker.expiries.push_back(at);
     if (record.kind != MainLine::kRenewed || contains(record.name, "kovotest")) continue;
-    if (!is_started || at == 0) maker.renewals.push_back(at);
+    if (!is_started || at == 0) maker.renewed_until = maker.pairing.spans[at].next;
     is_started = false;
   }
-  for (const std::size_t at : maker.renewals) {
-    const std::size_t next = maker.pairing.spans[at].next;
-    if (next < maker.records.size()) {
-      maker.timeline.renewed.push_back(maker.records[next].time);
-    } else if (!maker.records.empty()) {
-      maker.timeline.renewed.push_back(maker.records.back().time);
-    }
-  }
+  if (maker.renewed_until == 0 || maker.records.empty()) return;
+  const std::size_t next = std::min(maker.renewed_until, maker.records.size() - 1);
+  maker.timeline.renewed = maker.records[next].time;
 }
 
-/// Adds a block for a record that only the main log has.
-void add_main_block(TimelineMaker& maker, std::size_t at, std::string_view trigger,
-                    std::string source, BlockVerdict verdict, std::string text) {
-  const std::vector<EventRecord>& records = maker.records;
-  TimelineBlock& block = maker.timeline.blocks.emplace_back();
-  block.is_about = true;
-  block.record = maker.pairing.spans[at].next;
-  if (!records.empty()) block.time = records[std::min(block.record, records.size() - 1)].time;
-  block.trigger = trigger;
-  block.source = std::move(source);
-  settle(block, verdict, std::move(text), true);
-}
-
-void show_main_record(TimelineMaker& maker, std::size_t at) {
+/// Returns the block of a record that only the main log has, without its time; nothing for others.
+std::optional<TimelineBlock> main_block(const TimelineMaker& maker, std::size_t at) {
   const MainRecord& record = maker.main[at];
-  const auto add = [&](std::string_view trigger, const char* source, BlockVerdict verdict,
-                       std::string text) {
-    add_main_block(maker, at, trigger, source, verdict, std::move(text));
+  TimelineBlock block;
+  const auto add = [&](BlockVerdict verdict, std::string text) {
+    settle(block, verdict, std::move(text), true);
+    return block;
   };
-  const auto drop = [&](std::string_view trigger, std::string text) {
-    add(trigger, "", BlockVerdict::kDropped, std::move(text));
-  };
-  switch (record.kind) {
-    case MainLine::kDisabled:
-      return add(record.name, "on tcp:2700", BlockVerdict::kDisabled,
-                 "dropped: events are off" + disabled_by(maker.main, at));
-    case MainLine::kExpired:
-      if (maker.is_shown[at]) return;
-      return add(record.name, "", BlockVerdict::kExpired,
-                 "dropped: " + quoted(record.value) + " was not executed within 60 s");
-    case MainLine::kTooMany:
-      return drop(record.name, "dropped: too many events are queued");
-    case MainLine::kFull:
-      return drop("", "dropped: " + shown(record.name) + " is full" + shown(record.error));
-    case MainLine::kNoSender:
-      return drop("", "NOT SENT: no sender for " +
-                          counted(static_cast<std::size_t>(record.number), "step") +
-                          ", the last one of " + quoted(record.name));
-    case MainLine::kSenderError:
-      return drop("", "NOT SENT: a step of " + quoted(record.name) + ": " + shown(record.error));
-    default:
-      return;
+  if (record.kind == MainLine::kFull) {
+    return add(BlockVerdict::kDropped,
+               "dropped: " + shown(record.name) + " is full" + shown(record.error));
+  }
+  if (record.kind == MainLine::kNoSender) {
+    const std::string steps = counted(static_cast<std::size_t>(record.number), "step");
+    return add(BlockVerdict::kDropped,
+               "NOT SENT: no sender for " + steps + ", the last one of " + quoted(record.name));
+  }
+  if (record.kind == MainLine::kSenderError) {
+    return add(BlockVerdict::kDropped,
+               "NOT SENT: a step of " + quoted(record.name) + ": " + shown(record.error));
+  }
+  block.trigger = record.name;
+  if (record.kind == MainLine::kTooMany) {
+    return add(BlockVerdict::kDropped, "dropped: too many events are queued");
+  }
+  if (record.kind == MainLine::kExpired && !maker.is_shown[at]) {
+    return add(BlockVerdict::kExpired,
+               "dropped: " + quoted(record.value) + " was not executed within 60 s");
+  }
+  if (record.kind != MainLine::kDisabled) return {};
+  block.source = "on tcp:2700";
+  return add(BlockVerdict::kDisabled, "dropped: events are off" + disabled_by(maker.main, at));
+}
+
+void add_main_blocks(TimelineMaker& maker) {
+  for (std::size_t at = 0; at < maker.main.size(); ++at) {
+    std::optional<TimelineBlock> block = main_block(maker, at);
+    if (!block) continue;
+    block->is_about = true;
+    block->record = maker.pairing.spans[at].next;
+    const std::size_t next = std::min(block->record + 1, maker.records.size());
+    if (next > 0) block->time = maker.records[next - 1].time;
+    maker.timeline.blocks.push_back(std::move(*block));
   }
 }
 
@@ -416,10 +408,6 @@ const char* verdict_name(BlockVerdict verdict) {
   return kNames[static_cast<std::size_t>(verdict)];
 }
 
-bool is_renewed_after(const TimelineMaker& maker, std::size_t record) {
-  return !maker.renewals.empty() && maker.pairing.spans[maker.renewals.back()].next > record;
-}
-
 Timeline make_timeline(const EventLog& events, const MainLog& main_log,
                        const std::string_view* definitions) {
   const Source source = read_source(definitions == nullptr ? "" : *definitions);
@@ -435,7 +423,7 @@ Timeline make_timeline(const EventLog& events, const MainLog& main_log,
   find_renewals(maker);
   walk(maker);
   settle_steps(maker);
-  for (std::size_t at = 0; at < maker.main.size(); ++at) show_main_record(maker, at);
+  add_main_blocks(maker);
   find_without_effect(maker);
   std::stable_sort(
       maker.timeline.blocks.begin(), maker.timeline.blocks.end(),

@@ -89,7 +89,7 @@ struct Timeline {
   std::uint64_t skipped = 0;                // lines outside of records
   std::uint64_t unknown = 0;                // records of the event log that are not understood
   std::optional<LogTime> main_since;        // how far back the main log reaches
-  std::vector<LogTime> renewed;             // about when the definition file was read again
+  std::optional<LogTime> renewed;           // about when the definition file was last read again
   std::vector<std::string> without_effect;  // variables whose messages raised nothing
 };
 
