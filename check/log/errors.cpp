@@ -52,7 +52,7 @@ bool may_be(const TimelineMaker& maker, std::size_t error, const StepRef& ref) {
   const bool timed_out = record.error == kInProgress;
   if (span.latest < ref.due + (timed_out ? kReplyTimeoutMs : 0) - kEarlyMs) return false;
   if (!ref.step->offset_known) return true;
-  const int waits = (record.kind == MainLine::kSendError ? 2 : 1) + (ref.asks_status ? 2 : 0);
+  const LogTime waits = (record.kind == MainLine::kSendError ? 2 : 1) + (ref.asks_status ? 2 : 0);
   return span.earliest <= ref.last_due + waits * kReplyTimeoutMs + kLateMs;
 }
 

@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 #include <set>
 
@@ -75,7 +76,7 @@ std::vector<std::string> files_of(const std::string& directory) {
   while (const dirent* entry = list == nullptr ? nullptr : readdir(list.get())) {
     const std::string name = entry->d_name;
     if (name.rfind("kovoevent.log", 0) == 0 || name.rfind("kovo.log", 0) == 0) {
-      files.push_back(directory + "/" + name);
+      files.push_back((std::filesystem::path(directory) / name).string());
     }
   }
   std::sort(files.begin(), files.end());
@@ -179,7 +180,10 @@ LogResult show_logs(const LogOptions& options) {
         std::any_of(timeline.blocks.begin(), timeline.blocks.end(), [&](const auto& block) {
           return options.trigger.empty() || block.trigger == options.trigger;
         });
-    if (!is_caused) print(no_trigger_text(timeline, options.trigger) + "\n");
+    const std::string missing = is_caused ? "" : no_trigger_text(timeline, options.trigger);
+    for (const std::string_view line : split_lines(missing)) {
+      print(wrapped(std::string(line), width, "  "));
+    }
     print((count > 0 || !is_caused ? "\n" : "") +
           summary_text(timeline, width, options.has_definitions));
   }

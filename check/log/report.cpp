@@ -24,25 +24,6 @@ std::string named(std::string_view name) {
   return quoted(name) + (has_blank ? " (ends with a blank)" : "");
 }
 
-/// Breaks a text at blanks into lines of at most `width` columns, all but the first indented.
-std::string wrapped(const std::string& text, std::size_t width, const std::string& indent) {
-  std::string result;
-  std::size_t column = 0;
-  std::size_t at = 0;
-  while (at < text.size()) {
-    const std::size_t end = std::min(text.find(' ', at + 1), text.size());
-    if (column > indent.size() && column + (end - at) > width && text[at] == ' ') {
-      result += "\n" + indent;
-      column = indent.size();
-      ++at;
-    }
-    result.append(text, at, end - at);
-    column += end - at;
-    at = end;
-  }
-  return result + "\n";
-}
-
 struct StepColumns {
   std::string offset;
   std::string target;
@@ -136,6 +117,24 @@ std::string list_of(const std::vector<std::string>& texts) {
 }
 
 }  // namespace
+
+std::string wrapped(const std::string& text, std::size_t width, const std::string& indent) {
+  std::string result;
+  std::size_t column = 0;
+  std::size_t at = 0;
+  while (at < text.size()) {
+    const std::size_t end = std::min(text.find(' ', at + 1), text.size());
+    if (column > indent.size() && column + (end - at) > width && text[at] == ' ') {
+      result += "\n" + indent;
+      column = indent.size();
+      ++at;
+    }
+    result.append(text, at, end - at);
+    column += end - at;
+    at = end;
+  }
+  return result + "\n";
+}
 
 bool passes(const LogFilter& filter, const TimelineBlock& block) {
   if (!filter.trigger.empty() && block.trigger != filter.trigger) return false;
