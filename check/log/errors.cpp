@@ -56,34 +56,22 @@ bool may_be(const TimelineMaker& maker, std::size_t error, const StepRef& ref) {
   return span.earliest <= ref.last_due + waits * kReplyTimeoutMs + kLateMs;
 }
 
-/// Returns for each error the first step that it may belong to, in the order of the errors.
-std::vector<std::size_t> first_steps(const TimelineMaker& maker, const Group& group) {
-  std::vector<std::size_t> found;
+/// Returns for each error the first step that it may belong to, in the order of the errors; `last`:
+/// the last one, from the end. The number of steps if there is none.
+std::vector<std::size_t> steps_of(const TimelineMaker& maker, const Group& group, bool last) {
+  const std::size_t count = group.steps.size();
+  const auto place = [&](std::size_t at) { return last ? count - 1 - at : at; };
+  std::vector<std::size_t> found(group.errors.size(), count);
   std::size_t next = 0;
-  for (const std::size_t error : group.errors) {
+  for (std::size_t turn = 0; turn < found.size(); ++turn) {
+    const std::size_t error = last ? found.size() - 1 - turn : turn;
     std::size_t at = next;
-    while (at < group.steps.size() && !may_be(maker, error, group.steps[at])) ++at;
-    found.push_back(at);
-    if (at < group.steps.size()) next = at + 1;
+    while (at < count && !may_be(maker, group.errors[error], group.steps[place(at)])) ++at;
+    if (at == count) continue;
+    found[error] = place(at);
+    next = at + 1;
   }
   return found;
-}
-
-/// Likewise the last one.
-std::vector<std::size_t> last_steps(const TimelineMaker& maker, const Group& group) {
-  std::vector<std::size_t> found(group.errors.size(), group.steps.size());
-  std::size_t next = group.steps.size();
-  for (std::size_t error = group.errors.size(); error-- > 0;) {
-    std::size_t at = next;
-    while (at > 0 && !may_be(maker, group.errors[error], group.steps[at - 1])) --at;
-    if (at == 0) continue;
-    found[error] = next = at - 1;
-  }
-  return found;
-}
-
-std::string reason_of(const MainRecord& error) {
-  return error.error == kInProgress ? "connection timed out" : std::string(error.error);
 }
 
 void set_verdict(TimelineStep& step, StepVerdict verdict, std::string text) {
@@ -96,11 +84,11 @@ void add_note(TimelineStep& step, const std::string& note) {
 }
 
 void set_failed(TimelineStep& step, const MainRecord& error, bool is_certain, bool is_service) {
-  const std::string reason = reason_of(error);
+  const bool timed_out = error.error == kInProgress;
+  const std::string reason = timed_out ? "connection timed out" : std::string(error.error);
   if (is_service) {
-    add_note(step, std::string("the status service ") +
-                       (is_certain ? "failed (" : "may have failed (") + reason +
-                       "): the step sends this text");
+    const char* failed = is_certain ? "failed (" : "may have failed (";
+    add_note(step, "the status service " + (failed + reason) + "): the step sends this text");
   } else if (is_certain) {
     set_verdict(step, StepVerdict::kNotSent, "NOT SENT: " + reason);
   } else if (step.verdict != StepVerdict::kNotSent) {
@@ -111,8 +99,8 @@ void set_failed(TimelineStep& step, const MainRecord& error, bool is_certain, bo
 void settle_group(const TimelineMaker& maker, Group& group, bool is_service) {
   std::stable_sort(group.steps.begin(), group.steps.end(),
                    [](const StepRef& a, const StepRef& b) { return a.last_due < b.last_due; });
-  const std::vector<std::size_t> first = first_steps(maker, group);
-  const std::vector<std::size_t> last = last_steps(maker, group);
+  const std::vector<std::size_t> first = steps_of(maker, group, false);
+  const std::vector<std::size_t> last = steps_of(maker, group, true);
   for (std::size_t at = 0; at < group.errors.size(); ++at) {
     const MainRecord& error = maker.main[group.errors[at]];
     const std::size_t from = std::min(first[at], last[at]);

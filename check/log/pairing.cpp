@@ -37,25 +37,32 @@ struct Anchors {
   std::vector<Anchor> others;
 };
 
-/// Returns a letter for what a record says, the same for both logs; NUL for other records.
-char anchor_kind(EventLine kind) {
-  if (kind == EventLine::kStart) return 'b';
-  if (kind == EventLine::kCommand) return 'c';
-  if (kind == EventLine::kStatusLine) return 's';
-  if (kind == EventLine::kVariable) return 'v';
-  if (kind == EventLine::kStatusSkip) return 'k';
-  if (kind == EventLine::kTestPush) return 't';
-  return kind == EventLine::kPeriodSkip ? 'p' : '\0';
-}
+/// What both logs say, with a letter.
+constexpr struct {
+  EventLine event;
+  MainLine main;
+  char letter;
+} kBoth[] = {
+    {EventLine::kStart, MainLine::kBanner, 'b'},
+    {EventLine::kCommand, MainLine::kCommand, 'c'},
+    {EventLine::kStatusLine, MainLine::kStatusLine, 's'},
+    {EventLine::kVariable, MainLine::kVariable, 'v'},
+    {EventLine::kStatusSkip, MainLine::kStatusSkip, 'k'},
+    {EventLine::kTestPush, MainLine::kTestPush, 't'},
+    {EventLine::kPeriodSkip, MainLine::kPeriodSkip, 'p'},
+};
 
-char anchor_kind(MainLine kind) {
-  if (kind == MainLine::kBanner) return 'b';
-  if (kind == MainLine::kCommand) return 'c';
-  if (kind == MainLine::kStatusLine) return 's';
-  if (kind == MainLine::kVariable) return 'v';
-  if (kind == MainLine::kStatusSkip) return 'k';
-  if (kind == MainLine::kTestPush) return 't';
-  return kind == MainLine::kPeriodSkip ? 'p' : '\0';
+/// Returns the letter of a record; NUL if only one log has it.
+template <typename Record>
+char letter_of(const Record& record) {
+  for (const auto& both : kBoth) {
+    if constexpr (std::is_same_v<Record, MainRecord>) {
+      if (both.main == record.kind) return both.letter;
+    } else {
+      if (both.event == record.kind) return both.letter;
+    }
+  }
+  return '\0';
 }
 
 /// Removes the last text of tcp:2700 with a key that was dropped: the event log lacks it.
@@ -77,7 +84,7 @@ Anchors anchors_of(const std::vector<Record>& records, Keys& keys) {
       if (record.kind == MainLine::kDisabled)
         remove_dropped(anchors.commands, records, record.name);
     }
-    const char kind = anchor_kind(record.kind);
+    const char kind = letter_of(record);
     if (kind == '\0' || (kind == 'c' && is_command(record.name))) continue;
     std::string text(1, kind);
     if (kind != 'b' && kind != 'p') text.append(strip_newline(record.name));

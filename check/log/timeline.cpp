@@ -97,38 +97,38 @@ bool settle_expired(TimelineMaker& maker, const Push& push) {
 void settle_unexecuted(TimelineMaker& maker, const Push& push, std::optional<std::size_t> end) {
   TimelineBlock& block = maker.timeline.blocks[push.block];
   const std::vector<EventRecord>& records = maker.records;
-  const bool is_gap = end && *end < records.size() && records[*end].follows_gap;
-  if (push.event != nullptr && push.event->compiled->delay_s >= kEventLifeS && !block.is_test) {
-    const std::string delay = std::to_string(push.event->compiled->delay_s);
-    settle_expired(maker, push);
-    settle(block, BlockVerdict::kExpired,
-           "never runs: a Delay of " + delay + " s is not below 60 s", true);
-  } else if (settle_expired(maker, push)) {
-    return;
-  } else if (push.maybe) {
-    settle(block, BlockVerdict::kNotKnown,
-           "unknown: the steps of " + clock_text(*push.maybe) + " may be its own");
-  } else if (is_gap) {
-    settle(block, BlockVerdict::kNotKnown, "unknown: a part of the log is missing");
-  } else if (maker.definitions == nullptr) {
-    settle(block, BlockVerdict::kNotKnown, "unknown: no steps in the log");
-  } else if (block.is_renewed) {
-    settle(block, BlockVerdict::kNotKnown,
-           "unknown: the definition file was edited after this push");
-  } else if (push.event == nullptr) {
-    settle(block, BlockVerdict::kNoEvent, no_event_text(*maker.definitions, block),
-           block.is_test || block.source == "on tcp:2700");
-  } else if (end == records.size() && records.back().elapsed <= push.last_due + kPassMs) {
-    settle(block, BlockVerdict::kLogEnd, "unknown: the log ends before it is executed");
-  } else if (!is_covered(maker, push.at)) {
-    settle(block, BlockVerdict::kNotKnown,
-           "unknown: kovo.log does not show whether the definition file was edited");
-  } else if (end && *end < records.size()) {
-    settle(block, BlockVerdict::kRestart,
-           "lost: the daemon was restarted at " + clock_text(records[*end].time), true);
-  } else {
-    settle(block, BlockVerdict::kNotExecuted, "not executed; the logs do not show why", true);
+  const auto fail = [&](BlockVerdict verdict, const std::string& text) {
+    settle(block, verdict, text, true);
+  };
+  const auto unknown = [&](const std::string& text,
+                           BlockVerdict verdict = BlockVerdict::kNotKnown) {
+    settle(block, verdict, "unknown: " + text);
+  };
+  const std::int32_t delay_s = push.event == nullptr ? 0 : push.event->compiled->delay_s;
+  const bool is_expired = settle_expired(maker, push);
+  if (delay_s >= kEventLifeS && !block.is_test) {
+    return fail(BlockVerdict::kExpired,
+                "never runs: a Delay of " + std::to_string(delay_s) + " s is not below 60 s");
   }
+  if (is_expired) return;
+  if (push.maybe) return unknown("the steps of " + clock_text(*push.maybe) + " may be its own");
+  const bool is_cut = end && *end < records.size();
+  if (is_cut && records[*end].follows_gap) return unknown("a part of the log is missing");
+  if (maker.definitions == nullptr) return unknown("no steps in the log");
+  if (block.is_renewed) return unknown("the definition file was edited after this push");
+  if (push.event == nullptr) {
+    return settle(block, BlockVerdict::kNoEvent, no_event_text(*maker.definitions, block),
+                  block.is_test || block.source == "on tcp:2700");
+  }
+  if (end == records.size() && records.back().elapsed <= push.last_due + kPassMs) {
+    return unknown("the log ends before it is executed", BlockVerdict::kLogEnd);
+  }
+  if (!is_covered(maker, push.at)) {
+    return unknown("kovo.log does not show whether the definition file was edited");
+  }
+  if (!is_cut) return fail(BlockVerdict::kNotExecuted, "not executed; the logs do not show why");
+  fail(BlockVerdict::kRestart,
+       "lost: the daemon was restarted at " + clock_text(records[*end].time));
 }
 
 void settle_all(TimelineMaker& maker, std::size_t end) {
@@ -315,49 +315,47 @@ void find_renewals(TimelineMaker& maker) {
   maker.timeline.renewed = maker.records[next].time;
 }
 
-/// Returns the block of a record that only the main log has, without its time; nothing for others.
-std::optional<TimelineBlock> main_block(const TimelineMaker& maker, std::size_t at) {
+/// Returns the verdict on a record that only the main log has; "" for other records.
+std::string main_text(const TimelineMaker& maker, std::size_t at) {
   const MainRecord& record = maker.main[at];
-  TimelineBlock block;
-  const auto add = [&](BlockVerdict verdict, std::string text) {
-    settle(block, verdict, std::move(text), true);
-    return block;
-  };
-  if (record.kind == MainLine::kFull) {
-    return add(BlockVerdict::kDropped,
-               "dropped: " + shown(record.name) + " is full" + shown(record.error));
+  switch (record.kind) {
+    case MainLine::kFull:
+      return "dropped: " + shown(record.name) + " is full" + shown(record.error);
+    case MainLine::kNoSender:
+      return "NOT SENT: no sender for " + counted(static_cast<std::size_t>(record.number), "step") +
+             ", the last one of " + quoted(record.name);
+    case MainLine::kSenderError:
+      return "NOT SENT: a step of " + quoted(record.name) + ": " + shown(record.error);
+    case MainLine::kTooMany:
+      return "dropped: too many events are queued";
+    case MainLine::kExpired:
+      if (maker.is_shown[at]) return "";
+      return "dropped: " + quoted(record.value) + " was not executed within 60 s";
+    case MainLine::kDisabled:
+      return "dropped: events are off" + disabled_by(maker.main, at);
+    default:
+      return "";
   }
-  if (record.kind == MainLine::kNoSender) {
-    const std::string steps = counted(static_cast<std::size_t>(record.number), "step");
-    return add(BlockVerdict::kDropped,
-               "NOT SENT: no sender for " + steps + ", the last one of " + quoted(record.name));
-  }
-  if (record.kind == MainLine::kSenderError) {
-    return add(BlockVerdict::kDropped,
-               "NOT SENT: a step of " + quoted(record.name) + ": " + shown(record.error));
-  }
-  block.trigger = record.name;
-  if (record.kind == MainLine::kTooMany) {
-    return add(BlockVerdict::kDropped, "dropped: too many events are queued");
-  }
-  if (record.kind == MainLine::kExpired && !maker.is_shown[at]) {
-    return add(BlockVerdict::kExpired,
-               "dropped: " + quoted(record.value) + " was not executed within 60 s");
-  }
-  if (record.kind != MainLine::kDisabled) return {};
-  block.source = "on tcp:2700";
-  return add(BlockVerdict::kDisabled, "dropped: events are off" + disabled_by(maker.main, at));
 }
 
 void add_main_blocks(TimelineMaker& maker) {
   for (std::size_t at = 0; at < maker.main.size(); ++at) {
-    std::optional<TimelineBlock> block = main_block(maker, at);
-    if (!block) continue;
-    block->is_about = true;
-    block->record = maker.pairing.spans[at].next;
-    const std::size_t next = std::min(block->record + 1, maker.records.size());
-    if (next > 0) block->time = maker.records[next - 1].time;
-    maker.timeline.blocks.push_back(std::move(*block));
+    const MainLine kind = maker.main[at].kind;
+    std::string text = main_text(maker, at);
+    if (text.empty()) continue;
+    TimelineBlock& block = maker.timeline.blocks.emplace_back();
+    block.is_about = true;
+    block.record = maker.pairing.spans[at].next;
+    const std::size_t next = std::min(block.record + 1, maker.records.size());
+    if (next > 0) block.time = maker.records[next - 1].time;
+    const bool has_trigger = kind == MainLine::kTooMany || kind == MainLine::kExpired;
+    if (has_trigger || kind == MainLine::kDisabled) block.trigger = maker.main[at].name;
+    if (kind == MainLine::kDisabled) block.source = "on tcp:2700";
+    settle(block,
+           kind == MainLine::kDisabled  ? BlockVerdict::kDisabled
+           : kind == MainLine::kExpired ? BlockVerdict::kExpired
+                                        : BlockVerdict::kDropped,
+           std::move(text), true);
   }
 }
 
