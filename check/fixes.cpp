@@ -5,9 +5,11 @@
 
 #include <algorithm>
 #include <map>
+#include <unordered_map>
 #include <unordered_set>
 #include <utility>
 
+#include "check/lcs.h"
 #include "check/source.h"
 #include "check/words.h"
 #include "core/definition_entry.h"
@@ -214,28 +216,25 @@ std::vector<std::string_view> lines_with_ends(std::string_view text) {
 
 using Lines = std::vector<std::string_view>;
 
-/// Compares line by line, since fixes rarely change the number of lines; where they did, the result
-/// is one change from the first to the last different line.
+/// Returns the runs of lines that differ, by the longest common subsequence.
 std::vector<LineChange> changes_between(const Lines& before, const Lines& after) {
-  std::vector<LineChange> changes;
-  const std::size_t shorter = std::min(before.size(), after.size());
-  if (before.size() != after.size()) {
-    std::size_t start = 0;
-    std::size_t end = 0;
-    while (start < shorter && before[start] == after[start]) ++start;
-    while (end < shorter - start &&
-           before[before.size() - end - 1] == after[after.size() - end - 1])
-      ++end;
-    return {{start, before.size() - end, start, after.size() - end}};
-  }
-  for (std::size_t at = 0; at < shorter; ++at) {
-    if (before[at] == after[at]) continue;
-    if (!changes.empty() && changes.back().old_last == at) {
-      ++changes.back().old_last;
-      ++changes.back().new_last;
-    } else {
-      changes.push_back({at, at + 1, at, at + 1});
+  std::unordered_map<std::string_view, std::uint32_t> keys;
+  const auto keys_of = [&](const Lines& lines) {
+    Sequence sequence;
+    for (const std::string_view line : lines) {
+      const auto key = static_cast<std::uint32_t>(keys.size());
+      sequence.push_back(keys.emplace(line, key).first->second);
     }
+    return sequence;
+  };
+  const Sequence old_keys = keys_of(before);
+  std::vector<CommonPair> common = common_subsequence(old_keys, keys_of(after));
+  common.push_back({before.size(), after.size()});
+  std::vector<LineChange> changes;
+  CommonPair next{0, 0};
+  for (const CommonPair& pair : common) {
+    if (pair.a > next.a || pair.b > next.b) changes.push_back({next.a, pair.a, next.b, pair.b});
+    next = {pair.a + 1, pair.b + 1};
   }
   return changes;
 }

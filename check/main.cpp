@@ -12,7 +12,7 @@
 #include "check/explain.h"
 #include "check/fixes.h"
 #include "check/json.h"
-#include "check/log_files.h"
+#include "check/log/files.h"
 #include "check/replace_file.h"
 #include "check/report.h"
 #include "check/rule_sections.h"
@@ -37,8 +37,12 @@ struct CommandLine {
   bool fix = false;
   bool list_rules = false;
   std::string rule;  // to explain
-  LogOptions log;
+};
+
+struct LogCommandLine {
   std::string definitions_file;
+  std::string format = "text";
+  LogOptions options;
 };
 
 int complain(const std::string& text) {
@@ -98,16 +102,19 @@ void add_options(CLI::App& app, CommandLine& line) {
       ->delimiter(',')
       ->allow_extra_args(false);
   app.add_flag("--strict", line.strict, "Warnings count as errors");
-  app.add_option("--log", line.log.paths, "Show a timeline of logs: directories and files")
-      ->type_name("PATH...");
-  app.add_option("--definitions", line.definitions_file, "With --log: the definition file")
-      ->type_name("FILE");
-  app.add_option("--event", line.log.event, "With --log: only this event");
-  app.add_option("--trigger", line.log.trigger, "With --log: only this trigger");
-  app.add_option("--since", line.log.since, "With --log: YYYY-MM-DD, HH:MM or both");
-  app.add_option("--until", line.log.until, "With --log: likewise");
-  app.add_flag("--failed", line.log.only_failed, "With --log: only what failed; exit status 1");
   app.set_version_flag("--version", "kovocheck " KOVO_VERSION, "Print the version and exit");
+  app.get_option("--help")->description("Print this help and exit");
+}
+
+void add_log_options(CLI::App& app, LogCommandLine& line) {
+  app.add_option("PATH", line.options.paths, "Logs, and directories with logs")->required();
+  app.add_option("--definitions", line.definitions_file, "The definition file of the device")
+      ->type_name("FILE");
+  app.add_option("--trigger", line.options.trigger, "Only this trigger")->type_name("NAME");
+  app.add_option("--since", line.options.since, "YYYY-MM-DD, HH:MM[:SS] or both")
+      ->type_name("TIME");
+  app.add_flag("--failed", line.options.only_failed, "Only what failed; then exit status 1");
+  app.add_option("--format", line.format, "text or json")->type_name("FORMAT");
   app.get_option("--help")->description("Print this help and exit");
 }
 
@@ -245,16 +252,16 @@ int explain_rule(const std::string& rule) {
 }
 
 /// Shows a timeline of logs instead of findings.
-int run_log(CommandLine& line) {
+int run_log(LogCommandLine& line) {
   if (!is_format(line.format, true)) return kCannotCheck;
-  line.log.has_definitions = !line.definitions_file.empty();
-  line.log.json = line.format == "json";
+  line.options.has_definitions = !line.definitions_file.empty();
+  line.options.json = line.format == "json";
   std::string error;
-  if (line.log.has_definitions &&
-      !read_definitions(line.definitions_file, line.log.definitions, error)) {
+  if (line.options.has_definitions &&
+      !read_definitions(line.definitions_file, line.options.definitions, error)) {
     return complain(line.definitions_file + ": " + error);
   }
-  const LogResult result = show_logs(line.log);
+  const LogResult result = show_logs(line.options);
   if (result == LogResult::kCannotRead) return kCannotCheck;
   return result == LogResult::kFailed ? kHasErrors : kClean;
 }
@@ -265,7 +272,6 @@ int run(CommandLine& line) {
     return kClean;
   }
   if (!line.rule.empty()) return explain_rule(line.rule);
-  if (!line.log.paths.empty()) return run_log(line);
   if (line.files.empty()) return complain("no file given (see kovocheck --help)");
   if (line.fix && std::count(line.files.begin(), line.files.end(), "-") > 0) {
     return complain("--fix cannot write standard input: use --format=diff");
@@ -285,21 +291,47 @@ int run(CommandLine& line) {
   return outcome.status;
 }
 
+/// Returns the arguments with the command "check" in front, unless they name a command or ask for
+/// the help of all.
+std::vector<const char*> with_command(int argc, char** argv) {
+  std::vector<const char*> arguments(argv, argv + argc);
+  const std::string_view first = argc > 1 ? argv[1] : "";
+  const bool named = first == "check" || first == "log" || first == "--help" || first == "-h" ||
+                     first == "--version";
+  if (!named) arguments.insert(arguments.begin() + 1, "check");
+  return arguments;
+}
+
 }  // namespace
 
 int check_main(int argc, char** argv) {
-  CLI::App app("Reports what the daemon will do with event definition files.", "kovocheck");
+  CLI::App app("Checks event definition files and shows what the daemon logged.", "kovocheck");
+  app.set_help_flag("");
+  app.set_help_all_flag("-h,--help", "Print this help and exit");
+  app.set_version_flag("--version", "kovocheck " KOVO_VERSION, "Print the version and exit");
+  app.require_subcommand(1);
   CommandLine line;
-  add_options(app, line);
+  CLI::App& check = *app.add_subcommand(
+      "check", "Report what the daemon will do with definition files; the default command");
+  add_options(check, line);
+  LogCommandLine log_line;
+  CLI::App& log = *app.add_subcommand("log", "Show the timeline of a device's logs");
+  add_log_options(log, log_line);
+  const std::vector<const char*> arguments = with_command(argc, argv);
+  for (const std::string_view argument : arguments) {
+    if (argument == "--log" || argument.substr(0, 6) == "--log=") {
+      return complain("--log is now a command: kovocheck log PATH...");
+    }
+  }
   try {
-    app.parse(argc, argv);
+    app.parse(static_cast<int>(arguments.size()), arguments.data());
   } catch (const CLI::Success& wish) {  // --help or --version
     return app.exit(wish);
   } catch (const CLI::ParseError& error) {
     return complain(std::string(error.what()) + " (see kovocheck --help)");
   }
-  settle_explain(app, line);
-  const int status = run(line);
+  if (check.parsed()) settle_explain(check, line);
+  const int status = check.parsed() ? run(line) : run_log(log_line);
   if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
     return complain(std::string("cannot write: ") + std::strerror(errno));
   }

@@ -10,10 +10,8 @@ struct LogOptions {
   std::vector<std::string> paths;  // directories and files
   bool has_definitions = false;
   std::string definitions;  // the text of the file
-  std::string event;
   std::string trigger;
   std::string since;
-  std::string until;
   bool only_failed = false;
   bool json = false;
 };

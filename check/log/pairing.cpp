@@ -1,0 +1,270 @@
+#include "check/log/pairing.h"
+
+#include <algorithm>
+#include <string>
+#include <type_traits>
+#include <unordered_map>
+
+#include "check/lcs.h"
+#include "core/text.h"
+#include "core/trigger_text.h"
+
+namespace kovo::check {
+namespace {
+
+constexpr LogTime kSlackMs = 300;         // between the two records of one happening
+constexpr LogTime kPollMs = 1000;         // until the queue worker takes a text, with some load
+constexpr LogTime kSlowPushMs = 1500;     // a push that waited for the status service takes longer,
+constexpr LogTime kSlowestPushMs = 4000;  // and at most this, a name
+constexpr LogTime kBusyMs = 240;          // the queue worker pauses longer when nothing waits
+constexpr std::size_t kMostBusy = 1000;   // records without a pause, which bounds the time
+constexpr std::size_t kMostLost = 16;     // one of so many records that the event log lacks
+constexpr LogTime kLockMs = 6000;         // that a test waits for the pushes before it
+
+using Events = std::vector<EventRecord>;
+using Keys = std::unordered_map<std::string, std::uint32_t>;
+
+/// A record that both logs may have.
+struct Anchor {
+  std::size_t record;
+  std::uint32_t key;
+};
+
+/// The records of one log in the order in which the other log has them too. The texts of tcp:2700
+/// are a sequence of their own: one thread receives them, another one logs them later.
+struct Anchors {
+  std::vector<Anchor> commands;
+  std::vector<Anchor> others;
+};
+
+/// What both logs say, with a letter.
+constexpr struct {
+  EventLine event;
+  MainLine main;
+  char letter;
+} kBoth[] = {
+    {EventLine::kStart, MainLine::kBanner, 'b'},
+    {EventLine::kCommand, MainLine::kCommand, 'c'},
+    {EventLine::kStatusLine, MainLine::kStatusLine, 's'},
+    {EventLine::kVariable, MainLine::kVariable, 'v'},
+    {EventLine::kStatusSkip, MainLine::kStatusSkip, 'k'},
+    {EventLine::kTestPush, MainLine::kTestPush, 't'},
+    {EventLine::kPeriodSkip, MainLine::kPeriodSkip, 'p'},
+};
+
+/// Returns the letter of a record; NUL if only one log has it.
+template <typename Record>
+char letter_of(const Record& record) {
+  for (const auto& both : kBoth) {
+    if constexpr (std::is_same_v<Record, MainRecord>) {
+      if (both.main == record.kind) return both.letter;
+    } else {
+      if (both.event == record.kind) return both.letter;
+    }
+  }
+  return '\0';
+}
+
+/// Removes the last text of tcp:2700 with a key that was dropped: the event log lacks it.
+void remove_dropped(std::vector<Anchor>& commands, const std::vector<MainRecord>& records,
+                    std::string_view key) {
+  const auto dropped = std::find_if(commands.rbegin(), commands.rend(), [&](const Anchor& anchor) {
+    const MainRecord& record = records[anchor.record];
+    return record.kind == MainLine::kCommand && record.name == key;
+  });
+  if (dropped != commands.rend()) commands.erase(std::next(dropped).base());
+}
+
+template <typename Record>
+Anchors anchors_of(const std::vector<Record>& records, Keys& keys) {
+  Anchors anchors;
+  for (std::size_t at = 0; at < records.size(); ++at) {
+    const Record& record = records[at];
+    if constexpr (std::is_same_v<Record, MainRecord>) {
+      if (record.kind == MainLine::kDisabled)
+        remove_dropped(anchors.commands, records, record.name);
+    }
+    const char kind = letter_of(record);
+    if (kind == '\0' || (kind == 'c' && is_command(record.name))) continue;
+    std::string text(1, kind);
+    if (kind != 'b' && kind != 'p') text.append(strip_newline(record.name));
+    if (kind == 'c') text.append("=").append(record.value);
+    const Anchor anchor{at, keys.emplace(text, keys.size()).first->second};
+    if (kind == 'b' || kind == 'c') anchors.commands.push_back(anchor);
+    if (kind != 'c') anchors.others.push_back(anchor);
+  }
+  return anchors;
+}
+
+/// Equal records of both logs, and those around them that may be meant instead.
+struct Pair {
+  std::size_t main;
+  std::size_t main_first;
+  std::size_t main_last;
+  std::size_t first;
+  std::size_t last;
+};
+
+Sequence keys_of(const std::vector<Anchor>& anchors, std::size_t from) {
+  Sequence keys;
+  for (std::size_t at = from; at < anchors.size(); ++at) keys.push_back(anchors[at].key);
+  return keys;
+}
+
+/// Pairs anchors, and moves each pair as far back and forth as equal records allow.
+std::vector<Pair> pairs_of(const std::vector<Anchor>& events, const std::vector<Anchor>& main_log) {
+  const Sequence keys = keys_of(main_log, 0);
+  Sequence newest = keys_of(events, 0);
+  std::reverse(newest.begin(), newest.end());
+  std::size_t used = used_prefix({keys.rbegin(), keys.rend()}, newest);
+  std::size_t start = events.size() - used;
+  std::vector<CommonPair> common = common_subsequence(keys, keys_of(events, start));
+  // The event log always has more: if it seems to lack records, it is the main log that was cut.
+  while (start > 0 && common.size() + common.size() / kMostLost < keys.size()) {
+    used = std::max<std::size_t>(2 * used, 1);
+    start = events.size() - std::min(events.size(), used);
+    common = common_subsequence(keys, keys_of(events, start));
+  }
+  std::vector<Pair> pairs;
+  std::size_t event = start;
+  std::size_t main = 0;
+  for (const CommonPair& pair : common) {
+    const std::uint32_t key = keys[pair.a];
+    while (events[event].key != key) ++event;
+    while (keys[main] != key) ++main;
+    pairs.push_back(
+        {main_log[pair.a].record, main_log[main++].record, 0, events[event++].record, 0});
+  }
+  event = events.size();
+  main = keys.size();
+  for (std::size_t at = pairs.size(); at-- > 0;) {
+    do --event;
+    while (events[event].key != keys[common[at].a]);
+    do --main;
+    while (keys[main] != keys[common[at].a]);
+    pairs[at].last = events[event].record;
+    pairs[at].main_last = main_log[main].record;
+  }
+  return pairs;
+}
+
+bool is_push(EventLine kind) {
+  return kind == EventLine::kPush || kind == EventLine::kTestPush;
+}
+
+/// Returns when a text of tcp:2700 in the event log was received, at the earliest. Texts wait while
+/// a push waits for the status service, so goes back through what the daemon did without a pause.
+LogTime received_at(const Events& events, std::size_t record) {
+  LogTime next = events[record].elapsed;
+  LogTime at = next;
+  for (std::size_t before = record; before-- > 0 && record - before < kMostBusy;) {
+    const EventRecord& earlier = events[before];
+    const bool is_done = is_step(earlier.kind) || earlier.kind == EventLine::kCommand;
+    if (!is_done && !is_push(earlier.kind)) continue;
+    const LogTime pause = next - earlier.elapsed;
+    const auto names = std::count(earlier.name.begin(), earlier.name.end(), '\n') + 1;
+    const bool is_slow =
+        is_push(earlier.kind) && pause >= kSlowPushMs && pause <= names * kSlowestPushMs;
+    if (!is_slow && pause > kBusyMs) break;
+    next = earlier.elapsed;
+    if (is_slow) at = next;
+  }
+  return at - kPollMs;
+}
+
+/// Returns when the earlier record of a pair was written, at the earliest.
+LogTime earliest_of(const Events& events, std::size_t at) {
+  const EventRecord& event = events[at];
+  if (event.kind == EventLine::kStart && at > 0)
+    return events[at - 1].elapsed;  // the daemon before
+  if (event.kind == EventLine::kCommand) return received_at(events, at);
+  return event.elapsed - (event.kind == EventLine::kTestPush ? kLockMs : kSlackMs);
+}
+
+void count_lives(const Events& events, const std::vector<Pair>& pairs, Pairing& pairing) {
+  for (const Pair& pair : pairs) {
+    if (events[pair.first].kind != EventLine::kStart || pair.first != pair.last) continue;
+    if (pair.main_first != pair.main_last) continue;
+    ++pairing.lives[pair.first];
+    ++pairing.spans[pair.main].life;
+  }
+  for (std::size_t at = 1; at < pairing.lives.size(); ++at) {
+    pairing.lives[at] += pairing.lives[at - 1];
+  }
+  for (std::size_t at = 1; at < pairing.spans.size(); ++at) {
+    pairing.spans[at].life += pairing.spans[at - 1].life;
+  }
+}
+
+/// Sets the times of all records of the main log by those of the pairs around them.
+void set_spans(const Events& events, const std::vector<Pair>& pairs, Pairing& pairing) {
+  for (Span& span : pairing.spans) span = {INT64_MIN, INT64_MAX, events.size(), true, span.life};
+  for (const Pair& pair : pairs) {
+    Span& before = pairing.spans[pair.main_last];
+    before.earliest = std::max(before.earliest, earliest_of(events, pair.first));
+    Span& after = pairing.spans[pair.main_first];
+    after.latest = std::min(after.latest, events[pair.last].elapsed + kSlackMs);
+    after.next = std::min(after.next, pair.last);
+  }
+  LogTime earliest = events.front().elapsed - kPollMs;
+  for (Span& span : pairing.spans) span.earliest = earliest = std::max(earliest, span.earliest);
+  Span after{0, INT64_MAX, events.size()};
+  for (auto span = pairing.spans.rbegin(); span != pairing.spans.rend(); ++span) {
+    after.latest = std::min(after.latest, span->latest);
+    after.next = span->next = std::min(after.next, span->next);
+    span->latest = std::max(after.latest, span->earliest);
+  }
+}
+
+/// Marks the records before the first and after the last pair if the event log lacks records there.
+void set_bounds(const std::vector<Anchor>& anchors, const std::vector<Pair>& pairs,
+                Pairing& pairing) {
+  if (anchors.empty()) return;
+  const bool is_cut_before = anchors.front().record < pairs.front().main;
+  const bool is_cut_after = anchors.back().record > pairs.back().main;
+  for (std::size_t at = 0; at < pairing.spans.size(); ++at) {
+    const bool is_outside =
+        (is_cut_before && at < pairs.front().main) || (is_cut_after && at > pairs.back().main);
+    if (is_outside) pairing.spans[at].is_bounded = false;
+  }
+}
+
+/// Lowers the time up to which the main log reaches if it lacks the last records of the event log.
+void set_end(const Events& events, const std::vector<Anchor>& anchors,
+             const std::vector<Pair>& pairs, Pairing& pairing) {
+  for (const Anchor& anchor : anchors) {
+    if (!pairs.empty() && anchor.record <= pairs.back().first) continue;
+    pairing.until = std::min(pairing.until, earliest_of(events, anchor.record));
+    return;
+  }
+}
+
+}  // namespace
+
+Pairing pair_logs(const Events& events, const std::vector<MainRecord>& main_log) {
+  Pairing pairing;
+  pairing.spans.resize(main_log.size());
+  pairing.lives.assign(events.size(), 0);
+  Keys keys;
+  const Anchors of_events = anchors_of(events, keys);
+  const Anchors of_main = anchors_of(main_log, keys);
+  const std::vector<Pair> commands = pairs_of(of_events.commands, of_main.commands);
+  const std::vector<Pair> others = pairs_of(of_events.others, of_main.others);
+  std::vector<Pair> pairs = commands;
+  pairs.insert(pairs.end(), others.begin(), others.end());
+  if (pairs.empty()) return pairing;
+  std::sort(pairs.begin(), pairs.end(),
+            [](const Pair& a, const Pair& b) { return a.main < b.main; });
+  pairing.has_pairs = true;
+  count_lives(events, others, pairing);
+  set_spans(events, pairs, pairing);
+  set_bounds(of_main.commands, pairs, pairing);
+  set_bounds(of_main.others, pairs, pairing);
+  pairing.since = events[pairs.front().last].elapsed;
+  pairing.until = events.back().elapsed;
+  set_end(events, of_events.commands, commands, pairing);
+  set_end(events, of_events.others, others, pairing);
+  return pairing;
+}
+
+}  // namespace kovo::check

@@ -1,0 +1,33 @@
+// Finds out when the records of the main log, which have no times, were written.
+//
+// Some records are in both logs. They are paired by a diff, from the end of both logs and only as
+// far back as the main log reaches. A record that the main log lost moves no other: where equal
+// records allow several pairings, a record has the earliest and the latest of their times.
+#pragma once
+
+#include <vector>
+
+#include "check/log/records.h"
+
+namespace kovo::check {
+
+/// When a record of the main log was written, as EventRecord::elapsed.
+struct Span {
+  LogTime earliest = 0;
+  LogTime latest = 0;
+  std::size_t next = 0;    // the first record of the event log that is certainly not before it
+  bool is_bounded = true;  // its step is in the event log, which is not cut there
+  std::size_t life = 0;    // number of the daemon's starts before it that both logs have
+};
+
+struct Pairing {
+  std::vector<Span> spans;         // by record of the main log
+  std::vector<std::size_t> lives;  // by record of the event log, as Span::life
+  bool has_pairs = false;
+  LogTime since = 0;  // the main log holds what was logged from here
+  LogTime until = 0;  // up to here
+};
+
+Pairing pair_logs(const std::vector<EventRecord>& events, const std::vector<MainRecord>& main_log);
+
+}  // namespace kovo::check

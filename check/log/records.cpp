@@ -1,0 +1,357 @@
+#include "check/log/records.h"
+
+#include <algorithm>
+#include <ctime>
+#include <iterator>
+#include <utility>
+
+#include "check/words.h"
+#include "core/text.h"
+#include "core/trigger_text.h"
+
+namespace kovo::check {
+namespace {
+
+constexpr std::string_view kStampForm = "0000-00-00 00:00:00.000  ";
+constexpr std::size_t kDateSize = 10;
+constexpr int kKindLines = 100;  // of a file, which must hold a record
+
+struct EventForm {
+  EventLine kind;
+  std::string_view form;
+};
+
+// In a form, %n is the name, %v the value, %e an error, %s a step, %d the number, %# another number
+// and %* any text. A field ends where the rest of the form fits. The first form that fits counts.
+constexpr EventForm kEventForms[] = {
+    {EventLine::kStart, "kovotcp start"},
+    {EventLine::kPowerOnSkip, "skip event: PowerOn"},
+    {EventLine::kMilestone, "auto push event: PowerOn"},
+    {EventLine::kMilestone, "network is ok"},
+    {EventLine::kFirstStart, "created /%*"},
+    {EventLine::kMilestone, "/%* is exist"},
+    {EventLine::kTestPush, "push event: %n, test=%d"},
+    {EventLine::kPush, "push event: %n"},
+    {EventLine::kCommand, "get tcp:2700 event: key=%n,value=%v"},
+    {EventLine::kStatusLine, "get udp:2728 event %n"},
+    {EventLine::kVariable, "get lm event %n"},
+    {EventLine::kStatusSkip, "skip event %n, now-last=%d sec"},
+    {EventLine::kVariableSkip, "[handle_lm_event:%#] skip event %n, now-last=%d sec"},
+    {EventLine::kSettingSame, "[kovo_config_set:%#] skip same %n=%v"},
+    {EventLine::kSettingChanged, "[kovo_config_set:%#] %n %* => %v"},
+    {EventLine::kPeriodSkip, "skip uptime=%d,%s"},
+    {EventLine::kDisabledStep, "%s, disabled uptime=%d"},
+    {EventLine::kStep, "%s"},
+    {EventLine::kBareName, "%n"},
+};
+
+struct MainForm {
+  MainLine kind;
+  std::string_view form;
+};
+
+// The same for the main log, after "[routine:line] ", or after "[routine:" where the form says so.
+constexpr MainForm kMainForms[] = {
+    {MainLine::kBanner, "kovotcp V%*"},
+    {MainLine::kCommand, "recv(tcp:2700) [%#]%n"},
+    {MainLine::kStatusLine, "recv(udp:2728) (%#)%n"},
+    {MainLine::kMessage, "recv(udp:2727) lm data(%#)%n"},
+    {MainLine::kMessage, "recv(tcp:2727) (%#)%n"},
+    {MainLine::kDisabled, "KOVO disable, skip %n"},
+    {MainLine::kTestPush, "push TEST event %n"},
+    {MainLine::kVariable, "get lm event %n"},
+    {MainLine::kStatusSkip, "skip event %n, now-last=%d sec"},
+    {MainLine::kPeriodSkip, "during Power On, skip %n ...%#/%#"},
+    {MainLine::kExpired, "Error cannot send sys event=%n, run event=%v, now=%*"},
+    {MainLine::kRenewed, "renew %n"},
+    {MainLine::kConnectError,
+     "tcpclient:%#] Error: connect ip=%n, port=%d, error=(%#)%e, data=%v;"},
+    {MainLine::kSendError, "[kovotcp] Error: send(len=%#) %n:%d :(%#)%e\n(%#)%v;"},
+    {MainLine::kSenderError, "Error: start sender for %n: %e"},
+    {MainLine::kNoSender, "Error: no sender for %d steps, last of %n"},
+    {MainLine::kTooMany, "Error: Too many event: key=%n"},
+    {MainLine::kFull, "Error: %n is full%e"},
+};
+
+// Texts that are logged with their length and without a newline of the log's own.
+constexpr std::string_view kMeasured[] = {"recv(tcp:2700) ", "recv(udp:2728) ", "Recv(udp:2728) ",
+                                          "recv(udp:2727) lm data", "recv(tcp:2727) "};
+
+// Records without a newline: the next record may begin on the same line.
+constexpr std::string_view kWithoutNewline[] = {"push TEST event ", "push event localPlay",
+                                                "recvform call failed"};
+
+constexpr char kRoutineCharacters[] =
+    "0123456789_ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
+
+constexpr std::string_view kMainHeads[] = {"kovotcp V", "[kovotcp] Error: send(len=", "Error: [",
+                                           "Error: pthread_create "};
+
+struct Fields {
+  std::string_view name;
+  std::string_view value;
+  std::string_view error;
+  std::int64_t number = 0;
+};
+
+bool starts_with(std::string_view text, std::string_view prefix) {
+  return text.substr(0, prefix.size()) == prefix;
+}
+
+bool is_digit(char c) {
+  return c >= '0' && c <= '9';
+}
+
+std::size_t digits_at(std::string_view text) {
+  const std::size_t sign = starts_with(text, "-") ? 1 : 0;
+  std::size_t end = sign;
+  while (end < text.size() && is_digit(text[end])) ++end;
+  return end > sign ? end : 0;
+}
+
+/// Returns whether a text has the form "address:port protocol payload".
+bool is_step_text(std::string_view text) {
+  const std::size_t port = text.find(':');
+  const std::size_t protocol = text.find(' ', std::min(port, text.size()));
+  return protocol < text.size() && text.find(' ', protocol + 1) < text.size();
+}
+
+void store(char field, std::string_view text, Fields& fields) {
+  if (field == 'd') fields.number = to_int32(text);
+  if (field == 'n' || field == 's') fields.name = text;
+  if (field == 'v') fields.value = text;
+  if (field == 'e') fields.error = text;
+}
+
+bool fits(std::string_view form, std::string_view text, Fields& fields) {
+  const std::size_t literal = std::min(form.find('%'), form.size());
+  if (!starts_with(text, form.substr(0, literal))) return false;
+  text.remove_prefix(literal);
+  if (literal == form.size()) return text.empty();
+  const char field = form[literal + 1];
+  form.remove_prefix(literal + 2);
+  if (field == 'd' || field == '#') {
+    const std::size_t digits = digits_at(text);
+    if (digits == 0 || !fits(form, text.substr(digits), fields)) return false;
+    store(field, text.substr(0, digits), fields);
+    return true;
+  }
+  const std::string_view next = form.substr(0, form.find('%'));
+  std::size_t end = form.empty() ? text.size() : text.find(next);
+  for (; end != std::string_view::npos; end = text.find(next, end + 1)) {
+    const bool is_wrong = field == 's' && !is_step_text(text.substr(0, end));
+    if (!is_wrong && fits(form, text.substr(end), fields)) {
+      store(field, text.substr(0, end), fields);
+      return true;
+    }
+    if (form.empty()) return false;
+  }
+  return false;
+}
+
+/// Returns a time as "2026-11-24 14:07:09.120".
+std::string stamp_text(LogTime time) {
+  const LogTime milliseconds = ((time % 1000) + 1000) % 1000;
+  const auto seconds = static_cast<std::time_t>((time - milliseconds) / 1000);
+  std::tm fields{};
+  gmtime_r(&seconds, &fields);
+  char text[64];
+  const std::size_t size = std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S.", &fields);
+  return std::string(text, size) + std::to_string(1000 + milliseconds).substr(1);
+}
+
+/// Returns whether a text begins with a form; a 0 in it is any digit.
+bool has_form(std::string_view text, std::string_view form) {
+  return text.size() >= form.size() &&
+         std::equal(form.begin(), form.end(), text.begin(), [](char wanted, char found) {
+           return wanted == '0' ? is_digit(found) : wanted == found;
+         });
+}
+
+int number_at(std::string_view text, std::size_t at, std::size_t digits) {
+  return to_int32(text.substr(at, digits));
+}
+
+LogTime stamp_of(std::string_view line) {
+  std::tm time{};
+  time.tm_year = number_at(line, 0, 4) - 1900;
+  time.tm_mon = number_at(line, 5, 2) - 1;
+  time.tm_mday = number_at(line, 8, 2);
+  time.tm_hour = number_at(line, 11, 2);
+  time.tm_min = number_at(line, 14, 2);
+  time.tm_sec = number_at(line, 17, 2);
+  return timegm(&time) * LogTime{1000} + number_at(line, 20, 3);
+}
+
+/// Returns where the next line after `at` begins with a time stamp; npos if none does.
+std::size_t next_stamp(std::string_view text, std::size_t at) {
+  while ((at = text.find('\n', at)) != std::string_view::npos) {
+    ++at;
+    if (has_form(text.substr(at, kStampForm.size()), kStampForm)) return at;
+  }
+  return at;
+}
+
+EventRecord event_record(std::string_view text) {
+  EventRecord record;
+  record.time = stamp_of(text);
+  text.remove_prefix(kStampForm.size());
+  if (text.find('\0') != std::string_view::npos) return record;  // a power cut left it
+  for (const EventForm& form : kEventForms) {
+    Fields fields;
+    if (!fits(form.form, text, fields)) continue;
+    record.kind = form.kind;
+    record.name = fields.name;
+    record.value = fields.value;
+    record.number = fields.number;
+    break;
+  }
+  if (record.kind == EventLine::kBareName && record.name.find_first_of(" :") < text.size()) {
+    record.kind = EventLine::kUnknown;
+  }
+  return record;
+}
+
+/// Returns the size of "[routine:123] ", 0 without it.
+std::size_t origin_size(std::string_view text) {
+  if (!starts_with(text, "[")) return 0;
+  const std::size_t at = text.find_first_not_of(kRoutineCharacters, 1);
+  if (at < 2 || at >= text.size() || (text[at] != ':' && text[at] != ';')) return 0;
+  const std::size_t digits = digits_at(text.substr(at + 1));
+  return digits > 0 && text.substr(at + 1 + digits, 2) == "] " ? at + digits + 3 : 0;
+}
+
+/// Returns whether a record of the main log begins here.
+bool is_main_head(std::string_view text) {
+  return origin_size(text) > 0 ||
+         std::any_of(std::begin(kMainHeads), std::end(kMainHeads),
+                     [&](std::string_view head) { return starts_with(text, head); });
+}
+
+/// Returns the end of a text from outside, which is logged as "(12)text"; 0 if no record follows
+/// there, as when it holds a NUL.
+std::size_t measured_end(std::string_view text, std::size_t at) {
+  const std::string_view number = text.substr(std::min(text.size(), at + 1), 6);
+  const std::size_t digits = digits_at(number);
+  const std::size_t end =
+      at + digits + 2 + static_cast<std::size_t>(std::max(0, to_int32(number.substr(0, digits))));
+  if (digits == 0 || end > text.size()) return 0;
+  const std::string_view after = text.substr(end);
+  const bool is_end = after.empty() || after == "\n" || is_main_head(after) ||
+                      (after.front() == '\n' && is_main_head(after.substr(1)));
+  return is_end ? end : 0;
+}
+
+/// Returns where the record at the start of a text ends.
+std::size_t main_record_end(std::string_view text) {
+  const std::size_t origin = origin_size(text);
+  const std::string_view rest = text.substr(origin);
+  bool without_newline = false;
+  for (const std::string_view form : kMeasured) {
+    if (!starts_with(rest, form)) continue;
+    const std::size_t end = measured_end(text, origin + form.size());
+    if (end > 0) return end;
+    without_newline = true;
+  }
+  for (const std::string_view form : kWithoutNewline) {
+    without_newline = without_newline || starts_with(rest, form);
+  }
+  std::size_t end = text.find('\n');
+  const std::size_t line = std::min(end, text.size());
+  for (std::size_t at = origin + 1; without_newline && at < line; ++at) {
+    const bool may_be_head = text[at] == '[' || text[at] == 'k' || text[at] == 'E';
+    if (may_be_head && is_main_head(text.substr(at))) return at;
+  }
+  while (end != std::string_view::npos && end + 1 < text.size() &&
+         !is_main_head(text.substr(end + 1))) {
+    end = text.find('\n', end + 1);
+  }
+  return std::min(end, text.size());
+}
+
+MainRecord main_record(std::string_view text) {
+  const std::string_view rest = text.substr(origin_size(text));
+  for (const MainForm& form : kMainForms) {
+    Fields fields;
+    const bool with_routine = form.kind == MainLine::kConnectError;
+    const std::string_view part =
+        with_routine ? text.substr(std::min<std::size_t>(1, text.size())) : rest;
+    if (!fits(form.form, part, fields)) continue;
+    if (form.kind == MainLine::kCommand) {
+      const KeyValue pair = split_command_line(fields.name);
+      return {form.kind, pair.key, pair.value, {}, 0};
+    }
+    return {form.kind, strip_newline(fields.name), fields.value, fields.error, fields.number};
+  }
+  return {};
+}
+
+}  // namespace
+
+std::string clock_text(LogTime time) {
+  return stamp_text(time).substr(11, 12);
+}
+
+std::string day_text(LogTime time) {
+  return stamp_text(time).substr(0, kDateSize);
+}
+
+bool parse_moment(std::string_view text, LogTime last, LogTime& moment) {
+  std::string stamp = day_text(last) + " 00:00:00.000";
+  if (has_form(text, kStampForm.substr(0, kDateSize))) {
+    stamp.replace(0, kDateSize, text.substr(0, kDateSize));
+    text.remove_prefix(kDateSize);
+    if (!text.empty() && text.front() != ' ' && text.front() != 'T') return false;
+    text.remove_prefix(text.empty() ? 0 : 1);
+  } else if (text.empty()) {
+    return false;
+  }
+  const bool is_clock = has_form(text, "00:00:00") && text.size() == 8;
+  if (!text.empty() && !is_clock && (!has_form(text, "00:00") || text.size() != 5)) return false;
+  stamp.replace(kDateSize + 1, text.size(), text);
+  moment = stamp_of(stamp);
+  return stamp_text(moment) == stamp;  // not for 99:99
+}
+
+void read_event_log(std::string_view text, bool follows_gap, EventLog& log) {
+  std::size_t at = has_form(text, kStampForm) ? 0 : next_stamp(text, 0);
+  if (at != 0) log.skipped += split_lines(text.substr(0, at)).size();
+  while (at != std::string_view::npos) {
+    const std::size_t next = next_stamp(text, at);
+    const bool is_whole = next != std::string_view::npos || text.back() == '\n';
+    if (!is_whole) ++log.skipped;
+    if (is_whole) {
+      EventRecord record = event_record(strip_newline(text.substr(at, next - at)));
+      record.follows_gap = std::exchange(follows_gap, false);
+      record.elapsed = record.time;
+      if (!log.records.empty()) {
+        const EventRecord& last = log.records.back();
+        record.elapsed = last.elapsed + std::max<LogTime>(0, record.time - last.time);
+      }
+      log.records.push_back(record);
+    }
+    at = next;
+  }
+}
+
+void read_main_log(std::string_view text, MainLog& log) {
+  while (!text.empty()) {
+    const bool is_record = is_main_head(text);
+    const std::size_t end = is_record ? main_record_end(text) : until_newline(text).size();
+    if (is_record) log.records.push_back(main_record(text.substr(0, end)));
+    if (!is_record && end > 0) ++log.skipped;
+    text.remove_prefix(end);
+    if (starts_with(text, "\n")) text.remove_prefix(1);
+  }
+}
+
+LogKind kind_of_log(std::string_view text) {
+  for (int lines = 0; lines < kKindLines && !text.empty(); ++lines) {
+    if (has_form(text, kStampForm)) return LogKind::kEventLog;
+    if (is_main_head(text)) return LogKind::kMainLog;
+    text.remove_prefix(std::min(until_newline(text).size() + 1, text.size()));
+  }
+  return LogKind::kNone;
+}
+
+}  // namespace kovo::check
