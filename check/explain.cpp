@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "check/words.h"
 #include "core/text.h"
 
 namespace kovo::check {
@@ -14,7 +15,16 @@ struct Explaining {
   std::unordered_map<std::string, std::string> event_of;  // by trigger: the one that is found
 };
 
-ExplainedStep explain_step(Explaining& explaining, const CompiledStep& compiled) {
+/// Returns why a step sends nothing; "" when it sends something.
+std::string reason_not_sent(const StepEntries& entries) {
+  const CompiledStep& step = *entries.compiled;
+  if (entries.protocol == kNoEntry) return "its Protocol is missing";
+  if (!choose_sender(step.protocol)) return quoted(step.protocol) + " is not a supported protocol";
+  return is_broadcast(step.ip) ? "the daemon does not broadcast" : "";
+}
+
+ExplainedStep explain_step(Explaining& explaining, const StepEntries& entries) {
+  const CompiledStep& compiled = *entries.compiled;
   ExplainedStep step;
   step.index = compiled.index;
   step.offset_ms = compiled.offset_ms;
@@ -22,12 +32,13 @@ ExplainedStep explain_step(Explaining& explaining, const CompiledStep& compiled)
   step.protocol = compiled.protocol;
   step.address = is_address(compiled.ip) ? compiled.ip : "0.0.0.0";
   step.port = sent_port(compiled.port);
-  if (!step.sender || step.sender->status) return step;
+  step.why_not = reason_not_sent(entries);
+  if (!step.why_not.empty() || step.sender->status) return step;
   const std::string data = s_hex_to_ascii(compiled.data);
   step.payload = filled(data, explaining.known);
-  step.known = all_known(data, explaining.known);
+  step.is_complete = is_complete(data, explaining.known);
   step.ends_at_zero = step.payload.find('\0') < kMaxCommand;
-  step.truncated = step.known && !step.ends_at_zero && step.payload.size() > kMaxCommand;
+  step.truncated = step.is_complete && !step.ends_at_zero && step.payload.size() > kMaxCommand;
   return step;
 }
 
@@ -46,7 +57,7 @@ ExplainedEvent explain_event(Explaining& explaining, const NamedKeys& keys) {
   event.step_count = keys.event->step_count;
   for (const auto& [index, step] : keys.steps) {
     if (step.compiled == nullptr || step.compiled->index >= event.step_count) break;
-    event.steps.push_back(explain_step(explaining, *step.compiled));
+    event.steps.push_back(explain_step(explaining, step));
   }
   std::stable_sort(
       event.steps.begin(), event.steps.end(),

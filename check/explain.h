@@ -16,12 +16,13 @@ struct ExplainedStep {
   std::int32_t index = 0;
   std::int64_t offset_ms = 0;  // from the start of the event; below 0 it is sent at once too
   std::optional<Sender> sender;
-  std::string protocol;    // as in the file
-  std::string address;     // to which the daemon sends
-  int port = 0;            // likewise
-  std::string payload;     // with what is known filled in; empty when the status is sent
-  bool known = true;       // false: a placeholder's value is not known, nor are the bytes
-  bool truncated = false;  // to 1023 bytes
+  std::string why_not;      // the step sends nothing; "" when it sends something
+  std::string protocol;     // as in the file
+  std::string address;      // to which the daemon sends
+  int port = 0;             // likewise
+  std::string payload;      // with what is known filled in; empty when the status is sent
+  bool is_complete = true;  // false: a placeholder's value is not known, nor are the bytes
+  bool truncated = false;   // to 1023 bytes
   bool ends_at_zero = false;
 };
 

@@ -15,18 +15,8 @@ enum class Severity { kNote, kWarning, kError };
 
 struct RuleInfo {
   const char* name;
-  Severity severity;             // of most of its findings
-  Severity other;                // of the others; the same when there are none
   void (*check)(CheckContext&);  // adds its findings
-  const char* sentence;          // what it reports
-  bool has_third = false;        // some findings have the severity that neither of the two is
 };
-
-/// Returns whether a rule adds findings of a severity.
-bool can_have(const RuleInfo& rule, Severity severity);
-
-/// Returns the severities of a rule, such as "error, note".
-std::string severities_text(const RuleInfo& rule);
 
 /// Returns "note", "warning" or "error".
 const char* severity_name(Severity severity);
@@ -44,7 +34,8 @@ struct Edit {
   std::string text;
 };
 
-constexpr char kGuess[] = "did you mean ";  // a hint that begins so makes the fix a guess
+// A hint that begins so makes the fix a guess: it is offered, but not applied by --fix.
+constexpr char kGuess[] = "did you mean ";
 
 struct Finding {
   const RuleInfo* rule;

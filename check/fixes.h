@@ -1,4 +1,4 @@
-// Applies the fixes of findings to a definition file, and shows the difference as a diff.
+// Applies the fixes of findings to a definition file.
 #pragma once
 
 #include <string>
@@ -23,16 +23,13 @@ struct FixedText {
 };
 
 /// Applies the fixes of errors and warnings that are not guesses, until none is left; the result
-/// has none to apply. A fix is left out when it adds an error or a second line of the same key.
+/// has none to apply. The fixes of an event are left out if they add an error or a second line of
+/// the same key.
 FixedText apply_fixes(std::string_view text, const CheckOptions& options);
 
 /// Removes from the findings of a text the fixes that would add an error or a second line of the
 /// same key. In a long file, also fixes that might do that.
 void remove_harmful_fixes(std::string_view text, const Source& source, const CheckOptions& options,
                           Findings& findings);
-
-/// Returns the difference of two texts as a unified diff for `git apply` and `patch -p1`; "" when
-/// they are equal.
-std::string unified_diff(std::string_view path, std::string_view before, std::string_view after);
 
 }  // namespace kovo::check

@@ -8,87 +8,78 @@ namespace kovo::check {
 namespace {
 
 Json edit_json(const Edit& edit) {
-  Json json;
-  json["line"] = edit.range.line;
-  json["column"] = edit.range.column;
-  json["length"] = edit.range.length;
-  json["text"] = edit.text;
-  return json;
+  return {{"line", edit.range.line},
+          {"column", edit.range.column},
+          {"length", edit.range.length},
+          {"text", edit.text}};
 }
 
 Json finding_json(const std::string& file, const Finding& finding) {
-  Json json;
-  json["file"] = file;
-  json["line"] = finding.range.line;
-  json["column"] = finding.range.column;
-  json["length"] = finding.range.length;
-  json["severity"] = severity_name(finding.severity);
-  json["rule"] = finding.rule->name;
-  json["text"] = finding.text;
-  json["hint"] = finding.hint;
-  json["fix"] = finding.fix ? Json(*finding.fix) : Json(nullptr);
-  if (!finding.also.empty()) {
-    Json& also = json["also"] = Json::array();
-    for (const Edit& edit : finding.also) also.push_back(edit_json(edit));
-  }
+  Json json = {{"file", file},
+               {"line", finding.range.line},
+               {"column", finding.range.column},
+               {"length", finding.range.length},
+               {"severity", severity_name(finding.severity)},
+               {"rule", finding.rule->name},
+               {"text", finding.text},
+               {"hint", finding.hint},
+               {"fix", finding.fix ? Json(*finding.fix) : Json(nullptr)}};
+  for (const Edit& edit : finding.also) json["also"].push_back(edit_json(edit));
   return json;
 }
 
 Json step_json(const ExplainedStep& step) {
   const std::string_view sent = sent_part(step.payload);
-  Json json;
-  json["index"] = step.index;
-  json["offset_ms"] = step.offset_ms;
-  json["sends"] = sent_name(step.sender);
-  json["transport"] = transport_name(step.sender);
-  json["protocol"] = step.protocol;
-  json["address"] = step.address;
-  json["port"] = step.port;
-  json["bytes"] = step.known ? Json(sent.size()) : Json(nullptr);
-  json["hex"] = step.known ? Json(as_hex(sent)) : Json(nullptr);
-  json["payload"] = escaped(sent);
-  json["truncated"] = step.truncated;
-  json["ends_at_zero"] = step.ends_at_zero;
-  return json;
+  return {{"index", step.index},
+          {"offset_ms", step.offset_ms},
+          {"sends", step.why_not.empty() ? sent_name(step.sender) : "nothing"},
+          {"why", step.why_not},
+          {"transport", transport_name(step.sender)},
+          {"protocol", step.protocol},
+          {"address", step.address},
+          {"port", step.port},
+          {"bytes", step.is_complete ? Json(sent.size()) : Json(nullptr)},
+          {"hex", step.is_complete ? Json(as_hex(sent)) : Json(nullptr)},
+          {"payload", escaped(sent)},
+          {"truncated", step.truncated},
+          {"ends_at_zero", step.ends_at_zero}};
 }
 
 }  // namespace
 
 Json event_json(const std::string& file, const ExplainedEvent& event) {
-  Json json;
-  json["file"] = file;
-  json["line"] = event.line;
-  json["name"] = event.name;
-  json["trigger"] = event.trigger;
-  json["raised_by"] = event.raised_by;
-  json["shadowed_by"] = event.shadowed_by;
-  json["delay_s"] = event.delay_s;
-  json["never_runs"] = event.never_runs;
-  json["once_per_boot"] = event.once_per_boot;
-  json["display_period"] = event.display_period;
-  json["step_count"] = event.step_count;
-  Json& steps = json["steps"] = Json::array();
+  Json steps = Json::array();
   for (const ExplainedStep& step : event.steps) steps.push_back(step_json(step));
-  return json;
+  return {{"file", file},
+          {"line", event.line},
+          {"name", event.name},
+          {"trigger", event.trigger},
+          {"raised_by", event.raised_by},
+          {"shadowed_by", event.shadowed_by},
+          {"delay_s", event.delay_s},
+          {"never_runs", event.never_runs},
+          {"once_per_boot", event.once_per_boot},
+          {"display_period", event.display_period},
+          {"step_count", event.step_count},
+          {"steps", std::move(steps)}};
 }
 
 std::string json_text(const std::vector<CheckedFile>& files) {
-  std::size_t counts[3] = {0, 0, 0};
-  Json findings = Json::array();
-  Json events = Json::array();
+  Json json = {{"findings", Json::array()},
+               {"events", Json::array()},
+               {"errors", 0},
+               {"warnings", 0},
+               {"notes", 0}};
   for (const CheckedFile& file : files) {
     for (const Finding& finding : file.findings) {
-      findings.push_back(finding_json(file.name, finding));
-      ++counts[static_cast<std::size_t>(finding.severity)];
+      json["findings"].push_back(finding_json(file.name, finding));
+      Json& count = json[severity_name(finding.severity) + std::string("s")];
+      count = count.get<int>() + 1;
     }
-    for (const ExplainedEvent& event : file.events) events.push_back(event_json(file.name, event));
+    for (const ExplainedEvent& event : file.events) {
+      json["events"].push_back(event_json(file.name, event));
+    }
   }
-  Json json;
-  json["findings"] = std::move(findings);
-  json["events"] = std::move(events);
-  json["errors"] = counts[static_cast<std::size_t>(Severity::kError)];
-  json["warnings"] = counts[static_cast<std::size_t>(Severity::kWarning)];
-  json["notes"] = counts[static_cast<std::size_t>(Severity::kNote)];
   return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 

@@ -37,12 +37,9 @@ void spell_word(std::string_view stem, std::string_view word, const std::string&
 const char* const kGlobalKeys[4] = {"EnableEvents", "FastCableDetectEvents", "DataEncode",
                                     "GenericEventsCount"};
 
-bool needs_index(std::string_view field) {
-  return !field.empty() && !takes_no_index(field) && field != kDelayField;
-}
-
-bool takes_no_index(std::string_view field) {
-  return field == kCountField || field == kTriggerField;
+Index index_of(std::string_view field) {
+  if (field == kCountField || field == kTriggerField) return Index::kForbidden;
+  return field == kDelayField ? Index::kOptional : Index::kRequired;
 }
 
 bool is_known(const DefinitionEntry& entry) {
@@ -50,8 +47,8 @@ bool is_known(const DefinitionEntry& entry) {
     const char* global = find_global_key(entry.name);
     return global != nullptr && entry.name == global;
   }
-  if (entry.parts == 1) return !needs_index(entry.field);
-  return !takes_no_index(entry.field) && is_digits(entry.index);
+  if (entry.parts == 1) return index_of(entry.field) != Index::kRequired;
+  return index_of(entry.field) != Index::kForbidden && is_digits(entry.index);
 }
 
 MeantKey meant_key(std::string_view key) {
@@ -60,7 +57,7 @@ MeantKey meant_key(std::string_view key) {
   const std::string index(key.substr(digits));
   MeantKey best;
   const auto fits = [&](std::string_view word) {
-    return index.empty() ? !needs_index(word) : !takes_no_index(word);
+    return index_of(word) != (index.empty() ? Index::kRequired : Index::kForbidden);
   };
   for (const std::string_view word : kFieldWords) {
     if (!fits(word)) continue;

@@ -12,9 +12,9 @@ namespace kovo::check {
 /// it takes one and without an index where it does not.
 bool is_known(const DefinitionEntry& entry);
 
-/// Return whether a field word has a meaning only with an index, or only without one.
-bool needs_index(std::string_view field);
-bool takes_no_index(std::string_view field);
+/// Whether a field word has a meaning with the index of a step.
+enum class Index { kRequired, kOptional, kForbidden };
+Index index_of(std::string_view field);
 
 /// A key read from its end, where the field word and the index of a step are.
 struct MeantKey {

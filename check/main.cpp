@@ -1,5 +1,8 @@
 // kovocheck: reports what the daemon will do with a definition file, and what it did by its logs.
+#include <sys/ioctl.h>
 #include <unistd.h>
+
+#include <fmt/core.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -9,13 +12,14 @@
 #include <cstring>
 #include <filesystem>
 
+#include "check/diff.h"
 #include "check/explain.h"
 #include "check/fixes.h"
 #include "check/json.h"
 #include "check/log/files.h"
 #include "check/replace_file.h"
 #include "check/report.h"
-#include "check/rule_sections.h"
+#include "check/rule_texts.h"
 #include "check/rules.h"
 #include "check/status_text.h"
 #include "core/text.h"
@@ -84,7 +88,7 @@ void add_options(CLI::App& app, CommandLine& line) {
   app.add_option("FILE", line.files, "Definition files; - is standard input");
   app.add_option_function<std::string>(
          "--explain", [&line](const std::string& which) { line.explained = which; },
-         "Show what each event will do, or those of one name or trigger")
+         "Show what events do: all or of a name or trigger")
       ->type_name("[EVENT]")
       ->expected(0, 1)
       ->default_str("")
@@ -94,7 +98,7 @@ void add_options(CLI::App& app, CommandLine& line) {
   app.add_option("--product", line.product, "input-hdmi, input-usbc or output; otherwise any")
       ->type_name("PRODUCT");
   app.add_option("--format", line.format, "text, json, or diff for the fixes")->type_name("FORMAT");
-  app.add_flag("--fix", line.fix, "Write the fixes to the files, and check the result");
+  app.add_flag("--fix", line.fix, "Write the fixes to the files, check the result");
   app.add_flag("--rules", line.list_rules, "List the rules");
   app.add_option("--explain-rule", line.rule, "Explain a rule, with an example")->type_name("RULE");
   app.add_option("--disable", line.disabled, "A rule that is left out; may be given again")
@@ -118,15 +122,15 @@ void add_log_options(CLI::App& app, LogCommandLine& line) {
   app.get_option("--help")->description("Print this help and exit");
 }
 
-/// Takes a word after --explain that is the last argument as the file.
-void settle_explain(const CLI::App& app, CommandLine& line) {
+/// Takes the only word after --explain, without "=", as the file.
+void settle_explain(const CLI::App& app, bool names_event, CommandLine& line) {
   line.explain = app.count("--explain") > 0;
-  if (!line.files.empty() || line.explained.empty()) return;
+  if (!line.files.empty() || names_event || line.explained.empty()) return;
   line.files.push_back(line.explained);
   line.explained.clear();
 }
 
-bool take_rules(const CommandLine& line, CheckOptions& options) {
+bool parse_rules(const CommandLine& line, CheckOptions& options) {
   for (const std::string& name : line.disabled) {
     const std::size_t rule = find_rule(name);
     if (rule == kRuleCount) {
@@ -144,9 +148,13 @@ bool is_format(const std::string& format, bool of_log) {
   return false;
 }
 
-bool take_options(const CommandLine& line, CheckOptions& options, StatusVars& status) {
+bool parse_options(const CommandLine& line, CheckOptions& options, StatusVars& status) {
   options.strict = line.strict;
   if (!is_format(line.format, false)) return false;
+  if (line.explain && line.format != "text") {
+    complain("--explain has no effect with --format=" + line.format);
+    return false;
+  }
   if (!line.product.empty()) {
     options.products = product_of(line.product);
     if (options.products == 0) {
@@ -158,7 +166,7 @@ bool take_options(const CommandLine& line, CheckOptions& options, StatusVars& st
     if (!read_status(line.status_file, status)) return false;
     options.status = &status;
   }
-  return take_rules(line, options);
+  return parse_rules(line, options);
 }
 
 bool wants_colours() {
@@ -166,21 +174,36 @@ bool wants_colours() {
   return isatty(STDOUT_FILENO) != 0 && (no_color == nullptr || *no_color == '\0');
 }
 
+/// Returns the columns of a terminal; kNotWrapped elsewhere: a finding is then one line for
+/// programs.
+std::size_t report_width() {
+  winsize size{};
+  if (isatty(STDOUT_FILENO) == 0) return kNotWrapped;
+  return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
+}
+
 struct Outcome {
   int status = kClean;
-  bool explained = false;  // an event was shown
+  bool explained = false;  // an event was found
+  std::string output;
   std::vector<CheckedFile> for_json;
 };
 
-/// Returns the path from the directory in which a diff is applied, which may be the root.
+/// Returns the path from the directory in which a diff is applied: the root, or the one to which
+/// leading ".." lead.
 std::string diff_path(const std::string& path) {
-  return std::filesystem::path(path).lexically_normal().relative_path().string();
+  const auto whole = std::filesystem::path(path).lexically_normal().relative_path();
+  std::filesystem::path result;
+  for (const auto& part : whole) {
+    if (part != "..") result /= part;
+  }
+  return result.string();
 }
 
-/// Prints the fixes of a text, or writes them to its file; the text becomes the one to report.
+/// Writes the fixes of a text to its file, or to the output; the text becomes the one to report.
 /// Returns false when they cannot be written.
 bool fix_text(const std::string& path, const std::string& name, const CommandLine& line,
-              const CheckOptions& options, std::string& text) {
+              const CheckOptions& options, std::string& text, std::string& output) {
   FixedText fixed = apply_fixes(text, options);
   if (line.fix && fixed.text != text) {
     const std::string error = replace_file(path, fixed.text);
@@ -189,14 +212,11 @@ bool fix_text(const std::string& path, const std::string& name, const CommandLin
       return false;
     }
   }
-  if (line.format == "diff") {
-    const std::string diff = unified_diff(diff_path(name), text, fixed.text);
-    std::fwrite(diff.data(), 1, diff.size(), stdout);
-  }
+  if (line.format == "diff") output += unified_diff(diff_path(name), text, fixed.text);
   if (!line.fix) return true;
   if (line.format == "text" && fixed.fixes > 0) {
-    std::printf("%s: %zu %s applied\n", escaped(name).c_str(), fixed.fixes,
-                fixed.fixes == 1 ? "fix" : "fixes");
+    output += fmt::format("{}: {} {} applied\n", escaped(name), fixed.fixes,
+                          fixed.fixes == 1 ? "fix" : "fixes");
   }
   text = std::move(fixed.text);
   return true;
@@ -212,7 +232,8 @@ void check_file(const std::string& path, const CommandLine& line, const CheckOpt
   }
   CheckedFile checked;
   checked.name = path == "-" ? "<stdin>" : path;
-  if ((line.fix || line.format == "diff") && !fix_text(path, checked.name, line, options, text)) {
+  if ((line.fix || line.format == "diff") &&
+      !fix_text(path, checked.name, line, options, text, outcome.output)) {
     outcome.status = kCannotCheck;
     return;
   }
@@ -230,18 +251,15 @@ void check_file(const std::string& path, const CommandLine& line, const CheckOpt
     outcome.for_json.push_back(std::move(checked));
     return;
   }
-  std::string report =
-      report_text(escaped(checked.name), source, checked.findings, wants_colours());
   const std::string events = explain_text(checked.events, line.explained);
-  if (!events.empty()) {
-    outcome.explained = true;
-    report += "\n" + events;
-  }
-  std::fwrite(report.data(), 1, report.size(), stdout);
+  outcome.explained = outcome.explained || !events.empty();
+  outcome.output += report_text(escaped(checked.name), source, checked.findings, report_width(),
+                                wants_colours()) +
+                    (events.empty() ? "" : "\n" + events);
 }
 
 int explain_rule(const std::string& rule) {
-  const std::string section = rule_section(rule);
+  const std::string section(rule_section(rule));
   if (section.empty()) {
     complain("no rule \"" + rule + "\"; the rules are:");
     std::fputs(rules_text().c_str(), stderr);
@@ -278,17 +296,21 @@ int run(CommandLine& line) {
   }
   CheckOptions options;
   StatusVars status;
-  if (!take_options(line, options, status)) return kCannotCheck;
+  if (!parse_options(line, options, status)) return kCannotCheck;
   Outcome outcome;
   for (const std::string& path : line.files) check_file(path, line, options, outcome);
-  if (line.format == "json" && !outcome.for_json.empty()) {
-    std::puts(json_text(outcome.for_json).c_str());
-  }
-  if (line.format == "text" && !line.explained.empty() && !outcome.explained &&
-      outcome.status != kCannotCheck) {
+  if (!line.explained.empty() && !outcome.explained && outcome.status != kCannotCheck) {
     return complain("no event or trigger \"" + line.explained + "\"");
   }
+  if (!outcome.for_json.empty()) outcome.output += json_text(outcome.for_json) + "\n";
+  std::fwrite(outcome.output.data(), 1, outcome.output.size(), stdout);
   return outcome.status;
+}
+
+std::ptrdiff_t given_options(const CLI::App& app) {
+  const std::vector<const CLI::Option*> options = app.get_options();
+  return std::count_if(options.begin(), options.end(),
+                       [](const CLI::Option* option) { return option->count() > 0; });
 }
 
 /// Returns the arguments with the command "check" in front, unless they name a command or ask for
@@ -330,7 +352,15 @@ int check_main(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     return complain(std::string(error.what()) + " (see kovocheck --help)");
   }
-  if (check.parsed()) settle_explain(check, line);
+  const bool names_event = std::any_of(
+      arguments.begin(), arguments.end(),
+      [](const char* argument) { return std::string_view(argument).rfind("--explain=", 0) == 0; });
+  for (const char* alone : {"--rules", "--explain-rule"}) {
+    if (check.count(alone) > 0 && given_options(check) > 1) {
+      return complain(alone + std::string(" takes no other options and no file"));
+    }
+  }
+  if (check.parsed()) settle_explain(check, names_event, line);
   const int status = check.parsed() ? run(line) : run_log(log_line);
   if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
     return complain(std::string("cannot write: ") + std::strerror(errno));

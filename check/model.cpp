@@ -94,6 +94,34 @@ const NamedKeys* event_named(const Model& model, std::string_view name) {
   return keys.event == nullptr ? nullptr : &keys;
 }
 
+const StepEntries* find_step(const NamedKeys& keys, std::uint32_t index) {
+  const auto found = keys.steps.find(index);
+  return found == keys.steps.end() ? nullptr : &found->second;
+}
+
+bool is_missed(const Model& model, const DefinitionEntry& key) {
+  const auto found = model.by_name.find(key.name);
+  if (key.parts == 0 || found == model.by_name.end()) return false;
+  const NamedKeys& keys = model.names[found->second];
+  if (keys.event == nullptr || key.field == kCountField) {
+    return keys.event == nullptr && key.field == kCountField;
+  }
+  if (key.field == kTriggerField) return keys.trigger == kNoEntry;
+  if (key.parts == 1) return keys.delay == kNoEntry;
+  std::uint32_t index = 0;
+  if (!read_index(key, index) || index >= static_cast<std::uint32_t>(keys.event->most_steps)) {
+    return false;
+  }
+  const StepEntries* step = find_step(keys, index);
+  if (step == nullptr) return true;
+  StepEntries entries = *step;
+  return *slot_of(entries, key.field) == kNoEntry;
+}
+
+bool has_more_keys(const NamedKeys& keys, const NamedKeys& other) {
+  return keys.entries.size() >= other.entries.size();
+}
+
 bool read_index(const DefinitionEntry& entry, std::uint32_t& index) {
   return to_uint32(entry.index, 10, index) == NumberReading::kOk;
 }

@@ -56,6 +56,16 @@ Model make_model(const DefinitionEntries& entries);
 /// Returns the keys of an event; null when there is no such event.
 const NamedKeys* event_named(const Model& model, std::string_view name);
 
+/// Returns the entries of a step; null when the step has no line.
+const StepEntries* find_step(const NamedKeys& keys, std::uint32_t index);
+
+/// Returns whether an event, or a step below its Count, has no line of a key. Of a Count, whether
+/// the name has lines but is no event.
+bool is_missed(const Model& model, const DefinitionEntry& key);
+
+/// Returns whether a name has at least as many lines as another one.
+bool has_more_keys(const NamedKeys& keys, const NamedKeys& other);
+
 /// Reads the index of a step's key as the daemon does; returns false for a text that it skips.
 bool read_index(const DefinitionEntry& entry, std::uint32_t& index);
 

@@ -35,21 +35,16 @@ std::size_t literal_end(const std::vector<Placeholder>& found) {
   return found.empty() ? 0 : found.back().at + found.back().name.size() + 4;
 }
 
-bool is_clock_word(std::string_view name) {
-  return equals_nocase(name, "date") || equals_nocase(name, "time") ||
-         equals_nocase(name, "uptime");
-}
-
 KnownValues known_values(const StatusVars* status) {
   if (status == nullptr) return {};
   return {{*status, "0000-00-00 ", "00:00:00", 0}, true, false};
 }
 
-bool all_known(std::string_view payload, const KnownValues& known) {
+bool is_complete(std::string_view payload, const KnownValues& known) {
   const StatusVars& status = known.values.status_vars;
   const std::vector<Placeholder> found = placeholders(payload);
   return std::all_of(found.begin(), found.end(), [&](const Placeholder& placeholder) {
-    return (is_clock_word(placeholder.name) ? known.clock : known.whole_status) ||
+    return (is_clock_placeholder(placeholder.name) ? known.clock : known.whole_status) ||
            std::any_of(status.begin(), status.end(),
                        [&](const auto& each) { return each.first == placeholder.name; });
   });
@@ -59,7 +54,7 @@ std::string filled(std::string_view payload, KnownValues& known) {
   StatusVars& status = known.values.status_vars;
   const std::size_t size = status.size();
   for (const Placeholder& placeholder : placeholders(payload)) {
-    if (is_clock_word(placeholder.name) ? known.clock : known.whole_status) continue;
+    if (is_clock_placeholder(placeholder.name) ? known.clock : known.whole_status) continue;
     // The first value of a name counts, so this replaces only names that the status lacks.
     const std::string name(placeholder.name);
     status.emplace_back(name, "{{" + name + "}}");
@@ -76,6 +71,10 @@ std::string_view sent_part(std::string_view payload) {
 bool is_address(const std::string& text) {
   in_addr address{};
   return inet_pton(AF_INET, std::string(truncated(text, kMaxShortText)).c_str(), &address) == 1;
+}
+
+bool is_broadcast(std::string_view address) {
+  return address == "255.255.255.255";
 }
 
 int sent_port(std::string_view text) {

@@ -28,9 +28,6 @@ std::vector<Placeholder> placeholders(std::string_view payload);
 /// Returns the position after the last placeholder: what follows it is literal text.
 std::size_t literal_end(const std::vector<Placeholder>& found);
 
-/// Returns whether a name is date, time or uptime, case-insensitive.
-bool is_clock_word(std::string_view name);
-
 /// What is known of the values of placeholders.
 struct KnownValues {
   TemplateValues values;
@@ -43,7 +40,7 @@ struct KnownValues {
 KnownValues known_values(const StatusVars* status);
 
 /// Returns whether the values of all placeholders of a payload are known.
-bool all_known(std::string_view payload, const KnownValues& known);
+bool is_complete(std::string_view payload, const KnownValues& known);
 
 /// Returns a payload with the known values filled in; an unknown one remains a placeholder. Adds to
 /// `known` while it runs, and restores it.
@@ -54,6 +51,9 @@ std::string_view sent_part(std::string_view payload);
 
 /// Returns whether a text is a dotted IPv4 address: everything else goes to 0.0.0.0.
 bool is_address(const std::string& text);
+
+/// Returns whether this is the address to which the daemon cannot send.
+bool is_broadcast(std::string_view address);
 
 /// Returns the port to which the daemon sends for a text.
 int sent_port(std::string_view text);

@@ -1,5 +1,7 @@
 #include "check/report.h"
 
+#include <fmt/core.h>
+
 #include <algorithm>
 
 #include "check/payload.h"
@@ -9,9 +11,9 @@
 namespace kovo::check {
 namespace {
 
-constexpr std::size_t kNumberWidth = 5;    // of a line number
-constexpr std::size_t kExcerptSize = 100;  // bytes of a line that are shown
-constexpr std::int64_t kAxisLength = 16;   // columns from the first to the last step
+constexpr std::size_t kExcerptSize = 66;  // bytes of a line that are shown: 80 columns in all
+constexpr std::size_t kWidth = 80;
+constexpr std::int64_t kAxisLength = 16;  // columns from the first to the last step
 constexpr std::size_t kAxisWidth = 22;
 constexpr std::size_t kPayloadShown = 120;
 
@@ -25,28 +27,6 @@ struct Colours {
 constexpr Colours kColours = {
     "\x1B[1m", {"\x1B[1;36m", "\x1B[1;35m", "\x1B[1;31m"}, "\x1B[1;32m", "\x1B[0m"};
 constexpr Colours kPlain = {"", {"", "", ""}, "", ""};
-
-std::string right_aligned(std::string text, std::size_t width) {
-  if (text.size() < width) text.insert(0, width - text.size(), ' ');
-  return text;
-}
-
-std::string left_aligned(std::string text, std::size_t width) {
-  if (text.size() < width) text.append(width - text.size(), ' ');
-  return text;
-}
-
-/// A whole line of the file, all of its pieces, as one view: they follow each other in memory.
-std::string_view whole_line(const Source& source, std::int32_t number) {
-  const auto first = std::lower_bound(
-      source.lines.begin(), source.lines.end(), number,
-      [](const SourceLine& line, std::int32_t wanted) { return line.number < wanted; });
-  if (first == source.lines.end() || first->number != number) return {};
-  auto last = first;
-  while (last + 1 != source.lines.end() && (last + 1)->number == number) ++last;
-  const char* end = last->read.data() + last->read.size();
-  return {first->read.data(), static_cast<std::size_t>(end - first->read.data())};
-}
 
 /// The line of a finding and a marker below it. Of a long line the part around the finding.
 std::string excerpt(const Source& source, const SourceRange& range, const Colours& colours) {
@@ -62,23 +42,27 @@ std::string excerpt(const Source& source, const SourceRange& range, const Colour
   const std::string end = from + part.size() < line.size() ? "..." : "";
   const std::size_t width = std::max<std::size_t>(escaped(marked).size(), 1);
   const std::size_t shift = start.size() + escaped(before).size();
-  return right_aligned(std::to_string(range.line), kNumberWidth) + " | " + start + escaped(part) +
-         end + "\n" + std::string(kNumberWidth, ' ') + " | " + std::string(shift, ' ') +
-         colours.marker + "^" + std::string(width - 1, '~') + colours.off + "\n";
+  return fmt::format("{:5} | {}{}{}\n      | {}{}^{}{}\n", range.line, start, escaped(part), end,
+                     std::string(shift, ' '), colours.marker, std::string(width - 1, '~'),
+                     colours.off);
 }
 
 std::string finding_text(const std::string& file, const Source& source, const Finding& finding,
-                         const Colours& colours) {
-  const char* severity = severity_name(finding.severity);
-  std::string text = colours.bold + file + ":" + std::to_string(finding.range.line) + ":" +
-                     std::to_string(finding.range.column) + ": " + colours.off +
-                     colours.severity[static_cast<std::size_t>(finding.severity)] + severity +
-                     ": " + colours.off + finding.text + " [" + finding.rule->name + "]\n" +
-                     excerpt(source, finding.range, colours);
-  if (!finding.hint.empty()) {
-    text += std::string(kNumberWidth, ' ') + " = hint: " + finding.hint + "\n";
-  }
-  return text;
+                         std::size_t width, const Colours& colours) {
+  constexpr std::string_view kHint = "      = hint: ";
+  const std::string place =
+      fmt::format("{}:{}:{}: ", file, finding.range.line, finding.range.column);
+  const std::string severity = fmt::format("{}: ", severity_name(finding.severity));
+  const std::string text = fmt::format("{} [{}]", finding.text, finding.rule->name);
+  return fmt::format("{}{}{}{}{}{}{}\n{}{}", colours.bold, place, colours.off,
+                     colours.severity[static_cast<std::size_t>(finding.severity)], severity,
+                     colours.off, wrapped(text, width, "    ", place.size() + severity.size()),
+                     excerpt(source, finding.range, colours),
+                     finding.hint.empty()
+                         ? ""
+                         : fmt::format("{}{}\n", kHint,
+                                       wrapped(finding.hint, kWidth, std::string(kHint.size(), ' '),
+                                               kHint.size())));
 }
 
 std::string raised_text(const ExplainedEvent& event) {
@@ -93,7 +77,7 @@ std::string runs_text(const ExplainedEvent& event) {
   }
   if (event.never_runs) return "never runs: it is dropped after 60 s";
   std::string text = "runs within 250 ms";
-  if (event.delay_s > 0) text = "runs after " + std::to_string(event.delay_s) + " s";
+  if (event.delay_s > 0) text = fmt::format("runs after {} s", event.delay_s);
   if (event.once_per_boot) text += ", once after each boot";
   if (event.display_period) text += ", skipped in the first 120 s after boot";
   return text;
@@ -105,18 +89,18 @@ std::string destination(const ExplainedStep& step) {
 }
 
 std::string payload_size(const ExplainedStep& step) {
-  if (!step.sender || step.sender->status) return "";
+  if (!step.why_not.empty() || step.sender->status) return "";
   const std::size_t size = sent_part(step.payload).size();
   return std::to_string(size) + (size == 1 ? " byte " : " bytes");
 }
 
 std::string payload_text(const ExplainedStep& step, std::size_t size_width) {
-  if (!step.sender) {
-    return "sends nothing: " + quoted(step.protocol) + " is not a supported protocol";
+  if (!step.why_not.empty()) {
+    return (step.sender ? "not sent: " : "sends nothing: ") + step.why_not;
   }
   if (step.sender->status) return "the device's status";
-  std::string text = right_aligned(payload_size(step), size_width) + "  " +
-                     quoted(sent_part(step.payload), kPayloadShown);
+  std::string text = fmt::format("{:>{}}  {}", payload_size(step), size_width,
+                                 quoted(sent_part(step.payload), kPayloadShown));
   if (step.truncated) text += "  truncated to 1023 bytes";
   if (step.ends_at_zero) text += "  ends at a NUL";
   return text;
@@ -142,11 +126,10 @@ std::string event_text(const ExplainedEvent& event) {
   }
   const std::int64_t last_ms = event.steps.empty() ? 0 : event.steps.back().offset_ms;
   for (const ExplainedStep& step : event.steps) {
-    text += right_aligned(std::to_string(step.offset_ms), time_width) + " ms  |" +
-            axis(step.offset_ms, last_ms, step.sender ? '#' : '-') +
-            left_aligned(transport_name(step.sender), 4) +
-            left_aligned(destination(step), place_width + 3) + payload_text(step, size_width) +
-            "\n";
+    text += fmt::format("{:>{}} ms  |{}{:4}{:{}}{}\n", step.offset_ms, time_width,
+                        axis(step.offset_ms, last_ms, step.why_not.empty() ? '#' : '-'),
+                        transport_name(step.sender), destination(step), place_width + 3,
+                        payload_text(step, size_width));
   }
   const auto empty = static_cast<std::size_t>(event.step_count) - event.steps.size();
   if (empty > 0) text += "  and " + counted(empty, "step") + " without lines: nothing is sent\n";
@@ -156,10 +139,10 @@ std::string event_text(const ExplainedEvent& event) {
 }  // namespace
 
 std::string report_text(const std::string& file, const Source& source, const Findings& findings,
-                        bool colours) {
+                        std::size_t width, bool colours) {
   std::string text;
   for (const Finding& finding : findings) {
-    text += finding_text(file, source, finding, colours ? kColours : kPlain);
+    text += finding_text(file, source, finding, width, colours ? kColours : kPlain);
   }
   if (findings.size() >= kMaxFindings) text += file + ": too many findings: the rest is omitted\n";
   return text + file + ": " + counted(count_of(findings, Severity::kError), "error") + ", " +
@@ -173,15 +156,6 @@ std::string explain_text(const std::vector<ExplainedEvent>& events, std::string_
     if (!which.empty() && event.name != which && event.trigger != which) continue;
     if (!text.empty()) text += "\n";
     text += event_text(event);
-  }
-  return text;
-}
-
-std::string rules_text() {
-  std::string text;
-  for (const RuleInfo& rule : kRules) {
-    text += left_aligned(rule.name, 17) + left_aligned(severities_text(rule), 21) + rule.sentence +
-            "\n";
   }
   return text;
 }

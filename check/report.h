@@ -1,6 +1,7 @@
 // The report as text: findings in the form of compilers, and events on a timeline.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -11,14 +12,14 @@
 
 namespace kovo::check {
 
+constexpr std::size_t kNotWrapped = SIZE_MAX;
+
 /// Returns the findings of a file, each with its line, a marker and the hint, and their numbers.
+/// The first line of each is wrapped at `width`.
 std::string report_text(const std::string& file, const Source& source, const Findings& findings,
-                        bool colours);
+                        std::size_t width, bool colours);
 
 /// Returns events with their steps on a timeline: those of one name or trigger, or all for "".
 std::string explain_text(const std::vector<ExplainedEvent>& events, std::string_view which);
-
-/// Returns the names, severities and sentences of all rules.
-std::string rules_text();
 
 }  // namespace kovo::check

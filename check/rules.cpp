@@ -1,9 +1,10 @@
-#include "check/check_context.h"
+#include "check/rules.h"
 
 #include <algorithm>
 #include <tuple>
 
 #include "check/payload.h"
+#include "check/rules/context.h"
 #include "core/text.h"
 
 namespace kovo::check {
@@ -14,7 +15,7 @@ auto order_of(const Finding& finding) {
 }
 
 std::vector<std::string> placeholder_names(const CheckOptions& options, const Triggers& triggers) {
-  std::vector<std::string> names = {"date", "time", "uptime"};
+  std::vector<std::string> names(std::begin(kClockPlaceholders), std::end(kClockPlaceholders));
   if (options.status == nullptr) {  // the device's status mostly has the names of its triggers
     names.insert(names.end(), triggers.suggester.names.begin(), triggers.suggester.names.end());
     return names;
@@ -23,45 +24,103 @@ std::vector<std::string> placeholder_names(const CheckOptions& options, const Tr
   return names;
 }
 
+/// Returns the key that was meant by one with a field word, but with a wrong index.
+std::string with_right_index(const DefinitionEntry& entry, const MeantKey& meant) {
+  std::uint32_t index = 0;
+  if (entry.parts == 1) return raw_key(entry) + "0";
+  if (index_of(entry.field) == Index::kForbidden) return without_index(entry);
+  if (!read_index(entry, index) || index >= kMaxSteps) return text_of(meant);
+  return without_index(entry) + std::to_string(index);
+}
+
 /// Finds out what is wrong with the key of an entry; nothing when the daemon acts on it.
 std::optional<FaultyKey> key_fault(std::uint32_t position, const DefinitionEntry& entry) {
-  if (is_known(entry) || looks_like_comment(entry.name)) return {};
+  if (looks_like_comment(entry.name)) return {};
   const std::string key = raw_key(entry);
   const std::string_view inner = trimmed(key);
-  if (inner.size() != key.size() && !inner.empty()) return {};  // reported by "blank"
+  if (inner.size() != key.size() && !inner.empty()) {
+    return FaultyKey{position, KeyFault::kBlanks, {}, std::string(inner)};
+  }
+  if (is_known(entry)) return {};
   if (const char* global = find_global_key(key)) {
     return FaultyKey{position, KeyFault::kLetterCase, {}, global};
   }
   MeantKey meant = meant_key(key);
-  std::string right = text_of(meant);
+  std::string right = meant.name.empty() ? std::string() : text_of(meant);
   const bool is_spelled = !meant.name.empty() && meant.distance == 0;
   KeyFault fault = entry.parts == 0 ? KeyFault::kUnknown : KeyFault::kIndex;
   if (is_spelled && meant.same_case) {
     fault = KeyFault::kTruncatedName;
   } else if (is_spelled && is_known(split_definition_key(right, {}))) {
     fault = KeyFault::kLetterCase;
+  } else if (fault == KeyFault::kIndex) {
+    right = with_right_index(entry, meant);
   }
   return FaultyKey{position, fault, std::move(meant), std::move(right)};
 }
 
+/// Finds a known key after a blank in a value.
+std::optional<SecondKey> second_key(std::uint32_t position, const DefinitionEntry& entry) {
+  if (looks_like_comment(entry.name)) return {};
+  const std::string_view value = entry.value;
+  for (std::size_t at = 0; (at = value.find_first_of(" \t", at)) != std::string_view::npos; ++at) {
+    const std::size_t end = std::min(value.find_first_not_of(" \t", at), value.size());
+    const std::size_t equals = value.find_first_of("= \t", end);
+    if (equals == std::string_view::npos) return {};
+    const std::string_view key = value.substr(end, equals - end);
+    const DefinitionEntry second = split_definition_key(key, {});
+    if (value[equals] == '=' && is_known(second)) return SecondKey{position, at, end - at, key};
+    at = end - 1;
+  }
+  return {};
+}
+
+std::string similar_key(std::string_view name) {
+  return lower_ascii(trimmed(name));
+}
+
 std::vector<MissingEvent> missing_events(const CheckContext& context) {
-  std::unordered_map<std::string, const NamedKeys*> events;  // by lower-case name
+  std::unordered_map<std::string, const NamedKeys*> events;
   for_each_event(context,
-                 [&](const NamedKeys& keys) { events.emplace(lower_ascii(keys.name), &keys); });
+                 [&](const NamedKeys& keys) { events.emplace(similar_key(keys.name), &keys); });
   std::vector<MissingEvent> missing;
   for (const NamedKeys& keys : context.model.names) {
-    if (keys.event != nullptr || looks_like_comment(keys.name)) continue;
-    if (context.truncated_names.count(std::string(keys.name)) > 0) continue;
+    if (keys.event != nullptr || looks_like_comment(keys.name) || is_unsure(context, keys)) {
+      continue;
+    }
+    if (context.meant_keys.count(std::string(keys.name).append(kCountField)) > 0) continue;
     const auto entry =
         std::find_if(keys.entries.begin(), keys.entries.end(), [&](std::uint32_t at) {
           return entry_at(context, at).field != kCountField && is_known(entry_at(context, at));
         });
     if (entry == keys.entries.end()) continue;
-    const auto similar = events.find(lower_ascii(keys.name));
+    const auto similar = events.find(similar_key(keys.name));
     missing.push_back({keys, part_of(key_range(context, *entry), 0, keys.name.size()),
                        similar == events.end() ? nullptr : similar->second});
   }
   return missing;
+}
+
+void find_faulty_keys(CheckContext& context) {
+  for (std::uint32_t at = 0; at < context.source.entries.size(); ++at) {
+    const DefinitionEntry& entry = context.source.entries[at];
+    if (std::optional<SecondKey> second = second_key(at, entry)) {
+      const std::string_view name = split_definition_key(second->key, {}).name;
+      context.meant_keys.emplace(second->key);
+      context.unsure_names.insert({std::string(entry.name), std::string(name)});
+      context.with_second.insert(at);
+      context.second_keys.push_back(*second);
+    }
+    if (entry.field == kIpField && contains(entry.value, ":")) {  // the port is there
+      context.meant_keys.insert(fmt::format("{}{}{}", entry.name, kPortField, entry.index));
+    }
+    std::optional<FaultyKey> faulty = key_fault(at, entry);
+    if (!faulty) continue;
+    if (faulty->fault == KeyFault::kTruncatedName) context.unsure_names.insert(faulty->meant.name);
+    if (entry.name != trimmed(entry.name)) context.unsure_names.emplace(entry.name);
+    context.meant_keys.insert(faulty->right);
+    context.faulty_keys.push_back(std::move(*faulty));
+  }
 }
 
 CheckContext make_context(const Source& source, const Model& model, const CheckOptions& options) {
@@ -76,15 +135,28 @@ CheckContext make_context(const Source& source, const Model& model, const CheckO
   });
   std::sort(names.begin(), names.end());
   context.event_names = make_suggester(std::move(names));
-  for (std::uint32_t at = 0; at < source.entries.size(); ++at) {
-    std::optional<FaultyKey> faulty = key_fault(at, source.entries[at]);
-    if (!faulty) continue;
-    if (faulty->fault == KeyFault::kTruncatedName)
-      context.truncated_names.insert(faulty->meant.name);
-    context.faulty_keys.push_back(std::move(*faulty));
-  }
+  find_faulty_keys(context);
   context.missing_events = missing_events(context);
+  for (const MissingEvent& missing : context.missing_events) {
+    if (missing.similar == nullptr || has_more_keys(*missing.similar, missing.keys)) continue;
+    context.unsure_names.emplace(missing.similar->name);
+  }
   return context;
+}
+
+/// Narrows a fix of bytes beyond ASCII to those that differ: JSON cannot hold the others.
+void narrow_fix(const Source& source, Finding& finding) {
+  const std::string_view text = bytes_at(source, finding.range);
+  const auto is_ascii = [](char c) { return static_cast<unsigned char>(c) < 0x80; };
+  if (!finding.fix || std::all_of(text.begin(), text.end(), is_ascii)) return;
+  std::string& fix = *finding.fix;
+  const std::size_t shorter = std::min(text.size(), fix.size());
+  std::size_t start = 0;
+  while (start < shorter && text[start] == fix[start]) ++start;
+  std::size_t end = 0;
+  while (end < shorter - start && text[text.size() - end - 1] == fix[fix.size() - end - 1]) ++end;
+  fix = fix.substr(start, fix.size() - start - end);
+  finding.range = part_of(finding.range, start, text.size() - start - end);
 }
 
 }  // namespace
@@ -92,19 +164,6 @@ CheckContext make_context(const Source& source, const Model& model, const CheckO
 const char* severity_name(Severity severity) {
   if (severity == Severity::kError) return "error";
   return severity == Severity::kWarning ? "warning" : "note";
-}
-
-bool can_have(const RuleInfo& rule, Severity severity) {
-  return rule.has_third || rule.severity == severity || rule.other == severity;
-}
-
-std::string severities_text(const RuleInfo& rule) {
-  std::string text;
-  for (const Severity severity : {Severity::kError, Severity::kWarning, Severity::kNote}) {
-    if (!can_have(rule, severity)) continue;
-    text += (text.empty() ? "" : ", ") + std::string(severity_name(severity));
-  }
-  return text;
 }
 
 std::size_t count_of(const Findings& findings, Severity severity) {
@@ -141,16 +200,58 @@ void add_finding(CheckContext& context, Severity severity, const SourceRange& ra
   const bool raised = context.options.strict && severity == Severity::kWarning;
   context.findings.push_back({context.rule, raised ? Severity::kError : severity, range,
                               std::move(text), std::move(hint), std::move(fix), std::move(also)});
-}
-
-void add_finding(CheckContext& context, const SourceRange& range, std::string text,
-                 std::string hint, std::optional<std::string> fix, std::vector<Edit> also) {
-  add_finding(context, context.rule->severity, range, std::move(text), std::move(hint),
-              std::move(fix), std::move(also));
+  narrow_fix(context.source, context.findings.back());
 }
 
 const DefinitionEntry& entry_at(const CheckContext& context, std::uint32_t entry) {
   return context.source.entries[entry];
+}
+
+bool differs_in_blanks(const MissingEvent& missing) {
+  return trimmed(missing.keys.name).size() < missing.keys.name.size() ||
+         trimmed(missing.similar->name).size() < missing.similar->name.size();
+}
+
+void check_similar(CheckContext& context, const MissingEvent& missing, std::string text) {
+  const NamedKeys& event = *missing.similar;
+  const bool is_event = has_more_keys(event, missing.keys);
+  const std::string_view wrong = is_event ? missing.keys.name : event.name;
+  const std::string right(trimmed(is_event ? event.name : missing.keys.name));
+  std::vector<Edit> others;
+  for (const NamedKeys* keys : {&missing.keys, &event}) {
+    if (keys->name == right) continue;
+    for (const std::uint32_t at : keys->entries) {
+      const SourceRange range = part_of(key_range(context, at), 0, keys->name.size());
+      if (range.line != missing.range.line) others.push_back({range, right});
+    }
+  }
+  std::string hint =
+      fmt::format("write {}Count on {}", shown(right), line_of(context, event.counts.front()));
+  if (differs_in_blanks(missing)) {
+    hint = fmt::format("write {} instead of {}", quoted(right), quoted(wrong));
+  } else if (is_event) {
+    hint = fmt::format("write {} instead of {}", shown(right), shown(wrong));
+  }
+  add_error(context, missing.range, std::move(text), hint, right, std::move(others));
+}
+
+Severity severity_of_missed(const CheckContext& context, const std::string& right) {
+  return is_missed(context.model, split_definition_key(right, {})) ? Severity::kError
+                                                                   : Severity::kWarning;
+}
+
+bool is_unsure(const CheckContext& context, const NamedKeys& keys) {
+  return context.unsure_names.count(std::string(keys.name)) > 0;
+}
+
+std::string raised_spelling(const CheckContext& context, std::string_view trigger) {
+  const NameSuggester& known = context.triggers.suggester;
+  std::string bare = lower_ascii(without_quotes(trigger));
+  bare.erase(std::remove(bare.begin(), bare.end(), ' '), bare.end());
+  const auto found = known.by_lower.find(bare);
+  if (found == known.by_lower.end()) return {};
+  const std::string& name = known.names[found->second];
+  return raised_by(context.triggers, name).empty() ? std::string() : name;
 }
 
 SourceRange key_range(const CheckContext& context, std::uint32_t entry) {
@@ -179,7 +280,7 @@ StepValue step_value(const CheckContext& context, std::uint32_t position) {
 }
 
 std::string step_text(std::uint32_t index, std::string_view name) {
-  return "step " + std::to_string(index) + " of " + shown(name);
+  return fmt::format("step {} of {}", index, shown(name));
 }
 
 SourceRange event_range(const CheckContext& context, const NamedKeys& keys) {
@@ -187,7 +288,7 @@ SourceRange event_range(const CheckContext& context, const NamedKeys& keys) {
 }
 
 std::string line_of(const CheckContext& context, std::uint32_t entry) {
-  return "line " + std::to_string(key_range(context, entry).line);
+  return fmt::format("line {}", key_range(context, entry).line);
 }
 
 std::string raw_key(const DefinitionEntry& entry) {

@@ -97,6 +97,25 @@ Source read_source(std::string_view text) {
   return source;
 }
 
+std::string_view whole_line(const Source& source, std::int32_t number) {
+  const auto first = std::lower_bound(
+      source.lines.begin(), source.lines.end(), number,
+      [](const SourceLine& line, std::int32_t wanted) { return line.number < wanted; });
+  if (first == source.lines.end() || first->number != number) return {};
+  auto last = first;
+  while (last + 1 != source.lines.end() && (last + 1)->number == number) ++last;
+  // The pieces of a line follow each other in memory.
+  const char* end = last->read.data() + last->read.size();
+  return {first->read.data(), static_cast<std::size_t>(end - first->read.data())};
+}
+
+std::string_view bytes_at(const Source& source, const SourceRange& range) {
+  const std::string_view line = whole_line(source, range.line);
+  const auto at = static_cast<std::size_t>(range.column) - 1;
+  return at < line.size() ? line.substr(at, static_cast<std::size_t>(range.length))
+                          : line.substr(0, 0);
+}
+
 const DefinitionEntries& daemon_entries(const Source& source) {
   return source.as_read.text->empty() ? source.definitions : source.as_read;
 }

@@ -44,6 +44,12 @@ struct Source {
 /// Reads a whole file; the text must outlive the result.
 Source read_source(std::string_view text);
 
+/// Returns a whole line of the file, without its newline.
+std::string_view whole_line(const Source& source, std::int32_t number);
+
+/// Returns the bytes of a range, as far as its line has them.
+std::string_view bytes_at(const Source& source, const SourceRange& range);
+
 /// Returns the entries that the daemon has.
 const DefinitionEntries& daemon_entries(const Source& source);
 

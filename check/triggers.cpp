@@ -2,7 +2,9 @@
 
 #include <algorithm>
 
-#include "check/trigger_sources.h"
+#include "core/change_rules.h"
+#include "core/definition_entry.h"
+#include "core/setting_rules.h"
 #include "core/text.h"
 
 namespace kovo::check {
@@ -20,53 +22,51 @@ constexpr Product kProducts[] = {
     {"output", kOutput, Variant::kOutput},
 };
 
-std::string description(const TriggerSource& source) {
-  switch (source.cause) {
-    case TriggerCause::kVariable:
-    case TriggerCause::kVariablePart:
-      return "variable " + source.name;
-    case TriggerCause::kSetting:
-      return "setting " + source.name;
-    case TriggerCause::kPlayback:
-      return "the playback selection";
-    case TriggerCause::kFirstStart:
-      return "the first start after boot";
-    case TriggerCause::kDisplay:
-      break;
+/// Adds a source of one product, or the product to the same source.
+void add_source(std::vector<TriggerSource>& sources, TriggerSource source) {
+  for (TriggerSource& same : sources) {
+    if (same.cause != source.cause || same.name != source.name || same.trigger != source.trigger) {
+      continue;
+    }
+    same.products |= source.products;
+    return;
   }
-  return "the display connection, by tcp:2700";
+  sources.push_back(std::move(source));
 }
 
-void add_raiser(Triggers& triggers, const std::string& trigger, const std::string& what,
-                unsigned product) {
-  std::vector<Raiser>& raisers = triggers.raisers[trigger];
-  if (raisers.empty()) triggers.suggester.names.push_back(trigger);
-  const auto same = std::find_if(raisers.begin(), raisers.end(),
-                                 [&](const Raiser& raiser) { return raiser.what == what; });
-  if (same == raisers.end()) {
-    raisers.push_back({what, product});
-  } else {
-    same->products |= product;
+void add_sources(std::vector<TriggerSource>& sources, const Product& product) {
+  constexpr char kSerialVariable[] = "S0_BAUDRATE";  // its parts raise triggers, its row does not
+  const auto add = [&](TriggerCause cause, std::string_view name, std::string_view trigger) {
+    add_source(sources, {cause, std::string(name), std::string(trigger), product.bit});
+  };
+  add(TriggerCause::kDisplay, "", kDviConnected);
+  add(TriggerCause::kDisplay, "", kDviDisconnected);
+  add(TriggerCause::kFirstStart, "", kPowerOn);
+  for (const auto& [variable, event] : kDedicatedEvents) {
+    add(*variable == '\0' ? TriggerCause::kPlayback : TriggerCause::kVariablePart, variable, event);
   }
+  for (const SerialField& field : kSerialFields) {
+    add(TriggerCause::kVariablePart, kSerialVariable, field.event);
+  }
+  MappingTable table = mapping_rows(product.variant);
+  for (const MappingRow& row : table) {
+    if (row.variable == kSerialVariable) continue;
+    // A message finds only the first row of its variable.
+    if (find_row(table, &MappingRow::variable, row.variable) != &row) continue;
+    add(TriggerCause::kVariable, row.variable, row.status);
+  }
+  for (const char* name : kSettingNames) add(TriggerCause::kSetting, name, name);
 }
 
 void add_name(std::vector<std::string>& names, const std::string& name) {
   if (std::find(names.begin(), names.end(), name) == names.end()) names.push_back(name);
 }
 
-void add_source(Triggers& triggers, const TriggerSource& source, unsigned product) {
-  add_raiser(triggers, source.trigger, description(source), product);
-  const bool by_variable =
-      source.cause == TriggerCause::kVariable || source.cause == TriggerCause::kVariablePart;
-  if (!by_variable || (product & triggers.products) == 0) return;
-  add_name(triggers.by_variable[lower_ascii(source.name)], source.trigger);
-}
-
 bool is_raised(const Triggers& triggers, const std::string& trigger, unsigned product) {
-  const auto found = triggers.raisers.find(trigger);
-  return found != triggers.raisers.end() &&
+  const auto found = triggers.sources.find(trigger);
+  return found != triggers.sources.end() &&
          std::any_of(found->second.begin(), found->second.end(),
-                     [=](const Raiser& raiser) { return (raiser.products & product) != 0; });
+                     [=](const TriggerSource& source) { return (source.products & product) != 0; });
 }
 
 /// Adds the words of each row, for what the product raises when the row's variable changes.
@@ -86,8 +86,7 @@ void add_words(Triggers& triggers, const Product& product) {
   }
 }
 
-std::vector<std::string> names_of(
-    const std::unordered_map<std::string, std::vector<std::string>>& index, std::string_view word) {
+std::vector<std::string> names_of(const TriggerNames& index, std::string_view word) {
   const auto found = index.find(lower_ascii(word));
   return found == index.end() ? std::vector<std::string>() : found->second;
 }
@@ -116,30 +115,63 @@ std::vector<Variant> variants_of(unsigned products) {
   return variants;
 }
 
+std::string description(const TriggerSource& source) {
+  switch (source.cause) {
+    case TriggerCause::kVariable:
+    case TriggerCause::kVariablePart:
+      return "variable " + source.name;
+    case TriggerCause::kSetting:
+      return "setting " + source.name;
+    case TriggerCause::kPlayback:
+      return "the playback selection";
+    case TriggerCause::kFirstStart:
+      return "the first start after boot";
+    case TriggerCause::kDisplay:
+      break;
+  }
+  return "the display connection, by tcp:2700";
+}
+
+std::vector<TriggerSource> trigger_sources(unsigned products) {
+  std::vector<TriggerSource> sources;
+  for (const Product& product : kProducts) {
+    if ((product.bit & products) != 0) add_sources(sources, product);
+  }
+  return sources;
+}
+
 Triggers make_triggers(unsigned products) {
   Triggers triggers;
   triggers.products = products;
-  for (const Product& product : kProducts) {
-    for (const TriggerSource& source : trigger_sources(product.variant)) {
-      add_source(triggers, source, product.bit);
+  std::vector<std::string> names;
+  for (TriggerSource& source : trigger_sources(kAnyProduct)) {
+    const bool by_variable =
+        source.cause == TriggerCause::kVariable || source.cause == TriggerCause::kVariablePart;
+    if (by_variable && (source.products & products) != 0) {
+      add_name(triggers.by_variable[lower_ascii(source.name)], source.trigger);
     }
+    std::vector<TriggerSource>& same = triggers.sources[source.trigger];
+    if (same.empty()) names.push_back(source.trigger);
+    same.push_back(std::move(source));
+  }
+  for (const Product& product : kProducts) {
     if ((product.bit & products) != 0) add_words(triggers, product);
   }
-  triggers.suggester = make_suggester(std::move(triggers.suggester.names));
+  triggers.suggester = make_suggester(std::move(names));
   return triggers;
 }
 
 std::vector<std::string> raised_by(const Triggers& triggers, std::string_view trigger) {
   std::vector<std::string> result;
-  const auto found = triggers.raisers.find(std::string(trigger));
-  if (found == triggers.raisers.end()) return result;
-  for (const Raiser& raiser : found->second) {
-    if ((raiser.products & triggers.products) == 0) continue;
-    std::string what = raiser.what;
-    if (triggers.products == kAnyProduct && raiser.products != kAnyProduct) {
+  const auto found = triggers.sources.find(std::string(trigger));
+  if (found == triggers.sources.end()) return result;
+  for (const TriggerSource& source : found->second) {
+    if ((source.products & triggers.products) == 0) continue;
+    std::string what = description(source);
+    if (triggers.products == kAnyProduct && source.products != kAnyProduct) {
       const char* before = " on ";
       for (const Product& product : kProducts) {
-        if ((raiser.products & product.bit) == 0) continue;
+        if ((source.products & product.bit) == 0) continue;
         what.append(before).append(product.name);
         before = ", ";
       }

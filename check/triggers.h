@@ -26,19 +26,37 @@ Variant variant_of_product(unsigned products);
 /// Returns the variants of several products.
 std::vector<Variant> variants_of(unsigned products);
 
-/// One thing that raises a trigger.
-struct Raiser {
-  std::string what;  // "variable DEVICE_NAME"
-  unsigned products;
+enum class TriggerCause {
+  kVariable,      // a message for the variable, its value not compared
+  kVariablePart,  // a message for the variable that changes what is decoded from its value
+  kSetting,       // a new text of the setting, on port 2727 or 2728
+  kPlayback,      // a status line on port 2728 that changes the playback selection
+  kFirstStart,    // the daemon itself, at its first start after boot
+  kDisplay,       // the program that watches the display connection, on tcp:2700
 };
 
+/// What on the device raises a trigger by itself. A program can raise any trigger by its name on
+/// tcp:2700.
+struct TriggerSource {
+  TriggerCause cause;
+  std::string name;  // of the variable or setting; "" for the other causes
+  std::string trigger;
+  unsigned products;  // on which it does
+};
+
+/// Returns a source as text, such as "variable DEVICE_NAME".
+std::string description(const TriggerSource& source);
+
+/// Returns all sources of some products. A mapping row that no variable finds is not one.
+std::vector<TriggerSource> trigger_sources(unsigned products);
+
+using TriggerNames = std::unordered_map<std::string, std::vector<std::string>>;
+
 struct Triggers {
-  unsigned products = kAnyProduct;                               // those that count
-  std::unordered_map<std::string, std::vector<Raiser>> raisers;  // by trigger
-  std::unordered_map<std::string, std::vector<std::string>>
-      by_variable;  // lower case: its triggers
-  std::unordered_map<std::string, std::vector<std::string>>
-      by_word;              // lower case: the triggers of a status or setting word
+  unsigned products = kAnyProduct;                                      // those that count
+  std::unordered_map<std::string, std::vector<TriggerSource>> sources;  // by trigger
+  TriggerNames by_variable;                                             // lower case: its triggers
+  TriggerNames by_word;     // lower case: the triggers of a status or setting word
   NameSuggester suggester;  // of all triggers
 };
 

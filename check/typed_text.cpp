@@ -14,8 +14,15 @@ struct Code {
 };
 
 constexpr Code kEscapes[] = {{"\\r", '\r'}, {"\\n", '\n'}, {"\\t", '\t'}, {"\\\\", '\\'}};
-constexpr Code kNames[] = {{"<CR>", '\r'}, {"<LF>", '\n'}, {"$0D", '\r'},
-                           {"$0A", '\n'},  {"%0D", '\r'},  {"%0A", '\n'}};
+constexpr Code kNames[] = {
+    {"$0D", '\r'},     {"$0A", '\n'},     {"%0D", '\r'},     {"%0A", '\n'},     {"<NUL>", '\x00'},
+    {"<SOH>", '\x01'}, {"<STX>", '\x02'}, {"<ETX>", '\x03'}, {"<EOT>", '\x04'}, {"<ENQ>", '\x05'},
+    {"<ACK>", '\x06'}, {"<BEL>", '\x07'}, {"<BS>", '\x08'},  {"<HT>", '\x09'},  {"<LF>", '\x0A'},
+    {"<VT>", '\x0B'},  {"<FF>", '\x0C'},  {"<CR>", '\x0D'},  {"<SO>", '\x0E'},  {"<SI>", '\x0F'},
+    {"<DLE>", '\x10'}, {"<DC1>", '\x11'}, {"<DC2>", '\x12'}, {"<DC3>", '\x13'}, {"<DC4>", '\x14'},
+    {"<NAK>", '\x15'}, {"<SYN>", '\x16'}, {"<ETB>", '\x17'}, {"<CAN>", '\x18'}, {"<EM>", '\x19'},
+    {"<SUB>", '\x1A'}, {"<ESC>", '\x1B'}, {"<FS>", '\x1C'},  {"<GS>", '\x1D'},  {"<RS>", '\x1E'},
+    {"<US>", '\x1F'},  {"<DEL>", '\x7F'}};
 constexpr std::string_view kHexSeparators = " \t,:;-\"'";
 constexpr std::string_view kHexPrefixes[] = {"0x", "\\x", "$", "%"};
 
@@ -71,6 +78,17 @@ std::string bytes_of_text(std::string_view text) {
     bytes += byte;
   }
   return bytes;
+}
+
+std::string spelled_as_hex(std::string_view text) {
+  std::string digits;
+  while (!text.empty()) {
+    char byte = '\0';
+    const std::size_t length = read_byte(text, byte);
+    digits += length > 1 ? as_hex({&byte, 1}) : std::string(text.substr(0, 1));
+    text.remove_prefix(length);
+  }
+  return digits;
 }
 
 std::string text_of_bytes(std::string_view bytes) {

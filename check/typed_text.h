@@ -8,13 +8,16 @@
 
 namespace kovo::check {
 
-/// Returns the bytes of a payload typed as text. \r, \n, \t, \\, \xHH, <CR> and <LF> are one byte
-/// each, and so are $0D, $0A, %0D and %0A. Any other "$" and "%" is literal: commands of
-/// projectors begin with "%1".
+/// Returns the bytes of a payload typed as text. \r, \n, \t, \\, \xHH, and the names of ASCII
+/// control codes such as <CR> and <STX> are one byte each, and so are $0D, $0A, %0D and %0A. Any
+/// other "$" and "%" is literal: commands of projectors begin with "%1".
 std::string bytes_of_text(std::string_view text);
 
 /// Returns the text that bytes_of_text turns into these bytes.
 std::string text_of_bytes(std::string_view bytes);
+
+/// Replaces each byte that is spelled by a name or an escape sequence by its two digits.
+std::string spelled_as_hex(std::string_view text);
 
 /// Returns the bytes of pairs of hexadecimal digits, each with or without 0x, \x, $ or % before it
 /// and with blanks, quotes and any of ",:;-" around it; nothing when the text contains anything
@@ -32,7 +35,7 @@ DigitCounts count_hex_digits(std::string_view text);
 /// Returns whether a text is probably hexadecimal: several bytes, and not those of the text.
 bool looks_like_hex(std::string_view text);
 
-/// A byte that is spelled as <CR>, <LF>, $0D, $0A, %0D, %0A or \xHH.
+/// A byte that is spelled by a name such as <CR>, as $0D, $0A, %0D, %0A or \xHH.
 struct SpelledByte {
   std::size_t at = 0;
   std::size_t length = 0;  // of its spelling; 0 when there is none

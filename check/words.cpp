@@ -30,10 +30,25 @@ std::string escaped_byte(char c) {
   return "\\x" + as_hex({&c, 1});
 }
 
-/// How far a word may be from a name: two different words of three letters are near each other.
+/// How far a word may be from a name: short words that differ in two letters are different words.
 std::size_t distance_limit(std::string_view word) {
-  return word.size() < 3 ? 0 : word.size() == 3 ? 1 : 2;
+  return word.size() < 4 ? 0 : word.size() < 6 ? 1 : 2;
 }
+
+// ASCII quotation marks, then the typographic ones.
+constexpr std::string_view kQuotes[] = {"\"",
+                                        "'",
+                                        "`",
+                                        "\xE2\x80\x98",
+                                        "\xE2\x80\x99",
+                                        "\xE2\x80\x9A",
+                                        "\xE2\x80\x9B",
+                                        "\xE2\x80\x9C",
+                                        "\xE2\x80\x9D",
+                                        "\xE2\x80\x9E",
+                                        "\xE2\x80\x9F",
+                                        "\xC2\xAB",
+                                        "\xC2\xBB"};
 
 }  // namespace
 
@@ -71,6 +86,14 @@ std::string counted(std::size_t count, std::string_view noun) {
   return std::to_string(count) + " " + std::string(noun) + (count == 1 ? "" : "s");
 }
 
+bool is_letter(char c) {
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+
+bool is_letter_or_digit(char c) {
+  return is_letter(c) || is_digit(c);
+}
+
 bool is_digits(std::string_view text) {
   return !text.empty() && std::all_of(text.begin(), text.end(), is_digit);
 }
@@ -79,6 +102,39 @@ std::string_view trimmed(std::string_view text) {
   while (!text.empty() && is_blank(text.front())) text.remove_prefix(1);
   while (!text.empty() && is_blank(text.back())) text.remove_suffix(1);
   return text;
+}
+
+bool has_outer_blanks(std::string_view text) {
+  return !trimmed(text).empty() && trimmed(text).size() < text.size();
+}
+
+std::string_view without_quotes(std::string_view text) {
+  std::size_t before = text.size() + 1;
+  while (text.size() < before) {
+    before = text.size();
+    text = trimmed(text);
+    for (const std::string_view quote : kQuotes) {
+      if (text.substr(0, quote.size()) == quote) text.remove_prefix(quote.size());
+      if (text.size() < quote.size()) continue;
+      if (text.substr(text.size() - quote.size()) == quote) text.remove_suffix(quote.size());
+    }
+  }
+  return text;
+}
+
+std::string wrapped(std::string_view text, std::size_t width, std::string_view indent,
+                    std::size_t start) {
+  std::string lines;
+  while (start + text.size() > width) {
+    const std::size_t most = width > start ? width - start : 0;
+    std::size_t blank = text.rfind(' ', most);
+    if (blank == std::string_view::npos) blank = text.find(' ');
+    if (blank == std::string_view::npos) break;
+    lines.append(text.substr(0, blank)).append("\n").append(indent);
+    text.remove_prefix(blank + 1);
+    start = indent.size();
+  }
+  return lines.append(text);
 }
 
 ReadNumber read_number(std::string_view text) {
@@ -103,13 +159,20 @@ ReadNumber read_number(std::string_view text) {
 
 std::size_t edit_distance(std::string_view a, std::string_view b) {
   if (a.size() >= b.size() + kFar || b.size() >= a.size() + kFar) return kFar;
+  std::vector<std::size_t> before(b.size() + 1);
+  std::vector<std::size_t> last(b.size() + 1);
   std::vector<std::size_t> row(b.size() + 1);  // from the letters of `a` so far to each part of `b`
   for (std::size_t at = 0; at < row.size(); ++at) row[at] = at;
   for (std::size_t of_a = 1; of_a <= a.size(); ++of_a) {
-    std::size_t diagonal = std::exchange(row[0], of_a);
+    before.swap(last);
+    last.swap(row);
+    row[0] = of_a;
     for (std::size_t of_b = 1; of_b < row.size(); ++of_b) {
-      const std::size_t changed = diagonal + (a[of_a - 1] == b[of_b - 1] ? 0 : 1);
-      diagonal = std::exchange(row[of_b], std::min({changed, row[of_b] + 1, row[of_b - 1] + 1}));
+      const std::size_t changed = last[of_b - 1] + (a[of_a - 1] == b[of_b - 1] ? 0 : 1);
+      row[of_b] = std::min({changed, row[of_b - 1] + 1, last[of_b] + 1});
+      const bool exchanged =
+          of_a > 1 && of_b > 1 && a[of_a - 1] == b[of_b - 2] && a[of_a - 2] == b[of_b - 1];
+      if (exchanged) row[of_b] = std::min(row[of_b], before[of_b - 2] + 1);
     }
   }
   return row.back();
@@ -124,7 +187,7 @@ NameSuggester make_suggester(std::vector<std::string> names) {
 }
 
 std::string nearest_name(const NameSuggester& suggester, std::string_view word) {
-  const auto equal = suggester.by_lower.find(lower_ascii(word));
+  const auto equal = suggester.by_lower.find(lower_ascii(trimmed(word)));
   if (equal != suggester.by_lower.end()) return suggester.names[equal->second];
   if (suggester.names.size() > kMaxCompared) return {};
   std::string nearest;

@@ -26,11 +26,26 @@ std::string as_hex(std::string_view bytes, std::string_view between = "");
 /// Returns "1 warning", "2 warnings".
 std::string counted(std::size_t count, std::string_view noun);
 
+/// Breaks a text into lines of at most `width` bytes, at blanks; lines after the first begin with
+/// `indent`. `start` bytes of the first line are used already.
+std::string wrapped(std::string_view text, std::size_t width, std::string_view indent,
+                    std::size_t start);
+
+/// Return whether a byte is an ASCII letter, or a letter or digit.
+bool is_letter(char c);
+bool is_letter_or_digit(char c);
+
 /// Returns whether a text is one or more decimal digits and nothing else.
 bool is_digits(std::string_view text);
 
 /// Returns a text without the blanks around it.
 std::string_view trimmed(std::string_view text);
+
+/// Returns whether a text begins or ends with a blank, and is not only blanks.
+bool has_outer_blanks(std::string_view text);
+
+/// Returns a text without blanks and quotation marks around it, typographic ones too.
+std::string_view without_quotes(std::string_view text);
 
 /// A number as the daemon reads it.
 struct ReadNumber {
@@ -41,7 +56,8 @@ struct ReadNumber {
 };
 ReadNumber read_number(std::string_view text);
 
-/// Returns the number of single letters to change, add or remove; any number above 2 if it is more.
+/// Returns the number of single letters to change, add or remove, or of neighbours to exchange; any
+/// number above 2 if it is more.
 std::size_t edit_distance(std::string_view a, std::string_view b);
 
 /// Known names, for "did you mean".
@@ -51,9 +67,9 @@ struct NameSuggester {
 };
 NameSuggester make_suggester(std::vector<std::string> names);
 
-/// Returns the first known name that is equal except for case, or else the first of the
-/// nearest within two letters (fewer for short words); "" when there is none. Among more than 300
-/// names it only compares case-insensitively.
+/// Returns the first known name that is equal except for case and outer blanks, or else the first
+/// of the nearest within two letters (fewer for short words); "" when there is none. Among more
+/// than 300 names it only compares case-insensitively.
 std::string nearest_name(const NameSuggester& suggester, std::string_view word);
 
 }  // namespace kovo::check

@@ -93,7 +93,7 @@ void yuv_rule(RuleRun& run) {
   const char* yuv = yuv_of(timing_word(run.change));
   const bool is_same = equals_nocase(yuv, run.memory.yuv_out);
   run.memory.yuv_out = yuv;
-  raise_if_new(run, "YCbCrOutput", is_same, yuv, run.memory.yuv_event_time);
+  raise_if_new(run, kYuvEvent, is_same, yuv, run.memory.yuv_event_time);
 }
 
 /// The last four digits of the word are the code of the resolution. An unknown code is not stored.
@@ -117,14 +117,14 @@ const char* p8021_status_of(std::string_view mode) {
 
 void p8021_enable_rule(RuleRun& run) {
   const char* status = p8021_status_of(run.change.value);
-  raise_if_new(run, "p8021enable", equals_nocase(status, run.memory.p8021_status), status,
+  raise_if_new(run, kEapEnableEvent, equals_nocase(status, run.memory.p8021_status), status,
                run.memory.p8021enable_time);
 }
 
 void p8021_status_rule(RuleRun& run) {
   const bool is_same = equals_nocase(run.change.value, run.memory.wpa_eap_mode);
   store_wpa_mode(run.memory, run.change.value);
-  raise_if_new(run, "p8021status", is_same, run.change.value, run.memory.p8021status_time);
+  raise_if_new(run, kEapStatusEvent, is_same, run.change.value, run.memory.p8021status_time);
 }
 
 /// The hold-off time starts again at every message, also at one that raises nothing.
@@ -176,16 +176,16 @@ bool is_hdcp_state(std::string_view name) {
 void playback_rule(RuleRun& run) {
   std::string& selected = run.memory.playback;
   if (equals_nocase(run.change.name, selected)) {
-    return add(run, Kind::kUnchanged, "playMode", run.change.name);
+    return add(run, Kind::kUnchanged, kPlayModeEvent, run.change.name);
   }
   const bool was_local = starts_with_nocase(selected, "local:");
   const bool is_local = starts_with_nocase(run.change.name, "local:");
   selected = run.change.name;
   find_row(run.memory.mapping_table, &MappingRow::setting, "local:x")->last_time = run.now_s;
-  if (was_local && is_local) return add(run, Kind::kPushPlayback, "localPlayList");
-  if (!was_local && !is_local) return add(run, Kind::kUnchanged, "playMode", "not local:");
-  add(run, Kind::kPushPlayback, "playMode");
-  if (is_local) add(run, Kind::kPushPlayback, "localPlay");
+  if (was_local && is_local) return add(run, Kind::kPushPlayback, kPlayListEvent);
+  if (!was_local && !is_local) return add(run, Kind::kUnchanged, kPlayModeEvent, "not local:");
+  add(run, Kind::kPushPlayback, kPlayModeEvent);
+  if (is_local) add(run, Kind::kPushPlayback, kPlayEvent);
 }
 
 void status_rule(RuleRun& run) {

@@ -48,6 +48,27 @@ constexpr SerialField kSerialFields[] = {{"S0_BAUDRATE.baudrate", "serialBaud"},
                                          {"S0_BAUDRATE.parity", "serialParity"},
                                          {"S0_BAUDRATE.stopbits", "serialStopBits"}};
 
+// The events that a decoded value or the playback selection raises.
+constexpr char kYuvEvent[] = "YCbCrOutput";
+constexpr char kEapEnableEvent[] = "p8021enable";
+constexpr char kEapStatusEvent[] = "p8021status";
+constexpr char kPlayModeEvent[] = "playMode";
+constexpr char kPlayListEvent[] = "localPlayList";
+constexpr char kPlayEvent[] = "localPlay";
+
+/// An event that no mapping row raises, and the variable whose value does; "" for the playback
+/// selection. The events of kSerialFields are not repeated.
+struct DedicatedEvent {
+  const char* variable;
+  const char* event;
+};
+constexpr DedicatedEvent kDedicatedEvents[] = {{"V_OUTPUT_TIMING_CONVERT", kYuvEvent},
+                                               {"WPA_EAP_MODE", kEapEnableEvent},
+                                               {"WPA_EAP_MODE", kEapStatusEvent},
+                                               {"", kPlayModeEvent},
+                                               {"", kPlayListEvent},
+                                               {"", kPlayEvent}};
+
 enum class ActionKind {
   kSet,            // the variable `name` takes `value`
   kSerialFormat,   // the serial format changes from `name` to `value`

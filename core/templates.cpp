@@ -5,6 +5,9 @@
 // of many placeholders costs at most kMaxRaw bytes and one value.
 #include "core/templates.h"
 
+#include <algorithm>
+#include <iterator>
+
 #include "core/text.h"
 
 namespace kovo {
@@ -28,13 +31,18 @@ std::string expand_templates(const TemplateValues& values, std::string_view payl
   return result;
 }
 
+bool is_clock_placeholder(std::string_view name) {
+  return std::any_of(std::begin(kClockPlaceholders), std::end(kClockPlaceholders),
+                     [=](std::string_view clock) { return equals_nocase(name, clock); });
+}
+
 std::string template_value(const TemplateValues& values, std::string_view name) {
   for (const auto& [key, value] : values.status_vars) {
     if (key == name) return value;
   }
-  if (equals_nocase(name, "date")) return values.date;
-  if (equals_nocase(name, "time")) return values.time;
-  if (equals_nocase(name, "uptime")) return std::to_string(values.uptime_s);
+  if (equals_nocase(name, kDatePlaceholder)) return values.date;
+  if (equals_nocase(name, kTimePlaceholder)) return values.time;
+  if (equals_nocase(name, kUptimePlaceholder)) return std::to_string(values.uptime_s);
   return {};
 }
 

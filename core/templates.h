@@ -17,6 +17,13 @@ using StatusVars = std::vector<std::pair<std::string, std::string>>;
 constexpr std::size_t kMaxStatusVars = 4096;
 constexpr std::size_t kMaxStatusBytes = std::size_t{256} * 1024;  // with the newlines
 
+// The daemon's own placeholders, case-insensitive.
+constexpr std::string_view kDatePlaceholder = "date";
+constexpr std::string_view kTimePlaceholder = "time";
+constexpr std::string_view kUptimePlaceholder = "uptime";
+constexpr std::string_view kClockPlaceholders[] = {kDatePlaceholder, kTimePlaceholder,
+                                                   kUptimePlaceholder};
+
 /// The values of the placeholders when an event is queued.
 struct TemplateValues {
   StatusVars status_vars;
@@ -33,8 +40,11 @@ constexpr std::size_t kMaxExpanded = std::size_t{16} * 1024;
 /// Truncates the result to kMaxExpanded bytes.
 std::string expand_templates(const TemplateValues& values, std::string_view payload);
 
-/// Returns the value of a placeholder: of the status variable of exactly that name, or of date,
-/// time or uptime, which are case-insensitive; "" for any other name.
+/// Returns whether a name is one of the daemon's own placeholders.
+bool is_clock_placeholder(std::string_view name);
+
+/// Returns the value of a placeholder: of the status variable of exactly that name, or one of the
+/// daemon's own; "" for any other name.
 std::string template_value(const TemplateValues& values, std::string_view name);
 
 /// Replaces backslash-n, backslash-r and backslash-t by newline, carriage return and tab.

@@ -55,9 +55,7 @@ std::string start_step(TrialDevice& device, const check::ExplainedEvent& event,
     case StepFate::kSend:
       break;
   }
-  if (!step.sender) {
-    return "not sent: " + check::quoted(step.protocol) + " is not a supported protocol";
-  }
+  if (!step.why_not.empty()) return "not sent: " + step.why_not;
   if (reserve_sender(device, starts_ms, leaves_ms + kSenderPauseMs)) return {};
   return "dropped: all " + std::to_string(kSenderSlots) + " senders are busy";
 }
@@ -180,6 +178,9 @@ Reaction process_message(TrialDevice& device, std::string_view text, const Momen
     return reaction;
   }
   const Message message = split_message(strip_newline(truncated(text, kMaxMessage)));
+  if (message.splitting == Splitting::kMalformed) {
+    return {{}, {check::shown(message.command) + " is a command without its arguments"}};
+  }
   if (message.splitting != Splitting::kOk) {
     return {{}, {"not a valid message: a variable is changed by e_param_set::NAME::VALUE"}};
   }

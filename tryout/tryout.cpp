@@ -16,7 +16,7 @@
 #include "check/payload.h"
 #include "check/rules.h"
 #include "check/status_text.h"
-#include "check/trigger_sources.h"
+#include "check/triggers.h"
 #include "check/typed_text.h"
 #include "check/words.h"
 #include "core/definition_entry.h"
@@ -312,8 +312,9 @@ KOVO_EXPORT(kovo_vocabulary) std::size_t kovo_vocabulary() {
                     {"display_period_s", kPowerOnPeriodS},
                     {"hold_off_s", kHoldOffS}};
   Json& triggers = json["triggers"] = Json::array();
+  const bool is_known = page.products != check::kAnyProduct;
   for (const TriggerSource& source :
-       check::trigger_sources(check::variant_of_product(page.products))) {
+       check::trigger_sources(is_known ? page.products : check::kInputHdmi)) {
     triggers.push_back(
         {{"trigger", source.trigger}, {"cause", name_of(source.cause)}, {"name", source.name}});
   }

@@ -141,7 +141,7 @@ TimelineStep known_step(const StepPattern& pattern, std::string_view text, bool 
   if (!empty.empty()) step.note = joined(empty, ", ") + " was empty";
   const bool uses_status =
       std::any_of(pattern.names.begin(), pattern.names.end(),
-                  [](const std::string& name) { return !is_clock_word(name); });
+                  [](const std::string& name) { return !is_clock_placeholder(name); });
   if (is_slow && uses_status) {
     step.note += std::string(step.note.empty() ? "" : "; ") +
                  "old values: the status service did not answer in time";

@@ -29,11 +29,12 @@ const Triggers& all_triggers() {
 /// Returns what raises a trigger by the daemon's tables: only variables, or everything else.
 std::string usual_source(std::string_view trigger, bool variables) {
   std::string result;
-  const auto found = all_triggers().raisers.find(std::string(trigger));
-  if (found == all_triggers().raisers.end()) return result;
-  for (const Raiser& raiser : found->second) {
-    if (starts_with_nocase(raiser.what, "variable ") != variables) continue;
-    result += (result.empty() ? "by " : " or ") + raiser.what;
+  const auto found = all_triggers().sources.find(std::string(trigger));
+  if (found == all_triggers().sources.end()) return result;
+  for (const TriggerSource& source : found->second) {
+    const std::string what = description(source);
+    if (starts_with_nocase(what, "variable ") != variables) continue;
+    result += (result.empty() ? "by " : " or ") + what;
   }
   return result;
 }

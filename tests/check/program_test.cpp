@@ -31,10 +31,11 @@ TEST(Program, ReportsTheFaultyExampleLetterByLetter) {
 
 // What is truncated, dropped and never sent; 120 zeros are shown as one.
 constexpr char kOddEvents[] =
-    "--explain --status <(printf 'long=%01050d\\nname=Lobby') <(printf '%s\\n'"
+    "--explain --status <(printf 'long=%01050d\\nname=Lobby\\na=\\nb=\\nc=\\nd=') <(printf '%s\\n'"
     " Late{Count=2,Delay=60,Protocol0=udp,Delay0=-5} DVIConnected{Count=3,XMLfield=Late}"
     " name{Count=3,Delay=2,Delay0=9,Protocol0=UDP,IP0=lamp,Port0=70000,Data0=7B7B6C6F6E677D7D}"
-    " name{Protocol2=TCP,IP2=10.0.0.7,Port2=80,Data2=7B7B6E616D657D7D007D})"
+    " name{Protocol2=TCP,IP2=10.0.0.7,Port2=80,Data2=7B7B6E616D657D7D007D}"
+    " All{Count=2,Protocol0=UDP,IP0=255.255.255.255,Port0=9,Data1=41})"
     " | sed 's/\"0\\{120\\}\\./\"0./'";
 constexpr char kOddExplained[] = R"(
 Late   raised by "Late" (only by a program on tcp:2700); never runs: it is dropped after 60 s
@@ -47,19 +48,23 @@ DVIConnected   raised by "Late" (only by a program on tcp:2700); never found: th
 name   raised by "name" (variable DEVICE_NAME); runs after 2 s
    0 ms  |#                     TCP 10.0.0.7:80       5 bytes  "Lobby"  ends at a NUL
    9 ms  |                #     UDP 0.0.0.0:4464   1023 bytes  "0..."  truncated to 1023 bytes
-  and 1 step without lines: nothing is sent)";
+  and 1 step without lines: nothing is sent
+
+All   raised by "All" (only by a program on tcp:2700); runs within 250 ms
+   0 ms  |-                     UDP 255.255.255.255:9   not sent: the daemon does not broadcast
+   0 ms  |-                                             sends nothing: its Protocol is missing)";
 constexpr char kDoorExplained[] = R"(; runs within 250 ms
    0 ms  |#                     UDP 10.0.0.7:6000   28 bytes  "Door of {{name}} at {{time}}"
  100 ms  |     #                TCP 10.0.0.6:23     10 bytes  "LIGHTS ON\r"
  350 ms  |                #     UDP 10.0.0.7:6000   the device's status)";
 constexpr char kJsonFinding[] =
     R"({"file":"faulty.txt","line":34,"column":11,"length":5,"severity":"error","rule":"port",)"
-    R"("text":"GatePort0=6000x is read as 6000","hint":"write 6000","fix":"6000"},)";
+    R"("text":"GatePort0=6000x is read as 6000","hint":"did you mean GatePort0=6000?","fix":"6000"},)";
 constexpr char kJsonEvent[] =
     R"({"file":"faulty.txt","line":4,"name":"PowerOn","trigger":"PowerOn","raised_by":["the first )"
     R"(start after boot","variable PWR_ON_ST"],"shadowed_by":"","delay_s":90,"never_runs":true,)"
     R"("once_per_boot":true,"display_period":false,"step_count":2,"steps":[{"index":1,)"
-    R"("offset_ms":0,"sends":"payload","transport":"TCP","protocol":"TCP","address":"10.0.0.6",)"
+    R"("offset_ms":0,"sends":"payload","why":"","transport":"TCP","protocol":"TCP","address":"10.0.0.6",)"
     R"("port":23,"bytes":2,"hex":"4F4B","payload":"OK","truncated":false,"ends_at_zero":true}]},)";
 
 // A link to a file is followed; its mode stays, and nothing else is left.
@@ -67,9 +72,9 @@ constexpr char kFix[] =
     "--version; cd $(mktemp -d) && printf 'EnableEvents =true\r\nACount = 1' >a && chmod 640 a &&"
     " ln -s a b && " KOVOCHECK " --fix --format=diff b; stat -c '%a %F' a b; ls; cat a";
 constexpr char kFixed[] =
-    "--- a/b\n+++ b/b\n@@ -1,2 +1,2 @@\n-EnableEvents =true\r\n+EnableEvents=true\n ACount = 1\n"
-    "\\ No newline at end of file\n640 regular file\n777 symbolic link\na\nb\nEnableEvents=true\n"
-    "ACount = 1";
+    "--- a/b\n+++ b/b\n@@ -1,2 +1,2 @@\n-EnableEvents =true\r\n-ACount = 1\n"
+    "\\ No newline at end of file\n+EnableEvents=true\n+ACount=1\n\\ No newline at end of file\n"
+    "640 regular file\n777 symbolic link\na\nb\nEnableEvents=true\nACount=1";
 
 TEST(Program, OutputAndExitStatusSayWhatCameOut) {
   const struct {
@@ -82,20 +87,28 @@ TEST(Program, OutputAndExitStatusSayWhatCameOut) {
       {"kovo.txt --explain Door", 0, kDoorExplained},
       {"--explain kovo.txt", 0, "RENAMED"},
       {"kovo.txt --explain Nothing", 2, "kovocheck: no event or trigger \"Nothing\"\n"},
+      {"--explain=Door", 2, "kovocheck: no file given (see kovocheck --help)\n"},
+      {"--explain kovo.txt faulty.txt", 2, "kovocheck: no event or trigger \"kovo.txt\"\n"},
+      {"--explain=Door --format=json kovo.txt", 2, "--explain has no effect with --format=json\n"},
+      {"--explain --format=diff kovo.txt", 2, "--explain has no effect with --format=diff\n"},
+      {"--rules --strict", 2, "--rules takes no other options and no file"},
+      {"--explain-rule count kovo.txt", 2, "--explain-rule takes no other options"},
+      {"--format=diff ../examples/faulty.txt", 1, "--- a/examples/faulty.txt\n"},
       {"--format=json faulty.txt", 1, kJsonFinding},
       {"--format=json faulty.txt", 1, kJsonEvent},
       {"--format=json faulty.txt", 1, R"("port":4464,"bytes":0,)"},
-      {"--format=json faulty.txt - </dev/null", 1, R"("errors":23,"warnings":11,"notes":4})"},
+      {"--format=json faulty.txt - </dev/null", 1, R"("errors":23,"warnings":10,"notes":4})"},
       {"--format=diff faulty.txt", 1, "+PowerOnData0=4F4B0\n+PowerOnProtocol1=UDP\n"},
       {kFix, 0, kFixed},
       {"--fix <(echo EnableEvents =true)", 2, "cannot write: not a regular file\n"},
       {"--fix - </dev/null", 2, "kovocheck: --fix cannot write standard input"},
-      {"--format=json <(echo ACount = 1)", 0, R"("hint":"write ACount=1","fix":null})"},
+      {"--format=json <(echo AData0=41,00; echo ACount=1)", 1,
+       R"(00; as written, 41 is sent","fix":null})"},
       {"--strict <(echo x)", 1, "2 errors,"},
       {"<(echo x)", 0, "2 warnings,"},
       {"<(printf '\\xFF\\xFEx\\0')", 1, ": 1 error, 0 warnings, 0 notes"},
       {"- < <(yes | head -n 100001) | tail -n 1", 0, "<stdin>: 0 errors, 100000 warnings"},
-      {"faulty.txt --disable protocol,count --disable=index", 1, "15 errors"},
+      {"faulty.txt --disable protocol,count --disable=index", 1, "16 errors"},
       {"kovo.txt nowhere.txt", 2, "kovocheck: nowhere.txt: No such file or directory\n"},
       {".", 2, "kovocheck: .: Is a directory\n"},
       {"/dev/zero", 2, "kovocheck: /dev/zero: larger than 1 MiB: not read by the daemon\n"},
@@ -105,9 +118,12 @@ TEST(Program, OutputAndExitStatusSayWhatCameOut) {
       {"--product output <(echo HDMIOutStatusCount=1)", 1, " 0 notes"},
       {"--product input-usbc <(echo HDMIOutStatusCount=1)", 1, " 1 note"},
       {"--format xml kovo.txt", 2, "kovocheck: no format \"xml\""},
-      {"--status /dev/null kovo.txt", 2, "kovocheck: /dev/null: has no line name=value or"},
-      {"--status <(printf 'a:1=\\nb=2') kovo.txt", 2, "\"b=2\" is not of the form name:value"},
-      {"--status <(printf 'mute:0\\r\\r\\nname:A\\r') kovo.txt", 0, "kovo.txt: 0 errors"},
+      {"--status <(yes a= | head -5) kovo.txt", 2, "has 5 lines, and the daemon does not use a"},
+      {"--status <(echo '{\\\"a\\\": 1}') kovo.txt", 2, "is JSON, not lines name=value"},
+      {"--status <(printf 'a:1=\\nb=2') kovo.txt", 2, "line 2: \"b=2\" is not of the form name:"},
+      {"--status <(echo '# cat /tmp/kovo_var.txt'; printf 'name:A\\r\\r\\na:\\rb:\\rc:\\rd:\\re:')"
+       " kovo.txt",
+       0, "kovo.txt: 0 errors"},
       {"--status <(yes mute=0 | head -4095; echo name=; yes x=) kovo.txt", 0, "kovo.txt: 0 errors"},
       {"--status <(yes mute=0 | head -4096; echo name=; yes x=) kovo.txt", 1, "kovo.txt: 1 error"},
       {"--wrong", 2, "(see kovocheck --help)\n"},
@@ -115,9 +131,9 @@ TEST(Program, OutputAndExitStatusSayWhatCameOut) {
       {"log --fix .", 2, "(see kovocheck --help)\n"},
       {"log --format=diff .", 2, "kovocheck: no format \"diff\": text or json\n"},
       {"check kovo.txt", 0, "kovo.txt: 0 errors"},
-      {"--rules", 0, "count            error                a Count"},
-      {"--rules", 0, "no-count         error, note          the keys"},
-      {"--explain-rule no-equals", 0, "kovo.txt:8:1: warning: the line contains"},
+      {"--rules", 0, "\ncount            error, warning        a Count"},
+      {"--rules", 0, "\nno-count         error, note           the lines of an event"},
+      {"--explain-rule no-equals", 0, "    kovo.txt:8:1: warning: the line contains"},
       {"--explain-rule nothing", 2, "no rule \"nothing\"; the rules are:\nno-equals "},
       {"--version", 0, "kovocheck 1."},
       {"kovo.txt 2>&1 >/dev/full", 2, "kovocheck: cannot write: No space left on device\n"},

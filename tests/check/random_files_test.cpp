@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <random>
 
+#include "check/diff.h"
 #include "check/explain.h"
 #include "check/fixes.h"
 #include "check/payload.h"

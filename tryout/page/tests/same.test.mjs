@@ -41,7 +41,7 @@ test("the page contains the WebAssembly that is tested here, is small, and has n
 
 test("the page reports what kovocheck reports", async () => {
   const core = await startCore();
-  const status = Buffer.from("name=Lobby\ninputName=HDMI1\ntext=a\\r\\nb\nraw=\xFF\n", "latin1");
+  const status = Buffer.from("name=Lobby\ninputName=HDMI1\ntext=a\\r\\nb\nraw=\xFF\none=1\ntwo=2\n", "latin1");
   const products = ["", "input-hdmi", "input-usbc", "output"];
   // The examples, a file of odd lines, and each line of the examples after an odd one.
   const lines = new Set(examples.flatMap((file) => file.split("\n")));

@@ -1,11 +1,14 @@
 // What the functions of the rules share: what they look at, and how they report it.
 #pragma once
 
+#include <fmt/core.h>
+
 #include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include "check/findings.h"
@@ -19,22 +22,33 @@
 
 namespace kovo::check {
 
-enum class KeyFault { kLetterCase, kTruncatedName, kUnknown, kIndex };
+/// What is wrong with a key that the daemon does not act on.
+enum class KeyFault { kBlanks, kLetterCase, kTruncatedName, kUnknown, kIndex };
 
-/// A key that the daemon does not act on.
 struct FaultyKey {
   std::uint32_t entry;
   KeyFault fault;
   MeantKey meant;
-  std::string right;  // the same key in the correct case, for kLetterCase
+  std::string right;  // the key that was meant; "" if unknown
+};
+
+/// A second key in the value of an entry, after a blank.
+struct SecondKey {
+  std::uint32_t entry;
+  std::size_t at;        // of the first blank before it, in the value
+  std::size_t length;    // of the blanks
+  std::string_view key;  // the second one
 };
 
 /// A name whose lines the daemon leaves out, since no Count line makes it an event.
 struct MissingEvent {
   const NamedKeys& keys;
   SourceRange range;         // of the name in its first other line
-  const NamedKeys* similar;  // the event whose name differs only in case, or null
+  const NamedKeys* similar;  // the event whose name differs only in case and blanks, or null
 };
+
+/// Returns whether the names differ in blanks, not only in case.
+bool differs_in_blanks(const MissingEvent& missing);
 
 struct CheckContext {
   const Source& source;
@@ -43,40 +57,68 @@ struct CheckContext {
   Triggers triggers;
   NameSuggester event_names{};
   NameSuggester placeholders{};
-  TemplateValues known{};                             // the values of placeholders
-  std::unordered_set<std::string_view> in_status{};   // the names of the status
-  std::vector<FaultyKey> faulty_keys{};               // in the file's order
-  std::unordered_set<std::string> truncated_names{};  // event names that contain a field word
+  TemplateValues known{};                            // the values of placeholders
+  std::unordered_set<std::string_view> in_status{};  // the names of the status
+  std::vector<FaultyKey> faulty_keys{};              // in the file's order
+  std::vector<SecondKey> second_keys{};              // likewise
+  std::unordered_set<std::string> meant_keys{};      // the right ones of both
+  std::unordered_set<std::uint32_t> with_second{};   // entries with a second key
+  std::unordered_set<std::string> unsure_names{};    // other lines may be meant for these events
   std::unordered_map<std::string_view, const NamedKeys*> found_by_trigger{};
   std::vector<MissingEvent> missing_events{};
   const RuleInfo* rule = nullptr;  // the one that runs
   Findings findings{};
 };
 
-/// Adds a finding of the rule that runs, with its usual severity or another one. Its fix replaces
-/// the bytes of `range`, and makes the edits of `also` with it. A fix whose hint begins with kGuess
-/// is offered, but not applied by --fix.
+/// Adds a finding of the rule that runs. Its fix replaces the bytes of `range`, and makes the edits
+/// of `also` with it. A fix whose hint begins with kGuess is a guess.
 void add_finding(CheckContext& context, Severity severity, const SourceRange& range,
                  std::string text, std::string hint = {}, std::optional<std::string> fix = {},
                  std::vector<Edit> also = {});
-void add_finding(CheckContext& context, const SourceRange& range, std::string text,
-                 std::string hint = {}, std::optional<std::string> fix = {},
-                 std::vector<Edit> also = {});
+
+/// Call add_finding with a severity.
+template <typename... Parts>
+void add_error(CheckContext& context, const SourceRange& range, Parts&&... parts) {
+  add_finding(context, Severity::kError, range, std::forward<Parts>(parts)...);
+}
+template <typename... Parts>
+void add_warning(CheckContext& context, const SourceRange& range, Parts&&... parts) {
+  add_finding(context, Severity::kWarning, range, std::forward<Parts>(parts)...);
+}
+template <typename... Parts>
+void add_note(CheckContext& context, const SourceRange& range, Parts&&... parts) {
+  add_finding(context, Severity::kNote, range, std::forward<Parts>(parts)...);
+}
+
+/// Reports an event name that is similar to the name of an event; the fix makes one name of both.
+void check_similar(CheckContext& context, const MissingEvent& missing, std::string text);
+
+/// Reports the steps that lack a line of a field, unless a faulty key may be meant for it.
+void check_missing_field(CheckContext& context, std::string_view field);
 
 const DefinitionEntry& entry_at(const CheckContext& context, std::uint32_t entry);
+
+/// Returns the severity of a finding about a key: an error if the daemon misses the key that was
+/// meant.
+Severity severity_of_missed(const CheckContext& context, const std::string& right);
 
 /// Returns whether a text begins like a comment in other files. A key that does is an event's key
 /// like any other; "commented-out" reports it, and all other rules leave it out.
 bool looks_like_comment(std::string_view text);
 
-/// Calls a function with the position of each entry of a field that the daemon acts on.
+/// Returns the trigger that the device raises and that differs from a text only in case, blanks or
+/// quotes; "" when there is none.
+std::string raised_spelling(const CheckContext& context, std::string_view trigger);
+
+/// Calls a function with the position of each entry of a field that the daemon acts on. An entry
+/// with a second key in its value is left out: "unknown-key" reports it.
 template <typename Function>
 void for_each_entry(const CheckContext& context, std::string_view field, Function function) {
   const std::vector<DefinitionEntry>& entries = context.source.entries;
   for (std::uint32_t at = 0; at < entries.size(); ++at) {
     const DefinitionEntry& entry = entries[at];
     if (entry.field != field || !is_known(entry) || looks_like_comment(entry.name)) continue;
-    function(at);
+    if (context.with_second.count(at) == 0) function(at);
   }
 }
 
@@ -106,8 +148,12 @@ void for_each_event(const CheckContext& context, Function function) {
   }
 }
 
+/// Returns whether other lines may be meant for an event; a rule about its keys reports them.
+bool is_unsure(const CheckContext& context, const NamedKeys& keys);
+
 /// A step of an event that has a line, and its names in texts.
 struct NamedStep {
+  const NamedKeys& keys;  // of its event
   const StepEntries& entries;
   SourceRange range;   // of its first key
   std::string text;    // "step 0 of Door"
@@ -139,15 +185,14 @@ std::string line_text(const DefinitionEntry& entry);
 /// whose steps has a line.
 bool is_generic_events(const NamedKeys& keys);
 
-/// Calls a function with each step that has a line, unless the daemon may read other lines of its
-/// event under a truncated name.
+/// Calls a function with each step that has a line, unless other lines may be meant for its event.
 template <typename Function>
 void for_each_step(const CheckContext& context, Function function) {
   for_each_event(context, [&](const NamedKeys& keys) {
-    if (context.truncated_names.count(std::string(keys.name)) > 0) return;
+    if (is_unsure(context, keys)) return;
     for (const auto& [index, step] : keys.steps) {
       if (step.compiled == nullptr) break;
-      function(NamedStep{step, key_range(context, step.first), step_text(index, keys.name),
+      function(NamedStep{keys, step, key_range(context, step.first), step_text(index, keys.name),
                          shown(keys.name), std::to_string(index)});
     }
   });

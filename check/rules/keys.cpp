@@ -1,7 +1,7 @@
 // Rules about keys: those that the daemon ignores, reads as others, or reads twice.
 #include <algorithm>
 
-#include "check/check_context.h"
+#include "check/rules/context.h"
 #include "core/event_compiler.h"
 
 namespace kovo::check {
@@ -18,11 +18,11 @@ constexpr char kRenameEvent[] =
 /// Returns " and 3 more lines"; "" for none.
 std::string and_more(std::size_t lines) {
   if (lines == 0) return {};
-  return " and " + std::to_string(lines) + (lines == 1 ? " more line" : " more lines");
+  return fmt::format(" and {} more line{}", lines, lines == 1 ? "" : "s");
 }
 
 std::string question(const std::string& key) {
-  return "did you mean " + shown(key) + "?";
+  return fmt::format("{}{}?", kGuess, shown(key));
 }
 
 /// Calls a function with each key that has a fault, and its entry.
@@ -37,29 +37,27 @@ void for_each_faulty(const CheckContext& context, KeyFault fault, Function funct
 void check_index_text(CheckContext& context, const FaultyKey& key, const DefinitionEntry& entry) {
   const SourceRange range = key_range(context, key.entry);
   if (entry.parts == 1) {
-    const std::string right = raw_key(entry) + "0";
-    add_finding(context, range, key_text(entry) + " is ignored: it has no step number",
-                "write " + shown(right) + " for the first step", right);
+    add_error(context, range, key_text(entry) + " is ignored: it has no step number",
+              fmt::format("write {} for the first step", shown(key.right)), key.right);
     return;
   }
   std::uint32_t index = 0;
-  if (takes_no_index(entry.field)) return;  // an unknown key
+  if (index_of(entry.field) == Index::kForbidden) return;  // an unknown key
   const std::size_t at = entry.name.size() + entry.field.size();
   const SourceRange index_range = part_of(range, at, entry.index.size());
   if (read_index(entry, index) && index < kMaxSteps) {
-    const std::string number = std::to_string(index);
-    add_finding(context, context.rule->other, index_range,
-                quoted(entry.index) + " is read as step " + number,
-                "write " + shown(without_index(entry) + number), number);
+    add_warning(context, index_range,
+                fmt::format("{} is read as step {}", quoted(entry.index), index),
+                "write " + shown(key.right), std::to_string(index));
     return;
   }
-  const std::string text =
-      key_text(entry) + " is ignored: " + quoted(entry.index) + " is not a valid step number";
+  const std::string text = fmt::format("{} is ignored: {} is not a valid step number",
+                                       key_text(entry), quoted(entry.index));
   if (key.meant.name == entry.name) {
-    add_finding(context, range, text, question(key.right), key.right);
+    add_error(context, range, text, question(key.right), key.right);
   } else {
-    add_finding(context, index_range, text,
-                "write a number from 0 after " + std::string(entry.field));
+    add_error(context, index_range, text,
+              fmt::format("write a number from 0 after {}", entry.field));
   }
 }
 
@@ -97,29 +95,29 @@ void check_index_numbers(CheckContext& context, const NamedKeys& keys) {
   }
   if (lines == 0) return;
   const std::string name = shown(keys.name);
-  const std::string count = name + "Count=" + std::to_string(step_count);
-  std::string steps = " has only step 0";
-  if (step_count == 2) steps = " has steps 0 and 1";
-  if (step_count > 2) steps = " has steps 0 to " + std::to_string(step_count - 1);
-  std::string hint = "write " + name + "Count=" + std::to_string(last + 1) +
-                     " if it has that many steps; the first one is 0";
+  std::string steps = "only step 0";
+  if (step_count == 2) steps = "steps 0 and 1";
+  if (step_count > 2) steps = fmt::format("steps 0 to {}", step_count - 1);
+  std::string hint =
+      fmt::format("write {}Count={} if it has that many steps; the first one is 0", name, last + 1);
   std::optional<std::string> fix;
   std::vector<Edit> others;
   if (last >= kMaxSteps) {
     hint = "an event has at most 128 steps: move the others to another event";
   } else if (keys.steps.begin()->first == 1) {
-    hint = "number the steps of " + name + " from 0, not from 1";
+    hint = fmt::format("number the steps of {} from 0, not from 1", name);
     if (last != step_count) {
-      hint += ", and write " + name + "Count=" + std::to_string(last);
+      hint += fmt::format(", and write {}Count={}", name, last);
     } else {  // which is then the number of `first`
       fix = without_index(entry_at(context, first)) + std::to_string(last - 1);
       others = numbered_from_zero(context, keys, first);
     }
   }
-  add_finding(context, key_range(context, first),
-              key_text(entry_at(context, first)) + and_more(lines - 1) +
-                  (lines > 1 ? " are" : " is") + " out of range: " + count + steps,
-              hint, fix, std::move(others));
+  add_error(
+      context, key_range(context, first),
+      fmt::format("{}{} {} out of range: {}Count={} has {}", key_text(entry_at(context, first)),
+                  and_more(lines - 1), lines > 1 ? "are" : "is", name, step_count, steps),
+      hint, fix, std::move(others));
 }
 
 /// Returns whether a line that repeats a key is reported: not if another rule reports that its
@@ -138,9 +136,22 @@ bool is_reported(const CheckContext& context, const DefinitionEntry& entry) {
 std::string two_counts_text(std::string_view earlier, const DefinitionEntry& later) {
   const bool first = read_number(earlier).value > 0;
   const bool second = read_number(later.value).value > 0;
-  if (first && second)
-    return "there are two events " + shown(later.name) + ", the second is unused";
+  if (first && second) {
+    return fmt::format("there are two events {}, the second is unused", shown(later.name));
+  }
   return first || second ? "only one of the two defines an event" : "neither defines an event";
+}
+
+/// Returns whether lines define an event again, with other steps: the first event is lost.
+bool is_other_event(const CheckContext& context, const std::vector<Duplicate>& repeated) {
+  const auto is_count = [&](const Duplicate& each) {
+    return entry_at(context, each.later).field == kCountField;
+  };
+  const auto differs = [&](const Duplicate& each) {
+    return entry_at(context, each.earlier).value != entry_at(context, each.later).value;
+  };
+  return std::any_of(repeated.begin(), repeated.end(), is_count) &&
+         std::any_of(repeated.begin(), repeated.end(), differs);
 }
 
 /// Reports the lines that repeat keys of one name, once.
@@ -150,18 +161,23 @@ void check_duplicates(CheckContext& context, const std::vector<Duplicate>& repea
   const std::string key = key_text(entry);
   const SourceRange range = key_range(context, repeated.front().later);
   if (repeated.size() > 1) {
-    add_finding(context, range,
-                key + and_more(repeated.size() - 1) + " repeat keys from " + line +
-                    " on: the last line counts",
-                "remove one of each, or correct the event name or the step numbers");
+    const bool is_other = is_other_event(context, repeated);
+    add_finding(
+        context, is_other ? Severity::kError : Severity::kWarning, range,
+        fmt::format("{}{} repeat keys from {} on: {}", key, and_more(repeated.size() - 1), line,
+                    is_other ? "the first event " + shown(entry.name) + " is lost"
+                             : "the last line counts"),
+        is_other ? "write another event name, and another trigger"
+                 : "remove one of each, or correct the event name or the step numbers");
     return;
   }
-  const std::string outcome =
-      entry.field == kCountField
-          ? two_counts_text(entry_at(context, repeated.front().earlier).value, entry)
-          : "the last line counts";
-  add_finding(context, range, key + " is already on " + line + ": " + outcome,
-              "remove one of the lines");
+  add_warning(
+      context, range,
+      fmt::format("{} is already on {}: {}", key, line,
+                  entry.field == kCountField
+                      ? two_counts_text(entry_at(context, repeated.front().earlier).value, entry)
+                      : "the last line counts"),
+      "remove one of the lines");
 }
 
 void check_global_key(CheckContext& context, std::uint32_t position) {
@@ -169,41 +185,31 @@ void check_global_key(CheckContext& context, std::uint32_t position) {
   const std::string line = line_text(entry);
   const SourceRange range = key_range(context, position);
   if (entry.name == "EnableEvents" && entry.parts == 0 && entry.value != "true") {
-    add_finding(context, range, line + " does not disable the events",
-                "set the device parameter ENABLE_KOVO_EVENT instead");
+    add_note(context, range, line + " does not disable the events",
+             "set the device parameter ENABLE_KOVO_EVENT instead");
   }
   if (entry.name == "FastCableDetectEvents" && entry.parts == 0) {
-    add_finding(context, range, "FastCableDetectEvents has no effect");
+    add_note(context, range, "FastCableDetectEvents has no effect");
   }
   if (entry.name == "DataEncode" && entry.parts == 0 && entry.value != "HEX") {
-    add_finding(context, range, line + " has no effect: Data is always hexadecimal",
-                "write DataEncode=HEX, and the Data values in hexadecimal");
+    add_note(context, range, line + " has no effect: Data is always hexadecimal",
+             "write DataEncode=HEX, and the Data values in hexadecimal");
   }
   const NamedKeys* event = event_named(context.model, entry.name);
   if (event != nullptr && entry.field == kCountField && is_generic_events(*event)) {
-    add_finding(context, range, line + " defines an event GenericEvents whose steps are empty",
-                "write GenericEventsCount=0; every event has its own Count");
+    add_note(context, range, line + " defines an event GenericEvents whose steps are empty",
+             "write GenericEventsCount=0; every event has its own Count");
   }
 }
 
-/// Reports a name that differs from an event's name only in case.
-void check_similar(CheckContext& context, const MissingEvent& missing) {
-  if (missing.similar == nullptr) return;
-  const NamedKeys& event = *missing.similar;
-  const std::string count_line = line_of(context, event.counts.front());
-  const std::string name = shown(missing.keys.name);
-  const bool has_more_keys = event.entries.size() >= missing.keys.entries.size();
-  const std::string_view right = has_more_keys ? event.name : missing.keys.name;
-  std::vector<Edit> others;
-  for (const std::uint32_t at : has_more_keys ? missing.keys.entries : event.entries) {
-    const SourceRange range = part_of(key_range(context, at), 0, right.size());
-    if (range.line != missing.range.line) others.push_back({range, std::string(right)});
-  }
-  add_finding(context, missing.range,
-              name + " does not exist: the Count on " + count_line + " is for " + shown(event.name),
-              has_more_keys ? "write " + shown(event.name) + " instead of " + name
-                            : "write " + name + "Count on " + count_line,
-              std::string(right), std::move(others));
+/// Reports a key in the value of another one.
+void check_second_key(CheckContext& context, const SecondKey& second) {
+  const DefinitionEntry& entry = entry_at(context, second.entry);
+  add_finding(context, severity_of_missed(context, std::string(second.key)),
+              part_of(value_range(context, second.entry), second.at, second.length),
+              fmt::format("{} is not read as a key: it is part of the value of {}",
+                          shown(second.key), key_text(entry)),
+              fmt::format("{}a line of its own for {}?", kGuess, shown(second.key)), "\n");
 }
 
 /// Reports all lines of an event as one mistake: they were commented out together.
@@ -215,14 +221,14 @@ void check_comment(CheckContext& context, std::uint32_t position) {
   const char* hint = lines == 1 ? "delete it, or remove the \"=\" to make it a comment"
                                 : "delete them, or remove each \"=\" to make them comments";
   if (event == nullptr) {
-    add_finding(context, context.rule->other, range,
-                "this line has no effect, but it is not a comment", hint);
+    add_note(context, range, "this line has no effect, but it is not a comment", hint);
   } else if (event->entries.front() == position) {
-    add_finding(
-        context, range,
-        (lines == 1 ? "this line still defines" : counted(lines, "line") + " still define") +
-            " the event " + quoted(entry.name),
-        hint);
+    add_error(context, range,
+              fmt::format(
+                  "{} the event {}",
+                  lines == 1 ? "this line still defines" : counted(lines, "line") + " still define",
+                  quoted(entry.name)),
+              hint);
   }
 }
 
@@ -238,29 +244,35 @@ void check_unknown_key(CheckContext& context) {
   const NameSuggester globals = make_suggester({std::begin(kGlobalKeys), std::end(kGlobalKeys)});
   for_each_faulty(context, KeyFault::kUnknown, [&](const FaultyKey& key, const auto& entry) {
     std::string right = nearest_name(globals, entry.name);
-    if (right.empty() && !key.meant.name.empty()) right = key.right;
-    add_finding(context, key_range(context, key.entry),
+    if (right.empty()) right = key.right;
+    add_finding(context, severity_of_missed(context, right), key_range(context, key.entry),
                 quoted(raw_key(entry)) + " is not a known key and is ignored",
                 right.empty() ? kForms : question(right),
                 right.empty() ? std::nullopt : std::optional(right));
   });
   for_each_faulty(context, KeyFault::kIndex, [&](const FaultyKey& key, const auto& entry) {
-    if (entry.parts != 2 || !takes_no_index(entry.field)) return;
-    const std::string right = without_index(entry);
-    add_finding(
-        context, key_range(context, key.entry),
-        key_text(entry) + " is ignored: " + std::string(entry.field) + " takes no step number",
-        "write " + shown(right), right);
+    if (entry.parts != 2 || index_of(entry.field) != Index::kForbidden) return;
+    add_finding(context, severity_of_missed(context, key.right), key_range(context, key.entry),
+                fmt::format("{} is ignored: {} takes no step number", key_text(entry), entry.field),
+                "write " + shown(key.right), key.right);
   });
+  for (const SecondKey& second : context.second_keys) check_second_key(context, second);
 }
 
 void check_letter_case(CheckContext& context) {
   for_each_faulty(context, KeyFault::kLetterCase, [&](const FaultyKey& key, const auto& entry) {
-    add_finding(context, key_range(context, key.entry),
-                key_text(entry) + " is ignored: keys are case-sensitive",
-                "write " + shown(key.right), key.right);
+    add_error(context, key_range(context, key.entry),
+              key_text(entry) + " is ignored: keys are case-sensitive", "write " + shown(key.right),
+              key.right);
   });
-  for (const MissingEvent& missing : context.missing_events) check_similar(context, missing);
+  for (const MissingEvent& missing : context.missing_events) {
+    if (missing.similar == nullptr || differs_in_blanks(missing)) continue;
+    const NamedKeys& event = *missing.similar;
+    check_similar(
+        context, missing,
+        fmt::format("{} does not exist: the Count on {} is for {}", shown(missing.keys.name),
+                    line_of(context, event.counts.front()), shown(event.name)));
+  }
 }
 
 /// Reports an event name once: the end of a key is right, but the name contains a field word.
@@ -272,17 +284,16 @@ void check_truncated_name(CheckContext& context) {
     const SourceRange range = key_range(context, key.entry);
     const std::string name = shown(whole_name);
     if (entry.parts == 0) {
-      add_finding(context, part_of(range, 0, whole_name.size()),
-                  key_text(entry) + " is ignored: the event name " + name + " begins with \"" +
-                      key.meant.field + "\"",
-                  kRenameEvent);
+      add_error(context, part_of(range, 0, whole_name.size()),
+                fmt::format("{} is ignored: the event name {} begins with \"{}\"", key_text(entry),
+                            name, key.meant.field),
+                kRenameEvent);
       return;
     }
-    const std::string field(entry.field);
-    add_finding(context, part_of(range, entry.name.size(), field.size()),
-                "the event name " + name + " is truncated at \"" + field +
-                    "\": " + key_text(entry) + " is read as " + field + " of " + shown(entry.name),
-                kRenameEvent);
+    add_error(context, part_of(range, entry.name.size(), entry.field.size()),
+              fmt::format("the event name {0} is truncated at \"{1}\": {2} is read as {1} of {3}",
+                          name, entry.field, key_text(entry), shown(entry.name)),
+              kRenameEvent);
   });
 }
 

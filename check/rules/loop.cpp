@@ -1,13 +1,15 @@
 // The rule about steps that send to the daemon itself. What their messages raise comes from the
-// rules of the daemon, whatever it remembers by then; a circle is the shortest way from a message
-// back to the event that sends it. A test event is looked up in the same file, since the test file
-// is mostly a copy. Not followed: messages with placeholders, the replies of remote commands, and
-// what other programs do.
+// rules of the daemon, whatever it remembers by then; a circle is a way from a message back to the
+// event that sends it. A test event is looked up in the same file, since the test file is mostly a
+// copy. docs/rules.md says which circles are not found.
+#include <algorithm>
 #include <string>
+#include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
-#include "check/check_context.h"
 #include "check/payload.h"
+#include "check/rules/context.h"
 #include "core/change_rules.h"
 #include "core/message.h"
 #include "core/network.h"
@@ -18,8 +20,8 @@
 namespace kovo::check {
 namespace {
 
-constexpr std::size_t kMaxFollowed = 1000;  // of one search: hostile files have long circles
-constexpr std::size_t kMaxShownNames = 8;   // of a circle
+constexpr std::size_t kMaxVisited = 1000;  // events of one search: hostile files have long circles
+constexpr std::size_t kMaxShownNames = 8;  // of a circle
 constexpr std::int64_t kLongerThanPauses = 60;
 
 /// What the rules of the daemon remember, product by product.
@@ -42,17 +44,8 @@ struct LoopStep {
   std::vector<Raised> raised;
 };
 
-struct Loops {
-  const CheckContext& context;
-  Memories memories;
-  std::vector<LoopStep> steps{};
-  std::vector<std::vector<std::uint32_t>> steps_of{};  // by the position of their event
-  std::vector<std::uint32_t> visited_by{};             // the search that came to an event last
-};
-
-std::size_t position_of(const CheckContext& context, const NamedKeys& keys) {
-  return static_cast<std::size_t>(&keys - context.model.names.data());
-}
+using Steps = std::vector<LoopStep>;
+using RaisedBy = std::unordered_map<const NamedKeys*, std::vector<const LoopStep*>>;
 
 void add_pushed(const ChangeActions& actions, std::vector<std::string>& triggers) {
   for (const ChangeAction& action : actions) {
@@ -138,59 +131,51 @@ void add_command(const CheckContext& context, std::string_view text, std::vector
 }
 
 /// Returns the events that a step's message may raise.
-std::vector<Raised> raised_by_step(Loops& loops, const CompiledStep& step, const Sender& sender) {
+std::vector<Raised> raised_by_step(const CheckContext& context, Memories& memories,
+                                   const CompiledStep& step, const Sender& sender) {
   const std::string data = s_hex_to_ascii(step.data);
   if (sender.status || !placeholders(data).empty()) return {};
-  const std::string payload = expand_templates(loops.context.known, data);
+  const std::string payload = expand_templates(context.known, data);
   const std::string_view text = sent_part(payload);
   std::vector<Raised> raised;
   std::vector<std::string> triggers;
-  loops.memories.now_s += kLongerThanPauses;
+  memories.now_s += kLongerThanPauses;
   switch (sent_port(step.port)) {
     case kCommandPort:
-      add_command(loops.context, text, raised);
+      add_command(context, text, raised);
       break;
     case kVariablePort:
-      add_message(loops.memories, sender.transport == Transport::kTcp ? until_newline(text) : text,
+      add_message(memories, sender.transport == Transport::kTcp ? until_newline(text) : text,
                   triggers);
       break;
     default:
-      add_status_line(loops.memories, text, triggers);
+      add_status_line(memories, text, triggers);
       break;
   }
-  for (const std::string& trigger : triggers) add_trigger(loops.context, trigger, raised);
+  for (const std::string& trigger : triggers) add_trigger(context, trigger, raised);
   return raised;
 }
 
-Memories make_memories(unsigned products) {
-  Memories memories;
-  for (const Variant variant : variants_of(products)) {
-    memories.products.emplace_back().mapping_table = mapping_rows(variant);
-  }
-  return memories;
-}
-
 /// Finds the steps that send to the daemon. The tables are made only if there is one.
-Loops find_loops(const CheckContext& context) {
-  Loops loops{context, {}};
+Steps steps_to_daemon(const CheckContext& context) {
+  Steps steps;
+  Memories memories;
   for_each_event(context, [&](const NamedKeys& keys) {
     for (const auto& [index, step] : keys.steps) {
       if (step.compiled == nullptr) break;
       std::string port = daemon_port(*step.compiled);
       if (port.empty()) continue;
-      if (loops.steps.empty()) loops.memories = make_memories(context.options.products);
+      if (memories.products.empty()) {
+        for (const Variant variant : variants_of(context.options.products)) {
+          memories.products.emplace_back().mapping_table = mapping_rows(variant);
+        }
+      }
       const std::optional<Sender> sender = choose_sender(step.compiled->protocol);
-      std::vector<Raised> raised = raised_by_step(loops, *step.compiled, *sender);
-      loops.steps.push_back({keys, step, std::move(port), std::move(raised)});
+      std::vector<Raised> raised = raised_by_step(context, memories, *step.compiled, *sender);
+      steps.push_back({keys, step, std::move(port), std::move(raised)});
     }
   });
-  if (loops.steps.empty()) return loops;
-  loops.steps_of.resize(context.model.names.size());
-  loops.visited_by.resize(context.model.names.size(), UINT32_MAX);
-  for (std::uint32_t at = 0; at < loops.steps.size(); ++at) {
-    loops.steps_of[position_of(context, loops.steps[at].event)].push_back(at);
-  }
-  return loops;
+  return steps;
 }
 
 /// Returns "Door -> doorState -> Lamp -> lampState -> Door"; a trigger that is the name of its
@@ -213,62 +198,50 @@ std::string circle_text(const NamedKeys& start, const std::vector<Raised>& way) 
   return text;
 }
 
-/// Returns the shortest circle that begins with a step, as text; "" when none is found.
-std::string circle_of(Loops& loops, std::uint32_t search) {
-  struct Visit {
-    Raised raised;
-    std::size_t from;  // position of the visit before it; its own for the first ones
-  };
-  const NamedKeys& start = loops.steps[search].event;
-  std::vector<Visit> visits;
-  std::size_t followed = 0;
-  const auto add = [&](const std::vector<Raised>& all, std::size_t from) {
-    for (const Raised& raised : all) {
-      if (++followed > kMaxFollowed) return;
-      std::uint32_t& last = loops.visited_by[position_of(loops.context, *raised.event)];
-      if (last == search) continue;
-      last = search;
-      visits.push_back({raised, std::min(from, visits.size())});
+struct Search {
+  const RaisedBy& raised_by;  // the steps of each event
+  const NamedKeys& start;
+  std::unordered_set<const NamedKeys*> visited{};
+  std::vector<Raised> way{};
+};
+
+/// Finds a way back to the start of a search, depth first.
+bool find_circle(Search& search, const std::vector<Raised>& raised) {
+  for (const Raised& next : raised) {
+    search.way.push_back(next);
+    if (next.event == &search.start) return true;
+    const auto steps = search.raised_by.find(next.event);
+    const bool follows = steps != search.raised_by.end() && search.visited.size() < kMaxVisited &&
+                         search.visited.insert(next.event).second;
+    for (std::size_t at = 0; follows && at < steps->second.size(); ++at) {
+      if (find_circle(search, steps->second[at]->raised)) return true;
     }
-  };
-  add(loops.steps[search].raised, SIZE_MAX);
-  for (std::size_t at = 0; at < visits.size(); ++at) {
-    const NamedKeys& event = *visits[at].raised.event;
-    if (&event != &start) {
-      for (const std::uint32_t step : loops.steps_of[position_of(loops.context, event)]) {
-        add(loops.steps[step].raised, at);
-      }
-      continue;
-    }
-    std::vector<Raised> way = {visits[at].raised};
-    for (std::size_t next = at; visits[next].from != next;) {
-      next = visits[next].from;
-      way.insert(way.begin(), visits[next].raised);
-    }
-    return circle_text(start, way);
+    search.way.pop_back();
   }
-  return {};
+  return false;
 }
 
 }  // namespace
 
 void check_loop(CheckContext& context) {
-  Loops loops = find_loops(context);
-  for (std::uint32_t at = 0; at < loops.steps.size(); ++at) {
-    const LoopStep& step = loops.steps[at];
+  const Steps steps = steps_to_daemon(context);
+  RaisedBy raised_by;
+  for (const LoopStep& step : steps) raised_by[&step.event].push_back(&step);
+  for (const LoopStep& step : steps) {
     const CompiledStep& compiled = *step.entries.compiled;
     if (!is_address(compiled.ip)) continue;  // reported by "address"
     const std::string name = shown(step.event.name);
-    const std::string circle = circle_of(loops, at);
-    std::string text = step_text(static_cast<std::uint32_t>(compiled.index), step.event.name);
-    text += " sends to the daemon itself (" + step.port + ")";
-    std::string hint =
-        "write another address, or make sure that this message does not raise " + name + " again";
-    if (!circle.empty()) {
-      text.append(" and can raise ").append(name).append(" again: ").append(circle);
+    Search search{raised_by, step.event};
+    std::string text = fmt::format(
+        "{} sends to the daemon itself ({})",
+        step_text(static_cast<std::uint32_t>(compiled.index), step.event.name), step.port);
+    std::string hint = fmt::format(
+        "write another address, or make sure that this message does not raise {} again", name);
+    if (find_circle(search, step.raised)) {
+      text += fmt::format(" and can raise {} again: {}", name, circle_text(step.event, search.way));
       hint = "remove one of these messages: they can repeat endlessly";
     }
-    add_finding(context, value_range(context, step.entries.ip), std::move(text), std::move(hint));
+    add_warning(context, value_range(context, step.entries.ip), std::move(text), std::move(hint));
   }
 }
 

@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <iterator>
 
-#include "check/check_context.h"
+#include "check/rules/context.h"
 #include "core/text.h"
 
 namespace kovo::check {
@@ -18,20 +18,15 @@ std::string meant_line(std::string_view text) {
   return key + "=" + std::string(value == std::string_view::npos ? "" : text.substr(value));
 }
 
-/// Returns "1 line ends" or "3 lines end" for the verb "end".
-std::string lines_that(const LineKind& found, const char* verb) {
-  return counted(found.count, "line") + " " + verb + (found.count == 1 ? "s" : "");
-}
-
 void check_byte_order_mark(CheckContext& context) {
   if (context.source.mark == ByteOrderMark::kUtf16) {
-    add_finding(context, {1, 1, 2}, "the file is UTF-16: the NULs in it end every line",
-                "save it as UTF-8 without byte order mark");
+    add_error(context, {1, 1, 2}, "the file is UTF-16: the NULs in it end every line",
+              "save it as UTF-8 without byte order mark");
   }
   if (context.source.mark == ByteOrderMark::kUtf8) {
-    add_finding(context, {1, 1, 3},
-                "the file begins with a byte order mark, which becomes part of the first key",
-                "save it as UTF-8 without byte order mark", "");
+    add_error(context, {1, 1, 3},
+              "the file begins with a byte order mark, which becomes part of the first key",
+              "save it as UTF-8 without byte order mark", "");
   }
 }
 
@@ -44,32 +39,39 @@ void check_carriage_returns(CheckContext& context) {
     const bool has_it = line.text.data() + line.text.size() < line.read.data() + line.read.size();
     if (has_it && line.number != found.first.line) others.push_back({{line.number, column, 1}, ""});
   }
-  add_finding(context, found.first,
-              lines_that(found, "end") + " in CR, which becomes part of the value",
-              "save the file with Unix line endings (LF), or: sed -i 's/\\r$//' FILE", "",
-              std::move(others));
+  add_error(context, found.first,
+            fmt::format("{} {} in CR, which becomes part of the value",
+                        counted(found.count, "line"), found.count == 1 ? "ends" : "end"),
+            "save the file with Unix line endings (LF), or: sed -i 's/\\r$//' FILE", "",
+            std::move(others));
 }
 
 void check_cr_only(CheckContext& context) {
   const LineKind& found = context.source.cr_only;
   if (found.count == 0 || context.source.mark == ByteOrderMark::kUtf16) return;
-  add_finding(context, found.first,
-              lines_that(found, "end") + " in CR only, so that the daemon reads them as one line",
-              "save the file with Unix line endings (LF), or: tr '\\r' '\\n' <FILE >NEW");
+  add_error(context, found.first,
+            fmt::format("{} {} in CR only, so that the daemon reads them as one line",
+                        counted(found.count, "line"), found.count == 1 ? "ends" : "end"),
+            "save the file with Unix line endings (LF), or: tr '\\r' '\\n' <FILE >NEW");
 }
 
 void check_nuls(CheckContext& context) {
   const LineKind& found = context.source.nuls;
   if (found.count == 0 || context.source.mark == ByteOrderMark::kUtf16) return;
-  add_finding(context, found.first,
-              lines_that(found, "contain") + " a NUL: the rest of the line is ignored",
-              "remove the NULs");
+  add_error(context, found.first,
+            fmt::format("{} {} a NUL: the rest of the line is ignored",
+                        counted(found.count, "line"), found.count == 1 ? "contains" : "contain"),
+            "remove the NULs");
 }
 
-/// Returns whether blanks around a value are never meant. In a payload "data" reports them.
-bool has_trimmed_value(const DefinitionEntry& entry) {
+/// Returns whether blanks around a value are reported here: not in a payload or an address, which
+/// "data" and "address" report, nor in a trigger of the device, which "trigger" does.
+bool has_trimmed_value(const CheckContext& context, const DefinitionEntry& entry) {
   if (entry.field == kDataField) return trimmed(entry.value).empty();
-  return entry.parts > 0 && entry.field != kTriggerField;
+  if (entry.field == kTriggerField) {
+    return has_outer_blanks(entry.value) && raised_spelling(context, entry.value).empty();
+  }
+  return entry.parts > 0 && entry.field != kIpField;
 }
 
 /// Reports a line once, from its first to its last wrong blank.
@@ -77,22 +79,29 @@ void check_blanks(CheckContext& context, std::uint32_t position, const Definitio
   const std::string key = raw_key(entry);
   const std::string_view good_key = trimmed(key);
   const bool key_has_blanks = good_key.size() < key.size();
-  const bool trims_value = key_has_blanks || has_trimmed_value(entry);
+  const bool trims_value = key_has_blanks || has_trimmed_value(context, entry);
   const std::string_view good_value = trims_value ? trimmed(entry.value) : entry.value;
   if (good_key.empty() || looks_like_comment(good_key)) return;
+  if (context.with_second.count(position) > 0) return;
   if (!key_has_blanks && good_value.size() == entry.value.size()) return;
 
-  const std::string line = key + "=" + std::string(entry.value);
-  const std::string right = std::string(good_key) + "=" + std::string(good_value);
+  const std::string line = fmt::format("{}={}", key, entry.value);
+  const std::string right = fmt::format("{}={}", good_key, good_value);
   const auto end = std::mismatch(right.begin(), right.end(), line.begin()).first;
   const auto same = static_cast<std::size_t>(end - right.begin());
   const auto same_end = static_cast<std::size_t>(
       std::mismatch(right.rbegin(), std::make_reverse_iterator(end), line.rbegin()).first -
       right.rbegin());
-  add_finding(context, part_of(key_range(context, position), same, line.size() - same - same_end),
-              key_has_blanks ? "the blanks around the key are part of it"
-                             : "the blanks around the value are part of it",
-              "write " + shown(right), right.substr(same, right.size() - same - same_end));
+  const bool is_trigger = !key_has_blanks && entry.field == kTriggerField;
+  add_finding(
+      context,
+      key_has_blanks ? severity_of_missed(context, std::string(good_key)) : Severity::kWarning,
+      part_of(key_range(context, position), same, line.size() - same - same_end),
+      fmt::format("the blanks around the {} are part of it", key_has_blanks ? "key"
+                                                             : is_trigger   ? "trigger"
+                                                                            : "value"),
+      is_trigger ? fmt::format("{}{}?", kGuess, shown(right)) : "write " + shown(right),
+      right.substr(same, right.size() - same - same_end));
 }
 
 }  // namespace
@@ -105,7 +114,7 @@ void check_no_equals(CheckContext& context) {
     std::string hint = "write key=value, or remove the line";
     if (trimmed(line.text).empty()) hint = "remove the blanks";
     if (!meant.empty()) hint = "write " + shown(meant);
-    add_finding(context, {line.number, line.column, static_cast<std::int32_t>(line.text.size())},
+    add_warning(context, {line.number, line.column, static_cast<std::int32_t>(line.text.size())},
                 "the line contains no \"=\" and is ignored", std::move(hint),
                 meant.empty() ? std::nullopt : std::optional(meant));
   }
@@ -115,9 +124,9 @@ void check_no_equals(CheckContext& context) {
 void check_long_line(CheckContext& context) {
   for (const SourceLine& line : context.source.lines) {
     if (line.column != static_cast<std::int32_t>(kMaxMessage) + 1 || line.read.empty()) continue;
-    add_finding(context, {line.number, line.column, static_cast<std::int32_t>(line.read.size())},
-                "the line is longer than 2047 bytes: the rest is read as another line",
-                "shorten the line, or move a part of the payload to another step");
+    add_error(context, {line.number, line.column, static_cast<std::int32_t>(line.read.size())},
+              "the line is longer than 2047 bytes: the rest is read as another line",
+              "shorten the line, or move a part of the payload to another step");
   }
 }
 
@@ -131,6 +140,14 @@ void check_line_end(CheckContext& context) {
 void check_blank(CheckContext& context) {
   for (std::uint32_t at = 0; at < context.source.entries.size(); ++at) {
     check_blanks(context, at, entry_at(context, at));
+  }
+  for (const MissingEvent& missing : context.missing_events) {
+    if (missing.similar == nullptr || !differs_in_blanks(missing)) continue;
+    check_similar(
+        context, missing,
+        fmt::format("{} does not exist: the Count on {} is for {}, with the blank",
+                    quoted(missing.keys.name), line_of(context, missing.similar->counts.front()),
+                    quoted(missing.similar->name)));
   }
 }
 

@@ -1,8 +1,8 @@
 // Rules about payloads: their hexadecimal text, their placeholders and what of them is sent.
 #include <algorithm>
 
-#include "check/check_context.h"
 #include "check/payload.h"
+#include "check/rules/context.h"
 #include "check/typed_text.h"
 #include "core/event_compiler.h"
 #include "core/text.h"
@@ -15,9 +15,9 @@ std::string sent_text(std::string_view value) {
   constexpr std::size_t kMostShown = 16;
   const std::string payload = s_hex_to_ascii(value);
   const std::string_view sent = sent_part(payload);
-  if (sent.empty()) return "; as written, nothing is sent";
-  return "; as written, " + as_hex(sent.substr(0, kMostShown), " ") +
-         (sent.size() > kMostShown ? " ..." : "") + (sent.size() == 1 ? " is sent" : " are sent");
+  if (sent.empty()) return "as written, nothing is sent";
+  return fmt::format("as written, {}{} {} sent", as_hex(sent.substr(0, kMostShown), " "),
+                     sent.size() > kMostShown ? " ..." : "", sent.size() == 1 ? "is" : "are");
 }
 
 bool is_hex_digit(char c) {
@@ -39,11 +39,39 @@ std::string digit_meant(char wrong) {
   return "two hexadecimal digits for each byte";
 }
 
-/// Returns the bytes that a value means that is not hexadecimal: pairs of digits in another form,
-/// or text. Returns "" when that is not certain.
-std::string bytes_meant(std::string_view value, const DigitCounts& counts) {
-  if (counts.digits > 0 && counts.others == 0) return bytes_of_hex(value).value_or("");
-  return std::all_of(value.begin(), value.end(), is_printable) ? bytes_of_text(value) : "";
+/// What a value that is not hexadecimal means.
+struct MeantPayload {
+  std::string bytes;        // "" if unknown
+  bool is_certain = false;  // it cannot mean anything else
+};
+
+/// Returns "41 42" for "41h 42h"; the same text for others.
+std::string without_h(std::string_view text) {
+  std::string digits;
+  for (const char c : text) {
+    const std::size_t size = digits.size();
+    const bool after_byte =
+        size >= 2 && is_hex_digit(digits[size - 1]) && is_hex_digit(digits[size - 2]);
+    if ((c != 'h' && c != 'H') || !after_byte) digits += c;
+  }
+  return digits;
+}
+
+MeantPayload meant_payload(std::string_view value) {
+  const std::string_view text = without_quotes(value);
+  const bool is_quoted = text.size() < trimmed(value).size();
+  const bool has_codes = contains(text, "%") || contains(text, "$");
+  if (const auto bytes = bytes_of_hex(text)) return {*bytes, !is_quoted && !has_codes};
+  if (count_hex_digits(text).others == 0) return {};  // an odd number of digits
+  if (const auto bytes = bytes_of_hex(without_h(text))) return {*bytes};
+  if (const auto bytes = bytes_of_hex(spelled_as_hex(text))) return {*bytes};
+  if (!std::all_of(text.begin(), text.end(), is_printable)) return {};
+  const bool is_spelled = bytes_of_text(text) != text;
+  for (std::size_t at = 0; has_codes && !is_spelled && at + 2 < text.size(); ++at) {
+    const bool is_byte = is_hex_digit(text[at + 1]) && is_hex_digit(text[at + 2]);
+    if ((text[at] == '%' || text[at] == '$') && is_byte) return {};
+  }
+  return {bytes_of_text(text), !is_quoted && !is_spelled};
 }
 
 /// Reports a value that is not hexadecimal.
@@ -53,29 +81,35 @@ void check_digits(CheckContext& context, const StepValue& step) {
   const std::string key = key_text(step.entry);
   const std::string now = sent_text(value);
   const DigitCounts counts = count_hex_digits(value);
-  const std::string bytes = bytes_meant(value, counts);
-  if (counts.digits > 0 && counts.others == 0 && bytes.empty()) {
-    add_finding(context, step.range,
-                key + " has an odd number of digits (" + std::to_string(counts.digits) + ")",
-                "write two digits for each byte" + now);
+  const MeantPayload meant = meant_payload(value);
+  if (counts.digits > 0 && counts.others == 0 && meant.bytes.empty()) {
+    add_error(context, step.range,
+              fmt::format("{} has an odd number of digits ({})", key, counts.digits),
+              fmt::format("write two digits for each byte; {}", now));
     return;
   }
-  const bool one_is_wrong = counts.others > 0 && counts.digits >= 3 * counts.others;
+  const bool is_code = !meant.bytes.empty() && !meant.is_certain;
+  const bool one_is_wrong = counts.others > 0 && counts.digits >= 3 * counts.others && !is_code;
   const auto first = std::find_if_not(value.begin(), value.end(), is_hex_digit);
   const std::size_t at =
       one_is_wrong ? counts.first_other : static_cast<std::size_t>(first - value.begin());
   const SourceRange range = part_of(step.range, at, 1);
-  std::string text = key + " is not hexadecimal: " + quoted(value.substr(at, 1));
-  if (one_is_wrong || bytes.empty()) {
-    text += " in column " + std::to_string(range.column) + " is not a digit";
-    add_finding(context, range, text, "write " + digit_meant(value[at]) + now);
+  if (one_is_wrong || meant.bytes.empty()) {
+    add_error(context, range,
+              fmt::format("{} is not hexadecimal: {} in column {} is not a digit", key,
+                          quoted(value.substr(at, 1)), range.column),
+              fmt::format("write {}; {}", digit_meant(value[at]), now));
     return;
   }
-  const std::string digits = as_hex(bytes);
+  const std::string digits = as_hex(meant.bytes);
   // With a NUL, or too long, a fix would only cause another finding.
-  const bool can_be_sent = sent_part(bytes).size() == bytes.size();
-  add_finding(context, step.range, text + " is not a digit", "write " + key + "=" + digits + now,
-              can_be_sent ? std::optional(digits) : std::nullopt);
+  const bool can_be_sent = sent_part(meant.bytes).size() == meant.bytes.size();
+  add_error(
+      context, step.range,
+      fmt::format("{} is not hexadecimal: {} is not a digit", key, quoted(value.substr(at, 1))),
+      meant.is_certain ? fmt::format("write {}={}; {}", key, digits, now)
+                       : fmt::format("{}{}={}? ({})", kGuess, key, digits, now),
+      can_be_sent ? std::optional(digits) : std::nullopt);
 }
 
 /// Calls a function with each payload, decoded.
@@ -96,7 +130,7 @@ using NameCounts = std::unordered_map<std::string, std::size_t>;
 
 /// Returns whether a name may be missing in the status, and stores the one that was meant.
 bool is_unknown(const CheckContext& context, const std::string& name, std::string& near) {
-  if (is_clock_word(name) || context.in_status.count(name) > 0) return false;
+  if (is_clock_placeholder(name) || context.in_status.count(name) > 0) return false;
   near = nearest_name(context.placeholders, name);
   return near != name && (!near.empty() || context.options.status != nullptr);
 }
@@ -106,18 +140,19 @@ void check_name(CheckContext& context, const SourceRange& range, const std::stri
                 NameCounts& counts) {
   const auto found = counts.find(name);
   if (found == counts.end()) return;
-  const std::string count = found->second > 1 ? " (" + counted(found->second, "place") + ")" : "";
+  const std::string count =
+      found->second > 1 ? fmt::format(" ({})", counted(found->second, "place")) : "";
   counts.erase(found);
   std::string near;
   if (!is_unknown(context, name, near)) return;
   const bool status_known = context.options.status != nullptr;
-  const std::string text = quoted("{{" + name + "}}") + " is replaced by nothing" +
-                           (status_known ? ": the status has no such name"
-                                         : " unless the device's status has this name");
-  add_finding(context, status_known ? context.rule->severity : context.rule->other, range,
-              text + count,
+  add_finding(context, status_known ? Severity::kError : Severity::kNote, range,
+              fmt::format("{} is replaced by nothing{}{}", quoted("{{" + name + "}}"),
+                          status_known ? ": the status has no such name"
+                                       : " unless the device's status has this name",
+                          count),
               near.empty() ? "write a name of the device's status"
-                           : "did you mean {{" + shown(near) + "}}?",
+                           : fmt::format("{}{{{{{}}}}}?", kGuess, shown(near)),
               near.empty() ? std::nullopt : std::optional(as_hex(near)));
 }
 
@@ -128,36 +163,26 @@ void check_placeholder_text(CheckContext& context, const StepValue& step,
   const SourceRange range = bytes_range(step, placeholder.at + 2, name.size());
   const std::string_view inner = trimmed(name);
   if (inner.empty()) {
-    add_finding(context, bytes_range(step, placeholder.at, name.size() + 4),
-                text + ": it has no name", "write a name of the device's status");
+    add_error(context, bytes_range(step, placeholder.at, name.size() + 4),
+              text + ": it has no name", "write a name of the device's status");
   } else if (inner.size() < name.size()) {
-    add_finding(context, range, text + ": the blanks are part of its name",
-                "write {{" + shown(inner) + "}}", as_hex(inner));
+    add_error(context, range, text + ": the blanks are part of its name",
+              fmt::format("write {{{{{}}}}}", shown(inner)), as_hex(inner));
   } else {
     check_name(context, range, name, counts);
   }
-}
-
-bool is_letter(char c) {
-  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-}
-
-bool is_name_letter(char c) {
-  return is_letter(c) || (c >= '0' && c <= '9') || c == '_';
-}
-
-bool is_lower_letter(char c) {
-  return c >= 'a' && c <= 'z';
 }
 
 /// Returns whether a text between single braces looks like a name: not "1", and without "$" before
 /// the braces not "ON" either, which a protocol may have.
 bool looks_like_name(const CheckContext& context, std::string_view text, bool after_dollar) {
   if (text.empty() || !is_letter(text.front()) ||
-      !std::all_of(text.begin(), text.end(), is_name_letter)) {
+      !std::all_of(text.begin(), text.end(),
+                   [](char c) { return is_letter_or_digit(c) || c == '_'; })) {
     return false;
   }
-  return after_dollar || std::any_of(text.begin(), text.end(), is_lower_letter) ||
+  const auto is_lower = [](char c) { return c >= 'a' && c <= 'z'; };
+  return after_dollar || std::any_of(text.begin(), text.end(), is_lower) ||
          context.placeholders.by_lower.count(lower_ascii(text)) > 0;
 }
 
@@ -172,10 +197,10 @@ void check_single_braces(CheckContext& context, const StepValue& step, std::stri
     const bool doubled = before == '{' || payload.substr(close + 1, 1) == "}";
     if (doubled || !looks_like_name(context, name, before == '$')) continue;
     const std::size_t at = before == '$' ? open - 1 : open;
-    add_finding(context, context.rule->other, bytes_range(step, at, close + 1 - at),
-                quoted(payload.substr(at, close + 1 - at)) +
-                    " is sent as it is: a placeholder has two braces on each side",
-                "write {{" + shown(name) + "}} if the value is meant");
+    add_note(context, bytes_range(step, at, close + 1 - at),
+             fmt::format("{} is sent as it is: a placeholder has two braces on each side",
+                         quoted(payload.substr(at, close + 1 - at))),
+             fmt::format("write {{{{{}}}}} if the value is meant", shown(name)));
     return;
   }
 }
@@ -184,31 +209,27 @@ void check_single_braces(CheckContext& context, const StepValue& step, std::stri
 void check_spelled_byte(CheckContext& context, const StepValue& step, std::string_view payload) {
   const SpelledByte spelled = find_spelled_byte(payload);
   if (spelled.length == 0) return;
-  add_finding(context, context.rule->other, bytes_range(step, spelled.at, spelled.length),
-              quoted(payload.substr(spelled.at, spelled.length)) +
-                  " is sent as it is, not as the byte " + as_hex({&spelled.byte, 1}),
-              "write the hexadecimal digits " + as_hex({&spelled.byte, 1}) +
-                  " in its place if the byte is meant");
+  const std::string digits = as_hex({&spelled.byte, 1});
+  add_note(
+      context, bytes_range(step, spelled.at, spelled.length),
+      fmt::format("{} is sent as it is, not as the byte {}",
+                  quoted(payload.substr(spelled.at, spelled.length)), digits),
+      fmt::format("write the hexadecimal digits {} in its place if the byte is meant", digits));
 }
 
 }  // namespace
 
 void check_data(CheckContext& context) {
   for_each_value(context, kDataField, [&](const StepValue& step) { check_digits(context, step); });
+  check_missing_field(context, kDataField);
   for_each_step(context, [&](const NamedStep& step) {
     const std::optional<Sender> sender = choose_sender(step.entries.compiled->protocol);
     const std::uint32_t data = step.entries.data;
-    if (sender && !sender->status && data == kNoEntry) {
-      add_finding(context, context.rule->other, step.range,
-                  step.text + " has no Data and sends an empty payload",
-                  "add " + step.name + "Data" + step.number + "= and the payload in hexadecimal");
-    }
-    if (sender && sender->status && data != kNoEntry) {
-      add_finding(
-          context, context.rule->other, key_range(context, data),
-          key_text(entry_at(context, data)) + " is not sent: the step sends the device's status",
-          "remove it, or write a Protocol without Status");
-    }
+    if (!sender || !sender->status || data == kNoEntry) return;
+    add_warning(context, key_range(context, data),
+                fmt::format("{} is not sent: the step sends the device's status",
+                            key_text(entry_at(context, data))),
+                "remove it, or write a Protocol without Status");
   });
 }
 
@@ -218,15 +239,15 @@ void check_payload(CheckContext& context) {
     const std::size_t nul = expanded.find('\0');
     if (nul != std::string::npos) {
       const std::size_t at = payload.find('\0');
-      add_finding(context, at == std::string::npos ? step.range : bytes_range(step, at, 1),
-                  "the payload of " + step.step + " ends at its first NUL: " +
-                      counted(nul, "byte") + (nul == 1 ? " is sent" : " are sent"),
-                  "remove the 00: a payload cannot contain a NUL");
+      add_error(context, at == std::string::npos ? step.range : bytes_range(step, at, 1),
+                fmt::format("the payload of {} ends at its first NUL: {} {} sent", step.step,
+                            counted(nul, "byte"), nul == 1 ? "is" : "are"),
+                "kovotcp cannot send this command: a payload cannot contain a NUL");
     } else if (expanded.size() > kMaxCommand) {
-      add_finding(context, step.range,
-                  "the payload of " + step.step + " has " + std::to_string(expanded.size()) +
-                      " bytes and is truncated to 1023",
-                  "send the rest in another step");
+      add_error(context, step.range,
+                fmt::format("the payload of {} has {} bytes and is truncated to 1023", step.step,
+                            expanded.size()),
+                "send the rest in another step");
     }
     check_spelled_byte(context, step, payload);
   });
@@ -247,9 +268,9 @@ void check_placeholder(CheckContext& context) {
     check_single_braces(context, step, payload);
     const std::size_t open = payload.find("{{", literal_end(found));
     if (open == std::string::npos) return;
-    add_finding(context, bytes_range(step, open, payload.size() - open),
-                quoted(payload.substr(open)) + " is sent as it is: its \"}}\" is missing",
-                "write }} (hexadecimal 7D7D) after the name");
+    add_error(context, bytes_range(step, open, payload.size() - open),
+              quoted(payload.substr(open)) + " is sent as it is: its \"}}\" is missing",
+              "write }} (hexadecimal 7D7D) after the name");
   });
 }
 
