@@ -41,13 +41,13 @@ auto find_variable(Registry& registry, std::string_view name) REQUIRES(registry.
   return found == registry.index.end() ? nullptr : &registry.variables[found->second];
 }
 
-void report_full(VariableRegistry& registry, const char* routine, std::string_view name)
+/// Logs how many sets have found no room, once a second at most.
+void report_refused(VariableRegistry& registry, const char* routine)
     REQUIRES(registry.registry_lock) {
-  ++registry.refused.count;
   const int refused = registry.refused.due(steady_ns());
   if (refused == 0) return;
   LOG_MAIN(routine, "Error: the variables are full, %d not stored, last %s\n", refused,
-           std::string(name).c_str());
+           registry.last_refused.c_str());
 }
 
 void append_variable(VariableRegistry& registry, std::string_view name, std::string_view value,
@@ -68,11 +68,15 @@ bool exchange_value(VariableRegistry& registry, const char* routine, VariableRec
                     std::string_view name, std::string& value, std::int64_t set_time)
     REQUIRES(registry.registry_lock) {
   const std::size_t freed = record == nullptr ? 0 : record->value.size();
-  const std::size_t used = value.size() + (record == nullptr ? kVariableBytes + name.size() : 0);
-  if (used > freed && registry.bytes + used - freed > kMaxStoreBytes) {
-    report_full(registry, routine, name);
-    return false;
+  const std::size_t used =
+      value.size() + (record == nullptr ? kVariableBytes + 2 * name.size() : 0);
+  const bool is_full = used > freed && registry.bytes + used - freed > kMaxStoreBytes;
+  if (is_full) {
+    ++registry.refused.count;
+    registry.last_refused = name;
   }
+  report_refused(registry, routine);
+  if (is_full) return false;
   if (record == nullptr) {
     append_variable(registry, name, value, set_time);
   } else {

@@ -20,7 +20,8 @@ struct CentralState;
 constexpr char kSnapshotPath[] = "/var/lm_var";
 constexpr std::size_t kMaxSnapshotLine = 2046;  // bytes; a longer line counts as several
 
-// Any program can add variables. Each counts its name, its value and kVariableBytes.
+// Any program can add variables. Each counts its value, its name twice (the index has it in lower
+// case) and kVariableBytes.
 constexpr std::size_t kMaxStoreBytes = std::size_t{8} << 20;
 constexpr std::size_t kVariableBytes = 128;  // about what a record and its place in the index take
 
@@ -42,6 +43,7 @@ struct VariableRegistry {
   std::unordered_map<std::string, std::size_t> index GUARDED_BY(registry_lock);  // by lower case
   std::size_t bytes GUARDED_BY(registry_lock) = 0;                               // of the variables
   ReportLimit refused GUARDED_BY(registry_lock);  // sets for which there was no room
+  std::string last_refused GUARDED_BY(registry_lock);
 };
 
 inline VariableRegistry* variable_registry = nullptr;  // set before any worker starts

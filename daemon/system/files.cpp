@@ -131,11 +131,22 @@ bool sync_file(int fd) {
   return retry_interrupted([&] { return fsync(fd); }) == 0;
 }
 
+/// Reserves the blocks of a file's new content. Returns false, and keeps the old content, when the
+/// disk is full. File systems that cannot reserve count as having room.
+bool reserve(int fd, off_t size) {
+  struct stat old {};
+  if (fstat(fd, &old) != 0) return false;
+  if (fallocate(fd, 0, 0, size) == 0 || (errno != ENOSPC && errno != EDQUOT)) return true;
+  [[maybe_unused]] const int restored = ftruncate(fd, old.st_size);
+  return false;
+}
+
 /// Truncates after writing, so that on a full disk the old blocks are reused.
 bool write_in_place(std::string path, std::string_view bytes) {
   const UniqueFd file = open_file(path, O_WRONLY | O_CREAT);
-  return file && write_all(file.get(), bytes) &&
-         ftruncate(file.get(), static_cast<off_t>(bytes.size())) == 0 && sync_file(file.get());
+  const auto size = static_cast<off_t>(bytes.size());
+  return file && reserve(file.get(), size) && write_all(file.get(), bytes) &&
+         ftruncate(file.get(), size) == 0 && sync_file(file.get());
 }
 
 /// Gives the temporary file the owner, group and mode of the file that it is to replace. Sets only

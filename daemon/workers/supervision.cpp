@@ -76,7 +76,9 @@ void watch_definition_file(CentralState& state, Supervision& memory) {
     if (!first) load_definitions(state, memory, ReadReason::kEdit);
   }
   if (memory.fresh_definition_time && !is_fresh(memory.fresh_definition_time)) {
-    load_definitions(state, memory, ReadReason::kStart);
+    memory.fresh_definition_time.reset();
+    if (now)
+      load_definitions(state, memory, ReadReason::kStart);  // a file that is gone changes nothing
   }
 }
 
