@@ -79,6 +79,7 @@ Json read_form(const check::Source& source, std::string_view event) {
   }
   if (trigger_set_back || !form.contains("trigger")) form["trigger"] = event;
   for (Json& step : form["steps"]) {
+    if (step.is_null()) step = Json::object();  // a number without lines
     step["payload"] = check::text_of_bytes(s_hex_to_ascii(step.value("data", "")));
   }
   form["error"] = std::move(error);

@@ -86,8 +86,11 @@ test("the timeline of logs is the one of kovocheck log", async () => {
   }
 });
 
-test("an edit that is not known is an error", async () => {
+test("an edit keeps step numbers without lines; one that is not known is an error", async () => {
   const core = await startCore();
+  core.report(Buffer.from("ACount=3\nAProtocol2=UDP"), "", null);
+  const { edits } = core.edit({ do: "change_step", event: "A", at: 2, with: { port: "23" } });
+  assert.deepEqual(edits, [{ line: 2, column: 15, length: 0, text: "\nAPort2=23\n" }]);
   core.report(Buffer.from("ACount=1\nAProtocol0=UDP\n"), "", null);
   for (const [change, error] of [
     [{ do: "turn", event: "A" }, '"turn" is not an edit'],
