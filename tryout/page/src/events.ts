@@ -13,7 +13,7 @@ export function destination(step: Step): string {
 
 /** Returns what a step sends, as text, or why it sends nothing. */
 export function content(step: Step): string {
-  if (step.sends === "nothing") return `not sent: ${step.why}`;
+  if (step.sends === "nothing") return step.transport === "" ? step.why : `not sent: ${step.why}`;
   return step.sends === "status" ? "the device’s status" : step.payload;
 }
 
