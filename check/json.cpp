@@ -7,13 +7,6 @@
 namespace kovo::check {
 namespace {
 
-Json edit_json(const Edit& edit) {
-  return {{"line", edit.range.line},
-          {"column", edit.range.column},
-          {"length", edit.range.length},
-          {"text", edit.text}};
-}
-
 Json finding_json(const std::string& file, const Finding& finding) {
   Json json = {{"file", file},
                {"line", finding.range.line},
@@ -47,6 +40,13 @@ Json step_json(const ExplainedStep& step) {
 
 }  // namespace
 
+Json edit_json(const Edit& edit) {
+  return {{"line", edit.range.line},
+          {"column", edit.range.column},
+          {"length", edit.range.length},
+          {"text", edit.text}};
+}
+
 Json event_json(const std::string& file, const ExplainedEvent& event) {
   Json steps = Json::array();
   for (const ExplainedStep& step : event.steps) steps.push_back(step_json(step));
@@ -64,7 +64,7 @@ Json event_json(const std::string& file, const ExplainedEvent& event) {
           {"steps", std::move(steps)}};
 }
 
-std::string json_text(const std::vector<CheckedFile>& files) {
+Json report_json(const std::vector<CheckedFile>& files) {
   Json json = {{"findings", Json::array()},
                {"events", Json::array()},
                {"errors", 0},
@@ -80,7 +80,11 @@ std::string json_text(const std::vector<CheckedFile>& files) {
       json["events"].push_back(event_json(file.name, event));
     }
   }
-  return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+  return json;
+}
+
+std::string json_text(const std::vector<CheckedFile>& files) {
+  return report_json(files).dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
 }  // namespace kovo::check

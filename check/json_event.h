@@ -11,12 +11,19 @@
 #include <nlohmann/json.hpp>
 
 #include "check/explain.h"
+#include "check/json.h"
 
 namespace kovo::check {
 
 using Json = nlohmann::ordered_json;
 
-/// One event with its steps.
+/// Returns the report that json_text prints.
+Json report_json(const std::vector<CheckedFile>& files);
+
+/// Returns an edit of a file.
+Json edit_json(const Edit& edit);
+
+/// Returns one event with its steps.
 Json event_json(const std::string& file, const ExplainedEvent& event);
 
 }  // namespace kovo::check

@@ -23,6 +23,8 @@ constexpr Code kNames[] = {
     {"<NAK>", '\x15'}, {"<SYN>", '\x16'}, {"<ETB>", '\x17'}, {"<CAN>", '\x18'}, {"<EM>", '\x19'},
     {"<SUB>", '\x1A'}, {"<ESC>", '\x1B'}, {"<FS>", '\x1C'},  {"<GS>", '\x1D'},  {"<RS>", '\x1E'},
     {"<US>", '\x1F'},  {"<DEL>", '\x7F'}};
+constexpr std::string_view kWordLetters =
+    "0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ";
 constexpr std::string_view kHexSeparators = " \t,:;-\"'";
 constexpr std::string_view kHexPrefixes[] = {"0x", "\\x", "$", "%"};
 
@@ -140,6 +142,26 @@ DigitCounts count_hex_digits(std::string_view text) {
 bool looks_like_hex(std::string_view text) {
   const std::optional<std::string> bytes = bytes_of_hex(text);
   return bytes && bytes->size() > 1 && *bytes != bytes_of_text(text);
+}
+
+std::string_view find_unread_code(std::string_view text) {
+  bool in_word = false;
+  for (char byte = '\0'; !text.empty(); text.remove_prefix(read_byte(text, byte))) {
+    const std::size_t word = std::min(text.find_first_not_of(kWordLetters), text.size());
+    const bool begins_word = word > 0 && !in_word;
+    in_word = word > 0;
+    if (read_byte(text, byte) > 1) continue;
+    const std::size_t prefix = starts_with_nocase(text, "0x") ? 2 : 1;
+    const bool is_prefixed = prefix == 2 || text[0] == '$' || text[0] == '%';
+    if (is_prefixed && hex_value(text.substr(prefix, 2)) >= 0) return text.substr(0, prefix + 2);
+    const bool is_suffixed = begins_word && word == 3 && equals_nocase(text.substr(2, 1), "h");
+    if (is_suffixed && hex_value(text.substr(0, 2)) >= 0) return text.substr(0, 3);
+    const std::size_t end = text.substr(0, 5).find(']');
+    if (text[0] != '[' || end == std::string_view::npos) continue;
+    const std::string name = "<" + std::string(text.substr(1, end - 1)) + ">";
+    if (read_spelled(name, byte) > 0) return text.substr(0, end + 1);
+  }
+  return {};
 }
 
 SpelledByte find_spelled_byte(std::string_view text) {

@@ -35,6 +35,10 @@ DigitCounts count_hex_digits(std::string_view text);
 /// Returns whether a text is probably hexadecimal: several bytes, and not those of the text.
 bool looks_like_hex(std::string_view text);
 
+/// Returns the first part of a typed text that looks like the code of a byte but is literal text:
+/// $02, %02, 0x02, 02h or [STX]; "" when there is none.
+std::string_view find_unread_code(std::string_view text);
+
 /// A byte that is spelled by a name such as <CR>, as $0D, $0A, %0D, %0A or \xHH.
 struct SpelledByte {
   std::size_t at = 0;

@@ -7,6 +7,7 @@
 #include "core/event_rules.h"
 #include "core/message.h"
 #include "core/text.h"
+#include "core/trigger_text.h"
 
 namespace kovo::tryout {
 namespace {
@@ -169,6 +170,24 @@ Run raise_event(TrialDevice& device, const check::ExplainedEvent& event, RaisedB
     run.steps[at] = {leaves_ms, start_step(device, event, step, run.starts_ms, leaves_ms)};
   }
   return run;
+}
+
+Reaction process_trigger_text(TrialDevice& device, std::string_view text) {
+  const KeyValue line = split_command_line(text);
+  if (!is_command(line.key)) {
+    Reaction reaction;
+    for (const std::string_view name : split_lines(strip_newline(line.key))) {
+      reaction.triggers.emplace_back(name);
+    }
+    return reaction;
+  }
+  if (tested_names(line.key)) {
+    return {{}, {"tests are not simulated: Fire in the tab Events shows what an event sends"}};
+  }
+  const std::optional<bool> enables = enables_events(line);
+  if (!enables) return {{}, {check::shown(line.key) + " is not a command: it is ignored"}};
+  device.events_enabled = *enables;
+  return {{}, {*enables ? "events are enabled" : "events are disabled"}};
 }
 
 Reaction process_message(TrialDevice& device, std::string_view text, const Moment& now) {

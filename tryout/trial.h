@@ -66,6 +66,9 @@ struct Reaction {
   std::vector<std::string> notes;
 };
 
+/// Processes a text to port 2700: the triggers that it raises, or a command for events.
+Reaction process_trigger_text(TrialDevice& device, std::string_view text);
+
 /// Processes a message to port 2727: a setting, or a change of a variable.
 Reaction process_message(TrialDevice& device, std::string_view message, const Moment& now);
 

@@ -1,18 +1,21 @@
 // The functions of the daemon's own code that the try-out page calls, compiled to WebAssembly.
 //
 // The page writes text to kovo_input(size) and calls a function with that size. A function that
-// answers returns the size of a JSON text, which kovo_output() holds until the next call. All of
-// them run on one thread.
+// answers returns the size of a JSON text, which kovo_output() holds until the next call. Texts
+// are those of the file, byte by byte; JSON is UTF-8 also when the file is Latin-1. All of them
+// run on one thread.
 
 #include <algorithm>
 #include <ctime>
 #include <optional>
-#include <unordered_map>
+#include <set>
 
 #include "check/explain.h"
 #include "check/fixes.h"
 #include "check/json.h"
 #include "check/json_event.h"
+#include "check/log/parts.h"
+#include "check/log/report.h"
 #include "check/payload.h"
 #include "check/rules.h"
 #include "check/status_text.h"
@@ -23,6 +26,7 @@
 #include "core/event_rules.h"
 #include "core/message.h"
 #include "core/text.h"
+#include "tryout/event_form.h"
 #include "tryout/step_edits.h"
 #include "tryout/trial.h"
 
@@ -33,18 +37,27 @@ namespace {
 
 using check::CheckOptions;
 using check::Json;
-using check::TriggerCause;
 using check::TriggerSource;
 
 constexpr char kFileName[] = "kovo.txt";
+
+/// The logs that the page has opened, and their timeline, whose texts point into them.
+struct Logs {
+  check::LogParts parts;
+  check::EventLog events;
+  check::MainLog main_log;
+  check::Timeline timeline;
+};
 
 struct Page {
   std::string input;
   std::string output;
   Definition definition;
+  bool latin1 = false;  // the file's text
   StatusVars status;
   bool status_complete = false;
   unsigned products = check::kAnyProduct;
+  Logs logs;
   TrialDevice device = started_device(check::variant_of_product(check::kAnyProduct), 0);
 };
 
@@ -55,17 +68,45 @@ std::string_view input_text(std::size_t size) {
   return truncated(page.input, size);
 }
 
-std::size_t answer(std::string text) {
-  page.output = std::move(text);
+std::string utf8_of_latin1(std::string_view text) {
+  std::string utf8;
+  for (const char letter : text) {
+    const auto byte = static_cast<unsigned char>(letter);
+    if (byte >= 0x80) utf8 += static_cast<char>(0xC0 | (byte >> 6));
+    utf8 += static_cast<char>(byte < 0x80 ? byte : 0x80 | (byte & 0x3F));
+  }
+  return utf8;
+}
+
+/// Returns the Latin-1 letters of a text in one byte each; others stay as they are.
+std::string latin1_of_utf8(std::string_view text) {
+  std::string latin1;
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    const auto byte = static_cast<unsigned char>(text[at]);
+    const bool is_latin1 = (byte == 0xC2 || byte == 0xC3) && at + 1 < text.size();
+    latin1 += static_cast<char>(is_latin1 ? (byte << 6 & 0xC0) | (text[++at] & 0x3F) : byte);
+  }
+  return latin1;
+}
+
+/// Converts all texts, so that a name of a Latin-1 file reaches the page and comes back as it is.
+void convert_texts(Json& json, std::string (*convert)(std::string_view)) {
+  if (json.is_string()) json = convert(json.get_ref<const std::string&>());
+  if (!json.is_structured()) return;
+  for (Json& part : json) convert_texts(part, convert);
+}
+
+Json input_json(std::size_t size) {
+  Json json = Json::parse(input_text(size));
+  if (page.latin1) convert_texts(json, latin1_of_utf8);
+  return json;
+}
+
+/// Keeps a JSON text for kovo_output. `of_file`: its texts are those of the file.
+std::size_t answer(Json json, bool of_file = true) {
+  if (page.latin1 && of_file) convert_texts(json, utf8_of_latin1);
+  page.output = json.dump(-1, ' ', false, Json::error_handler_t::replace);
   return page.output.size();
-}
-
-std::size_t answer(const Json& json) {
-  return answer(json.dump(-1, ' ', false, Json::error_handler_t::replace));
-}
-
-Moment moment(double ms, double local_s) {
-  return {static_cast<std::int64_t>(ms), static_cast<std::int64_t>(local_s)};
 }
 
 check::KnownValues values_of_page() {
@@ -96,18 +137,17 @@ CheckOptions options_of_page() {
 }
 
 Json run_json(const check::ExplainedEvent& event, const Run& run) {
-  Json json;
-  json["event"] = check::event_json(kFileName, event);
-  json["raised_ms"] = run.raised_ms;
-  json["starts_ms"] = run.starts_ms;
-  json["runs"] = run.why_not.empty();
-  json["why"] = run.why_not;
-  Json& steps = json["outcomes"] = Json::array();
+  Json outcomes = Json::array();
   for (const StepOutcome& step : run.steps) {
-    steps.push_back(
+    outcomes.push_back(
         {{"leaves_ms", step.leaves_ms}, {"sent", step.why_not.empty()}, {"why", step.why_not}});
   }
-  return json;
+  return {{"event", check::event_json(kFileName, event)},
+          {"raised_ms", run.raised_ms},
+          {"starts_ms", run.starts_ms},
+          {"runs", run.why_not.empty()},
+          {"why", run.why_not},
+          {"outcomes", outcomes}};
 }
 
 /// Raises the events of the triggers, and adds a note for a trigger that no event has.
@@ -125,87 +165,66 @@ Json raise_all(const Reaction& reaction, RaisedBy by, const Moment& now) {
       runs.push_back(run_json(*found, raise_event(page.device, *found, by, now)));
     }
   }
-  Json json;
-  json["triggers"] = reaction.triggers;
-  json["runs"] = std::move(runs);
-  json["notes"] = std::move(notes);
-  return json;
+  return {{"triggers", reaction.triggers},
+          {"runs", runs},
+          {"notes", notes},
+          {"events_enabled", page.device.events_enabled}};
 }
 
-using Fields = std::unordered_map<std::string, std::string>;
+/// Returns the bytes of a payload as it was typed; nothing when they are not hexadecimal as
+/// declared.
+std::optional<std::string> typed_bytes(const Json& typed) {
+  const std::string text = typed.value("payload", "");
+  return typed.value("form", "") == "hex" ? check::bytes_of_hex(text) : check::bytes_of_text(text);
+}
 
-Fields fields_of(std::string_view lines) {
-  Fields fields;
-  for (const std::string_view line : split_lines(lines)) {
-    const KeyValue pair = split_key_value(line);
-    fields.emplace(pair.key, pair.value);
+/// Replaces a typed payload of a step by its Data value. Returns what is wrong with it.
+std::string encode_payload(Json& step) {
+  if (!step.contains("payload")) return {};
+  const std::optional<std::string> bytes = typed_bytes(step);
+  if (!bytes) return "write two hexadecimal digits for each byte, as in 4F 4B 0D";
+  if (bytes->empty()) return "enter a payload";
+  step["data"] = check::as_hex(*bytes);
+  step.erase("payload");
+  return {};
+}
+
+/// Returns the bytes that the daemon sends, in hexadecimal, and placeholders as they are.
+std::string sent_bytes(std::string payload) {
+  payload = unescape_controls(std::move(payload));
+  const std::string_view left = payload;
+  std::string shown;
+  std::size_t done = 0;
+  for (const check::Placeholder& each : check::placeholders(payload)) {
+    const std::size_t end = each.at + each.name.size() + 4;  // with the braces
+    shown += check::as_hex(left.substr(done, each.at - done), " ") + " " +
+             check::escaped(left.substr(each.at, end - each.at)) + " ";
+    done = end;
   }
-  return fields;
+  return shown + check::as_hex(left.substr(done), " ");
 }
 
-/// Returns the bytes of a typed payload; sets `error` when they are not hexadecimal as declared.
-std::string payload_of(Fields& fields, std::string& error) {
-  if (fields["form"] != "hex") return check::bytes_of_text(fields["payload"]);
-  const std::optional<std::string> bytes = check::bytes_of_hex(fields["payload"]);
-  if (!bytes) error = "write two hexadecimal digits for each byte, as in 4F 4B 0D";
-  return bytes.value_or("");
-}
-
-NewStep step_of(Fields& fields, std::string payload) {
-  NewStep step;
-  step.event = fields["event"];
-  step.trigger = fields["trigger"];
-  step.event_delay = fields["event_delay"];
-  step.protocol = fields["protocol"];
-  step.address = fields["address"];
-  step.port = fields["port"];
-  step.delay = fields["delay"];
-  step.payload = std::move(payload);
-  step.sends_status = fields["sends"] == "status";
-  return step;
-}
-
-Edits edits_of(Fields& fields) {
-  std::string error;
-  const std::string payload = payload_of(fields, error);
-  if (!error.empty()) return {{}, error};
-  const std::string& event = fields["event"];
-  const std::string& what = fields["do"];
-  std::uint32_t index = 0;
-  to_uint32(fields["index"], 10, index);
-  if (what == "add") return add_step(page.definition, step_of(fields, payload));
-  if (what == "payload") return set_payload(page.definition, event, index, payload);
-  if (what == "down") return move_step_down(page.definition, event, index);
-  if (what == "delete_step") return delete_step(page.definition, event, index);
-  return delete_event(page.definition, event);
-}
-
-Json edit_json(const Edit& edit) {
-  const std::string_view before = truncated(page.definition.text, edit.offset);
-  Json json;
-  json["line"] = 1 + std::count(before.begin(), before.end(), '\n');
-  json["column"] = before.size() - before.rfind('\n');  // npos is -1
-  json["length"] = edit.length;
-  json["text"] = edit.text;
-  return json;
-}
-
-const char* name_of(TriggerCause cause) {
-  switch (cause) {
-    case TriggerCause::kVariable:
-    case TriggerCause::kVariablePart:
-      return "variable";
-    case TriggerCause::kSetting:
-      return "setting";
-    case TriggerCause::kPlayback:
-      return "playback";
-    case TriggerCause::kFirstStart:
-      return "start";
-    case TriggerCause::kDisplay:
-      break;
+/// Returns the errors and warnings that edits would add to the file.
+Json added_findings(const Edits& edits) {
+  const std::string text = check::with_edits(page.definition.text, edits.list);
+  const CheckOptions options = options_of_page();
+  std::set<std::string> before;
+  for (check::Finding& finding : check::check_source(page.definition.source, options)) {
+    before.insert(std::move(finding.text));
   }
-  return "display";
+  Json added = Json::array();
+  for (const check::Finding& finding : check::check_source(check::read_source(text), options)) {
+    if (finding.severity == check::Severity::kNote || before.count(finding.text) > 0) continue;
+    added.push_back({{"severity", check::severity_name(finding.severity)},
+                     {"text", finding.text},
+                     {"hint", finding.hint}});
+  }
+  return added;
 }
+
+// By TriggerCause.
+constexpr const char* kCauseNames[] = {"variable", "variable", "setting",
+                                       "playback", "start",    "display"};
 
 }  // namespace
 
@@ -219,36 +238,27 @@ KOVO_EXPORT(kovo_output) const char* kovo_output() {
   return page.output.data();
 }
 
-KOVO_EXPORT(kovo_set_definition) void kovo_set_definition(std::size_t size) {
+/// Sets the definition file; `latin1` is not 0 when its text is not UTF-8.
+KOVO_EXPORT(kovo_set_definition) void kovo_set_definition(std::size_t size, int latin1) {
+  page.latin1 = latin1 != 0;
   page.definition.text = input_text(size);
   page.definition.source = check::read_source(page.definition.text);
 }
 
-/// Sets the status from lines name=value, as in the daemon's status file. `complete`: all other
-/// placeholders are replaced by nothing.
-KOVO_EXPORT(kovo_set_status) void kovo_set_status(std::size_t size, int complete) {
-  page.status.clear();
-  page.status_complete = complete != 0;
-  for (const std::string_view line : split_lines(input_text(size))) {
-    const KeyValue pair = split_key_value(line);
-    if (page.status.size() == kMaxStatusVars) break;
-    if (pair.found) page.status.emplace_back(pair.key, pair.value);
-  }
+/// Sets the status: "values", pairs of name and value. "complete": all other placeholders are
+/// replaced by nothing.
+KOVO_EXPORT(kovo_set_status) void kovo_set_status(std::size_t size) {
+  const Json json = Json::parse(input_text(size));
+  page.status = json.value("values", StatusVars());
+  page.status_complete = json.value("complete", false);
 }
 
-/// Reads a copy of a device's status, as kovocheck --status does. Answers its lines as name=value,
-/// or the error.
+/// Reads a copy of a device's status, as kovocheck --status does. Answers the pairs, or the error.
 KOVO_EXPORT(kovo_read_status) std::size_t kovo_read_status(std::size_t size) {
   StatusVars status;
   const std::string error = check::parse_status(input_text(size), status);
-  std::string lines;
-  for (const auto& [name, value] : status) {
-    lines.append(name).append("=").append(value).append("\n");
-  }
-  Json json;
-  json["lines"] = error.empty() ? lines : "";
-  json["error"] = error;
-  return answer(json);
+  if (!error.empty()) status.clear();
+  return answer({{"values", status}, {"error", error}}, false);
 }
 
 /// Starts a device of a product; "" for any, which has the mapping rows of an unknown product.
@@ -277,7 +287,7 @@ KOVO_EXPORT(kovo_report) std::size_t kovo_report(int events) {
   if (events != 0) {
     file.events = check::explain(page.definition.source, page.products, values_of_page());
   }
-  return answer(check::json_text({file}));
+  return answer(check::report_json({file}));
 }
 
 /// Returns the events of kovo_report.
@@ -287,10 +297,10 @@ KOVO_EXPORT(kovo_events) std::size_t kovo_events() {
        check::explain(page.definition.source, page.products, values_of_page())) {
     json.push_back(check::event_json(kFileName, event));
   }
-  return answer(json);
+  return answer(std::move(json));
 }
 
-/// Returns the payloads as typed text, each with its line and step.
+/// Returns the payloads as typed text, each with its line.
 KOVO_EXPORT(kovo_payload_texts) std::size_t kovo_payload_texts() {
   Json json = Json::array();
   std::size_t position = 0;
@@ -298,8 +308,6 @@ KOVO_EXPORT(kovo_payload_texts) std::size_t kovo_payload_texts() {
     const std::uint32_t line = page.definition.source.entry_lines[position++];
     if (entry.parts != 2 || entry.field != "Data" || entry.value.empty()) continue;
     json.push_back({{"line", page.definition.source.lines[line].number},
-                    {"event", entry.name},
-                    {"index", to_int32(entry.index)},
                     {"text", check::text_of_bytes(s_hex_to_ascii(entry.value))}});
   }
   return answer(json);
@@ -315,47 +323,107 @@ KOVO_EXPORT(kovo_vocabulary) std::size_t kovo_vocabulary() {
   const bool is_known = page.products != check::kAnyProduct;
   for (const TriggerSource& source :
        check::trigger_sources(is_known ? page.products : check::kInputHdmi)) {
-    triggers.push_back(
-        {{"trigger", source.trigger}, {"cause", name_of(source.cause)}, {"name", source.name}});
+    triggers.push_back({{"trigger", source.trigger},
+                        {"cause", kCauseNames[static_cast<std::size_t>(source.cause)]},
+                        {"name", source.name}});
   }
   return answer(json);
 }
 
-/// Raises a trigger, as a program does on tcp:2700.
-KOVO_EXPORT(kovo_raise) std::size_t kovo_raise(std::size_t size, double ms, double local_s) {
-  const Reaction reaction{{std::string(input_text(size))}, {}};
-  return answer(raise_all(reaction, RaisedBy::kName, moment(ms, local_s)));
-}
-
-/// Processes a message to port 2727 or a status line to port 2728.
+/// Processes a text to port 2700, a message to port 2727 or a status line to port 2728; for port 0
+/// it raises a trigger, as a program does.
 KOVO_EXPORT(kovo_message)
 std::size_t kovo_message(std::size_t size, int port, double ms, double local_s) {
-  const Moment now = moment(ms, local_s);
-  const Reaction reaction = port == 2728 ? process_status_line(page.device, input_text(size), now)
-                                         : process_message(page.device, input_text(size), now);
-  return answer(raise_all(reaction, RaisedBy::kDevice, now));
+  const Moment now{static_cast<std::int64_t>(ms), static_cast<std::int64_t>(local_s)};
+  const std::string_view text = input_text(size);
+  Reaction reaction{{std::string(text)}, {}};
+  if (port == kCommandPort) reaction = process_trigger_text(page.device, text);
+  if (port == kVariablePort) reaction = process_message(page.device, text, now);
+  if (port == kStatusPort) reaction = process_status_line(page.device, text, now);
+  const bool by_name = port == 0 || port == kCommandPort;
+  return answer(raise_all(reaction, by_name ? RaisedBy::kName : RaisedBy::kDevice, now));
 }
 
-/// Returns the edits that change steps, and the findings for their text. The input has a line
-/// name=value for each field: do=add, payload, down, delete_step or delete_event, then the event,
-/// the index and the fields of the form.
+/// Returns the bytes of a typed payload ("payload" and "form", which is text or hex), and what is
+/// wrong with them or odd about them.
+KOVO_EXPORT(kovo_typed) std::size_t kovo_typed(std::size_t size) {
+  Json typed = input_json(size);
+  const std::string text = typed.value("payload", "");
+  const bool is_text = typed.value("form", "") != "hex";
+  const std::string bytes = typed_bytes(typed).value_or("");
+  return answer({{"bytes", sent_bytes(bytes)},
+                 {"hex", check::as_hex(bytes, " ")},
+                 {"text", check::text_of_bytes(bytes)},
+                 {"code", is_text ? check::find_unread_code(text) : ""},
+                 {"looks_like_hex", is_text && check::looks_like_hex(text)},
+                 {"error", encode_payload(typed)}});
+}
+
+/// Returns the form of an event, see event_form.h.
+KOVO_EXPORT(kovo_form) std::size_t kovo_form(std::size_t size) {
+  return answer(read_form(page.definition.source, input_text(size)));
+}
+
+/// Returns the edits of a change of an event, see step_edits.h, and the findings that they would
+/// add to the file. The payload of a step is typed, as for kovo_typed.
 KOVO_EXPORT(kovo_edit) std::size_t kovo_edit(std::size_t size) {
-  Fields fields = fields_of(input_text(size));
-  const Edits edits = edits_of(fields);
-  Json json;
-  json["error"] = edits.error;
-  json["looks_like_hex"] = fields["form"] != "hex" && check::looks_like_hex(fields["payload"]);
-  Json& list = json["edits"] = Json::array();
-  for (const Edit& edit : edits.list) list.push_back(edit_json(edit));
-  Json& findings = json["findings"] = Json::array();
-  // Only typed text is checked: moving and deleting must work in a file with mistakes, too.
-  if (fields["do"] != "add" && fields["do"] != "payload") return answer(json);
-  for (const check::Finding& finding : check_edits(page.definition, edits, options_of_page())) {
-    findings.push_back({{"severity", check::severity_name(finding.severity)},
-                        {"text", finding.text},
-                        {"hint", finding.hint}});
+  Json change = input_json(size);
+  Edits edits;
+  for (const char* const part : {"step", "with"}) {
+    if (edits.error.empty() && change.contains(part)) edits.error = encode_payload(change[part]);
   }
-  return answer(json);
+  if (edits.error.empty()) edits = edit_event(page.definition, change);
+  Json list = Json::array();
+  for (const check::Edit& edit : edits.list) list.push_back(check::edit_json(edit));
+  return answer({{"error", edits.error}, {"edits", list}, {"findings", added_findings(edits)}});
+}
+
+KOVO_EXPORT(kovo_close_logs) void kovo_close_logs() {
+  page.logs = Logs();
+}
+
+/// Adds a log: its name, a newline and its text. Returns 0 for a file that is not a log.
+KOVO_EXPORT(kovo_add_log) int kovo_add_log(std::size_t size) {
+  const std::string_view name = until_newline(input_text(size));
+  std::string text(input_text(size).substr(name.size() + 1));
+  return static_cast<int>(check::add_log_part(page.logs.parts, name, std::move(text)));
+}
+
+/// Returns the last blocks of the timeline that pass a filter, as kovocheck log prints them. The
+/// input has "trigger", "failed", "most", "width", and "renew": with new logs or definitions.
+KOVO_EXPORT(kovo_timeline) std::size_t kovo_timeline(std::size_t size) {
+  const Json wanted = input_json(size);
+  auto& [parts, events, main_log, timeline] = page.logs;
+  if (wanted["renew"]) {
+    const std::string_view definitions = page.definition.text;
+    events = {};
+    main_log = {};
+    check::read_log_parts(parts, events, main_log);
+    timeline = check::make_timeline(events, main_log, &definitions);
+  }
+  const check::LogFilter filter{wanted["trigger"], {}, wanted["failed"]};
+  std::vector<const check::TimelineBlock*> passing;
+  std::set<std::string> triggers;
+  for (const check::TimelineBlock& block : timeline.blocks) {
+    triggers.insert(block.trigger);
+    if (check::passes(filter, block)) passing.push_back(&block);
+  }
+  const std::size_t width = wanted["width"];
+  const std::size_t earlier =
+      passing.size() - std::min<std::size_t>(passing.size(), wanted["most"]);
+  Json blocks = Json::array();
+  std::string day;
+  for (std::size_t at = earlier; at < passing.size(); ++at) {
+    const check::TimelineBlock& block = *passing[at];
+    blocks.push_back({{"text", check::block_text(block, width, day)},
+                      {"event", block.event},
+                      {"trigger", block.trigger},
+                      {"failed", block.has_failed}});
+  }
+  return answer({{"blocks", blocks},
+                 {"earlier", earlier},
+                 {"triggers", triggers},
+                 {"summary", check::summary_text(timeline, width, true)}});
 }
 
 }  // namespace kovo::tryout

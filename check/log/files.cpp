@@ -14,6 +14,7 @@
 #include <memory>
 #include <set>
 
+#include "check/log/parts.h"
 #include "check/log/report.h"
 #include "check/words.h"
 #include "core/text.h"
@@ -22,18 +23,11 @@ namespace kovo::check {
 namespace {
 
 constexpr std::size_t kPieceSize = std::size_t{1} << 20;
-constexpr std::int64_t kMostParts = 1'000'000;  // larger suffixes are dates
 constexpr std::size_t kUsualWidth = 80;
 constexpr std::size_t kMinWidth = 40;
 
-struct LogFile {
-  std::string text;
-  std::int64_t age = 0;  // 0 for the current file, larger for older ones
-};
-
 struct Logs {
-  std::vector<LogFile> event_logs;  // oldest first
-  std::vector<LogFile> main_logs;   // oldest first
+  LogParts parts;
   std::set<std::pair<dev_t, ino_t>> seen;
 };
 
@@ -57,19 +51,6 @@ std::string read_file(const std::string& path, std::string& text) {
   return error == Z_ERRNO ? std::strerror(errno) : reason;
 }
 
-/// Returns the age by the name that rotation gives: "kovo.log.1", "kovoevent.log.2.gz" or
-/// "kovoevent.log-20261124".
-std::int64_t age_of(std::string_view path) {
-  std::string_view name = path.substr(path.rfind('/') + 1);
-  if (name.size() > 3 && name.substr(name.size() - 3) == ".gz") name.remove_suffix(3);
-  const std::size_t log = name.find(".log");
-  if (log == std::string_view::npos || log + 5 >= name.size()) return 0;
-  const std::string_view suffix = name.substr(log + 5);
-  if (!is_digits(suffix) || suffix.size() > 12) return 0;
-  const std::int64_t number = std::stoll(std::string(suffix));
-  return name[log + 4] == '-' ? 1'000'000'000'000 - number : number;
-}
-
 std::vector<std::string> files_of(const std::string& directory) {
   std::vector<std::string> files;
   const std::unique_ptr<DIR, int (*)(DIR*)> list(opendir(directory.c_str()), closedir);
@@ -86,15 +67,15 @@ std::vector<std::string> files_of(const std::string& directory) {
 void add_file(Logs& logs, const std::string& path) {
   struct stat info {};
   if (stat(path.c_str(), &info) == 0 && !logs.seen.emplace(info.st_dev, info.st_ino).second) return;
-  LogFile file{{}, age_of(path)};
-  const std::string damage = read_file(path, file.text);
+  std::string text;
+  const std::string damage = read_file(path, text);
   if (!damage.empty()) {
-    print_error(path + ": " + damage + (file.text.empty() ? "" : "; read up to there"));
+    print_error(path + ": " + damage + (text.empty() ? "" : "; read up to there"));
   }
-  if (file.text.empty()) return;
-  const LogKind kind = kind_of_log(file.text);
-  if (kind == LogKind::kNone) return print_error(path + ": not a log of kovotcp");
-  (kind == LogKind::kEventLog ? logs.event_logs : logs.main_logs).push_back(std::move(file));
+  if (text.empty()) return;
+  if (add_log_part(logs.parts, path, std::move(text)) == LogKind::kNone) {
+    print_error(path + ": not a log of kovotcp");
+  }
 }
 
 Logs find_logs(const std::vector<std::string>& paths) {
@@ -106,22 +87,7 @@ Logs find_logs(const std::vector<std::string>& paths) {
       add_file(logs, file);
     }
   }
-  for (std::vector<LogFile>* files : {&logs.event_logs, &logs.main_logs}) {
-    std::stable_sort(files->begin(), files->end(),
-                     [](const LogFile& a, const LogFile& b) { return a.age > b.age; });
-  }
   return logs;
-}
-
-EventLog event_log_of(const Logs& logs) {
-  EventLog log;
-  const LogFile* last = nullptr;
-  for (const LogFile& file : logs.event_logs) {
-    const bool is_gap = last != nullptr && last->age < kMostParts && last->age - file.age > 1;
-    read_event_log(file.text, is_gap, log);
-    last = &file;
-  }
-  return log;
 }
 
 std::size_t terminal_width() {
@@ -152,14 +118,14 @@ std::size_t print_blocks(const Timeline& timeline, const LogFilter& filter, bool
 }  // namespace
 
 LogResult show_logs(const LogOptions& options) {
-  const Logs logs = find_logs(options.paths);
-  if (logs.event_logs.empty() && logs.main_logs.empty()) {
+  Logs logs = find_logs(options.paths);
+  if (logs.parts.event_logs.empty() && logs.parts.main_logs.empty()) {
     print_error("no log of kovotcp found");
     return LogResult::kCannotRead;
   }
-  const EventLog events = event_log_of(logs);
+  EventLog events;
   MainLog main_log;
-  for (const LogFile& file : logs.main_logs) read_main_log(file.text, main_log);
+  read_log_parts(logs.parts, events, main_log);
   LogFilter filter{options.trigger, {}, options.only_failed};
   const LogTime last = events.records.empty() ? 0 : events.records.back().time;
   if (!options.since.empty() && !parse_moment(options.since, last, filter.since.emplace())) {

@@ -16,14 +16,6 @@ export function element<K extends keyof HTMLElementTagNameMap>(
   return created;
 }
 
-/** Creates an SVG element. */
-export function svg(tag: string, attributes: Record<string, string | number>, text = ""): SVGElement {
-  const created = document.createElementNS("http://www.w3.org/2000/svg", tag);
-  for (const [name, value] of Object.entries(attributes)) created.setAttribute(name, String(value));
-  if (text !== "") created.textContent = text;
-  return created;
-}
-
 /** Returns the element with this id; throws if there is none. */
 export function byId<T extends HTMLElement = HTMLElement>(id: string): T {
   const found = document.getElementById(id);
@@ -33,15 +25,6 @@ export function byId<T extends HTMLElement = HTMLElement>(id: string): T {
 
 export function button(label: string, onclick: () => void, properties: Record<string, unknown> = {}) {
   return element("button", { type: "button", onclick, ...properties }, label);
-}
-
-let fields = 0;
-
-/** Returns a control with its label above it. */
-export function field(label: string, control: HTMLElement, className = ""): HTMLElement {
-  control.id ||= `field-${++fields}`;
-  const properties = { className: `field ${className}` };
-  return element("div", properties, element("label", { htmlFor: control.id }, label), control);
 }
 
 /** Asks in a dialog. Returns the label of the chosen button, "" for Cancel and Escape. */

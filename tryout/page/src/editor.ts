@@ -1,22 +1,14 @@
-import { defaultKeymap, history, historyKeymap } from "@codemirror/commands";
+import { defaultKeymap, history, historyKeymap, invertedEffects } from "@codemirror/commands";
+import { redo, redoDepth, undo, undoDepth } from "@codemirror/commands";
 import { HighlightStyle, StreamLanguage, syntaxHighlighting } from "@codemirror/language";
 import { type Diagnostic, lintGutter, lintKeymap, setDiagnostics } from "@codemirror/lint";
 import { highlightSelectionMatches, searchKeymap } from "@codemirror/search";
 import { EditorState, RangeSetBuilder, StateEffect, StateField, type Text } from "@codemirror/state";
-import {
-  Decoration,
-  type DecorationSet,
-  EditorView,
-  WidgetType,
-  drawSelection,
-  highlightActiveLine,
-  highlightActiveLineGutter,
-  highlightSpecialChars,
-  keymap,
-  lineNumbers,
-} from "@codemirror/view";
+import { Decoration, type DecorationSet, EditorView, WidgetType, drawSelection } from "@codemirror/view";
+import { highlightActiveLine, highlightActiveLineGutter, highlightSpecialChars } from "@codemirror/view";
+import { keymap, lineNumbers } from "@codemirror/view";
 import { tags } from "@lezer/highlight";
-import { type Edit, type Encoding, type Finding, toBytes } from "./core";
+import { type Edit, type Encoding, type Finding, type Payload, type StatusValues, toBytes } from "./core";
 import { fixOf } from "./fixes";
 
 /** Shows a payload as text after its line. */
@@ -37,7 +29,7 @@ class PayloadText extends WidgetType {
 
 const maxUnderlined = 2000;
 
-const showPayloads = StateEffect.define<{ line: number; text: string }[]>();
+const showPayloads = StateEffect.define<Payload[]>();
 
 const payloadField = StateField.define<DecorationSet>({
   create: () => Decoration.none,
@@ -50,7 +42,7 @@ const payloadField = StateField.define<DecorationSet>({
   provide: (field) => EditorView.decorations.from(field),
 });
 
-function payloadDecorations(doc: Text, payloads: { line: number; text: string }[]): DecorationSet {
+function payloadDecorations(doc: Text, payloads: Payload[]): DecorationSet {
   const builder = new RangeSetBuilder<Decoration>();
   for (const { line, text } of payloads) {
     if (line > doc.lines) break;
@@ -60,6 +52,18 @@ function payloadDecorations(doc: Text, payloads: { line: number; text: string }[
   }
   return builder.finish();
 }
+
+// The status values belong to the state, so that the history has their changes, too.
+const setStatus = StateEffect.define<StatusValues>();
+
+const statusField = StateField.define<StatusValues>({
+  create: () => ({ values: [], complete: false }),
+  update: (status, { effects }) => effects.find((effect) => effect.is(setStatus))?.value ?? status,
+});
+
+const undoStatus = invertedEffects.of(({ effects, startState }) =>
+  effects.some((effect) => effect.is(setStatus)) ? [setStatus.of(startState.field(statusField))] : [],
+);
 
 const keyAndValue = StreamLanguage.define<{ inValue: boolean }>({
   startState: () => ({ inValue: false }),
@@ -106,20 +110,10 @@ function positionAfter(doc: Text, from: number, bytes: number, encoding: Encodin
   return at;
 }
 
-export interface Editor {
-  text(): string;
-  encoding(): Encoding;
-  /** Replaces the text and clears the undo history. */
-  setText(text: string, encoding: Encoding, unsaved: boolean): void;
-  unsaved(): boolean;
-  markSaved(text: string): void;
-  show(findings: Finding[], payloads: { line: number; text: string }[]): void;
-  apply(edits: Edit[]): void;
-  goTo(line: number, column: number): void;
-}
+export type Editor = ReturnType<typeof createEditor>;
 
-/** Creates the editor. Calls `onChange` after each change of its text. */
-export function createEditor(parent: HTMLElement, onChange: () => void): Editor {
+/** Creates the editor. Calls `onChange` after each change of its text or the status values. */
+export function createEditor(parent: HTMLElement, onChange: () => void) {
   let encoding: Encoding = "utf-8";
   let pending = false;
   const report = () => {
@@ -141,6 +135,8 @@ export function createEditor(parent: HTMLElement, onChange: () => void): Editor 
     highlightSelectionMatches(),
     drawSelection(),
     history(),
+    statusField,
+    undoStatus,
     payloadField,
     keyAndValue,
     syntaxHighlighting(colours),
@@ -148,13 +144,15 @@ export function createEditor(parent: HTMLElement, onChange: () => void): Editor 
     EditorView.contentAttributes.of({ "aria-label": "Definition file", spellcheck: "false", tabindex: "0" }),
     keymap.of([...defaultKeymap, ...historyKeymap, ...searchKeymap, ...lintKeymap]),
     EditorView.updateListener.of((update) => {
-      if (update.docChanged) reportSoon();
+      const { startState, state } = update;
+      if (update.docChanged || startState.field(statusField) !== state.field(statusField)) reportSoon();
     }),
   ];
   const view = new EditorView({ parent, state: EditorState.create({ extensions }) });
   let saved: Text | null = view.state.doc; // null if the file has another text
 
-  const apply = (edits: Edit[]) => {
+  /** Applies edits and scrolls to the last one, which it selects if `select`. */
+  const apply = (edits: Edit[], select = false) => {
     const { doc } = view.state;
     const changes = view.state.changes(
       edits.map((edit) => {
@@ -165,10 +163,13 @@ export function createEditor(parent: HTMLElement, onChange: () => void): Editor 
     );
     const last = edits.at(-1);
     if (last === undefined) return;
-    const at = changes.mapPos(positionOf(doc, last.line, last.column, encoding));
+    const at = positionOf(doc, last.line, last.column, encoding);
+    const anchor = changes.mapPos(at, -1);
+    const head = changes.mapPos(at, 1);
     view.dispatch({
       changes,
-      effects: EditorView.scrollIntoView(at, { y: "nearest" }),
+      selection: select ? { anchor, head } : undefined,
+      effects: EditorView.scrollIntoView(head, { y: select ? "end" : "nearest", yMargin: 30 }),
       userEvent: "input.fix",
     });
   };
@@ -176,17 +177,21 @@ export function createEditor(parent: HTMLElement, onChange: () => void): Editor 
   return {
     text: () => view.state.doc.toString(),
     encoding: () => encoding,
-    setText(text, newEncoding, unsaved) {
+    status: () => view.state.field(statusField),
+    setStatus: (status: StatusValues) => view.dispatch({ effects: setStatus.of(status) }),
+    /** Replaces text and status values, and clears the undo history. */
+    load(text: string, newEncoding: Encoding, unsaved: boolean, status: StatusValues) {
       encoding = newEncoding;
-      view.setState(EditorState.create({ doc: text, extensions }));
+      const withStatus = [statusField.init(() => status), extensions];
+      view.setState(EditorState.create({ doc: text, extensions: withStatus }));
       saved = unsaved ? null : view.state.doc;
       reportSoon();
     },
     unsaved: () => saved === null || !view.state.doc.eq(saved),
-    markSaved(text) {
+    markSaved(text: string) {
       saved = view.state.toText(text);
     },
-    show(findings, payloads) {
+    show(findings: Finding[], payloads: Payload[]) {
       const { doc } = view.state;
       const diagnostics = findings.slice(0, maxUnderlined).map((finding): Diagnostic => {
         const fix = fixOf(finding);
@@ -202,10 +207,14 @@ export function createEditor(parent: HTMLElement, onChange: () => void): Editor 
       view.dispatch(setDiagnostics(view.state, diagnostics), { effects: showPayloads.of(payloads) });
     },
     apply,
-    goTo(line, column) {
+    goTo(line: number, column: number) {
       const anchor = positionOf(view.state.doc, line, column, encoding);
       view.dispatch({ selection: { anchor }, effects: EditorView.scrollIntoView(anchor, { y: "center" }) });
       view.focus();
     },
+    undo: () => void undo(view),
+    redo: () => void redo(view),
+    canUndo: () => undoDepth(view.state) > 0,
+    canRedo: () => redoDepth(view.state) > 0,
   };
 }

@@ -21,8 +21,13 @@ export interface NamedText {
 
 const newFile: NamedText = { name: "kovo.txt", text: "", encoding: "utf-8" };
 
-/** Creates the file buttons, and opens files that are dropped onto the page. */
-export function fileButtons(editor: Editor, maxBytes: number, example: NamedText, reset: () => void) {
+/**
+ * Creates the file buttons, and opens files that are dropped onto the page; `openLogs` those that are
+ * dropped onto the tab Logs.
+ */
+export function fileButtons(
+  editor: Editor, maxBytes: number, example: NamedText, reset: () => void, openLogs: (files: File[]) => void,
+) {
   const pickers = window as unknown as Pickers;
   let handle: Handle | null = null;
   let name = newFile.name;
@@ -38,11 +43,11 @@ export function fileButtons(editor: Editor, maxBytes: number, example: NamedText
     show(editor.unsaved() ? `${name} (unsaved)` : name);
     document.title = `${editor.unsaved() ? "• " : ""}${name} – kovotry`;
   };
-  /** Replaces the text. The next Save writes to `file`; without one it asks for a name. */
-  const load = (text: NamedText, file: Handle | null, unsaved = false) => {
+  /** Replaces the text, and the status values if they are given. The next Save writes to `file`; without one it asks for a name. */
+  const load = (text: NamedText, file: Handle | null, unsaved = false, status = editor.status()) => {
     handle = file;
     name = text.name;
-    editor.setText(text.text, text.encoding, unsaved);
+    editor.load(text.text, text.encoding, unsaved, status);
     showName();
   };
 
@@ -113,6 +118,9 @@ export function fileButtons(editor: Editor, maxBytes: number, example: NamedText
       const file = event.dataTransfer?.files[0];
       if (file === undefined) return;
       event.preventDefault(); // the editor would put it into the text
+      if ((event.target as Element).closest?.(".tabs-section") && document.body.dataset.tab === "Logs") {
+        return openLogs([...(event.dataTransfer?.files ?? [])]);
+      }
       void attempt(async () => {
         if (await mayReplace()) await read(file, null);
       });

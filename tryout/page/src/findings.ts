@@ -1,9 +1,12 @@
+import { html, nothing, render, svg } from "lit-html";
+import { repeat } from "lit-html/directives/repeat.js";
 import type { Finding, Findings, Severity } from "./core";
-import { button, byId, counted, element, svg } from "./dom";
+import { byId, counted } from "./dom";
 import type { Editor } from "./editor";
 import { fixOf } from "./fixes";
 
 const maxShown = 200;
+const order: Severity[] = ["error", "warning", "note"];
 
 // The shapes differ, not only the colours, for users who cannot distinguish those.
 const shapes: Record<Severity, string> = {
@@ -12,72 +15,46 @@ const shapes: Record<Severity, string> = {
   note: "M8 1a7 7 0 1 0 .01 0z",
 };
 
-function icon(severity: Severity): SVGElement {
-  const made = svg("svg", { viewBox: "0 0 16 16", width: 14, height: 14, class: severity, "aria-hidden": "true" });
-  made.append(svg("path", { d: shapes[severity] }));
-  return made;
-}
-
-interface Item {
-  finding: Finding;
-  place: HTMLElement;
-  shown: HTMLLIElement;
-}
-
-function makeItem(finding: Finding, editor: Editor): Item {
-  const place = element("span", { className: "place" });
-  const fix = fixOf(finding);
-  const item: Item = { finding, place, shown: element("li") };
-  item.shown.append(
-    element(
-      "button",
-      { type: "button", className: "finding", onclick: () => editor.goTo(item.finding.line, item.finding.column) },
-      icon(finding.severity),
-      place,
-      element("span", { className: "severity" }, finding.severity),
-      element("span", { className: "text" }, finding.text, " ", element("code", {}, finding.rule)),
-    ),
-    element(
-      "div",
-      { className: "hint" },
-      element("span", {}, finding.hint),
-      fix && button(fix.label, () => editor.apply(fixOf(item.finding)?.edits ?? []), { className: "fix" }),
-    ),
-  );
-  return item;
-}
+const icon = (severity: Severity) =>
+  html`<svg viewBox="0 0 16 16" width="14" height="14" class=${severity} aria-hidden="true">
+    ${svg`<path d=${shapes[severity]} />`}</svg>`;
 
 function summary({ errors, warnings, notes }: Findings): string {
   if (errors + warnings + notes === 0) return "none";
   return [counted(errors, "error"), counted(warnings, "warning"), counted(notes, "note")].join(", ");
 }
 
-const keyOf = ({ rule, text, hint, fix }: Finding) => JSON.stringify([rule, text, hint, fix]);
-
-/** Creates the list of findings. An item that is still up to date stays, with its new line number. */
+/** Creates the list of findings: errors first, each severity in the order of lines. */
 export function findingsList(editor: Editor) {
-  let items = new Map<string, Item[]>();
-  const more = element("li", { className: "hint" });
+  const item = (finding: Finding) => {
+    const fix = fixOf(finding);
+    return html`<li>
+      <button type="button" class="finding" @click=${() => editor.goTo(finding.line, finding.column)}>
+        ${icon(finding.severity)}<span class="place">Line ${finding.line}</span>
+        <span class="severity">${finding.severity}</span>
+        <span class="text">${finding.text} <code>${finding.rule}</code></span>
+      </button>
+      <div class="hint"><span>${finding.hint}</span>
+        ${fix === null ? nothing
+          : html`<button type="button" class="fix" @click=${() => editor.apply(fix.edits)}>${fix.label}</button>`}
+      </div>
+    </li>`;
+  };
   return (report: Findings) => {
-    const old = items;
-    items = new Map();
-    const shown = report.findings.slice(0, maxShown).map((finding) => {
-      const key = keyOf(finding);
-      const item = old.get(key)?.shift() ?? makeItem(finding, editor);
-      items.set(key, [...(items.get(key) ?? []), item]);
-      if (item.place.textContent !== `Line ${finding.line}`) item.place.textContent = `Line ${finding.line}`;
-      item.finding = finding;
-      return item.shown;
-    });
-    for (const left of [...old.values()].flat()) left.shown.remove();
-    const list = byId("findings");
-    shown.forEach((item, at) => {
-      if (list.children[at] !== item) list.insertBefore(item, list.children[at] ?? null);
-    });
-    const hidden = report.findings.length - maxShown;
-    more.textContent = `and ${hidden} more`;
-    if (hidden > 0) list.append(more);
-    else more.remove();
+    const sorted = order.flatMap((severity) => report.findings.filter((each) => each.severity === severity));
+    const seen = new Map<string, number>();
+    /** Equal for the same finding in another line, so that its button keeps the focus. */
+    const keyOf = ({ rule, text, hint, fix }: Finding) => {
+      const key = JSON.stringify([rule, text, hint, fix]);
+      seen.set(key, (seen.get(key) ?? 0) + 1);
+      return `${key}${seen.get(key)}`;
+    };
+    const hidden = sorted.length - maxShown;
+    render(
+      html`${repeat(sorted.slice(0, maxShown), keyOf, item)}
+        ${hidden > 0 ? html`<li class="hint">and ${hidden} more</li>` : nothing}`,
+      byId("findings"),
+    );
     const count = byId("findings-count");
     if (count.textContent !== summary(report)) count.textContent = summary(report);
   };

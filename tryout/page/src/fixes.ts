@@ -12,9 +12,14 @@ export function fixOf(finding: Finding): Fix | null {
   return { label: labelOf(finding, fix), edits: [...(also ?? []), { line, column, length, text: fix }] };
 }
 
-function labelOf({ rule, length }: Finding, text: string): string {
+/** The fix may be part of a word: the hint has the whole one. */
+function labelOf({ rule, length, hint }: Finding, text: string): string {
   if (rule === "line-end" && length === 1) return "Use Unix line endings";
-  if (text === "") return "Remove it";
-  if (rule === "placeholder") return `Write {{${text.replace(/../g, (hex) => String.fromCharCode(Number.parseInt(hex, 16)))}}}`;
-  return `Write ${text === "=" ? "=" : JSON.stringify(text)}`;
+  if (rule === "placeholder") {
+    const name = text.replace(/../g, (hex) => String.fromCharCode(Number.parseInt(hex, 16)));
+    return `Write {{${name}}}`;
+  }
+  const word = /^write ([^\s;]+)(;|$)/.exec(hint)?.[1];
+  if (word !== undefined) return `Write "${word}"`;
+  return text === "" ? "Remove it" : `Write ${text === "=" ? text : JSON.stringify(text)}`;
 }

@@ -1,16 +1,17 @@
 import exampleText from "../../../docs/examples/kovo.txt?raw";
 import exampleStatus from "../status.txt?raw";
 import { TrialClock } from "./clock";
-import { type Reaction, embeddedCore, toBytes } from "./core";
-import { ask, byId } from "./dom";
+import { type Reaction, type StatusValues, embeddedCore, toBytes } from "./core";
+import { announce, ask, button, byId } from "./dom";
 import { devicePanel } from "./device";
 import { createEditor } from "./editor";
 import { eventsPanel } from "./events";
 import { fileButtons } from "./files";
 import { findingsList } from "./findings";
+import { logsPanel } from "./logs";
 import { newStepPanel } from "./newstep";
 import { statusPanel } from "./status";
-import { type Stored, clear, load, store } from "./storage";
+import { type Stored, clear, load, store, valuesOfLines } from "./storage";
 import { showTabs } from "./tabs";
 import { Timeline } from "./timeline";
 
@@ -19,7 +20,7 @@ const example: Stored = {
   text: exampleText,
   encoding: "utf-8",
   unsaved: false,
-  status: { lines: exampleStatus, complete: false },
+  status: { values: valuesOfLines(exampleStatus), complete: false },
   product: "",
 };
 
@@ -28,19 +29,26 @@ const maxBytes = core.vocabulary().limits.file_bytes;
 const clock = new TrialClock();
 const timeline = new Timeline(clock);
 const editor = createEditor(byId("editor"), textChanged);
-const files = fileButtons(editor, maxBytes, example, () => void reset());
+const files = fileButtons(editor, maxBytes, example, () => void reset(), (dropped) => void logs.open(dropped));
 const showFindings = findingsList(editor);
 const fire = (trigger: string) => react(core.raise(trigger, clock.now()));
-const events = eventsPanel({ core, editor, fire, fileName: files.name });
-const newStep = newStepPanel(core, editor);
-const status = statusPanel(core, (values) => {
-  core.setStatus(values.lines, values.complete);
-  check();
-  storeSoon();
+const place = { core, editor, refresh: showEvents };
+const events = eventsPanel({ ...place, fire, fileName: files.name });
+const newStep = newStepPanel(place);
+const status = statusPanel(core, editor.setStatus);
+const logs = logsPanel(core, (name, trigger) => {
+  const event = core.events().find((each) => (name === "" ? each.trigger === trigger : each.name === name));
+  if (event === undefined) announce(`The definition file has no event for ${trigger}`);
+  else editor.goTo(event.line, 1);
 });
 const device = devicePanel({ core, clock, react, productChanged });
 
+const undo = button("Undo", () => (editor.undo(), announce("Undone")), { id: "undo", title: "Ctrl+Z" });
+const redo = button("Redo", () => (editor.redo(), announce("Redone")), { id: "redo", title: "Ctrl+Y" });
+byId("edit-buttons").append(undo, redo);
+
 let product = "";
+let shownStatus: StatusValues | null = null;
 let eventsTimer = 0;
 let storeTimer = 0;
 
@@ -56,27 +64,37 @@ function productChanged(name: string): void {
 }
 
 function textChanged(): void {
+  if (shownStatus !== editor.status()) {
+    shownStatus = editor.status();
+    core.setStatus(shownStatus);
+    status.show(shownStatus);
+  }
   const bytes = toBytes(editor.text(), editor.encoding());
   const tooLarge = bytes.length > maxBytes;
-  core.setDefinition(tooLarge ? new Uint8Array() : bytes);
+  core.setDefinition(tooLarge ? new Uint8Array() : bytes, editor.encoding());
   check();
   if (tooLarge) byId("findings-count").textContent = "not checked: the file is too large";
   files.showName();
+  undo.setAttribute("aria-disabled", String(!editor.canUndo()));
+  redo.setAttribute("aria-disabled", String(!editor.canRedo()));
   storeSoon();
 }
 
 /** Updates the findings at once, and the events 120 ms after the last keystroke: they take longer. */
 function check(): void {
   const report = core.findings();
-  const payloads = core.payloadTexts();
-  editor.show(report.findings, payloads);
+  editor.show(report.findings, core.payloadTexts());
   showFindings(report);
   clearTimeout(eventsTimer);
-  eventsTimer = window.setTimeout(() => {
-    const found = core.events();
-    events.show(found, payloads);
-    newStep.show(found.map((event) => event.name), device.triggers());
-  }, 120);
+  eventsTimer = window.setTimeout(showEvents, 120);
+}
+
+function showEvents(): void {
+  clearTimeout(eventsTimer);
+  logs.show(true);
+  const found = core.events();
+  events.show(found);
+  newStep.show(found.map((event) => event.name), device.triggers());
 }
 
 function storeNow(): void {
@@ -88,7 +106,7 @@ function storeNow(): void {
     text: editor.text(),
     encoding: editor.encoding(),
     unsaved: editor.unsaved(),
-    status: status.values(),
+    status: editor.status(),
     product,
   });
 }
@@ -99,11 +117,9 @@ function storeSoon(): void {
 }
 
 function begin(stored: Stored): void {
-  status.show(stored.status);
-  core.setStatus(stored.status.lines, stored.status.complete);
   product = stored.product;
   device.start(product);
-  files.load(stored, null, stored.unsaved);
+  files.load(stored, null, stored.unsaved, stored.status);
 }
 
 async function reset(): Promise<void> {
@@ -117,6 +133,14 @@ async function reset(): Promise<void> {
   });
 }
 
+// Fields have an undo of their own, and so has the editor.
+document.addEventListener("keydown", (event) => {
+  const { key, ctrlKey, metaKey, shiftKey, target } = event;
+  const within = (target as Element).closest?.("input:not([type=checkbox]), textarea, .cm-editor, dialog");
+  if (within || !(ctrlKey || metaKey) || !/^[zy]$/i.test(key)) return;
+  event.preventDefault();
+  (key.toLowerCase() === "y" || shiftKey ? redo : undo).click();
+});
 window.addEventListener("pagehide", storeNow);
 byId("fast").addEventListener("change", (event) => {
   clock.setSpeed((event.target as HTMLInputElement).checked ? 10 : 1);
@@ -127,5 +151,6 @@ showTabs([
   ["Device", device.panel],
   ["Status values", status.panel],
   ["New step", newStep.panel, newStep.update],
+  ["Logs", logs.panel, () => logs.show(false)],
 ]);
 begin(load() ?? example);

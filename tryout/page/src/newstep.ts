@@ -1,98 +1,110 @@
-import type { Core } from "./core";
-import { announce, element, field } from "./dom";
-import { applyEdit, problemsOf, textOrHex } from "./editing";
-import type { Editor } from "./editor";
+import { html, render } from "lit-html";
+import { live } from "lit-html/directives/live.js";
+import type { Change, Editing, EventForm, StepForm } from "./core";
+import { announce, element } from "./dom";
+import { type Workplace, applyChange, problemsOf, protocols, sendsStatus } from "./editing";
+import { PayloadField } from "./payload";
+
+type Values = Record<"event" | "trigger" | "event_delay" | "protocol" | "address" | "port" | "delay", string>;
+
+const empty: Values = {
+  event: "", trigger: "", event_delay: "", protocol: "UDP", address: "", port: "", delay: "",
+};
 
 /** Creates the form that adds a step. */
-export function newStepPanel(core: Core, editor: Editor) {
-  const preview = element("pre", { className: "preview", role: "group", "aria-label": "Lines of the new step" });
-  const problem = element("p", { className: "remark lines", role: "status" });
-  const input = (name: string, properties: Record<string, unknown> = {}) =>
-    element("input", { name, spellcheck: false, autocomplete: "off", ...properties });
-  const select = (name: string, ...options: [string, string][]) =>
-    element("select", { name }, ...options.map(([value, label]) => element("option", { value }, label)));
-  const list = (id: string, control: HTMLElement) => {
-    control.setAttribute("list", id);
-    return element("datalist", { id });
-  };
-
-  const event = input("event");
-  const events = list("event-names", event);
-  const trigger = input("trigger");
-  const triggers = list("trigger-names", trigger);
-  const ofNewEvent = [field("Trigger", trigger), field("Event delay (s)", input("event_delay", { inputMode: "numeric" }))];
-  const payload = input("payload");
-  const form = textOrHex();
-  const ofPayload = [field("Payload", payload, "wide"), field("Payload format", form, "narrow")];
-  const note = element("p", { className: "quiet" });
-  const notes: Record<string, string> = {
-    text: "\\r, \\n, \\t, \\x1B, <CR>, <LF>, $0D and %0D are one byte each, and \\\\ is a backslash. {{name}} is replaced by a status value.",
-    hex: "Two digits for each byte. 0x, \\x, $ and % before them are ignored, and so are blanks, quotes and the characters , : ; -",
-  };
-  const panel = element(
-    "form",
-    {},
-    element(
-      "div",
-      { className: "fields" },
-      field("Event", event),
-      ...ofNewEvent,
-      field("Sends", select("sends", ["payload", "payload"], ["status", "the device’s status"])),
-      field("Protocol", select("protocol", ["UDP", "UDP"], ["TCP", "TCP"])),
-      field("Address", input("address")),
-      field("Port", input("port", { inputMode: "numeric" })),
-      field("Delay after previous step (ms)", input("delay", { inputMode: "numeric" })),
-      ...ofPayload,
-    ),
-    problem,
-    element("button", { type: "submit" }, "Add step"),
-    note,
-    preview,
-    events,
-    triggers,
-  );
-
+export function newStepPanel(place: Workplace) {
+  const { core } = place;
+  const panel = element("form", { id: "new-step", onsubmit: (event: Event) => (event.preventDefault(), void add()) });
+  const payload = new PayloadField();
+  payload.core = core;
+  payload.className = "fields";
   let names: string[] = [];
-  const wanted = () => {
-    const fields: Record<string, string> = { do: "add" };
-    for (const [name, value] of new FormData(panel)) fields[name] = String(value);
-    return fields;
+  let triggers: string[] = [];
+  let values = empty;
+  let typed = new Set<string>(); // the fields that the user has filled in
+  let message = "";
+
+  const change = (): Change => {
+    const { event, trigger, event_delay, protocol, address, port, delay } = values;
+    const step: StepForm = { protocol, address, port, delay: delay || "0" };
+    const sent = sendsStatus(protocol) ? {} : payload.typed;
+    const ofNew: Partial<EventForm> = { trigger: trigger || event, delay: event_delay };
+    return { do: "add_step", event, step: { ...step, ...sent }, ...(names.includes(event) ? {} : { with: ofNew }) };
   };
-  const update = () => {
-    const fields = wanted();
-    for (const each of ofNewEvent) each.hidden = names.includes(event.value);
-    for (const each of ofPayload) each.hidden = fields.sends === "status";
-    note.textContent = notes[form.value] ?? "";
-    note.hidden = fields.sends === "status";
-    const editing = core.edit(fields);
-    problem.textContent = event.value === "" ? "" : problemsOf(editing);
-    preview.textContent = editing.edits
-      .map(({ text }) => (text.includes("=") ? text.trim() : `${event.value}Count=${text}`))
-      .join("\n");
-    preview.hidden = editing.edits.length === 0;
+  /** A new step of an event begins with the destination of its last one. */
+  const copyDestination = () => {
+    const last = core.form(values.event).steps.at(-1) ?? {};
+    for (const name of ["protocol", "address", "port"] as const) {
+      if (!typed.has(name)) values = { ...values, [name]: last[name] ?? empty[name] };
+    }
+  };
+  const set = (name: keyof Values) => ({ target }: Event) => {
+    values = { ...values, [name]: (target as HTMLInputElement).value };
+    typed.add(name);
+    if (name === "event") copyDestination();
+    message = "";
+    update();
   };
   const add = async () => {
-    const added = await applyEdit(core, editor, wanted());
+    const wanted = change();
+    const count = core.form(values.event).steps.length;
+    const { applied, problems } = await applyChange(place, wanted, true);
+    if (!applied) {
+      message = problems;
+      return update();
+    }
+    const { event, protocol, address, port } = values;
+    message = `Added: step ${count} of ${event}, ${protocol.slice(0, 3)} ${address}:${port}`;
+    announce(message);
+    values = { ...empty, event };
+    typed = new Set();
+    copyDestination();
+    payload.payload = "";
     update();
-    problem.textContent = added ? "" : problemsOf(core.edit(wanted()));
-    if (!added) return problem.scrollIntoView({ block: "nearest" });
-    announce(`Step of ${event.value} added`);
-    panel.reset();
-    event.focus();
+    payload.querySelector("input")?.focus();
   };
-  panel.addEventListener("input", update);
-  panel.addEventListener("submit", (submitted) => {
-    submitted.preventDefault();
-    void add();
-  });
+  payload.addEventListener("input", () => ((message = ""), update()));
+
+  const field = (name: keyof Values, label: string, list = "") =>
+    html`<label class="field">${label}
+      <input name=${name} list=${list} .value=${live(values[name])} @input=${set(name)}
+        spellcheck="false" autocomplete="off" /></label>`;
+  const options = (texts: string[]) => texts.map((text) => html`<option value=${text}></option>`);
+  const preview = ({ edits }: Editing) => edits.map(({ text }) => text.trim()).join("\n");
+
+  const update = () => {
+    const editing = core.edit(change());
+    const isNew = !names.includes(values.event);
+    payload.hidden = sendsStatus(values.protocol);
+    const problems = message || (values.event === "" ? "" : problemsOf(editing));
+    render(
+      html`<div class="fields">
+          ${field("event", "Event", "event-names")}
+          ${isNew ? [field("trigger", "Trigger", "trigger-names"), field("event_delay", "Event delay (s)")] : ""}
+          <label class="field">Protocol
+            <select aria-label="Protocol" @input=${set("protocol")} .value=${live(values.protocol)}>
+              ${protocols.map(([value, label]) => html`<option value=${value}>${label}</option>`)}
+            </select></label>
+          ${field("address", "Address")} ${field("port", "Port")}
+          ${field("delay", "Delay after previous step (ms)")}
+        </div>
+        ${payload}
+        <div class="row"><button type="submit">Add step</button>
+          <p class=${message.startsWith("Added") ? "lines" : "remark lines"} role="status">${problems}</p></div>
+        <pre class="preview" role="group" aria-label="Lines of the new step"
+          ?hidden=${editing.edits.length === 0}>${preview(editing)}</pre>
+        <datalist id="event-names">${options(names)}</datalist>
+        <datalist id="trigger-names">${options(triggers)}</datalist>`,
+      panel,
+    );
+  };
 
   return {
     panel,
     /** Updates the names of the file's events and the product's triggers, which the fields suggest. */
     show(newNames: string[], newTriggers: string[]) {
       names = newNames;
-      events.replaceChildren(...names.map((value) => element("option", { value })));
-      triggers.replaceChildren(...newTriggers.map((value) => element("option", { value })));
+      triggers = newTriggers;
       if (panel.checkVisibility()) update();
     },
     update,

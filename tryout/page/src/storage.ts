@@ -1,5 +1,5 @@
+import type { StatusValues } from "./core";
 import type { NamedText } from "./files";
-import type { StatusValues } from "./status";
 
 export interface Stored extends NamedText {
   unsaved: boolean;
@@ -9,11 +9,18 @@ export interface Stored extends NamedText {
 
 const key = "kovotry";
 
+/** Returns the pairs of lines name=value. */
+export function valuesOfLines(lines: string): StatusValues["values"] {
+  return [...lines.matchAll(/^([^=\n]+)=(.*)$/gm)].map(([, name = "", value = ""]) => [name, value]);
+}
+
 /** Returns what this browser has stored; null if there is nothing valid. */
 export function load(): Stored | null {
   try {
     const stored = JSON.parse(localStorage.getItem(key) ?? "null") as Stored | null;
-    return typeof stored?.text === "string" && typeof stored.status?.lines === "string" ? stored : null;
+    if (typeof stored?.text !== "string") return null;
+    const { values, lines = "", complete = false } = stored.status as StatusValues & { lines?: string };
+    return { ...stored, status: { values: values ?? valuesOfLines(lines), complete } }; // older pages stored lines
   } catch {
     return null;
   }

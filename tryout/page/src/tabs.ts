@@ -12,6 +12,7 @@ export function showTabs(tabs: [label: string, content: HTMLElement, onSelect?: 
     panels.forEach((panel, each) => {
       panel.hidden = each !== at;
     });
+    document.body.dataset.tab = tabs[at]?.[0] ?? "";
     tabs[at]?.[2]?.();
   };
   tabs.forEach(([label, content], at) => {

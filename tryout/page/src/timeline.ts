@@ -1,6 +1,7 @@
+import { html, nothing, render, svg } from "lit-html";
 import type { TrialClock } from "./clock";
 import type { Outcome, Run, Step } from "./core";
-import { announce, byId, counted, element, svg } from "./dom";
+import { announce, byId, counted } from "./dom";
 import { content, destination, loss } from "./events";
 
 const laneHeight = 38;
@@ -12,8 +13,11 @@ interface Mark {
   run: Run;
   step: Step;
   outcome: Outcome;
-  shape: SVGElement;
-  listed: boolean;
+}
+/** A row of the table: a run without a mark, or a message. */
+interface Row extends Partial<Mark> {
+  run: Run;
+  ms: number;
 }
 
 /** Returns the distance of ticks: 1, 2 or 5 times a power of ten, for at most `most` ticks. */
@@ -25,202 +29,148 @@ function tickDistance(span: number, most: number): number {
   }
 }
 
-export function timeText(ms: number): string {
+function timeText(ms: number): string {
   return ms < 10_000 ? `${ms} ms` : `${Number((ms / 1000).toFixed(2))} s`;
 }
 
 // The shapes differ, not only the colours, for users who cannot distinguish those.
-function shapeOf(step: Step, outcome: Outcome): SVGElement {
-  const kind = !outcome.sent ? "lost" : step.sends === "status" ? "status" : step.transport.toLowerCase();
-  const paths: Record<string, string> = {
-    udp: "M0-6a6 6 0 1 0 .01 0z",
-    tcp: "M-5.5-5.5h11v11h-11z",
-    status: "M0-7.5L7.5 0 0 7.5-7.5 0z",
-    lost: "M-5-5L5 5M-5 5L5-5",
-  };
-  return svg("path", { d: paths[kind] ?? "", class: `mark ${kind}` });
-}
+const shapes: Record<string, string> = {
+  udp: "M0-6a6 6 0 1 0 .01 0z",
+  tcp: "M-5.5-5.5h11v11h-11z",
+  status: "M0-7.5L7.5 0 0 7.5-7.5 0z",
+  lost: "M-5-5L5 5M-5 5L5-5",
+};
+const shape = (kind: string, reached: boolean, place = "") =>
+  svg`<path d=${shapes[kind] ?? ""} transform=${place} class=${`mark ${kind}${reached ? " reached" : ""}`} />`;
+const legend = Object.entries({ udp: "UDP", tcp: "TCP", status: "device status", lost: "not sent" });
 
-function legend(): HTMLElement {
-  const entry = (kind: string, text: string) => {
-    const step = { sends: kind === "status" ? "status" : "payload", transport: kind.toUpperCase() } as Step;
-    const icon = svg("svg", { viewBox: "-8 -8 16 16", width: 14, height: 14, "aria-hidden": "true" });
-    const shape = shapeOf(step, { leaves_ms: 0, sent: kind !== "lost", why: "" });
-    shape.classList.add("reached");
-    icon.append(shape);
-    return element("span", {}, icon, ` ${text}`);
-  };
-  return element(
-    "p",
-    { className: "legend" },
-    entry("udp", "UDP"),
-    entry("tcp", "TCP"),
-    entry("status", "device status"),
-    entry("lost", "not sent"),
-  );
+function story({ event, runs, why }: Run): string {
+  if (!runs) return `${event.name} is ${why}`;
+  const wait = event.delay_s > 0 ? `, after ${event.delay_s} s` : "";
+  return `${event.trigger} fires ${event.name}${wait}: ${counted(event.steps.length, "step")}`;
 }
 
 export class Timeline {
   private runs: Run[] = [];
-  private marks: Mark[] = [];
-  private origin = 0;
+  private due: Mark[] = []; // not listed yet, in the order in which they leave
+  private rows: Row[] = [];
+  private origin = 0; // of the drawing
   private end = 0;
   private frame = 0;
-  private readonly head = svg("line", { class: "head", y1: 0 });
-  private readonly drawing = svg("svg", { role: "img" });
-  private readonly rows = byId("messages").querySelector("tbody") as HTMLElement;
 
   constructor(private readonly clock: TrialClock) {
-    byId("timeline").append(this.drawing, legend());
     new ResizeObserver(() => this.draw()).observe(byId("timeline"));
-    this.draw();
   }
 
   /** Plays a run: on the timeline of those that are still playing, otherwise on a new one. */
   play(run: Run): void {
     if (this.frame === 0) {
       this.runs = [];
-      this.marks = [];
-      this.origin = run.raised_ms;
-      this.end = this.origin;
+      this.origin = this.end = run.raised_ms;
     }
     this.runs.push(run);
-    const last = Math.max(run.starts_ms, ...run.outcomes.map((outcome) => outcome.leaves_ms));
-    this.end = Math.max(this.end, run.runs ? last : run.raised_ms);
-    if (run.runs) this.addMarks(run);
-    this.addRow("fired", run.raised_ms, [element("td", { colSpan: 3 }, this.story(run))]);
-    this.draw();
+    const leaves = run.outcomes.map((outcome) => outcome.leaves_ms);
+    this.end = Math.max(this.end, run.runs ? Math.max(run.starts_ms, ...leaves) : run.raised_ms);
+    run.event.steps.forEach((step, at) => {
+      const outcome = run.outcomes[at];
+      if (outcome !== undefined && run.runs) this.due.push({ run, step, outcome });
+    });
+    this.due.sort((a, b) => a.outcome.leaves_ms - b.outcome.leaves_ms);
+    this.list([{ run, ms: run.raised_ms - this.origin }]);
     if (this.frame === 0) this.frame = requestAnimationFrame(() => this.tick());
-    announce(this.story(run));
+    announce(story(run));
   }
 
   clear(): void {
     cancelAnimationFrame(this.frame);
     this.frame = 0;
     this.runs = [];
-    this.marks = [];
-    this.rows.replaceChildren();
-    this.draw();
-  }
-
-  private addMarks(run: Run): void {
-    run.event.steps.forEach((step, at) => {
-      const outcome = run.outcomes[at];
-      if (outcome === undefined) return;
-      this.marks.push({ run, step, outcome, shape: shapeOf(step, outcome), listed: false });
-    });
-  }
-
-  private story({ event, runs, why }: Run): string {
-    if (!runs) return `${event.name} is ${why}`;
-    const wait = event.delay_s > 0 ? `, after ${event.delay_s} s` : "";
-    return `${event.trigger} fires ${event.name}${wait}: ${counted(event.steps.length, "step")}`;
+    this.due = [];
+    this.rows = [];
+    this.list([]);
   }
 
   private tick(): void {
     const now = this.clock.ms();
-    for (const mark of this.marks) {
-      if (!mark.listed && mark.outcome.leaves_ms <= now) this.list(mark);
-    }
-    this.moveHead(now);
+    const waiting = this.due.findIndex(({ outcome }) => outcome.leaves_ms > now);
+    const sent = this.due.splice(0, waiting < 0 ? this.due.length : waiting);
     const over = now > this.end;
     this.frame = over ? 0 : requestAnimationFrame(() => this.tick());
+    if (sent.length > 0) this.list(sent.map((mark) => ({ ...mark, ms: mark.outcome.leaves_ms - this.origin })));
+    else this.draw();
     if (over) announce("Finished");
   }
 
-  private list(mark: Mark): void {
-    const { run, step, outcome, shape } = mark;
-    mark.listed = true;
-    shape.classList.add("reached");
-    const lost = outcome.sent ? loss(step) : outcome.why;
-    const shown = outcome.sent && step.sends === "payload";
-    this.addRow(outcome.sent ? "sent" : "lost", outcome.leaves_ms, [
-      element("td", {}, `${run.event.name} ${step.index}`),
-      element("td", {}, destination(step)),
-      element(
-        "td",
-        {},
-        step.sends === "nothing" ? null : element("code", { className: step.sends === "payload" ? "payload" : "payload plain" }, content(step)),
-        shown && step.hex !== null ? element("code", { className: "hex" }, step.hex.replace(/..(?=.)/g, "$& ")) : null,
-        shown ? element("span", { className: "quiet" }, step.bytes === null ? "length unknown" : counted(step.bytes, "byte")) : null,
-        lost === "" ? null : element("span", { className: "remark" }, lost),
-      ),
-    ]);
-  }
-
-  private addRow(className: string, ms: number, cells: HTMLElement[]): void {
-    const time = element("td", { className: "number" }, timeText(ms - this.origin));
-    this.rows.append(element("tr", { className }, time, ...cells));
-    while (this.rows.children.length > maxRows) this.rows.firstElementChild?.remove();
-    const box = this.rows.closest(".scroll");
+  /** Adds rows to the table. */
+  private list(rows: Row[]): void {
+    this.rows = [...this.rows, ...rows].slice(-maxRows);
+    const table = byId("messages").querySelector("tbody") as HTMLElement;
+    render(this.rows.map((row) => this.row(row)), table);
+    const box = table.closest(".scroll");
     if (box !== null) box.scrollTop = box.scrollHeight;
+    this.draw();
   }
 
-  private get width(): number {
-    return Math.max(byId("timeline").clientWidth, 200);
-  }
-
-  private get span(): number {
-    return Math.max(this.end - this.origin, 400) * 1.05;
-  }
-
-  private x(ms: number): number {
-    return margin + ((ms - this.origin) / this.span) * (this.width - 2 * margin);
-  }
-
-  private moveHead(now: number): void {
-    const x = this.x(Math.min(now, this.origin + this.span));
-    this.head.setAttribute("x1", String(x));
-    this.head.setAttribute("x2", String(x));
+  private row({ run, step, outcome, ms }: Row) {
+    const time = html`<td class="number">${timeText(ms)}</td>`;
+    if (step === undefined || outcome === undefined) {
+      return html`<tr class="fired">${time}<td colspan="3">${story(run)}</td></tr>`;
+    }
+    const remark = outcome.sent ? loss(step) : outcome.why;
+    const isShown = outcome.sent && step.sends === "payload";
+    return html`<tr class=${outcome.sent ? "sent" : "lost"}>${time}
+      <td>${run.event.name} ${step.index}</td><td>${destination(step)}</td>
+      <td>${step.sends === "nothing" ? nothing
+          : html`<code class=${step.sends === "payload" ? "payload" : "payload plain"}>${content(step)}</code>`}
+        ${isShown && step.hex !== null ? html`<code class="hex">${step.hex.replace(/..(?=.)/g, "$& ")}</code>` : nothing}
+        ${isShown ? html`<span class="quiet">${
+          step.bytes === null ? "length unknown" : counted(step.bytes, "byte")}</span>` : nothing}
+        ${remark === "" ? nothing : html`<span class="remark">${remark}</span>`}</td></tr>`;
   }
 
   private draw(): void {
+    const width = Math.max(byId("timeline").clientWidth, 200);
     const height = Math.max(this.runs.length, 1) * laneHeight + axisHeight;
-    this.drawing.replaceChildren();
-    this.drawing.setAttribute("viewBox", `0 0 ${this.width} ${height}`);
-    this.drawing.setAttribute("height", String(height));
-    this.drawing.setAttribute("aria-label", `Timeline: ${this.runs.map((run) => this.story(run)).join("; ") || "empty"}`);
-    this.drawTicks(height - axisHeight);
-    this.runs.forEach((run, lane) => this.drawLane(run, lane * laneHeight));
-    if (this.runs.length === 0) {
-      const text = "Fire an event or send a message to the device.";
-      this.drawing.append(svg("text", { x: margin, y: 24, class: "quiet" }, text));
-      return;
-    }
-    this.head.setAttribute("y2", String(height - axisHeight));
-    this.drawing.append(this.head);
-    this.moveHead(this.frame === 0 ? this.end : this.clock.ms());
-  }
-
-  private drawTicks(bottom: number): void {
-    const distance = tickDistance(this.span, Math.max(2, Math.floor(this.width / 90)));
-    for (let at = 0; at <= this.span; at += distance) {
-      const x = this.x(this.origin + at);
-      const anchor = at === 0 ? "start" : "middle";
-      this.drawing.append(
-        svg("line", { x1: x, x2: x, y1: 0, y2: bottom + 4, class: "tick" }),
-        svg("text", { x: at === 0 ? x - 4 : x, y: bottom + 18, "text-anchor": anchor, class: "quiet" }, timeText(at)),
-      );
-    }
-  }
-
-  private drawLane(run: Run, top: number): void {
-    const y = top + 26;
-    const from = this.x(run.raised_ms);
-    const last = Math.max(run.starts_ms, ...run.outcomes.map((outcome) => outcome.leaves_ms));
-    this.drawing.append(svg("text", { x: from - 4, y: top + 13, class: "lane" }, run.runs ? run.event.name : this.story(run)));
-    if (!run.runs) {
-      this.drawing.append(svg("path", { d: "M-5-5L5 5M-5 5L5-5", class: "mark lost reached", transform: `translate(${from},${y})` }));
-      return;
-    }
-    this.drawing.append(
-      svg("line", { x1: from, x2: this.x(run.starts_ms), y1: y, y2: y, class: "delay" }),
-      svg("line", { x1: this.x(run.starts_ms), x2: this.x(last), y1: y, y2: y, class: "run" }),
+    const span = Math.max(this.end - this.origin, 400) * 1.05;
+    const x = (ms: number) => margin + ((ms - this.origin) / span) * (width - 2 * margin);
+    const now = this.frame === 0 ? this.end : this.clock.ms();
+    const distance = tickDistance(span, Math.max(2, Math.floor(width / 90)));
+    const ticks = Array.from({ length: Math.floor(span / distance) + 1 }, (_, at) => at * distance);
+    const bottom = height - axisHeight;
+    const tick = (ms: number) => {
+      const at = x(this.origin + ms);
+      return svg`<line x1=${at} x2=${at} y1="0" y2=${bottom + 4} class="tick" />
+        <text x=${ms === 0 ? at - 4 : at} y=${bottom + 18} text-anchor=${ms === 0 ? "start" : "middle"}
+          class="quiet">${timeText(ms)}</text>`;
+    };
+    const lane = (run: Run, at: number) => {
+      const y = at * laneHeight + 26;
+      const from = x(run.raised_ms);
+      const name = svg`<text x=${from - 4} y=${y - 13} class="lane">${run.runs ? run.event.name : story(run)}</text>`;
+      if (!run.runs) return svg`${name}${shape("lost", true, `translate(${from},${y})`)}`;
+      const last = Math.max(run.starts_ms, ...run.outcomes.map((outcome) => outcome.leaves_ms));
+      const starts = x(run.starts_ms);
+      return svg`${name}<line x1=${from} x2=${starts} y1=${y} y2=${y} class="delay" />
+        <line x1=${starts} x2=${x(last)} y1=${y} y2=${y} class="run" />
+        ${run.outcomes.map(({ leaves_ms, sent }, step) => {
+          const { sends, transport } = run.event.steps[step] as Step;
+          const kind = !sent ? "lost" : sends === "status" ? "status" : transport.toLowerCase();
+          return shape(kind, leaves_ms <= now, `translate(${x(leaves_ms)},${y})`);
+        })}`;
+    };
+    const head = x(Math.min(now, this.origin + span));
+    render(
+      html`<svg role="img" viewBox=${`0 0 ${width} ${height}`} height=${height}
+          aria-label=${`Timeline: ${this.runs.map(story).join("; ") || "empty"}`}>
+          ${ticks.map(tick)} ${this.runs.map(lane)}
+          ${this.runs.length === 0
+            ? svg`<text x=${margin} y="24" class="quiet">Fire an event or send a message to the device.</text>`
+            : svg`<line class="head" x1=${head} x2=${head} y1="0" y2=${bottom} />`}
+        </svg>
+        <p class="legend">${legend.map(([kind, text]) =>
+          html`<span><svg viewBox="-8 -8 16 16" width="14" height="14" aria-hidden="true">${shape(kind, true)}</svg>
+            ${text}</span>`)}</p>`,
+      byId("timeline"),
     );
-    for (const mark of this.marks) {
-      if (mark.run !== run) continue;
-      mark.shape.setAttribute("transform", `translate(${this.x(mark.outcome.leaves_ms)},${y})`);
-      this.drawing.append(mark.shape);
-    }
   }
 }

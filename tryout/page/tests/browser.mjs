@@ -9,11 +9,16 @@ export const pageFile = `${root}build/page/kovotry.html`;
 export const example = (name) => readFileSync(`${root}docs/examples/${name}`, "utf8");
 
 export function launch() {
-  const quiet = ["quic", "component-update", "background-networking", "sync", "gpu"].map((feature) => `--disable-${feature}`);
-  return chromium.launch({ executablePath: "/usr/bin/chromium", args: ["--headless", "--no-sandbox", "--no-first-run", ...quiet] });
+  const quiet =
+    ["quic", "component-update", "background-networking", "sync", "gpu"].map((feature) =>
+      `--disable-${feature}`);
+  return chromium.launch(
+    { executablePath: "/usr/bin/chromium",
+      args: ["--headless", "--no-sandbox", "--no-first-run", ...quiet] });
 }
 
-/** Opens the page, at a date if one is given. `close` fails if the page logged an error or requested anything. */
+/** Opens the page,
+  at a date if one is given. `close` fails if the page logged an error or requested anything. */
 export async function open(browser, { date, ...options } = {}) {
   const context = await browser.newContext({ viewport: { width: 1440, height: 900 }, ...options });
   // Without the system's file dialogs, which no test can answer: files are uploaded and downloaded.
@@ -30,7 +35,8 @@ export async function open(browser, { date, ...options } = {}) {
   page.on("pageerror", (error) => problems.push(String(error)));
   page.on("request", (request) => {
     const url = request.url();
-    if (url !== `file://${pageFile}` && !/^(data|blob):/.test(url)) problems.push(`request: ${url}`);
+    if (url !== `file://${pageFile}` &&
+      !/^(data|blob):/.test(url)) problems.push(`request: ${url}`);
   });
   await page.goto(`file://${pageFile}`);
   await page.locator("#findings-count", { hasText: /./ }).waitFor();
@@ -50,7 +56,7 @@ export function listedFindings(page) {
   return page.locator("#findings > li").evaluateAll((items) =>
     items.map((item) => {
       const part = (selector) => item.querySelector(selector)?.textContent ?? "";
-      const text = item.querySelector(".text")?.firstChild.textContent;
+      const text = item.querySelector(".text")?.textContent.replace(/\s\S*$/, "");
       return [part(".place"), part(".severity"), part(".text code"), text, part(".hint span")];
     }),
   );
@@ -70,4 +76,12 @@ export function listedMessages(page) {
 /** Waits until so many messages are listed. */
 export function messagesListed(page, count) {
   return page.locator("#messages tbody tr:not(.fired)").nth(count - 1).waitFor({ timeout: 20_000 });
+}
+
+/** Returns the logs of a device that the scenario of kovocheck has, by name. */
+export function recordedLogs() {
+  const scenario = readFileSync(`${root}tests/scenarios/timeline_clock.txt`, "utf8");
+  const written = [...scenario.matchAll(/^write \/tmp\/(kovo\S*log\S*)\n((?:\|.*\n)*)/gm)];
+  return Object.fromEntries(
+    written.map(([, name, lines]) => [name, lines.replaceAll(/^\| /gm, "")]));
 }

@@ -10,7 +10,8 @@ after(() => browser.close());
 
 /** Returns the messages sent to the network, and the times of each event's steps. */
 function sentByDaemon() {
-  const { stdout, status } = spawnSync(`${root}run`, ["--once"], { encoding: "utf8", timeout: 300_000 });
+  const { stdout, status } =
+    spawnSync(`${root}run`, ["--once"], { encoding: "utf8", timeout: 300_000 });
   assert.equal(status, 0, stdout);
   const messages = [...stdout.matchAll(/-> (udp|tcp) (10\.\S+) +"(.*?)("|~\d+)?$/gm)].map(
     ([, transport, to, text]) => `${transport.toUpperCase()} ${to} ${text}`,
@@ -22,7 +23,8 @@ function sentByDaemon() {
   return { messages, offsets };
 }
 
-const withoutClock = (text) => text.replace(/\d\d:\d\d:\d\d/, "hh:mm:ss").replace(/inputName:.*/, "the device’s status");
+const withoutClock = (text) =>
+  text.replace(/\d\d:\d\d:\d\d/, "hh:mm:ss").replace(/inputName:.*/, "the device’s status");
 
 test("the daemon sends what the page shows", async () => {
   const sent = sentByDaemon();
@@ -50,13 +52,16 @@ test("the daemon sends what the page shows", async () => {
   await close();
 
   assert.deepEqual(shown.map(withoutClock), sent.messages.map(withoutClock));
-  offsets.PowerOn = offsets.PowerOn.map((time) => time - 1000); // the daemon counts from the end of the event's delay
+  offsets.PowerOn =
+    offsets.PowerOn.map((time) =>
+      time - 1000); // the daemon counts from the end of the event's delay
   assert.ok("Door" in sent.offsets, "the demonstration prints when the steps arrived");
   for (const [event, times] of Object.entries(sent.offsets)) {
     assert.equal(times.length, offsets[event]?.length, event);
     times.forEach((time, at) => {
       const late = time - offsets[event][at];
-      assert.ok(late >= -2 && late < 250, `step ${at} of ${event} left at ${time} ms, shown at ${offsets[event][at]}`);
+      assert.ok(late >= -2 && late < 250,
+        `step ${at} of ${event} left at ${time} ms, shown at ${offsets[event][at]}`);
     });
   }
 });

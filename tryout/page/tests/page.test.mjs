@@ -3,8 +3,10 @@ import assert from "node:assert/strict";
 import { spawnSync } from "node:child_process";
 import { readFileSync } from "node:fs";
 import { createRequire } from "node:module";
+import { gzipSync } from "node:zlib";
 import { after, before, test } from "node:test";
-import { example, launch, listedFindings, listedMessages, messagesListed, open, pageFile, replaceText, root } from "./browser.mjs";
+import { example, launch, listedFindings, listedMessages, messagesListed, open, recordedLogs,
+  replaceText, root } from "./browser.mjs";
 
 let browser;
 before(async () => (browser = await launch()));
@@ -20,52 +22,77 @@ function pageTest(name, work, options = {}) {
 }
 
 const tab = (page, name) => page.getByRole("tab", { name }).click();
-const fire = (page, trigger) => page.getByRole("button", { name: `Fire ${trigger}`, exact: true }).click();
+const fire = (page, trigger) =>
+  page.getByRole("button", { name: `Fire ${trigger}`, exact: true }).click();
+/** Saves the file and returns its bytes as Latin-1. The focus stays where it is. */
 const editorText = async (page) => {
-  const download = page.waitForEvent("download");
-  await page.getByRole("button", { name: "Save" }).click();
-  return readFileSync(await (await download).path(), "latin1");
+  await page.evaluate(() => {
+    window.saved = null;
+    URL.createObjectURL = (blob) => ((window.saved = blob), "data:,"); // browsers limit downloads
+  });
+  await page.keyboard.press("Control+s");
+  await page.waitForFunction(() => window.saved !== null);
+  const bytes =
+    await page.evaluate(async () => [...new Uint8Array(await window.saved.arrayBuffer())]);
+  return Buffer.from(bytes).toString("latin1");
 };
 const send = async (page, message) => {
   await page.getByLabel("Message", { exact: true }).fill(message);
   await page.getByRole("button", { name: "Send", exact: true }).click();
 };
-const answer = (page, name) => page.getByRole("dialog").getByRole("button", { name, exact: true }).click();
+const answer = (page, name) =>
+  page.getByRole("dialog").getByRole("button", { name, exact: true }).click();
 const openFile = async (page, name, buffer) => {
   const chooser = page.waitForEvent("filechooser");
   await page.getByRole("button", { name: "Open" }).click();
   await (await chooser).setFiles({ name, mimeType: "text/plain", buffer });
 };
-const hexOf = (text) => Buffer.from(text, "latin1").toString("hex").toUpperCase().replace(/..(?=.)/g, "$& ");
+const hexOf = (text) =>
+  Buffer.from(text, "latin1").toString("hex").toUpperCase().replace(/..(?=.)/g, "$& ");
 
 pageTest("findings are listed while typing, and a click goes to the line", async (page) => {
   await replaceText(page, "");
   await page.keyboard.type(example("faulty.txt"));
-  const { stdout } = spawnSync(`${root}build/release/check/kovocheck`, ["--format=json", `${root}docs/examples/faulty.txt`]);
-  const expected = JSON.parse(stdout).findings;
+  const { stdout } =
+    spawnSync(`${root}build/release/check/kovocheck`,
+      ["--format=json", `${root}docs/examples/faulty.txt`]);
+  const found = JSON.parse(stdout).findings;
+  const expected =
+    ["error", "warning", "note"].flatMap((each) =>
+      found.filter(({ severity }) => severity === each));
   assert.deepEqual(
     await listedFindings(page),
-    expected.map(({ line, severity, rule, text, hint }) => [`Line ${line}`, severity, rule, text, hint]),
+    expected.map(({ line, severity, rule, text, hint }) =>
+      [`Line ${line}`, severity, rule, text, hint]),
   );
   const udp = expected.find(({ text }) => text.includes('"udp"'));
   await page.locator("#findings button.finding", { hasText: '"udp"' }).click();
   assert.equal(await page.locator(".cm-activeLine").textContent(), "DoorProtocol0=udp");
   const underlined = await page.locator(".cm-activeLine .cm-lintRange-error").allTextContents();
   assert.deepEqual(underlined, ["udp"]);
-  assert.equal(await page.locator(".cm-activeLineGutter.cm-lineNumbers, .cm-lineNumbers .cm-activeLineGutter").textContent(), String(udp.line));
+  assert.equal(
+    await page.locator(
+      ".cm-activeLineGutter.cm-lineNumbers, .cm-lineNumbers .cm-activeLineGutter").textContent(),
+        String(udp.line));
   assert.ok((await page.locator(".cm-gutter-lint .cm-lint-marker-error").count()) > 0);
 });
 
 pageTest("a fix changes the right bytes, in a file with multibyte letters too", async (page) => {
-  await openFile(page, "gate.txt", Buffer.from("GäteCount=1\r\nGäteXMLfield=doorStäte\r\nGäteprotocol0=UDP\r\nGäteIP0=10.0.0.7\nGätePort0=6000\nGäteData0=4F\n"));
+  await openFile(page, "gate.txt",
+    Buffer.from(
+      "GäteCount=1\r\nGäteXMLfield=doorStäte\r\nGäteprotocol0=UDP\r\n" +
+        "GäteIP0=10.0.0.7\nGätePort0=6000\nGäteData0=4F\n"));
   await page.getByRole("button", { name: "Use Unix line endings" }).click();
-  await page.locator("#findings").getByRole("button", { name: /^Write "Gäte/ }).click();
-  const expected = "GäteCount=1\nGäteXMLfield=doorStäte\nGäteProtocol0=UDP\nGäteIP0=10.0.0.7\nGätePort0=6000\nGäteData0=4F\n";
+  await page.locator("#findings").getByRole("button", { name: /^Write "G.*Protocol0"/ }).click();
+  const expected =
+    "GäteCount=1\nGäteXMLfield=doorStäte\nGäteProtocol0=UDP\n" +
+    "GäteIP0=10.0.0.7\nGätePort0=6000\nGäteData0=4F\n";
   assert.equal(Buffer.from(await editorText(page), "latin1").toString(), expected);
   assert.deepEqual((await listedFindings(page)).filter(([, severity]) => severity !== "note"), []);
 });
 
-pageTest("a fired event sends its messages at their times, with the status values", async (page) => {
+pageTest("a fired event sends its messages at their times, with the status values",
+  async (page) => {
   const start = performance.now();
   await fire(page, "doorState");
   await messagesListed(page, 3);
@@ -73,12 +100,18 @@ pageTest("a fired event sends its messages at their times, with the status value
   const first = await listedMessages(page);
   const clock = /\d\d:\d\d:\d\d/.exec(first[0].text)?.[0];
   assert.deepEqual(first, [
-    { time: "0 ms", step: "Door 0", to: "UDP 10.0.0.7:6000", text: `Door of Lobby at ${clock}`, hex: hexOf(`Door of Lobby at ${clock}`), remark: "" },
-    { time: "100 ms", step: "Door 1", to: "TCP 10.0.0.6:23", text: "LIGHTS ON\\r", hex: hexOf("LIGHTS ON\r"), remark: "" },
-    { time: "350 ms", step: "Door 2", to: "UDP 10.0.0.7:6000", text: "the device’s status", hex: "", remark: "" },
+    { time: "0 ms", step: "Door 0", to: "UDP 10.0.0.7:6000", text: `Door of Lobby at ${clock}`,
+      hex: hexOf(`Door of Lobby at ${clock}`), remark: "" },
+    { time: "100 ms", step: "Door 1", to: "TCP 10.0.0.6:23", text: "LIGHTS ON\\r",
+      hex: hexOf("LIGHTS ON\r"), remark: "" },
+    { time: "350 ms", step: "Door 2", to: "UDP 10.0.0.7:6000", text: "the device’s status", hex: "",
+      remark: "" },
   ]);
-  const [zero, second, last] = await page.locator("#timeline > svg .mark").evaluateAll((marks) => marks.map((mark) => Number(/\((.*),/.exec(mark.getAttribute("transform"))[1])));
-  assert.ok(second > zero && Math.abs((second - zero) * 3.5 - (last - zero)) < 0.1, `on the timeline at ${[zero, second, last]}`);
+  const [zero, second, last] =
+    await page.locator("#timeline > svg .mark").evaluateAll((marks) =>
+      marks.map((mark) => Number(/\((.*),/.exec(mark.getAttribute("transform"))[1])));
+  assert.ok(second > zero && Math.abs((second - zero) * 3.5 - (last - zero)) < 0.1,
+    `on the timeline at ${[zero, second, last]}`);
   await tab(page, "Status values");
   await page.getByLabel("Value of name").fill("Foyer\\n");
   await tab(page, "Events");
@@ -91,31 +124,48 @@ pageTest("a fired event sends its messages at their times, with the status value
   await fire(page, "doorState");
   await messagesListed(page, 4);
   const row = page.locator("#messages tbody tr:not(.fired)").nth(3);
-  assert.match(await row.locator("td").last().innerText(), /^Door of {{name}} at \d\d:\d\d:\d\d\s*length unknown$/);
+  assert.match(await row.locator("td").last().innerText(),
+    /^Door of {{name}} at \d\d:\d\d:\d\d\s*length unknown$/);
 });
 
-pageTest("a placeholder that is missing from a complete status is a mistake", async (page) => {
+pageTest("a pasted status is read as it was copied, and completes the values", async (page) => {
   await tab(page, "Status values");
   await page.getByText("Paste /tmp/kovo_var.txt").click();
-  const use = async (lines) => {
-    await page.getByLabel("Lines name=value").fill(lines);
+  const use = async (...lines) => {
+    await page.getByLabel("Lines name=value").fill(lines.join("\n"));
     await page.getByRole("button", { name: "Use these values" }).click();
   };
-  await use("nam:Lobby\rt:12:30\r");
-  assert.equal(await page.getByLabel("Value of t", { exact: true }).inputValue(), "12:30");
-  await use("nam=Lobby\nt:1\n");
-  await page.getByText('"t:1" is not of the form name=value').waitFor();
-  await use("nam=Lobby\na=b=c\n");
-  assert.equal(await page.getByLabel("Value of a", { exact: true }).inputValue(), "b=c");
+  const others = (separator) => [1, 2, 3, 4, 5].map((at) => `v${at}${separator}x`);
+  const value = (name) => page.getByLabel(`Value of ${name}`, { exact: true }).inputValue();
+  for (const [lines, problem] of [
+    [["nam=Lobby", "t:1", ...others("=")], 'line 2: "t:1" is not of the form name=value'],
+    [['{"nam": "Lobby"}'], "is JSON"],
+    [["nam=Lobby"], "fewer than 6"],
+  ]) {
+    await use(...lines);
+    await page.locator("#panels [role=status]", { hasText: problem }).waitFor();
+    assert.equal(await value("name"), "Lobby"); // of the example
+  }
+  await use("nam:Lobby", "t:12:30", ...others(":"));
+  assert.equal(await value("t"), "12:30");
+  await use("root@kovo:~# cat /tmp/kovo_var.txt", "nam=Lobby", "a=b=c", ...others("="));
+  assert.equal(await value("a"), "b=c");
   await page.locator("#findings").getByRole("button", { name: "Write {{nam}}" }).click();
   await page.locator(".payload-text", { hasText: "Door of {{nam}} at" }).waitFor();
+  const remove = page.getByRole("button", { name: "Remove a", exact: true });
+  await remove.click();
+  await remove.waitFor({ state: "detached" });
+  await page.getByRole("button", { name: "Undo" }).click();
+  assert.equal(await value("a"), "b=c");
 });
 
-pageTest("files are opened, dropped and saved unchanged; too large ones are rejected", async (page) => {
+pageTest("files are opened, dropped and saved unchanged; too large ones are rejected",
+  async (page) => {
   const bytes = Buffer.from("\xEF\xBB\xBFDoorCount=1\r\nDoorData0=\xFF\0\n\n\nx", "latin1");
   await openFile(page, "door.txt", bytes);
   await page.locator("#file-name", { hasText: "door.txt" }).waitFor();
-  assert.deepEqual((await listedFindings(page)).filter(([, , rule]) => rule === "line-end").length, 3);
+  assert.deepEqual((await listedFindings(page)).filter(([, , rule]) => rule === "line-end").length,
+    3);
   await page.locator(".cm-content").click();
   await page.keyboard.press("Control+z"); // does not restore the example
   assert.equal(await editorText(page), bytes.toString("latin1"));
@@ -123,7 +173,8 @@ pageTest("files are opened, dropped and saved unchanged; too large ones are reje
   await page.evaluate(() => {
     const dataTransfer = new DataTransfer();
     dataTransfer.items.add(new File(["Gäte=1\r\n"], "gate.txt"));
-    document.querySelector(".cm-content").dispatchEvent(new DragEvent("drop", { dataTransfer, bubbles: true, cancelable: true }));
+    document.querySelector(".cm-content").dispatchEvent(
+      new DragEvent("drop", { dataTransfer, bubbles: true, cancelable: true }));
   });
   await page.locator("#file-name", { hasText: "gate.txt" }).waitFor();
   await openFile(page, "large.txt", Buffer.alloc(8 << 20, "DoorCount=1\n"));
@@ -161,7 +212,9 @@ pageTest("with the File System Access API, Save writes to the opened file", asyn
     const handle = {
       name: "picked.txt",
       getFile: async () => new File(["PlayCount=1\n"], "picked.txt"),
-      createWritable: async () => ({ write: async (bytes) => window.written.push(new TextDecoder().decode(bytes)), close: async () => {} }),
+      createWritable: async () =>
+        ({ write: async (bytes) => window.written.push(new TextDecoder().decode(bytes)),
+          close: async () => {} }),
     };
     window.showOpenFilePicker = async () => [handle];
     window.showSaveFilePicker = async () => {
@@ -195,61 +248,247 @@ pageTest("the last text is stored until the page is reset", async (page) => {
   assert.equal(await page.evaluate(() => localStorage.length), 0);
 });
 
-pageTest("the form adds steps with text or hexadecimal payloads, to new events too", async (page) => {
+const STEP = { Address: "10.0.0.7", Port: "6000" };
+const fillStep = async (page, fields) => {
+  for (const [label, value] of Object.entries(fields)) {
+    const field = page.locator("#new-step").getByLabel(label, { exact: true });
+    if (label === "Protocol" || label === "Payload format") await field.selectOption(value);
+    else await field.fill(value);
+  }
+};
+const addStep = async (page, fields) => {
+  await fillStep(page, fields);
+  await page.getByRole("button", { name: "Add step" }).click();
+};
+const added = (page, text) => page.locator("#new-step [role=status]", { hasText: text }).waitFor();
+
+pageTest("the form adds steps with text or hexadecimal payloads, to new events too",
+  async (page) => {
   await tab(page, "New step");
-  const fill = async (fields) => {
-    for (const [label, value] of Object.entries(fields)) await page.getByLabel(label, { exact: true }).fill(value);
-    await page.getByRole("button", { name: "Add step" }).click();
-  };
-  const emptied = () => page.waitForFunction(() => document.querySelector("[name=event]").value === "");
-  await page.getByLabel("Payload format").selectOption("Hexadecimal");
-  await fill({ Event: "Door", Address: "10.0.0.7", Port: "70000", Payload: "0x4F, \\x4b$0D %0A 00" });
+  await fillStep(page, { Event: "Door", Protocol: "UDP", "Payload format": "Hexadecimal" });
+  await addStep(page, { Port: "70000", Payload: "0x4F, \\x4b$0D %0A 00" });
   await page.getByText("DoorPort3=70000").first().waitFor();
-  await page.getByLabel("Payload", { exact: true }).fill("0x4F, \\x4b$0D %0A7");
-  await page.getByText("write two hexadecimal digits").waitFor();
-  await fill({ Port: "6000", Payload: "0x4F, \\x4b$0D %0A7F" });
-  await emptied();
-  await fill({ Event: "Door", Address: "10.0.0.7", Port: "6000", Payload: "\\x1B[0m{{name}}\\\\<cr><LF>$0D%0a%1AVMT $1" });
-  await emptied();
-  const trigger = page.getByLabel("Trigger", { exact: true });
-  assert.ok((await trigger.evaluate((input) => Array.from(input.list.options, ({ value }) => value))).includes("videoMute"));
-  await page.getByLabel("Protocol").selectOption("TCP");
-  await page.getByLabel("Event", { exact: true }).fill("Blinds");
-  await fill({ Trigger: "videoMute", "Event delay (s)": "2", Address: "10.0.0.7", Port: "6000", "Delay after previous step (ms)": "20", Payload: "4F4B" });
+  await fillStep(page, { Payload: "0x4F, \\x4b$0D %0A7" });
+  await page.getByText("write two hexadecimal digits").first().waitFor();
+  await addStep(page, { Port: "6000", Payload: "0x4F, \\x4b$0D %0A7F" });
+  await added(page, "Added: step 3 of Door, UDP 10.0.0.7:6000");
+  const typed = "\\x1B[0m{{name}}\\\\<cr><LF>$0D%0a<STX>%1AVMT $1";
+  await addStep(page, { Protocol: "TCP", Payload: typed });
+  await added(page, "Added: step 4 of Door, TCP 10.0.0.7:6000");
+  const trigger = { Event: "Blinds", Trigger: "videoMute", "Event delay (s)": "2" };
+  const step =
+    { ...STEP, Protocol: "TCP", "Delay after previous step (ms)": "20", Payload: "4F4B" };
+  await addStep(page, { ...trigger, ...step });
   await answer(page, "Use as hexadecimal");
-  await emptied();
+  await added(page, "Added: step 0 of Blinds");
   const text = await editorText(page);
-  const data = Buffer.from("\x1B[0m{{name}}\\\r\n\r\n%1AVMT $1", "latin1").toString("hex").toUpperCase();
-  const lines = (key, index, hex) => `${key}IP${index}=10.0.0.7\n${key}Port${index}=6000\n${key}Data${index}=${hex}\n${key}Delay${index}`;
+  const bytes = "\x1B[0m{{name}}\\\r\n\r\n\x02%1AVMT $1";
+  const lines = (key, protocol, hex) =>
+    `Protocol=${protocol}\nIP=10.0.0.7\nPort=6000\nData=${hex}\nDelay=`.replace(/^/gm,
+      key[0]).replace(/=/g, `${key[1]}=`);
+  const door =
+    `${lines(["Door", 3], "UDP", "4F4B0D0A7F")}0\n` +
+    `${lines(["Door", 4], "TCP", hexOf(bytes).replaceAll(" ", ""))}0\n`;
   assert.ok(text.includes("DoorCount=5\n"));
-  const added = `DoorProtocol3=UDP\n${lines("Door", 3, "4F4B0D0A7F")}=0\nDoorProtocol4=UDP\n${lines("Door", 4, data)}=0\n`;
-  assert.ok(text.includes(`DoorDelay2=250\n${added}RenamedCount=1\n`), text);
-  const blinds = `BlindsCount=1\nBlindsDelay=2\nBlindsXMLfield=videoMute\nBlindsProtocol0=TCP\n${lines("Blinds", 0, "4F4B")}=20\n`;
-  assert.ok(text.endsWith(blinds), text);
+  assert.ok(text.includes(`DoorDelay2=250\n${door}RenamedCount=1\n`), text);
+  const blinds = "BlindsCount=1\nBlindsDelay=2\nBlindsXMLfield=videoMute\n";
+  assert.ok(text.endsWith(`${blinds}${lines(["Blinds", 0], "TCP", "4F4B")}20\n`), text);
 });
 
-pageTest("steps are edited as text, moved and deleted, and no other line changes", async (page) => {
-  const before = "# own\nACount=3\nAData1=3C43523E5C720D\nAProtocol0=UDP\nBCount=1\nBData0=41\nADelay0=5\nAProtocol1=TCP\nADelay1=7\nAProtocol2=UDPStatus\n";
+pageTest("a new step begins where the last one went, and its lines are shown", async (page) => {
+  await tab(page, "New step");
+  await fillStep(page, { Event: "PowerOn" });
+  const form = page.locator("#new-step");
+  const valueOf = (label) => form.getByLabel(label, { exact: true }).inputValue();
+  assert.deepEqual(await Promise.all(["Protocol", "Address", "Port"].map(valueOf)),
+    ["TCP", "10.0.0.6", "23"]);
+  await addStep(page, { Payload: "HI" });
+  await added(page, "Added: step 2 of PowerOn");
+  const shown = page.locator(".cm-line", { hasText: "PowerOnProtocol2=TCP" });
+  await shown.waitFor();
+  const [line, editor] =
+    await Promise.all([shown.boundingBox(), page.locator("#editor").boundingBox()]);
+  assert.ok(line.y > editor.y && line.y + line.height < editor.y + editor.height, "it is visible");
+  await hasFocus(page, "Payload");
+});
+
+pageTest("the bytes are shown while a payload is typed, and what is only text", async (page) => {
+  await tab(page, "New step");
+  await fillStep(page, { Event: "Door", Protocol: "UDP" });
+  const bytes = page.locator("#new-step .bytes");
+  for (const [typed, sent, note] of [
+    ["<STX>A<esc><NUL>\\x1b", "02 41 1B 00 1B", ""],
+    ["a\\\\n\\\\x{{name}}$0D", "61 0A 5C 78 {{name}} 0D", ""],
+    ["$02", "24 30 32", "“$02”"],
+    ["%1POWR %7f", "25 31 50 4F 57 52 20 25 37 66", "“%7f”"],
+    ["x[cr]", "78 5B 63 72 5D", "“[cr]”"],
+    ["0x0D", "30 78 30 44", "“0x0D”"],
+    ["each 41h", "65 61 63 68 20 34 31 68", "“41h”"],
+    ["each [1] 5%", "65 61 63 68 20 5B 31 5D 20 35 25", ""],
+  ]) {
+    await fillStep(page, { Payload: typed });
+    assert.equal(await bytes.locator("code").textContent(), sent);
+    assert.ok((await bytes.textContent()).includes(note && `${note} is sent as these characters`));
+    assert.equal(await bytes.locator(".note").count(), note === "" ? 0 : 1, typed);
+  }
+  await fillStep(page, { Payload: "OK\\r", "Payload format": "Hexadecimal" });
+  assert.equal(await page.locator("#new-step").getByLabel("Payload", { exact: true }).inputValue(),
+    "4F 4B 0D");
+});
+
+const step = (name, index, data = "4F") =>
+  `${name}Protocol${index}=UDP\n${name}IP${index}=10.0.0.7\n` +
+  `${name}Port${index}=6000\n${name}Data${index}=${data}\n`;
+const field = (page, label) => page.getByLabel(label, { exact: true });
+const isText = async (page, expected) => assert.equal(await editorText(page), expected);
+const hasFocus = (page, name) =>
+  page.waitForFunction(
+    (wanted) => (document.activeElement.ariaLabel ?? document.activeElement.textContent) === wanted,
+    name,
+    { timeout: 5000 },
+  );
+
+pageTest("each field of Edit takes effect on Enter and on leaving it, and can be undone",
+  async (page) => {
+  const before = `BCount=1\n${step("B", 0)}BDelay0=5\n`;
   await replaceText(page, before);
+  await page.getByRole("button", { name: "Edit B" }).click();
+  const after = async (label, value, text, leave = "Tab") => {
+    await field(page, label).fill(value);
+    await field(page, label).press(leave);
+    await isText(page, text);
+  };
+  let text = before.replace("BCount=1\n", "BCount=1\nBXMLfield=door\n");
+  await after("Trigger of B", "door", text);
+  text = text.replace("BXML", "BDelay=3\nBXML");
+  await after("Event delay (s) of B", "3", text, "Enter");
+  text = text.replace("10.0.0.7", "10.0.0.8");
+  await after("Address of step 0 of B", "10.0.0.8", text, "Enter");
+  text = text.replace("6000", "23");
+  await after("Port of step 0 of B", "23", text);
+  text = text.replace("BDelay0=5", "BDelay0=250");
+  await after("Delay (ms) of step 0 of B", "250", text);
+  await page.getByText("Step 0, at 250 ms").waitFor();
+  text = text.replace("Data0=4F", "Data0=4F4B0D");
+  await after("Payload of step 0 of B", "OK<CR>", text);
+  text = text.replace("UDP", "TCP");
+  await field(page, "Protocol of step 0 of B").selectOption("TCP");
+  await isText(page, text);
+  const renamed = text.replaceAll(/^B/gm, "Gäte");
+  await field(page, "Name of B").fill("Gäte");
+  await field(page, "Name of B").press("Enter");
+  assert.equal(Buffer.from(await editorText(page), "latin1").toString(), renamed);
+  await hasFocus(page, "Name of Gäte");
+  await field(page, "Name of Gäte").fill("Data of B");
+  await field(page, "Name of Gäte").press("Enter");
+  await page.getByText("an event name must not contain").waitFor();
+  for (let at = 0; at < 8; ++at) await page.getByRole("button", { name: "Undo" }).click();
+  await isText(page, before);
+  await page.keyboard.press("Control+y"); // outside of fields
+  await isText(page, before.replace("BCount=1\n", "BCount=1\nBXMLfield=door\n"));
+  await page.keyboard.press("Control+z");
+  await isText(page, before);
+});
+
+pageTest("steps are moved and deleted with the focus on them, and no other line changes",
+  async (page) => {
+  const own = "# own\n\nBCount=1\nBData0=41\n";
+  await replaceText(page,
+    `ACount=3\n${step("A", 0)}ADelay0=5\nAFoo=1\nAData=7\n` +
+      `${step("A", 1, "4g")}ADelay1=7\n${own}AProtocol2=UDPStatus\n`);
   await page.getByRole("button", { name: "Edit A" }).click();
-  const payload = page.getByLabel("Payload of step 1 of A", { exact: true });
-  assert.equal(await payload.inputValue(), "\\x3CCR>\\\\r\\r");
-  const text = async (expected) => assert.equal(await editorText(page), expected);
-  await payload.fill(`${await payload.inputValue()}!`);
-  await payload.press("Enter");
-  await text(before.replace("3C43523E5C720D", "3C43523E5C720D21"));
-  await page.getByRole("button", { name: "Move up step 1 of A" }).click();
-  await text("# own\nACount=3\nAData0=3C43523E5C720D21\nAProtocol0=TCP\nBCount=1\nBData0=41\nADelay0=7\nAProtocol1=UDP\nADelay1=5\nAProtocol2=UDPStatus\n");
-  await page.getByLabel("Payload of step 0 of A", { exact: true }).waitFor();
-  await page.getByRole("button", { name: "Delete step 0 of A" }).click();
-  await text("# own\nACount=2\nBCount=1\nBData0=41\nAProtocol0=UDP\nADelay0=5\nAProtocol1=UDPStatus\n");
-  await page.getByRole("button", { name: "Delete step 2 of A" }).waitFor({ state: "detached" });
+  await page.getByRole("button", { name: "Move up step 1 of A" }).press("Enter");
+  const moved = `ACount=3\n${step("A", 0, "4g")}ADelay0=7\n`;
+  assert.ok((await editorText(page)).startsWith(`${moved}AFoo=1\n${step("A", 1)}ADelay1=5\n`));
+  await hasFocus(page, "Move down step 0 of A"); // it cannot be moved up
+  await page.getByRole("button", { name: "Delete step 1 of A" }).press("Enter");
+  await hasFocus(page, "Undo");
+  await isText(page,
+    `ACount=2\n${step("A", 0, "4g")}ADelay0=7\nAFoo=1\nAProtocol1=UDPStatus\nAData=7\n${own}`);
   await page.getByRole("button", { name: "Delete event A" }).click();
-  await text("# own\nBCount=1\nBData0=41\n");
-  await page.locator(".cm-content").press("Control+z");
+  await hasFocus(page, "Undo");
+  await isText(page, `AFoo=1\n${own}`);
+  await page.keyboard.press("Enter");
   await page.getByRole("button", { name: "Copy test command of A" }).click();
-  const command = "cp kovo.txt /www/pelm/tmp/kovotest.txt\nprintf '__TEST__:A\\n' | nc -N 127.0.0.1 2700\n";
-  assert.equal(await page.getByRole("region", { name: "Test command of A" }).textContent(), command);
+  const command =
+    "cp kovo.txt /www/pelm/tmp/kovotest.txt\nprintf '__TEST__:A\\n' | nc -N 127.0.0.1 2700\n";
+  assert.equal(await page.getByRole("region", { name: "Test command of A" }).textContent(),
+    command);
+});
+
+pageTest("an event that an edit would damage is refused, with the reason", async (page) => {
+  for (const [lines, reason] of [
+    ["ACount=1\n", "it has two lines Count"],
+    ["AIP0=10.0.0.8\n", "it has two lines IP0"],
+    ["AProtocol1=UDP\n", "it has lines of step 1: increase its Count first"],
+  ]) {
+    await replaceText(page, `ACount=1\n${step("A", 0)}${lines}`);
+    await page.getByRole("button", { name: "Edit A" }).click();
+    await page.getByText(`Cannot be edited: ${reason}`).waitFor();
+    await page.getByRole("button", { name: "Edit A" }).click();
+  }
+});
+
+pageTest("a file that is not UTF-8 keeps its bytes in fixes and edits", async (page) => {
+  const file =
+    "G\xe4teCount=1\nG\xe4teXMLfield=t\xfcr\nG\xe4teprotocol0=UDP\nG\xe4teIP0=10.0.0.7\n" +
+    "G\xe4tePort0=6000\nG\xe4teData0=4F\nG\xe4teDelay0=0\n";
+  await openFile(page, "gate.txt", Buffer.from(file, "latin1"));
+  await page.locator("#findings").getByRole("button", { name: /^Write "/ }).first().click();
+  const fixed = file.replace("protocol0", "Protocol0");
+  await isText(page, fixed);
+  await page.getByRole("button", { name: "Edit Gäte" }).click();
+  await field(page, "Port of step 0 of Gäte").fill("23");
+  await field(page, "Port of step 0 of Gäte").press("Enter");
+  await isText(page, fixed.replace("6000", "23"));
+  await fire(page, "tür");
+  await messagesListed(page, 1);
+  await page.locator(".cm-content").press("Control+End");
+  await page.keyboard.insertText("# € ö\n");
+  const bytes = Buffer.from(await editorText(page), "latin1");
+  assert.equal(bytes.toString("latin1").slice(fixed.length - 2), "# \xe2\x82\xac \xf6\n");
+});
+
+pageTest("a text for port 2700 has the effects that it has on the device", async (page) => {
+  await replaceText(page, `ACount=1\n${step("A", 0)}BCount=1\nBXMLfield=b\n${step("B", 0)}`);
+  await tab(page, "Device");
+  await page.getByLabel("Message type").selectOption("2700");
+  const log = page.getByRole("log");
+  await send(page, "A=open");
+  await messagesListed(page, 1);
+  await send(page, "A\nb\n");
+  await messagesListed(page, 3);
+  await send(page, "__TEST__:A");
+  await log.getByText("tests are not simulated: Fire").waitFor();
+  await send(page, "__Set__:x");
+  await log.getByText("is not a command").waitFor();
+  await send(page, "__set__:network.kovo.enable=0");
+  assert.equal(await page.getByLabel("Events are enabled").isChecked(), false);
+  await send(page, "A");
+  await page.locator("#messages .fired",
+    { hasText: "A is dropped: events are disabled" }).waitFor();
+  await send(page, "__SET__:network.kovo.enable=Yes");
+  assert.equal(await page.getByLabel("Events are enabled").isChecked(), true);
+});
+
+pageTest("messages are listed in their order, and a broadcast is not sent", async (page) => {
+  const delays =
+    Array.from({ length: 40 }, (_, at) => `${step("A", at)}ADelay${at}=${at === 0 ? 0 : 1}\n`);
+  const late = `BCount=2\n${step("B", 0)}BDelay0=3\n${step("B", 1)}BDelay1=4\n`;
+  const to255 = late.replace("BIP1=10.0.0.7", "BIP1=255.255.255.255");
+  await replaceText(page, `ACount=40\n${delays.join("")}${to255}`);
+  await tab(page, "Device");
+  await page.getByLabel("Message type").selectOption("2700");
+  await send(page, "B\nA");
+  await messagesListed(page, 42);
+  const messages = await listedMessages(page);
+  const times = messages.map(({ time }) => Number.parseInt(time, 10));
+  assert.deepEqual(times, [...times].sort((a, b) => a - b));
+  const broadcast = messages.find(({ to }) => to.includes("255.255"));
+  assert.equal(broadcast.remark, "not sent: the daemon does not broadcast");
+  assert.equal(await page.locator("#timeline > svg .mark.lost").count(), 1);
+  await tab(page, "Events");
+  await page.locator(".event", { hasText: "not sent: the daemon does not broadcast" }).waitFor();
 });
 
 pageTest("variables, switches and limits have the same effects as in the daemon", async (page) => {
@@ -260,19 +499,25 @@ pageTest("variables, switches and limits have the same effects as in the daemon"
   };
   await tab(page, "Device");
   await send(page, "e_param_set::device_name::Foyer");
-  await reaction("e_param_set::DEVICE_NAME::Lobby", /name is held off: the previous message of DEVICE_NAME arrived [01] s ago/);
+  await reaction("e_param_set::DEVICE_NAME::Lobby",
+    /name is held off: the previous message of DEVICE_NAME arrived [01] s ago/);
   await page.getByLabel("10× speed").check();
   await page.waitForTimeout(700);
   await send(page, "e_param_set::DEVICE_NAME::Lobby");
   await messagesListed(page, 2);
-  await reaction("e_param_set::HDMI_OUT_STATUS::1", "HDMI_OUT_STATUS raises no trigger on this product");
+  await reaction("e_param_set::HDMI_OUT_STATUS::1",
+    "HDMI_OUT_STATUS raises no trigger on this product");
   await page.getByLabel("Product").selectOption("output");
   await reaction("e_param_set::HDMI_OUT_STATUS::1", 'no event has the trigger "HDMIOutStatus"');
   await send(page, "e_param_set::WPA_EAP_MODE::off");
   await reaction("e_param_set::WPA_EAP_MODE::PEAP", "raises p8021enable");
-  assert.equal(await page.locator(".reactions p", { hasText: "WPA_EAP_MODE raises no trigger" }).count(), 0);
-  const listed = await page.locator("details tbody tr").evaluateAll((rows) => rows.map((row) => row.innerText.replace(/\s+/g, " ")));
-  for (const row of ["stream variable CH_SELECT", "sysName setting sysName", "playMode playback selection"]) assert.ok(listed.includes(row), row);
+  assert.equal(
+    await page.locator(".reactions p", { hasText: "WPA_EAP_MODE raises no trigger" }).count(), 0);
+  const listed =
+    await page.locator("details tbody tr").evaluateAll((rows) =>
+      rows.map((row) => row.innerText.replace(/\s+/g, " ")));
+  for (const row of ["stream variable CH_SELECT", "sysName setting sysName",
+    "playMode playback selection"]) assert.ok(listed.includes(row), row);
   await page.getByRole("button", { name: "playMode", exact: true }).click();
   assert.equal(await page.getByLabel("Message", { exact: true }).inputValue(), "local:");
   await reaction("local:news.m3u", "local:news.m3u raises localPlay");
@@ -281,12 +526,15 @@ pageTest("variables, switches and limits have the same effects as in the daemon"
   await page.getByLabel("Message type").selectOption("2727");
   await reaction("name=Lobby", "not a valid message");
 
-  const step = (name, index, data = "4F") => `${name}Protocol${index}=UDP\n${name}IP${index}=10.0.0.7\n${name}Port${index}=6000\n${name}Data${index}=${data}\n`;
-  const many = Array.from({ length: 128 }, (_, at) => `${step("Many", at)}ManyDelay${at}=${at === 0 ? 30000 : 0}\n`).join("");
+  const many =
+    Array.from({ length: 128 }, (_, at) =>
+      `${step("Many", at)}ManyDelay${at}=${at === 0 ? 30000 : 0}\n`).join("");
   await replaceText(
     page,
-    `LongCount=1\n${step("Long", 0, "7B7B444154457D7D".repeat(100))}LateCount=1\nLateDelay=60\n${step("Late", 0)}` +
-      `DVIConnectedCount=1\n${step("DVIConnected", 0)}PowerOnCount=1\n${step("PowerOn", 0)}ManyCount=128\n${many}`,
+    `LongCount=1\n${step("Long", 0, "7B7B444154457D7D".repeat(100))}` +
+      `LateCount=1\nLateDelay=60\n${step("Late", 0)}` +
+      `DVIConnectedCount=1\n${step("DVIConnected", 0)}PowerOnCount=1\n${step("PowerOn", 0)}` +
+      `ManyCount=128\n${many}`,
   );
   await page.getByRole("button", { name: "Restart the device" }).click();
   await tab(page, "Events");
@@ -308,28 +556,86 @@ pageTest("variables, switches and limits have the same effects as in the daemon"
   await page.locator("#messages", { hasText: "Long is dropped: events are disabled" }).waitFor();
 });
 
+pageTest("logs are opened, also compressed, and a click goes to the event", async (page) => {
+  await replaceText(page,
+    `BCount=1\n${step("B", 0)}SlowCount=1\nSlowXMLfield=slow\n${step("Slow", 0)}`);
+  await tab(page, "Logs");
+  const files = Object.entries(recordedLogs()).map(([name, text]) =>
+    name.endsWith(".1")
+      ? { name: `${name}.gz`, mimeType: "", buffer: gzipSync(text) }
+      : { name, mimeType: "", buffer: Buffer.from(text) },
+  );
+  files.push({ name: "odd.txt", mimeType: "", buffer: Buffer.from("hello\n") });
+  files.push({ name: "large.log.gz", mimeType: "", buffer: gzipSync(Buffer.alloc(51 << 20)) });
+  await page.getByLabel("Open logs…").setInputFiles(files);
+  const problems = page.locator(".remark.lines", { hasText: "odd.txt is not a log of kovotcp" });
+  await problems.filter({ hasText: "large.log.gz: the logs are larger than 50 MB" }).waitFor();
+  const blocks = page.locator(".block");
+  await blocks.filter({ hasText: '15:18:06.004 "slow" on tcp:2700' }).click();
+  assert.equal(await page.locator(".cm-activeLine").textContent(), "SlowCount=1");
+  await page.getByLabel("Only what failed").check();
+  await blocks.filter({ hasText: "the daemon starts" }).first().waitFor({ state: "detached" });
+  await page.locator(".block.failed").first().waitFor();
+  await page.getByLabel("Only what failed").uncheck();
+  await page.getByLabel("Trigger in the logs").selectOption("later");
+  await blocks.filter({ hasText: "slow" }).first().waitFor({ state: "detached" });
+  await blocks.filter({ hasText: '"later"' }).first().waitFor();
+  // The definition file of the editor counts, as it is now.
+  await replaceText(page, `LateCount=1\nLateXMLfield=later\n${step("Late", 0)}`);
+  await blocks.filter({ hasText: "-> Late, 1 step" }).first().waitFor();
+  await page.evaluate((text) => {
+    const dataTransfer = new DataTransfer();
+    dataTransfer.items.add(new File([text], "kovoevent.log.2"));
+    const drop = new DragEvent("drop", { dataTransfer, bubbles: true, cancelable: true });
+    document.querySelector(".block").dispatchEvent(drop);
+  }, recordedLogs()["kovoevent.log"]);
+  await page.getByText("kovoevent.log.2").waitFor();
+  await page.locator("#file-name", { hasText: "kovo.txt" }).waitFor();
+  await page.getByRole("button", { name: "Close logs" }).click();
+  assert.equal(await blocks.count(), 0);
+});
+
+pageTest("at 1280x800 a new step is added without scrolling", async (page) => {
+  await tab(page, "New step");
+  await fillStep(page, { Event: "Own", ...STEP, Protocol: "TCP", Payload: "OK" });
+  const parts =
+    ["#new-step [type=submit]", "#new-step .preview", "#findings > li", "#new-step .bytes"];
+  for (const part of parts) {
+    const { y, height } = await page.locator(part).first().boundingBox();
+    assert.ok(y > 0 && y + height <= 800 - 35, `${part} ends at ${y + height}`);
+  }
+  assert.equal(
+    await page.locator("#panels .scroll:not([hidden])").evaluate((box) =>
+      box.scrollHeight - box.clientHeight), 0);
+}, { viewport: { width: 1280, height: 800 } });
+
 pageTest("everything works by keyboard", async (page) => {
-  const focused = () => page.evaluate(() => document.activeElement.getAttribute("aria-label") ?? document.activeElement.textContent);
+  const focused = () =>
+    page.evaluate(() =>
+      document.activeElement.getAttribute("aria-label") ?? document.activeElement.textContent);
   await page.getByRole("button", { name: "Fire PowerOn" }).waitFor();
   const press = async (key, times) => {
     for (let at = 0; at < times; ++at) await page.keyboard.press(key);
   };
   const tabTo = async (name, most) => {
     const reached = [];
-    for (; reached.length < most && reached.at(-1) !== name; reached.push(await focused())) await press("Tab", 1);
+    for (; reached.length < most &&
+      reached.at(-1) !== name; reached.push(await focused())) await press("Tab", 1);
     assert.equal(reached.at(-1), name, reached.join(", "));
     return reached;
   };
-  assert.deepEqual((await tabTo("Fire PowerOn", 12)).slice(0, 5), ["New", "Open…", "Save", "Example", "Reset"]);
+  const header = ["Undo", "Redo", "New", "Open…", "Save", "Example", "Reset"];
+  assert.deepEqual((await tabTo("Fire PowerOn", 14)).slice(0, 7), header);
   await press("Shift+Tab", 3);
   assert.equal(await focused(), "Events");
-  for (const [key, panel] of [["ArrowRight", "Device"], ["End", "New step"], ["Home", "Events"]]) {
+  for (const [key, panel] of [["ArrowRight", "Device"], ["End", "Logs"], ["Home", "Events"]]) {
     await page.keyboard.press(key);
     assert.equal(await page.getByRole("tabpanel", { name: panel }).count(), 1);
   }
   await press("Tab", 3);
   await press("Enter", 1);
-  await page.locator("#announcer", { hasText: "PowerOn fires PowerOn, after 1 s: 2 steps" }).waitFor({ state: "attached" });
+  await page.locator("#announcer",
+    { hasText: "PowerOn fires PowerOn, after 1 s: 2 steps" }).waitFor({ state: "attached" });
   // Types, goes to the next finding, leaves the editor, and applies the fix.
   await replaceText(page, "DoorCount=1\nDoorProtocol0=udp\n");
   await page.keyboard.press("Control+Home");
@@ -344,9 +650,12 @@ pageTest("everything works by keyboard", async (page) => {
 const axe = readFileSync(createRequire(import.meta.url).resolve("axe-core/axe.min.js"), "utf8");
 async function checkLook(page, name) {
   await page.evaluate(axe);
-  const violations = await page.evaluate(async () => (await axe.run()).violations.map(({ id, nodes }) => [id, ...nodes.map((node) => node.html)]));
+  const violations =
+    await page.evaluate(async () =>
+      (await axe.run()).violations.map(({ id, nodes }) => [id, ...nodes.map((node) => node.html)]));
   assert.deepEqual(violations, [], name);
-  const [wide, window] = await page.evaluate(() => [document.documentElement.scrollWidth, innerWidth]);
+  const [wide, window] =
+    await page.evaluate(() => [document.documentElement.scrollWidth, innerWidth]);
   assert.ok(wide <= window, `${name}: ${wide} of ${window} pixels`);
 }
 for (const [look, options] of [
@@ -360,7 +669,8 @@ for (const [look, options] of [
     if (options.viewport?.width === 390) {
       const cells = page.locator(".event td:not(.number)");
       await cells.nth(1).waitFor();
-      const [place, payload] = await cells.evaluateAll((all) => all.map((cell) => cell.getBoundingClientRect()));
+      const [place, payload] =
+        await cells.evaluateAll((all) => all.map((cell) => cell.getBoundingClientRect()));
       assert.ok(payload.top >= place.bottom, "the payload is below the address");
     }
     await fire(page, "doorState");
@@ -371,7 +681,7 @@ for (const [look, options] of [
     await replaceText(page, example("faulty.txt"));
     await messagesListed(page, 5);
     await fire(page, "PowerOn");
-    for (const name of ["Events", "Device", "Status values", "New step"]) {
+    for (const name of ["Events", "Device", "Status values", "New step", "Logs"]) {
       await tab(page, name);
       await checkLook(page, name);
     }
@@ -381,15 +691,19 @@ for (const [look, options] of [
 }
 
 pageTest("a keystroke in a file of 2,000 lines is checked within 50 ms", async (page) => {
-  const step = (event, at) => `${event}Protocol${at}=UDP\n${event}IP${at}=10.0.0.7\n${event}Port${at}=${at === 2 ? 0 : 6000}\n${event}Data${at}=7B7B6E616D657D7D0D\n${event}Delay${at}=100\n`;
-  const events = Array.from({ length: 112 }, (_, at) => `Ev${at}Count=3\nEv${at}XMLfield=x${at}\nEv${at}Delay=1\n${[0, 1, 2].map((index) => step(`Ev${at}`, index)).join("")}`);
+  const line = (event, at) => `${step(event, at, "7B7B6E616D657D7D0D")}${event}Delay${at}=100\n`;
+  const eventOf = (name) =>
+    `${name}Count=3\n${name}XMLfield=x${name}\n${name}Delay=1\n` +
+    [0, 1, 2].map((index) => line(name, index)).join("").replace("Port2=6000", "Port2=0");
+  const events = Array.from({ length: 112 }, (_, at) => eventOf(`Ev${at}`));
   await replaceText(page, events.join(""));
   await page.evaluate(() => {
     window.took = [];
     const count = document.getElementById("findings-count");
     let since = 0;
     document.addEventListener("keydown", () => (since = performance.now()), { capture: true });
-    new MutationObserver(() => window.took.push(performance.now() - since)).observe(count, { childList: true });
+    new MutationObserver(() => window.took.push(performance.now() - since)).observe(count,
+      { childList: true });
   });
   for (let at = 0; at < 15; ++at) await page.keyboard.type("x\n", { delay: 60 });
   const took = (await page.evaluate(() => window.took)).sort((a, b) => a - b);
@@ -401,17 +715,21 @@ test("the page cannot send anything", async () => {
   const { page, close } = await open(browser);
   const refused = await page.evaluate(async () => {
     const directives = [];
-    document.addEventListener("securitypolicyviolation", (event) => directives.push(event.effectiveDirective));
+    document.addEventListener("securitypolicyviolation", (event) =>
+      directives.push(event.effectiveDirective));
     const url = "http://127.0.0.1:1/";
     await fetch(url).catch(() => {});
     new Image().src = url;
     const form = Object.assign(document.createElement("form"), { action: url });
-    const script = Object.assign(document.createElement("script"), { textContent: "window.ran = true" });
-    document.body.append(form, script, Object.assign(document.createElement("script"), { src: url }));
+    const script =
+      Object.assign(document.createElement("script"), { textContent: "window.ran = true" });
+    document.body.append(form, script,
+      Object.assign(document.createElement("script"), { src: url }));
     form.submit();
     await new Promise((later) => setTimeout(later, 200));
     return [...directives, window.ran === true];
   });
-  assert.deepEqual(refused.sort(), ["connect-src", false, "form-action", "img-src", "script-src-elem", "script-src-elem"]);
+  assert.deepEqual(refused.sort(),
+    ["connect-src", false, "form-action", "img-src", "script-src-elem", "script-src-elem"]);
   await assert.rejects(close, /Content Security Policy/); // the browser logs it as well
 });
