@@ -20,7 +20,7 @@ SERVICE_MODES = {
     "close": "closes without an answer",
     "off": "does not listen: connections are refused",
 }
-_REQUEST_LIMIT_S = 0.2
+_REQUEST_LIMIT_S = 1.0
 
 
 class StatusService:
