@@ -83,25 +83,9 @@ void add_hunk(std::string& diff, const Lines& before, const Lines& after, const 
   add_lines(diff, ' ', before, at, at + trail);
 }
 
-/// Returns a name for the head of a diff, as git and patch read it: in quotes when it holds bytes
-/// that would end it, with a tab after one that holds blanks.
+/// Returns a name for the head of a diff, as git and patch read it: with a tab after blanks.
 std::string head_name(const char* side, std::string_view path) {
-  constexpr char kDigits[] = "01234567";
-  std::string name = side;
-  bool is_plain = true;
-  for (const char c : path) {
-    const auto byte = static_cast<unsigned char>(c);
-    const bool is_odd = byte < ' ' || byte == 0x7F;
-    is_plain = is_plain && !is_odd && c != '"' && c != '\\';
-    if (is_odd) {
-      name.append({'\\', kDigits[byte >> 6U], kDigits[(byte >> 3U) & 7U], kDigits[byte & 7U]});
-    } else {
-      if (c == '"' || c == '\\') name += '\\';
-      name += c;
-    }
-  }
-  if (!is_plain) return "\"" + name + "\"";
-  return contains(name, " ") ? name + "\t" : name;
+  return std::string(side).append(path).append(contains(path, " ") ? "\t" : "");
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
 // Fixes are applied in passes, since one may make the next possible or overlap it. In each pass all
-// of them are applied, and the result is checked. If errors grew, the events are divided until
-// those whose fixes do harm are found: they are left out. A line may be right only together with
-// the other lines of its event, so that an event's fixes are never divided.
+// of them are applied, and the result is checked. If errors grew, the fixes are applied event by
+// event, and those of an event one by one only if they do harm together: a line may be right only
+// together with the other lines of its event.
 #include "check/fixes.h"
 
 #include <algorithm>
@@ -24,8 +24,6 @@ using Budget = std::size_t;
 constexpr Budget kToApply = std::size_t{16} << 20;  // a few seconds
 constexpr Budget kToOffer = std::size_t{1} << 20;   // the page checks while one types
 
-enum class Counted { kAll, kIgnoreFixable };  // errors: without those that the next pass fixes
-
 bool is_certain(const Finding& finding) {
   return finding.fix && finding.severity != Severity::kNote && finding.hint.rfind(kGuess, 0) != 0;
 }
@@ -40,12 +38,13 @@ std::string event_of(const Source& source, std::int32_t line) {
 /// How many errors and lines of the same key an event has.
 using Harm = std::map<std::string, std::size_t>;
 
-Harm harm_of(const Source& source, const Findings& findings, Counted counted) {
+/// Counts all errors, or only those that the next pass does not fix.
+Harm harm_of(const Source& source, const Findings& findings, bool ignores_fixable = false) {
   Harm harm;
   for (const Finding& finding : findings) {
     const bool is_duplicate = finding.rule->check == check_duplicate_key;
     if (finding.severity != Severity::kError && !is_duplicate) continue;
-    if (counted == Counted::kIgnoreFixable && is_certain(finding)) continue;
+    if (ignores_fixable && is_certain(finding)) continue;
     ++harm[event_of(source, finding.range.line)];
   }
   return harm;
@@ -59,13 +58,12 @@ bool is_worse(const Harm& now, const Harm& before) {
 }
 
 using Fixes = std::vector<const Finding*>;
-using FixesByEvent = std::vector<Fixes>;
+using FixesByEvent = std::map<std::string, Fixes>;
 
 /// One pass over a text: how bad it is, and what is kept of its fixes so far.
 struct Pass {
   std::string_view text;
   const CheckOptions& options;
-  Counted counted;
   Budget& budget;
   Harm before;
   Fixes kept{};
@@ -81,77 +79,44 @@ std::string with_fixes(std::string_view text, const Fixes& fixes) {
 }
 
 /// Keeps fixes if the result is not worse.
-bool keep_all(Pass& pass, const FixesByEvent& events) {
+bool keep(Pass& pass, const Fixes& fixes) {
   if (pass.budget < pass.text.size()) return false;
   pass.budget -= pass.text.size();
   Fixes all = pass.kept;
-  for (const Fixes& fixes : events) all.insert(all.end(), fixes.begin(), fixes.end());
+  all.insert(all.end(), fixes.begin(), fixes.end());
   const std::string fixed = with_fixes(pass.text, all);
   const Source source = read_source(fixed);
-  const Harm harm = harm_of(source, check_source(source, pass.options), pass.counted);
-  if (is_worse(harm, pass.before)) return false;
+  if (is_worse(harm_of(source, check_source(source, pass.options), true), pass.before)) {
+    return false;
+  }
   pass.kept = std::move(all);
   return true;
 }
 
-void keep_harmless_of_event(Pass& pass, const Fixes& fixes) {
-  if (fixes.size() == 1) return;
-  for (const Finding* finding : fixes) keep_all(pass, {{finding}});
-}
-
 void keep_harmless(Pass& pass, const FixesByEvent& events) {
-  if (events.empty() || keep_all(pass, events)) return;
-  if (events.size() == 1) return keep_harmless_of_event(pass, events.front());
-  const auto middle = events.begin() + static_cast<std::ptrdiff_t>(events.size() / 2);
-  keep_harmless(pass, {events.begin(), middle});
-  keep_harmless(pass, {middle, events.end()});
-}
-
-/// Marks the bytes of edits as replaced; returns false if one of them is already.
-bool reserve_bytes(std::set<std::pair<std::int32_t, std::int32_t>>& replaced,
-                   const std::vector<Edit>& edits) {
-  std::set<std::pair<std::int32_t, std::int32_t>> own;
-  for (const Edit& edit : edits) {
-    for (std::int32_t at = 0; at < std::max(edit.range.length, 1); ++at) {
-      own.emplace(edit.range.line, edit.range.column + at);
-    }
+  Fixes all;
+  for (const auto& [event, fixes] : events) all.insert(all.end(), fixes.begin(), fixes.end());
+  if (all.empty() || keep(pass, all)) return;
+  for (const auto& [event, fixes] : events) {
+    if ((events.size() > 1 && keep(pass, fixes)) || fixes.size() == 1) continue;
+    for (const Finding* finding : fixes) keep(pass, {finding});
   }
-  const auto is_replaced = [&](const auto& place) { return replaced.count(place) > 0; };
-  if (std::any_of(own.begin(), own.end(), is_replaced)) return false;
-  replaced.merge(own);
-  return true;
 }
 
 /// Returns the fixes that do not overlap, an earlier one before a later one, by event.
 FixesByEvent by_event(const Source& source, const Fixes& fixes) {
-  std::map<std::string, Fixes> events;
-  std::set<std::pair<std::int32_t, std::int32_t>> replaced;
+  FixesByEvent events;
+  std::set<std::pair<std::int32_t, std::int32_t>> replaced;  // bytes: line and column
   for (const Finding* finding : fixes) {
-    if (!reserve_bytes(replaced, edits_of(*finding))) continue;
-    events[event_of(source, finding->range.line)].push_back(finding);
-  }
-  FixesByEvent result;
-  for (auto& [event, own] : events) result.push_back(std::move(own));
-  return result;
-}
-
-FixedText fix_in_passes(std::string_view text, const CheckOptions& options, Counted counted) {
-  FixedText fixed{std::string(text)};
-  Budget budget = kToApply;
-  for (int number = 0; number < kMaxPasses; ++number) {
-    const Source source = read_source(fixed.text);
-    const Findings findings = check_source(source, options);
-    Fixes certain;
-    for (const Finding& finding : findings) {
-      if (is_certain(finding)) certain.push_back(&finding);
+    bool is_free = true;
+    for (const Edit& edit : edits_of(*finding)) {
+      for (std::int32_t at = 0; at < std::max(edit.range.length, 1); ++at) {
+        is_free = replaced.emplace(edit.range.line, edit.range.column + at).second && is_free;
+      }
     }
-    Pass pass{fixed.text, options, counted, budget, harm_of(source, findings, Counted::kAll)};
-    keep_harmless(pass, by_event(source, certain));
-    if (pass.kept.empty()) break;
-    fixed.text = with_fixes(fixed.text, pass.kept);
-    fixed.fixes += pass.kept.size();
+    if (is_free) events[event_of(source, finding->range.line)].push_back(finding);
   }
-  return fixed;
+  return events;
 }
 
 std::size_t errors_of(std::string_view text, const CheckOptions& options) {
@@ -185,9 +150,24 @@ std::string with_edits(std::string_view text, std::vector<Edit> edits) {
 }
 
 FixedText apply_fixes(std::string_view text, const CheckOptions& options) {
-  FixedText fixed = fix_in_passes(text, options, Counted::kIgnoreFixable);
-  if (errors_of(fixed.text, options) <= errors_of(text, options)) return fixed;
-  return fix_in_passes(text, options, Counted::kAll);
+  FixedText fixed{std::string(text)};
+  Budget budget = kToApply;
+  for (int number = 0; number < kMaxPasses; ++number) {
+    const Source source = read_source(fixed.text);
+    const Findings findings = check_source(source, options);
+    Fixes certain;
+    for (const Finding& finding : findings) {
+      if (is_certain(finding)) certain.push_back(&finding);
+    }
+    Pass pass{fixed.text, options, budget, harm_of(source, findings)};
+    keep_harmless(pass, by_event(source, certain));
+    if (pass.kept.empty()) break;
+    fixed.text = with_fixes(fixed.text, pass.kept);
+    fixed.fixes += pass.kept.size();
+  }
+  // A fix whose error the next pass should have fixed did harm.
+  if (errors_of(fixed.text, options) > errors_of(text, options)) return {std::string(text)};
+  return fixed;
 }
 
 void remove_harmful_fixes(std::string_view text, const Source& source, const CheckOptions& options,
@@ -198,11 +178,10 @@ void remove_harmful_fixes(std::string_view text, const Source& source, const Che
   }
   const FixesByEvent events = by_event(source, fixes);
   Budget budget = kToOffer;
-  const Counted counted = Counted::kIgnoreFixable;
-  Pass pass{text, options, counted, budget, harm_of(source, findings, Counted::kAll)};
+  Pass pass{text, options, budget, harm_of(source, findings)};
   keep_harmless(pass, events);
   const std::set<const Finding*> kept(pass.kept.begin(), pass.kept.end());
-  for (const Fixes& own : events) {
+  for (const auto& [event, own] : events) {
     for (const Finding* finding : own) {
       if (kept.count(finding) > 0) continue;
       Finding& harmful = findings[static_cast<std::size_t>(finding - findings.data())];

@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <set>
 
 #include "check/diff.h"
 #include "check/explain.h"
@@ -34,19 +35,10 @@ struct CommandLine {
   std::string explained;  // "" for all events
   bool explain = false;
   std::string status_file;
-  std::string product;
   std::string format = "text";
-  std::vector<std::string> disabled;
-  bool strict = false;
   bool fix = false;
-  bool list_rules = false;
   std::string rule;  // to explain
-};
-
-struct LogCommandLine {
-  std::string definitions_file;
-  std::string format = "text";
-  LogOptions options;
+  CheckOptions options;
 };
 
 int complain(const std::string& text) {
@@ -84,6 +76,10 @@ bool read_status(const std::string& path, StatusVars& status) {
   return error.empty();
 }
 
+CLI::Validator is_one_of(std::set<std::string> words) {
+  return CLI::Validator(CLI::IsMember(std::move(words))).description("");
+}
+
 void add_options(CLI::App& app, CommandLine& line) {
   app.add_option("FILE", line.files, "Definition files; - is standard input");
   app.add_option_function<std::string>(
@@ -95,78 +91,52 @@ void add_options(CLI::App& app, CommandLine& line) {
       ->trigger_on_parse();
   app.add_option("--status", line.status_file, "The device's /tmp/kovo_var.txt or status answer")
       ->type_name("FILE");
-  app.add_option("--product", line.product, "input-hdmi, input-usbc or output; otherwise any")
-      ->type_name("PRODUCT");
-  app.add_option("--format", line.format, "text, json, or diff for the fixes")->type_name("FORMAT");
+  app.add_option_function<std::string>(
+         "--product",
+         [&line](const std::string& name) { line.options.products = product_of(name); },
+         "input-hdmi, input-usbc or output; otherwise any")
+      ->type_name("PRODUCT")
+      ->check(is_one_of({"input-hdmi", "input-usbc", "output"}));
+  app.add_option("--format", line.format, "text, json, or diff for the fixes")
+      ->type_name("FORMAT")
+      ->check(is_one_of({"text", "json", "diff"}));
   app.add_flag("--fix", line.fix, "Write the fixes to the files, check the result");
-  app.add_flag("--rules", line.list_rules, "List the rules");
+  app.add_flag("--rules", "List the rules");
   app.add_option("--explain-rule", line.rule, "Explain a rule, with an example")->type_name("RULE");
-  app.add_option("--disable", line.disabled, "A rule that is left out; may be given again")
+  app.add_option_function<std::vector<std::string>>(
+         "--disable",
+         [&line](const std::vector<std::string>& rules) {
+           for (const std::string& rule : rules) line.options.disabled.set(find_rule(rule));
+         },
+         "A rule that is left out; may be given again")
       ->type_name("RULE")
       ->delimiter(',')
-      ->allow_extra_args(false);
-  app.add_flag("--strict", line.strict, "Warnings count as errors");
+      ->allow_extra_args(false)
+      ->check(
+          [](const std::string& name) {
+            return find_rule(name) < kRuleCount
+                       ? ""
+                       : "no rule \"" + name + "\" (kovocheck --rules lists them)";
+          },
+          "");
+  app.add_flag("--strict", line.options.strict, "Warnings count as errors");
   app.set_version_flag("--version", "kovocheck " KOVO_VERSION, "Print the version and exit");
   app.get_option("--help")->description("Print this help and exit");
 }
 
-void add_log_options(CLI::App& app, LogCommandLine& line) {
-  app.add_option("PATH", line.options.paths, "Logs, and directories with logs")->required();
-  app.add_option("--definitions", line.definitions_file, "The definition file of the device")
+void add_log_options(CLI::App& app, std::string& definitions_file, LogOptions& options) {
+  app.add_option("PATH", options.paths, "Logs, and directories with logs")->required();
+  app.add_option("--definitions", definitions_file, "The definition file of the device")
       ->type_name("FILE");
-  app.add_option("--trigger", line.options.trigger, "Only this trigger")->type_name("NAME");
-  app.add_option("--since", line.options.since, "YYYY-MM-DD, HH:MM[:SS] or both")
-      ->type_name("TIME");
-  app.add_flag("--failed", line.options.only_failed, "Only what failed; then exit status 1");
-  app.add_option("--format", line.format, "text or json")->type_name("FORMAT");
+  app.add_option("--trigger", options.trigger, "Only this trigger")->type_name("NAME");
+  app.add_option("--since", options.since, "YYYY-MM-DD, HH:MM[:SS] or both")->type_name("TIME");
+  app.add_flag("--failed", options.only_failed, "Only what failed; then exit status 1");
+  app.add_option_function<std::string>(
+         "--format", [&options](const std::string& format) { options.json = format == "json"; },
+         "text or json")
+      ->type_name("FORMAT")
+      ->check(is_one_of({"text", "json"}));
   app.get_option("--help")->description("Print this help and exit");
-}
-
-/// Takes the only word after --explain, without "=", as the file.
-void settle_explain(const CLI::App& app, bool names_event, CommandLine& line) {
-  line.explain = app.count("--explain") > 0;
-  if (!line.files.empty() || names_event || line.explained.empty()) return;
-  line.files.push_back(line.explained);
-  line.explained.clear();
-}
-
-bool parse_rules(const CommandLine& line, CheckOptions& options) {
-  for (const std::string& name : line.disabled) {
-    const std::size_t rule = find_rule(name);
-    if (rule == kRuleCount) {
-      complain("no rule \"" + name + "\" (kovocheck --rules lists them)");
-      return false;
-    }
-    options.disabled.set(rule);
-  }
-  return true;
-}
-
-bool is_format(const std::string& format, bool of_log) {
-  if (format == "text" || format == "json" || (format == "diff" && !of_log)) return true;
-  complain("no format \"" + format + "\": text" + (of_log ? " or json" : ", json or diff"));
-  return false;
-}
-
-bool parse_options(const CommandLine& line, CheckOptions& options, StatusVars& status) {
-  options.strict = line.strict;
-  if (!is_format(line.format, false)) return false;
-  if (line.explain && line.format != "text") {
-    complain("--explain has no effect with --format=" + line.format);
-    return false;
-  }
-  if (!line.product.empty()) {
-    options.products = product_of(line.product);
-    if (options.products == 0) {
-      complain("no product \"" + line.product + "\": input-hdmi, input-usbc or output");
-      return false;
-    }
-  }
-  if (!line.status_file.empty()) {
-    if (!read_status(line.status_file, status)) return false;
-    options.status = &status;
-  }
-  return parse_rules(line, options);
 }
 
 bool wants_colours() {
@@ -203,8 +173,8 @@ std::string diff_path(const std::string& path) {
 /// Writes the fixes of a text to its file, or to the output; the text becomes the one to report.
 /// Returns false when they cannot be written.
 bool fix_text(const std::string& path, const std::string& name, const CommandLine& line,
-              const CheckOptions& options, std::string& text, std::string& output) {
-  FixedText fixed = apply_fixes(text, options);
+              std::string& text, std::string& output) {
+  FixedText fixed = apply_fixes(text, line.options);
   if (line.fix && fixed.text != text) {
     const std::string error = replace_file(path, fixed.text);
     if (!error.empty()) {
@@ -215,39 +185,40 @@ bool fix_text(const std::string& path, const std::string& name, const CommandLin
   if (line.format == "diff") output += unified_diff(diff_path(name), text, fixed.text);
   if (!line.fix) return true;
   if (line.format == "text" && fixed.fixes > 0) {
-    output += fmt::format("{}: {} {} applied\n", escaped(name), fixed.fixes,
-                          fixed.fixes == 1 ? "fix" : "fixes");
+    output += fmt::format("{}: {} fix{} applied\n", escaped(name), fixed.fixes,
+                          fixed.fixes == 1 ? "" : "es");
   }
   text = std::move(fixed.text);
   return true;
 }
 
-void check_file(const std::string& path, const CommandLine& line, const CheckOptions& options,
-                Outcome& outcome) {
+void check_file(const std::string& path, const CommandLine& line, Outcome& outcome) {
   std::string text;
   std::string error;
   if (!read_definitions(path, text, error)) {
     outcome.status = complain(path + ": " + error);
     return;
   }
+  const bool diff = line.format == "diff";
+  const bool json = line.format == "json";
   CheckedFile checked;
   checked.name = path == "-" ? "<stdin>" : path;
-  if ((line.fix || line.format == "diff") &&
-      !fix_text(path, checked.name, line, options, text, outcome.output)) {
+  if ((line.fix || diff) && !fix_text(path, checked.name, line, text, outcome.output)) {
     outcome.status = kCannotCheck;
     return;
   }
+  const CheckOptions& options = line.options;
   const Source source = read_source(text);
   checked.findings = check_source(source, options);
-  const bool json = line.format == "json";
   if (count_of(checked.findings, Severity::kError) > 0) {
     outcome.status = std::max<int>(outcome.status, kHasErrors);
   }
-  if (line.format == "diff") return;
-  if (json) remove_harmful_fixes(text, source, options, checked.findings);
-  if (json || line.explain)
+  if (diff) return;
+  if (json || line.explain) {
     checked.events = explain(source, options.products, known_values(options.status));
+  }
   if (json) {
+    remove_harmful_fixes(text, source, options, checked.findings);
     outcome.for_json.push_back(std::move(checked));
     return;
   }
@@ -270,35 +241,32 @@ int explain_rule(const std::string& rule) {
 }
 
 /// Shows a timeline of logs instead of findings.
-int run_log(LogCommandLine& line) {
-  if (!is_format(line.format, true)) return kCannotCheck;
-  line.options.has_definitions = !line.definitions_file.empty();
-  line.options.json = line.format == "json";
+int run_log(const std::string& definitions_file, LogOptions& options) {
+  options.has_definitions = !definitions_file.empty();
   std::string error;
-  if (line.options.has_definitions &&
-      !read_definitions(line.definitions_file, line.options.definitions, error)) {
-    return complain(line.definitions_file + ": " + error);
+  if (options.has_definitions && !read_definitions(definitions_file, options.definitions, error)) {
+    return complain(definitions_file + ": " + error);
   }
-  const LogResult result = show_logs(line.options);
+  const LogResult result = show_logs(options);
   if (result == LogResult::kCannotRead) return kCannotCheck;
   return result == LogResult::kFailed ? kHasErrors : kClean;
 }
 
 int run(CommandLine& line) {
-  if (line.list_rules) {
-    std::fputs(rules_text().c_str(), stdout);
-    return kClean;
-  }
-  if (!line.rule.empty()) return explain_rule(line.rule);
   if (line.files.empty()) return complain("no file given (see kovocheck --help)");
   if (line.fix && std::count(line.files.begin(), line.files.end(), "-") > 0) {
     return complain("--fix cannot write standard input: use --format=diff");
   }
-  CheckOptions options;
+  if (line.explain && line.format != "text") {
+    return complain("--explain has no effect with --format=" + line.format);
+  }
   StatusVars status;
-  if (!parse_options(line, options, status)) return kCannotCheck;
+  if (!line.status_file.empty()) {
+    if (!read_status(line.status_file, status)) return kCannotCheck;
+    line.options.status = &status;
+  }
   Outcome outcome;
-  for (const std::string& path : line.files) check_file(path, line, options, outcome);
+  for (const std::string& path : line.files) check_file(path, line, outcome);
   if (!line.explained.empty() && !outcome.explained && outcome.status != kCannotCheck) {
     return complain("no event or trigger \"" + line.explained + "\"");
   }
@@ -307,21 +275,22 @@ int run(CommandLine& line) {
   return outcome.status;
 }
 
-std::ptrdiff_t given_options(const CLI::App& app) {
-  const std::vector<const CLI::Option*> options = app.get_options();
-  return std::count_if(options.begin(), options.end(),
-                       [](const CLI::Option* option) { return option->count() > 0; });
-}
-
-/// Returns the arguments with the command "check" in front, unless they name a command or ask for
-/// the help of all.
-std::vector<const char*> with_command(int argc, char** argv) {
-  std::vector<const char*> arguments(argv, argv + argc);
-  const std::string_view first = argc > 1 ? argv[1] : "";
-  const bool named = first == "check" || first == "log" || first == "--help" || first == "-h" ||
-                     first == "--version";
-  if (!named) arguments.insert(arguments.begin() + 1, "check");
-  return arguments;
+/// Runs the command "check"; --explain is followed by the file if that is its only word.
+int run_check(const CLI::App& app, bool names_event, CommandLine& line) {
+  const bool list_rules = app.count("--rules") > 0;
+  if ((list_rules || !line.rule.empty()) && app.count_all() > 2) {  // with the command itself
+    return complain("--rules and --explain-rule take no other options and no file");
+  }
+  if (list_rules) {
+    std::fputs(rules_text().c_str(), stdout);
+    return kClean;
+  }
+  if (!line.rule.empty()) return explain_rule(line.rule);
+  line.explain = app.count("--explain") > 0;
+  if (line.files.empty() && !names_event && !line.explained.empty()) {
+    line.files.push_back(std::exchange(line.explained, {}));
+  }
+  return run(line);
 }
 
 }  // namespace
@@ -332,36 +301,32 @@ int check_main(int argc, char** argv) {
   app.set_help_all_flag("-h,--help", "Print this help and exit");
   app.set_version_flag("--version", "kovocheck " KOVO_VERSION, "Print the version and exit");
   app.require_subcommand(1);
-  CommandLine line;
   CLI::App& check = *app.add_subcommand(
       "check", "Report what the daemon will do with definition files; the default command");
+  CommandLine line;
   add_options(check, line);
-  LogCommandLine log_line;
   CLI::App& log = *app.add_subcommand("log", "Show the timeline of a device's logs");
-  add_log_options(log, log_line);
-  const std::vector<const char*> arguments = with_command(argc, argv);
-  for (const std::string_view argument : arguments) {
-    if (argument == "--log" || argument.substr(0, 6) == "--log=") {
-      return complain("--log is now a command: kovocheck log PATH...");
-    }
+  std::string definitions_file;
+  LogOptions log_options;
+  add_log_options(log, definitions_file, log_options);
+  std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
+  const std::string first = arguments.empty() ? "" : arguments.front();
+  if (std::set<std::string>{"check", "log", "--help", "-h", "--version"}.count(first) == 0) {
+    arguments.insert(arguments.begin(), "check");
   }
+  const bool names_event =
+      std::any_of(arguments.begin(), arguments.end(),
+                  [](const std::string& argument) { return argument.rfind("--explain=", 0) == 0; });
+  std::reverse(arguments.begin(), arguments.end());  // as CLI11 wants a vector
   try {
-    app.parse(static_cast<int>(arguments.size()), arguments.data());
+    app.parse(std::move(arguments));
   } catch (const CLI::Success& wish) {  // --help or --version
     return app.exit(wish);
   } catch (const CLI::ParseError& error) {
     return complain(std::string(error.what()) + " (see kovocheck --help)");
   }
-  const bool names_event = std::any_of(
-      arguments.begin(), arguments.end(),
-      [](const char* argument) { return std::string_view(argument).rfind("--explain=", 0) == 0; });
-  for (const char* alone : {"--rules", "--explain-rule"}) {
-    if (check.count(alone) > 0 && given_options(check) > 1) {
-      return complain(alone + std::string(" takes no other options and no file"));
-    }
-  }
-  if (check.parsed()) settle_explain(check, names_event, line);
-  const int status = check.parsed() ? run(line) : run_log(log_line);
+  const int status =
+      check.parsed() ? run_check(check, names_event, line) : run_log(definitions_file, log_options);
   if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
     return complain(std::string("cannot write: ") + std::strerror(errno));
   }

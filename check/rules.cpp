@@ -183,7 +183,7 @@ Findings check_source(const Source& source, const CheckOptions& options) {
   for (std::size_t at = 0; at < kRuleCount; ++at) {
     if (options.disabled[at]) continue;
     // No line is read as it looks.
-    const bool has_lines = source.mark != ByteOrderMark::kUtf16 && source.cr_only.count == 0;
+    const bool has_lines = source.mark != ByteOrderMark::kUtf16 && !source.cr_only;
     if (!has_lines && kRules[at].check != check_line_end) continue;
     context.rule = &kRules[at];
     context.rule->check(context);

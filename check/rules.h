@@ -14,43 +14,17 @@
 
 namespace kovo::check {
 
-// rules/lines.cpp
-void check_no_equals(CheckContext& context);
-void check_long_line(CheckContext& context);
-void check_line_end(CheckContext& context);
-void check_blank(CheckContext& context);
-// rules/keys.cpp
-void check_commented_out(CheckContext& context);
-void check_unknown_key(CheckContext& context);
-void check_letter_case(CheckContext& context);
-void check_truncated_name(CheckContext& context);
-void check_index(CheckContext& context);
-void check_duplicate_key(CheckContext& context);
-void check_no_effect(CheckContext& context);
-// rules/events.cpp
-void check_no_event(CheckContext& context);
-void check_no_count(CheckContext& context);
-void check_delay_order(CheckContext& context);
-void check_never_runs(CheckContext& context);
-// rules/fields.cpp
-void check_count(CheckContext& context);
-void check_delay(CheckContext& context);
-void check_port(CheckContext& context);
-// rules/triggers.cpp
-void check_same_trigger(CheckContext& context);
-void check_builtin_trigger(CheckContext& context);
-void check_variable_name(CheckContext& context);
-void check_trigger(CheckContext& context);
-void check_display_period(CheckContext& context);
-// rules/steps.cpp
-void check_protocol(CheckContext& context);
-void check_address(CheckContext& context);
-// rules/loop.cpp
-void check_loop(CheckContext& context);
-// rules/payload.cpp
-void check_data(CheckContext& context);
-void check_payload(CheckContext& context);
-void check_placeholder(CheckContext& context);
+using Check = void(CheckContext& context);
+Check check_no_equals, check_long_line, check_line_end, check_blank;  // rules/lines.cpp
+Check check_commented_out, check_unknown_key, check_letter_case, check_truncated_name, check_index,
+    check_duplicate_key, check_no_effect;                                   // rules/keys.cpp
+Check check_no_event, check_no_count, check_delay_order, check_never_runs;  // rules/events.cpp
+Check check_count, check_delay, check_port;                                 // rules/fields.cpp
+Check check_same_trigger, check_builtin_trigger, check_variable_name, check_trigger,
+    check_display_period;                            // rules/triggers.cpp
+Check check_protocol, check_address;                 // rules/steps.cpp
+Check check_loop;                                    // rules/loop.cpp
+Check check_data, check_payload, check_placeholder;  // rules/payload.cpp
 
 // Findings at the same place are reported in this order.
 inline constexpr RuleInfo kRules[] = {

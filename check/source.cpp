@@ -39,24 +39,6 @@ void add_piece(Source& source, std::int32_t number, std::size_t offset, std::str
   source.lines.push_back(line);
 }
 
-/// Finds lines that end in CR only, if there are more of them than newlines.
-LineKind find_cr_only(std::string_view text) {
-  LineKind found;
-  std::size_t newlines = 0;
-  std::int32_t column = 0;
-  for (std::size_t at = 0; at < text.size(); ++at) {
-    ++column;
-    if (text[at] == '\n') {
-      ++newlines;
-      column = 0;
-    } else if (text[at] == '\r' && text.substr(at + 1, 1) != "\n" && found.count++ == 0) {
-      found.first = {static_cast<std::int32_t>(newlines) + 1, column, 1};
-    }
-  }
-  const bool at_end = !text.empty() && text.back() == '\r';  // which ends no line in between
-  return found.count > newlines + (at_end ? 1 : 0) ? found : LineKind{};
-}
-
 void split_into_pieces(Source& source, std::string_view text) {
   std::int32_t number = 0;
   while (!text.empty()) {
@@ -79,7 +61,7 @@ void split_into_pieces(Source& source, std::string_view text) {
 Source read_source(std::string_view text) {
   Source source;
   source.mark = mark_of(text);
-  source.cr_only = find_cr_only(text);
+  source.cr_only = !contains(text, "\n") && text.find('\r') < text.size() - 1;
   split_into_pieces(source, text);
   std::string judged;
   std::string as_read;

@@ -29,8 +29,8 @@ struct LineKind {
 struct Source {
   std::vector<SourceLine> lines;
   LineKind carriage_returns;  // at the ends of lines
-  LineKind cr_only;           // lines that end in CR only, in a file that has nearly no others
   LineKind nuls;
+  bool cr_only = false;  // its lines end in CR, and it has no newline
   ByteOrderMark mark = ByteOrderMark::kNone;
 
   // Faulty line ends are reported once; the rules see the lines as if these were fixed. The daemon

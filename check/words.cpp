@@ -1,7 +1,6 @@
 #include "check/words.h"
 
 #include <algorithm>
-#include <limits>
 #include <utility>
 
 #include "core/text.h"
@@ -36,19 +35,8 @@ std::size_t distance_limit(std::string_view word) {
 }
 
 // ASCII quotation marks, then the typographic ones.
-constexpr std::string_view kQuotes[] = {"\"",
-                                        "'",
-                                        "`",
-                                        "\xE2\x80\x98",
-                                        "\xE2\x80\x99",
-                                        "\xE2\x80\x9A",
-                                        "\xE2\x80\x9B",
-                                        "\xE2\x80\x9C",
-                                        "\xE2\x80\x9D",
-                                        "\xE2\x80\x9E",
-                                        "\xE2\x80\x9F",
-                                        "\xC2\xAB",
-                                        "\xC2\xBB"};
+constexpr std::string_view kQuotes[] = {"\"", "'", "`", "‘", "’", "‚", "‛",
+                                        "“",  "”", "„", "‟", "«", "»"};
 
 }  // namespace
 
@@ -147,13 +135,6 @@ ReadNumber read_number(std::string_view text) {
   number.has_digits = end != digits.begin();
   number.rest =
       number.has_digits ? digits.substr(static_cast<std::size_t>(end - digits.begin())) : text;
-  // At an end of the range, the number may have been clamped.
-  using Limits = std::numeric_limits<std::int32_t>;
-  if (number.value == Limits::max() || number.value == Limits::min()) {
-    digits.remove_suffix(number.rest.size());
-    while (digits.size() > 1 && digits.front() == '0') digits.remove_prefix(1);
-    number.in_range = digits == (number.value > 0 ? "2147483647" : "2147483648");
-  }
   return number;
 }
 

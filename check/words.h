@@ -51,7 +51,6 @@ std::string_view without_quotes(std::string_view text);
 struct ReadNumber {
   std::int32_t value = 0;
   bool has_digits = false;
-  bool in_range = true;   // false when it was clamped to 32 bits
   std::string_view rest;  // after the digits and blanks: the daemon ignores it
 };
 ReadNumber read_number(std::string_view text);

@@ -46,15 +46,6 @@ void check_carriage_returns(CheckContext& context) {
             std::move(others));
 }
 
-void check_cr_only(CheckContext& context) {
-  const LineKind& found = context.source.cr_only;
-  if (found.count == 0 || context.source.mark == ByteOrderMark::kUtf16) return;
-  add_error(context, found.first,
-            fmt::format("{} {} in CR only, so that the daemon reads them as one line",
-                        counted(found.count, "line"), found.count == 1 ? "ends" : "end"),
-            "save the file with Unix line endings (LF), or: tr '\\r' '\\n' <FILE >NEW");
-}
-
 void check_nuls(CheckContext& context) {
   const LineKind& found = context.source.nuls;
   if (found.count == 0 || context.source.mark == ByteOrderMark::kUtf16) return;
@@ -132,8 +123,13 @@ void check_long_line(CheckContext& context) {
 
 void check_line_end(CheckContext& context) {
   check_byte_order_mark(context);
-  if (context.source.cr_only.count == 0) check_carriage_returns(context);
-  check_cr_only(context);
+  if (context.source.cr_only) {
+    add_error(context, {1, 1, 0},
+              "the lines end in CR only, so that the daemon reads them as one line",
+              "save the file with Unix line endings (LF), or: tr '\\r' '\\n' <FILE >NEW");
+  } else {
+    check_carriage_returns(context);
+  }
   check_nuls(context);
 }
 

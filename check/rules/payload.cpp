@@ -125,8 +125,8 @@ SourceRange bytes_range(const StepValue& step, std::size_t at, std::size_t lengt
   return part_of(step.range, 2 * at, 2 * length);
 }
 
-/// How many placeholders the file has of each name; those that were reported are removed.
-using NameCounts = std::unordered_map<std::string, std::size_t>;
+/// The names that were looked at: each is reported once.
+using Names = std::unordered_set<std::string>;
 
 /// Returns whether a name may be missing in the status, and stores the one that was meant.
 bool is_unknown(const CheckContext& context, const std::string& name, std::string& near) {
@@ -135,29 +135,22 @@ bool is_unknown(const CheckContext& context, const std::string& name, std::strin
   return near != name && (!near.empty() || context.options.status != nullptr);
 }
 
-/// Reports an unknown name once.
 void check_name(CheckContext& context, const SourceRange& range, const std::string& name,
-                NameCounts& counts) {
-  const auto found = counts.find(name);
-  if (found == counts.end()) return;
-  const std::string count =
-      found->second > 1 ? fmt::format(" ({})", counted(found->second, "place")) : "";
-  counts.erase(found);
+                Names& known) {
   std::string near;
-  if (!is_unknown(context, name, near)) return;
+  if (!known.insert(name).second || !is_unknown(context, name, near)) return;
   const bool status_known = context.options.status != nullptr;
   add_finding(context, status_known ? Severity::kError : Severity::kNote, range,
-              fmt::format("{} is replaced by nothing{}{}", quoted("{{" + name + "}}"),
+              fmt::format("{} is replaced by nothing{}", quoted("{{" + name + "}}"),
                           status_known ? ": the status has no such name"
-                                       : " unless the device's status has this name",
-                          count),
+                                       : " unless the device's status has this name"),
               near.empty() ? "write a name of the device's status"
                            : fmt::format("{}{{{{{}}}}}?", kGuess, shown(near)),
               near.empty() ? std::nullopt : std::optional(as_hex(near)));
 }
 
 void check_placeholder_text(CheckContext& context, const StepValue& step,
-                            const Placeholder& placeholder, NameCounts& counts) {
+                            const Placeholder& placeholder, Names& known) {
   const std::string name(placeholder.name);
   const std::string text = quoted("{{" + name + "}}") + " is replaced by nothing";
   const SourceRange range = bytes_range(step, placeholder.at + 2, name.size());
@@ -169,7 +162,7 @@ void check_placeholder_text(CheckContext& context, const StepValue& step,
     add_error(context, range, text + ": the blanks are part of its name",
               fmt::format("write {{{{{}}}}}", shown(inner)), as_hex(inner));
   } else {
-    check_name(context, range, name, counts);
+    check_name(context, range, name, known);
   }
 }
 
@@ -254,16 +247,11 @@ void check_payload(CheckContext& context) {
 }
 
 void check_placeholder(CheckContext& context) {
-  NameCounts counts;
-  for_each_payload(context, [&](const StepValue&, const std::string& payload) {
-    for (const Placeholder& placeholder : placeholders(payload)) {
-      ++counts[std::string(placeholder.name)];
-    }
-  });
+  Names known;
   for_each_payload(context, [&](const StepValue& step, const std::string& payload) {
     const std::vector<Placeholder> found = placeholders(payload);
     for (const Placeholder& placeholder : found) {
-      check_placeholder_text(context, step, placeholder, counts);
+      check_placeholder_text(context, step, placeholder, known);
     }
     check_single_braces(context, step, payload);
     const std::size_t open = payload.find("{{", literal_end(found));
