@@ -1,5 +1,4 @@
 // kovocheck: reports what the daemon will do with a definition file, and what it did by its logs.
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <fmt/core.h>
@@ -80,6 +79,11 @@ CLI::Validator is_one_of(std::set<std::string> words) {
   return CLI::Validator(CLI::IsMember(std::move(words))).description("");
 }
 
+std::string is_rule(const std::string& name) {
+  if (find_rule(name) < kRuleCount) return "";
+  return "no rule \"" + name + "\" (kovocheck --rules lists them)";
+}
+
 void add_options(CLI::App& app, CommandLine& line) {
   app.add_option("FILE", line.files, "Definition files; - is standard input");
   app.add_option_function<std::string>(
@@ -102,7 +106,9 @@ void add_options(CLI::App& app, CommandLine& line) {
       ->check(is_one_of({"text", "json", "diff"}));
   app.add_flag("--fix", line.fix, "Write the fixes to the files, check the result");
   app.add_flag("--rules", "List the rules");
-  app.add_option("--explain-rule", line.rule, "Explain a rule, with an example")->type_name("RULE");
+  app.add_option("--explain-rule", line.rule, "Explain a rule, with an example")
+      ->type_name("RULE")
+      ->check(is_rule, "");
   app.add_option_function<std::vector<std::string>>(
          "--disable",
          [&line](const std::vector<std::string>& rules) {
@@ -112,13 +118,7 @@ void add_options(CLI::App& app, CommandLine& line) {
       ->type_name("RULE")
       ->delimiter(',')
       ->allow_extra_args(false)
-      ->check(
-          [](const std::string& name) {
-            return find_rule(name) < kRuleCount
-                       ? ""
-                       : "no rule \"" + name + "\" (kovocheck --rules lists them)";
-          },
-          "");
+      ->check(is_rule, "");
   app.add_flag("--strict", line.options.strict, "Warnings count as errors");
   app.set_version_flag("--version", "kovocheck " KOVO_VERSION, "Print the version and exit");
   app.get_option("--help")->description("Print this help and exit");
@@ -142,14 +142,6 @@ void add_log_options(CLI::App& app, std::string& definitions_file, LogOptions& o
 bool wants_colours() {
   const char* no_color = std::getenv("NO_COLOR");
   return isatty(STDOUT_FILENO) != 0 && (no_color == nullptr || *no_color == '\0');
-}
-
-/// Returns the columns of a terminal; kNotWrapped elsewhere: a finding is then one line for
-/// programs.
-std::size_t report_width() {
-  winsize size{};
-  if (isatty(STDOUT_FILENO) == 0) return kNotWrapped;
-  return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
 }
 
 struct Outcome {
@@ -224,20 +216,10 @@ void check_file(const std::string& path, const CommandLine& line, Outcome& outco
   }
   const std::string events = explain_text(checked.events, line.explained);
   outcome.explained = outcome.explained || !events.empty();
-  outcome.output += report_text(escaped(checked.name), source, checked.findings, report_width(),
-                                wants_colours()) +
-                    (events.empty() ? "" : "\n" + events);
-}
-
-int explain_rule(const std::string& rule) {
-  const std::string section(rule_section(rule));
-  if (section.empty()) {
-    complain("no rule \"" + rule + "\"; the rules are:");
-    std::fputs(rules_text().c_str(), stderr);
-    return kCannotCheck;
-  }
-  std::fputs(section.c_str(), stdout);
-  return kClean;
+  outcome.output +=
+      report_text(escaped(checked.name), source, checked.findings,
+                  isatty(STDOUT_FILENO) != 0 ? kReportWidth : kNotWrapped, wants_colours()) +
+      (events.empty() ? "" : "\n" + events);
 }
 
 /// Shows a timeline of logs instead of findings.
@@ -281,11 +263,10 @@ int run_check(const CLI::App& app, bool names_event, CommandLine& line) {
   if ((list_rules || !line.rule.empty()) && app.count_all() > 2) {  // with the command itself
     return complain("--rules and --explain-rule take no other options and no file");
   }
-  if (list_rules) {
-    std::fputs(rules_text().c_str(), stdout);
+  if (list_rules || !line.rule.empty()) {
+    std::fputs((list_rules ? rules_text() : std::string(rule_section(line.rule))).c_str(), stdout);
     return kClean;
   }
-  if (!line.rule.empty()) return explain_rule(line.rule);
   line.explain = app.count("--explain") > 0;
   if (line.files.empty() && !names_event && !line.explained.empty()) {
     line.files.push_back(std::exchange(line.explained, {}));

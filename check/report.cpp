@@ -12,7 +12,6 @@ namespace kovo::check {
 namespace {
 
 constexpr std::size_t kExcerptSize = 66;  // bytes of a line that are shown: 80 columns in all
-constexpr std::size_t kWidth = 80;
 constexpr std::int64_t kAxisLength = 16;  // columns from the first to the last step
 constexpr std::size_t kAxisWidth = 22;
 constexpr std::size_t kPayloadShown = 120;
@@ -61,8 +60,8 @@ std::string finding_text(const std::string& file, const Source& source, const Fi
                      finding.hint.empty()
                          ? ""
                          : fmt::format("{}{}\n", kHint,
-                                       wrapped(finding.hint, kWidth, std::string(kHint.size(), ' '),
-                                               kHint.size())));
+                                       wrapped(finding.hint, kReportWidth,
+                                               std::string(kHint.size(), ' '), kHint.size())));
 }
 
 std::string raised_text(const ExplainedEvent& event) {

@@ -12,7 +12,8 @@
 
 namespace kovo::check {
 
-constexpr std::size_t kNotWrapped = SIZE_MAX;
+constexpr std::size_t kReportWidth = 80;
+constexpr std::size_t kNotWrapped = SIZE_MAX;  // a finding is then one line for programs
 
 /// Returns the findings of a file, each with its line, a marker and the hint, and their numbers.
 /// The first line of each is wrapped at `width`.

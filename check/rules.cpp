@@ -60,7 +60,7 @@ std::optional<FaultyKey> key_fault(std::uint32_t position, const DefinitionEntry
 }
 
 /// Finds a known key after a blank in a value.
-std::optional<SecondKey> second_key(std::uint32_t position, const DefinitionEntry& entry) {
+std::optional<SecondKey> second_key(const DefinitionEntry& entry) {
   if (looks_like_comment(entry.name)) return {};
   const std::string_view value = entry.value;
   for (std::size_t at = 0; (at = value.find_first_of(" \t", at)) != std::string_view::npos; ++at) {
@@ -69,7 +69,7 @@ std::optional<SecondKey> second_key(std::uint32_t position, const DefinitionEntr
     if (equals == std::string_view::npos) return {};
     const std::string_view key = value.substr(end, equals - end);
     const DefinitionEntry second = split_definition_key(key, {});
-    if (value[equals] == '=' && is_known(second)) return SecondKey{position, at, end - at, key};
+    if (value[equals] == '=' && is_known(second)) return SecondKey{at, end - at, key};
     at = end - 1;
   }
   return {};
@@ -104,12 +104,11 @@ std::vector<MissingEvent> missing_events(const CheckContext& context) {
 void find_faulty_keys(CheckContext& context) {
   for (std::uint32_t at = 0; at < context.source.entries.size(); ++at) {
     const DefinitionEntry& entry = context.source.entries[at];
-    if (std::optional<SecondKey> second = second_key(at, entry)) {
+    if (std::optional<SecondKey> second = second_key(entry)) {
       const std::string_view name = split_definition_key(second->key, {}).name;
       context.meant_keys.emplace(second->key);
       context.unsure_names.insert({std::string(entry.name), std::string(name)});
-      context.with_second.insert(at);
-      context.second_keys.push_back(*second);
+      context.second_keys.emplace(at, *second);
     }
     if (entry.field == kIpField && contains(entry.value, ":")) {  // the port is there
       context.meant_keys.insert(fmt::format("{}{}{}", entry.name, kPortField, entry.index));
@@ -142,6 +141,32 @@ CheckContext make_context(const Source& source, const Model& model, const CheckO
     context.unsure_names.emplace(missing.similar->name);
   }
   return context;
+}
+
+void report_similar(CheckContext& context, const MissingEvent& missing, bool in_blanks) {
+  const NamedKeys& event = *missing.similar;
+  const auto text_of = [=](std::string_view name) {
+    return in_blanks ? quoted(name) : shown(name);
+  };
+  const bool is_event = has_more_keys(event, missing.keys);
+  const std::string_view wrong = is_event ? missing.keys.name : event.name;
+  const std::string right(trimmed(is_event ? event.name : missing.keys.name));
+  std::vector<Edit> others;
+  for (const NamedKeys* keys : {&missing.keys, &event}) {
+    if (keys->name == right) continue;
+    for (const std::uint32_t at : keys->entries) {
+      const SourceRange range = part_of(key_range(context, at), 0, keys->name.size());
+      if (range.line != missing.range.line) others.push_back({range, right});
+    }
+  }
+  const std::string line = line_of(context, event.counts.front());
+  add_error(
+      context, missing.range,
+      fmt::format("{} does not exist: the Count on {} is for {}{}", text_of(missing.keys.name),
+                  line, text_of(event.name), in_blanks ? ", with the blank" : ""),
+      in_blanks || is_event ? fmt::format("write {} instead of {}", text_of(right), text_of(wrong))
+                            : fmt::format("write {}Count on {}", shown(right), line),
+      right, std::move(others));
 }
 
 /// Narrows a fix of bytes beyond ASCII to those that differ: JSON cannot hold the others.
@@ -207,32 +232,13 @@ const DefinitionEntry& entry_at(const CheckContext& context, std::uint32_t entry
   return context.source.entries[entry];
 }
 
-bool differs_in_blanks(const MissingEvent& missing) {
-  return trimmed(missing.keys.name).size() < missing.keys.name.size() ||
-         trimmed(missing.similar->name).size() < missing.similar->name.size();
-}
-
-void check_similar(CheckContext& context, const MissingEvent& missing, std::string text) {
-  const NamedKeys& event = *missing.similar;
-  const bool is_event = has_more_keys(event, missing.keys);
-  const std::string_view wrong = is_event ? missing.keys.name : event.name;
-  const std::string right(trimmed(is_event ? event.name : missing.keys.name));
-  std::vector<Edit> others;
-  for (const NamedKeys* keys : {&missing.keys, &event}) {
-    if (keys->name == right) continue;
-    for (const std::uint32_t at : keys->entries) {
-      const SourceRange range = part_of(key_range(context, at), 0, keys->name.size());
-      if (range.line != missing.range.line) others.push_back({range, right});
-    }
+void check_similar(CheckContext& context, bool in_blanks) {
+  for (const MissingEvent& missing : context.missing_events) {
+    if (missing.similar == nullptr) continue;
+    const bool has_blanks = trimmed(missing.keys.name).size() < missing.keys.name.size() ||
+                            trimmed(missing.similar->name).size() < missing.similar->name.size();
+    if (has_blanks == in_blanks) report_similar(context, missing, in_blanks);
   }
-  std::string hint =
-      fmt::format("write {}Count on {}", shown(right), line_of(context, event.counts.front()));
-  if (differs_in_blanks(missing)) {
-    hint = fmt::format("write {} instead of {}", quoted(right), quoted(wrong));
-  } else if (is_event) {
-    hint = fmt::format("write {} instead of {}", shown(right), shown(wrong));
-  }
-  add_error(context, missing.range, std::move(text), hint, right, std::move(others));
 }
 
 Severity severity_of_missed(const CheckContext& context, const std::string& right) {

@@ -86,11 +86,6 @@ void add_words(Triggers& triggers, const Product& product) {
   }
 }
 
-std::vector<std::string> names_of(const TriggerNames& index, std::string_view word) {
-  const auto found = index.find(lower_ascii(word));
-  return found == index.end() ? std::vector<std::string>() : found->second;
-}
-
 }  // namespace
 
 unsigned product_of(std::string_view name) {
@@ -116,20 +111,13 @@ std::vector<Variant> variants_of(unsigned products) {
 }
 
 std::string description(const TriggerSource& source) {
-  switch (source.cause) {
-    case TriggerCause::kVariable:
-    case TriggerCause::kVariablePart:
-      return "variable " + source.name;
-    case TriggerCause::kSetting:
-      return "setting " + source.name;
-    case TriggerCause::kPlayback:
-      return "the playback selection";
-    case TriggerCause::kFirstStart:
-      return "the first start after boot";
-    case TriggerCause::kDisplay:
-      break;
-  }
-  return "the display connection, by tcp:2700";
+  constexpr const char* kTexts[] = {"variable ",
+                                    "variable ",
+                                    "setting ",
+                                    "the playback selection",
+                                    "the first start after boot",
+                                    "the display connection, by tcp:2700"};
+  return kTexts[static_cast<std::size_t>(source.cause)] + source.name;
 }
 
 std::vector<TriggerSource> trigger_sources(unsigned products) {
@@ -181,12 +169,13 @@ std::vector<std::string> raised_by(const Triggers& triggers, std::string_view tr
   return result;
 }
 
-std::vector<std::string> triggers_of_word(const Triggers& triggers, std::string_view word) {
-  return names_of(triggers.by_word, word);
+std::vector<std::string> triggers_of(const TriggerNames& names, std::string_view word) {
+  const auto found = names.find(lower_ascii(word));
+  return found == names.end() ? std::vector<std::string>() : found->second;
 }
 
 std::vector<std::string> triggers_of_variable(const Triggers& triggers, std::string_view variable) {
-  return names_of(triggers.by_variable, variable);
+  return triggers_of(triggers.by_variable, variable);
 }
 
 }  // namespace kovo::check

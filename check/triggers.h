@@ -55,9 +55,9 @@ using TriggerNames = std::unordered_map<std::string, std::vector<std::string>>;
 struct Triggers {
   unsigned products = kAnyProduct;                                      // those that count
   std::unordered_map<std::string, std::vector<TriggerSource>> sources;  // by trigger
-  TriggerNames by_variable;                                             // lower case: its triggers
-  TriggerNames by_word;     // lower case: the triggers of a status or setting word
-  NameSuggester suggester;  // of all triggers
+  TriggerNames by_variable;  // lower case: the triggers that its change raises
+  TriggerNames by_word;      // lower case: those that a status or setting word means
+  NameSuggester suggester;   // of all triggers
 };
 
 Triggers make_triggers(unsigned products);
@@ -66,12 +66,8 @@ Triggers make_triggers(unsigned products);
 /// it does.
 std::vector<std::string> raised_by(const Triggers& triggers, std::string_view trigger);
 
-/// Returns the triggers that a word of the mapping tables means which raises nothing itself: the
-/// word of a setting, or the status of a row. Case-insensitive; empty for any other text.
-std::vector<std::string> triggers_of_word(const Triggers& triggers, std::string_view word);
-
-/// Returns the triggers that a change of a device variable raises. Case-insensitive; empty for a
-/// text that is not a variable.
+/// Returns the triggers of a word, case-insensitive; empty for one without.
+std::vector<std::string> triggers_of(const TriggerNames& names, std::string_view word);
 std::vector<std::string> triggers_of_variable(const Triggers& triggers, std::string_view variable);
 
 }  // namespace kovo::check

@@ -3,6 +3,7 @@
 
 #include <fmt/core.h>
 
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -12,7 +13,6 @@
 #include <vector>
 
 #include "check/findings.h"
-#include "check/keys.h"
 #include "check/model.h"
 #include "check/rules.h"
 #include "check/source.h"
@@ -34,7 +34,6 @@ struct FaultyKey {
 
 /// A second key in the value of an entry, after a blank.
 struct SecondKey {
-  std::uint32_t entry;
   std::size_t at;        // of the first blank before it, in the value
   std::size_t length;    // of the blanks
   std::string_view key;  // the second one
@@ -47,9 +46,6 @@ struct MissingEvent {
   const NamedKeys* similar;  // the event whose name differs only in case and blanks, or null
 };
 
-/// Returns whether the names differ in blanks, not only in case.
-bool differs_in_blanks(const MissingEvent& missing);
-
 struct CheckContext {
   const Source& source;
   const Model& model;
@@ -60,9 +56,8 @@ struct CheckContext {
   TemplateValues known{};                            // the values of placeholders
   std::unordered_set<std::string_view> in_status{};  // the names of the status
   std::vector<FaultyKey> faulty_keys{};              // in the file's order
-  std::vector<SecondKey> second_keys{};              // likewise
+  std::map<std::uint32_t, SecondKey> second_keys{};  // by entry
   std::unordered_set<std::string> meant_keys{};      // the right ones of both
-  std::unordered_set<std::uint32_t> with_second{};   // entries with a second key
   std::unordered_set<std::string> unsure_names{};    // other lines may be meant for these events
   std::unordered_map<std::string_view, const NamedKeys*> found_by_trigger{};
   std::vector<MissingEvent> missing_events{};
@@ -90,8 +85,9 @@ void add_note(CheckContext& context, const SourceRange& range, Parts&&... parts)
   add_finding(context, Severity::kNote, range, std::forward<Parts>(parts)...);
 }
 
-/// Reports an event name that is similar to the name of an event; the fix makes one name of both.
-void check_similar(CheckContext& context, const MissingEvent& missing, std::string text);
+/// Reports the event names that differ only in case, or also in blanks, from the name of an event;
+/// the fix makes one name of both.
+void check_similar(CheckContext& context, bool in_blanks);
 
 /// Reports the steps that lack a line of a field, unless a faulty key may be meant for it.
 void check_missing_field(CheckContext& context, std::string_view field);
@@ -118,7 +114,7 @@ void for_each_entry(const CheckContext& context, std::string_view field, Functio
   for (std::uint32_t at = 0; at < entries.size(); ++at) {
     const DefinitionEntry& entry = entries[at];
     if (entry.field != field || !is_known(entry) || looks_like_comment(entry.name)) continue;
-    if (context.with_second.count(at) == 0) function(at);
+    if (context.second_keys.count(at) == 0) function(at);
   }
 }
 

@@ -17,8 +17,7 @@ constexpr char kRenameEvent[] =
 
 /// Returns " and 3 more lines"; "" for none.
 std::string and_more(std::size_t lines) {
-  if (lines == 0) return {};
-  return fmt::format(" and {} more line{}", lines, lines == 1 ? "" : "s");
+  return lines == 0 ? "" : " and " + counted(lines, "more line");
 }
 
 std::string question(const std::string& key) {
@@ -203,12 +202,11 @@ void check_global_key(CheckContext& context, std::uint32_t position) {
 }
 
 /// Reports a key in the value of another one.
-void check_second_key(CheckContext& context, const SecondKey& second) {
-  const DefinitionEntry& entry = entry_at(context, second.entry);
+void check_second_key(CheckContext& context, std::uint32_t position, const SecondKey& second) {
   add_finding(context, severity_of_missed(context, std::string(second.key)),
-              part_of(value_range(context, second.entry), second.at, second.length),
+              part_of(value_range(context, position), second.at, second.length),
               fmt::format("{} is not read as a key: it is part of the value of {}",
-                          shown(second.key), key_text(entry)),
+                          shown(second.key), key_text(entry_at(context, position))),
               fmt::format("{}a line of its own for {}?", kGuess, shown(second.key)), "\n");
 }
 
@@ -256,7 +254,7 @@ void check_unknown_key(CheckContext& context) {
                 fmt::format("{} is ignored: {} takes no step number", key_text(entry), entry.field),
                 "write " + shown(key.right), key.right);
   });
-  for (const SecondKey& second : context.second_keys) check_second_key(context, second);
+  for (const auto& [at, second] : context.second_keys) check_second_key(context, at, second);
 }
 
 void check_letter_case(CheckContext& context) {
@@ -265,14 +263,7 @@ void check_letter_case(CheckContext& context) {
               key_text(entry) + " is ignored: keys are case-sensitive", "write " + shown(key.right),
               key.right);
   });
-  for (const MissingEvent& missing : context.missing_events) {
-    if (missing.similar == nullptr || differs_in_blanks(missing)) continue;
-    const NamedKeys& event = *missing.similar;
-    check_similar(
-        context, missing,
-        fmt::format("{} does not exist: the Count on {} is for {}", shown(missing.keys.name),
-                    line_of(context, event.counts.front()), shown(event.name)));
-  }
+  check_similar(context, false);
 }
 
 /// Reports an event name once: the end of a key is right, but the name contains a field word.

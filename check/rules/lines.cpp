@@ -73,7 +73,7 @@ void check_blanks(CheckContext& context, std::uint32_t position, const Definitio
   const bool trims_value = key_has_blanks || has_trimmed_value(context, entry);
   const std::string_view good_value = trims_value ? trimmed(entry.value) : entry.value;
   if (good_key.empty() || looks_like_comment(good_key)) return;
-  if (context.with_second.count(position) > 0) return;
+  if (context.second_keys.count(position) > 0) return;
   if (!key_has_blanks && good_value.size() == entry.value.size()) return;
 
   const std::string line = fmt::format("{}={}", key, entry.value);
@@ -137,14 +137,7 @@ void check_blank(CheckContext& context) {
   for (std::uint32_t at = 0; at < context.source.entries.size(); ++at) {
     check_blanks(context, at, entry_at(context, at));
   }
-  for (const MissingEvent& missing : context.missing_events) {
-    if (missing.similar == nullptr || !differs_in_blanks(missing)) continue;
-    check_similar(
-        context, missing,
-        fmt::format("{} does not exist: the Count on {} is for {}, with the blank",
-                    quoted(missing.keys.name), line_of(context, missing.similar->counts.front()),
-                    quoted(missing.similar->name)));
-  }
+  check_similar(context, true);
 }
 
 }  // namespace kovo::check

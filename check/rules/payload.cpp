@@ -166,20 +166,8 @@ void check_placeholder_text(CheckContext& context, const StepValue& step,
   }
 }
 
-/// Returns whether a text between single braces looks like a name: not "1", and without "$" before
-/// the braces not "ON" either, which a protocol may have.
-bool looks_like_name(const CheckContext& context, std::string_view text, bool after_dollar) {
-  if (text.empty() || !is_letter(text.front()) ||
-      !std::all_of(text.begin(), text.end(),
-                   [](char c) { return is_letter_or_digit(c) || c == '_'; })) {
-    return false;
-  }
-  const auto is_lower = [](char c) { return c >= 'a' && c <= 'z'; };
-  return after_dollar || std::any_of(text.begin(), text.end(), is_lower) ||
-         context.placeholders.by_lower.count(lower_ascii(text)) > 0;
-}
-
-/// Reports the first {name} or ${name} of a payload.
+/// Reports the first {name} or ${name} of a payload whose name is known: a protocol may have
+/// braces.
 void check_single_braces(CheckContext& context, const StepValue& step, std::string_view payload) {
   std::size_t open = payload.find('{');
   for (; open != std::string_view::npos; open = payload.find('{', open + 1)) {
@@ -188,7 +176,7 @@ void check_single_braces(CheckContext& context, const StepValue& step, std::stri
     const std::string_view name = payload.substr(open + 1, close - open - 1);
     const char before = open > 0 ? payload[open - 1] : ' ';
     const bool doubled = before == '{' || payload.substr(close + 1, 1) == "}";
-    if (doubled || !looks_like_name(context, name, before == '$')) continue;
+    if (doubled || context.placeholders.by_lower.count(lower_ascii(name)) == 0) continue;
     const std::size_t at = before == '$' ? open - 1 : open;
     add_note(context, bytes_range(step, at, close + 1 - at),
              fmt::format("{} is sent as it is: a placeholder has two braces on each side",

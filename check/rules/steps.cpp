@@ -108,12 +108,6 @@ void move_port(const CheckContext& context, const StepValue& step, const std::st
 
 void check_address_value(CheckContext& context, const StepValue& step) {
   const std::string value(step.entry.value);
-  if (value.size() > kMaxShortText) {
-    add_error(context, step.range,
-              step.line + " has more than 63 characters and is truncated there",
-              "write four numbers from 0 to 255 such as 10.0.0.5");
-    return;
-  }
   if (is_address(value)) {
     check_broadcast(context, step);
     return;

@@ -49,7 +49,7 @@ std::string near_miss(const CheckContext& context, std::string_view trigger) {
 }
 
 bool has_second_key(const CheckContext& context, const NamedKeys& keys) {
-  return context.with_second.count(keys.trigger) > 0;
+  return context.second_keys.count(keys.trigger) > 0;
 }
 
 /// Calls a function with each event whose trigger nothing on the device raises, and the triggers of
@@ -71,23 +71,20 @@ void for_each_unraised(const CheckContext& context, Function function) {
 void check_impossible_trigger(CheckContext& context, const NamedKeys& keys) {
   const std::string_view trigger = keys.event->trigger;
   const std::size_t equals = trigger.find('=');
-  if (equals == std::string_view::npos || equals == 0 || trigger.substr(0, 2) == "__") {
-    add_warning(context, trigger_range(context, keys),
-                fmt::format("nothing can raise the trigger {}", quoted(trigger)),
-                "write a name that is not empty, holds no \"=\" and does not begin with \"__\"");
-    return;
-  }
-  add_warning(context, trigger_range(context, keys),
-              fmt::format("nothing can raise the trigger {}: the part after \"=\" is only logged",
-                          quoted(trigger)),
-              "write " + shown(trigger.substr(0, equals)));
+  const bool is_logged = equals < trigger.size() && equals > 0 && trigger.substr(0, 2) != "__";
+  add_warning(
+      context, trigger_range(context, keys),
+      fmt::format("nothing can raise the trigger {}{}", quoted(trigger),
+                  is_logged ? ": the part after \"=\" is only logged" : ""),
+      is_logged ? "write " + shown(trigger.substr(0, equals))
+                : "write a name that is not empty, holds no \"=\" and does not begin with \"__\"");
 }
 
 /// Reports a trigger of one's own, which may be meant for one of the device.
 void check_own_trigger(CheckContext& context, const NamedKeys& keys) {
   const std::string_view trigger = keys.event->trigger;
   const std::vector<std::string> words =
-      triggers_of_word(context.triggers, lower_ascii(without_quotes(trigger)));
+      triggers_of(context.triggers.by_word, without_quotes(trigger));
   const std::string near = near_miss(context, trigger);
   Severity severity = Severity::kNote;
   std::string hint;

@@ -134,7 +134,7 @@ TEST(Program, OutputAndExitStatusSayWhatCameOut) {
       {"--rules", 0, "\ncount            error, warning        a Count"},
       {"--rules", 0, "\nno-count         error, note           the lines of an event"},
       {"--explain-rule no-equals", 0, "    kovo.txt:8:1: warning: the line contains"},
-      {"--explain-rule nothing", 2, "no rule \"nothing\"; the rules are:\nno-equals "},
+      {"--explain-rule nothing", 2, "no rule \"nothing\" (kovocheck --rules lists them)"},
       {"--version", 0, "kovocheck 1."},
       {"kovo.txt 2>&1 >/dev/full", 2, "kovocheck: cannot write: No space left on device\n"},
   };
