@@ -1,4 +1,4 @@
-#include "check/diff.h"
+#include "check/fixes.h"
 
 #include <algorithm>
 #include <unordered_map>

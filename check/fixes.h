@@ -1,4 +1,5 @@
-// Applies the fixes of findings to a definition file.
+// Applies the fixes of findings to a text, shows them as a diff, and writes the file. Only the
+// program has the last two.
 #pragma once
 
 #include <string>
@@ -31,5 +32,14 @@ FixedText apply_fixes(std::string_view text, const CheckOptions& options);
 /// same key. In a long file, also fixes that might do that.
 void remove_harmful_fixes(std::string_view text, const Source& source, const CheckOptions& options,
                           Findings& findings);
+
+/// Returns the difference of two texts as a unified diff for `git apply` and `patch -p1`; "" when
+/// they are equal.
+std::string unified_diff(std::string_view path, std::string_view before, std::string_view after);
+
+/// Replaces a regular file, through symbolic links, by a temporary file beside it that is synced
+/// and renamed; keeps its mode, and its owner where permitted. Returns the reason of a failure, in
+/// which case the file is unchanged; "" when there is none.
+std::string replace_file(const std::string& path, std::string_view text);
 
 }  // namespace kovo::check

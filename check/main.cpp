@@ -12,16 +12,13 @@
 #include <filesystem>
 #include <set>
 
-#include "check/diff.h"
 #include "check/explain.h"
 #include "check/fixes.h"
 #include "check/json.h"
 #include "check/log/files.h"
-#include "check/replace_file.h"
+#include "check/payload.h"
 #include "check/report.h"
-#include "check/rule_texts.h"
 #include "check/rules.h"
-#include "check/status_text.h"
 #include "core/text.h"
 
 namespace kovo::check {
@@ -222,7 +219,6 @@ void check_file(const std::string& path, const CommandLine& line, Outcome& outco
       (events.empty() ? "" : "\n" + events);
 }
 
-/// Shows a timeline of logs instead of findings.
 int run_log(const std::string& definitions_file, LogOptions& options) {
   options.has_definitions = !definitions_file.empty();
   std::string error;

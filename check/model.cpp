@@ -145,10 +145,6 @@ bool is_missed(const Model& model, const DefinitionEntry& key) {
   return *slot_of(entries, key.field) == kNoEntry;
 }
 
-bool has_more_keys(const NamedKeys& keys, const NamedKeys& other) {
-  return keys.entries.size() >= other.entries.size();
-}
-
 bool read_index(const DefinitionEntry& entry, std::uint32_t& index) {
   return to_uint32(entry.index, 10, index) == NumberReading::kOk;
 }

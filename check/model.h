@@ -64,9 +64,6 @@ const StepEntries* find_step(const NamedKeys& keys, std::uint32_t index);
 /// the name has lines but is no event.
 bool is_missed(const Model& model, const DefinitionEntry& key);
 
-/// Returns whether a name has at least as many lines as another one.
-bool has_more_keys(const NamedKeys& keys, const NamedKeys& other);
-
 /// Reads the index of a step's key as the daemon does; returns false for a text that it skips.
 bool read_index(const DefinitionEntry& entry, std::uint32_t& index);
 

@@ -61,4 +61,10 @@ int sent_port(std::string_view text);
 /// Returns the port of the daemon itself to which a step sends, as "tcp:2700"; "" for other steps.
 std::string daemon_port(const CompiledStep& step);
 
+/// Reads lines name=value, as /tmp/kovo_var.txt has them, or lines name:value, as the status
+/// service answers; the first line decides which. Lines may end in CR, LF or both. Ignores what is
+/// beyond kMaxStatusVars or kMaxStatusBytes, as the daemon does, and a prompt on the first line.
+/// Returns "", or what is wrong: also fewer lines than kMinStatusVars.
+std::string parse_status(std::string_view text, StatusVars& status);
+
 }  // namespace kovo::check

@@ -1,4 +1,4 @@
-#include "check/replace_file.h"
+#include "check/fixes.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

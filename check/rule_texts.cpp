@@ -1,5 +1,3 @@
-#include "check/rule_texts.h"
-
 #include <fmt/core.h>
 
 #include <algorithm>

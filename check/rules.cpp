@@ -10,6 +10,11 @@
 namespace kovo::check {
 namespace {
 
+/// Returns whether a name has at least as many lines as another one.
+bool has_more_keys(const NamedKeys& keys, const NamedKeys& other) {
+  return keys.entries.size() >= other.entries.size();
+}
+
 auto order_of(const Finding& finding) {
   return std::tie(finding.range.line, finding.range.column, finding.rule);
 }

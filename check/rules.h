@@ -4,6 +4,7 @@
 
 #include <bitset>
 #include <iterator>
+#include <string>
 #include <string_view>
 
 #include "check/findings.h"
@@ -73,5 +74,14 @@ std::size_t find_rule(std::string_view name);
 
 /// Returns all findings of a file, in the order of its lines.
 Findings check_source(const Source& source, const CheckOptions& options);
+
+/// Returns a rule's section of docs/rules.md, with its heading; "" for another name.
+std::string_view rule_section(std::string_view rule);
+
+/// Returns the severities of a rule's findings, such as "error, note".
+std::string_view rule_severities(std::string_view rule);
+
+/// Returns the names, severities and first sentences of all rules.
+std::string rules_text();
 
 }  // namespace kovo::check

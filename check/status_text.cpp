@@ -1,4 +1,4 @@
-#include "check/status_text.h"
+#include "check/payload.h"
 
 #include <fmt/core.h>
 

@@ -18,7 +18,6 @@
 #include "check/log/report.h"
 #include "check/payload.h"
 #include "check/rules.h"
-#include "check/status_text.h"
 #include "check/triggers.h"
 #include "check/typed_text.h"
 #include "check/words.h"

@@ -24,7 +24,6 @@ std::string question(const std::string& key) {
   return fmt::format("{}{}?", kGuess, shown(key));
 }
 
-/// Calls a function with each key that has a fault, and its entry.
 template <typename Function>
 void for_each_faulty(const CheckContext& context, KeyFault fault, Function function) {
   for (const FaultyKey& key : context.faulty_keys) {
@@ -201,7 +200,6 @@ void check_global_key(CheckContext& context, std::uint32_t position) {
   }
 }
 
-/// Reports a key in the value of another one.
 void check_second_key(CheckContext& context, std::uint32_t position, const SecondKey& second) {
   add_finding(context, severity_of_missed(context, std::string(second.key)),
               part_of(value_range(context, position), second.at, second.length),

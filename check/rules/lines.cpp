@@ -18,18 +18,6 @@ std::string meant_line(std::string_view text) {
   return key + "=" + std::string(value == std::string_view::npos ? "" : text.substr(value));
 }
 
-void check_byte_order_mark(CheckContext& context) {
-  if (context.source.mark == ByteOrderMark::kUtf16) {
-    add_error(context, {1, 1, 2}, "the file is UTF-16: the NULs in it end every line",
-              "save it as UTF-8 without byte order mark");
-  }
-  if (context.source.mark == ByteOrderMark::kUtf8) {
-    add_error(context, {1, 1, 3},
-              "the file begins with a byte order mark, which becomes part of the first key",
-              "save it as UTF-8 without byte order mark", "");
-  }
-}
-
 void check_carriage_returns(CheckContext& context) {
   const LineKind& found = context.source.carriage_returns;
   if (found.count == 0) return;
@@ -48,7 +36,7 @@ void check_carriage_returns(CheckContext& context) {
 
 void check_nuls(CheckContext& context) {
   const LineKind& found = context.source.nuls;
-  if (found.count == 0 || context.source.mark == ByteOrderMark::kUtf16) return;
+  if (found.count == 0) return;
   add_error(context, found.first,
             fmt::format("{} {} a NUL: the rest of the line is ignored",
                         counted(found.count, "line"), found.count == 1 ? "contains" : "contain"),
@@ -122,7 +110,16 @@ void check_long_line(CheckContext& context) {
 }
 
 void check_line_end(CheckContext& context) {
-  check_byte_order_mark(context);
+  if (context.source.mark == ByteOrderMark::kUtf16) {
+    add_error(context, {1, 1, 2}, "the file is UTF-16: the NULs in it end every line",
+              "save it as UTF-8 without byte order mark");
+    return;
+  }
+  if (context.source.mark == ByteOrderMark::kUtf8) {
+    add_error(context, {1, 1, 3},
+              "the file begins with a byte order mark, which becomes part of the first key",
+              "save it as UTF-8 without byte order mark", "");
+  }
   if (context.source.cr_only) {
     add_error(context, {1, 1, 0},
               "the lines end in CR only, so that the daemon reads them as one line",

@@ -30,7 +30,6 @@ struct Memories {
   std::int64_t now_s = 0;
 };
 
-/// An event that a message raises.
 struct Raised {
   const NamedKeys* event;
   bool test;
@@ -72,7 +71,6 @@ void reset_memory(ChangeMemory& memory) {
   memory.serial_format = kOther;
 }
 
-/// Adds the triggers that a message on port 2727 may raise.
 void add_message(Memories& memories, std::string_view text, std::vector<std::string>& triggers) {
   if (names_setting(text)) {
     add_setting(text, triggers);
@@ -90,7 +88,6 @@ void add_message(Memories& memories, std::string_view text, std::vector<std::str
   }
 }
 
-/// Adds the triggers that a status line may raise.
 void add_status_line(Memories& memories, std::string_view text,
                      std::vector<std::string>& triggers) {
   add_setting(text, triggers);
@@ -130,7 +127,6 @@ void add_command(const CheckContext& context, std::string_view text, std::vector
   }
 }
 
-/// Returns the events that a step's message may raise.
 std::vector<Raised> raised_by_step(const CheckContext& context, Memories& memories,
                                    const CompiledStep& step, const Sender& sender) {
   const std::string data = s_hex_to_ascii(step.data);
@@ -205,7 +201,6 @@ struct Search {
   std::vector<Raised> way{};
 };
 
-/// Finds a way back to the start of a search, depth first.
 bool find_circle(Search& search, const std::vector<Raised>& raised) {
   for (const Raised& next : raised) {
     search.way.push_back(next);

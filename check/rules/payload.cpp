@@ -74,7 +74,6 @@ MeantPayload meant_payload(std::string_view value) {
   return {bytes_of_text(text), !is_quoted && !is_spelled};
 }
 
-/// Reports a value that is not hexadecimal.
 void check_digits(CheckContext& context, const StepValue& step) {
   const std::string_view value = step.entry.value;
   if (is_hex(value) || trimmed(value).empty()) return;  // only blanks: reported by "blank"
@@ -112,7 +111,6 @@ void check_digits(CheckContext& context, const StepValue& step) {
       can_be_sent ? std::optional(digits) : std::nullopt);
 }
 
-/// Calls a function with each payload, decoded.
 template <typename Function>
 void for_each_payload(const CheckContext& context, Function function) {
   for_each_value(context, kDataField, [&](const StepValue& step) {
@@ -125,9 +123,6 @@ SourceRange bytes_range(const StepValue& step, std::size_t at, std::size_t lengt
   return part_of(step.range, 2 * at, 2 * length);
 }
 
-/// The names that were looked at: each is reported once.
-using Names = std::unordered_set<std::string>;
-
 /// Returns whether a name may be missing in the status, and stores the one that was meant.
 bool is_unknown(const CheckContext& context, const std::string& name, std::string& near) {
   if (is_clock_placeholder(name) || context.in_status.count(name) > 0) return false;
@@ -135,8 +130,9 @@ bool is_unknown(const CheckContext& context, const std::string& name, std::strin
   return near != name && (!near.empty() || context.options.status != nullptr);
 }
 
+/// Reports an unknown name once.
 void check_name(CheckContext& context, const SourceRange& range, const std::string& name,
-                Names& known) {
+                std::unordered_set<std::string>& known) {
   std::string near;
   if (!known.insert(name).second || !is_unknown(context, name, near)) return;
   const bool status_known = context.options.status != nullptr;
@@ -150,7 +146,8 @@ void check_name(CheckContext& context, const SourceRange& range, const std::stri
 }
 
 void check_placeholder_text(CheckContext& context, const StepValue& step,
-                            const Placeholder& placeholder, Names& known) {
+                            const Placeholder& placeholder,
+                            std::unordered_set<std::string>& known) {
   const std::string name(placeholder.name);
   const std::string text = quoted("{{" + name + "}}") + " is replaced by nothing";
   const SourceRange range = bytes_range(step, placeholder.at + 2, name.size());
@@ -235,7 +232,7 @@ void check_payload(CheckContext& context) {
 }
 
 void check_placeholder(CheckContext& context) {
-  Names known;
+  std::unordered_set<std::string> known;
   for_each_payload(context, [&](const StepValue& step, const std::string& payload) {
     const std::vector<Placeholder> found = placeholders(payload);
     for (const Placeholder& placeholder : found) {

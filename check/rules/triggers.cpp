@@ -67,7 +67,6 @@ void for_each_unraised(const CheckContext& context, Function function) {
   });
 }
 
-/// Reports a trigger that not even a program can send.
 void check_impossible_trigger(CheckContext& context, const NamedKeys& keys) {
   const std::string_view trigger = keys.event->trigger;
   const std::size_t equals = trigger.find('=');

@@ -5,7 +5,6 @@
 #include <cstdlib>
 #include <random>
 
-#include "check/diff.h"
 #include "check/explain.h"
 #include "check/fixes.h"
 #include "check/payload.h"

@@ -9,7 +9,6 @@
 
 #include "check/fixes.h"
 #include "check/report.h"
-#include "check/rule_texts.h"
 #include "core/event_rules.h"
 #include "tests/check/texts.h"
 
