@@ -50,7 +50,7 @@ void add_line(std::string& lines, const Json& values, const FormField& field, st
 
 Json read_form(const check::Source& source, std::string_view event) {
   Json form = {{"name", event}, {"steps", Json::array()}, {"others", Json::array()}};
-  std::string error = source.cr_only.count > 0 ? "use Unix line endings first" : "";
+  std::string error = source.cr_only ? "use Unix line endings first" : "";
   bool trigger_set_back = false;
   std::uint32_t last_delay = 0;  // the step of the last Delay line
   for (const DefinitionEntry& entry : source.entries) {
