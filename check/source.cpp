@@ -61,7 +61,8 @@ void split_into_pieces(Source& source, std::string_view text) {
 Source read_source(std::string_view text) {
   Source source;
   source.mark = mark_of(text);
-  source.cr_only = !contains(text, "\n") && text.find('\r') < text.size() - 1;
+  const auto newlines = std::count(text.begin(), text.end(), '\n');
+  source.cr_only = std::count(text.begin(), text.end(), '\r') > 2 * newlines + 1;
   split_into_pieces(source, text);
   std::string judged;
   std::string as_read;

@@ -30,7 +30,7 @@ struct Source {
   std::vector<SourceLine> lines;
   LineKind carriage_returns;  // at the ends of lines
   LineKind nuls;
-  bool cr_only = false;  // its lines end in CR, and it has no newline
+  bool cr_only = false;  // its lines end in CR, and hardly one in a newline
   ByteOrderMark mark = ByteOrderMark::kNone;
 
   // Faulty line ends are reported once; the rules see the lines as if these were fixed. The daemon

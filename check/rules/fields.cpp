@@ -107,7 +107,11 @@ void check_number(CheckContext& context, const NumberField& field, std::uint32_t
   const ReadNumber number = read_number(entry.value);
   if (number.value == 0 && entry.value.empty() && field.field == kDelayField) return;  // as meant
   const bool is_large = number.value > field.largest;
-  if (!number.has_digits || number.value < field.smallest || is_large) {
+  if (*field.unit != '\0' && number.value == INT32_MAX) {  // clamped
+    add_error(context, value_range(context, at),
+              fmt::format("{} is read as {} {}", line_text(entry), number.value, field.unit),
+              field.advice);
+  } else if (!number.has_digits || number.value < field.smallest || is_large) {
     const char* text = is_large ? field.above : field.below;
     add_finding(
         context, is_large ? field.too_large : Severity::kError, value_range(context, at),

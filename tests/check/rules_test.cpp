@@ -114,7 +114,7 @@ const RuleCase kCases[] = {
     {"delay", "ADelay0=600001", "7:9 note", "milliseconds", "ADelay0=600000"},
     {"placeholder", "AData0=7B7B7D7D", "6:8 error", "name", "AData0=7B7D7D7D"},
     {"placeholder", "AData0=7B7B20787D7D", "6:12 error", "{{x}}", "AData0=7B7B54494D457D7D"},
-    {"delay", "ADelay0=2147483648", "7:9 note", "milliseconds", "ADelay0=1"},
+    {"delay", "ADelay0=2147483648", "7:9 error", "milliseconds", "ADelay0=1"},
     {"delay", "ADelay0=2 s", "7:9 error", "write ADelay0=2000", "ADelay0=2000"},
     {"delay", "ADelay0=15 milliseconds", "7:9 warning", "write ADelay0=15", "ADelay="},
     {"delay", "ADelay=1min", "8:8 error", "write ADelay=60", ""},
