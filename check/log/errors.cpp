@@ -46,13 +46,13 @@ std::string service_key() {
 }
 
 bool may_be(const TimelineMaker& maker, std::size_t error, const StepRef& ref) {
-  const MainRecord& record = maker.main[error];
+  const LogRecord& record = maker.main[error];
   const Span& span = maker.pairing.spans[error];
   if (span.life != ref.life) return false;
   const bool timed_out = record.error == kInProgress;
   if (span.latest < ref.due + (timed_out ? kReplyTimeoutMs : 0) - kEarlyMs) return false;
   if (!ref.step->offset_known) return true;
-  const LogTime waits = (record.kind == MainLine::kSendError ? 2 : 1) + (ref.asks_status ? 2 : 0);
+  const LogTime waits = (record.kind == RecordKind::kSendError ? 2 : 1) + (ref.asks_status ? 2 : 0);
   return span.earliest <= ref.last_due + waits * kReplyTimeoutMs + kLateMs;
 }
 
@@ -83,7 +83,7 @@ void add_note(TimelineStep& step, const std::string& note) {
   step.note += (step.note.empty() ? "" : "; ") + note;
 }
 
-void set_failed(TimelineStep& step, const MainRecord& error, bool is_certain, bool is_service) {
+void set_failed(TimelineStep& step, const LogRecord& error, bool is_certain, bool is_service) {
   const bool timed_out = error.error == kInProgress;
   const std::string reason = timed_out ? "connection timed out" : std::string(error.error);
   if (is_service) {
@@ -102,7 +102,7 @@ void settle_group(const TimelineMaker& maker, Group& group, bool is_service) {
   const std::vector<std::size_t> first = steps_of(maker, group, false);
   const std::vector<std::size_t> last = steps_of(maker, group, true);
   for (std::size_t at = 0; at < group.errors.size(); ++at) {
-    const MainRecord& error = maker.main[group.errors[at]];
+    const LogRecord& error = maker.main[group.errors[at]];
     const std::size_t from = std::min(first[at], last[at]);
     const std::size_t to = std::max(first[at], last[at]);
     for (std::size_t step = from; step <= to && step < group.steps.size(); ++step) {
@@ -126,7 +126,7 @@ std::string missing_errors(const TimelineMaker& maker, LogTime due) {
 /// Gives a step its verdict if the daemon or the log ended before it was due; otherwise returns
 /// false.
 bool settle_by_end(const TimelineMaker& maker, std::size_t end, LogTime due, TimelineStep& step) {
-  const std::vector<EventRecord>& records = maker.records;
+  const LogRecords& records = maker.records;
   if (due <= records[end - 1].elapsed) return false;
   if (end == records.size()) {
     set_verdict(step, StepVerdict::kNotKnown, "unknown: the log ends before it is due");
@@ -164,11 +164,11 @@ std::string disabled_before(const TimelineMaker& maker, std::size_t record) {
 
 /// Settles a step that was not started; otherwise returns false.
 bool settle_unstarted(const TimelineMaker& maker, TimelineStep& step) {
-  const EventRecord& line = maker.records[step.record];
-  if (line.kind == EventLine::kDisabledStep) {
+  const LogRecord& line = maker.records[step.record];
+  if (line.kind == RecordKind::kDisabledStep) {
     set_verdict(step, StepVerdict::kSkipped,
                 "NOT SENT: events are off" + disabled_before(maker, step.record));
-  } else if (line.kind == EventLine::kPeriodSkip) {
+  } else if (line.kind == RecordKind::kPeriodSkip) {
     set_verdict(step, StepVerdict::kSkipped,
                 line.number <= kPowerOnPeriodS
                     ? "NOT SENT: within " + std::to_string(kPowerOnPeriodS) + " s after boot"
@@ -201,8 +201,8 @@ bool may_lack_sender(const TimelineMaker& maker, const std::vector<std::size_t>&
 
 void add_errors(const TimelineMaker& maker, Groups& groups) {
   for (std::size_t at = 0; at < maker.main.size(); ++at) {
-    const MainRecord& record = maker.main[at];
-    if (record.kind != MainLine::kConnectError && record.kind != MainLine::kSendError) continue;
+    const LogRecord& record = maker.main[at];
+    if (record.kind != RecordKind::kConnectError && record.kind != RecordKind::kSendError) continue;
     auto group = groups.find(payload_key(record.name, record.number, record.value));
     if (group == groups.end()) group = groups.find(target_key(record.name, record.number));
     if (group != groups.end()) group->second.errors.push_back(at);
@@ -210,24 +210,24 @@ void add_errors(const TimelineMaker& maker, Groups& groups) {
 }
 
 /// Returns for each record of the event log the next start or gap after it, or the end of the log.
-std::vector<std::size_t> ends_of(const std::vector<EventRecord>& records) {
+std::vector<std::size_t> ends_of(const LogRecords& records) {
   std::vector<std::size_t> ends(records.size());
   std::size_t end = records.size();
   for (std::size_t at = records.size(); at-- > 0;) {
     ends[at] = end;
-    if (records[at].kind == EventLine::kStart || records[at].follows_gap) end = at;
+    if (records[at].kind == RecordKind::kStart || records[at].follows_gap) end = at;
   }
   return ends;
 }
 
 }  // namespace
 
-std::string disabled_by(const std::vector<MainRecord>& records, std::size_t position) {
+std::string disabled_by(const LogRecords& records, std::size_t position) {
   for (std::size_t at = std::min(position, records.size()); at-- > 0;) {
-    const MainRecord& record = records[at];
-    if (record.kind == MainLine::kBanner) break;
-    if (record.kind == MainLine::kRenewed) return ": device parameter ENABLE_KOVO_EVENT";
-    const bool is_set = record.kind == MainLine::kCommand &&
+    const LogRecord& record = records[at];
+    if (record.kind == RecordKind::kStart) break;
+    if (record.kind == RecordKind::kRenewed) return ": device parameter ENABLE_KOVO_EVENT";
+    const bool is_set = record.kind == RecordKind::kCommand &&
                         starts_with_nocase(record.name, "__SET__:network.kovo.enable");
     if (is_set) return ": switched off by " + shown(record.name) + "=" + shown(record.value);
   }
@@ -241,7 +241,7 @@ void settle_steps(TimelineMaker& maker) {
     for (TimelineStep& step : block.steps) {
       note_address(step);
       if (settle_unstarted(maker, step)) continue;
-      const EventRecord& line = maker.records[step.record];
+      const LogRecord& line = maker.records[step.record];
       const LogTime due = line.elapsed + step.offset_ms;
       const std::size_t end = ends[step.record];
       settle_without_error(maker, end, due, step);
@@ -266,7 +266,7 @@ void settle_steps(TimelineMaker& maker) {
   for (auto& [key, group] : groups) settle_group(maker, group, key == service_key());
   std::vector<std::size_t> no_sender;
   for (std::size_t at = 0; at < maker.main.size(); ++at) {
-    if (maker.main[at].kind == MainLine::kNoSender) no_sender.push_back(at);
+    if (maker.main[at].kind == RecordKind::kNoSender) no_sender.push_back(at);
   }
   for (TimelineBlock& block : maker.timeline.blocks) {
     for (TimelineStep& step : block.steps) {

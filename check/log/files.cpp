@@ -148,7 +148,7 @@ LogResult show_logs(const LogOptions& options) {
         });
     const std::string missing = is_caused ? "" : no_trigger_text(timeline, options.trigger);
     for (const std::string_view line : split_lines(missing)) {
-      print(wrapped(std::string(line), width, "  "));
+      print(wrapped(line, width, "  ", 0) + "\n");
     }
     print((count > 0 || !is_caused ? "\n" : "") +
           summary_text(timeline, width, options.has_definitions));

@@ -19,7 +19,7 @@ constexpr LogTime kPassMs = 2000;                         // from due to execute
 struct Push {
   std::size_t block = 0;
   std::size_t record = 0;
-  LogTime at = 0;        // as EventRecord::elapsed
+  LogTime at = 0;        // as LogRecord::elapsed
   LogTime due = 0;       // at the earliest
   LogTime last_due = 0;  // later than `due` if the clock was set back: no time has passed there
   LogEvent* event = nullptr;
@@ -35,8 +35,8 @@ struct PushSource {
 };
 
 struct TimelineMaker {
-  const std::vector<EventRecord>& records;
-  const std::vector<MainRecord>& main;
+  const LogRecords& records;
+  const LogRecords& main;
   LogDefinitions* definitions;  // null: not given
   Pairing pairing;
   Timeline timeline = {};
@@ -52,7 +52,7 @@ struct TimelineMaker {
 };
 
 /// Returns what switched events off, for a record of the main log before `position`.
-std::string disabled_by(const std::vector<MainRecord>& records, std::size_t position);
+std::string disabled_by(const LogRecords& records, std::size_t position);
 
 /// Divides the step lines of a pass among the pushes; returns the last of them.
 std::size_t run_pass(TimelineMaker& maker, std::size_t first);

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <string>
-#include <type_traits>
 #include <unordered_map>
 
 #include "check/lcs.h"
@@ -21,7 +20,6 @@ constexpr std::size_t kMostBusy = 1000;   // records without a pause, which boun
 constexpr std::size_t kMostLost = 16;     // one of so many records that the event log lacks
 constexpr LogTime kLockMs = 6000;         // that a test waits for the pushes before it
 
-using Events = std::vector<EventRecord>;
 using Keys = std::unordered_map<std::string, std::uint32_t>;
 
 /// A record that both logs may have.
@@ -37,61 +35,30 @@ struct Anchors {
   std::vector<Anchor> others;
 };
 
-/// What both logs say, with a letter.
-constexpr struct {
-  EventLine event;
-  MainLine main;
-  char letter;
-} kBoth[] = {
-    {EventLine::kStart, MainLine::kBanner, 'b'},
-    {EventLine::kCommand, MainLine::kCommand, 'c'},
-    {EventLine::kStatusLine, MainLine::kStatusLine, 's'},
-    {EventLine::kVariable, MainLine::kVariable, 'v'},
-    {EventLine::kStatusSkip, MainLine::kStatusSkip, 'k'},
-    {EventLine::kTestPush, MainLine::kTestPush, 't'},
-    {EventLine::kPeriodSkip, MainLine::kPeriodSkip, 'p'},
-};
-
-/// Returns the letter of a record; NUL if only one log has it.
-template <typename Record>
-char letter_of(const Record& record) {
-  for (const auto& both : kBoth) {
-    if constexpr (std::is_same_v<Record, MainRecord>) {
-      if (both.main == record.kind) return both.letter;
-    } else {
-      if (both.event == record.kind) return both.letter;
-    }
-  }
-  return '\0';
-}
-
 /// Removes the last text of tcp:2700 with a key that was dropped: the event log lacks it.
-void remove_dropped(std::vector<Anchor>& commands, const std::vector<MainRecord>& records,
+void remove_dropped(std::vector<Anchor>& commands, const LogRecords& records,
                     std::string_view key) {
   const auto dropped = std::find_if(commands.rbegin(), commands.rend(), [&](const Anchor& anchor) {
-    const MainRecord& record = records[anchor.record];
-    return record.kind == MainLine::kCommand && record.name == key;
+    const LogRecord& record = records[anchor.record];
+    return record.kind == RecordKind::kCommand && record.name == key;
   });
   if (dropped != commands.rend()) commands.erase(std::next(dropped).base());
 }
 
-template <typename Record>
-Anchors anchors_of(const std::vector<Record>& records, Keys& keys) {
+Anchors anchors_of(const LogRecords& records, Keys& keys) {
   Anchors anchors;
   for (std::size_t at = 0; at < records.size(); ++at) {
-    const Record& record = records[at];
-    if constexpr (std::is_same_v<Record, MainRecord>) {
-      if (record.kind == MainLine::kDisabled)
-        remove_dropped(anchors.commands, records, record.name);
-    }
-    const char kind = letter_of(record);
-    if (kind == '\0' || (kind == 'c' && is_command(record.name))) continue;
-    std::string text(1, kind);
-    if (kind != 'b' && kind != 'p') text.append(strip_newline(record.name));
-    if (kind == 'c') text.append("=").append(record.value);
+    const LogRecord& record = records[at];
+    const RecordKind kind = record.kind;
+    if (kind == RecordKind::kDisabled) remove_dropped(anchors.commands, records, record.name);
+    const bool is_text = kind == RecordKind::kCommand;
+    if (!is_in_both(kind) || (is_text && is_command(record.name))) continue;
+    std::string text(1, static_cast<char>(kind));
+    if (kind != RecordKind::kPeriodSkip) text.append(strip_newline(record.name));
+    if (is_text) text.append("=").append(record.value);
     const Anchor anchor{at, keys.emplace(text, keys.size()).first->second};
-    if (kind == 'b' || kind == 'c') anchors.commands.push_back(anchor);
-    if (kind != 'c') anchors.others.push_back(anchor);
+    if (is_text || kind == RecordKind::kStart) anchors.commands.push_back(anchor);
+    if (!is_text) anchors.others.push_back(anchor);
   }
   return anchors;
 }
@@ -148,18 +115,18 @@ std::vector<Pair> pairs_of(const std::vector<Anchor>& events, const std::vector<
   return pairs;
 }
 
-bool is_push(EventLine kind) {
-  return kind == EventLine::kPush || kind == EventLine::kTestPush;
+bool is_push(RecordKind kind) {
+  return kind == RecordKind::kPush || kind == RecordKind::kTestPush;
 }
 
 /// Returns when a text of tcp:2700 in the event log was received, at the earliest. Texts wait while
 /// a push waits for the status service, so goes back through what the daemon did without a pause.
-LogTime received_at(const Events& events, std::size_t record) {
+LogTime received_at(const LogRecords& events, std::size_t record) {
   LogTime next = events[record].elapsed;
   LogTime at = next;
   for (std::size_t before = record; before-- > 0 && record - before < kMostBusy;) {
-    const EventRecord& earlier = events[before];
-    const bool is_done = is_step(earlier.kind) || earlier.kind == EventLine::kCommand;
+    const LogRecord& earlier = events[before];
+    const bool is_done = is_step(earlier.kind) || earlier.kind == RecordKind::kCommand;
     if (!is_done && !is_push(earlier.kind)) continue;
     const LogTime pause = next - earlier.elapsed;
     const auto names = std::count(earlier.name.begin(), earlier.name.end(), '\n') + 1;
@@ -173,17 +140,17 @@ LogTime received_at(const Events& events, std::size_t record) {
 }
 
 /// Returns when the earlier record of a pair was written, at the earliest.
-LogTime earliest_of(const Events& events, std::size_t at) {
-  const EventRecord& event = events[at];
-  if (event.kind == EventLine::kStart && at > 0)
+LogTime earliest_of(const LogRecords& events, std::size_t at) {
+  const LogRecord& event = events[at];
+  if (event.kind == RecordKind::kStart && at > 0)
     return events[at - 1].elapsed;  // the daemon before
-  if (event.kind == EventLine::kCommand) return received_at(events, at);
-  return event.elapsed - (event.kind == EventLine::kTestPush ? kLockMs : kSlackMs);
+  if (event.kind == RecordKind::kCommand) return received_at(events, at);
+  return event.elapsed - (event.kind == RecordKind::kTestPush ? kLockMs : kSlackMs);
 }
 
-void count_lives(const Events& events, const std::vector<Pair>& pairs, Pairing& pairing) {
+void count_lives(const LogRecords& events, const std::vector<Pair>& pairs, Pairing& pairing) {
   for (const Pair& pair : pairs) {
-    if (events[pair.first].kind != EventLine::kStart || pair.first != pair.last) continue;
+    if (events[pair.first].kind != RecordKind::kStart || pair.first != pair.last) continue;
     if (pair.main_first != pair.main_last) continue;
     ++pairing.lives[pair.first];
     ++pairing.spans[pair.main].life;
@@ -197,7 +164,7 @@ void count_lives(const Events& events, const std::vector<Pair>& pairs, Pairing& 
 }
 
 /// Sets the times of all records of the main log by those of the pairs around them.
-void set_spans(const Events& events, const std::vector<Pair>& pairs, Pairing& pairing) {
+void set_spans(const LogRecords& events, const std::vector<Pair>& pairs, Pairing& pairing) {
   for (Span& span : pairing.spans) span = {INT64_MIN, INT64_MAX, events.size(), true, span.life};
   for (const Pair& pair : pairs) {
     Span& before = pairing.spans[pair.main_last];
@@ -230,7 +197,7 @@ void set_bounds(const std::vector<Anchor>& anchors, const std::vector<Pair>& pai
 }
 
 /// Lowers the time up to which the main log reaches if it lacks the last records of the event log.
-void set_end(const Events& events, const std::vector<Anchor>& anchors,
+void set_end(const LogRecords& events, const std::vector<Anchor>& anchors,
              const std::vector<Pair>& pairs, Pairing& pairing) {
   for (const Anchor& anchor : anchors) {
     if (!pairs.empty() && anchor.record <= pairs.back().first) continue;
@@ -241,7 +208,7 @@ void set_end(const Events& events, const std::vector<Anchor>& anchors,
 
 }  // namespace
 
-Pairing pair_logs(const Events& events, const std::vector<MainRecord>& main_log) {
+Pairing pair_logs(const LogRecords& events, const LogRecords& main_log) {
   Pairing pairing;
   pairing.spans.resize(main_log.size());
   pairing.lives.assign(events.size(), 0);

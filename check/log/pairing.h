@@ -11,7 +11,7 @@
 
 namespace kovo::check {
 
-/// When a record of the main log was written, as EventRecord::elapsed.
+/// When a record of the main log was written, as LogRecord::elapsed.
 struct Span {
   LogTime earliest = 0;
   LogTime latest = 0;
@@ -28,6 +28,6 @@ struct Pairing {
   LogTime until = 0;  // up to here
 };
 
-Pairing pair_logs(const std::vector<EventRecord>& events, const std::vector<MainRecord>& main_log);
+Pairing pair_logs(const LogRecords& events, const LogRecords& main_log);
 
 }  // namespace kovo::check

@@ -13,10 +13,10 @@ constexpr LogTime kLookupMs = 2500;         // a name, when the status service d
 constexpr LogTime kSlowLookupMs = 1900;     // a pause after a push that shows this
 constexpr std::size_t kMostFits = 250'000;  // bounds the time of a pass of many equal pushes
 
-bool holds_lock(const EventRecord& record) {
-  return is_step(record.kind) || record.kind == EventLine::kPush ||
-         record.kind == EventLine::kTestPush || record.kind == EventLine::kCommand ||
-         record.kind == EventLine::kStart || record.kind == EventLine::kPowerOnSkip;
+bool holds_lock(const LogRecord& record) {
+  return is_step(record.kind) || record.kind == RecordKind::kPush ||
+         record.kind == RecordKind::kTestPush || record.kind == RecordKind::kCommand ||
+         record.kind == RecordKind::kStart || record.kind == RecordKind::kPowerOnSkip;
 }
 
 struct Pass {
@@ -26,11 +26,11 @@ struct Pass {
 };
 
 Pass find_pass(const TimelineMaker& maker, std::size_t first) {
-  const std::vector<EventRecord>& records = maker.records;
+  const LogRecords& records = maker.records;
   Pass pass;
   std::size_t at = first;
   for (LogTime last = records[first].elapsed; at < records.size(); ++at) {
-    const EventRecord& record = records[at];
+    const LogRecord& record = records[at];
     if (at > first && record.follows_gap) break;
     if (!holds_lock(record)) continue;
     if (!is_step(record.kind) || record.elapsed - last > kSamePassMs) break;
@@ -60,7 +60,7 @@ std::size_t fitting_lines(const TimelineMaker& maker, const Pass& pass, std::siz
   const std::size_t count = std::min(steps.size(), pass.lines.size() - line);
   if (count < steps.size() && !pass.is_last) return 0;
   for (std::size_t step = 0; step < count; ++step) {
-    const EventRecord& record = maker.records[pass.lines[line + step]];
+    const LogRecord& record = maker.records[pass.lines[line + step]];
     if (!fits_step(steps[step], record.name)) return 0;
   }
   return count;
@@ -152,7 +152,7 @@ TimelineStep known_step(const StepPattern& pattern, std::string_view text, bool 
 
 /// Returns whether the pause after a push shows that the status service did not answer in time.
 bool was_slow(const TimelineMaker& maker, const Push& push) {
-  const std::vector<EventRecord>& records = maker.records;
+  const LogRecords& records = maker.records;
   for (std::size_t at = push.record + 1; at < records.size(); ++at) {
     if (holds_lock(records[at])) return records[at].elapsed - push.at >= kSlowLookupMs;
   }
@@ -199,7 +199,7 @@ std::vector<Push*> unexplained(TimelineMaker& maker, LogTime now) {
 
 /// Adds the lines that no event of the file explains, by their position.
 void add_unexplained(TimelineMaker& maker, const std::vector<std::size_t>& lines) {
-  const EventRecord& first = maker.records[lines.front()];
+  const LogRecord& first = maker.records[lines.front()];
   const std::vector<Push*> pushes = unexplained(maker, first.elapsed);
   TimelineBlock* block = nullptr;
   if (pushes.size() == 1) {

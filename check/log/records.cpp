@@ -14,63 +14,60 @@ namespace {
 
 constexpr std::string_view kStampForm = "0000-00-00 00:00:00.000  ";
 constexpr std::size_t kDateSize = 10;
+constexpr std::size_t kMinutesSize = 16;
+constexpr std::size_t kSecondsSize = 19;
 constexpr int kKindLines = 100;  // of a file, which must hold a record
 
-struct EventForm {
-  EventLine kind;
+struct Form {
+  RecordKind kind;
   std::string_view form;
 };
 
 // In a form, %n is the name, %v the value, %e an error, %s a step, %d the number, %# another number
 // and %* any text. A field ends where the rest of the form fits. The first form that fits counts.
-constexpr EventForm kEventForms[] = {
-    {EventLine::kStart, "kovotcp start"},
-    {EventLine::kPowerOnSkip, "skip event: PowerOn"},
-    {EventLine::kMilestone, "auto push event: PowerOn"},
-    {EventLine::kMilestone, "network is ok"},
-    {EventLine::kFirstStart, "created /%*"},
-    {EventLine::kMilestone, "/%* is exist"},
-    {EventLine::kTestPush, "push event: %n, test=%d"},
-    {EventLine::kPush, "push event: %n"},
-    {EventLine::kCommand, "get tcp:2700 event: key=%n,value=%v"},
-    {EventLine::kStatusLine, "get udp:2728 event %n"},
-    {EventLine::kVariable, "get lm event %n"},
-    {EventLine::kStatusSkip, "skip event %n, now-last=%d sec"},
-    {EventLine::kVariableSkip, "[handle_lm_event:%#] skip event %n, now-last=%d sec"},
-    {EventLine::kSettingSame, "[kovo_config_set:%#] skip same %n=%v"},
-    {EventLine::kSettingChanged, "[kovo_config_set:%#] %n %* => %v"},
-    {EventLine::kPeriodSkip, "skip uptime=%d,%s"},
-    {EventLine::kDisabledStep, "%s, disabled uptime=%d"},
-    {EventLine::kStep, "%s"},
-    {EventLine::kBareName, "%n"},
-};
-
-struct MainForm {
-  MainLine kind;
-  std::string_view form;
+constexpr Form kEventForms[] = {
+    {RecordKind::kStart, "kovotcp start"},
+    {RecordKind::kPowerOnSkip, "skip event: PowerOn"},
+    {RecordKind::kMilestone, "auto push event: PowerOn"},
+    {RecordKind::kMilestone, "network is ok"},
+    {RecordKind::kFirstStart, "created /%*"},
+    {RecordKind::kMilestone, "/%* is exist"},
+    {RecordKind::kTestPush, "push event: %n, test=%d"},
+    {RecordKind::kPush, "push event: %n"},
+    {RecordKind::kCommand, "get tcp:2700 event: key=%n,value=%v"},
+    {RecordKind::kStatusLine, "get udp:2728 event %n"},
+    {RecordKind::kVariable, "get lm event %n"},
+    {RecordKind::kStatusSkip, "skip event %n, now-last=%d sec"},
+    {RecordKind::kVariableSkip, "[handle_lm_event:%#] skip event %n, now-last=%d sec"},
+    {RecordKind::kSettingSame, "[kovo_config_set:%#] skip same %n=%v"},
+    {RecordKind::kSettingChanged, "[kovo_config_set:%#] %n %* => %v"},
+    {RecordKind::kPeriodSkip, "skip uptime=%d,%s"},
+    {RecordKind::kDisabledStep, "%s, disabled uptime=%d"},
+    {RecordKind::kStep, "%s"},
+    {RecordKind::kBareName, "%n"},
 };
 
 // The same for the main log, after "[routine:line] ", or after "[routine:" where the form says so.
-constexpr MainForm kMainForms[] = {
-    {MainLine::kBanner, "kovotcp V%*"},
-    {MainLine::kCommand, "recv(tcp:2700) [%#]%n"},
-    {MainLine::kStatusLine, "recv(udp:2728) (%#)%n"},
-    {MainLine::kMessage, "recv(udp:2727) lm data(%#)%n"},
-    {MainLine::kMessage, "recv(tcp:2727) (%#)%n"},
-    {MainLine::kDisabled, "KOVO disable, skip %n"},
-    {MainLine::kTestPush, "push TEST event %n"},
-    {MainLine::kVariable, "get lm event %n"},
-    {MainLine::kStatusSkip, "skip event %n, now-last=%d sec"},
-    {MainLine::kPeriodSkip, "during Power On, skip %n ...%#/%#"},
-    {MainLine::kExpired, "Error cannot send sys event=%n, run event=%v, now=%*"},
-    {MainLine::kRenewed, "renew %n"},
-    {MainLine::kConnectError,
-     "tcpclient:%#] Error: connect ip=%n, port=%d, error=(%#)%e, data=%v;"},
-    {MainLine::kSendError, "[kovotcp] Error: send(len=%#) %n:%d :(%#)%e\n(%#)%v;"},
-    {MainLine::kSenderError, "Error: start sender for %n: %e"},
-    {MainLine::kNoSender, "Error: no sender for %d steps, last of %n"},
-    {MainLine::kTooMany, "Error: Too many event: key=%n"},
-    {MainLine::kFull, "Error: %n is full%e"},
+constexpr Form kMainForms[] = {
+    {RecordKind::kStart, "kovotcp V%*"},
+    {RecordKind::kCommand, "recv(tcp:2700) [%#]%n"},
+    {RecordKind::kStatusLine, "recv(udp:2728) (%#)%n"},
+    {RecordKind::kMessage, "recv(udp:2727) lm data(%#)%n"},
+    {RecordKind::kMessage, "recv(tcp:2727) (%#)%n"},
+    {RecordKind::kDisabled, "KOVO disable, skip %n"},
+    {RecordKind::kTestPush, "push TEST event %n"},
+    {RecordKind::kVariable, "get lm event %n"},
+    {RecordKind::kStatusSkip, "skip event %n, now-last=%d sec"},
+    {RecordKind::kPeriodSkip, "during Power On, skip %n ...%#/%#"},
+    {RecordKind::kExpired, "Error cannot send sys event=%n, run event=%v, now=%*"},
+    {RecordKind::kRenewed, "renew %n"},
+    {RecordKind::kConnectError,
+     "[tcpclient:%#] Error: connect ip=%n, port=%d, error=(%#)%e, data=%v;"},
+    {RecordKind::kSendError, "[kovotcp] Error: send(len=%#) %n:%d :(%#)%e\n(%#)%v;"},
+    {RecordKind::kSenderError, "Error: start sender for %n: %e"},
+    {RecordKind::kNoSender, "Error: no sender for %d steps, last of %n"},
+    {RecordKind::kTooMany, "Error: Too many event: key=%n"},
+    {RecordKind::kFull, "Error: %n is full%e"},
 };
 
 // Texts that are logged with their length and without a newline of the log's own.
@@ -86,13 +83,6 @@ constexpr char kRoutineCharacters[] =
 
 constexpr std::string_view kMainHeads[] = {"kovotcp V", "[kovotcp] Error: send(len=", "Error: [",
                                            "Error: pthread_create "};
-
-struct Fields {
-  std::string_view name;
-  std::string_view value;
-  std::string_view error;
-  std::int64_t number = 0;
-};
 
 bool starts_with(std::string_view text, std::string_view prefix) {
   return text.substr(0, prefix.size()) == prefix;
@@ -116,14 +106,14 @@ bool is_step_text(std::string_view text) {
   return protocol < text.size() && text.find(' ', protocol + 1) < text.size();
 }
 
-void store(char field, std::string_view text, Fields& fields) {
-  if (field == 'd') fields.number = to_int32(text);
-  if (field == 'n' || field == 's') fields.name = text;
-  if (field == 'v') fields.value = text;
-  if (field == 'e') fields.error = text;
+void store(char field, std::string_view text, LogRecord& record) {
+  if (field == 'd') record.number = to_int32(text);
+  if (field == 'n' || field == 's') record.name = text;
+  if (field == 'v') record.value = text;
+  if (field == 'e') record.error = text;
 }
 
-bool fits(std::string_view form, std::string_view text, Fields& fields) {
+bool fits(std::string_view form, std::string_view text, LogRecord& record) {
   const std::size_t literal = std::min(form.find('%'), form.size());
   if (!starts_with(text, form.substr(0, literal))) return false;
   text.remove_prefix(literal);
@@ -132,16 +122,16 @@ bool fits(std::string_view form, std::string_view text, Fields& fields) {
   form.remove_prefix(literal + 2);
   if (field == 'd' || field == '#') {
     const std::size_t digits = digits_at(text);
-    if (digits == 0 || !fits(form, text.substr(digits), fields)) return false;
-    store(field, text.substr(0, digits), fields);
+    if (digits == 0 || !fits(form, text.substr(digits), record)) return false;
+    store(field, text.substr(0, digits), record);
     return true;
   }
   const std::string_view next = form.substr(0, form.find('%'));
   std::size_t end = form.empty() ? text.size() : text.find(next);
   for (; end != std::string_view::npos; end = text.find(next, end + 1)) {
     const bool is_wrong = field == 's' && !is_step_text(text.substr(0, end));
-    if (!is_wrong && fits(form, text.substr(end), fields)) {
-      store(field, text.substr(0, end), fields);
+    if (!is_wrong && fits(form, text.substr(end), record)) {
+      store(field, text.substr(0, end), record);
       return true;
     }
     if (form.empty()) return false;
@@ -192,22 +182,18 @@ std::size_t next_stamp(std::string_view text, std::size_t at) {
   return at;
 }
 
-EventRecord event_record(std::string_view text) {
-  EventRecord record;
+LogRecord event_record(std::string_view text) {
+  LogRecord record;
   record.time = stamp_of(text);
   text.remove_prefix(kStampForm.size());
   if (text.find('\0') != std::string_view::npos) return record;  // a power cut left it
-  for (const EventForm& form : kEventForms) {
-    Fields fields;
-    if (!fits(form.form, text, fields)) continue;
+  for (const Form& form : kEventForms) {
+    if (!fits(form.form, text, record)) continue;
     record.kind = form.kind;
-    record.name = fields.name;
-    record.value = fields.value;
-    record.number = fields.number;
     break;
   }
-  if (record.kind == EventLine::kBareName && record.name.find_first_of(" :") < text.size()) {
-    record.kind = EventLine::kUnknown;
+  if (record.kind == RecordKind::kBareName && record.name.find_first_of(" :") < text.size()) {
+    record.kind = RecordKind::kUnknown;
   }
   return record;
 }
@@ -269,21 +255,22 @@ std::size_t main_record_end(std::string_view text) {
   return std::min(end, text.size());
 }
 
-MainRecord main_record(std::string_view text) {
+LogRecord main_record(std::string_view text) {
+  LogRecord record;
   const std::string_view rest = text.substr(origin_size(text));
-  for (const MainForm& form : kMainForms) {
-    Fields fields;
-    const bool with_routine = form.kind == MainLine::kConnectError;
-    const std::string_view part =
-        with_routine ? text.substr(std::min<std::size_t>(1, text.size())) : rest;
-    if (!fits(form.form, part, fields)) continue;
-    if (form.kind == MainLine::kCommand) {
-      const KeyValue pair = split_command_line(fields.name);
-      return {form.kind, pair.key, pair.value, {}, 0};
-    }
-    return {form.kind, strip_newline(fields.name), fields.value, fields.error, fields.number};
+  for (const Form& form : kMainForms) {
+    const bool with_routine = form.kind == RecordKind::kConnectError;
+    if (!fits(form.form, with_routine ? text : rest, record)) continue;
+    record.kind = form.kind;
+    record.name = strip_newline(record.name);
+    break;
   }
-  return {};
+  if (record.kind == RecordKind::kCommand) {
+    const KeyValue pair = split_command_line(record.name);
+    record.name = pair.key;
+    record.value = pair.value;
+  }
+  return record;
 }
 
 }  // namespace
@@ -297,18 +284,13 @@ std::string day_text(LogTime time) {
 }
 
 bool parse_moment(std::string_view text, LogTime last, LogTime& moment) {
-  std::string stamp = day_text(last) + " 00:00:00.000";
-  if (has_form(text, kStampForm.substr(0, kDateSize))) {
-    stamp.replace(0, kDateSize, text.substr(0, kDateSize));
-    text.remove_prefix(kDateSize);
-    if (!text.empty() && text.front() != ' ' && text.front() != 'T') return false;
-    text.remove_prefix(text.empty() ? 0 : 1);
-  } else if (text.empty()) {
-    return false;
-  }
-  const bool is_clock = has_form(text, "00:00:00") && text.size() == 8;
-  if (!text.empty() && !is_clock && (!has_form(text, "00:00") || text.size() != 5)) return false;
-  stamp.replace(kDateSize + 1, text.size(), text);
+  std::string stamp(text);
+  if (!has_form(text, kStampForm.substr(0, kDateSize))) stamp = day_text(last) + " " + stamp;
+  const std::size_t size = stamp.size();
+  if (size != kDateSize && size != kMinutesSize && size != kSecondsSize) return false;
+  if (size > kDateSize && stamp[kDateSize] == 'T') stamp[kDateSize] = ' ';
+  stamp += std::string(" 00:00:00.000").substr(size - kDateSize);
+  if (!has_form(stamp + "  ", kStampForm)) return false;
   moment = stamp_of(stamp);
   return stamp_text(moment) == stamp;  // not for 99:99
 }
@@ -321,11 +303,11 @@ void read_event_log(std::string_view text, bool follows_gap, EventLog& log) {
     const bool is_whole = next != std::string_view::npos || text.back() == '\n';
     if (!is_whole) ++log.skipped;
     if (is_whole) {
-      EventRecord record = event_record(strip_newline(text.substr(at, next - at)));
+      LogRecord record = event_record(strip_newline(text.substr(at, next - at)));
       record.follows_gap = std::exchange(follows_gap, false);
       record.elapsed = record.time;
       if (!log.records.empty()) {
-        const EventRecord& last = log.records.back();
+        const LogRecord& last = log.records.back();
         record.elapsed = last.elapsed + std::max<LogTime>(0, record.time - last.time);
       }
       log.records.push_back(record);

@@ -13,6 +13,11 @@ constexpr std::size_t kMinPayload = 16;      // columns; with fewer it has a lin
 constexpr LogTime kNoticeableMs = 1000;      // between a push and its execution
 constexpr char kIndent[] = "             ";  // as wide as a time
 
+/// Breaks a text at blanks into lines of at most `width` columns, all but the first indented.
+std::string lines_of(const std::string& text, std::size_t width, const std::string& indent) {
+  return wrapped(text, width, indent, 0) + "\n";
+}
+
 std::string padded(std::string text, std::size_t width) {
   if (text.size() < width) text.append(width - text.size(), ' ');
   return text;
@@ -42,8 +47,8 @@ std::string step_text(const TimelineStep& step, const StepColumns& columns, std:
   }
   if (payload.size() > room && room > 4) payload = payload.substr(0, room - 4) + "...\"";
   text = own_line.empty() ? text + "  " + payload + "\n"
-                          : wrapped(text, width, indent).append(indent + payload + "\n");
-  return step.note.empty() ? text : text + wrapped(indent + step.note, width, indent);
+                          : lines_of(text, width, indent).append(indent + payload + "\n");
+  return step.note.empty() ? text : text + lines_of(indent + step.note, width, indent);
 }
 
 std::string steps_text(const std::vector<TimelineStep>& steps, std::size_t width) {
@@ -118,24 +123,6 @@ std::string list_of(const std::vector<std::string>& texts) {
 
 }  // namespace
 
-std::string wrapped(const std::string& text, std::size_t width, const std::string& indent) {
-  std::string result;
-  std::size_t column = 0;
-  std::size_t at = 0;
-  while (at < text.size()) {
-    const std::size_t end = std::min(text.find(' ', at + 1), text.size());
-    if (column > indent.size() && column + (end - at) > width && text[at] == ' ') {
-      result += "\n" + indent;
-      column = indent.size();
-      ++at;
-    }
-    result.append(text, at, end - at);
-    column += end - at;
-    at = end;
-  }
-  return result + "\n";
-}
-
 bool passes(const LogFilter& filter, const TimelineBlock& block) {
   if (!filter.trigger.empty() && block.trigger != filter.trigger) return false;
   if (filter.only_failed && !block.has_failed) return false;
@@ -157,10 +144,10 @@ std::string block_text(const TimelineBlock& block, std::size_t width, std::strin
   const std::string result = result_text(block);
   const bool has_name = !block.trigger.empty() || !block.source.empty();
   if (!has_name) {
-    text += wrapped(head + result, width, kIndent);
+    text += lines_of(head + result, width, kIndent);
   } else {
-    text += wrapped(head, width, kIndent);
-    if (!result.empty()) text += wrapped("  -> " + result, width, "     ");
+    text += lines_of(head, width, kIndent);
+    if (!result.empty()) text += lines_of("  -> " + result, width, "     ");
   }
   return text + steps_text(block.steps, width);
 }
@@ -187,7 +174,7 @@ std::string block_json(const TimelineBlock& block) {
 
 std::string summary_text(const Timeline& timeline, std::size_t width, bool has_definitions) {
   std::string text;
-  const auto add = [&](const std::string& line) { text += wrapped(line, width, "  "); };
+  const auto add = [&](const std::string& line) { text += lines_of(line, width, "  "); };
   add("sent? means that no error is logged. Whether a datagram arrived leaves no trace.");
   if (!has_definitions) {
     add("Without --definitions the timeline does not know which trigger has an event, which steps "

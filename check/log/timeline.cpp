@@ -97,7 +97,7 @@ bool settle_expired(TimelineMaker& maker, const Push& push) {
 /// log, if the push may still have been executed after it.
 void settle_unexecuted(TimelineMaker& maker, const Push& push, std::optional<std::size_t> end) {
   TimelineBlock& block = maker.timeline.blocks[push.block];
-  const std::vector<EventRecord>& records = maker.records;
+  const LogRecords& records = maker.records;
   const auto fail = [&](BlockVerdict verdict, const std::string& text) {
     settle(block, verdict, text, true);
   };
@@ -237,38 +237,38 @@ void note_clock(TimelineMaker& maker, std::size_t record) {
 }
 
 void add_hold_off(TimelineMaker& maker, std::size_t at, std::string source) {
-  const EventRecord& record = maker.records[at];
+  const LogRecord& record = maker.records[at];
   settle(add_block(maker, at, record.name, std::move(source)), BlockVerdict::kHoldOff,
          "skipped: hold-off time, " + std::to_string(record.number) + " s after the last one");
 }
 
 void on_record(TimelineMaker& maker, std::size_t at) {
-  const EventRecord& record = maker.records[at];
+  const LogRecord& record = maker.records[at];
   switch (record.kind) {
-    case EventLine::kStart:
+    case RecordKind::kStart:
       return on_start(maker, at);
-    case EventLine::kFirstStart:
+    case RecordKind::kFirstStart:
       return queue_push(maker, at, kPowerOn, false, "by the first start after boot", true);
-    case EventLine::kPush:
-    case EventLine::kTestPush:
-      return on_push(maker, at, record.kind == EventLine::kTestPush);
-    case EventLine::kCommand:
+    case RecordKind::kPush:
+    case RecordKind::kTestPush:
+      return on_push(maker, at, record.kind == RecordKind::kTestPush);
+    case RecordKind::kCommand:
       return add_source(maker, record.name, "on tcp:2700");
-    case EventLine::kVariable:
-    case EventLine::kBareName:
+    case RecordKind::kVariable:
+    case RecordKind::kBareName:
       return add_source(maker, record.name, variable_source(record.name));
-    case EventLine::kSettingChanged:
+    case RecordKind::kSettingChanged:
       return add_source(maker, record.name, "by setting " + shown(record.name));
-    case EventLine::kVariableSkip:
+    case RecordKind::kVariableSkip:
       return add_hold_off(maker, at, variable_source(record.name));
-    case EventLine::kStatusSkip:
+    case RecordKind::kStatusSkip:
       return add_hold_off(maker, at, "on udp:2728");
-    case EventLine::kSettingSame:
+    case RecordKind::kSettingSame:
       return settle(add_block(maker, at, record.name, "by setting " + shown(record.name)),
                     BlockVerdict::kSameValue, "skipped: the setting has this value already");
-    case EventLine::kPowerOnSkip:
+    case RecordKind::kPowerOnSkip:
       return on_power_on_skip(maker, at);
-    case EventLine::kUnknown:
+    case RecordKind::kUnknown:
       ++maker.timeline.unknown;
       return;
     default:
@@ -279,7 +279,7 @@ void on_record(TimelineMaker& maker, std::size_t at) {
 void walk(TimelineMaker& maker) {
   std::size_t pass_end = 0;
   for (std::size_t at = 0; at < maker.records.size(); ++at) {
-    const EventRecord& record = maker.records[at];
+    const LogRecord& record = maker.records[at];
     note_clock(maker, at);
     if (at == 0 || record.follows_gap) maker.certain_from = record.elapsed + kLifeMs;
     if (record.follows_gap) {
@@ -304,10 +304,10 @@ void walk(TimelineMaker& maker) {
 void find_renewals(TimelineMaker& maker) {
   bool is_started = false;
   for (std::size_t at = 0; at < maker.main.size(); ++at) {
-    const MainRecord& record = maker.main[at];
-    if (record.kind == MainLine::kBanner) is_started = true;
-    if (record.kind == MainLine::kExpired) maker.expiries.push_back(at);
-    if (record.kind != MainLine::kRenewed || contains(record.name, "kovotest")) continue;
+    const LogRecord& record = maker.main[at];
+    if (record.kind == RecordKind::kStart) is_started = true;
+    if (record.kind == RecordKind::kExpired) maker.expiries.push_back(at);
+    if (record.kind != RecordKind::kRenewed || contains(record.name, "kovotest")) continue;
     if (!is_started || at == 0) maker.renewed_until = maker.pairing.spans[at].next;
     is_started = false;
   }
@@ -318,21 +318,21 @@ void find_renewals(TimelineMaker& maker) {
 
 /// Returns the verdict on a record that only the main log has; "" for other records.
 std::string main_text(const TimelineMaker& maker, std::size_t at) {
-  const MainRecord& record = maker.main[at];
+  const LogRecord& record = maker.main[at];
   switch (record.kind) {
-    case MainLine::kFull:
+    case RecordKind::kFull:
       return "dropped: " + shown(record.name) + " is full" + shown(record.error);
-    case MainLine::kNoSender:
+    case RecordKind::kNoSender:
       return "NOT SENT: no sender for " + counted(static_cast<std::size_t>(record.number), "step") +
              ", the last one of " + quoted(record.name);
-    case MainLine::kSenderError:
+    case RecordKind::kSenderError:
       return "NOT SENT: a step of " + quoted(record.name) + ": " + shown(record.error);
-    case MainLine::kTooMany:
+    case RecordKind::kTooMany:
       return "dropped: too many events are queued";
-    case MainLine::kExpired:
+    case RecordKind::kExpired:
       if (maker.is_shown[at]) return "";
       return "dropped: " + quoted(record.value) + " was not executed within 60 s";
-    case MainLine::kDisabled:
+    case RecordKind::kDisabled:
       return "dropped: events are off" + disabled_by(maker.main, at);
     default:
       return "";
@@ -341,7 +341,7 @@ std::string main_text(const TimelineMaker& maker, std::size_t at) {
 
 void add_main_blocks(TimelineMaker& maker) {
   for (std::size_t at = 0; at < maker.main.size(); ++at) {
-    const MainLine kind = maker.main[at].kind;
+    const RecordKind kind = maker.main[at].kind;
     std::string text = main_text(maker, at);
     if (text.empty()) continue;
     TimelineBlock& block = maker.timeline.blocks.emplace_back();
@@ -349,13 +349,13 @@ void add_main_blocks(TimelineMaker& maker) {
     block.record = maker.pairing.spans[at].next;
     const std::size_t next = std::min(block.record + 1, maker.records.size());
     if (next > 0) block.time = maker.records[next - 1].time;
-    const bool has_trigger = kind == MainLine::kTooMany || kind == MainLine::kExpired;
-    if (has_trigger || kind == MainLine::kDisabled) block.trigger = maker.main[at].name;
-    if (kind == MainLine::kDisabled) block.source = "on tcp:2700";
+    const bool has_trigger = kind == RecordKind::kTooMany || kind == RecordKind::kExpired;
+    if (has_trigger || kind == RecordKind::kDisabled) block.trigger = maker.main[at].name;
+    if (kind == RecordKind::kDisabled) block.source = "on tcp:2700";
     settle(block,
-           kind == MainLine::kDisabled  ? BlockVerdict::kDisabled
-           : kind == MainLine::kExpired ? BlockVerdict::kExpired
-                                        : BlockVerdict::kDropped,
+           kind == RecordKind::kDisabled  ? BlockVerdict::kDisabled
+           : kind == RecordKind::kExpired ? BlockVerdict::kExpired
+                                          : BlockVerdict::kDropped,
            std::move(text), true);
   }
 }
@@ -365,18 +365,18 @@ void add_main_blocks(TimelineMaker& maker) {
 void find_without_effect(TimelineMaker& maker) {
   std::unordered_set<std::string_view> raised;
   std::map<std::string, std::size_t> found;
-  for (const EventRecord& record : maker.records) {
-    if (record.kind == EventLine::kVariable || record.kind == EventLine::kVariableSkip ||
-        record.kind == EventLine::kBareName) {
+  for (const LogRecord& record : maker.records) {
+    if (record.kind == RecordKind::kVariable || record.kind == RecordKind::kVariableSkip ||
+        record.kind == RecordKind::kBareName) {
       raised.insert(record.name);
     }
     const std::string_view line = split_key_value(strip_newline(record.name)).key;
     const bool may_raise = is_playback(line) || names_setting(line);
-    if (record.kind == EventLine::kStatusLine && !may_raise) ++found[shown(line)];
+    if (record.kind == RecordKind::kStatusLine && !may_raise) ++found[shown(line)];
   }
   for (std::size_t at = 0; at < maker.main.size(); ++at) {
-    const MainRecord& record = maker.main[at];
-    if (record.kind != MainLine::kMessage) continue;
+    const LogRecord& record = maker.main[at];
+    if (record.kind != RecordKind::kMessage) continue;
     const Message message = split_message(strip_newline(record.name));
     const bool is_set = equals_nocase(message.command, "e_param_set");
     if (!is_set || maker.pairing.spans[at].next >= maker.records.size()) continue;
@@ -430,7 +430,7 @@ Timeline make_timeline(const EventLog& events, const MainLog& main_log,
   if (maker.pairing.has_pairs) {
     const auto first = std::find_if(
         events.records.begin(), events.records.end(),
-        [&](const EventRecord& record) { return record.elapsed >= maker.pairing.since; });
+        [&](const LogRecord& record) { return record.elapsed >= maker.pairing.since; });
     maker.timeline.main_since = first->time;
   }
   return std::move(maker.timeline);
