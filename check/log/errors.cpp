@@ -13,15 +13,15 @@
 namespace kovo::check {
 namespace {
 
-constexpr LogTime kEarlyMs = 150;      // an error may seem to be logged before its step was due
-constexpr LogTime kLateMs = 1500;      // or after its timeout, with some load
-constexpr LogTime kNoSenderMs = 1500;  // the Error line comes once a second
+constexpr LogTime kEarlyMs = 150;  // an error may seem to be logged before its step was due
+constexpr LogTime kLateMs = 1500;  // or after its timeout, with some load
+constexpr LogTime kMostWaits = 4 * kReplyTimeoutMs;          // of a step until its error
+constexpr LogTime kNoSenderMs = 1500;                        // the Error line comes once a second
 constexpr char kInProgress[] = "Operation now in progress";  // a connect that timed out
 
 struct StepRef {
   TimelineStep* step;
   LogTime due;
-  LogTime last_due;  // later than `due` if the clock was set back before
   std::size_t life;
   bool asks_status;  // before it sends
 };
@@ -53,7 +53,7 @@ bool may_be(const TimelineMaker& maker, std::size_t error, const StepRef& ref) {
   if (span.latest < ref.due + (timed_out ? kReplyTimeoutMs : 0) - kEarlyMs) return false;
   if (!ref.step->offset_known) return true;
   const LogTime waits = (record.kind == RecordKind::kSendError ? 2 : 1) + (ref.asks_status ? 2 : 0);
-  return span.earliest <= ref.last_due + waits * kReplyTimeoutMs + kLateMs;
+  return span.earliest <= ref.due + waits * kReplyTimeoutMs + kLateMs;
 }
 
 /// Returns for each error the first step that it may belong to, in the order of the errors; `last`:
@@ -98,7 +98,7 @@ void set_failed(TimelineStep& step, const LogRecord& error, bool is_certain, boo
 
 void settle_group(const TimelineMaker& maker, Group& group, bool is_service) {
   std::stable_sort(group.steps.begin(), group.steps.end(),
-                   [](const StepRef& a, const StepRef& b) { return a.last_due < b.last_due; });
+                   [](const StepRef& a, const StepRef& b) { return a.due < b.due; });
   const std::vector<std::size_t> first = steps_of(maker, group, false);
   const std::vector<std::size_t> last = steps_of(maker, group, true);
   for (std::size_t at = 0; at < group.errors.size(); ++at) {
@@ -113,44 +113,29 @@ void settle_group(const TimelineMaker& maker, Group& group, bool is_service) {
   }
 }
 
-/// Returns why errors of a step would not be in the main log; "" if they would.
-std::string missing_errors(const TimelineMaker& maker, LogTime due) {
-  const Pairing& pairing = maker.pairing;
-  if (maker.main.empty()) return "kovo.log is missing";
-  if (!pairing.has_pairs) return "nothing in kovo.log is in the event log";
-  if (due < pairing.since) return "kovo.log does not reach back to it";
-  if (due > pairing.until) return "kovo.log ends before it";
-  return "";
-}
-
-/// Gives a step its verdict if the daemon or the log ended before it was due; otherwise returns
-/// false.
-bool settle_by_end(const TimelineMaker& maker, std::size_t end, LogTime due, TimelineStep& step) {
-  const LogRecords& records = maker.records;
-  if (due <= records[end - 1].elapsed) return false;
-  if (end == records.size()) {
-    set_verdict(step, StepVerdict::kNotKnown, "unknown: the log ends before it is due");
-  } else if (records[end].follows_gap) {
-    set_verdict(step, StepVerdict::kNotKnown, "unknown: a part of the log is missing");
-  } else if (due > records[end].elapsed) {
-    set_verdict(step, StepVerdict::kNotSent,
-                "NOT SENT: restart at " + clock_text(records[end].time) + ", before it was due");
-  } else {
-    set_verdict(step, StepVerdict::kNotKnown,
-                "unknown: the daemon ended before " + clock_text(records[end].time));
-  }
-  return true;
-}
-
+/// Returns the verdict on a step for which the main log has no error; `end` is the next start or
+/// gap of the event log, or its end.
 void settle_without_error(const TimelineMaker& maker, std::size_t end, LogTime due,
                           TimelineStep& step) {
-  if (settle_by_end(maker, end, due, step)) return;
-  const std::string missing = is_tcp(step) ? missing_errors(maker, due) : "";
+  const LogRecords& records = maker.records;
+  const auto unknown = [&](const std::string& text) {
+    set_verdict(step, StepVerdict::kNotKnown, "unknown: " + text);
+  };
+  const bool is_end = end == records.size();
+  const bool is_gap = !is_end && records[end].gap != Gap::kNone;
+  if (is_gap && due + kMostWaits > records[end - 1].elapsed)
+    return unknown(gap_text(records[end].gap));
+  if (due > records[end - 1].elapsed) {
+    if (is_end) return unknown("the log ends before it is due");
+    const std::string start = clock_text(records[end].time);
+    if (due <= records[end].elapsed) return unknown("the daemon ended before " + start);
+    return set_verdict(step, StepVerdict::kNotSent,
+                       "NOT SENT: restart at " + start + ", before it was due");
+  }
   if (!is_tcp(step)) return set_verdict(step, StepVerdict::kExecuted, "sent?");
-  if (!missing.empty()) return set_verdict(step, StepVerdict::kNotKnown, "unknown: " + missing);
-  const LogTime waits = is_status(step) ? 4 * kReplyTimeoutMs : 2 * kReplyTimeoutMs;
-  const bool is_early = due + waits > maker.pairing.until;
-  set_verdict(step, is_early ? StepVerdict::kNoErrorYet : StepVerdict::kNoError, "sent?");
+  const std::string missing = missing_records(maker, due, due);
+  if (!missing.empty()) return unknown(missing);
+  set_verdict(step, StepVerdict::kNoError, "sent?");
 }
 
 /// Returns what switched events off before a record of the event log.
@@ -215,7 +200,7 @@ std::vector<std::size_t> ends_of(const LogRecords& records) {
   std::size_t end = records.size();
   for (std::size_t at = records.size(); at-- > 0;) {
     ends[at] = end;
-    if (records[at].kind == RecordKind::kStart || records[at].follows_gap) end = at;
+    if (records[at].kind == RecordKind::kStart || records[at].gap != Gap::kNone) end = at;
   }
   return ends;
 }
@@ -234,6 +219,15 @@ std::string disabled_by(const LogRecords& records, std::size_t position) {
   return "";
 }
 
+std::string missing_records(const TimelineMaker& maker, LogTime from, LogTime to) {
+  const Pairing& pairing = maker.pairing;
+  if (maker.main.empty()) return "kovo.log is missing";
+  if (!pairing.has_pairs) return "nothing in kovo.log is in the event log";
+  if (from < pairing.since) return "kovo.log does not reach back to it";
+  if (to > pairing.until) return "kovo.log ends before it";
+  return "";
+}
+
 void settle_steps(TimelineMaker& maker) {
   const std::vector<std::size_t> ends = ends_of(maker.records);
   Groups groups;
@@ -247,19 +241,14 @@ void settle_steps(TimelineMaker& maker) {
       settle_without_error(maker, end, due, step);
       const bool is_lost = end < maker.records.size() && due > maker.records[end].elapsed;
       if (is_lost || !maker.pairing.has_pairs) continue;
-      const auto set_back =
-          std::upper_bound(maker.set_backs.begin(), maker.set_backs.end(), step.record);
-      const LogTime earliest =
-          set_back == maker.set_backs.end() ? due : std::min(due, maker.records[*set_back].elapsed);
-      const StepRef ref{&step, earliest, due, maker.pairing.lives[step.record], is_status(step)};
+      const StepRef ref{&step, due, maker.pairing.lives[step.record], is_status(step)};
       const std::int64_t port = to_int32(step.port);
       if (is_tcp(step) && is_status(step))
         groups[target_key(step.address, port)].steps.push_back(ref);
       if (is_tcp(step) && !is_status(step)) {
         groups[payload_key(step.address, port, step.payload)].steps.push_back(ref);
       }
-      if (is_status(step))
-        groups[service_key()].steps.push_back({&step, earliest, due, ref.life, false});
+      if (is_status(step)) groups[service_key()].steps.push_back({&step, due, ref.life, false});
     }
   }
   add_errors(maker, groups);

@@ -31,17 +31,17 @@ Pass find_pass(const TimelineMaker& maker, std::size_t first) {
   std::size_t at = first;
   for (LogTime last = records[first].elapsed; at < records.size(); ++at) {
     const LogRecord& record = records[at];
-    if (at > first && record.follows_gap) break;
+    if (at > first && record.gap != Gap::kNone) break;
     if (!holds_lock(record)) continue;
     if (!is_step(record.kind) || record.elapsed - last > kSamePassMs) break;
     last = record.elapsed;
     pass.lines.push_back(at);
   }
-  pass.is_last = at == records.size() || records[at].follows_gap;
+  pass.is_last = at == records.size() || records[at].gap != Gap::kNone;
   const LogTime now = records[first].elapsed;
   for (std::size_t place = 0; place < maker.queue.size(); ++place) {
     const Push& push = maker.queue[place];
-    const bool is_due = push.due <= now && now <= push.last_due + patience(maker, push);
+    const bool is_due = push.due <= now && now <= push.due + patience(maker, push);
     if (push.event != nullptr && is_due) pass.candidates.push_back(place);
   }
   const std::size_t most = kMostFits / pass.lines.size() + 1;

@@ -13,6 +13,7 @@ namespace kovo::check {
 namespace {
 
 constexpr std::string_view kStampForm = "0000-00-00 00:00:00.000  ";
+constexpr LogTime kClockStepMs = 1000;  // less is a correction by NTP, or records out of order
 constexpr std::size_t kDateSize = 10;
 constexpr std::size_t kMinutesSize = 16;
 constexpr std::size_t kSecondsSize = 19;
@@ -275,6 +276,12 @@ LogRecord main_record(std::string_view text) {
 
 }  // namespace
 
+const char* gap_text(Gap gap) {
+  constexpr const char* kTexts[] = {"", "a part of the event log is missing",
+                                    "the clock was set back"};
+  return kTexts[static_cast<std::size_t>(gap)];
+}
+
 std::string clock_text(LogTime time) {
   return stamp_text(time).substr(11, 12);
 }
@@ -304,11 +311,12 @@ void read_event_log(std::string_view text, bool follows_gap, EventLog& log) {
     if (!is_whole) ++log.skipped;
     if (is_whole) {
       LogRecord record = event_record(strip_newline(text.substr(at, next - at)));
-      record.follows_gap = std::exchange(follows_gap, false);
+      if (std::exchange(follows_gap, false)) record.gap = Gap::kMissing;
       record.elapsed = record.time;
       if (!log.records.empty()) {
         const LogRecord& last = log.records.back();
         record.elapsed = last.elapsed + std::max<LogTime>(0, record.time - last.time);
+        if (record.time < last.time - kClockStepMs) record.gap = Gap::kClock;
       }
       log.records.push_back(record);
     }

@@ -68,11 +68,17 @@ inline bool is_step(RecordKind kind) {
   return kind >= RecordKind::kPeriodSkip && kind <= RecordKind::kDisabledStep;
 }
 
+/// Why the event log does not show how much time passed before a record.
+enum class Gap : std::uint8_t { kNone, kMissing, kClock };
+
+/// Returns "a part of the event log is missing" or "the clock was set back"; "" for no gap.
+const char* gap_text(Gap gap);
+
 struct LogRecord {
   RecordKind kind = RecordKind::kUnknown;
-  bool follows_gap = false;  // event log: a part is missing before it
-  LogTime time = 0;          // event log only
-  LogTime elapsed = 0;       // the same, but it never decreases: the clock may be set back
+  Gap gap = Gap::kNone;  // event log: before it
+  LogTime time = 0;      // event log only
+  LogTime elapsed = 0;   // the same, but it never decreases
   std::string_view name;
   std::string_view value;
   std::string_view error;

@@ -18,7 +18,6 @@ namespace {
 
 constexpr std::size_t kMaxQueue = 500;   // waiting pushes, which bounds the time of a pass
 constexpr std::size_t kMaxSources = 16;  // a push follows its source closely
-constexpr LogTime kClockStepMs = 1000;
 constexpr LogTime kSecondMs = 1000;
 
 const Triggers& all_triggers() {
@@ -26,22 +25,15 @@ const Triggers& all_triggers() {
   return triggers;
 }
 
-/// Returns what raises a trigger by the daemon's tables: only variables, or everything else.
-std::string usual_source(std::string_view trigger, bool variables) {
+/// Returns what raises a trigger by the daemon's tables.
+std::string usual_source(std::string_view trigger) {
   std::string result;
   const auto found = all_triggers().sources.find(std::string(trigger));
-  if (found == all_triggers().sources.end()) return result;
+  if (found == all_triggers().sources.end()) return "by what is not in the log";
   for (const TriggerSource& source : found->second) {
-    const std::string what = description(source);
-    if (starts_with_nocase(what, "variable ") != variables) continue;
-    result += (result.empty() ? "by " : " or ") + what;
+    result += (result.empty() ? "by " : " or ") + description(source);
   }
   return result;
-}
-
-std::string variable_source(std::string_view trigger) {
-  std::string usual = usual_source(trigger, true);
-  return usual.empty() ? "by a variable" : usual;
 }
 
 TimelineBlock& add_block(TimelineMaker& maker, std::size_t record, std::string_view trigger,
@@ -60,12 +52,6 @@ void settle(TimelineBlock& block, BlockVerdict verdict, std::string text, bool f
   block.has_failed = failed;
 }
 
-/// Returns whether the main log shows every edit of the definition file after a time.
-bool is_covered(const TimelineMaker& maker, LogTime at) {
-  const Pairing& pairing = maker.pairing;
-  return pairing.has_pairs && at >= pairing.since && pairing.until == maker.records.back().elapsed;
-}
-
 std::string no_event_text(const LogDefinitions& definitions, const TimelineBlock& block) {
   std::string text =
       block.is_test ? "no event is named " + quoted(block.trigger) : "no event has this trigger";
@@ -76,21 +62,6 @@ std::string no_event_text(const LogDefinitions& definitions, const TimelineBlock
     near = by_trigger->second->compiled->name;
   }
   return near.empty() ? text : text + "; did you mean " + quoted(near) + "?";
-}
-
-/// Settles a push as expired if the main log says so.
-bool settle_expired(TimelineMaker& maker, const Push& push) {
-  TimelineBlock& block = maker.timeline.blocks[push.block];
-  const LogTime end = push.at + kLifeMs;
-  for (const std::size_t at : maker.expiries) {
-    if (maker.is_shown[at] || maker.main[at].name != block.trigger) continue;
-    const Span& span = maker.pairing.spans[at];
-    if (span.latest < end || span.earliest > end + patience(maker, push)) continue;
-    maker.is_shown[at] = true;
-    settle(block, BlockVerdict::kExpired, "dropped: not executed within 60 s", true);
-    return true;
-  }
-  return false;
 }
 
 /// Gives a push without steps its verdict; `end` is the record of a start or gap, or the end of the
@@ -106,28 +77,26 @@ void settle_unexecuted(TimelineMaker& maker, const Push& push, std::optional<std
     settle(block, verdict, "unknown: " + text);
   };
   const std::int32_t delay_s = push.event == nullptr ? 0 : push.event->compiled->delay_s;
-  const bool is_expired = settle_expired(maker, push);
   if (delay_s >= kEventLifeS && !block.is_test) {
     return fail(BlockVerdict::kExpired,
                 "never runs: a Delay of " + std::to_string(delay_s) + " s is not below 60 s");
   }
-  if (is_expired) return;
+  if (maker.expired.count(block.trigger) > 0) return unknown("an event of this trigger expired");
   if (push.maybe) return unknown("the steps of " + clock_text(*push.maybe) + " may be its own");
   const bool is_cut = end && *end < records.size();
-  if (is_cut && records[*end].follows_gap) return unknown("a part of the log is missing");
+  if (is_cut && records[*end].gap != Gap::kNone) return unknown(gap_text(records[*end].gap));
   if (maker.definitions == nullptr) return unknown("no steps in the log");
   if (block.is_renewed) return unknown("the definition file was edited after this push");
   if (push.event == nullptr) {
     return settle(block, BlockVerdict::kNoEvent, no_event_text(*maker.definitions, block),
                   block.is_test || block.source == "on tcp:2700");
   }
-  if (end == records.size() && records.back().elapsed <= push.last_due + kPassMs) {
+  if (end == records.size() && records.back().elapsed <= push.due + kPassMs) {
     return unknown("the log ends before it is executed", BlockVerdict::kLogEnd);
   }
-  if (!is_covered(maker, push.at)) {
-    return unknown("kovo.log does not show whether the definition file was edited");
-  }
-  if (!is_cut) return fail(BlockVerdict::kNotExecuted, "not executed; the logs do not show why");
+  const std::string missing = missing_records(maker, push.at, records.back().elapsed);
+  if (!is_cut) return unknown("no steps in the log");
+  if (!missing.empty()) return unknown(missing);
   fail(BlockVerdict::kRestart,
        "lost: the daemon was restarted at " + clock_text(records[*end].time));
 }
@@ -143,7 +112,7 @@ void settle_all(TimelineMaker& maker, std::size_t end) {
 void settle_old(TimelineMaker& maker, LogTime now) {
   std::size_t excess = maker.queue.size() - std::min(maker.queue.size(), kMaxQueue);
   const auto is_old = [&](const Push& push) {
-    const bool is_over = push.is_done || now > push.last_due + patience(maker, push) || excess > 0;
+    const bool is_over = push.is_done || now > push.due + patience(maker, push) || excess > 0;
     if (is_over && excess > 0) --excess;
     if (is_over && !push.is_done) settle_unexecuted(maker, push, {});
     return is_over;
@@ -175,7 +144,6 @@ void queue_push(TimelineMaker& maker, std::size_t record, std::string_view name,
     block.step_count = static_cast<std::size_t>(push.event->compiled->step_count);
     if (!is_test) push.due += std::max(0, push.event->compiled->delay_s) * kSecondMs;
   }
-  push.last_due = push.due;
   maker.queue.insert(front ? maker.queue.begin() : maker.queue.end(), push);
 }
 
@@ -188,9 +156,7 @@ std::string pop_source(TimelineMaker& maker, std::string_view text) {
     maker.sources.erase(source);
     return result;
   }
-  std::string usual = usual_source(text, false);
-  if (usual.empty()) usual = usual_source(text, true);
-  return usual.empty() ? "by what is not in the log" : usual;
+  return usual_source(text);
 }
 
 void add_source(TimelineMaker& maker, std::string_view name, std::string text) {
@@ -225,17 +191,6 @@ void on_start(TimelineMaker& maker, std::size_t record) {
   settle(add_block(maker, record, "", ""), BlockVerdict::kNote, "the daemon starts");
 }
 
-void note_clock(TimelineMaker& maker, std::size_t record) {
-  if (record == 0) return;
-  const LogTime back = maker.records[record - 1].time - maker.records[record].time;
-  if (back < kClockStepMs) return;
-  maker.set_backs.push_back(record);
-  const LogTime now = maker.records[record].elapsed;
-  for (Push& push : maker.queue) push.due = std::min(push.due, now);
-  settle(add_block(maker, record, "", ""), BlockVerdict::kNote,
-         "the clock was set back by " + std::to_string(back / kSecondMs) + " s");
-}
-
 void add_hold_off(TimelineMaker& maker, std::size_t at, std::string source) {
   const LogRecord& record = maker.records[at];
   settle(add_block(maker, at, record.name, std::move(source)), BlockVerdict::kHoldOff,
@@ -256,11 +211,11 @@ void on_record(TimelineMaker& maker, std::size_t at) {
       return add_source(maker, record.name, "on tcp:2700");
     case RecordKind::kVariable:
     case RecordKind::kBareName:
-      return add_source(maker, record.name, variable_source(record.name));
+      return add_source(maker, record.name, usual_source(record.name));
     case RecordKind::kSettingChanged:
       return add_source(maker, record.name, "by setting " + shown(record.name));
     case RecordKind::kVariableSkip:
-      return add_hold_off(maker, at, variable_source(record.name));
+      return add_hold_off(maker, at, usual_source(record.name));
     case RecordKind::kStatusSkip:
       return add_hold_off(maker, at, "on udp:2728");
     case RecordKind::kSettingSame:
@@ -280,12 +235,10 @@ void walk(TimelineMaker& maker) {
   std::size_t pass_end = 0;
   for (std::size_t at = 0; at < maker.records.size(); ++at) {
     const LogRecord& record = maker.records[at];
-    note_clock(maker, at);
-    if (at == 0 || record.follows_gap) maker.certain_from = record.elapsed + kLifeMs;
-    if (record.follows_gap) {
+    if (at == 0 || record.gap != Gap::kNone) maker.certain_from = record.elapsed + kLifeMs;
+    if (record.gap != Gap::kNone) {
       settle_all(maker, at);
-      settle(add_block(maker, at, "", ""), BlockVerdict::kNote,
-             "a part of the event log is missing");
+      settle(add_block(maker, at, "", ""), BlockVerdict::kNote, gap_text(record.gap));
     }
     if (!is_step(record.kind)) {
       on_record(maker, at);
@@ -306,7 +259,7 @@ void find_renewals(TimelineMaker& maker) {
   for (std::size_t at = 0; at < maker.main.size(); ++at) {
     const LogRecord& record = maker.main[at];
     if (record.kind == RecordKind::kStart) is_started = true;
-    if (record.kind == RecordKind::kExpired) maker.expiries.push_back(at);
+    if (record.kind == RecordKind::kExpired) maker.expired.insert(record.name);
     if (record.kind != RecordKind::kRenewed || contains(record.name, "kovotest")) continue;
     if (!is_started || at == 0) maker.renewed_until = maker.pairing.spans[at].next;
     is_started = false;
@@ -330,7 +283,6 @@ std::string main_text(const TimelineMaker& maker, std::size_t at) {
     case RecordKind::kTooMany:
       return "dropped: too many events are queued";
     case RecordKind::kExpired:
-      if (maker.is_shown[at]) return "";
       return "dropped: " + quoted(record.value) + " was not executed within 60 s";
     case RecordKind::kDisabled:
       return "dropped: events are off" + disabled_by(maker.main, at);
@@ -394,16 +346,14 @@ void find_without_effect(TimelineMaker& maker) {
 }  // namespace
 
 const char* verdict_name(StepVerdict verdict) {
-  constexpr const char* kNames[] = {"executed",  "no_error", "no_error_yet",
-                                    "not_known", "not_sent", "skipped"};
+  constexpr const char* kNames[] = {"executed", "no_error", "not_known", "not_sent", "skipped"};
   return kNames[static_cast<std::size_t>(verdict)];
 }
 
 const char* verdict_name(BlockVerdict verdict) {
-  constexpr const char* kNames[] = {"executed", "no_event",   "not_executed",  "not_known",
-                                    "hold_off", "same_value", "once_per_boot", "disabled",
-                                    "expired",  "restart",    "log_end",       "dropped",
-                                    "note"};
+  constexpr const char* kNames[] = {"executed",   "no_event",      "not_known", "hold_off",
+                                    "same_value", "once_per_boot", "disabled",  "expired",
+                                    "restart",    "log_end",       "dropped",   "note"};
   return kNames[static_cast<std::size_t>(verdict)];
 }
 
@@ -415,7 +365,6 @@ Timeline make_timeline(const EventLog& events, const MainLog& main_log,
   TimelineMaker maker{events.records, main_log.records,
                       definitions == nullptr ? nullptr : &compiled,
                       pair_logs(events.records, main_log.records)};
-  maker.is_shown.resize(main_log.records.size());
   maker.timeline.event_records = events.records.size();
   maker.timeline.main_records = main_log.records.size();
   maker.timeline.skipped = events.skipped + main_log.skipped;

@@ -18,7 +18,7 @@
 
 namespace kovo::check {
 
-enum class StepVerdict { kExecuted, kNoError, kNoErrorYet, kNotKnown, kNotSent, kSkipped };
+enum class StepVerdict { kExecuted, kNoError, kNotKnown, kNotSent, kSkipped };
 
 /// Returns the name of a verdict in JSON, such as "not_sent".
 const char* verdict_name(StepVerdict verdict);
@@ -48,7 +48,6 @@ inline bool is_status(const TimelineStep& step) {
 enum class BlockVerdict {
   kExecuted,
   kNoEvent,
-  kNotExecuted,  // for an unknown reason
   kNotKnown,
   kHoldOff,
   kSameValue,
