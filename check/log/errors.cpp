@@ -22,8 +22,8 @@ constexpr char kInProgress[] = "Operation now in progress";  // a connect that t
 struct StepRef {
   TimelineStep* step;
   LogTime due;
-  std::size_t life;
-  bool asks_status;  // before it sends
+  std::size_t starts;  // of the daemon before it, as Pairing::starts
+  bool asks_status;    // before it sends
 };
 
 struct Group {
@@ -45,10 +45,16 @@ std::string service_key() {
   return payload_key(kStatusServiceAddress, kStatusServicePort, kStatusRequest);
 }
 
+std::size_t starts_before(const TimelineMaker& maker, std::size_t record) {
+  const std::vector<std::size_t>& starts = maker.pairing.starts;
+  return static_cast<std::size_t>(std::upper_bound(starts.begin(), starts.end(), record) -
+                                  starts.begin());
+}
+
 bool may_be(const TimelineMaker& maker, std::size_t error, const StepRef& ref) {
   const LogRecord& record = maker.main[error];
   const Span& span = maker.pairing.spans[error];
-  if (span.life != ref.life) return false;
+  if (span.starts != ref.starts) return false;
   const bool timed_out = record.error == kInProgress;
   if (span.latest < ref.due + (timed_out ? kReplyTimeoutMs : 0) - kEarlyMs) return false;
   if (!ref.step->offset_known) return true;
@@ -77,10 +83,6 @@ std::vector<std::size_t> steps_of(const TimelineMaker& maker, const Group& group
 void set_verdict(TimelineStep& step, StepVerdict verdict, std::string text) {
   step.verdict = verdict;
   step.text = std::move(text);
-}
-
-void add_note(TimelineStep& step, const std::string& note) {
-  step.note += (step.note.empty() ? "" : "; ") + note;
 }
 
 void set_failed(TimelineStep& step, const LogRecord& error, bool is_certain, bool is_service) {
@@ -113,6 +115,14 @@ void settle_group(const TimelineMaker& maker, Group& group, bool is_service) {
   }
 }
 
+/// Returns whether a step of a time may be one of those for which no sender was free.
+bool may_lack_sender(const TimelineMaker& maker, LogTime at) {
+  return std::any_of(maker.no_sender.begin(), maker.no_sender.end(), [&](std::size_t error) {
+    const Span& span = maker.pairing.spans[error];
+    return at >= span.earliest - kNoSenderMs && at <= span.latest;
+  });
+}
+
 /// Returns the verdict on a step for which the main log has no error; `end` is the next start or
 /// gap of the event log, or its end.
 void settle_without_error(const TimelineMaker& maker, std::size_t end, LogTime due,
@@ -131,6 +141,9 @@ void settle_without_error(const TimelineMaker& maker, std::size_t end, LogTime d
     if (due <= records[end].elapsed) return unknown("the daemon ended before " + start);
     return set_verdict(step, StepVerdict::kNotSent,
                        "NOT SENT: restart at " + start + ", before it was due");
+  }
+  if (may_lack_sender(maker, records[step.record].elapsed)) {
+    return unknown("steps of this time had no sender");
   }
   if (!is_tcp(step)) return set_verdict(step, StepVerdict::kExecuted, "sent?");
   const std::string missing = missing_records(maker, due, due);
@@ -174,16 +187,6 @@ void note_address(TimelineStep& step) {
   add_note(step, quoted(step.address) + " is not an IPv4 address: it goes to the device itself");
 }
 
-/// Returns whether a step may be one of those for which no sender was free.
-bool may_lack_sender(const TimelineMaker& maker, const std::vector<std::size_t>& errors,
-                     LogTime at) {
-  const std::vector<Span>& spans = maker.pairing.spans;
-  const auto error =
-      std::lower_bound(errors.begin(), errors.end(), at,
-                       [&](std::size_t one, LogTime time) { return spans[one].latest < time; });
-  return error != errors.end() && spans[*error].earliest - kNoSenderMs <= at;
-}
-
 void add_errors(const TimelineMaker& maker, Groups& groups) {
   for (std::size_t at = 0; at < maker.main.size(); ++at) {
     const LogRecord& record = maker.main[at];
@@ -192,17 +195,6 @@ void add_errors(const TimelineMaker& maker, Groups& groups) {
     if (group == groups.end()) group = groups.find(target_key(record.name, record.number));
     if (group != groups.end()) group->second.errors.push_back(at);
   }
-}
-
-/// Returns for each record of the event log the next start or gap after it, or the end of the log.
-std::vector<std::size_t> ends_of(const LogRecords& records) {
-  std::vector<std::size_t> ends(records.size());
-  std::size_t end = records.size();
-  for (std::size_t at = records.size(); at-- > 0;) {
-    ends[at] = end;
-    if (records[at].kind == RecordKind::kStart || records[at].gap != Gap::kNone) end = at;
-  }
-  return ends;
 }
 
 }  // namespace
@@ -229,7 +221,6 @@ std::string missing_records(const TimelineMaker& maker, LogTime from, LogTime to
 }
 
 void settle_steps(TimelineMaker& maker) {
-  const std::vector<std::size_t> ends = ends_of(maker.records);
   Groups groups;
   for (TimelineBlock& block : maker.timeline.blocks) {
     for (TimelineStep& step : block.steps) {
@@ -237,34 +228,26 @@ void settle_steps(TimelineMaker& maker) {
       if (settle_unstarted(maker, step)) continue;
       const LogRecord& line = maker.records[step.record];
       const LogTime due = line.elapsed + step.offset_ms;
-      const std::size_t end = ends[step.record];
+      const std::size_t end = *std::upper_bound(maker.ends.begin(), maker.ends.end(), step.record);
       settle_without_error(maker, end, due, step);
       const bool is_lost = end < maker.records.size() && due > maker.records[end].elapsed;
       if (is_lost || !maker.pairing.has_pairs) continue;
-      const StepRef ref{&step, due, maker.pairing.lives[step.record], is_status(step)};
+      const StepRef ref{&step, due, starts_before(maker, step.record), is_status(step)};
       const std::int64_t port = to_int32(step.port);
       if (is_tcp(step) && is_status(step))
         groups[target_key(step.address, port)].steps.push_back(ref);
       if (is_tcp(step) && !is_status(step)) {
         groups[payload_key(step.address, port, step.payload)].steps.push_back(ref);
       }
-      if (is_status(step)) groups[service_key()].steps.push_back({&step, due, ref.life, false});
+      if (is_status(step)) groups[service_key()].steps.push_back({&step, due, ref.starts, false});
     }
   }
   add_errors(maker, groups);
   for (auto& [key, group] : groups) settle_group(maker, group, key == service_key());
-  std::vector<std::size_t> no_sender;
-  for (std::size_t at = 0; at < maker.main.size(); ++at) {
-    if (maker.main[at].kind == RecordKind::kNoSender) no_sender.push_back(at);
-  }
   for (TimelineBlock& block : maker.timeline.blocks) {
-    for (TimelineStep& step : block.steps) {
-      const bool failed =
-          step.verdict == StepVerdict::kNotSent || step.verdict == StepVerdict::kSkipped;
-      block.has_failed = block.has_failed || failed;
-      if (!failed && may_lack_sender(maker, no_sender, maker.records[step.record].elapsed)) {
-        set_verdict(step, StepVerdict::kNotKnown, "unknown: steps of this time had no sender");
-      }
+    for (const TimelineStep& step : block.steps) {
+      const bool is_skipped = step.verdict == StepVerdict::kSkipped;
+      block.has_failed = block.has_failed || is_skipped || step.verdict == StepVerdict::kNotSent;
     }
   }
 }

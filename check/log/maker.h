@@ -40,7 +40,9 @@ struct TimelineMaker {
   LogDefinitions* definitions;  // null: not given
   Pairing pairing;
   Timeline timeline = {};
-  std::size_t renewed_until = 0;  // the definition file was read again before this record
+  std::size_t renewed_until = 0;            // the definition file was read again before this record
+  std::vector<std::size_t> ends = {};       // starts and gaps of the event log, and its end
+  std::vector<std::size_t> no_sender = {};  // records of the main log
   std::unordered_set<std::string_view> expired = {};  // triggers, by the main log
   std::vector<Push> queue = {};                       // in the order of the daemon's queue
   std::vector<PushSource> sources = {};
@@ -52,7 +54,8 @@ struct TimelineMaker {
 /// Returns what switched events off, for a record of the main log before `position`.
 std::string disabled_by(const LogRecords& records, std::size_t position);
 
-/// Divides the step lines of a pass among the pushes; returns the last of them.
+/// Divides the step lines of a pass among the pushes in their order, from the end: of equal pushes,
+/// the last ones count. Returns the last line.
 std::size_t run_pass(TimelineMaker& maker, std::size_t first);
 
 /// Returns how long after it is due a push may still be executed, at a record.

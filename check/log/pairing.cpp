@@ -14,7 +14,7 @@ namespace {
 constexpr LogTime kSlackMs = 300;         // between the two records of one happening
 constexpr LogTime kPollMs = 1000;         // until the queue worker takes a text, with some load
 constexpr LogTime kSlowPushMs = 1500;     // a push that waited for the status service takes longer,
-constexpr LogTime kSlowestPushMs = 4000;  // and at most this, a name
+constexpr LogTime kSlowestPushMs = 4000;  // and at most this
 constexpr LogTime kBusyMs = 240;          // the queue worker pauses longer when nothing waits
 constexpr std::size_t kMostBusy = 1000;   // records without a pause, which bounds the time
 constexpr std::size_t kMostLost = 16;     // one of so many records that the event log lacks
@@ -129,9 +129,7 @@ LogTime received_at(const LogRecords& events, std::size_t record) {
     const bool is_done = is_step(earlier.kind) || earlier.kind == RecordKind::kCommand;
     if (!is_done && !is_push(earlier.kind)) continue;
     const LogTime pause = next - earlier.elapsed;
-    const auto names = std::count(earlier.name.begin(), earlier.name.end(), '\n') + 1;
-    const bool is_slow =
-        is_push(earlier.kind) && pause >= kSlowPushMs && pause <= names * kSlowestPushMs;
+    const bool is_slow = is_push(earlier.kind) && pause >= kSlowPushMs && pause <= kSlowestPushMs;
     if (!is_slow && pause > kBusyMs) break;
     next = earlier.elapsed;
     if (is_slow) at = next;
@@ -148,24 +146,19 @@ LogTime earliest_of(const LogRecords& events, std::size_t at) {
   return event.elapsed - (event.kind == RecordKind::kTestPush ? kLockMs : kSlackMs);
 }
 
-void count_lives(const LogRecords& events, const std::vector<Pair>& pairs, Pairing& pairing) {
+/// Counts the starts of the daemon that are paired for certain.
+void count_starts(const LogRecords& events, const std::vector<Pair>& pairs, Pairing& pairing) {
   for (const Pair& pair : pairs) {
     if (events[pair.first].kind != RecordKind::kStart || pair.first != pair.last) continue;
     if (pair.main_first != pair.main_last) continue;
-    ++pairing.lives[pair.first];
-    ++pairing.spans[pair.main].life;
-  }
-  for (std::size_t at = 1; at < pairing.lives.size(); ++at) {
-    pairing.lives[at] += pairing.lives[at - 1];
-  }
-  for (std::size_t at = 1; at < pairing.spans.size(); ++at) {
-    pairing.spans[at].life += pairing.spans[at - 1].life;
+    pairing.starts.push_back(pair.first);
+    for (std::size_t at = pair.main; at < pairing.spans.size(); ++at) ++pairing.spans[at].starts;
   }
 }
 
 /// Sets the times of all records of the main log by those of the pairs around them.
 void set_spans(const LogRecords& events, const std::vector<Pair>& pairs, Pairing& pairing) {
-  for (Span& span : pairing.spans) span = {INT64_MIN, INT64_MAX, events.size(), true, span.life};
+  for (Span& span : pairing.spans) span = {INT64_MIN, INT64_MAX, events.size(), true, span.starts};
   for (const Pair& pair : pairs) {
     Span& before = pairing.spans[pair.main_last];
     before.earliest = std::max(before.earliest, earliest_of(events, pair.first));
@@ -211,7 +204,6 @@ void set_end(const LogRecords& events, const std::vector<Anchor>& anchors,
 Pairing pair_logs(const LogRecords& events, const LogRecords& main_log) {
   Pairing pairing;
   pairing.spans.resize(main_log.size());
-  pairing.lives.assign(events.size(), 0);
   Keys keys;
   const Anchors of_events = anchors_of(events, keys);
   const Anchors of_main = anchors_of(main_log, keys);
@@ -223,7 +215,7 @@ Pairing pair_logs(const LogRecords& events, const LogRecords& main_log) {
   std::sort(pairs.begin(), pairs.end(),
             [](const Pair& a, const Pair& b) { return a.main < b.main; });
   pairing.has_pairs = true;
-  count_lives(events, others, pairing);
+  count_starts(events, others, pairing);
   set_spans(events, pairs, pairing);
   set_bounds(of_main.commands, pairs, pairing);
   set_bounds(of_main.others, pairs, pairing);

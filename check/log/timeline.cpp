@@ -236,6 +236,7 @@ void walk(TimelineMaker& maker) {
   for (std::size_t at = 0; at < maker.records.size(); ++at) {
     const LogRecord& record = maker.records[at];
     if (at == 0 || record.gap != Gap::kNone) maker.certain_from = record.elapsed + kLifeMs;
+    if (record.gap != Gap::kNone || record.kind == RecordKind::kStart) maker.ends.push_back(at);
     if (record.gap != Gap::kNone) {
       settle_all(maker, at);
       settle(add_block(maker, at, "", ""), BlockVerdict::kNote, gap_text(record.gap));
@@ -247,6 +248,7 @@ void walk(TimelineMaker& maker) {
       pass_end = run_pass(maker, at);
     }
   }
+  maker.ends.push_back(maker.records.size());
   if (maker.records.empty()) return;
   settle_old(maker, maker.records.back().elapsed);
   settle_all(maker, maker.records.size());
@@ -259,6 +261,7 @@ void find_renewals(TimelineMaker& maker) {
   for (std::size_t at = 0; at < maker.main.size(); ++at) {
     const LogRecord& record = maker.main[at];
     if (record.kind == RecordKind::kStart) is_started = true;
+    if (record.kind == RecordKind::kNoSender) maker.no_sender.push_back(at);
     if (record.kind == RecordKind::kExpired) maker.expired.insert(record.name);
     if (record.kind != RecordKind::kRenewed || contains(record.name, "kovotest")) continue;
     if (!is_started || at == 0) maker.renewed_until = maker.pairing.spans[at].next;

@@ -45,6 +45,10 @@ inline bool is_status(const TimelineStep& step) {
   return step.sender && step.sender->status;
 }
 
+inline void add_note(TimelineStep& step, const std::string& note) {
+  step.note += (step.note.empty() ? "" : "; ") + note;
+}
+
 enum class BlockVerdict {
   kExecuted,
   kNoEvent,
