@@ -104,13 +104,14 @@ void settle_group(const TimelineMaker& maker, Group& group, bool is_service) {
   const std::vector<std::size_t> first = steps_of(maker, group, false);
   const std::vector<std::size_t> last = steps_of(maker, group, true);
   for (std::size_t at = 0; at < group.errors.size(); ++at) {
-    const LogRecord& error = maker.main[group.errors[at]];
+    const std::size_t record = group.errors[at];
+    const bool is_covered = record >= maker.pairing.first && record <= maker.pairing.last;
     const std::size_t from = std::min(first[at], last[at]);
     const std::size_t to = std::max(first[at], last[at]);
     for (std::size_t step = from; step <= to && step < group.steps.size(); ++step) {
-      if (!may_be(maker, group.errors[at], group.steps[step])) continue;
-      const bool is_certain = from == to && maker.pairing.spans[group.errors[at]].is_bounded;
-      set_failed(*group.steps[step].step, error, is_certain, is_service);
+      if (!may_be(maker, record, group.steps[step])) continue;
+      const bool is_certain = from == to && is_covered;
+      set_failed(*group.steps[step].step, maker.main[record], is_certain, is_service);
     }
   }
 }

@@ -28,12 +28,6 @@ struct Push {
   std::optional<LogTime> maybe;  // of steps that it or another push executed
 };
 
-/// Why a name will be pushed.
-struct PushSource {
-  std::string_view name;
-  std::string text;
-};
-
 struct TimelineMaker {
   const LogRecords& records;
   const LogRecords& main;
@@ -45,7 +39,6 @@ struct TimelineMaker {
   std::vector<std::size_t> no_sender = {};  // records of the main log
   std::unordered_set<std::string_view> expired = {};  // triggers, by the main log
   std::vector<Push> queue = {};                       // in the order of the daemon's queue
-  std::vector<PushSource> sources = {};
   LogTime certain_from = 0;   // the log has every push that may be executed from then on
   std::size_t names = 0;      // pushed so far
   std::size_t last_pass = 0;  // the first record of the last pass that executed something

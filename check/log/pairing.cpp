@@ -158,7 +158,7 @@ void count_starts(const LogRecords& events, const std::vector<Pair>& pairs, Pair
 
 /// Sets the times of all records of the main log by those of the pairs around them.
 void set_spans(const LogRecords& events, const std::vector<Pair>& pairs, Pairing& pairing) {
-  for (Span& span : pairing.spans) span = {INT64_MIN, INT64_MAX, events.size(), true, span.starts};
+  for (Span& span : pairing.spans) span = {INT64_MIN, INT64_MAX, events.size(), span.starts};
   for (const Pair& pair : pairs) {
     Span& before = pairing.spans[pair.main_last];
     before.earliest = std::max(before.earliest, earliest_of(events, pair.first));
@@ -176,26 +176,19 @@ void set_spans(const LogRecords& events, const std::vector<Pair>& pairs, Pairing
   }
 }
 
-/// Marks the records before the first and after the last pair if the event log lacks records there.
-void set_bounds(const std::vector<Anchor>& anchors, const std::vector<Pair>& pairs,
-                Pairing& pairing) {
-  if (anchors.empty()) return;
-  const bool is_cut_before = anchors.front().record < pairs.front().main;
-  const bool is_cut_after = anchors.back().record > pairs.back().main;
-  for (std::size_t at = 0; at < pairing.spans.size(); ++at) {
-    const bool is_outside =
-        (is_cut_before && at < pairs.front().main) || (is_cut_after && at > pairs.back().main);
-    if (is_outside) pairing.spans[at].is_bounded = false;
+/// Sets how far the records of a sequence show what the logs cover.
+void set_bounds(const std::vector<Anchor>& events, const std::vector<Anchor>& main_log,
+                const std::vector<Pair>& pairs, const LogRecords& records, Pairing& pairing) {
+  const std::size_t last = pairs.empty() ? 0 : pairs.back().last;
+  if (!events.empty() && events.back().record > last) {
+    pairing.until = std::min(pairing.until, records[last].elapsed);
   }
-}
-
-/// Lowers the time up to which the main log reaches if it lacks the last records of the event log.
-void set_end(const LogRecords& events, const std::vector<Anchor>& anchors,
-             const std::vector<Pair>& pairs, Pairing& pairing) {
-  for (const Anchor& anchor : anchors) {
-    if (!pairs.empty() && anchor.record <= pairs.back().first) continue;
-    pairing.until = std::min(pairing.until, earliest_of(events, anchor.record));
-    return;
+  if (pairs.empty()) return;
+  if (main_log.front().record < pairs.front().main) {
+    pairing.first = std::max(pairing.first, pairs.front().main);
+  }
+  if (main_log.back().record > pairs.back().main) {
+    pairing.last = std::min(pairing.last, pairs.back().main);
   }
 }
 
@@ -217,12 +210,10 @@ Pairing pair_logs(const LogRecords& events, const LogRecords& main_log) {
   pairing.has_pairs = true;
   count_starts(events, others, pairing);
   set_spans(events, pairs, pairing);
-  set_bounds(of_main.commands, pairs, pairing);
-  set_bounds(of_main.others, pairs, pairing);
   pairing.since = events[pairs.front().last].elapsed;
   pairing.until = events.back().elapsed;
-  set_end(events, of_events.commands, commands, pairing);
-  set_end(events, of_events.others, others, pairing);
+  set_bounds(of_events.commands, of_main.commands, commands, events, pairing);
+  set_bounds(of_events.others, of_main.others, others, events, pairing);
   return pairing;
 }
 

@@ -29,13 +29,7 @@ std::string named(std::string_view name) {
   return quoted(name) + (has_blank ? " (ends with a blank)" : "");
 }
 
-struct StepColumns {
-  std::string offset;
-  std::string target;
-};
-
-std::string step_text(const TimelineStep& step, const StepColumns& columns, std::size_t width) {
-  const std::string start = "  " + columns.offset + columns.target;
+std::string step_text(const TimelineStep& step, const std::string& start, std::size_t width) {
   const std::string indent(4, ' ');
   std::string payload = is_status(step) ? "the device's status" : quoted(step.payload, SIZE_MAX);
   std::string text = start + step.text;
@@ -52,22 +46,22 @@ std::string step_text(const TimelineStep& step, const StepColumns& columns, std:
 }
 
 std::string steps_text(const std::vector<TimelineStep>& steps, std::size_t width) {
-  std::vector<StepColumns> rows;
+  const auto offset_of = [](const TimelineStep& step) {
+    return step.offset_known ? "+" + std::to_string(step.offset_ms) + " ms " : "";
+  };
+  const auto target_of = [](const TimelineStep& step) {
+    return padded(transport_name(step.sender), 4) + shown(step.address) + ":" + shown(step.port);
+  };
   std::size_t offset = 0;
   std::size_t target = 0;
   for (const TimelineStep& step : steps) {
-    StepColumns& row = rows.emplace_back();
-    if (step.offset_known) row.offset = "+" + std::to_string(step.offset_ms) + " ms";
-    row.target =
-        padded(transport_name(step.sender), 3) + " " + shown(step.address) + ":" + shown(step.port);
-    offset = std::max(offset, row.offset.size());
-    target = std::max(target, row.target.size());
+    offset = std::max(offset, offset_of(step).size());
+    target = std::max(target, target_of(step).size() + 2);
   }
   std::string text;
-  for (std::size_t at = 0; at < rows.size(); ++at) {
-    if (offset > 0) rows[at].offset = padded(rows[at].offset, offset + 1);
-    rows[at].target = padded(rows[at].target, target + 2);
-    text += step_text(steps[at], rows[at], width);
+  for (const TimelineStep& step : steps) {
+    const std::string start = padded(offset_of(step), offset) + padded(target_of(step), target);
+    text += step_text(step, "  " + start, width);
   }
   return text;
 }

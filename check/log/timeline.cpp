@@ -16,8 +16,8 @@
 namespace kovo::check {
 namespace {
 
-constexpr std::size_t kMaxQueue = 500;   // waiting pushes, which bounds the time of a pass
-constexpr std::size_t kMaxSources = 16;  // a push follows its source closely
+constexpr std::size_t kMaxQueue = 500;    // waiting pushes, which bounds the time of a pass
+constexpr std::size_t kMostBetween = 16;  // records between a source and its push
 constexpr LogTime kSecondMs = 1000;
 
 const Triggers& all_triggers() {
@@ -69,17 +69,14 @@ std::string no_event_text(const LogDefinitions& definitions, const TimelineBlock
 void settle_unexecuted(TimelineMaker& maker, const Push& push, std::optional<std::size_t> end) {
   TimelineBlock& block = maker.timeline.blocks[push.block];
   const LogRecords& records = maker.records;
-  const auto fail = [&](BlockVerdict verdict, const std::string& text) {
-    settle(block, verdict, text, true);
-  };
-  const auto unknown = [&](const std::string& text,
-                           BlockVerdict verdict = BlockVerdict::kNotKnown) {
-    settle(block, verdict, "unknown: " + text);
+  const auto unknown = [&](const std::string& text) {
+    settle(block, BlockVerdict::kNotKnown, "unknown: " + text);
   };
   const std::int32_t delay_s = push.event == nullptr ? 0 : push.event->compiled->delay_s;
   if (delay_s >= kEventLifeS && !block.is_test) {
-    return fail(BlockVerdict::kExpired,
-                "never runs: a Delay of " + std::to_string(delay_s) + " s is not below 60 s");
+    return settle(block, BlockVerdict::kExpired,
+                  "never runs: a Delay of " + std::to_string(delay_s) + " s is not below 60 s",
+                  true);
   }
   if (maker.expired.count(block.trigger) > 0) return unknown("an event of this trigger expired");
   if (push.maybe) return unknown("the steps of " + clock_text(*push.maybe) + " may be its own");
@@ -92,13 +89,13 @@ void settle_unexecuted(TimelineMaker& maker, const Push& push, std::optional<std
                   block.is_test || block.source == "on tcp:2700");
   }
   if (end == records.size() && records.back().elapsed <= push.due + kPassMs) {
-    return unknown("the log ends before it is executed", BlockVerdict::kLogEnd);
+    return unknown("the log ends before it is executed");
   }
-  const std::string missing = missing_records(maker, push.at, records.back().elapsed);
   if (!is_cut) return unknown("no steps in the log");
+  const std::string missing = missing_records(maker, push.at, records.back().elapsed);
   if (!missing.empty()) return unknown(missing);
-  fail(BlockVerdict::kRestart,
-       "lost: the daemon was restarted at " + clock_text(records[*end].time));
+  settle(block, BlockVerdict::kRestart,
+         "lost: the daemon was restarted at " + clock_text(records[*end].time), true);
 }
 
 void settle_all(TimelineMaker& maker, std::size_t end) {
@@ -110,10 +107,8 @@ void settle_all(TimelineMaker& maker, std::size_t end) {
 
 /// Settles the pushes that would have been executed by now.
 void settle_old(TimelineMaker& maker, LogTime now) {
-  std::size_t excess = maker.queue.size() - std::min(maker.queue.size(), kMaxQueue);
   const auto is_old = [&](const Push& push) {
-    const bool is_over = push.is_done || now > push.due + patience(maker, push) || excess > 0;
-    if (is_over && excess > 0) --excess;
+    const bool is_over = push.is_done || now > push.due + patience(maker, push);
     if (is_over && !push.is_done) settle_unexecuted(maker, push, {});
     return is_over;
   };
@@ -129,7 +124,7 @@ LogEvent* pushed_event(const TimelineMaker& maker, std::string_view name, bool i
 }
 
 void queue_push(TimelineMaker& maker, std::size_t record, std::string_view name, bool is_test,
-                const std::string& source, bool front) {
+                const std::string& source) {
   TimelineBlock& block = add_block(maker, record, name, source);
   block.is_test = is_test;
   block.is_renewed = maker.renewed_until > record;
@@ -144,31 +139,35 @@ void queue_push(TimelineMaker& maker, std::size_t record, std::string_view name,
     block.step_count = static_cast<std::size_t>(push.event->compiled->step_count);
     if (!is_test) push.due += std::max(0, push.event->compiled->delay_s) * kSecondMs;
   }
-  maker.queue.insert(front ? maker.queue.begin() : maker.queue.end(), push);
+  maker.queue.push_back(push);
+  if (maker.queue.size() <= kMaxQueue) return;
+  const Push& oldest = maker.queue.front();
+  if (!oldest.is_done) {
+    settle(maker.timeline.blocks[oldest.block], BlockVerdict::kNotKnown,
+           "unknown: too many pushes wait");
+  }
+  maker.queue.erase(maker.queue.begin());
 }
 
-/// Removes and returns what the log says of why a text is pushed.
-std::string pop_source(TimelineMaker& maker, std::string_view text) {
-  const auto source = std::find_if(maker.sources.begin(), maker.sources.end(),
-                                   [&](const PushSource& one) { return one.name == text; });
-  if (source != maker.sources.end()) {
-    std::string result = std::move(source->text);
-    maker.sources.erase(source);
-    return result;
+/// Returns why a text is pushed: its source is logged closely before it, or not at all.
+std::string source_of(const TimelineMaker& maker, std::size_t record) {
+  const std::string_view text = maker.records[record].name;
+  for (std::size_t at = record; at-- > 0 && record - at <= kMostBetween;) {
+    const LogRecord& before = maker.records[at];
+    if (before.kind == RecordKind::kStart) break;
+    if (before.name != text) continue;
+    if (before.kind == RecordKind::kPush) break;
+    if (before.kind == RecordKind::kCommand) return "on tcp:2700";
+    if (before.kind == RecordKind::kSettingChanged) return "by setting " + shown(text);
   }
   return usual_source(text);
 }
 
-void add_source(TimelineMaker& maker, std::string_view name, std::string text) {
-  maker.sources.push_back({name, std::move(text)});
-  if (maker.sources.size() > kMaxSources) maker.sources.erase(maker.sources.begin());
-}
-
 void on_push(TimelineMaker& maker, std::size_t record, bool is_test) {
   const std::string_view text = maker.records[record].name;
-  const std::string source = is_test ? "as a test" : pop_source(maker, text);
+  const std::string source = is_test ? "as a test" : source_of(maker, record);
   for (const std::string_view name : split_lines(text)) {
-    queue_push(maker, record, name, is_test, source, false);
+    queue_push(maker, record, name, is_test, source);
   }
 }
 
@@ -180,21 +179,12 @@ void on_power_on_skip(TimelineMaker& maker, std::size_t record) {
     push.is_done = true;
     return settle(block, BlockVerdict::kOncePerBoot, "skipped: it runs once per boot");
   }
-  settle(add_block(maker, record, kPowerOn, ""), BlockVerdict::kOncePerBoot,
-         "skipped: it runs once per boot");
 }
 
 void on_start(TimelineMaker& maker, std::size_t record) {
   settle_all(maker, record);
   maker.certain_from = maker.records[record].elapsed;
-  maker.sources.clear();
   settle(add_block(maker, record, "", ""), BlockVerdict::kNote, "the daemon starts");
-}
-
-void add_hold_off(TimelineMaker& maker, std::size_t at, std::string source) {
-  const LogRecord& record = maker.records[at];
-  settle(add_block(maker, at, record.name, std::move(source)), BlockVerdict::kHoldOff,
-         "skipped: hold-off time, " + std::to_string(record.number) + " s after the last one");
 }
 
 void on_record(TimelineMaker& maker, std::size_t at) {
@@ -203,21 +193,15 @@ void on_record(TimelineMaker& maker, std::size_t at) {
     case RecordKind::kStart:
       return on_start(maker, at);
     case RecordKind::kFirstStart:
-      return queue_push(maker, at, kPowerOn, false, "by the first start after boot", true);
+      return queue_push(maker, at, kPowerOn, false, "by the first start after boot");
     case RecordKind::kPush:
     case RecordKind::kTestPush:
       return on_push(maker, at, record.kind == RecordKind::kTestPush);
-    case RecordKind::kCommand:
-      return add_source(maker, record.name, "on tcp:2700");
-    case RecordKind::kVariable:
-    case RecordKind::kBareName:
-      return add_source(maker, record.name, usual_source(record.name));
-    case RecordKind::kSettingChanged:
-      return add_source(maker, record.name, "by setting " + shown(record.name));
     case RecordKind::kVariableSkip:
-      return add_hold_off(maker, at, usual_source(record.name));
     case RecordKind::kStatusSkip:
-      return add_hold_off(maker, at, "on udp:2728");
+      return settle(
+          add_block(maker, at, record.name, usual_source(record.name)), BlockVerdict::kHoldOff,
+          "skipped: hold-off time, " + std::to_string(record.number) + " s after the last one");
     case RecordKind::kSettingSame:
       return settle(add_block(maker, at, record.name, "by setting " + shown(record.name)),
                     BlockVerdict::kSameValue, "skipped: the setting has this value already");
@@ -304,13 +288,15 @@ void add_main_blocks(TimelineMaker& maker) {
     block.record = maker.pairing.spans[at].next;
     const std::size_t next = std::min(block.record + 1, maker.records.size());
     if (next > 0) block.time = maker.records[next - 1].time;
-    const bool has_trigger = kind == RecordKind::kTooMany || kind == RecordKind::kExpired;
-    if (has_trigger || kind == RecordKind::kDisabled) block.trigger = maker.main[at].name;
-    if (kind == RecordKind::kDisabled) block.source = "on tcp:2700";
+    const bool is_disabled = kind == RecordKind::kDisabled;
+    const bool is_expired = kind == RecordKind::kExpired;
+    if (is_disabled || is_expired || kind == RecordKind::kTooMany) {
+      block.trigger = maker.main[at].name;
+    }
     settle(block,
-           kind == RecordKind::kDisabled  ? BlockVerdict::kDisabled
-           : kind == RecordKind::kExpired ? BlockVerdict::kExpired
-                                          : BlockVerdict::kDropped,
+           is_disabled  ? BlockVerdict::kDisabled
+           : is_expired ? BlockVerdict::kExpired
+                        : BlockVerdict::kDropped,
            std::move(text), true);
   }
 }
@@ -356,7 +342,7 @@ const char* verdict_name(StepVerdict verdict) {
 const char* verdict_name(BlockVerdict verdict) {
   constexpr const char* kNames[] = {"executed",   "no_event",      "not_known", "hold_off",
                                     "same_value", "once_per_boot", "disabled",  "expired",
-                                    "restart",    "log_end",       "dropped",   "note"};
+                                    "restart",    "dropped",       "note"};
   return kNames[static_cast<std::size_t>(verdict)];
 }
 

@@ -59,7 +59,6 @@ enum class BlockVerdict {
   kDisabled,
   kExpired,
   kRestart,
-  kLogEnd,
   kDropped,
   kNote,
 };
