@@ -17,7 +17,6 @@ constexpr LogTime kSlowPushMs = 1500;     // a push that waited for the status s
 constexpr LogTime kSlowestPushMs = 4000;  // and at most this
 constexpr LogTime kBusyMs = 240;          // the queue worker pauses longer when nothing waits
 constexpr std::size_t kMostBusy = 1000;   // records without a pause, which bounds the time
-constexpr std::size_t kMostLost = 16;     // one of so many records that the event log lacks
 constexpr LogTime kLockMs = 6000;         // that a test waits for the pushes before it
 
 using Keys = std::unordered_map<std::string, std::uint32_t>;
@@ -83,15 +82,8 @@ std::vector<Pair> pairs_of(const std::vector<Anchor>& events, const std::vector<
   const Sequence keys = keys_of(main_log, 0);
   Sequence newest = keys_of(events, 0);
   std::reverse(newest.begin(), newest.end());
-  std::size_t used = used_prefix({keys.rbegin(), keys.rend()}, newest);
-  std::size_t start = events.size() - used;
-  std::vector<CommonPair> common = common_subsequence(keys, keys_of(events, start));
-  // The event log always has more: if it seems to lack records, it is the main log that was cut.
-  while (start > 0 && common.size() + common.size() / kMostLost < keys.size()) {
-    used = std::max<std::size_t>(2 * used, 1);
-    start = events.size() - std::min(events.size(), used);
-    common = common_subsequence(keys, keys_of(events, start));
-  }
+  const std::size_t start = events.size() - used_prefix({keys.rbegin(), keys.rend()}, newest);
+  const std::vector<CommonPair> common = common_subsequence(keys, keys_of(events, start));
   std::vector<Pair> pairs;
   std::size_t event = start;
   std::size_t main = 0;

@@ -71,13 +71,9 @@ constexpr Form kMainForms[] = {
     {RecordKind::kFull, "Error: %n is full%e"},
 };
 
-// Texts that are logged with their length and without a newline of the log's own.
-constexpr std::string_view kMeasured[] = {"recv(tcp:2700) ", "recv(udp:2728) ", "Recv(udp:2728) ",
-                                          "recv(udp:2727) lm data", "recv(tcp:2727) "};
-
-// Records without a newline: the next record may begin on the same line.
-constexpr std::string_view kWithoutNewline[] = {"push TEST event ", "push event localPlay",
-                                                "recvform call failed"};
+// Records without a newline of their own: the next record may begin on the same line.
+constexpr std::string_view kWithoutNewline[] = {"recv(", "Recv(", "push TEST event ",
+                                                "push event localPlay", "recvform call failed"};
 
 constexpr char kRoutineCharacters[] =
     "0123456789_ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
@@ -215,45 +211,18 @@ bool is_main_head(std::string_view text) {
                      [&](std::string_view head) { return starts_with(text, head); });
 }
 
-/// Returns the end of a text from outside, which is logged as "(12)text"; 0 if no record follows
-/// there, as when it holds a NUL.
-std::size_t measured_end(std::string_view text, std::size_t at) {
-  const std::string_view number = text.substr(std::min(text.size(), at + 1), 6);
-  const std::size_t digits = digits_at(number);
-  const std::size_t end =
-      at + digits + 2 + static_cast<std::size_t>(std::max(0, to_int32(number.substr(0, digits))));
-  if (digits == 0 || end > text.size()) return 0;
-  const std::string_view after = text.substr(end);
-  const bool is_end = after.empty() || after == "\n" || is_main_head(after) ||
-                      (after.front() == '\n' && is_main_head(after.substr(1)));
-  return is_end ? end : 0;
-}
-
 /// Returns where the record at the start of a text ends.
 std::size_t main_record_end(std::string_view text) {
-  const std::size_t origin = origin_size(text);
-  const std::string_view rest = text.substr(origin);
-  bool without_newline = false;
-  for (const std::string_view form : kMeasured) {
-    if (!starts_with(rest, form)) continue;
-    const std::size_t end = measured_end(text, origin + form.size());
-    if (end > 0) return end;
-    without_newline = true;
+  const std::string_view rest = text.substr(origin_size(text));
+  const bool without_newline =
+      std::any_of(std::begin(kWithoutNewline), std::end(kWithoutNewline),
+                  [&](std::string_view form) { return starts_with(rest, form); });
+  std::size_t end = 1;
+  for (; end < text.size(); ++end) {
+    const bool may_begin = without_newline || text[end - 1] == '\n';
+    if (may_begin && is_main_head(text.substr(end))) break;
   }
-  for (const std::string_view form : kWithoutNewline) {
-    without_newline = without_newline || starts_with(rest, form);
-  }
-  std::size_t end = text.find('\n');
-  const std::size_t line = std::min(end, text.size());
-  for (std::size_t at = origin + 1; without_newline && at < line; ++at) {
-    const bool may_be_head = text[at] == '[' || text[at] == 'k' || text[at] == 'E';
-    if (may_be_head && is_main_head(text.substr(at))) return at;
-  }
-  while (end != std::string_view::npos && end + 1 < text.size() &&
-         !is_main_head(text.substr(end + 1))) {
-    end = text.find('\n', end + 1);
-  }
-  return std::min(end, text.size());
+  return end;
 }
 
 LogRecord main_record(std::string_view text) {
@@ -263,7 +232,6 @@ LogRecord main_record(std::string_view text) {
     const bool with_routine = form.kind == RecordKind::kConnectError;
     if (!fits(form.form, with_routine ? text : rest, record)) continue;
     record.kind = form.kind;
-    record.name = strip_newline(record.name);
     break;
   }
   if (record.kind == RecordKind::kCommand) {
@@ -325,13 +293,14 @@ void read_event_log(std::string_view text, bool follows_gap, EventLog& log) {
 }
 
 void read_main_log(std::string_view text, MainLog& log) {
+  while (!text.empty() && !is_main_head(text)) {
+    text.remove_prefix(std::min(until_newline(text).size() + 1, text.size()));
+    ++log.skipped;
+  }
   while (!text.empty()) {
-    const bool is_record = is_main_head(text);
-    const std::size_t end = is_record ? main_record_end(text) : until_newline(text).size();
-    if (is_record) log.records.push_back(main_record(text.substr(0, end)));
-    if (!is_record && end > 0) ++log.skipped;
+    const std::size_t end = main_record_end(text);
+    log.records.push_back(main_record(strip_newline(text.substr(0, end))));
     text.remove_prefix(end);
-    if (starts_with(text, "\n")) text.remove_prefix(1);
   }
 }
 

@@ -200,7 +200,10 @@ void on_record(TimelineMaker& maker, std::size_t at) {
     case RecordKind::kVariableSkip:
     case RecordKind::kStatusSkip:
       return settle(
-          add_block(maker, at, record.name, usual_source(record.name)), BlockVerdict::kHoldOff,
+          add_block(
+              maker, at, record.name,
+              record.kind == RecordKind::kStatusSkip ? "on udp:2728" : usual_source(record.name)),
+          BlockVerdict::kHoldOff,
           "skipped: hold-off time, " + std::to_string(record.number) + " s after the last one");
     case RecordKind::kSettingSame:
       return settle(add_block(maker, at, record.name, "by setting " + shown(record.name)),
