@@ -113,38 +113,30 @@ void execute(TimelineMaker& maker, Push& push, const std::size_t* lines) {
   push.is_done = true;
 }
 
-/// Returns the pushes that may have left lines which the given file does not explain: those since
-/// the last pass, or else all.
-std::vector<Push*> unexplained(TimelineMaker& maker, LogTime now) {
-  std::vector<Push*> recent;
-  std::vector<Push*> all;
-  for (Push& push : maker.queue) {
-    if (push.is_done || push.due > now) continue;
-    all.push_back(&push);
-    if (push.record > maker.last_pass) recent.push_back(&push);
-  }
-  return recent.empty() ? all : recent;
-}
-
-/// Adds the lines that no event of the file explains, by their position.
+/// Adds the lines that no event of the file explains. They are those of the push since the last
+/// pass if there is only one.
 void add_unexplained(TimelineMaker& maker, const std::vector<std::size_t>& lines) {
   const LogRecord& first = maker.records[lines.front()];
-  const std::vector<Push*> pushes = unexplained(maker, first.elapsed);
+  std::vector<Push*> recent;
+  std::size_t waiting = 0;
+  for (Push& push : maker.queue) {
+    if (push.is_done) continue;
+    ++waiting;
+    if (push.due <= first.elapsed) push.maybe = first.time;
+    if (push.due <= first.elapsed && push.record > maker.last_pass) recent.push_back(&push);
+  }
   TimelineBlock* block = nullptr;
-  if (pushes.size() == 1) {
-    block = &maker.timeline.blocks[pushes.front()->block];
+  if (recent.size() == 1) {
+    block = &maker.timeline.blocks[recent.front()->block];
     block->text =
         maker.definitions == nullptr ? "" : "executed with other steps than the given file";
-    block->is_probable = first.elapsed < maker.certain_from ||
-                         std::count_if(maker.queue.begin(), maker.queue.end(),
-                                       [](const Push& push) { return !push.is_done; }) > 1;
-    pushes.front()->is_done = true;
+    block->is_probable = first.elapsed < maker.certain_from || waiting > 1;
+    recent.front()->is_done = true;
   } else {
     block = &maker.timeline.blocks.emplace_back();
     block->time = first.time;
     block->record = lines.front();
     block->text = "steps of a push that is not known";
-    for (Push* push : pushes) push->maybe = first.time;
   }
   for (const std::size_t line : lines) {
     add_step(maker, *block, line, unknown_step(maker.records[line].name));

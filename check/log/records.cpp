@@ -155,19 +155,10 @@ bool has_form(std::string_view text, std::string_view form) {
          });
 }
 
-int number_at(std::string_view text, std::size_t at, std::size_t digits) {
-  return to_int32(text.substr(at, digits));
-}
-
 LogTime stamp_of(std::string_view line) {
   std::tm time{};
-  time.tm_year = number_at(line, 0, 4) - 1900;
-  time.tm_mon = number_at(line, 5, 2) - 1;
-  time.tm_mday = number_at(line, 8, 2);
-  time.tm_hour = number_at(line, 11, 2);
-  time.tm_min = number_at(line, 14, 2);
-  time.tm_sec = number_at(line, 17, 2);
-  return timegm(&time) * LogTime{1000} + number_at(line, 20, 3);
+  strptime(std::string(line.substr(0, kSecondsSize)).c_str(), "%Y-%m-%d %H:%M:%S", &time);
+  return timegm(&time) * LogTime{1000} + to_int32(line.substr(kSecondsSize + 1, 3));
 }
 
 /// Returns where the next line after `at` begins with a time stamp; npos if none does.

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
-#include <map>
+#include <set>
 #include <unordered_set>
 
 #include "check/log/maker.h"
@@ -79,11 +79,11 @@ void settle_unexecuted(TimelineMaker& maker, const Push& push, std::optional<std
                   true);
   }
   if (maker.expired.count(block.trigger) > 0) return unknown("an event of this trigger expired");
-  if (push.maybe) return unknown("the steps of " + clock_text(*push.maybe) + " may be its own");
   const bool is_cut = end && *end < records.size();
   if (is_cut && records[*end].gap != Gap::kNone) return unknown(gap_text(records[*end].gap));
   if (maker.definitions == nullptr) return unknown("no steps in the log");
   if (block.is_renewed) return unknown("the definition file was edited after this push");
+  if (push.maybe) return unknown("the steps of " + clock_text(*push.maybe) + " may be its own");
   if (push.event == nullptr) {
     return settle(block, BlockVerdict::kNoEvent, no_event_text(*maker.definitions, block),
                   block.is_test || block.source == "on tcp:2700");
@@ -308,7 +308,7 @@ void add_main_blocks(TimelineMaker& maker) {
 /// does not seem to.
 void find_without_effect(TimelineMaker& maker) {
   std::unordered_set<std::string_view> raised;
-  std::map<std::string, std::size_t> found;
+  std::set<std::string> found;
   for (const LogRecord& record : maker.records) {
     if (record.kind == RecordKind::kVariable || record.kind == RecordKind::kVariableSkip ||
         record.kind == RecordKind::kBareName) {
@@ -316,7 +316,7 @@ void find_without_effect(TimelineMaker& maker) {
     }
     const std::string_view line = split_key_value(strip_newline(record.name)).key;
     const bool may_raise = is_playback(line) || names_setting(line);
-    if (record.kind == RecordKind::kStatusLine && !may_raise) ++found[shown(line)];
+    if (record.kind == RecordKind::kStatusLine && !may_raise) found.insert(shown(line));
   }
   for (std::size_t at = 0; at < maker.main.size(); ++at) {
     const LogRecord& record = maker.main[at];
@@ -328,11 +328,9 @@ void find_without_effect(TimelineMaker& maker) {
     const bool has_raised = std::any_of(triggers.begin(), triggers.end(), [&](const auto& trigger) {
       return raised.count(trigger) > 0;
     });
-    if (!has_raised) ++found[shown(message.arg1)];
+    if (!has_raised) found.insert(shown(message.arg1));
   }
-  for (const auto& [name, count] : found) {
-    maker.timeline.without_effect.push_back(name + " (" + std::to_string(count) + ")");
-  }
+  maker.timeline.without_effect = {found.begin(), found.end()};
 }
 
 }  // namespace
@@ -378,7 +376,6 @@ Timeline make_timeline(const EventLog& events, const MainLog& main_log,
 }
 
 std::string no_trigger_text(const Timeline& timeline, std::string_view trigger) {
-  constexpr std::size_t kMostNames = 20;
   std::vector<std::string> names;
   for (const TimelineBlock& block : timeline.blocks) {
     if (!block.trigger.empty()) names.push_back(block.trigger);
@@ -392,10 +389,10 @@ std::string no_trigger_text(const Timeline& timeline, std::string_view trigger) 
   }
   const std::string near = nearest_name(make_suggester(names), trigger);
   if (!near.empty()) text += "; did you mean " + quoted(near) + "?";
-  for (std::size_t at = 0; at < std::min(names.size(), kMostNames); ++at) {
-    text += (at == 0 ? "\nThe logs have " : ", ") + quoted(names[at]);
+  for (const std::string& name : names) {
+    text += (&name == &names.front() ? "\nThe logs have " : ", ") + quoted(name);
   }
-  return names.size() > kMostNames ? text + ", ..." : text;
+  return text;
 }
 
 }  // namespace kovo::check

@@ -112,7 +112,7 @@ TEST(Timeline, NamesWhatItCanKnow) {
       {"a variable without trigger", first + pushed("01.000", "go"),
        start + "[handle_udp_lm_var:1] recv(udp:2727) lm data(22)e_param_set::FOO::bars" +
            received("go\n"),
-       "raise nothing on this product: FOO (1)"},
+       "raise nothing on this product: FOO"},
   };
   for (const auto& c : cases) {
     const std::string text = shown_timeline(c.event_log, c.main_log);
