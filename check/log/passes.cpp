@@ -99,7 +99,7 @@ void add_step(const TimelineMaker& maker, TimelineBlock& block, std::size_t reco
   step.record = record;
   step.sender = choose_sender(step.protocol);
   block.executed = block.executed.value_or(maker.records[record].time);
-  block.verdict = BlockVerdict::kExecuted;
+  block.verdict = "executed";
   block.steps.push_back(std::move(step));
 }
 

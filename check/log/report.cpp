@@ -157,7 +157,7 @@ std::string block_json(const TimelineBlock& block) {
   json["probably"] = block.is_probable;
   json["step_count"] = block.step_count ? Json(*block.step_count) : Json(nullptr);
   json["executed"] = block.executed ? time_json(*block.executed) : Json(nullptr);
-  json["verdict"] = verdict_name(block.verdict);
+  json["verdict"] = block.verdict;
   json["text"] = block.text;
   json["failed"] = block.has_failed;
   json["definitions_renewed"] = block.is_renewed;

@@ -46,7 +46,7 @@ TimelineBlock& add_block(TimelineMaker& maker, std::size_t record, std::string_v
   return block;
 }
 
-void settle(TimelineBlock& block, BlockVerdict verdict, std::string text, bool failed = false) {
+void settle(TimelineBlock& block, std::string_view verdict, std::string text, bool failed = false) {
   block.verdict = verdict;
   block.text = std::move(text);
   block.has_failed = failed;
@@ -70,11 +70,11 @@ void settle_unexecuted(TimelineMaker& maker, const Push& push, std::optional<std
   TimelineBlock& block = maker.timeline.blocks[push.block];
   const LogRecords& records = maker.records;
   const auto unknown = [&](const std::string& text) {
-    settle(block, BlockVerdict::kNotKnown, "unknown: " + text);
+    settle(block, "not_known", "unknown: " + text);
   };
   const std::int32_t delay_s = push.event == nullptr ? 0 : push.event->compiled->delay_s;
   if (delay_s >= kEventLifeS && !block.is_test) {
-    return settle(block, BlockVerdict::kExpired,
+    return settle(block, "expired",
                   "never runs: a Delay of " + std::to_string(delay_s) + " s is not below 60 s",
                   true);
   }
@@ -85,7 +85,7 @@ void settle_unexecuted(TimelineMaker& maker, const Push& push, std::optional<std
   if (block.is_renewed) return unknown("the definition file was edited after this push");
   if (push.maybe) return unknown("the steps of " + clock_text(*push.maybe) + " may be its own");
   if (push.event == nullptr) {
-    return settle(block, BlockVerdict::kNoEvent, no_event_text(*maker.definitions, block),
+    return settle(block, "no_event", no_event_text(*maker.definitions, block),
                   block.is_test || block.source == "on tcp:2700");
   }
   if (end == records.size() && records.back().elapsed <= push.due + kPassMs) {
@@ -94,8 +94,8 @@ void settle_unexecuted(TimelineMaker& maker, const Push& push, std::optional<std
   if (!is_cut) return unknown("no steps in the log");
   const std::string missing = missing_records(maker, push.at, records.back().elapsed);
   if (!missing.empty()) return unknown(missing);
-  settle(block, BlockVerdict::kRestart,
-         "lost: the daemon was restarted at " + clock_text(records[*end].time), true);
+  settle(block, "restart", "lost: the daemon was restarted at " + clock_text(records[*end].time),
+         true);
 }
 
 void settle_all(TimelineMaker& maker, std::size_t end) {
@@ -143,8 +143,7 @@ void queue_push(TimelineMaker& maker, std::size_t record, std::string_view name,
   if (maker.queue.size() <= kMaxQueue) return;
   const Push& oldest = maker.queue.front();
   if (!oldest.is_done) {
-    settle(maker.timeline.blocks[oldest.block], BlockVerdict::kNotKnown,
-           "unknown: too many pushes wait");
+    settle(maker.timeline.blocks[oldest.block], "not_known", "unknown: too many pushes wait");
   }
   maker.queue.erase(maker.queue.begin());
 }
@@ -177,14 +176,14 @@ void on_power_on_skip(TimelineMaker& maker, std::size_t record) {
     TimelineBlock& block = maker.timeline.blocks[push.block];
     if (push.is_done || push.due > now || !equals_nocase(block.trigger, kPowerOn)) continue;
     push.is_done = true;
-    return settle(block, BlockVerdict::kOncePerBoot, "skipped: it runs once per boot");
+    return settle(block, "once_per_boot", "skipped: it runs once per boot");
   }
 }
 
 void on_start(TimelineMaker& maker, std::size_t record) {
   settle_all(maker, record);
   maker.certain_from = maker.records[record].elapsed;
-  settle(add_block(maker, record, "", ""), BlockVerdict::kNote, "the daemon starts");
+  settle(add_block(maker, record, "", ""), "note", "the daemon starts");
 }
 
 void on_record(TimelineMaker& maker, std::size_t at) {
@@ -203,11 +202,11 @@ void on_record(TimelineMaker& maker, std::size_t at) {
           add_block(
               maker, at, record.name,
               record.kind == RecordKind::kStatusSkip ? "on udp:2728" : usual_source(record.name)),
-          BlockVerdict::kHoldOff,
+          "hold_off",
           "skipped: hold-off time, " + std::to_string(record.number) + " s after the last one");
     case RecordKind::kSettingSame:
       return settle(add_block(maker, at, record.name, "by setting " + shown(record.name)),
-                    BlockVerdict::kSameValue, "skipped: the setting has this value already");
+                    "same_value", "skipped: the setting has this value already");
     case RecordKind::kPowerOnSkip:
       return on_power_on_skip(maker, at);
     case RecordKind::kUnknown:
@@ -226,7 +225,7 @@ void walk(TimelineMaker& maker) {
     if (record.gap != Gap::kNone || record.kind == RecordKind::kStart) maker.ends.push_back(at);
     if (record.gap != Gap::kNone) {
       settle_all(maker, at);
-      settle(add_block(maker, at, "", ""), BlockVerdict::kNote, gap_text(record.gap));
+      settle(add_block(maker, at, "", ""), "note", gap_text(record.gap));
     }
     if (!is_step(record.kind)) {
       on_record(maker, at);
@@ -297,9 +296,9 @@ void add_main_blocks(TimelineMaker& maker) {
       block.trigger = maker.main[at].name;
     }
     settle(block,
-           is_disabled  ? BlockVerdict::kDisabled
-           : is_expired ? BlockVerdict::kExpired
-                        : BlockVerdict::kDropped,
+           is_disabled  ? "disabled"
+           : is_expired ? "expired"
+                        : "dropped",
            std::move(text), true);
   }
 }
@@ -340,13 +339,6 @@ const char* verdict_name(StepVerdict verdict) {
   return kNames[static_cast<std::size_t>(verdict)];
 }
 
-const char* verdict_name(BlockVerdict verdict) {
-  constexpr const char* kNames[] = {"executed",   "no_event",      "not_known", "hold_off",
-                                    "same_value", "once_per_boot", "disabled",  "expired",
-                                    "restart",    "dropped",       "note"};
-  return kNames[static_cast<std::size_t>(verdict)];
-}
-
 Timeline make_timeline(const EventLog& events, const MainLog& main_log,
                        const std::string_view* definitions) {
   const Source source = read_source(definitions == nullptr ? "" : *definitions);
@@ -378,6 +370,7 @@ Timeline make_timeline(const EventLog& events, const MainLog& main_log,
 std::string no_trigger_text(const Timeline& timeline, std::string_view trigger) {
   std::vector<std::string> names;
   for (const TimelineBlock& block : timeline.blocks) {
+    if (trigger.empty() || block.trigger == trigger) return "";
     if (!block.trigger.empty()) names.push_back(block.trigger);
   }
   std::sort(names.begin(), names.end());

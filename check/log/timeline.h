@@ -49,23 +49,6 @@ inline void add_note(TimelineStep& step, const std::string& note) {
   step.note += (step.note.empty() ? "" : "; ") + note;
 }
 
-enum class BlockVerdict {
-  kExecuted,
-  kNoEvent,
-  kNotKnown,
-  kHoldOff,
-  kSameValue,
-  kOncePerBoot,
-  kDisabled,
-  kExpired,
-  kRestart,
-  kDropped,
-  kNote,
-};
-
-/// Returns the name of a verdict in JSON, such as "hold_off".
-const char* verdict_name(BlockVerdict verdict);
-
 struct TimelineBlock {
   LogTime time = 0;
   bool is_about = false;  // only the main log has it: the time is that of an adjacent record
@@ -76,8 +59,8 @@ struct TimelineBlock {
   bool is_probable = false;               // another push may have executed these steps
   std::optional<std::size_t> step_count;  // of the event
   std::optional<LogTime> executed;
-  BlockVerdict verdict = BlockVerdict::kNotKnown;
-  std::string text;  // the verdict in words
+  std::string_view verdict = "not_known";  // in JSON
+  std::string text;                        // the verdict in words
   bool has_failed = false;
   bool is_renewed = false;  // the daemon read its definitions again later
   std::vector<TimelineStep> steps;
@@ -100,7 +83,8 @@ struct Timeline {
 Timeline make_timeline(const EventLog& events, const MainLog& main_log,
                        const std::string_view* definitions);
 
-/// Returns the message for a trigger without a block: what the logs have, and a near name.
+/// Returns the message for a trigger without a block: what the logs have, and a near name; "" for
+/// "" or a trigger with a block.
 std::string no_trigger_text(const Timeline& timeline, std::string_view trigger);
 
 }  // namespace kovo::check
