@@ -80,7 +80,7 @@ std::vector<std::size_t> steps_of(const TimelineMaker& maker, const Group& group
   return found;
 }
 
-void set_verdict(TimelineStep& step, StepVerdict verdict, std::string text) {
+void set_verdict(TimelineStep& step, std::string_view verdict, std::string text) {
   step.verdict = verdict;
   step.text = std::move(text);
 }
@@ -92,9 +92,9 @@ void set_failed(TimelineStep& step, const LogRecord& error, bool is_certain, boo
     const char* failed = is_certain ? "failed (" : "may have failed (";
     add_note(step, "the status service " + (failed + reason) + "): the step sends this text");
   } else if (is_certain) {
-    set_verdict(step, StepVerdict::kNotSent, "NOT SENT: " + reason);
-  } else if (step.verdict != StepVerdict::kNotSent) {
-    set_verdict(step, StepVerdict::kNotKnown, "unknown: this or an equal step failed: " + reason);
+    set_verdict(step, "not_sent", "NOT SENT: " + reason);
+  } else if (step.verdict != "not_sent") {
+    set_verdict(step, "not_known", "unknown: this or an equal step failed: " + reason);
   }
 }
 
@@ -130,7 +130,7 @@ void settle_without_error(const TimelineMaker& maker, std::size_t end, LogTime d
                           TimelineStep& step) {
   const LogRecords& records = maker.records;
   const auto unknown = [&](const std::string& text) {
-    set_verdict(step, StepVerdict::kNotKnown, "unknown: " + text);
+    set_verdict(step, "not_known", "unknown: " + text);
   };
   const bool is_end = end == records.size();
   const bool is_gap = !is_end && records[end].gap != Gap::kNone;
@@ -140,16 +140,15 @@ void settle_without_error(const TimelineMaker& maker, std::size_t end, LogTime d
     if (is_end) return unknown("the log ends before it is due");
     const std::string start = clock_text(records[end].time);
     if (due <= records[end].elapsed) return unknown("the daemon ended before " + start);
-    return set_verdict(step, StepVerdict::kNotSent,
-                       "NOT SENT: restart at " + start + ", before it was due");
+    return set_verdict(step, "not_sent", "NOT SENT: restart at " + start + ", before it was due");
   }
   if (may_lack_sender(maker, records[step.record].elapsed)) {
     return unknown("steps of this time had no sender");
   }
-  if (!is_tcp(step)) return set_verdict(step, StepVerdict::kExecuted, "sent?");
+  if (!is_tcp(step)) return set_verdict(step, "executed", "sent?");
   const std::string missing = missing_records(maker, due, due);
   if (!missing.empty()) return unknown(missing);
-  set_verdict(step, StepVerdict::kNoError, "sent?");
+  set_verdict(step, "no_error", "sent?");
 }
 
 /// Returns what switched events off before a record of the event log.
@@ -165,18 +164,17 @@ std::string disabled_before(const TimelineMaker& maker, std::size_t record) {
 bool settle_unstarted(const TimelineMaker& maker, TimelineStep& step) {
   const LogRecord& line = maker.records[step.record];
   if (line.kind == RecordKind::kDisabledStep) {
-    set_verdict(step, StepVerdict::kSkipped,
-                "NOT SENT: events are off" + disabled_before(maker, step.record));
+    set_verdict(step, "skipped", "NOT SENT: events are off" + disabled_before(maker, step.record));
   } else if (line.kind == RecordKind::kPeriodSkip) {
-    set_verdict(step, StepVerdict::kSkipped,
+    set_verdict(step, "skipped",
                 line.number <= kPowerOnPeriodS
                     ? "NOT SENT: within " + std::to_string(kPowerOnPeriodS) + " s after boot"
                     : "NOT SENT: the status service has not answered yet");
   } else if (!step.sender) {
-    set_verdict(step, StepVerdict::kNotSent,
+    set_verdict(step, "not_sent",
                 "NOT SENT: " + quoted(step.protocol) + " is not a supported protocol");
   } else if (!is_tcp(step) && step.address == "255.255.255.255") {
-    set_verdict(step, StepVerdict::kNotSent, "NOT SENT: a broadcast is not permitted");
+    set_verdict(step, "not_sent", "NOT SENT: a broadcast is not permitted");
   } else {
     return false;
   }
@@ -235,10 +233,10 @@ void settle_steps(TimelineMaker& maker) {
       if (is_lost || !maker.pairing.has_pairs) continue;
       const StepRef ref{&step, due, starts_before(maker, step.record), is_status(step)};
       const std::int64_t port = to_int32(step.port);
-      if (is_tcp(step) && is_status(step))
-        groups[target_key(step.address, port)].steps.push_back(ref);
-      if (is_tcp(step) && !is_status(step)) {
-        groups[payload_key(step.address, port, step.payload)].steps.push_back(ref);
+      if (is_tcp(step)) {
+        const std::string key = is_status(step) ? target_key(step.address, port)
+                                                : payload_key(step.address, port, step.payload);
+        groups[key].steps.push_back(ref);
       }
       if (is_status(step)) groups[service_key()].steps.push_back({&step, due, ref.starts, false});
     }
@@ -247,8 +245,8 @@ void settle_steps(TimelineMaker& maker) {
   for (auto& [key, group] : groups) settle_group(maker, group, key == service_key());
   for (TimelineBlock& block : maker.timeline.blocks) {
     for (const TimelineStep& step : block.steps) {
-      const bool is_skipped = step.verdict == StepVerdict::kSkipped;
-      block.has_failed = block.has_failed || is_skipped || step.verdict == StepVerdict::kNotSent;
+      const bool is_skipped = step.verdict == "skipped";
+      block.has_failed = block.has_failed || is_skipped || step.verdict == "not_sent";
     }
   }
 }

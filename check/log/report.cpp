@@ -33,15 +33,15 @@ std::string step_text(const TimelineStep& step, const std::string& start, std::s
   const std::string indent(4, ' ');
   std::string payload = is_status(step) ? "the device's status" : quoted(step.payload, SIZE_MAX);
   std::string text = start + step.text;
-  std::string own_line;
   std::size_t room = width - std::min(width, text.size() + 2);
   if (room < std::min(kMinPayload, payload.size())) {
-    own_line = "\n" + indent;
+    text = lines_of(text, width, indent) + indent;
     room = width - std::min(width, indent.size());
+  } else {
+    text += "  ";
   }
   if (payload.size() > room && room > 4) payload = payload.substr(0, room - 4) + "...\"";
-  text = own_line.empty() ? text + "  " + payload + "\n"
-                          : lines_of(text, width, indent).append(indent + payload + "\n");
+  text += payload + "\n";
   return step.note.empty() ? text : text + lines_of(indent + step.note, width, indent);
 }
 
@@ -66,16 +66,10 @@ std::string steps_text(const std::vector<TimelineStep>& steps, std::size_t width
   return text;
 }
 
-std::string event_words(const TimelineBlock& block) {
-  if (block.event.empty()) return "";
+std::string result_text(const TimelineBlock& block) {
   std::string text = shown(block.event);
   if (block.step_count) text += ", " + counted(*block.step_count, "step");
-  if (block.is_probable) text = "probably " + text;
-  return text;
-}
-
-std::string result_text(const TimelineBlock& block) {
-  std::string text = event_words(block);
+  if (block.is_probable && !text.empty()) text = "probably " + text;
   const auto add = [&](const std::string& part) { text += (text.empty() ? "" : ": ") + part; };
   if (block.executed && *block.executed - block.time >= kNoticeableMs) {
     add("executed at " + clock_text(*block.executed));
@@ -99,7 +93,7 @@ Json step_json(const TimelineStep& step) {
   json["port"] = step.port;
   json["payload"] = escaped(step.payload);
   json["hex"] = as_hex(step.payload);
-  json["verdict"] = verdict_name(step.verdict);
+  json["verdict"] = step.verdict;
   json["text"] = step.text;
   json["note"] = step.note;
   return json;

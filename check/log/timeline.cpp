@@ -334,11 +334,6 @@ void find_without_effect(TimelineMaker& maker) {
 
 }  // namespace
 
-const char* verdict_name(StepVerdict verdict) {
-  constexpr const char* kNames[] = {"executed", "no_error", "not_known", "not_sent", "skipped"};
-  return kNames[static_cast<std::size_t>(verdict)];
-}
-
 Timeline make_timeline(const EventLog& events, const MainLog& main_log,
                        const std::string_view* definitions) {
   const Source source = read_source(definitions == nullptr ? "" : *definitions);

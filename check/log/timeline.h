@@ -18,11 +18,6 @@
 
 namespace kovo::check {
 
-enum class StepVerdict { kExecuted, kNoError, kNotKnown, kNotSent, kSkipped };
-
-/// Returns the name of a verdict in JSON, such as "not_sent".
-const char* verdict_name(StepVerdict verdict);
-
 /// A step that was executed. Its texts point into the logs.
 struct TimelineStep {
   std::string_view address;
@@ -32,10 +27,10 @@ struct TimelineStep {
   std::optional<Sender> sender;
   bool offset_known = false;
   std::int64_t offset_ms = 0;
-  std::size_t record = 0;  // of its line in the event log
-  StepVerdict verdict = StepVerdict::kNotKnown;
-  std::string text;  // the verdict in words
-  std::string note;  // what else is known of it
+  std::size_t record = 0;                  // of its line in the event log
+  std::string_view verdict = "not_known";  // in JSON
+  std::string text;                        // the verdict in words
+  std::string note;                        // what else is known of it
 };
 
 inline bool is_tcp(const TimelineStep& step) {
