@@ -14,9 +14,10 @@ namespace {
 constexpr LogTime kSlackMs = 300;         // between the two records of one happening
 constexpr LogTime kPollMs = 1000;         // until the queue worker takes a text, with some load
 constexpr LogTime kSlowPushMs = 1500;     // a push that waited for the status service takes longer,
-constexpr LogTime kSlowestPushMs = 4000;  // and at most this
+constexpr LogTime kSlowestPushMs = 4000;  // and at most this, a name
 constexpr LogTime kBusyMs = 240;          // the queue worker pauses longer when nothing waits
 constexpr std::size_t kMostBusy = 1000;   // records without a pause, which bounds the time
+constexpr std::size_t kMostLost = 16;     // one of so many records that the event log lacks
 constexpr LogTime kLockMs = 6000;         // that a test waits for the pushes before it
 
 using Keys = std::unordered_map<std::string, std::uint32_t>;
@@ -82,8 +83,15 @@ std::vector<Pair> pairs_of(const std::vector<Anchor>& events, const std::vector<
   const Sequence keys = keys_of(main_log, 0);
   Sequence newest = keys_of(events, 0);
   std::reverse(newest.begin(), newest.end());
-  const std::size_t start = events.size() - used_prefix({keys.rbegin(), keys.rend()}, newest);
-  const std::vector<CommonPair> common = common_subsequence(keys, keys_of(events, start));
+  std::size_t used = used_prefix({keys.rbegin(), keys.rend()}, newest);
+  std::size_t start = events.size() - used;
+  std::vector<CommonPair> common = common_subsequence(keys, keys_of(events, start));
+  // The event log always has more: if it seems to lack records, it is the main log that was cut.
+  while (start > 0 && common.size() + common.size() / kMostLost < keys.size()) {
+    used = std::max<std::size_t>(2 * used, 1);
+    start = events.size() - std::min(events.size(), used);
+    common = common_subsequence(keys, keys_of(events, start));
+  }
   std::vector<Pair> pairs;
   std::size_t event = start;
   std::size_t main = 0;
@@ -121,7 +129,9 @@ LogTime received_at(const LogRecords& events, std::size_t record) {
     const bool is_done = is_step(earlier.kind) || earlier.kind == RecordKind::kCommand;
     if (!is_done && !is_push(earlier.kind)) continue;
     const LogTime pause = next - earlier.elapsed;
-    const bool is_slow = is_push(earlier.kind) && pause >= kSlowPushMs && pause <= kSlowestPushMs;
+    const auto names = std::count(earlier.name.begin(), earlier.name.end(), '\n') + 1;
+    const bool is_slow =
+        is_push(earlier.kind) && pause >= kSlowPushMs && pause <= names * kSlowestPushMs;
     if (!is_slow && pause > kBusyMs) break;
     next = earlier.elapsed;
     if (is_slow) at = next;
@@ -171,9 +181,9 @@ void set_spans(const LogRecords& events, const std::vector<Pair>& pairs, Pairing
 /// Sets how far the records of a sequence show what the logs cover.
 void set_bounds(const std::vector<Anchor>& events, const std::vector<Anchor>& main_log,
                 const std::vector<Pair>& pairs, const LogRecords& records, Pairing& pairing) {
-  const std::size_t last = pairs.empty() ? 0 : pairs.back().last;
+  const std::size_t last = pairs.empty() ? 0 : pairs.back().first;
   if (!events.empty() && events.back().record > last) {
-    pairing.until = std::min(pairing.until, records[last].elapsed);
+    pairing.until = std::min(pairing.until, earliest_of(records, last));
   }
   if (pairs.empty()) return;
   if (main_log.front().record < pairs.front().main) {
