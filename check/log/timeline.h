@@ -3,9 +3,9 @@
 //
 // The daemon logs a push before it searches an event for it, and executes the events that are due
 // in the order in which they were queued, each with all its steps at once. So the lines of a pass
-// are divided among the pushes that are due: as many lines as possible are explained, in the order
-// of the pushes. Of equal pushes, the last ones count: an earlier one found no event, before an
-// edit of the definition file. Everything is looked up in both directions, so a verdict is final.
+// are divided among the pushes that are due, from its end: each time, the last push counts whose
+// event has left the lines. An earlier equal one found no event, before an edit of the definition
+// file. Everything is looked up in both directions, so a verdict is final.
 #pragma once
 
 #include <optional>
