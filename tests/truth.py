@@ -237,7 +237,7 @@ class Judge:
                 return ""
             up = self.was_up(seconds_of(block["executed"]) + step["offset_ms"] / 1000)
             refused, came = up is False, up is True and verdict != "skipped"
-        if verdict in ("no_error", "no_error_yet") and refused:
+        if verdict == "no_error" and refused:
             return "its error is in kovo.log"
         if verdict in ("not_sent", "skipped") and came:
             return "it arrived"
@@ -257,8 +257,7 @@ class Judge:
                 return f"another push sent {match[0]}"
         event = trigger if block["test"] else EVENTS.get(trigger, [""])[0]
         was_executed = any(abs(when - at) < 0.002 and name == event for when, name in self.executed)
-        denied = ["no_event", "not_executed", "restart", "expired", "once_per_boot"]
-        denied += ["log_end"] if self.is_event_log_whole else []
+        denied = ["no_event", "restart", "expired", "once_per_boot"]
         if was_executed and (block["verdict"] in denied) and "edited" not in block["text"]:
             return "it was executed"
         return ""
@@ -268,7 +267,6 @@ class Judge:
 
         An error that it lacks is forgiven to its own step. `whole`: no log is cut.
         """
-        self.is_event_log_whole = timeline["event_records"] == len(self.log)
         lost = {each for each in self.errors if errors_of(main_log)[each] < self.errors[each]}
         found = []
         blocks = [block for block in timeline["blocks"] if block["time"] and not block["about"]]

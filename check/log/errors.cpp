@@ -13,17 +13,17 @@
 namespace kovo::check {
 namespace {
 
-constexpr LogTime kEarlyMs = 150;      // an error may seem to be logged before its step was due
-constexpr LogTime kLateMs = 1500;      // or after its timeout, with some load
-constexpr LogTime kNoSenderMs = 1500;  // the Error line comes once a second
+constexpr LogTime kEarlyMs = 150;  // an error may seem to be logged before its step was due
+constexpr LogTime kLateMs = 1500;  // or after its timeout, with some load
+constexpr LogTime kMostWaits = 4 * kReplyTimeoutMs;          // of a step until its error
+constexpr LogTime kNoSenderMs = 1500;                        // the Error line comes once a second
 constexpr char kInProgress[] = "Operation now in progress";  // a connect that timed out
 
 struct StepRef {
   TimelineStep* step;
   LogTime due;
-  LogTime last_due;  // later than `due` if the clock was set back before
-  std::size_t life;
-  bool asks_status;  // before it sends
+  std::size_t starts;  // of the daemon before it, as Pairing::starts
+  bool asks_status;    // before it sends
 };
 
 struct Group {
@@ -45,15 +45,21 @@ std::string service_key() {
   return payload_key(kStatusServiceAddress, kStatusServicePort, kStatusRequest);
 }
 
+std::size_t starts_before(const TimelineMaker& maker, std::size_t record) {
+  const std::vector<std::size_t>& starts = maker.pairing.starts;
+  return static_cast<std::size_t>(std::upper_bound(starts.begin(), starts.end(), record) -
+                                  starts.begin());
+}
+
 bool may_be(const TimelineMaker& maker, std::size_t error, const StepRef& ref) {
-  const MainRecord& record = maker.main[error];
+  const LogRecord& record = maker.main[error];
   const Span& span = maker.pairing.spans[error];
-  if (span.life != ref.life) return false;
+  if (span.starts != ref.starts) return false;
   const bool timed_out = record.error == kInProgress;
   if (span.latest < ref.due + (timed_out ? kReplyTimeoutMs : 0) - kEarlyMs) return false;
   if (!ref.step->offset_known) return true;
-  const LogTime waits = (record.kind == MainLine::kSendError ? 2 : 1) + (ref.asks_status ? 2 : 0);
-  return span.earliest <= ref.last_due + waits * kReplyTimeoutMs + kLateMs;
+  const LogTime waits = (record.kind == RecordKind::kSendError ? 2 : 1) + (ref.asks_status ? 2 : 0);
+  return span.earliest <= ref.due + waits * kReplyTimeoutMs + kLateMs;
 }
 
 /// Returns for each error the first step that it may belong to, in the order of the errors; `last`:
@@ -74,83 +80,75 @@ std::vector<std::size_t> steps_of(const TimelineMaker& maker, const Group& group
   return found;
 }
 
-void set_verdict(TimelineStep& step, StepVerdict verdict, std::string text) {
+void set_verdict(TimelineStep& step, std::string_view verdict, std::string text) {
   step.verdict = verdict;
   step.text = std::move(text);
 }
 
-void add_note(TimelineStep& step, const std::string& note) {
-  step.note += (step.note.empty() ? "" : "; ") + note;
-}
-
-void set_failed(TimelineStep& step, const MainRecord& error, bool is_certain, bool is_service) {
+void set_failed(TimelineStep& step, const LogRecord& error, bool is_certain, bool is_service) {
   const bool timed_out = error.error == kInProgress;
   const std::string reason = timed_out ? "connection timed out" : std::string(error.error);
   if (is_service) {
     const char* failed = is_certain ? "failed (" : "may have failed (";
     add_note(step, "the status service " + (failed + reason) + "): the step sends this text");
   } else if (is_certain) {
-    set_verdict(step, StepVerdict::kNotSent, "NOT SENT: " + reason);
-  } else if (step.verdict != StepVerdict::kNotSent) {
-    set_verdict(step, StepVerdict::kNotKnown, "unknown: this or an equal step failed: " + reason);
+    set_verdict(step, "not_sent", "NOT SENT: " + reason);
+  } else if (step.verdict != "not_sent") {
+    set_verdict(step, "not_known", "unknown: this or an equal step failed: " + reason);
   }
 }
 
 void settle_group(const TimelineMaker& maker, Group& group, bool is_service) {
   std::stable_sort(group.steps.begin(), group.steps.end(),
-                   [](const StepRef& a, const StepRef& b) { return a.last_due < b.last_due; });
+                   [](const StepRef& a, const StepRef& b) { return a.due < b.due; });
   const std::vector<std::size_t> first = steps_of(maker, group, false);
   const std::vector<std::size_t> last = steps_of(maker, group, true);
   for (std::size_t at = 0; at < group.errors.size(); ++at) {
-    const MainRecord& error = maker.main[group.errors[at]];
+    const std::size_t record = group.errors[at];
+    const bool is_covered = record >= maker.pairing.first && record <= maker.pairing.last;
     const std::size_t from = std::min(first[at], last[at]);
     const std::size_t to = std::max(first[at], last[at]);
     for (std::size_t step = from; step <= to && step < group.steps.size(); ++step) {
-      if (!may_be(maker, group.errors[at], group.steps[step])) continue;
-      const bool is_certain = from == to && maker.pairing.spans[group.errors[at]].is_bounded;
-      set_failed(*group.steps[step].step, error, is_certain, is_service);
+      if (!may_be(maker, record, group.steps[step])) continue;
+      const bool is_certain = from == to && is_covered;
+      set_failed(*group.steps[step].step, maker.main[record], is_certain, is_service);
     }
   }
 }
 
-/// Returns why errors of a step would not be in the main log; "" if they would.
-std::string missing_errors(const TimelineMaker& maker, LogTime due) {
-  const Pairing& pairing = maker.pairing;
-  if (maker.main.empty()) return "kovo.log is missing";
-  if (!pairing.has_pairs) return "nothing in kovo.log is in the event log";
-  if (due < pairing.since) return "kovo.log does not reach back to it";
-  if (due > pairing.until) return "kovo.log ends before it";
-  return "";
+/// Returns whether a step of a time may be one of those for which no sender was free.
+bool may_lack_sender(const TimelineMaker& maker, LogTime at) {
+  return std::any_of(maker.no_sender.begin(), maker.no_sender.end(), [&](std::size_t error) {
+    const Span& span = maker.pairing.spans[error];
+    return at >= span.earliest - kNoSenderMs && at <= span.latest;
+  });
 }
 
-/// Gives a step its verdict if the daemon or the log ended before it was due; otherwise returns
-/// false.
-bool settle_by_end(const TimelineMaker& maker, std::size_t end, LogTime due, TimelineStep& step) {
-  const std::vector<EventRecord>& records = maker.records;
-  if (due <= records[end - 1].elapsed) return false;
-  if (end == records.size()) {
-    set_verdict(step, StepVerdict::kNotKnown, "unknown: the log ends before it is due");
-  } else if (records[end].follows_gap) {
-    set_verdict(step, StepVerdict::kNotKnown, "unknown: a part of the log is missing");
-  } else if (due > records[end].elapsed) {
-    set_verdict(step, StepVerdict::kNotSent,
-                "NOT SENT: restart at " + clock_text(records[end].time) + ", before it was due");
-  } else {
-    set_verdict(step, StepVerdict::kNotKnown,
-                "unknown: the daemon ended before " + clock_text(records[end].time));
-  }
-  return true;
-}
-
+/// Returns the verdict on a step for which the main log has no error; `end` is the next start or
+/// gap of the event log, or its end.
 void settle_without_error(const TimelineMaker& maker, std::size_t end, LogTime due,
                           TimelineStep& step) {
-  if (settle_by_end(maker, end, due, step)) return;
-  const std::string missing = is_tcp(step) ? missing_errors(maker, due) : "";
-  if (!is_tcp(step)) return set_verdict(step, StepVerdict::kExecuted, "sent?");
-  if (!missing.empty()) return set_verdict(step, StepVerdict::kNotKnown, "unknown: " + missing);
-  const LogTime waits = is_status(step) ? 4 * kReplyTimeoutMs : 2 * kReplyTimeoutMs;
-  const bool is_early = due + waits > maker.pairing.until;
-  set_verdict(step, is_early ? StepVerdict::kNoErrorYet : StepVerdict::kNoError, "sent?");
+  const LogRecords& records = maker.records;
+  const auto unknown = [&](const std::string& text) {
+    set_verdict(step, "not_known", "unknown: " + text);
+  };
+  const bool is_end = end == records.size();
+  const bool is_gap = !is_end && records[end].gap != Gap::kNone;
+  if (is_gap && due + kMostWaits > records[end - 1].elapsed)
+    return unknown(gap_text(records[end].gap));
+  if (due > records[end - 1].elapsed) {
+    if (is_end) return unknown("the log ends before it is due");
+    const std::string start = clock_text(records[end].time);
+    if (due <= records[end].elapsed) return unknown("the daemon ended before " + start);
+    return set_verdict(step, "not_sent", "NOT SENT: restart at " + start + ", before it was due");
+  }
+  if (may_lack_sender(maker, records[step.record].elapsed)) {
+    return unknown("steps of this time had no sender");
+  }
+  if (!is_tcp(step)) return set_verdict(step, "executed", "sent?");
+  const std::string missing = missing_records(maker, due, due);
+  if (!missing.empty()) return unknown(missing);
+  set_verdict(step, "no_error", "sent?");
 }
 
 /// Returns what switched events off before a record of the event log.
@@ -164,20 +162,19 @@ std::string disabled_before(const TimelineMaker& maker, std::size_t record) {
 
 /// Settles a step that was not started; otherwise returns false.
 bool settle_unstarted(const TimelineMaker& maker, TimelineStep& step) {
-  const EventRecord& line = maker.records[step.record];
-  if (line.kind == EventLine::kDisabledStep) {
-    set_verdict(step, StepVerdict::kSkipped,
-                "NOT SENT: events are off" + disabled_before(maker, step.record));
-  } else if (line.kind == EventLine::kPeriodSkip) {
-    set_verdict(step, StepVerdict::kSkipped,
+  const LogRecord& line = maker.records[step.record];
+  if (line.kind == RecordKind::kDisabledStep) {
+    set_verdict(step, "skipped", "NOT SENT: events are off" + disabled_before(maker, step.record));
+  } else if (line.kind == RecordKind::kPeriodSkip) {
+    set_verdict(step, "skipped",
                 line.number <= kPowerOnPeriodS
                     ? "NOT SENT: within " + std::to_string(kPowerOnPeriodS) + " s after boot"
                     : "NOT SENT: the status service has not answered yet");
   } else if (!step.sender) {
-    set_verdict(step, StepVerdict::kNotSent,
+    set_verdict(step, "not_sent",
                 "NOT SENT: " + quoted(step.protocol) + " is not a supported protocol");
   } else if (!is_tcp(step) && step.address == "255.255.255.255") {
-    set_verdict(step, StepVerdict::kNotSent, "NOT SENT: a broadcast is not permitted");
+    set_verdict(step, "not_sent", "NOT SENT: a broadcast is not permitted");
   } else {
     return false;
   }
@@ -189,93 +186,67 @@ void note_address(TimelineStep& step) {
   add_note(step, quoted(step.address) + " is not an IPv4 address: it goes to the device itself");
 }
 
-/// Returns whether a step may be one of those for which no sender was free.
-bool may_lack_sender(const TimelineMaker& maker, const std::vector<std::size_t>& errors,
-                     LogTime at) {
-  const std::vector<Span>& spans = maker.pairing.spans;
-  const auto error =
-      std::lower_bound(errors.begin(), errors.end(), at,
-                       [&](std::size_t one, LogTime time) { return spans[one].latest < time; });
-  return error != errors.end() && spans[*error].earliest - kNoSenderMs <= at;
-}
-
 void add_errors(const TimelineMaker& maker, Groups& groups) {
   for (std::size_t at = 0; at < maker.main.size(); ++at) {
-    const MainRecord& record = maker.main[at];
-    if (record.kind != MainLine::kConnectError && record.kind != MainLine::kSendError) continue;
+    const LogRecord& record = maker.main[at];
+    if (record.kind != RecordKind::kConnectError && record.kind != RecordKind::kSendError) continue;
     auto group = groups.find(payload_key(record.name, record.number, record.value));
     if (group == groups.end()) group = groups.find(target_key(record.name, record.number));
     if (group != groups.end()) group->second.errors.push_back(at);
   }
 }
 
-/// Returns for each record of the event log the next start or gap after it, or the end of the log.
-std::vector<std::size_t> ends_of(const std::vector<EventRecord>& records) {
-  std::vector<std::size_t> ends(records.size());
-  std::size_t end = records.size();
-  for (std::size_t at = records.size(); at-- > 0;) {
-    ends[at] = end;
-    if (records[at].kind == EventLine::kStart || records[at].follows_gap) end = at;
-  }
-  return ends;
-}
-
 }  // namespace
 
-std::string disabled_by(const std::vector<MainRecord>& records, std::size_t position) {
+std::string disabled_by(const LogRecords& records, std::size_t position) {
   for (std::size_t at = std::min(position, records.size()); at-- > 0;) {
-    const MainRecord& record = records[at];
-    if (record.kind == MainLine::kBanner) break;
-    if (record.kind == MainLine::kRenewed) return ": device parameter ENABLE_KOVO_EVENT";
-    const bool is_set = record.kind == MainLine::kCommand &&
+    const LogRecord& record = records[at];
+    if (record.kind == RecordKind::kStart) break;
+    if (record.kind == RecordKind::kRenewed) return ": device parameter ENABLE_KOVO_EVENT";
+    const bool is_set = record.kind == RecordKind::kCommand &&
                         starts_with_nocase(record.name, "__SET__:network.kovo.enable");
     if (is_set) return ": switched off by " + shown(record.name) + "=" + shown(record.value);
   }
   return "";
 }
 
+std::string missing_records(const TimelineMaker& maker, LogTime from, LogTime to) {
+  const Pairing& pairing = maker.pairing;
+  if (maker.main.empty()) return "kovo.log is missing";
+  if (!pairing.has_pairs) return "nothing in kovo.log is in the event log";
+  if (from < pairing.since) return "kovo.log does not reach back to it";
+  if (to > pairing.until) return "kovo.log ends before it";
+  return "";
+}
+
 void settle_steps(TimelineMaker& maker) {
-  const std::vector<std::size_t> ends = ends_of(maker.records);
   Groups groups;
   for (TimelineBlock& block : maker.timeline.blocks) {
     for (TimelineStep& step : block.steps) {
       note_address(step);
       if (settle_unstarted(maker, step)) continue;
-      const EventRecord& line = maker.records[step.record];
+      const LogRecord& line = maker.records[step.record];
       const LogTime due = line.elapsed + step.offset_ms;
-      const std::size_t end = ends[step.record];
+      const std::size_t end = *std::upper_bound(maker.ends.begin(), maker.ends.end(), step.record);
       settle_without_error(maker, end, due, step);
       const bool is_lost = end < maker.records.size() && due > maker.records[end].elapsed;
       if (is_lost || !maker.pairing.has_pairs) continue;
-      const auto set_back =
-          std::upper_bound(maker.set_backs.begin(), maker.set_backs.end(), step.record);
-      const LogTime earliest =
-          set_back == maker.set_backs.end() ? due : std::min(due, maker.records[*set_back].elapsed);
-      const StepRef ref{&step, earliest, due, maker.pairing.lives[step.record], is_status(step)};
+      const StepRef ref{&step, due, starts_before(maker, step.record), is_status(step)};
       const std::int64_t port = to_int32(step.port);
-      if (is_tcp(step) && is_status(step))
-        groups[target_key(step.address, port)].steps.push_back(ref);
-      if (is_tcp(step) && !is_status(step)) {
-        groups[payload_key(step.address, port, step.payload)].steps.push_back(ref);
+      if (is_tcp(step)) {
+        const std::string key = is_status(step) ? target_key(step.address, port)
+                                                : payload_key(step.address, port, step.payload);
+        groups[key].steps.push_back(ref);
       }
-      if (is_status(step))
-        groups[service_key()].steps.push_back({&step, earliest, due, ref.life, false});
+      if (is_status(step)) groups[service_key()].steps.push_back({&step, due, ref.starts, false});
     }
   }
   add_errors(maker, groups);
   for (auto& [key, group] : groups) settle_group(maker, group, key == service_key());
-  std::vector<std::size_t> no_sender;
-  for (std::size_t at = 0; at < maker.main.size(); ++at) {
-    if (maker.main[at].kind == MainLine::kNoSender) no_sender.push_back(at);
-  }
   for (TimelineBlock& block : maker.timeline.blocks) {
-    for (TimelineStep& step : block.steps) {
-      const bool failed =
-          step.verdict == StepVerdict::kNotSent || step.verdict == StepVerdict::kSkipped;
-      block.has_failed = block.has_failed || failed;
-      if (!failed && may_lack_sender(maker, no_sender, maker.records[step.record].elapsed)) {
-        set_verdict(step, StepVerdict::kNotKnown, "unknown: steps of this time had no sender");
-      }
+    for (const TimelineStep& step : block.steps) {
+      const bool is_skipped = step.verdict == "skipped";
+      block.has_failed = block.has_failed || is_skipped || step.verdict == "not_sent";
     }
   }
 }

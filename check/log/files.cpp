@@ -142,15 +142,11 @@ LogResult show_logs(const LogOptions& options) {
   if (options.json) {
     print("]," + summary_json(timeline) + "}\n");
   } else {
-    const bool is_caused =
-        std::any_of(timeline.blocks.begin(), timeline.blocks.end(), [&](const auto& block) {
-          return options.trigger.empty() || block.trigger == options.trigger;
-        });
-    const std::string missing = is_caused ? "" : no_trigger_text(timeline, options.trigger);
+    const std::string missing = no_trigger_text(timeline, options.trigger);
     for (const std::string_view line : split_lines(missing)) {
-      print(wrapped(std::string(line), width, "  "));
+      print(wrapped(line, width, "  ", 0) + "\n");
     }
-    print((count > 0 || !is_caused ? "\n" : "") +
+    print((count > 0 || !missing.empty() ? "\n" : "") +
           summary_text(timeline, width, options.has_definitions));
   }
   return options.only_failed && count > 0 ? LogResult::kFailed : LogResult::kFine;

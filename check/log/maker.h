@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <vector>
 
 #include "check/log/pairing.h"
@@ -19,46 +20,42 @@ constexpr LogTime kPassMs = 2000;                         // from due to execute
 struct Push {
   std::size_t block = 0;
   std::size_t record = 0;
-  LogTime at = 0;        // as EventRecord::elapsed
-  LogTime due = 0;       // at the earliest
-  LogTime last_due = 0;  // later than `due` if the clock was set back: no time has passed there
+  LogTime at = 0;  // as LogRecord::elapsed
+  LogTime due = 0;
   LogEvent* event = nullptr;
   std::size_t names_before = 0;
   bool is_done = false;
   std::optional<LogTime> maybe;  // of steps that it or another push executed
 };
 
-/// Why a name will be pushed.
-struct PushSource {
-  std::string_view name;
-  std::string text;
-};
-
 struct TimelineMaker {
-  const std::vector<EventRecord>& records;
-  const std::vector<MainRecord>& main;
+  const LogRecords& records;
+  const LogRecords& main;
   LogDefinitions* definitions;  // null: not given
   Pairing pairing;
   Timeline timeline = {};
   std::size_t renewed_until = 0;            // the definition file was read again before this record
-  std::vector<std::size_t> set_backs = {};  // records at which the clock was set back
-  std::vector<std::size_t> expiries = {};   // in the main log: an event was not executed
-  std::vector<bool> is_shown = {};          // records of the main log that a block contains
-  std::vector<Push> queue = {};             // in the order of the daemon's queue
-  std::vector<PushSource> sources = {};
+  std::vector<std::size_t> ends = {};       // starts and gaps of the event log, and its end
+  std::vector<std::size_t> no_sender = {};  // records of the main log
+  std::unordered_set<std::string_view> expired = {};  // triggers, by the main log
+  std::vector<Push> queue = {};                       // in the order of the daemon's queue
   LogTime certain_from = 0;   // the log has every push that may be executed from then on
   std::size_t names = 0;      // pushed so far
   std::size_t last_pass = 0;  // the first record of the last pass that executed something
 };
 
 /// Returns what switched events off, for a record of the main log before `position`.
-std::string disabled_by(const std::vector<MainRecord>& records, std::size_t position);
+std::string disabled_by(const LogRecords& records, std::size_t position);
 
-/// Divides the step lines of a pass among the pushes; returns the last of them.
+/// Divides the step lines of a pass among the pushes in their order, from the end: of equal pushes,
+/// the last ones count. Returns the last line.
 std::size_t run_pass(TimelineMaker& maker, std::size_t first);
 
 /// Returns how long after it is due a push may still be executed, at a record.
 LogTime patience(const TimelineMaker& maker, const Push& push);
+
+/// Returns why the main log may lack records of a time; "" if it has them.
+std::string missing_records(const TimelineMaker& maker, LogTime from, LogTime to);
 
 /// Gives all executed steps their verdicts.
 void settle_steps(TimelineMaker& maker);

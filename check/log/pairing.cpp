@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <string>
-#include <type_traits>
 #include <unordered_map>
 
 #include "check/lcs.h"
@@ -21,7 +20,6 @@ constexpr std::size_t kMostBusy = 1000;   // records without a pause, which boun
 constexpr std::size_t kMostLost = 16;     // one of so many records that the event log lacks
 constexpr LogTime kLockMs = 6000;         // that a test waits for the pushes before it
 
-using Events = std::vector<EventRecord>;
 using Keys = std::unordered_map<std::string, std::uint32_t>;
 
 /// A record that both logs may have.
@@ -37,61 +35,30 @@ struct Anchors {
   std::vector<Anchor> others;
 };
 
-/// What both logs say, with a letter.
-constexpr struct {
-  EventLine event;
-  MainLine main;
-  char letter;
-} kBoth[] = {
-    {EventLine::kStart, MainLine::kBanner, 'b'},
-    {EventLine::kCommand, MainLine::kCommand, 'c'},
-    {EventLine::kStatusLine, MainLine::kStatusLine, 's'},
-    {EventLine::kVariable, MainLine::kVariable, 'v'},
-    {EventLine::kStatusSkip, MainLine::kStatusSkip, 'k'},
-    {EventLine::kTestPush, MainLine::kTestPush, 't'},
-    {EventLine::kPeriodSkip, MainLine::kPeriodSkip, 'p'},
-};
-
-/// Returns the letter of a record; NUL if only one log has it.
-template <typename Record>
-char letter_of(const Record& record) {
-  for (const auto& both : kBoth) {
-    if constexpr (std::is_same_v<Record, MainRecord>) {
-      if (both.main == record.kind) return both.letter;
-    } else {
-      if (both.event == record.kind) return both.letter;
-    }
-  }
-  return '\0';
-}
-
 /// Removes the last text of tcp:2700 with a key that was dropped: the event log lacks it.
-void remove_dropped(std::vector<Anchor>& commands, const std::vector<MainRecord>& records,
+void remove_dropped(std::vector<Anchor>& commands, const LogRecords& records,
                     std::string_view key) {
   const auto dropped = std::find_if(commands.rbegin(), commands.rend(), [&](const Anchor& anchor) {
-    const MainRecord& record = records[anchor.record];
-    return record.kind == MainLine::kCommand && record.name == key;
+    const LogRecord& record = records[anchor.record];
+    return record.kind == RecordKind::kCommand && record.name == key;
   });
   if (dropped != commands.rend()) commands.erase(std::next(dropped).base());
 }
 
-template <typename Record>
-Anchors anchors_of(const std::vector<Record>& records, Keys& keys) {
+Anchors anchors_of(const LogRecords& records, Keys& keys) {
   Anchors anchors;
   for (std::size_t at = 0; at < records.size(); ++at) {
-    const Record& record = records[at];
-    if constexpr (std::is_same_v<Record, MainRecord>) {
-      if (record.kind == MainLine::kDisabled)
-        remove_dropped(anchors.commands, records, record.name);
-    }
-    const char kind = letter_of(record);
-    if (kind == '\0' || (kind == 'c' && is_command(record.name))) continue;
-    std::string text(1, kind);
-    if (kind != 'b' && kind != 'p') text.append(strip_newline(record.name));
-    if (kind == 'c') text.append("=").append(record.value);
+    const LogRecord& record = records[at];
+    const RecordKind kind = record.kind;
+    if (kind == RecordKind::kDisabled) remove_dropped(anchors.commands, records, record.name);
+    const bool is_text = kind == RecordKind::kCommand;
+    if (!is_in_both(kind) || (is_text && is_command(record.name))) continue;
+    std::string text(1, static_cast<char>(kind));
+    if (kind != RecordKind::kPeriodSkip) text.append(strip_newline(record.name));
+    if (is_text) text.append("=").append(record.value);
     const Anchor anchor{at, keys.emplace(text, keys.size()).first->second};
-    if (kind == 'b' || kind == 'c') anchors.commands.push_back(anchor);
-    if (kind != 'c') anchors.others.push_back(anchor);
+    if (is_text || kind == RecordKind::kStart) anchors.commands.push_back(anchor);
+    if (!is_text) anchors.others.push_back(anchor);
   }
   return anchors;
 }
@@ -148,18 +115,18 @@ std::vector<Pair> pairs_of(const std::vector<Anchor>& events, const std::vector<
   return pairs;
 }
 
-bool is_push(EventLine kind) {
-  return kind == EventLine::kPush || kind == EventLine::kTestPush;
+bool is_push(RecordKind kind) {
+  return kind == RecordKind::kPush || kind == RecordKind::kTestPush;
 }
 
 /// Returns when a text of tcp:2700 in the event log was received, at the earliest. Texts wait while
 /// a push waits for the status service, so goes back through what the daemon did without a pause.
-LogTime received_at(const Events& events, std::size_t record) {
+LogTime received_at(const LogRecords& events, std::size_t record) {
   LogTime next = events[record].elapsed;
   LogTime at = next;
   for (std::size_t before = record; before-- > 0 && record - before < kMostBusy;) {
-    const EventRecord& earlier = events[before];
-    const bool is_done = is_step(earlier.kind) || earlier.kind == EventLine::kCommand;
+    const LogRecord& earlier = events[before];
+    const bool is_done = is_step(earlier.kind) || earlier.kind == RecordKind::kCommand;
     if (!is_done && !is_push(earlier.kind)) continue;
     const LogTime pause = next - earlier.elapsed;
     const auto names = std::count(earlier.name.begin(), earlier.name.end(), '\n') + 1;
@@ -173,32 +140,27 @@ LogTime received_at(const Events& events, std::size_t record) {
 }
 
 /// Returns when the earlier record of a pair was written, at the earliest.
-LogTime earliest_of(const Events& events, std::size_t at) {
-  const EventRecord& event = events[at];
-  if (event.kind == EventLine::kStart && at > 0)
+LogTime earliest_of(const LogRecords& events, std::size_t at) {
+  const LogRecord& event = events[at];
+  if (event.kind == RecordKind::kStart && at > 0)
     return events[at - 1].elapsed;  // the daemon before
-  if (event.kind == EventLine::kCommand) return received_at(events, at);
-  return event.elapsed - (event.kind == EventLine::kTestPush ? kLockMs : kSlackMs);
+  if (event.kind == RecordKind::kCommand) return received_at(events, at);
+  return event.elapsed - (event.kind == RecordKind::kTestPush ? kLockMs : kSlackMs);
 }
 
-void count_lives(const Events& events, const std::vector<Pair>& pairs, Pairing& pairing) {
+/// Counts the starts of the daemon that are paired for certain.
+void count_starts(const LogRecords& events, const std::vector<Pair>& pairs, Pairing& pairing) {
   for (const Pair& pair : pairs) {
-    if (events[pair.first].kind != EventLine::kStart || pair.first != pair.last) continue;
+    if (events[pair.first].kind != RecordKind::kStart || pair.first != pair.last) continue;
     if (pair.main_first != pair.main_last) continue;
-    ++pairing.lives[pair.first];
-    ++pairing.spans[pair.main].life;
-  }
-  for (std::size_t at = 1; at < pairing.lives.size(); ++at) {
-    pairing.lives[at] += pairing.lives[at - 1];
-  }
-  for (std::size_t at = 1; at < pairing.spans.size(); ++at) {
-    pairing.spans[at].life += pairing.spans[at - 1].life;
+    pairing.starts.push_back(pair.first);
+    for (std::size_t at = pair.main; at < pairing.spans.size(); ++at) ++pairing.spans[at].starts;
   }
 }
 
 /// Sets the times of all records of the main log by those of the pairs around them.
-void set_spans(const Events& events, const std::vector<Pair>& pairs, Pairing& pairing) {
-  for (Span& span : pairing.spans) span = {INT64_MIN, INT64_MAX, events.size(), true, span.life};
+void set_spans(const LogRecords& events, const std::vector<Pair>& pairs, Pairing& pairing) {
+  for (Span& span : pairing.spans) span = {INT64_MIN, INT64_MAX, events.size(), span.starts};
   for (const Pair& pair : pairs) {
     Span& before = pairing.spans[pair.main_last];
     before.earliest = std::max(before.earliest, earliest_of(events, pair.first));
@@ -216,35 +178,27 @@ void set_spans(const Events& events, const std::vector<Pair>& pairs, Pairing& pa
   }
 }
 
-/// Marks the records before the first and after the last pair if the event log lacks records there.
-void set_bounds(const std::vector<Anchor>& anchors, const std::vector<Pair>& pairs,
-                Pairing& pairing) {
-  if (anchors.empty()) return;
-  const bool is_cut_before = anchors.front().record < pairs.front().main;
-  const bool is_cut_after = anchors.back().record > pairs.back().main;
-  for (std::size_t at = 0; at < pairing.spans.size(); ++at) {
-    const bool is_outside =
-        (is_cut_before && at < pairs.front().main) || (is_cut_after && at > pairs.back().main);
-    if (is_outside) pairing.spans[at].is_bounded = false;
+/// Sets how far the records of a sequence show what the logs cover.
+void set_bounds(const std::vector<Anchor>& events, const std::vector<Anchor>& main_log,
+                const std::vector<Pair>& pairs, const LogRecords& records, Pairing& pairing) {
+  const std::size_t last = pairs.empty() ? 0 : pairs.back().first;
+  if (!events.empty() && events.back().record > last) {
+    pairing.until = std::min(pairing.until, earliest_of(records, last));
   }
-}
-
-/// Lowers the time up to which the main log reaches if it lacks the last records of the event log.
-void set_end(const Events& events, const std::vector<Anchor>& anchors,
-             const std::vector<Pair>& pairs, Pairing& pairing) {
-  for (const Anchor& anchor : anchors) {
-    if (!pairs.empty() && anchor.record <= pairs.back().first) continue;
-    pairing.until = std::min(pairing.until, earliest_of(events, anchor.record));
-    return;
+  if (pairs.empty()) return;
+  if (main_log.front().record < pairs.front().main) {
+    pairing.first = std::max(pairing.first, pairs.front().main);
+  }
+  if (main_log.back().record > pairs.back().main) {
+    pairing.last = std::min(pairing.last, pairs.back().main);
   }
 }
 
 }  // namespace
 
-Pairing pair_logs(const Events& events, const std::vector<MainRecord>& main_log) {
+Pairing pair_logs(const LogRecords& events, const LogRecords& main_log) {
   Pairing pairing;
   pairing.spans.resize(main_log.size());
-  pairing.lives.assign(events.size(), 0);
   Keys keys;
   const Anchors of_events = anchors_of(events, keys);
   const Anchors of_main = anchors_of(main_log, keys);
@@ -256,14 +210,12 @@ Pairing pair_logs(const Events& events, const std::vector<MainRecord>& main_log)
   std::sort(pairs.begin(), pairs.end(),
             [](const Pair& a, const Pair& b) { return a.main < b.main; });
   pairing.has_pairs = true;
-  count_lives(events, others, pairing);
+  count_starts(events, others, pairing);
   set_spans(events, pairs, pairing);
-  set_bounds(of_main.commands, pairs, pairing);
-  set_bounds(of_main.others, pairs, pairing);
   pairing.since = events[pairs.front().last].elapsed;
   pairing.until = events.back().elapsed;
-  set_end(events, of_events.commands, commands, pairing);
-  set_end(events, of_events.others, others, pairing);
+  set_bounds(of_events.commands, of_main.commands, commands, events, pairing);
+  set_bounds(of_events.others, of_main.others, others, events, pairing);
   return pairing;
 }
 

@@ -11,23 +11,24 @@
 
 namespace kovo::check {
 
-/// When a record of the main log was written, as EventRecord::elapsed.
+/// When a record of the main log was written, as LogRecord::elapsed.
 struct Span {
   LogTime earliest = 0;
   LogTime latest = 0;
   std::size_t next = 0;    // the first record of the event log that is certainly not before it
-  bool is_bounded = true;  // its step is in the event log, which is not cut there
-  std::size_t life = 0;    // number of the daemon's starts before it that both logs have
+  std::size_t starts = 0;  // of the daemon before it, as Pairing::starts
 };
 
 struct Pairing {
-  std::vector<Span> spans;         // by record of the main log
-  std::vector<std::size_t> lives;  // by record of the event log, as Span::life
+  std::vector<Span> spans;          // by record of the main log
+  std::vector<std::size_t> starts;  // records of the event log that both logs have
   bool has_pairs = false;
-  LogTime since = 0;  // the main log holds what was logged from here
-  LogTime until = 0;  // up to here
+  std::size_t first = 0;        // the event log is complete for records of the main log from here
+  std::size_t last = SIZE_MAX;  // up to here
+  LogTime since = 0;            // the main log holds what was logged from here
+  LogTime until = 0;            // up to here
 };
 
-Pairing pair_logs(const std::vector<EventRecord>& events, const std::vector<MainRecord>& main_log);
+Pairing pair_logs(const LogRecords& events, const LogRecords& main_log);
 
 }  // namespace kovo::check

@@ -13,86 +13,73 @@ namespace kovo::check {
 namespace {
 
 constexpr std::string_view kStampForm = "0000-00-00 00:00:00.000  ";
+constexpr LogTime kClockStepMs = 1000;  // less is a correction by NTP, or records out of order
 constexpr std::size_t kDateSize = 10;
+constexpr std::size_t kMinutesSize = 16;
+constexpr std::size_t kSecondsSize = 19;
 constexpr int kKindLines = 100;  // of a file, which must hold a record
 
-struct EventForm {
-  EventLine kind;
+struct Form {
+  RecordKind kind;
   std::string_view form;
 };
 
 // In a form, %n is the name, %v the value, %e an error, %s a step, %d the number, %# another number
 // and %* any text. A field ends where the rest of the form fits. The first form that fits counts.
-constexpr EventForm kEventForms[] = {
-    {EventLine::kStart, "kovotcp start"},
-    {EventLine::kPowerOnSkip, "skip event: PowerOn"},
-    {EventLine::kMilestone, "auto push event: PowerOn"},
-    {EventLine::kMilestone, "network is ok"},
-    {EventLine::kFirstStart, "created /%*"},
-    {EventLine::kMilestone, "/%* is exist"},
-    {EventLine::kTestPush, "push event: %n, test=%d"},
-    {EventLine::kPush, "push event: %n"},
-    {EventLine::kCommand, "get tcp:2700 event: key=%n,value=%v"},
-    {EventLine::kStatusLine, "get udp:2728 event %n"},
-    {EventLine::kVariable, "get lm event %n"},
-    {EventLine::kStatusSkip, "skip event %n, now-last=%d sec"},
-    {EventLine::kVariableSkip, "[handle_lm_event:%#] skip event %n, now-last=%d sec"},
-    {EventLine::kSettingSame, "[kovo_config_set:%#] skip same %n=%v"},
-    {EventLine::kSettingChanged, "[kovo_config_set:%#] %n %* => %v"},
-    {EventLine::kPeriodSkip, "skip uptime=%d,%s"},
-    {EventLine::kDisabledStep, "%s, disabled uptime=%d"},
-    {EventLine::kStep, "%s"},
-    {EventLine::kBareName, "%n"},
-};
-
-struct MainForm {
-  MainLine kind;
-  std::string_view form;
+constexpr Form kEventForms[] = {
+    {RecordKind::kStart, "kovotcp start"},
+    {RecordKind::kPowerOnSkip, "skip event: PowerOn"},
+    {RecordKind::kMilestone, "auto push event: PowerOn"},
+    {RecordKind::kMilestone, "network is ok"},
+    {RecordKind::kFirstStart, "created /%*"},
+    {RecordKind::kMilestone, "/%* is exist"},
+    {RecordKind::kTestPush, "push event: %n, test=%d"},
+    {RecordKind::kPush, "push event: %n"},
+    {RecordKind::kCommand, "get tcp:2700 event: key=%n,value=%v"},
+    {RecordKind::kStatusLine, "get udp:2728 event %n"},
+    {RecordKind::kVariable, "get lm event %n"},
+    {RecordKind::kStatusSkip, "skip event %n, now-last=%d sec"},
+    {RecordKind::kVariableSkip, "[handle_lm_event:%#] skip event %n, now-last=%d sec"},
+    {RecordKind::kSettingSame, "[kovo_config_set:%#] skip same %n=%v"},
+    {RecordKind::kSettingChanged, "[kovo_config_set:%#] %n %* => %v"},
+    {RecordKind::kPeriodSkip, "skip uptime=%d,%s"},
+    {RecordKind::kDisabledStep, "%s, disabled uptime=%d"},
+    {RecordKind::kStep, "%s"},
+    {RecordKind::kBareName, "%n"},
 };
 
 // The same for the main log, after "[routine:line] ", or after "[routine:" where the form says so.
-constexpr MainForm kMainForms[] = {
-    {MainLine::kBanner, "kovotcp V%*"},
-    {MainLine::kCommand, "recv(tcp:2700) [%#]%n"},
-    {MainLine::kStatusLine, "recv(udp:2728) (%#)%n"},
-    {MainLine::kMessage, "recv(udp:2727) lm data(%#)%n"},
-    {MainLine::kMessage, "recv(tcp:2727) (%#)%n"},
-    {MainLine::kDisabled, "KOVO disable, skip %n"},
-    {MainLine::kTestPush, "push TEST event %n"},
-    {MainLine::kVariable, "get lm event %n"},
-    {MainLine::kStatusSkip, "skip event %n, now-last=%d sec"},
-    {MainLine::kPeriodSkip, "during Power On, skip %n ...%#/%#"},
-    {MainLine::kExpired, "Error cannot send sys event=%n, run event=%v, now=%*"},
-    {MainLine::kRenewed, "renew %n"},
-    {MainLine::kConnectError,
-     "tcpclient:%#] Error: connect ip=%n, port=%d, error=(%#)%e, data=%v;"},
-    {MainLine::kSendError, "[kovotcp] Error: send(len=%#) %n:%d :(%#)%e\n(%#)%v;"},
-    {MainLine::kSenderError, "Error: start sender for %n: %e"},
-    {MainLine::kNoSender, "Error: no sender for %d steps, last of %n"},
-    {MainLine::kTooMany, "Error: Too many event: key=%n"},
-    {MainLine::kFull, "Error: %n is full%e"},
+constexpr Form kMainForms[] = {
+    {RecordKind::kStart, "kovotcp V%*"},
+    {RecordKind::kCommand, "recv(tcp:2700) [%#]%n"},
+    {RecordKind::kStatusLine, "recv(udp:2728) (%#)%n"},
+    {RecordKind::kMessage, "recv(udp:2727) lm data(%#)%n"},
+    {RecordKind::kMessage, "recv(tcp:2727) (%#)%n"},
+    {RecordKind::kDisabled, "KOVO disable, skip %n"},
+    {RecordKind::kTestPush, "push TEST event %n"},
+    {RecordKind::kVariable, "get lm event %n"},
+    {RecordKind::kStatusSkip, "skip event %n, now-last=%d sec"},
+    {RecordKind::kPeriodSkip, "during Power On, skip %n ...%#/%#"},
+    {RecordKind::kExpired, "Error cannot send sys event=%n, run event=%v, now=%*"},
+    {RecordKind::kRenewed, "renew %n"},
+    {RecordKind::kConnectError,
+     "[tcpclient:%#] Error: connect ip=%n, port=%d, error=(%#)%e, data=%v;"},
+    {RecordKind::kSendError, "[kovotcp] Error: send(len=%#) %n:%d :(%#)%e\n(%#)%v;"},
+    {RecordKind::kSenderError, "Error: start sender for %n: %e"},
+    {RecordKind::kNoSender, "Error: no sender for %d steps, last of %n"},
+    {RecordKind::kTooMany, "Error: Too many event: key=%n"},
+    {RecordKind::kFull, "Error: %n is full%e"},
 };
 
-// Texts that are logged with their length and without a newline of the log's own.
-constexpr std::string_view kMeasured[] = {"recv(tcp:2700) ", "recv(udp:2728) ", "Recv(udp:2728) ",
-                                          "recv(udp:2727) lm data", "recv(tcp:2727) "};
-
-// Records without a newline: the next record may begin on the same line.
-constexpr std::string_view kWithoutNewline[] = {"push TEST event ", "push event localPlay",
-                                                "recvform call failed"};
+// Records without a newline of their own: the next record may begin on the same line.
+constexpr std::string_view kWithoutNewline[] = {"recv(", "Recv(", "push TEST event ",
+                                                "push event localPlay", "recvform call failed"};
 
 constexpr char kRoutineCharacters[] =
     "0123456789_ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
 
 constexpr std::string_view kMainHeads[] = {"kovotcp V", "[kovotcp] Error: send(len=", "Error: [",
                                            "Error: pthread_create "};
-
-struct Fields {
-  std::string_view name;
-  std::string_view value;
-  std::string_view error;
-  std::int64_t number = 0;
-};
 
 bool starts_with(std::string_view text, std::string_view prefix) {
   return text.substr(0, prefix.size()) == prefix;
@@ -116,14 +103,14 @@ bool is_step_text(std::string_view text) {
   return protocol < text.size() && text.find(' ', protocol + 1) < text.size();
 }
 
-void store(char field, std::string_view text, Fields& fields) {
-  if (field == 'd') fields.number = to_int32(text);
-  if (field == 'n' || field == 's') fields.name = text;
-  if (field == 'v') fields.value = text;
-  if (field == 'e') fields.error = text;
+void store(char field, std::string_view text, LogRecord& record) {
+  if (field == 'd') record.number = to_int32(text);
+  if (field == 'n' || field == 's') record.name = text;
+  if (field == 'v') record.value = text;
+  if (field == 'e') record.error = text;
 }
 
-bool fits(std::string_view form, std::string_view text, Fields& fields) {
+bool fits(std::string_view form, std::string_view text, LogRecord& record) {
   const std::size_t literal = std::min(form.find('%'), form.size());
   if (!starts_with(text, form.substr(0, literal))) return false;
   text.remove_prefix(literal);
@@ -132,16 +119,16 @@ bool fits(std::string_view form, std::string_view text, Fields& fields) {
   form.remove_prefix(literal + 2);
   if (field == 'd' || field == '#') {
     const std::size_t digits = digits_at(text);
-    if (digits == 0 || !fits(form, text.substr(digits), fields)) return false;
-    store(field, text.substr(0, digits), fields);
+    if (digits == 0 || !fits(form, text.substr(digits), record)) return false;
+    store(field, text.substr(0, digits), record);
     return true;
   }
   const std::string_view next = form.substr(0, form.find('%'));
   std::size_t end = form.empty() ? text.size() : text.find(next);
   for (; end != std::string_view::npos; end = text.find(next, end + 1)) {
     const bool is_wrong = field == 's' && !is_step_text(text.substr(0, end));
-    if (!is_wrong && fits(form, text.substr(end), fields)) {
-      store(field, text.substr(0, end), fields);
+    if (!is_wrong && fits(form, text.substr(end), record)) {
+      store(field, text.substr(0, end), record);
       return true;
     }
     if (form.empty()) return false;
@@ -168,19 +155,10 @@ bool has_form(std::string_view text, std::string_view form) {
          });
 }
 
-int number_at(std::string_view text, std::size_t at, std::size_t digits) {
-  return to_int32(text.substr(at, digits));
-}
-
 LogTime stamp_of(std::string_view line) {
   std::tm time{};
-  time.tm_year = number_at(line, 0, 4) - 1900;
-  time.tm_mon = number_at(line, 5, 2) - 1;
-  time.tm_mday = number_at(line, 8, 2);
-  time.tm_hour = number_at(line, 11, 2);
-  time.tm_min = number_at(line, 14, 2);
-  time.tm_sec = number_at(line, 17, 2);
-  return timegm(&time) * LogTime{1000} + number_at(line, 20, 3);
+  strptime(std::string(line.substr(0, kSecondsSize)).c_str(), "%Y-%m-%d %H:%M:%S", &time);
+  return timegm(&time) * LogTime{1000} + to_int32(line.substr(kSecondsSize + 1, 3));
 }
 
 /// Returns where the next line after `at` begins with a time stamp; npos if none does.
@@ -192,22 +170,18 @@ std::size_t next_stamp(std::string_view text, std::size_t at) {
   return at;
 }
 
-EventRecord event_record(std::string_view text) {
-  EventRecord record;
+LogRecord event_record(std::string_view text) {
+  LogRecord record;
   record.time = stamp_of(text);
   text.remove_prefix(kStampForm.size());
   if (text.find('\0') != std::string_view::npos) return record;  // a power cut left it
-  for (const EventForm& form : kEventForms) {
-    Fields fields;
-    if (!fits(form.form, text, fields)) continue;
+  for (const Form& form : kEventForms) {
+    if (!fits(form.form, text, record)) continue;
     record.kind = form.kind;
-    record.name = fields.name;
-    record.value = fields.value;
-    record.number = fields.number;
     break;
   }
-  if (record.kind == EventLine::kBareName && record.name.find_first_of(" :") < text.size()) {
-    record.kind = EventLine::kUnknown;
+  if (record.kind == RecordKind::kBareName && record.name.find_first_of(" :") < text.size()) {
+    record.kind = RecordKind::kUnknown;
   }
   return record;
 }
@@ -228,65 +202,44 @@ bool is_main_head(std::string_view text) {
                      [&](std::string_view head) { return starts_with(text, head); });
 }
 
-/// Returns the end of a text from outside, which is logged as "(12)text"; 0 if no record follows
-/// there, as when it holds a NUL.
-std::size_t measured_end(std::string_view text, std::size_t at) {
-  const std::string_view number = text.substr(std::min(text.size(), at + 1), 6);
-  const std::size_t digits = digits_at(number);
-  const std::size_t end =
-      at + digits + 2 + static_cast<std::size_t>(std::max(0, to_int32(number.substr(0, digits))));
-  if (digits == 0 || end > text.size()) return 0;
-  const std::string_view after = text.substr(end);
-  const bool is_end = after.empty() || after == "\n" || is_main_head(after) ||
-                      (after.front() == '\n' && is_main_head(after.substr(1)));
-  return is_end ? end : 0;
-}
-
 /// Returns where the record at the start of a text ends.
 std::size_t main_record_end(std::string_view text) {
-  const std::size_t origin = origin_size(text);
-  const std::string_view rest = text.substr(origin);
-  bool without_newline = false;
-  for (const std::string_view form : kMeasured) {
-    if (!starts_with(rest, form)) continue;
-    const std::size_t end = measured_end(text, origin + form.size());
-    if (end > 0) return end;
-    without_newline = true;
+  const std::string_view rest = text.substr(origin_size(text));
+  const bool without_newline =
+      std::any_of(std::begin(kWithoutNewline), std::end(kWithoutNewline),
+                  [&](std::string_view form) { return starts_with(rest, form); });
+  std::size_t end = 1;
+  for (; end < text.size(); ++end) {
+    const bool may_begin = without_newline || text[end - 1] == '\n';
+    if (may_begin && is_main_head(text.substr(end))) break;
   }
-  for (const std::string_view form : kWithoutNewline) {
-    without_newline = without_newline || starts_with(rest, form);
-  }
-  std::size_t end = text.find('\n');
-  const std::size_t line = std::min(end, text.size());
-  for (std::size_t at = origin + 1; without_newline && at < line; ++at) {
-    const bool may_be_head = text[at] == '[' || text[at] == 'k' || text[at] == 'E';
-    if (may_be_head && is_main_head(text.substr(at))) return at;
-  }
-  while (end != std::string_view::npos && end + 1 < text.size() &&
-         !is_main_head(text.substr(end + 1))) {
-    end = text.find('\n', end + 1);
-  }
-  return std::min(end, text.size());
+  return end;
 }
 
-MainRecord main_record(std::string_view text) {
+LogRecord main_record(std::string_view text) {
+  LogRecord record;
   const std::string_view rest = text.substr(origin_size(text));
-  for (const MainForm& form : kMainForms) {
-    Fields fields;
-    const bool with_routine = form.kind == MainLine::kConnectError;
-    const std::string_view part =
-        with_routine ? text.substr(std::min<std::size_t>(1, text.size())) : rest;
-    if (!fits(form.form, part, fields)) continue;
-    if (form.kind == MainLine::kCommand) {
-      const KeyValue pair = split_command_line(fields.name);
-      return {form.kind, pair.key, pair.value, {}, 0};
-    }
-    return {form.kind, strip_newline(fields.name), fields.value, fields.error, fields.number};
+  for (const Form& form : kMainForms) {
+    const bool with_routine = form.kind == RecordKind::kConnectError;
+    if (!fits(form.form, with_routine ? text : rest, record)) continue;
+    record.kind = form.kind;
+    break;
   }
-  return {};
+  if (record.kind == RecordKind::kCommand) {
+    const KeyValue pair = split_command_line(record.name);
+    record.name = pair.key;
+    record.value = pair.value;
+  }
+  return record;
 }
 
 }  // namespace
+
+const char* gap_text(Gap gap) {
+  constexpr const char* kTexts[] = {"", "a part of the event log is missing",
+                                    "the clock was set back"};
+  return kTexts[static_cast<std::size_t>(gap)];
+}
 
 std::string clock_text(LogTime time) {
   return stamp_text(time).substr(11, 12);
@@ -297,18 +250,13 @@ std::string day_text(LogTime time) {
 }
 
 bool parse_moment(std::string_view text, LogTime last, LogTime& moment) {
-  std::string stamp = day_text(last) + " 00:00:00.000";
-  if (has_form(text, kStampForm.substr(0, kDateSize))) {
-    stamp.replace(0, kDateSize, text.substr(0, kDateSize));
-    text.remove_prefix(kDateSize);
-    if (!text.empty() && text.front() != ' ' && text.front() != 'T') return false;
-    text.remove_prefix(text.empty() ? 0 : 1);
-  } else if (text.empty()) {
-    return false;
-  }
-  const bool is_clock = has_form(text, "00:00:00") && text.size() == 8;
-  if (!text.empty() && !is_clock && (!has_form(text, "00:00") || text.size() != 5)) return false;
-  stamp.replace(kDateSize + 1, text.size(), text);
+  std::string stamp(text);
+  if (!has_form(text, kStampForm.substr(0, kDateSize))) stamp = day_text(last) + " " + stamp;
+  const std::size_t size = stamp.size();
+  if (size != kDateSize && size != kMinutesSize && size != kSecondsSize) return false;
+  if (size > kDateSize && stamp[kDateSize] == 'T') stamp[kDateSize] = ' ';
+  stamp += std::string(" 00:00:00.000").substr(size - kDateSize);
+  if (!has_form(stamp + "  ", kStampForm)) return false;
   moment = stamp_of(stamp);
   return stamp_text(moment) == stamp;  // not for 99:99
 }
@@ -321,12 +269,13 @@ void read_event_log(std::string_view text, bool follows_gap, EventLog& log) {
     const bool is_whole = next != std::string_view::npos || text.back() == '\n';
     if (!is_whole) ++log.skipped;
     if (is_whole) {
-      EventRecord record = event_record(strip_newline(text.substr(at, next - at)));
-      record.follows_gap = std::exchange(follows_gap, false);
+      LogRecord record = event_record(strip_newline(text.substr(at, next - at)));
+      if (std::exchange(follows_gap, false)) record.gap = Gap::kMissing;
       record.elapsed = record.time;
       if (!log.records.empty()) {
-        const EventRecord& last = log.records.back();
+        const LogRecord& last = log.records.back();
         record.elapsed = last.elapsed + std::max<LogTime>(0, record.time - last.time);
+        if (record.time < last.time - kClockStepMs) record.gap = Gap::kClock;
       }
       log.records.push_back(record);
     }
@@ -335,13 +284,14 @@ void read_event_log(std::string_view text, bool follows_gap, EventLog& log) {
 }
 
 void read_main_log(std::string_view text, MainLog& log) {
+  while (!text.empty() && !is_main_head(text)) {
+    text.remove_prefix(std::min(until_newline(text).size() + 1, text.size()));
+    ++log.skipped;
+  }
   while (!text.empty()) {
-    const bool is_record = is_main_head(text);
-    const std::size_t end = is_record ? main_record_end(text) : until_newline(text).size();
-    if (is_record) log.records.push_back(main_record(text.substr(0, end)));
-    if (!is_record && end > 0) ++log.skipped;
+    const std::size_t end = main_record_end(text);
+    log.records.push_back(main_record(strip_newline(text.substr(0, end))));
     text.remove_prefix(end);
-    if (starts_with(text, "\n")) text.remove_prefix(1);
   }
 }
 

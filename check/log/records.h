@@ -24,52 +24,33 @@ std::string day_text(LogTime time);
 /// them; returns whether the text is valid.
 bool parse_moment(std::string_view text, LogTime last, LogTime& moment);
 
-enum class EventLine : std::uint8_t {
+enum class RecordKind : std::uint8_t {
   kUnknown,
-  kStart,           // the daemon starts
+
+  // In both logs.
+  kStart,       // the daemon starts
+  kCommand,     // name: the key of a text of tcp:2700, value
+  kStatusLine,  // name: a text of udp:2728
+  kVariable,    // name: raised by a variable's row
+  kStatusSkip,  // name, number: seconds since the last status line of its row
+  kTestPush,    // name
+  kPeriodSkip,  // a display event is skipped; event log: name as of kStep, number: the uptime
+
+  // In the event log only.
+  kStep,            // name: "address:port protocol payload", executed
+  kDisabledStep,    // the same, skipped: events are disabled
   kMilestone,       // a step of the start-up that is not shown
   kFirstStart,      // the first start after boot: "PowerOn" is pushed next
   kPush,            // name: the names, one a line
-  kTestPush,        // the same, of a test
-  kCommand,         // name: the key of a text of tcp:2700, value
-  kStatusLine,      // name: a text of udp:2728
-  kVariable,        // name: raised by a variable's row; its push follows
   kBareName,        // name: a dedicated event; its push follows
   kVariableSkip,    // name, number: seconds since the last message of its row
-  kStatusSkip,      // name, number: seconds since the last status line of its row
   kSettingChanged,  // name; its push follows
   kSettingSame,     // name
   kPowerOnSkip,     // "PowerOn" was executed already since boot
-  kStep,            // name: "address:port protocol payload", executed
-  kDisabledStep,    // the same, skipped: events are disabled
-  kPeriodSkip,      // the same, a display event is skipped; number: the uptime
-};
 
-struct EventRecord {
-  EventLine kind = EventLine::kUnknown;
-  bool follows_gap = false;  // a part of the log is missing before it
-  LogTime time = 0;
-  LogTime elapsed = 0;  // the same, but it never decreases: the clock may be set back
-  std::string_view name;
-  std::string_view value;
-  std::int64_t number = 0;
-};
-
-inline bool is_step(EventLine kind) {
-  return kind >= EventLine::kStep;
-}
-
-enum class MainLine : std::uint8_t {
-  kOther,
-  kBanner,        // the daemon starts
-  kCommand,       // name: the key of a text received on tcp:2700, value
+  // In the main log only.
   kMessage,       // name: a text received on port 2727
-  kStatusLine,    // name: a text received on udp:2728
   kDisabled,      // name: dropped, events are disabled
-  kTestPush,      // name
-  kVariable,      // name: raised by a variable's row
-  kStatusSkip,    // name
-  kPeriodSkip,    // name: a display event is skipped
   kExpired,       // name: the trigger, value: the event
   kRenewed,       // name: the definition file that was read
   kConnectError,  // name: the address, number: the port, value: the payload, error
@@ -80,23 +61,36 @@ enum class MainLine : std::uint8_t {
   kFull,          // name: what is full, error
 };
 
-struct MainRecord {
-  MainLine kind = MainLine::kOther;
+inline bool is_in_both(RecordKind kind) {
+  return kind >= RecordKind::kStart && kind <= RecordKind::kPeriodSkip;
+}
+inline bool is_step(RecordKind kind) {
+  return kind >= RecordKind::kPeriodSkip && kind <= RecordKind::kDisabledStep;
+}
+
+/// Why the event log does not show how much time passed before a record.
+enum class Gap : std::uint8_t { kNone, kMissing, kClock };
+
+/// Returns "a part of the event log is missing" or "the clock was set back"; "" for no gap.
+const char* gap_text(Gap gap);
+
+struct LogRecord {
+  RecordKind kind = RecordKind::kUnknown;
+  Gap gap = Gap::kNone;  // event log: before it
+  LogTime time = 0;      // event log only
+  LogTime elapsed = 0;   // the same, but it never decreases
   std::string_view name;
   std::string_view value;
   std::string_view error;
   std::int64_t number = 0;
 };
+using LogRecords = std::vector<LogRecord>;
 
 struct EventLog {
-  std::vector<EventRecord> records;
-  std::uint64_t skipped = 0;  // lines before the first record, and a record without its end
+  LogRecords records;
+  std::uint64_t skipped = 0;  // lines outside of records, and a record without its end
 };
-
-struct MainLog {
-  std::vector<MainRecord> records;
-  std::uint64_t skipped = 0;  // lines outside of records
-};
+using MainLog = EventLog;
 
 /// Appends the records of a part of the event log; `follows_gap`: the part before it is missing.
 void read_event_log(std::string_view text, bool follows_gap, EventLog& log);

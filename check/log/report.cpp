@@ -13,6 +13,11 @@ constexpr std::size_t kMinPayload = 16;      // columns; with fewer it has a lin
 constexpr LogTime kNoticeableMs = 1000;      // between a push and its execution
 constexpr char kIndent[] = "             ";  // as wide as a time
 
+/// Breaks a text at blanks into lines of at most `width` columns, all but the first indented.
+std::string lines_of(const std::string& text, std::size_t width, const std::string& indent) {
+  return wrapped(text, width, indent, 0) + "\n";
+}
+
 std::string padded(std::string text, std::size_t width) {
   if (text.size() < width) text.append(width - text.size(), ' ');
   return text;
@@ -24,59 +29,47 @@ std::string named(std::string_view name) {
   return quoted(name) + (has_blank ? " (ends with a blank)" : "");
 }
 
-struct StepColumns {
-  std::string offset;
-  std::string target;
-};
-
-std::string step_text(const TimelineStep& step, const StepColumns& columns, std::size_t width) {
-  const std::string start = "  " + columns.offset + columns.target;
+std::string step_text(const TimelineStep& step, const std::string& start, std::size_t width) {
   const std::string indent(4, ' ');
   std::string payload = is_status(step) ? "the device's status" : quoted(step.payload, SIZE_MAX);
   std::string text = start + step.text;
-  std::string own_line;
   std::size_t room = width - std::min(width, text.size() + 2);
   if (room < std::min(kMinPayload, payload.size())) {
-    own_line = "\n" + indent;
+    text = lines_of(text, width, indent) + indent;
     room = width - std::min(width, indent.size());
+  } else {
+    text += "  ";
   }
   if (payload.size() > room && room > 4) payload = payload.substr(0, room - 4) + "...\"";
-  text = own_line.empty() ? text + "  " + payload + "\n"
-                          : wrapped(text, width, indent).append(indent + payload + "\n");
-  return step.note.empty() ? text : text + wrapped(indent + step.note, width, indent);
+  text += payload + "\n";
+  return step.note.empty() ? text : text + lines_of(indent + step.note, width, indent);
 }
 
 std::string steps_text(const std::vector<TimelineStep>& steps, std::size_t width) {
-  std::vector<StepColumns> rows;
+  const auto offset_of = [](const TimelineStep& step) {
+    return step.offset_known ? "+" + std::to_string(step.offset_ms) + " ms " : "";
+  };
+  const auto target_of = [](const TimelineStep& step) {
+    return padded(transport_name(step.sender), 4) + shown(step.address) + ":" + shown(step.port);
+  };
   std::size_t offset = 0;
   std::size_t target = 0;
   for (const TimelineStep& step : steps) {
-    StepColumns& row = rows.emplace_back();
-    if (step.offset_known) row.offset = "+" + std::to_string(step.offset_ms) + " ms";
-    row.target =
-        padded(transport_name(step.sender), 3) + " " + shown(step.address) + ":" + shown(step.port);
-    offset = std::max(offset, row.offset.size());
-    target = std::max(target, row.target.size());
+    offset = std::max(offset, offset_of(step).size());
+    target = std::max(target, target_of(step).size() + 2);
   }
   std::string text;
-  for (std::size_t at = 0; at < rows.size(); ++at) {
-    if (offset > 0) rows[at].offset = padded(rows[at].offset, offset + 1);
-    rows[at].target = padded(rows[at].target, target + 2);
-    text += step_text(steps[at], rows[at], width);
+  for (const TimelineStep& step : steps) {
+    const std::string start = padded(offset_of(step), offset) + padded(target_of(step), target);
+    text += step_text(step, "  " + start, width);
   }
-  return text;
-}
-
-std::string event_words(const TimelineBlock& block) {
-  if (block.event.empty()) return "";
-  std::string text = shown(block.event);
-  if (block.step_count) text += ", " + counted(*block.step_count, "step");
-  if (block.is_probable) text = "probably " + text;
   return text;
 }
 
 std::string result_text(const TimelineBlock& block) {
-  std::string text = event_words(block);
+  std::string text = shown(block.event);
+  if (block.step_count) text += ", " + counted(*block.step_count, "step");
+  if (block.is_probable && !text.empty()) text = "probably " + text;
   const auto add = [&](const std::string& part) { text += (text.empty() ? "" : ": ") + part; };
   if (block.executed && *block.executed - block.time >= kNoticeableMs) {
     add("executed at " + clock_text(*block.executed));
@@ -100,7 +93,7 @@ Json step_json(const TimelineStep& step) {
   json["port"] = step.port;
   json["payload"] = escaped(step.payload);
   json["hex"] = as_hex(step.payload);
-  json["verdict"] = verdict_name(step.verdict);
+  json["verdict"] = step.verdict;
   json["text"] = step.text;
   json["note"] = step.note;
   return json;
@@ -117,24 +110,6 @@ std::string list_of(const std::vector<std::string>& texts) {
 }
 
 }  // namespace
-
-std::string wrapped(const std::string& text, std::size_t width, const std::string& indent) {
-  std::string result;
-  std::size_t column = 0;
-  std::size_t at = 0;
-  while (at < text.size()) {
-    const std::size_t end = std::min(text.find(' ', at + 1), text.size());
-    if (column > indent.size() && column + (end - at) > width && text[at] == ' ') {
-      result += "\n" + indent;
-      column = indent.size();
-      ++at;
-    }
-    result.append(text, at, end - at);
-    column += end - at;
-    at = end;
-  }
-  return result + "\n";
-}
 
 bool passes(const LogFilter& filter, const TimelineBlock& block) {
   if (!filter.trigger.empty() && block.trigger != filter.trigger) return false;
@@ -157,10 +132,10 @@ std::string block_text(const TimelineBlock& block, std::size_t width, std::strin
   const std::string result = result_text(block);
   const bool has_name = !block.trigger.empty() || !block.source.empty();
   if (!has_name) {
-    text += wrapped(head + result, width, kIndent);
+    text += lines_of(head + result, width, kIndent);
   } else {
-    text += wrapped(head, width, kIndent);
-    if (!result.empty()) text += wrapped("  -> " + result, width, "     ");
+    text += lines_of(head, width, kIndent);
+    if (!result.empty()) text += lines_of("  -> " + result, width, "     ");
   }
   return text + steps_text(block.steps, width);
 }
@@ -176,7 +151,7 @@ std::string block_json(const TimelineBlock& block) {
   json["probably"] = block.is_probable;
   json["step_count"] = block.step_count ? Json(*block.step_count) : Json(nullptr);
   json["executed"] = block.executed ? time_json(*block.executed) : Json(nullptr);
-  json["verdict"] = verdict_name(block.verdict);
+  json["verdict"] = block.verdict;
   json["text"] = block.text;
   json["failed"] = block.has_failed;
   json["definitions_renewed"] = block.is_renewed;
@@ -187,7 +162,7 @@ std::string block_json(const TimelineBlock& block) {
 
 std::string summary_text(const Timeline& timeline, std::size_t width, bool has_definitions) {
   std::string text;
-  const auto add = [&](const std::string& line) { text += wrapped(line, width, "  "); };
+  const auto add = [&](const std::string& line) { text += lines_of(line, width, "  "); };
   add("sent? means that no error is logged. Whether a datagram arrived leaves no trace.");
   if (!has_definitions) {
     add("Without --definitions the timeline does not know which trigger has an event, which steps "

@@ -14,9 +14,6 @@ struct LogFilter {
   bool only_failed = false;
 };
 
-/// Breaks a text at blanks into lines of at most `width` columns, all but the first indented.
-std::string wrapped(const std::string& text, std::size_t width, const std::string& indent);
-
 /// Returns whether a block passes a filter; one without a known time passes every time.
 bool passes(const LogFilter& filter, const TimelineBlock& block);
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
-#include <map>
+#include <set>
 #include <unordered_set>
 
 #include "check/log/maker.h"
@@ -16,9 +16,8 @@
 namespace kovo::check {
 namespace {
 
-constexpr std::size_t kMaxQueue = 500;   // waiting pushes, which bounds the time of a pass
-constexpr std::size_t kMaxSources = 16;  // a push follows its source closely
-constexpr LogTime kClockStepMs = 1000;
+constexpr std::size_t kMaxQueue = 500;    // waiting pushes, which bounds the time of a pass
+constexpr std::size_t kMostBetween = 16;  // records between a source and its push
 constexpr LogTime kSecondMs = 1000;
 
 const Triggers& all_triggers() {
@@ -26,22 +25,15 @@ const Triggers& all_triggers() {
   return triggers;
 }
 
-/// Returns what raises a trigger by the daemon's tables: only variables, or everything else.
-std::string usual_source(std::string_view trigger, bool variables) {
+/// Returns what raises a trigger by the daemon's tables.
+std::string usual_source(std::string_view trigger) {
   std::string result;
   const auto found = all_triggers().sources.find(std::string(trigger));
-  if (found == all_triggers().sources.end()) return result;
+  if (found == all_triggers().sources.end()) return "by what is not in the log";
   for (const TriggerSource& source : found->second) {
-    const std::string what = description(source);
-    if (starts_with_nocase(what, "variable ") != variables) continue;
-    result += (result.empty() ? "by " : " or ") + what;
+    result += (result.empty() ? "by " : " or ") + description(source);
   }
   return result;
-}
-
-std::string variable_source(std::string_view trigger) {
-  std::string usual = usual_source(trigger, true);
-  return usual.empty() ? "by a variable" : usual;
 }
 
 TimelineBlock& add_block(TimelineMaker& maker, std::size_t record, std::string_view trigger,
@@ -54,16 +46,10 @@ TimelineBlock& add_block(TimelineMaker& maker, std::size_t record, std::string_v
   return block;
 }
 
-void settle(TimelineBlock& block, BlockVerdict verdict, std::string text, bool failed = false) {
+void settle(TimelineBlock& block, std::string_view verdict, std::string text, bool failed = false) {
   block.verdict = verdict;
   block.text = std::move(text);
   block.has_failed = failed;
-}
-
-/// Returns whether the main log shows every edit of the definition file after a time.
-bool is_covered(const TimelineMaker& maker, LogTime at) {
-  const Pairing& pairing = maker.pairing;
-  return pairing.has_pairs && at >= pairing.since && pairing.until == maker.records.back().elapsed;
 }
 
 std::string no_event_text(const LogDefinitions& definitions, const TimelineBlock& block) {
@@ -78,58 +64,38 @@ std::string no_event_text(const LogDefinitions& definitions, const TimelineBlock
   return near.empty() ? text : text + "; did you mean " + quoted(near) + "?";
 }
 
-/// Settles a push as expired if the main log says so.
-bool settle_expired(TimelineMaker& maker, const Push& push) {
-  TimelineBlock& block = maker.timeline.blocks[push.block];
-  const LogTime end = push.at + kLifeMs;
-  for (const std::size_t at : maker.expiries) {
-    if (maker.is_shown[at] || maker.main[at].name != block.trigger) continue;
-    const Span& span = maker.pairing.spans[at];
-    if (span.latest < end || span.earliest > end + patience(maker, push)) continue;
-    maker.is_shown[at] = true;
-    settle(block, BlockVerdict::kExpired, "dropped: not executed within 60 s", true);
-    return true;
-  }
-  return false;
-}
-
 /// Gives a push without steps its verdict; `end` is the record of a start or gap, or the end of the
 /// log, if the push may still have been executed after it.
 void settle_unexecuted(TimelineMaker& maker, const Push& push, std::optional<std::size_t> end) {
   TimelineBlock& block = maker.timeline.blocks[push.block];
-  const std::vector<EventRecord>& records = maker.records;
-  const auto fail = [&](BlockVerdict verdict, const std::string& text) {
-    settle(block, verdict, text, true);
-  };
-  const auto unknown = [&](const std::string& text,
-                           BlockVerdict verdict = BlockVerdict::kNotKnown) {
-    settle(block, verdict, "unknown: " + text);
+  const LogRecords& records = maker.records;
+  const auto unknown = [&](const std::string& text) {
+    settle(block, "not_known", "unknown: " + text);
   };
   const std::int32_t delay_s = push.event == nullptr ? 0 : push.event->compiled->delay_s;
-  const bool is_expired = settle_expired(maker, push);
   if (delay_s >= kEventLifeS && !block.is_test) {
-    return fail(BlockVerdict::kExpired,
-                "never runs: a Delay of " + std::to_string(delay_s) + " s is not below 60 s");
+    return settle(block, "expired",
+                  "never runs: a Delay of " + std::to_string(delay_s) + " s is not below 60 s",
+                  true);
   }
-  if (is_expired) return;
-  if (push.maybe) return unknown("the steps of " + clock_text(*push.maybe) + " may be its own");
+  if (maker.expired.count(block.trigger) > 0) return unknown("an event of this trigger expired");
   const bool is_cut = end && *end < records.size();
-  if (is_cut && records[*end].follows_gap) return unknown("a part of the log is missing");
+  if (is_cut && records[*end].gap != Gap::kNone) return unknown(gap_text(records[*end].gap));
   if (maker.definitions == nullptr) return unknown("no steps in the log");
   if (block.is_renewed) return unknown("the definition file was edited after this push");
+  if (push.maybe) return unknown("the steps of " + clock_text(*push.maybe) + " may be its own");
   if (push.event == nullptr) {
-    return settle(block, BlockVerdict::kNoEvent, no_event_text(*maker.definitions, block),
+    return settle(block, "no_event", no_event_text(*maker.definitions, block),
                   block.is_test || block.source == "on tcp:2700");
   }
-  if (end == records.size() && records.back().elapsed <= push.last_due + kPassMs) {
-    return unknown("the log ends before it is executed", BlockVerdict::kLogEnd);
+  if (end == records.size() && records.back().elapsed <= push.due + kPassMs) {
+    return unknown("the log ends before it is executed");
   }
-  if (!is_covered(maker, push.at)) {
-    return unknown("kovo.log does not show whether the definition file was edited");
-  }
-  if (!is_cut) return fail(BlockVerdict::kNotExecuted, "not executed; the logs do not show why");
-  fail(BlockVerdict::kRestart,
-       "lost: the daemon was restarted at " + clock_text(records[*end].time));
+  if (!is_cut) return unknown("no steps in the log");
+  const std::string missing = missing_records(maker, push.at, records.back().elapsed);
+  if (!missing.empty()) return unknown(missing);
+  settle(block, "restart", "lost: the daemon was restarted at " + clock_text(records[*end].time),
+         true);
 }
 
 void settle_all(TimelineMaker& maker, std::size_t end) {
@@ -141,10 +107,8 @@ void settle_all(TimelineMaker& maker, std::size_t end) {
 
 /// Settles the pushes that would have been executed by now.
 void settle_old(TimelineMaker& maker, LogTime now) {
-  std::size_t excess = maker.queue.size() - std::min(maker.queue.size(), kMaxQueue);
   const auto is_old = [&](const Push& push) {
-    const bool is_over = push.is_done || now > push.last_due + patience(maker, push) || excess > 0;
-    if (is_over && excess > 0) --excess;
+    const bool is_over = push.is_done || now > push.due + patience(maker, push);
     if (is_over && !push.is_done) settle_unexecuted(maker, push, {});
     return is_over;
   };
@@ -160,7 +124,7 @@ LogEvent* pushed_event(const TimelineMaker& maker, std::string_view name, bool i
 }
 
 void queue_push(TimelineMaker& maker, std::size_t record, std::string_view name, bool is_test,
-                const std::string& source, bool front) {
+                const std::string& source) {
   TimelineBlock& block = add_block(maker, record, name, source);
   block.is_test = is_test;
   block.is_renewed = maker.renewed_until > record;
@@ -175,34 +139,34 @@ void queue_push(TimelineMaker& maker, std::size_t record, std::string_view name,
     block.step_count = static_cast<std::size_t>(push.event->compiled->step_count);
     if (!is_test) push.due += std::max(0, push.event->compiled->delay_s) * kSecondMs;
   }
-  push.last_due = push.due;
-  maker.queue.insert(front ? maker.queue.begin() : maker.queue.end(), push);
-}
-
-/// Removes and returns what the log says of why a text is pushed.
-std::string pop_source(TimelineMaker& maker, std::string_view text) {
-  const auto source = std::find_if(maker.sources.begin(), maker.sources.end(),
-                                   [&](const PushSource& one) { return one.name == text; });
-  if (source != maker.sources.end()) {
-    std::string result = std::move(source->text);
-    maker.sources.erase(source);
-    return result;
+  maker.queue.push_back(push);
+  if (maker.queue.size() <= kMaxQueue) return;
+  const Push& oldest = maker.queue.front();
+  if (!oldest.is_done) {
+    settle(maker.timeline.blocks[oldest.block], "not_known", "unknown: too many pushes wait");
   }
-  std::string usual = usual_source(text, false);
-  if (usual.empty()) usual = usual_source(text, true);
-  return usual.empty() ? "by what is not in the log" : usual;
+  maker.queue.erase(maker.queue.begin());
 }
 
-void add_source(TimelineMaker& maker, std::string_view name, std::string text) {
-  maker.sources.push_back({name, std::move(text)});
-  if (maker.sources.size() > kMaxSources) maker.sources.erase(maker.sources.begin());
+/// Returns why a text is pushed: its source is logged closely before it, or not at all.
+std::string source_of(const TimelineMaker& maker, std::size_t record) {
+  const std::string_view text = maker.records[record].name;
+  for (std::size_t at = record; at-- > 0 && record - at <= kMostBetween;) {
+    const LogRecord& before = maker.records[at];
+    if (before.kind == RecordKind::kStart) break;
+    if (before.name != text) continue;
+    if (before.kind == RecordKind::kPush) break;
+    if (before.kind == RecordKind::kCommand) return "on tcp:2700";
+    if (before.kind == RecordKind::kSettingChanged) return "by setting " + shown(text);
+  }
+  return usual_source(text);
 }
 
 void on_push(TimelineMaker& maker, std::size_t record, bool is_test) {
   const std::string_view text = maker.records[record].name;
-  const std::string source = is_test ? "as a test" : pop_source(maker, text);
+  const std::string source = is_test ? "as a test" : source_of(maker, record);
   for (const std::string_view name : split_lines(text)) {
-    queue_push(maker, record, name, is_test, source, false);
+    queue_push(maker, record, name, is_test, source);
   }
 }
 
@@ -212,63 +176,40 @@ void on_power_on_skip(TimelineMaker& maker, std::size_t record) {
     TimelineBlock& block = maker.timeline.blocks[push.block];
     if (push.is_done || push.due > now || !equals_nocase(block.trigger, kPowerOn)) continue;
     push.is_done = true;
-    return settle(block, BlockVerdict::kOncePerBoot, "skipped: it runs once per boot");
+    return settle(block, "once_per_boot", "skipped: it runs once per boot");
   }
-  settle(add_block(maker, record, kPowerOn, ""), BlockVerdict::kOncePerBoot,
-         "skipped: it runs once per boot");
 }
 
 void on_start(TimelineMaker& maker, std::size_t record) {
   settle_all(maker, record);
   maker.certain_from = maker.records[record].elapsed;
-  maker.sources.clear();
-  settle(add_block(maker, record, "", ""), BlockVerdict::kNote, "the daemon starts");
-}
-
-void note_clock(TimelineMaker& maker, std::size_t record) {
-  if (record == 0) return;
-  const LogTime back = maker.records[record - 1].time - maker.records[record].time;
-  if (back < kClockStepMs) return;
-  maker.set_backs.push_back(record);
-  const LogTime now = maker.records[record].elapsed;
-  for (Push& push : maker.queue) push.due = std::min(push.due, now);
-  settle(add_block(maker, record, "", ""), BlockVerdict::kNote,
-         "the clock was set back by " + std::to_string(back / kSecondMs) + " s");
-}
-
-void add_hold_off(TimelineMaker& maker, std::size_t at, std::string source) {
-  const EventRecord& record = maker.records[at];
-  settle(add_block(maker, at, record.name, std::move(source)), BlockVerdict::kHoldOff,
-         "skipped: hold-off time, " + std::to_string(record.number) + " s after the last one");
+  settle(add_block(maker, record, "", ""), "note", "the daemon starts");
 }
 
 void on_record(TimelineMaker& maker, std::size_t at) {
-  const EventRecord& record = maker.records[at];
+  const LogRecord& record = maker.records[at];
   switch (record.kind) {
-    case EventLine::kStart:
+    case RecordKind::kStart:
       return on_start(maker, at);
-    case EventLine::kFirstStart:
-      return queue_push(maker, at, kPowerOn, false, "by the first start after boot", true);
-    case EventLine::kPush:
-    case EventLine::kTestPush:
-      return on_push(maker, at, record.kind == EventLine::kTestPush);
-    case EventLine::kCommand:
-      return add_source(maker, record.name, "on tcp:2700");
-    case EventLine::kVariable:
-    case EventLine::kBareName:
-      return add_source(maker, record.name, variable_source(record.name));
-    case EventLine::kSettingChanged:
-      return add_source(maker, record.name, "by setting " + shown(record.name));
-    case EventLine::kVariableSkip:
-      return add_hold_off(maker, at, variable_source(record.name));
-    case EventLine::kStatusSkip:
-      return add_hold_off(maker, at, "on udp:2728");
-    case EventLine::kSettingSame:
+    case RecordKind::kFirstStart:
+      return queue_push(maker, at, kPowerOn, false, "by the first start after boot");
+    case RecordKind::kPush:
+    case RecordKind::kTestPush:
+      return on_push(maker, at, record.kind == RecordKind::kTestPush);
+    case RecordKind::kVariableSkip:
+    case RecordKind::kStatusSkip:
+      return settle(
+          add_block(
+              maker, at, record.name,
+              record.kind == RecordKind::kStatusSkip ? "on udp:2728" : usual_source(record.name)),
+          "hold_off",
+          "skipped: hold-off time, " + std::to_string(record.number) + " s after the last one");
+    case RecordKind::kSettingSame:
       return settle(add_block(maker, at, record.name, "by setting " + shown(record.name)),
-                    BlockVerdict::kSameValue, "skipped: the setting has this value already");
-    case EventLine::kPowerOnSkip:
+                    "same_value", "skipped: the setting has this value already");
+    case RecordKind::kPowerOnSkip:
       return on_power_on_skip(maker, at);
-    case EventLine::kUnknown:
+    case RecordKind::kUnknown:
       ++maker.timeline.unknown;
       return;
     default:
@@ -279,13 +220,12 @@ void on_record(TimelineMaker& maker, std::size_t at) {
 void walk(TimelineMaker& maker) {
   std::size_t pass_end = 0;
   for (std::size_t at = 0; at < maker.records.size(); ++at) {
-    const EventRecord& record = maker.records[at];
-    note_clock(maker, at);
-    if (at == 0 || record.follows_gap) maker.certain_from = record.elapsed + kLifeMs;
-    if (record.follows_gap) {
+    const LogRecord& record = maker.records[at];
+    if (at == 0 || record.gap != Gap::kNone) maker.certain_from = record.elapsed + kLifeMs;
+    if (record.gap != Gap::kNone || record.kind == RecordKind::kStart) maker.ends.push_back(at);
+    if (record.gap != Gap::kNone) {
       settle_all(maker, at);
-      settle(add_block(maker, at, "", ""), BlockVerdict::kNote,
-             "a part of the event log is missing");
+      settle(add_block(maker, at, "", ""), "note", gap_text(record.gap));
     }
     if (!is_step(record.kind)) {
       on_record(maker, at);
@@ -294,6 +234,7 @@ void walk(TimelineMaker& maker) {
       pass_end = run_pass(maker, at);
     }
   }
+  maker.ends.push_back(maker.records.size());
   if (maker.records.empty()) return;
   settle_old(maker, maker.records.back().elapsed);
   settle_all(maker, maker.records.size());
@@ -304,10 +245,11 @@ void walk(TimelineMaker& maker) {
 void find_renewals(TimelineMaker& maker) {
   bool is_started = false;
   for (std::size_t at = 0; at < maker.main.size(); ++at) {
-    const MainRecord& record = maker.main[at];
-    if (record.kind == MainLine::kBanner) is_started = true;
-    if (record.kind == MainLine::kExpired) maker.expiries.push_back(at);
-    if (record.kind != MainLine::kRenewed || contains(record.name, "kovotest")) continue;
+    const LogRecord& record = maker.main[at];
+    if (record.kind == RecordKind::kStart) is_started = true;
+    if (record.kind == RecordKind::kNoSender) maker.no_sender.push_back(at);
+    if (record.kind == RecordKind::kExpired) maker.expired.insert(record.name);
+    if (record.kind != RecordKind::kRenewed || contains(record.name, "kovotest")) continue;
     if (!is_started || at == 0) maker.renewed_until = maker.pairing.spans[at].next;
     is_started = false;
   }
@@ -318,21 +260,20 @@ void find_renewals(TimelineMaker& maker) {
 
 /// Returns the verdict on a record that only the main log has; "" for other records.
 std::string main_text(const TimelineMaker& maker, std::size_t at) {
-  const MainRecord& record = maker.main[at];
+  const LogRecord& record = maker.main[at];
   switch (record.kind) {
-    case MainLine::kFull:
+    case RecordKind::kFull:
       return "dropped: " + shown(record.name) + " is full" + shown(record.error);
-    case MainLine::kNoSender:
+    case RecordKind::kNoSender:
       return "NOT SENT: no sender for " + counted(static_cast<std::size_t>(record.number), "step") +
              ", the last one of " + quoted(record.name);
-    case MainLine::kSenderError:
+    case RecordKind::kSenderError:
       return "NOT SENT: a step of " + quoted(record.name) + ": " + shown(record.error);
-    case MainLine::kTooMany:
+    case RecordKind::kTooMany:
       return "dropped: too many events are queued";
-    case MainLine::kExpired:
-      if (maker.is_shown[at]) return "";
+    case RecordKind::kExpired:
       return "dropped: " + quoted(record.value) + " was not executed within 60 s";
-    case MainLine::kDisabled:
+    case RecordKind::kDisabled:
       return "dropped: events are off" + disabled_by(maker.main, at);
     default:
       return "";
@@ -341,7 +282,7 @@ std::string main_text(const TimelineMaker& maker, std::size_t at) {
 
 void add_main_blocks(TimelineMaker& maker) {
   for (std::size_t at = 0; at < maker.main.size(); ++at) {
-    const MainLine kind = maker.main[at].kind;
+    const RecordKind kind = maker.main[at].kind;
     std::string text = main_text(maker, at);
     if (text.empty()) continue;
     TimelineBlock& block = maker.timeline.blocks.emplace_back();
@@ -349,13 +290,15 @@ void add_main_blocks(TimelineMaker& maker) {
     block.record = maker.pairing.spans[at].next;
     const std::size_t next = std::min(block.record + 1, maker.records.size());
     if (next > 0) block.time = maker.records[next - 1].time;
-    const bool has_trigger = kind == MainLine::kTooMany || kind == MainLine::kExpired;
-    if (has_trigger || kind == MainLine::kDisabled) block.trigger = maker.main[at].name;
-    if (kind == MainLine::kDisabled) block.source = "on tcp:2700";
+    const bool is_disabled = kind == RecordKind::kDisabled;
+    const bool is_expired = kind == RecordKind::kExpired;
+    if (is_disabled || is_expired || kind == RecordKind::kTooMany) {
+      block.trigger = maker.main[at].name;
+    }
     settle(block,
-           kind == MainLine::kDisabled  ? BlockVerdict::kDisabled
-           : kind == MainLine::kExpired ? BlockVerdict::kExpired
-                                        : BlockVerdict::kDropped,
+           is_disabled  ? "disabled"
+           : is_expired ? "expired"
+                        : "dropped",
            std::move(text), true);
   }
 }
@@ -364,19 +307,19 @@ void add_main_blocks(TimelineMaker& maker) {
 /// does not seem to.
 void find_without_effect(TimelineMaker& maker) {
   std::unordered_set<std::string_view> raised;
-  std::map<std::string, std::size_t> found;
-  for (const EventRecord& record : maker.records) {
-    if (record.kind == EventLine::kVariable || record.kind == EventLine::kVariableSkip ||
-        record.kind == EventLine::kBareName) {
+  std::set<std::string> found;
+  for (const LogRecord& record : maker.records) {
+    if (record.kind == RecordKind::kVariable || record.kind == RecordKind::kVariableSkip ||
+        record.kind == RecordKind::kBareName) {
       raised.insert(record.name);
     }
     const std::string_view line = split_key_value(strip_newline(record.name)).key;
     const bool may_raise = is_playback(line) || names_setting(line);
-    if (record.kind == EventLine::kStatusLine && !may_raise) ++found[shown(line)];
+    if (record.kind == RecordKind::kStatusLine && !may_raise) found.insert(shown(line));
   }
   for (std::size_t at = 0; at < maker.main.size(); ++at) {
-    const MainRecord& record = maker.main[at];
-    if (record.kind != MainLine::kMessage) continue;
+    const LogRecord& record = maker.main[at];
+    if (record.kind != RecordKind::kMessage) continue;
     const Message message = split_message(strip_newline(record.name));
     const bool is_set = equals_nocase(message.command, "e_param_set");
     if (!is_set || maker.pairing.spans[at].next >= maker.records.size()) continue;
@@ -384,28 +327,12 @@ void find_without_effect(TimelineMaker& maker) {
     const bool has_raised = std::any_of(triggers.begin(), triggers.end(), [&](const auto& trigger) {
       return raised.count(trigger) > 0;
     });
-    if (!has_raised) ++found[shown(message.arg1)];
+    if (!has_raised) found.insert(shown(message.arg1));
   }
-  for (const auto& [name, count] : found) {
-    maker.timeline.without_effect.push_back(name + " (" + std::to_string(count) + ")");
-  }
+  maker.timeline.without_effect = {found.begin(), found.end()};
 }
 
 }  // namespace
-
-const char* verdict_name(StepVerdict verdict) {
-  constexpr const char* kNames[] = {"executed",  "no_error", "no_error_yet",
-                                    "not_known", "not_sent", "skipped"};
-  return kNames[static_cast<std::size_t>(verdict)];
-}
-
-const char* verdict_name(BlockVerdict verdict) {
-  constexpr const char* kNames[] = {"executed", "no_event",   "not_executed",  "not_known",
-                                    "hold_off", "same_value", "once_per_boot", "disabled",
-                                    "expired",  "restart",    "log_end",       "dropped",
-                                    "note"};
-  return kNames[static_cast<std::size_t>(verdict)];
-}
 
 Timeline make_timeline(const EventLog& events, const MainLog& main_log,
                        const std::string_view* definitions) {
@@ -415,7 +342,6 @@ Timeline make_timeline(const EventLog& events, const MainLog& main_log,
   TimelineMaker maker{events.records, main_log.records,
                       definitions == nullptr ? nullptr : &compiled,
                       pair_logs(events.records, main_log.records)};
-  maker.is_shown.resize(main_log.records.size());
   maker.timeline.event_records = events.records.size();
   maker.timeline.main_records = main_log.records.size();
   maker.timeline.skipped = events.skipped + main_log.skipped;
@@ -430,16 +356,16 @@ Timeline make_timeline(const EventLog& events, const MainLog& main_log,
   if (maker.pairing.has_pairs) {
     const auto first = std::find_if(
         events.records.begin(), events.records.end(),
-        [&](const EventRecord& record) { return record.elapsed >= maker.pairing.since; });
+        [&](const LogRecord& record) { return record.elapsed >= maker.pairing.since; });
     maker.timeline.main_since = first->time;
   }
   return std::move(maker.timeline);
 }
 
 std::string no_trigger_text(const Timeline& timeline, std::string_view trigger) {
-  constexpr std::size_t kMostNames = 20;
   std::vector<std::string> names;
   for (const TimelineBlock& block : timeline.blocks) {
+    if (trigger.empty() || block.trigger == trigger) return "";
     if (!block.trigger.empty()) names.push_back(block.trigger);
   }
   std::sort(names.begin(), names.end());
@@ -451,10 +377,10 @@ std::string no_trigger_text(const Timeline& timeline, std::string_view trigger) 
   }
   const std::string near = nearest_name(make_suggester(names), trigger);
   if (!near.empty()) text += "; did you mean " + quoted(near) + "?";
-  for (std::size_t at = 0; at < std::min(names.size(), kMostNames); ++at) {
-    text += (at == 0 ? "\nThe logs have " : ", ") + quoted(names[at]);
+  for (const std::string& name : names) {
+    text += (&name == &names.front() ? "\nThe logs have " : ", ") + quoted(name);
   }
-  return names.size() > kMostNames ? text + ", ..." : text;
+  return text;
 }
 
 }  // namespace kovo::check

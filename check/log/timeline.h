@@ -3,9 +3,9 @@
 //
 // The daemon logs a push before it searches an event for it, and executes the events that are due
 // in the order in which they were queued, each with all its steps at once. So the lines of a pass
-// are divided among the pushes that are due: as many lines as possible are explained, in the order
-// of the pushes. Of equal pushes, the last ones count: an earlier one found no event, before an
-// edit of the definition file. Everything is looked up in both directions, so a verdict is final.
+// are divided among the pushes that are due, from its end: each time, the last push counts whose
+// event has left the lines. An earlier equal one found no event, before an edit of the definition
+// file. Everything is looked up in both directions, so a verdict is final.
 #pragma once
 
 #include <optional>
@@ -18,11 +18,6 @@
 
 namespace kovo::check {
 
-enum class StepVerdict { kExecuted, kNoError, kNoErrorYet, kNotKnown, kNotSent, kSkipped };
-
-/// Returns the name of a verdict in JSON, such as "not_sent".
-const char* verdict_name(StepVerdict verdict);
-
 /// A step that was executed. Its texts point into the logs.
 struct TimelineStep {
   std::string_view address;
@@ -32,10 +27,10 @@ struct TimelineStep {
   std::optional<Sender> sender;
   bool offset_known = false;
   std::int64_t offset_ms = 0;
-  std::size_t record = 0;  // of its line in the event log
-  StepVerdict verdict = StepVerdict::kNotKnown;
-  std::string text;  // the verdict in words
-  std::string note;  // what else is known of it
+  std::size_t record = 0;                  // of its line in the event log
+  std::string_view verdict = "not_known";  // in JSON
+  std::string text;                        // the verdict in words
+  std::string note;                        // what else is known of it
 };
 
 inline bool is_tcp(const TimelineStep& step) {
@@ -45,24 +40,9 @@ inline bool is_status(const TimelineStep& step) {
   return step.sender && step.sender->status;
 }
 
-enum class BlockVerdict {
-  kExecuted,
-  kNoEvent,
-  kNotExecuted,  // for an unknown reason
-  kNotKnown,
-  kHoldOff,
-  kSameValue,
-  kOncePerBoot,
-  kDisabled,
-  kExpired,
-  kRestart,
-  kLogEnd,
-  kDropped,
-  kNote,
-};
-
-/// Returns the name of a verdict in JSON, such as "hold_off".
-const char* verdict_name(BlockVerdict verdict);
+inline void add_note(TimelineStep& step, const std::string& note) {
+  step.note += (step.note.empty() ? "" : "; ") + note;
+}
 
 struct TimelineBlock {
   LogTime time = 0;
@@ -74,8 +54,8 @@ struct TimelineBlock {
   bool is_probable = false;               // another push may have executed these steps
   std::optional<std::size_t> step_count;  // of the event
   std::optional<LogTime> executed;
-  BlockVerdict verdict = BlockVerdict::kNotKnown;
-  std::string text;  // the verdict in words
+  std::string_view verdict = "not_known";  // in JSON
+  std::string text;                        // the verdict in words
   bool has_failed = false;
   bool is_renewed = false;  // the daemon read its definitions again later
   std::vector<TimelineStep> steps;
@@ -98,7 +78,8 @@ struct Timeline {
 Timeline make_timeline(const EventLog& events, const MainLog& main_log,
                        const std::string_view* definitions);
 
-/// Returns the message for a trigger without a block: what the logs have, and a near name.
+/// Returns the message for a trigger without a block: what the logs have, and a near name; "" for
+/// "" or a trigger with a block.
 std::string no_trigger_text(const Timeline& timeline, std::string_view trigger);
 
 }  // namespace kovo::check

@@ -103,6 +103,9 @@ TEST(Timeline, NamesWhatItCanKnow) {
       {"an edit after the push", first + pushed("01.000", "go") + pushed("09.000", "x"),
        start + renewed + received("go\n") + renewed + received("x\n"),
        "unknown: the definition file was edited after this push"},
+      {"two sources of one name",
+       first + "01.000 get lm event go\n" + pushed("01.005", "go") + "01.010 push event: go\n",
+       start, "10:00:01.005 \"go\" on tcp:2700"},
       {"no sender", first + pushed("01.000", "go") + "01.010 10.0.0.6:23 TCP A\n",
        start + received("go\n") + "[exec_event:1] Error: no sender for 3 steps, last of Ok\n",
        "NOT SENT: no sender for 3 steps, the last one of \"Ok\""},
@@ -112,7 +115,7 @@ TEST(Timeline, NamesWhatItCanKnow) {
       {"a variable without trigger", first + pushed("01.000", "go"),
        start + "[handle_udp_lm_var:1] recv(udp:2727) lm data(22)e_param_set::FOO::bars" +
            received("go\n"),
-       "raise nothing on this product: FOO (1)"},
+       "raise nothing on this product: FOO"},
   };
   for (const auto& c : cases) {
     const std::string text = shown_timeline(c.event_log, c.main_log);
