@@ -6,6 +6,7 @@
 
 #include "daemon/state/central_state.h"
 #include "daemon/state/definition_file.h"
+#include "daemon/system/log.h"
 
 using namespace kovo;
 extern "C" int LLVMFuzzerTestOneInput(const char* data, std::size_t size) {

@@ -8,6 +8,7 @@
 #include "daemon/state/event_queue.h"
 #include "daemon/state/settings.h"
 #include "daemon/state/variable_store.h"
+#include "daemon/system/log.h"
 #include "daemon/workers/change_worker.h"
 #include "daemon/workers/receivers.h"
 #include "daemon/workers/status_worker.h"
