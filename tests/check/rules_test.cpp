@@ -260,8 +260,8 @@ TEST(Rules, ReportAMistakeOnce) {
   }
 }
 
-/// Returns the lines of an indented block of the page, with CR for \r; "..." at the end of a long
-/// line stands for more of it.
+/// Returns the lines of an indented block of the page, with CR for \r. The page shortens long lines
+/// by "..." at their end.
 std::string block_of(std::string_view section, std::string_view head) {
   std::string block;
   std::size_t at = section.find(head);
