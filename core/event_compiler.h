@@ -45,7 +45,8 @@ struct CompiledStep {
 };
 
 /// All events of one name: "DoorCount=1" and later "DoorCount=3" make two events, which share all
-/// other keys. A push finds only the first. Holds what keys have set, and so no more than the file.
+/// other keys. A push finds only the first. Holds only steps
+/// for which the file has keys, so that its size is bounded by the file's.
 struct CompiledEvent {
   std::string_view name;
   std::string_view trigger;
@@ -79,11 +80,11 @@ CompiledEvents compile_events(const DefinitionEntries& entries,
 /// any other the triggers, both exactly.
 const CompiledEvent* find_event(const CompiledEvents& list, std::string_view name, bool is_test);
 
-/// Returns an event of so many steps, the empty ones too.
+/// Returns the event with its first `step_count` steps; a step without keys is empty.
 EventDefinition whole_event(const CompiledEvent& compiled, std::int32_t step_count);
 
-/// Returns the list file's line of the same: name, trigger, the steps with their decoded payload
-/// and delay in milliseconds, and the event's delay in seconds.
+/// Returns the line of this event in the list file: name, trigger, the steps with their decoded
+/// payload and delay in milliseconds, and the event's delay in seconds.
 std::string event_line(const CompiledEvent& compiled, std::int32_t step_count);
 
 }  // namespace kovo

@@ -22,7 +22,8 @@ struct ResolutionEntry {
 
 using MappingTable = std::vector<MappingRow>;
 
-/// The product variants, which differ in their mapping rows. An output of either family is one.
+/// The product variants, which differ in their mapping rows. The outputs of both
+/// families are one variant.
 enum class Variant { kInputHdmi, kInputUsbc, kOutput };
 
 /// Returns the variant of a product id, case-insensitive. An unknown id counts as two HDMI inputs.

@@ -6,7 +6,8 @@
 
 namespace kovo {
 
-/// Decodes a raw text: escape sequences first, then percent codes; then truncates it.
+/// Decodes a raw text: escape sequences first, then percent codes. The result ends at kMaxMessage
+/// bytes or its first NUL.
 std::string decode_value(std::string_view raw);
 
 enum class Splitting { kOk, kMalformed, kNoCommand };

@@ -22,6 +22,7 @@ constexpr std::size_t kMinStatusVars = 6;  // an answer of fewer lines is not us
 // How long a TCP sender waits, for the connection and for each transfer.
 constexpr int kReplyTimeoutMs = 2000;    // of a step, which reads a reply
 constexpr int kNoReplyTimeoutMs = 1500;  // of a notification or a reply
-constexpr int kSenderPauseMs = 10;       // after a message, before its sender is free again
+
+constexpr int kSenderPauseMs = 10;  // after a datagram, a notification or a reply
 
 }  // namespace kovo

@@ -3,7 +3,7 @@
 
 namespace kovo {
 
-enum class AfterOptions { kStartDaemon, kExit, kFailed };
+enum class AfterOptions { kStartDaemon, kExit, kFailed };  // kFailed: memory was out
 
 /// Parses the command line and sets debug. Prints help or version, or runs the client command,
 /// while parsing. Returns whether the daemon is to start: not after one of these options, nor with

@@ -15,9 +15,9 @@ namespace {
 
 constexpr LogTime kEarlyMs = 150;  // an error may seem to be logged before its step was due
 constexpr LogTime kLateMs = 1500;  // or after its timeout, with some load
-constexpr LogTime kMostWaits = 4 * kReplyTimeoutMs;          // of a step until its error
-constexpr LogTime kNoSenderMs = 1500;                        // the Error line comes once a second
-constexpr char kInProgress[] = "Operation now in progress";  // a connect that timed out
+constexpr LogTime kMostWaits = LogTime{4} * kReplyTimeoutMs;  // of a step until its error
+constexpr LogTime kNoSenderMs = 1500;                         // the Error line comes once a second
+constexpr char kInProgress[] = "Operation now in progress";   // a connect that timed out
 
 struct StepRef {
   TimelineStep* step;

@@ -1,4 +1,4 @@
-// The object that all threads share. main makes it before any thread starts; it is never destroyed.
+// The object that all threads share. main makes it before any worker starts; it is never destroyed.
 #pragma once
 
 #include <atomic>

@@ -24,8 +24,8 @@ using Clients = std::deque<ClientRecord>;
 constexpr std::size_t kMaxClients = 256;  // any program can register clients
 inline const ClientRecord kDefaultClient = {Transport::kTcp, "127.0.0.1", 5127};
 
-/// Registers a client unless it is registered. At kMaxClients, the longest-registered one gives
-/// way, which is logged, but never the local kDefaultClient. Takes registry_lock.
+/// Registers a client unless it is registered. Beyond kMaxClients, removes the
+/// longest-registered client other than kDefaultClient, and logs that. Takes registry_lock.
 void add_client(VariableRegistry& registry, const ClientRecord& client);
 
 /// Removes a client if it is registered. Takes registry_lock.

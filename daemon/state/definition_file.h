@@ -13,7 +13,8 @@ struct CentralState;
 
 constexpr char kDefinitionPath[] = "/www/pelm/kovo.txt";
 
-/// Why a definition file is read. At a start, it may be what is left after a failed restore.
+/// Why a definition file is read. kStart, also for the second read of a fresh file: it may be what
+/// is left after a failed restore.
 enum class ReadReason { kStart, kEdit };
 
 /// Reads a definition file into its entries and writes the derived copies, the persistent one only

@@ -61,8 +61,8 @@ void lm_set_init(VariableRegistry& registry, std::string_view name, std::string_
 /// includes the time-outs of dead TCP clients, and takes registry_lock to store.
 void lm_set(VariableRegistry& registry, std::string_view name, std::string_view value);
 
-/// Does the same for a value that differs in more than case, and returns whether it does, stored or
-/// not.
+/// Does the same, but only if the value differs in more than case. Returns whether it differs, also
+/// without room for it; false for a name of the ignore list.
 bool lm_set_change(VariableRegistry& registry, std::string_view name, std::string_view value);
 
 /// Returns the value of a variable, "" when there is none. Takes registry_lock.

@@ -5,10 +5,9 @@
 //   daemon's user, up to 40 in a row, also when its target does not exist yet. Any other link fails
 //   with EACCES: its owner must not choose what root reads or writes.
 // - Directly in /tmp and /var/tmp, a file is written only if it belongs to the daemon's user and
-// has
-//   no second hard link. Anything else of another user there (a file, FIFO, socket, link or empty
-//   directory) is removed and the file created anew; the sticky bit keeps other users from
-//   replacing it. A link there with a second hard link is not followed.
+//   has no second hard link. A regular file that fails this, and a FIFO, socket, link or empty
+//   directory of another user, is removed and the file created anew; the sticky bit keeps other
+//   users from replacing it. A link there with a second hard link is not followed.
 // - FIFOs, devices and directories fail. No open blocks.
 #pragma once
 

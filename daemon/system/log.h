@@ -1,6 +1,7 @@
 // Logging. The main log holds progress and errors, each also printed on stdout, and is rotated
 // after a number of records. The event log holds time-stamped lines about events, and grows.
-// Diagnostics are only printed, and only with -d. No function adds a newline.
+// Diagnostics are only printed: with -d, and without it one line for each step that is skipped
+// because events are disabled. No function adds a newline.
 //
 // Any thread may log, and logging never fails: a record is lost when its file cannot be opened or
 // memory is out. Records are written under one lock, so that they never mix, the rotation is exact,

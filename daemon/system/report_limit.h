@@ -8,7 +8,8 @@ namespace kovo {
 
 constexpr std::int64_t kReportPeriodNs = 1'000'000'000;
 
-/// Counts what is reported at most once a second. The caller holds the lock that guards it.
+/// Counts what is reported at most once a second. Has no lock of its own: one thread uses it, or
+/// the caller holds the lock that guards it.
 struct ReportLimit {
   /// Returns the number to report at a time of the steady clock, and sets it to 0. Returns 0 within
   /// a second of the last report.

@@ -1,4 +1,4 @@
-// Starts threads, and handles exceptions in their loops: almost always, memory is out.
+// Starts threads, and handles exceptions in their loops: in practice, std::bad_alloc.
 #pragma once
 
 #include <pthread.h>

@@ -1,7 +1,7 @@
 // A table row names the function that runs a command and the transport of its replies. Each
 // function checks its own arguments and returns false to refuse them. A reply is sent once, to the
-// address in the command. Two commands have no row: help_udp and help_tcp, of which only the
-// beginning is compared, and e_param_set, which the change worker processes. Invariant: commands
+// address in the command. Without a row are e_param_set, which the change worker processes, and
+// every word that begins with help_; if it contains udp, the reply goes by UDP. Invariant: commands
 // run one at a time in the order of arrival, so that a get after a set returns the new value.
 #include "daemon/workers/commands.h"
 

@@ -12,8 +12,8 @@ namespace kovo {
 /// Of a text, kMaxCommand bytes count, without its final newline. Names, key or key=value, are
 /// pushed while events are enabled, and logged and dropped otherwise. Two keys that begin with "__"
 /// always count: "__TEST__:" and an event name reloads the test definitions and pushes a test
-/// event; "__SET__:network.kovo.enable" enables events for a value that begins with "1" or "y", and
-/// disables them for any other. Other such keys are ignored.
+/// event; "__SET__:network.kovo.enable" enables events for a value that begins with "1", "y" or
+/// "Y", and disables them for any other. Other such keys are ignored.
 void* handle_q_event(void* queue);
 
 /// Runs or drops what is due or stale in `pending`, and goes on to the events after one that waits.

@@ -15,8 +15,8 @@ struct VariableRegistry;
 void* handle_vep_api(void* state);
 
 /// Processes a status line. Reads the clock after an HDCP state is stored, which may take
-/// seconds. Called by handle_vep_api. Takes mapping_lock, the locks of lm_set_change and
-/// EventQueue.lock, one after the other.
+/// seconds. Called by handle_vep_api. Takes the locks of lm_set_change, then mapping_lock, then
+/// EventQueue.lock or that of lm_queue, one after the other.
 void handle_status_line(CentralState& state, VariableRegistry& registry, std::string_view text,
                         SecondsClock clock);
 

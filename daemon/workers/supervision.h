@@ -24,9 +24,9 @@ struct Supervision {
   FileTime snapshot_time;
 };
 
-/// Reads and compiles the definition file. If it cannot be read, the old events stay. A file whose
-/// time has whole seconds and is less than two seconds ago may still be being written without its
-/// time changing again: `memory` then remembers to read it once more.
+/// Reads and compiles the definition file. If it cannot be read, the old events stay. A file
+/// whose time has no fraction and is less than two seconds old may be written again without a
+/// change of its time: `memory` then remembers to read it once more.
 void load_definitions(CentralState& state, Supervision& memory, ReadReason reason);
 
 /// Makes one pass: 250 ms, and up to 1.2 s more while the marker or the snapshot is new.
