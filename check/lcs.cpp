@@ -1,11 +1,8 @@
-// E. Myers, "An O(ND) Difference Algorithm and Its Variations": the furthest point that each
-// diagonal x - y reaches with d differences follows from those with d - 1. In linear space, the
-// search from both ends finds a point in the middle of a shortest path, and each half is solved
-// likewise.
+// E. Myers, "An O(ND) Difference Algorithm and Its Variations": the furthest point that a path with
+// d differences reaches on each diagonal x - y follows from those with d - 1.
 #include "check/lcs.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <unordered_set>
 
 namespace kovo::check {
@@ -13,98 +10,64 @@ namespace {
 
 using Index = std::ptrdiff_t;
 
-constexpr Index kMaxDifferences = 20'000;  // more take minutes: the logs are not of one device
+constexpr Index kMaxDifferences = 4000;     // take 128 MB
+constexpr Index kMaxSteps = 1'000'000'000;  // take some seconds
 
-/// A part of both sequences.
-struct Part {
-  const std::uint32_t* a;
+struct Grid {
+  Sequence::const_iterator a;
   Index a_size;
-  const std::uint32_t* b;
+  Sequence::const_iterator b;
   Index b_size;
 };
 
-struct Frontier {
-  std::vector<Index> reach;  // x by diagonal
-  Index offset;
-
-  explicit Frontier(Index diagonals)
-      : reach(static_cast<std::size_t>(2 * diagonals + 3), 0), offset(diagonals + 1) {}
-  Index& at(Index diagonal) {
-    return reach[static_cast<std::size_t>(diagonal + offset)];
-  }
-};
-
-/// Extends a diagonal by one difference and then by equal elements; returns its new x.
-Index extend(const Part& part, Frontier& frontier, Index d, Index k, bool from_end) {
-  const bool down = k == -d || (k != d && frontier.at(k - 1) < frontier.at(k + 1));
-  Index x = down ? frontier.at(k + 1) : frontier.at(k - 1) + 1;
-  const auto is_equal = [&](Index y) {
-    return from_end ? part.a[part.a_size - 1 - x] == part.b[part.b_size - 1 - y]
-                    : part.a[x] == part.b[y];
-  };
-  while (x < part.a_size && x - k < part.b_size && is_equal(x - k)) ++x;
-  return frontier.at(k) = x;
+Grid grid_of(const Sequence& a, const Sequence& b) {
+  return {a.begin(), static_cast<Index>(a.size()), b.begin(), static_cast<Index>(b.size())};
 }
 
-struct Point {
+/// Returns the x where the equal elements from a point on end.
+Index end_of_equal(const Grid& grid, Index x, Index y) {
+  while (x < grid.a_size && y < grid.b_size && grid.a[x] == grid.b[y]) {
+    ++x;
+    ++y;
+  }
+  return x;
+}
+
+/// The furthest x for d differences, by diagonal from -d to d.
+using Reach = std::vector<Index>;
+
+/// A point before a deletion, which leads to the next diagonal, or an insertion.
+struct Origin {
+  Index diagonal;
   Index x;
-  Index y;
 };
 
-/// Returns a point in the middle of a shortest path through a part with at least two differences.
-Point middle_of(const Part& part) {
-  const Index delta = part.a_size - part.b_size;
-  const Index most = (part.a_size + part.b_size + 1) / 2;
-  Frontier forward(most);
-  Frontier backward(most);
-  for (Index d = 0; d <= most; ++d) {
-    for (const bool from_end : {false, true}) {
-      Frontier& own = from_end ? backward : forward;
-      Frontier& other = from_end ? forward : backward;
-      const Index other_d = from_end ? d : d - 1;
-      const bool may_meet = (delta % 2 != 0) != from_end;
-      for (Index k = -d; k <= d; k += 2) {
-        const Index x = extend(part, own, d, k, from_end);
-        const bool is_inside = x <= part.a_size && x - k <= part.b_size;
-        if (!may_meet || !is_inside || std::abs(delta - k) > other_d) continue;
-        if (x + other.at(delta - k) < part.a_size) continue;
-        return from_end ? Point{part.a_size - x, part.b_size - (x - k)} : Point{x, x - k};
-      }
+/// Returns where the furthest path to a diagonal comes from; `reach` is that of d - 1 differences.
+Origin origin_of(const Reach& reach, Index d, Index diagonal) {
+  const auto x_of = [&](Index before) { return reach.begin()[before + d - 1]; };
+  const bool inserts = diagonal == -d || (diagonal != d && x_of(diagonal - 1) < x_of(diagonal + 1));
+  const Index before = inserts ? diagonal + 1 : diagonal - 1;
+  return {before, x_of(before)};
+}
+
+/// Returns the pairs of equal elements on a path with d differences, from its end.
+std::vector<CommonPair> pairs_on(const std::vector<Reach>& reaches, Index x, Index diagonal) {
+  std::vector<CommonPair> pairs;
+  for (Index d = static_cast<Index>(reaches.size()); d >= 0; --d) {
+    const Origin origin = d == 0 ? Origin{0, 0} : origin_of(reaches.begin()[d - 1], d, diagonal);
+    for (const Index start = origin.x + (origin.diagonal < diagonal ? 1 : 0); x > start; --x) {
+      pairs.push_back(
+          {static_cast<std::size_t>(x - 1), static_cast<std::size_t>(x - 1 - diagonal)});
     }
+    x = origin.x;
+    diagonal = origin.diagonal;
   }
-  return {part.a_size, part.b_size};
+  std::reverse(pairs.begin(), pairs.end());
+  return pairs;
 }
 
-void add_pairs(Part part, Index a_start, Index b_start, std::vector<CommonPair>& pairs) {
-  const auto add = [&](Index x, Index y) {
-    pairs.push_back({static_cast<std::size_t>(a_start + x), static_cast<std::size_t>(b_start + y)});
-  };
-  Index lead = 0;
-  while (lead < std::min(part.a_size, part.b_size) && part.a[lead] == part.b[lead]) {
-    add(lead, lead);
-    ++lead;
-  }
-  part = {part.a + lead, part.a_size - lead, part.b + lead, part.b_size - lead};
-  a_start += lead;
-  b_start += lead;
-  Index trail = 0;
-  while (trail < std::min(part.a_size, part.b_size) &&
-         part.a[part.a_size - 1 - trail] == part.b[part.b_size - 1 - trail]) {
-    ++trail;
-  }
-  part.a_size -= trail;
-  part.b_size -= trail;
-  if (part.a_size > 0 && part.b_size > 0) {
-    const Point at = middle_of(part);
-    add_pairs({part.a, at.x, part.b, at.y}, a_start, b_start, pairs);
-    add_pairs({part.a + at.x, part.a_size - at.x, part.b + at.y, part.b_size - at.y},
-              a_start + at.x, b_start + at.y, pairs);
-  }
-  for (Index at = 0; at < trail; ++at) add(part.a_size + at, part.b_size + at);
-}
-
-/// Returns the positions of the elements that another sequence has too. Only these are compared: a
-/// file of which every line has changed would take hours.
+/// Returns the positions of the elements that another sequence has too. Only these are compared: of
+/// a file every line may have changed.
 std::vector<std::size_t> shared_with(const Sequence& other, const Sequence& own) {
   const std::unordered_set<std::uint32_t> known(other.begin(), other.end());
   std::vector<std::size_t> positions;
@@ -120,8 +83,19 @@ Sequence elements_at(const Sequence& all, const std::vector<std::size_t>& positi
   return chosen;
 }
 
-Part whole(const Sequence& a, const Sequence& b) {
-  return {a.data(), static_cast<Index>(a.size()), b.data(), static_cast<Index>(b.size())};
+std::vector<CommonPair> shortest_path(const Grid& grid) {
+  std::vector<Reach> reaches;
+  for (Index d = 0; d <= kMaxDifferences; ++d) {
+    Reach reach(static_cast<std::size_t>(2 * d + 1));
+    for (Index k = -d; k <= d; k += 2) {
+      const Origin origin = d == 0 ? Origin{0, 0} : origin_of(reaches.back(), d, k);
+      const Index start = origin.x + (origin.diagonal < k ? 1 : 0);
+      const Index x = reach.begin()[k + d] = end_of_equal(grid, start, start - k);
+      if (x >= grid.a_size && x - k >= grid.b_size) return pairs_on(reaches, x, k);
+    }
+    reaches.push_back(std::move(reach));
+  }
+  return {};
 }
 
 }  // namespace
@@ -131,23 +105,41 @@ std::vector<CommonPair> common_subsequence(const Sequence& a, const Sequence& b)
   const std::vector<std::size_t> of_b = shared_with(a, b);
   const Sequence shared_a = elements_at(a, of_a);
   const Sequence shared_b = elements_at(b, of_b);
-  std::vector<CommonPair> pairs;
-  add_pairs(whole(shared_a, shared_b), 0, 0, pairs);
+  std::vector<CommonPair> pairs = shortest_path(grid_of(shared_a, shared_b));
   for (CommonPair& pair : pairs) pair = {of_a[pair.a], of_b[pair.b]};
   return pairs;
 }
 
-std::size_t used_prefix(const Sequence& a, const Sequence& b) {
-  const Part part = whole(a, b);
-  const Index most = std::min(part.a_size + part.b_size, kMaxDifferences);
-  Frontier frontier(most);
-  for (Index d = 0; d <= most; ++d) {
-    for (Index k = -d; k <= d; k += 2) {
-      const Index x = extend(part, frontier, d, k, false);
-      if (x == part.a_size && x - k <= part.b_size) return static_cast<std::size_t>(x - k);
+Window most_similar(const Sequence& a, const Sequence& b) {
+  struct Path {
+    Index x;  // -1: there is none
+    Index start;
+  };
+  const Grid grid = grid_of(a, b);
+  std::vector<Path> paths;  // that reach furthest, by diagonal y - x, from -a_size
+  for (Index k = -grid.a_size; k <= grid.b_size; ++k) paths.push_back({k < 0 ? -1 : 0, k});
+  const Index most = kMaxSteps / static_cast<Index>(paths.size());
+  for (Index differences = 0; differences <= most; ++differences) {
+    Path next{-1, 0};
+    for (Index k = grid.b_size; k >= -grid.a_size; --k) {
+      Path& path = paths.begin()[k + grid.a_size];
+      const Path own = path;
+      if (differences > 0 && k > -grid.a_size) {
+        const Path& last = paths.begin()[k + grid.a_size - 1];
+        if (last.x > path.x && last.x + k <= grid.b_size) path = last;
+      }
+      if (differences > 0 && next.x >= path.x && next.x >= 0 && next.x < grid.a_size) {
+        path = {next.x + 1, next.start};
+      }
+      next = own;
+      if (path.x < 0) continue;
+      path.x = end_of_equal(grid, path.x, path.x + k);
+      if (path.x == grid.a_size) {
+        return {static_cast<std::size_t>(path.start), static_cast<std::size_t>(path.x + k)};
+      }
     }
   }
-  return 0;
+  return {0, 0};
 }
 
 }  // namespace kovo::check

@@ -14,12 +14,18 @@ struct CommonPair {
   std::size_t b;
 };
 
-/// Returns the pairs of a longest common subsequence, in order. Its time grows with the number of
-/// elements times the number of differences, its memory with the number of elements.
+/// Returns the pairs of a longest common subsequence, in order; none if the sequences differ in too
+/// many of the elements that both have.
 std::vector<CommonPair> common_subsequence(const Sequence& a, const Sequence& b);
 
-/// Returns how many leading elements of `b` a shortest edit of some of them to the whole of `a`
-/// uses.
-std::size_t used_prefix(const Sequence& a, const Sequence& b);
+/// A part of a sequence.
+struct Window {
+  std::size_t first;
+  std::size_t end;  // after the last element
+};
+
+/// Returns the part of `b` that the fewest deletions and insertions turn into `a`, the last one of
+/// several; an empty one if all need too many.
+Window most_similar(const Sequence& a, const Sequence& b);
 
 }  // namespace kovo::check

@@ -236,7 +236,8 @@ class Judge:
             if step["offset_ms"] is None or step["address"] == UNANSWERED:
                 return ""
             up = self.was_up(seconds_of(block["executed"]) + step["offset_ms"] / 1000)
-            refused, came = up is False, up is True and verdict != "skipped"
+            is_due = verdict != "skipped" and "restart" not in text
+            refused, came = up is False, up is True and is_due
         if verdict == "no_error" and refused:
             return "its error is in kovo.log"
         if verdict in ("not_sent", "skipped") and came:

@@ -29,6 +29,7 @@ struct StepRef {
 struct Group {
   std::vector<StepRef> steps;
   std::vector<std::size_t> errors;  // records of the main log
+  std::vector<std::size_t> strays;  // errors that may also belong to a step that no log has
 };
 
 using Groups = std::unordered_map<std::string, Group>;
@@ -98,21 +99,39 @@ void set_failed(TimelineStep& step, const LogRecord& error, bool is_certain, boo
   }
 }
 
+/// Returns whether the event log has all steps to which an error may belong.
+bool has_steps_of(const TimelineMaker& maker, std::size_t error) {
+  const Span& span = maker.pairing.spans[error];
+  const auto lacks = [&](std::size_t end) {
+    const LogTime from = maker.records[end].elapsed;
+    return maker.records[end].kind != RecordKind::kStart && from >= span.earliest - kMostWaits &&
+           from <= span.latest;
+  };
+  return error <= maker.pairing.last && !lacks(0) &&
+         std::none_of(maker.ends.begin(), std::prev(maker.ends.end()), lacks);
+}
+
+/// Settles the steps of a range that an error may belong to.
+void set_failed_between(const TimelineMaker& maker, Group& group, std::size_t error,
+                        std::size_t from, std::size_t to, bool is_service) {
+  for (std::size_t step = from; step <= to && step < group.steps.size(); ++step) {
+    if (!may_be(maker, error, group.steps[step])) continue;
+    set_failed(*group.steps[step].step, maker.main[error], from == to, is_service);
+  }
+}
+
 void settle_group(const TimelineMaker& maker, Group& group, bool is_service) {
   std::stable_sort(group.steps.begin(), group.steps.end(),
                    [](const StepRef& a, const StepRef& b) { return a.due < b.due; });
   const std::vector<std::size_t> first = steps_of(maker, group, false);
   const std::vector<std::size_t> last = steps_of(maker, group, true);
   for (std::size_t at = 0; at < group.errors.size(); ++at) {
-    const std::size_t record = group.errors[at];
-    const bool is_covered = record >= maker.pairing.first && record <= maker.pairing.last;
     const std::size_t from = std::min(first[at], last[at]);
     const std::size_t to = std::max(first[at], last[at]);
-    for (std::size_t step = from; step <= to && step < group.steps.size(); ++step) {
-      if (!may_be(maker, record, group.steps[step])) continue;
-      const bool is_certain = from == to && is_covered;
-      set_failed(*group.steps[step].step, maker.main[record], is_certain, is_service);
-    }
+    set_failed_between(maker, group, group.errors[at], from, to, is_service);
+  }
+  for (const std::size_t stray : group.strays) {
+    set_failed_between(maker, group, stray, 0, group.steps.size(), is_service);
   }
 }
 
@@ -125,7 +144,7 @@ bool may_lack_sender(const TimelineMaker& maker, LogTime at) {
 }
 
 /// Returns the verdict on a step for which the main log has no error; `end` is the next start or
-/// gap of the event log, or its end.
+/// set-back of the clock, or the end of the event log.
 void settle_without_error(const TimelineMaker& maker, std::size_t end, LogTime due,
                           TimelineStep& step) {
   const LogRecords& records = maker.records;
@@ -133,9 +152,8 @@ void settle_without_error(const TimelineMaker& maker, std::size_t end, LogTime d
     set_verdict(step, "not_known", "unknown: " + text);
   };
   const bool is_end = end == records.size();
-  const bool is_gap = !is_end && records[end].gap != Gap::kNone;
-  if (is_gap && due + kMostWaits > records[end - 1].elapsed)
-    return unknown(gap_text(records[end].gap));
+  const bool is_clock = !is_end && records[end].clock_set_back;
+  if (is_clock && due + kMostWaits > records[end - 1].elapsed) return unknown(kClockSetBack);
   if (due > records[end - 1].elapsed) {
     if (is_end) return unknown("the log ends before it is due");
     const std::string start = clock_text(records[end].time);
@@ -192,7 +210,8 @@ void add_errors(const TimelineMaker& maker, Groups& groups) {
     if (record.kind != RecordKind::kConnectError && record.kind != RecordKind::kSendError) continue;
     auto group = groups.find(payload_key(record.name, record.number, record.value));
     if (group == groups.end()) group = groups.find(target_key(record.name, record.number));
-    if (group != groups.end()) group->second.errors.push_back(at);
+    if (group == groups.end()) continue;
+    (has_steps_of(maker, at) ? group->second.errors : group->second.strays).push_back(at);
   }
 }
 
@@ -213,7 +232,7 @@ std::string disabled_by(const LogRecords& records, std::size_t position) {
 std::string missing_records(const TimelineMaker& maker, LogTime from, LogTime to) {
   const Pairing& pairing = maker.pairing;
   if (maker.main.empty()) return "kovo.log is missing";
-  if (!pairing.has_pairs) return "nothing in kovo.log is in the event log";
+  if (!pairing.has_pairs) return "kovo.log has too little in common with the event log";
   if (from < pairing.since) return "kovo.log does not reach back to it";
   if (to > pairing.until) return "kovo.log ends before it";
   return "";

@@ -34,9 +34,9 @@ struct TimelineMaker {
   LogDefinitions* definitions;  // null: not given
   Pairing pairing;
   Timeline timeline = {};
-  std::size_t renewed_until = 0;            // the definition file was read again before this record
-  std::vector<std::size_t> ends = {};       // starts and gaps of the event log, and its end
-  std::vector<std::size_t> no_sender = {};  // records of the main log
+  std::size_t renewed_until = 0;       // the definition file was read again before this record
+  std::vector<std::size_t> ends = {};  // starts, set-backs of the clock, and the end of the log
+  std::vector<std::size_t> no_sender = {};            // records of the main log
   std::unordered_set<std::string_view> expired = {};  // triggers, by the main log
   std::vector<Push> queue = {};                       // in the order of the daemon's queue
   LogTime certain_from = 0;   // the log has every push that may be executed from then on

@@ -1,6 +1,7 @@
 #include "check/log/pairing.h"
 
 #include <algorithm>
+#include <iterator>
 #include <string>
 #include <unordered_map>
 
@@ -17,7 +18,6 @@ constexpr LogTime kSlowPushMs = 1500;     // a push that waited for the status s
 constexpr LogTime kSlowestPushMs = 4000;  // and at most this, a name
 constexpr LogTime kBusyMs = 240;          // the queue worker pauses longer when nothing waits
 constexpr std::size_t kMostBusy = 1000;   // records without a pause, which bounds the time
-constexpr std::size_t kMostLost = 16;     // one of so many records that the event log lacks
 constexpr LogTime kLockMs = 6000;         // that a test waits for the pushes before it
 
 using Keys = std::unordered_map<std::string, std::uint32_t>;
@@ -27,22 +27,15 @@ struct Anchor {
   std::size_t record;
   std::uint32_t key;
 };
-
-/// The records of one log in the order in which the other log has them too. The texts of tcp:2700
-/// are a sequence of their own: one thread receives them, another one logs them later.
-struct Anchors {
-  std::vector<Anchor> commands;
-  std::vector<Anchor> others;
-};
+using Anchors = std::vector<Anchor>;
 
 /// Removes the last text of tcp:2700 with a key that was dropped: the event log lacks it.
-void remove_dropped(std::vector<Anchor>& commands, const LogRecords& records,
-                    std::string_view key) {
-  const auto dropped = std::find_if(commands.rbegin(), commands.rend(), [&](const Anchor& anchor) {
+void remove_dropped(Anchors& anchors, const LogRecords& records, std::string_view key) {
+  const auto dropped = std::find_if(anchors.rbegin(), anchors.rend(), [&](const Anchor& anchor) {
     const LogRecord& record = records[anchor.record];
     return record.kind == RecordKind::kCommand && record.name == key;
   });
-  if (dropped != commands.rend()) commands.erase(std::next(dropped).base());
+  if (dropped != anchors.rend()) anchors.erase(std::next(dropped).base());
 }
 
 Anchors anchors_of(const LogRecords& records, Keys& keys) {
@@ -50,17 +43,34 @@ Anchors anchors_of(const LogRecords& records, Keys& keys) {
   for (std::size_t at = 0; at < records.size(); ++at) {
     const LogRecord& record = records[at];
     const RecordKind kind = record.kind;
-    if (kind == RecordKind::kDisabled) remove_dropped(anchors.commands, records, record.name);
+    if (kind == RecordKind::kDisabled) remove_dropped(anchors, records, record.name);
     const bool is_text = kind == RecordKind::kCommand;
     if (!is_in_both(kind) || (is_text && is_command(record.name))) continue;
     std::string text(1, static_cast<char>(kind));
     if (kind != RecordKind::kPeriodSkip) text.append(strip_newline(record.name));
     if (is_text) text.append("=").append(record.value);
-    const Anchor anchor{at, keys.emplace(text, keys.size()).first->second};
-    if (is_text || kind == RecordKind::kStart) anchors.commands.push_back(anchor);
-    if (!is_text) anchors.others.push_back(anchor);
+    anchors.push_back({at, keys.emplace(text, keys.size()).first->second});
   }
   return anchors;
+}
+
+/// Returns the starts of the daemon and either the texts of tcp:2700 or all others. The texts are a
+/// sequence of their own: one thread receives them, another one logs them later.
+Anchors sequence_of(const Anchors& anchors, const LogRecords& records, bool texts) {
+  Anchors sequence;
+  for (const Anchor& anchor : anchors) {
+    const RecordKind kind = records[anchor.record].kind;
+    if (kind == RecordKind::kStart || (kind == RecordKind::kCommand) == texts) {
+      sequence.push_back(anchor);
+    }
+  }
+  return sequence;
+}
+
+Sequence keys_of(const Anchors& anchors) {
+  Sequence keys;
+  for (const Anchor& anchor : anchors) keys.push_back(anchor.key);
+  return keys;
 }
 
 /// Equal records of both logs, and those around them that may be meant instead.
@@ -72,28 +82,12 @@ struct Pair {
   std::size_t last;
 };
 
-Sequence keys_of(const std::vector<Anchor>& anchors, std::size_t from) {
-  Sequence keys;
-  for (std::size_t at = from; at < anchors.size(); ++at) keys.push_back(anchors[at].key);
-  return keys;
-}
-
 /// Pairs anchors, and moves each pair as far back and forth as equal records allow.
-std::vector<Pair> pairs_of(const std::vector<Anchor>& events, const std::vector<Anchor>& main_log) {
-  const Sequence keys = keys_of(main_log, 0);
-  Sequence newest = keys_of(events, 0);
-  std::reverse(newest.begin(), newest.end());
-  std::size_t used = used_prefix({keys.rbegin(), keys.rend()}, newest);
-  std::size_t start = events.size() - used;
-  std::vector<CommonPair> common = common_subsequence(keys, keys_of(events, start));
-  // The event log always has more: if it seems to lack records, it is the main log that was cut.
-  while (start > 0 && common.size() + common.size() / kMostLost < keys.size()) {
-    used = std::max<std::size_t>(2 * used, 1);
-    start = events.size() - std::min(events.size(), used);
-    common = common_subsequence(keys, keys_of(events, start));
-  }
+std::vector<Pair> pairs_of(const Anchors& events, const Anchors& main_log) {
+  const Sequence keys = keys_of(main_log);
+  const std::vector<CommonPair> common = common_subsequence(keys, keys_of(events));
   std::vector<Pair> pairs;
-  std::size_t event = start;
+  std::size_t event = 0;
   std::size_t main = 0;
   for (const CommonPair& pair : common) {
     const std::uint32_t key = keys[pair.a];
@@ -178,44 +172,33 @@ void set_spans(const LogRecords& events, const std::vector<Pair>& pairs, Pairing
   }
 }
 
-/// Sets how far the records of a sequence show what the logs cover.
-void set_bounds(const std::vector<Anchor>& events, const std::vector<Anchor>& main_log,
-                const std::vector<Pair>& pairs, const LogRecords& records, Pairing& pairing) {
-  const std::size_t last = pairs.empty() ? 0 : pairs.back().first;
-  if (!events.empty() && events.back().record > last) {
-    pairing.until = std::min(pairing.until, earliest_of(records, last));
-  }
-  if (pairs.empty()) return;
-  if (main_log.front().record < pairs.front().main) {
-    pairing.first = std::max(pairing.first, pairs.front().main);
-  }
-  if (main_log.back().record > pairs.back().main) {
-    pairing.last = std::min(pairing.last, pairs.back().main);
-  }
-}
-
 }  // namespace
 
 Pairing pair_logs(const LogRecords& events, const LogRecords& main_log) {
   Pairing pairing;
   pairing.spans.resize(main_log.size());
   Keys keys;
-  const Anchors of_events = anchors_of(events, keys);
   const Anchors of_main = anchors_of(main_log, keys);
-  const std::vector<Pair> commands = pairs_of(of_events.commands, of_main.commands);
-  const std::vector<Pair> others = pairs_of(of_events.others, of_main.others);
-  std::vector<Pair> pairs = commands;
-  pairs.insert(pairs.end(), others.begin(), others.end());
+  Anchors of_events = anchors_of(events, keys);
+  const Window window = most_similar(keys_of(of_main), keys_of(of_events));
+  const bool is_main_cut = window.end < of_events.size();
+  of_events.resize(window.end);
+  of_events.erase(of_events.begin(), of_events.begin() + static_cast<std::ptrdiff_t>(window.first));
+  const auto pairs_among = [&](bool texts) {
+    return pairs_of(sequence_of(of_events, events, texts), sequence_of(of_main, main_log, texts));
+  };
+  const std::vector<Pair> texts = pairs_among(true);
+  const std::vector<Pair> others = pairs_among(false);
+  std::vector<Pair> pairs;
+  std::merge(texts.begin(), texts.end(), others.begin(), others.end(), std::back_inserter(pairs),
+             [](const Pair& a, const Pair& b) { return a.main < b.main; });
   if (pairs.empty()) return pairing;
-  std::sort(pairs.begin(), pairs.end(),
-            [](const Pair& a, const Pair& b) { return a.main < b.main; });
   pairing.has_pairs = true;
   count_starts(events, others, pairing);
   set_spans(events, pairs, pairing);
   pairing.since = events[pairs.front().last].elapsed;
-  pairing.until = events.back().elapsed;
-  set_bounds(of_events.commands, of_main.commands, commands, events, pairing);
-  set_bounds(of_events.others, of_main.others, others, events, pairing);
+  pairing.until = is_main_cut ? earliest_of(events, pairs.back().first) : events.back().elapsed;
+  if (of_main.back().record > pairs.back().main_first) pairing.last = pairs.back().main_first;
   return pairing;
 }
 

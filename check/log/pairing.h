@@ -1,8 +1,9 @@
 // Finds out when the records of the main log, which have no times, were written.
 //
-// Some records are in both logs. They are paired by a diff, from the end of both logs and only as
-// far back as the main log reaches. A record that the main log lost moves no other: where equal
-// records allow several pairings, a record has the earliest and the latest of their times.
+// Some records are in both logs. The main log seldom reaches as far back as the event log, and may
+// end before it or after it. So they are paired by a diff with the part of the event log that is
+// most similar to it. A record that the main log lost moves no other: where equal records allow
+// several pairings, a record has the earliest and the latest of their times.
 #pragma once
 
 #include <vector>
@@ -23,8 +24,7 @@ struct Pairing {
   std::vector<Span> spans;          // by record of the main log
   std::vector<std::size_t> starts;  // records of the event log that both logs have
   bool has_pairs = false;
-  std::size_t first = 0;        // the event log is complete for records of the main log from here
-  std::size_t last = SIZE_MAX;  // up to here
+  std::size_t last = SIZE_MAX;  // the event log has what the main log has up to this record
   LogTime since = 0;            // the main log holds what was logged from here
   LogTime until = 0;            // up to here
 };

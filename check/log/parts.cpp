@@ -7,8 +7,6 @@
 namespace kovo::check {
 namespace {
 
-constexpr std::int64_t kMostParts = 1'000'000;  // larger suffixes are dates
-
 std::int64_t age_of(std::string_view path) {
   std::string_view name = path.substr(path.rfind('/') + 1);
   if (name.size() > 3 && name.substr(name.size() - 3) == ".gz") name.remove_suffix(3);
@@ -35,12 +33,7 @@ void read_log_parts(LogParts& parts, EventLog& events, MainLog& main_log) {
     std::stable_sort(files->begin(), files->end(),
                      [](const LogPart& a, const LogPart& b) { return a.age > b.age; });
   }
-  const LogPart* last = nullptr;
-  for (const LogPart& part : parts.event_logs) {
-    const bool is_gap = last != nullptr && last->age < kMostParts && last->age - part.age > 1;
-    read_event_log(part.text, is_gap, events);
-    last = &part;
-  }
+  for (const LogPart& part : parts.event_logs) read_event_log(part.text, events);
   for (const LogPart& part : parts.main_logs) read_main_log(part.text, main_log);
 }
 

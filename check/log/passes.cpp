@@ -24,7 +24,7 @@ std::vector<std::size_t> pass_lines(const TimelineMaker& maker, std::size_t firs
   LogTime last = maker.records[first].elapsed;
   for (std::size_t at = first; at < maker.records.size(); ++at) {
     const LogRecord& record = maker.records[at];
-    if (at > first && record.gap != Gap::kNone) break;
+    if (at > first && record.clock_set_back) break;
     if (!holds_lock(record)) continue;
     if (!is_step(record.kind) || record.elapsed - last > kSamePassMs) break;
     last = record.elapsed;
@@ -152,18 +152,23 @@ LogTime patience(const TimelineMaker& maker, const Push& push) {
 
 std::size_t run_pass(TimelineMaker& maker, std::size_t first) {
   const std::vector<std::size_t> lines = pass_lines(maker, first);
+  const std::size_t end_record = lines.back() + 1;
+  const bool may_be_cut =
+      end_record == maker.records.size() || maker.records[end_record].clock_set_back;
   std::vector<std::size_t> rest;
-  std::size_t place = maker.queue.size();
+  auto next_push = maker.queue.rbegin();
   for (std::size_t end = lines.size(); end > 0;) {
-    std::size_t next = place;
-    while (next > 0 && !may_have_left(maker, maker.queue[next - 1], lines, end)) --next;
-    if (next == 0) {
+    const auto fits = [&](const Push& push) { return may_have_left(maker, push, lines, end); };
+    const auto found = std::find_if(next_push, maker.queue.rend(), fits);
+    if (found == maker.queue.rend()) {
       rest.push_back(lines[--end]);
       continue;
     }
-    place = next - 1;
-    end -= steps_of(*maker.queue[place].event).size();
-    execute(maker, maker.queue[place], &lines[end]);
+    next_push = std::next(found);
+    maker.timeline.blocks[found->block].is_probable =
+        may_be_cut && std::any_of(next_push, maker.queue.rend(), fits);
+    end -= steps_of(*found->event).size();
+    execute(maker, *found, &lines[end]);
   }
   std::reverse(rest.begin(), rest.end());
   if (!rest.empty()) add_unexplained(maker, rest);

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <ctime>
 #include <iterator>
-#include <utility>
 
 #include "check/words.h"
 #include "core/text.h"
@@ -235,12 +234,6 @@ LogRecord main_record(std::string_view text) {
 
 }  // namespace
 
-const char* gap_text(Gap gap) {
-  constexpr const char* kTexts[] = {"", "a part of the event log is missing",
-                                    "the clock was set back"};
-  return kTexts[static_cast<std::size_t>(gap)];
-}
-
 std::string clock_text(LogTime time) {
   return stamp_text(time).substr(11, 12);
 }
@@ -261,7 +254,7 @@ bool parse_moment(std::string_view text, LogTime last, LogTime& moment) {
   return stamp_text(moment) == stamp;  // not for 99:99
 }
 
-void read_event_log(std::string_view text, bool follows_gap, EventLog& log) {
+void read_event_log(std::string_view text, EventLog& log) {
   std::size_t at = has_form(text, kStampForm) ? 0 : next_stamp(text, 0);
   if (at != 0) log.skipped += split_lines(text.substr(0, at)).size();
   while (at != std::string_view::npos) {
@@ -270,12 +263,11 @@ void read_event_log(std::string_view text, bool follows_gap, EventLog& log) {
     if (!is_whole) ++log.skipped;
     if (is_whole) {
       LogRecord record = event_record(strip_newline(text.substr(at, next - at)));
-      if (std::exchange(follows_gap, false)) record.gap = Gap::kMissing;
       record.elapsed = record.time;
       if (!log.records.empty()) {
         const LogRecord& last = log.records.back();
         record.elapsed = last.elapsed + std::max<LogTime>(0, record.time - last.time);
-        if (record.time < last.time - kClockStepMs) record.gap = Gap::kClock;
+        record.clock_set_back = record.time < last.time - kClockStepMs;
       }
       log.records.push_back(record);
     }

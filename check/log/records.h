@@ -68,17 +68,13 @@ inline bool is_step(RecordKind kind) {
   return kind >= RecordKind::kPeriodSkip && kind <= RecordKind::kDisabledStep;
 }
 
-/// Why the event log does not show how much time passed before a record.
-enum class Gap : std::uint8_t { kNone, kMissing, kClock };
-
-/// Returns "a part of the event log is missing" or "the clock was set back"; "" for no gap.
-const char* gap_text(Gap gap);
+constexpr char kClockSetBack[] = "the clock was set back";
 
 struct LogRecord {
   RecordKind kind = RecordKind::kUnknown;
-  Gap gap = Gap::kNone;  // event log: before it
-  LogTime time = 0;      // event log only
-  LogTime elapsed = 0;   // the same, but it never decreases
+  bool clock_set_back = false;  // event log: before it
+  LogTime time = 0;             // event log only
+  LogTime elapsed = 0;          // the same, but it never decreases
   std::string_view name;
   std::string_view value;
   std::string_view error;
@@ -92,8 +88,8 @@ struct EventLog {
 };
 using MainLog = EventLog;
 
-/// Appends the records of a part of the event log; `follows_gap`: the part before it is missing.
-void read_event_log(std::string_view text, bool follows_gap, EventLog& log);
+/// Appends the records of a part of the event log.
+void read_event_log(std::string_view text, EventLog& log);
 
 /// Appends the records of a part of the main log.
 void read_main_log(std::string_view text, MainLog& log);

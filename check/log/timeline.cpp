@@ -16,7 +16,6 @@
 namespace kovo::check {
 namespace {
 
-constexpr std::size_t kMaxQueue = 500;    // waiting pushes, which bounds the time of a pass
 constexpr std::size_t kMostBetween = 16;  // records between a source and its push
 constexpr LogTime kSecondMs = 1000;
 
@@ -64,8 +63,8 @@ std::string no_event_text(const LogDefinitions& definitions, const TimelineBlock
   return near.empty() ? text : text + "; did you mean " + quoted(near) + "?";
 }
 
-/// Gives a push without steps its verdict; `end` is the record of a start or gap, or the end of the
-/// log, if the push may still have been executed after it.
+/// Gives a push without steps its verdict; `end` is the record of a start or a set-back of the
+/// clock, or the end of the log, if the push may still have been executed after it.
 void settle_unexecuted(TimelineMaker& maker, const Push& push, std::optional<std::size_t> end) {
   TimelineBlock& block = maker.timeline.blocks[push.block];
   const LogRecords& records = maker.records;
@@ -80,7 +79,7 @@ void settle_unexecuted(TimelineMaker& maker, const Push& push, std::optional<std
   }
   if (maker.expired.count(block.trigger) > 0) return unknown("an event of this trigger expired");
   const bool is_cut = end && *end < records.size();
-  if (is_cut && records[*end].gap != Gap::kNone) return unknown(gap_text(records[*end].gap));
+  if (is_cut && records[*end].clock_set_back) return unknown(kClockSetBack);
   if (maker.definitions == nullptr) return unknown("no steps in the log");
   if (block.is_renewed) return unknown("the definition file was edited after this push");
   if (push.maybe) return unknown("the steps of " + clock_text(*push.maybe) + " may be its own");
@@ -140,12 +139,6 @@ void queue_push(TimelineMaker& maker, std::size_t record, std::string_view name,
     if (!is_test) push.due += std::max(0, push.event->compiled->delay_s) * kSecondMs;
   }
   maker.queue.push_back(push);
-  if (maker.queue.size() <= kMaxQueue) return;
-  const Push& oldest = maker.queue.front();
-  if (!oldest.is_done) {
-    settle(maker.timeline.blocks[oldest.block], "not_known", "unknown: too many pushes wait");
-  }
-  maker.queue.erase(maker.queue.begin());
 }
 
 /// Returns why a text is pushed: its source is logged closely before it, or not at all.
@@ -221,11 +214,11 @@ void walk(TimelineMaker& maker) {
   std::size_t pass_end = 0;
   for (std::size_t at = 0; at < maker.records.size(); ++at) {
     const LogRecord& record = maker.records[at];
-    if (at == 0 || record.gap != Gap::kNone) maker.certain_from = record.elapsed + kLifeMs;
-    if (record.gap != Gap::kNone || record.kind == RecordKind::kStart) maker.ends.push_back(at);
-    if (record.gap != Gap::kNone) {
+    if (at == 0 || record.clock_set_back) maker.certain_from = record.elapsed + kLifeMs;
+    if (record.clock_set_back || record.kind == RecordKind::kStart) maker.ends.push_back(at);
+    if (record.clock_set_back) {
       settle_all(maker, at);
-      settle(add_block(maker, at, "", ""), "note", gap_text(record.gap));
+      settle(add_block(maker, at, "", ""), "note", kClockSetBack);
     }
     if (!is_step(record.kind)) {
       on_record(maker, at);

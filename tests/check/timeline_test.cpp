@@ -35,7 +35,7 @@ std::string shown_timeline(const std::string& event_lines, const std::string& ma
   }
   EventLog events;
   MainLog main_records;
-  read_event_log(event_log, false, events);
+  read_event_log(event_log, events);
   read_main_log(main_log, main_records);
   const std::string_view definitions = kDefinitions;
   const Timeline timeline = make_timeline(events, main_records, &definitions);
@@ -136,6 +136,13 @@ std::size_t common_length(const Sequence& a, const Sequence& b) {
   return length[a.size()][b.size()];
 }
 
+/// Returns how many deletions and insertions make a part of `b` from `a`.
+std::size_t differences(const Sequence& a, const Sequence& b, Window part) {
+  const Sequence chosen(b.begin() + static_cast<std::ptrdiff_t>(part.first),
+                        b.begin() + static_cast<std::ptrdiff_t>(part.end));
+  return a.size() + chosen.size() - 2 * common_length(a, chosen);
+}
+
 TEST(CommonSubsequence, IsTheLongestOfRandomSequences) {
   std::mt19937 random(1);
   const auto sequence = [&] {
@@ -146,6 +153,12 @@ TEST(CommonSubsequence, IsTheLongestOfRandomSequences) {
   for (int run = 0; run < 20'000; ++run) {
     const Sequence a = sequence();
     const Sequence b = sequence();
+    const Window window = most_similar(a, b);
+    for (std::size_t end = 0; end <= b.size() && run % 10 == 0; ++end) {
+      for (std::size_t first = 0; first <= end; ++first) {
+        ASSERT_LE(differences(a, b, window), differences(a, b, {first, end}));
+      }
+    }
     const std::vector<CommonPair> pairs = common_subsequence(a, b);
     ASSERT_EQ(pairs.size(), common_length(a, b));
     for (std::size_t at = 0; at < pairs.size(); ++at) {
