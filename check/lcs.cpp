@@ -135,11 +135,12 @@ Window most_similar(const Sequence& a, const Sequence& b) {
       if (path.x < 0) continue;
       path.x = end_of_equal(grid, path.x, path.x + k);
       if (path.x == grid.a_size) {
-        return {static_cast<std::size_t>(path.start), static_cast<std::size_t>(path.x + k)};
+        return {static_cast<std::size_t>(path.start), static_cast<std::size_t>(path.x + k),
+                static_cast<std::size_t>(differences)};
       }
     }
   }
-  return {0, 0};
+  return {0, 0, 0};
 }
 
 }  // namespace kovo::check

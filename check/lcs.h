@@ -22,6 +22,7 @@ std::vector<CommonPair> common_subsequence(const Sequence& a, const Sequence& b)
 struct Window {
   std::size_t first;
   std::size_t end;  // after the last element
+  std::size_t differences;
 };
 
 /// Returns the part of `b` that the fewest deletions and insertions turn into `a`, the last one of

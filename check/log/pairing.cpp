@@ -172,6 +172,14 @@ void set_spans(const LogRecords& events, const std::vector<Pair>& pairs, Pairing
   }
 }
 
+/// Removes what is outside of a window, which is widened first: it may lack as many records at its
+/// ends as it has differences.
+void trim(Anchors& anchors, const Window& window) {
+  anchors.resize(std::min(anchors.size(), window.end + window.differences));
+  const auto first = window.first - std::min(window.first, window.differences);
+  anchors.erase(anchors.begin(), anchors.begin() + static_cast<std::ptrdiff_t>(first));
+}
+
 }  // namespace
 
 Pairing pair_logs(const LogRecords& events, const LogRecords& main_log) {
@@ -180,10 +188,9 @@ Pairing pair_logs(const LogRecords& events, const LogRecords& main_log) {
   Keys keys;
   const Anchors of_main = anchors_of(main_log, keys);
   Anchors of_events = anchors_of(events, keys);
-  const Window window = most_similar(keys_of(of_main), keys_of(of_events));
-  const bool is_main_cut = window.end < of_events.size();
-  of_events.resize(window.end);
-  of_events.erase(of_events.begin(), of_events.begin() + static_cast<std::ptrdiff_t>(window.first));
+  if (of_events.empty()) return pairing;
+  const std::size_t last_anchor = of_events.back().record;
+  trim(of_events, most_similar(keys_of(of_main), keys_of(of_events)));
   const auto pairs_among = [&](bool texts) {
     return pairs_of(sequence_of(of_events, events, texts), sequence_of(of_main, main_log, texts));
   };
@@ -197,7 +204,10 @@ Pairing pair_logs(const LogRecords& events, const LogRecords& main_log) {
   count_starts(events, others, pairing);
   set_spans(events, pairs, pairing);
   pairing.since = events[pairs.front().last].elapsed;
-  pairing.until = is_main_cut ? earliest_of(events, pairs.back().first) : events.back().elapsed;
+  std::size_t last_paired = 0;
+  for (const Pair& pair : pairs) last_paired = std::max(last_paired, pair.first);
+  pairing.until =
+      last_anchor > last_paired ? earliest_of(events, last_paired) : events.back().elapsed;
   if (of_main.back().record > pairs.back().main_first) pairing.last = pairs.back().main_first;
   return pairing;
 }
