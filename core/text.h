@@ -11,7 +11,7 @@
 namespace kovo {
 
 // Limits of texts in bytes, without a terminating NUL.
-constexpr std::size_t kMaxPath = 127;        // a line of the parameter tool
+constexpr std::size_t kMaxParameter = 127;   // a line of the parameter tool
 constexpr std::size_t kMaxShortText = 63;    // destination addresses, serial formats
 constexpr std::size_t kMaxStatusLine = 511;  // status lines and setting lines
 constexpr std::size_t kMaxCommand = 1023;    // command lines, payloads, mirror lines

@@ -50,16 +50,18 @@ int wait_for_end(pid_t child) {
   return status;
 }
 
-/// Reads until a newline, the end of the output, kMaxPath bytes or `end_ns` of the steady clock.
+/// Reads until a newline, the end of the output, kMaxParameter bytes or `end_ns` of the steady
+/// clock.
 std::string read_first_line(int fd, std::int64_t end_ns) {
   std::string text;
-  while (text.size() < kMaxPath && !contains(text, "\n") && steady_ns() < end_ns) {
+  while (text.size() < kMaxParameter && !contains(text, "\n") && steady_ns() < end_ns) {
     const std::int64_t left_ms = (end_ns - steady_ns()) / kNanosecondsPerMillisecond + 1;
     pollfd output{fd, POLLIN, 0};
     const int ready = poll(&output, 1, static_cast<int>(std::min(left_ms, kLongestPollMs)));
     if (ready == 0 || (ready < 0 && errno == EINTR)) continue;
-    char piece[kMaxPath];
-    const ssize_t size = retry_interrupted([&] { return read(fd, piece, kMaxPath - text.size()); });
+    char piece[kMaxParameter];
+    const ssize_t size =
+        retry_interrupted([&] { return read(fd, piece, kMaxParameter - text.size()); });
     if (size <= 0) break;
     text.append(piece, static_cast<std::size_t>(size));
   }

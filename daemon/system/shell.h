@@ -32,8 +32,8 @@ void _system(const char* command);
 constexpr std::int64_t kNoTimeoutMs = std::int64_t{1} << 40;  // decades
 
 /// Returns the value of a device parameter: the first line that the parameter tool prints, at most
-/// kMaxPath bytes; "" when it cannot be run or prints nothing. Waits for the end of the tool. After
-/// `timeout_ms`, kills the tool with its children and returns "". Any thread.
+/// kMaxParameter bytes; "" when it cannot be run or prints nothing. Waits for the end of the tool.
+/// After `timeout_ms`, kills the tool with its children and returns "". Any thread.
 std::string query_device_param(const std::string& name, std::int64_t timeout_ms = kNoTimeoutMs);
 
 }  // namespace kovo
