@@ -196,7 +196,10 @@ export async function startCore(binary: BufferSource) {
     return size;
   }
   const giveText = (text: string) => give(toBytes(text, encoding));
-  const giveJson = (json: unknown) => give(new TextEncoder().encode(JSON.stringify(json)));
+  // A text field may hold half a surrogate pair, which is not valid in JSON.
+  const wellFormed = (_key: string, value: unknown) =>
+    typeof value === "string" ? new TextDecoder().decode(new TextEncoder().encode(value)) : value;
+  const giveJson = (json: unknown) => give(new TextEncoder().encode(JSON.stringify(json, wellFormed)));
   const answer = (size: number) =>
     JSON.parse(new TextDecoder().decode(new Uint8Array(memory.buffer, call("output"), size)));
 
