@@ -13,7 +13,7 @@ from device.system import read_file, set_uptime, wait_until
 
 SYNC_MARKER = Path("/var/tmp/plinth_sync_ok")  # created in each pass of the supervision loop
 # The signal settings that a careless parent passes on.
-SIGNALS = ("env", "--ignore-signal=HUP,TERM,CHLD,ALRM", "--block-signal")
+SIGNALS = ("env", "--default-signal=INT", "--ignore-signal=HUP,TERM,CHLD,ALRM", "--block-signal")
 
 
 @dataclass
