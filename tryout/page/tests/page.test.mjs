@@ -561,7 +561,7 @@ pageTest("logs are opened, also compressed, and a click goes to the event", asyn
     `BCount=1\n${step("B", 0)}SlowCount=1\nSlowXMLfield=slow\n${step("Slow", 0)}`);
   await tab(page, "Logs");
   const files = Object.entries(recordedLogs()).map(([name, text]) =>
-    name.endsWith(".1")
+    name.endsWith("-20261124")
       ? { name: `${name}.gz`, mimeType: "", buffer: gzipSync(text) }
       : { name, mimeType: "", buffer: Buffer.from(text) },
   );

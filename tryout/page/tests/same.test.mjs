@@ -73,7 +73,7 @@ test("the timeline of logs is the one of kovocheck log", async () => {
     "SlowCount=1\nSlowXMLfield=slow\nSlowProtocol0=UDP\nPowerOnCount=1\nPowerOnProtocol0=UDP\n";
   writeFileSync(`${directory}/kovo.txt`, definition);
   const files = Object.entries(logs).map(([name, text]) => {
-    const packed = name.endsWith(".1"); // rotated
+    const packed = name.endsWith("-20261124"); // rotated
     writeFileSync(`${directory}/${name}${packed ? ".gz" : ""}`, packed ? gzipSync(text) : text);
     return `${name}${packed ? ".gz" : ""}`;
   });
