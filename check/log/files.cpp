@@ -119,7 +119,7 @@ std::size_t print_blocks(const Timeline& timeline, const LogFilter& filter, bool
 
 LogResult show_logs(const LogOptions& options) {
   Logs logs = find_logs(options.paths);
-  if (logs.parts.event_logs.empty() && logs.parts.main_logs.empty()) {
+  if (logs.parts.empty()) {
     print_error("no log of kovotcp found");
     return LogResult::kCannotRead;
   }

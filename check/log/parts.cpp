@@ -22,19 +22,20 @@ std::int64_t age_of(std::string_view path) {
 
 LogKind add_log_part(LogParts& parts, std::string_view path, std::string text) {
   const LogKind kind = kind_of_log(text);
-  if (kind == LogKind::kNone) return kind;
-  (kind == LogKind::kEventLog ? parts.event_logs : parts.main_logs)
-      .push_back({std::move(text), age_of(path)});
+  if (kind != LogKind::kNone) parts.push_back({kind, std::move(text), age_of(path)});
   return kind;
 }
 
 void read_log_parts(LogParts& parts, EventLog& events, MainLog& main_log) {
-  for (std::vector<LogPart>* files : {&parts.event_logs, &parts.main_logs}) {
-    std::stable_sort(files->begin(), files->end(),
-                     [](const LogPart& a, const LogPart& b) { return a.age > b.age; });
+  std::stable_sort(parts.begin(), parts.end(),
+                   [](const LogPart& a, const LogPart& b) { return a.age > b.age; });
+  for (const LogPart& part : parts) {
+    if (part.kind == LogKind::kEventLog) {
+      read_event_log(part.text, events);
+    } else {
+      read_main_log(part.text, main_log);
+    }
   }
-  for (const LogPart& part : parts.event_logs) read_event_log(part.text, events);
-  for (const LogPart& part : parts.main_logs) read_main_log(part.text, main_log);
 }
 
 }  // namespace kovo::check

@@ -11,14 +11,11 @@
 namespace kovo::check {
 
 struct LogPart {
+  LogKind kind = LogKind::kNone;
   std::string text;
   std::int64_t age = 0;  // 0 for the current file, larger for older ones
 };
-
-struct LogParts {
-  std::vector<LogPart> event_logs;
-  std::vector<LogPart> main_logs;
-};
+using LogParts = std::vector<LogPart>;
 
 /// Adds a file, plain text under the name that rotation gave it: "kovo.log.1",
 /// "kovoevent.log.2.gz" or "kovoevent.log-20261124". Returns which log it is.
