@@ -1,27 +1,19 @@
-#include "check/fixes.h"
+#include <fmt/core.h>
 
 #include <algorithm>
-#include <unordered_map>
-#include <vector>
 
-#include "check/lcs.h"
+#include "check/fixes.h"
 #include "core/text.h"
 
 namespace kovo::check {
 namespace {
 
-constexpr std::size_t kContext = 3;  // unchanged lines around a change in a diff
+constexpr std::size_t kContext = 3;  // unchanged lines around a change
 
-/// Some lines of the old text, from the first to before the last, and what replaces them.
-struct LineChange {
-  std::size_t old_first;
-  std::size_t old_last;
-  std::size_t new_first;
-  std::size_t new_last;
-};
+using Lines = std::vector<std::string_view>;
 
-std::vector<std::string_view> lines_with_ends(std::string_view text) {
-  std::vector<std::string_view> lines;
+Lines lines_with_ends(std::string_view text) {
+  Lines lines;
   while (!text.empty()) {
     lines.push_back(text.substr(0, until_newline(text).size() + 1));
     text.remove_prefix(lines.back().size());
@@ -29,78 +21,47 @@ std::vector<std::string_view> lines_with_ends(std::string_view text) {
   return lines;
 }
 
-using Lines = std::vector<std::string_view>;
+void add_line(std::string& diff, char mark, std::string_view line) {
+  if (line.empty()) return;  // it was only a carriage return or byte order mark at the end
+  diff.append(1, mark).append(line);
+  if (line.back() != '\n') diff += "\n\\ No newline at end of file\n";
+}
 
-/// Returns the runs of lines that differ, by the longest common subsequence.
-std::vector<LineChange> changes_between(const Lines& before, const Lines& after) {
-  std::unordered_map<std::string_view, std::uint32_t> keys;
-  const auto keys_of = [&](const Lines& lines) {
-    Sequence sequence;
-    for (const std::string_view line : lines) {
-      const auto key = static_cast<std::uint32_t>(keys.size());
-      sequence.push_back(keys.emplace(line, key).first->second);
-    }
-    return sequence;
-  };
-  const Sequence old_keys = keys_of(before);
-  std::vector<CommonPair> common = common_subsequence(old_keys, keys_of(after));
-  common.push_back({before.size(), after.size()});
-  std::vector<LineChange> changes;
-  CommonPair next{0, 0};
-  for (const CommonPair& pair : common) {
-    if (pair.a > next.a || pair.b > next.b) changes.push_back({next.a, pair.a, next.b, pair.b});
-    next = {pair.a + 1, pair.b + 1};
+/// Adds the lines from one to before another: of changed lines first all old ones.
+void add_hunk(std::string& diff, const Lines& before, const Lines& after, std::size_t from,
+              std::size_t to) {
+  const std::size_t left = to - from - (after[to - 1].empty() ? 1 : 0);
+  diff += fmt::format("@@ -{},{} +{},{} @@\n", from + 1, to - from, left > 0 ? from + 1 : 0, left);
+  while (from < to) {
+    std::size_t end = from;
+    while (end < to && before[end] != after[end]) ++end;
+    for (std::size_t at = from; at < end; ++at) add_line(diff, '-', before[at]);
+    for (std::size_t at = from; at < end; ++at) add_line(diff, '+', after[at]);
+    if (end < to) add_line(diff, ' ', before[end]);
+    from = end + 1;
   }
-  return changes;
-}
-
-void add_lines(std::string& diff, char mark, const Lines& lines, std::size_t from, std::size_t to) {
-  for (; from < to; ++from) {
-    diff.append(1, mark).append(lines[from]);
-    if (lines[from].back() != '\n') diff += "\n\\ No newline at end of file\n";
-  }
-}
-
-/// Returns "12,7" for a part of a hunk: its first line, counted from 1, and how many there are.
-std::string part_text(std::size_t from, std::size_t to) {
-  return std::to_string(from == to ? from : from + 1) + "," + std::to_string(to - from);
-}
-
-/// Adds changes that have at most the same context between them.
-void add_hunk(std::string& diff, const Lines& before, const Lines& after, const LineChange* first,
-              const LineChange* last) {
-  const std::size_t lead = std::min(kContext, first->old_first);
-  const std::size_t trail = std::min(kContext, before.size() - last->old_last);
-  diff += "@@ -" + part_text(first->old_first - lead, last->old_last + trail) + " +" +
-          part_text(first->new_first - lead, last->new_last + trail) + " @@\n";
-  std::size_t at = first->old_first - lead;
-  for (const LineChange* change = first; change <= last; ++change) {
-    add_lines(diff, ' ', before, at, change->old_first);
-    add_lines(diff, '-', before, change->old_first, change->old_last);
-    add_lines(diff, '+', after, change->new_first, change->new_last);
-    at = change->old_last;
-  }
-  add_lines(diff, ' ', before, at, at + trail);
-}
-
-/// Returns a name for the head of a diff, as git and patch read it: with a tab after blanks.
-std::string head_name(const char* side, std::string_view path) {
-  return std::string(side).append(path).append(contains(path, " ") ? "\t" : "");
 }
 
 }  // namespace
 
 std::string unified_diff(std::string_view path, std::string_view before, std::string_view after) {
-  if (before == after) return {};
   const Lines old_lines = lines_with_ends(before);
-  const Lines new_lines = lines_with_ends(after);
-  const std::vector<LineChange> changes = changes_between(old_lines, new_lines);
-  std::string diff = "--- " + head_name("a/", path) + "\n+++ " + head_name("b/", path) + "\n";
-  const LineChange* end = changes.data() + changes.size();
-  for (const LineChange* first = changes.data(); first != end;) {
-    const LineChange* last = first;
-    while (last + 1 != end && (last + 1)->old_first - last->old_last <= 2 * kContext) ++last;
-    add_hunk(diff, old_lines, new_lines, first, last);
+  Lines new_lines = lines_with_ends(after);
+  new_lines.resize(old_lines.size());
+  std::vector<std::size_t> changed;
+  for (std::size_t at = 0; at < old_lines.size(); ++at) {
+    if (old_lines[at] != new_lines[at]) changed.push_back(at);
+  }
+  if (changed.empty()) return {};
+  const char* end = contains(path, " ") ? "\t" : "";  // git and patch read a name with blanks so
+  std::string diff = fmt::format("--- a/{0}{1}\n+++ b/{0}{1}\n", path, end);
+  for (std::size_t first = 0; first < changed.size();) {
+    std::size_t last = first;
+    while (last + 1 < changed.size() && changed[last + 1] - changed[last] <= 2 * kContext + 1) {
+      ++last;
+    }
+    add_hunk(diff, old_lines, new_lines, changed[first] - std::min(changed[first], kContext),
+             std::min(changed[last] + 1 + kContext, old_lines.size()));
     first = last + 1;
   }
   return diff;

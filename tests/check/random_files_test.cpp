@@ -85,8 +85,6 @@ TEST(RandomFiles, AreFixedOnceWithoutANewErrorAndAsGitAndPatchDoIt) {
     diff += unified_diff(name.substr(1), text, fixed.text);
   }
   EXPECT_GT(fixes, 500U);
-  EXPECT_EQ(unified_diff("f", "1\n2\n3", "1\n3"),
-            "--- a/f\n+++ b/f\n@@ -1,3 +1,2 @@\n 1\n-2\n 3\n\\ No newline at end of file\n");
   std::ofstream(directory + "/diff") << diff;
   const std::string apply =
       "cd " + directory +
