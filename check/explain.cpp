@@ -34,9 +34,9 @@ ExplainedStep explain_step(Explaining& explaining, const StepEntries& entries) {
   step.port = sent_port(compiled.port);
   step.why_not = reason_not_sent(entries);
   if (!step.why_not.empty() || step.sender->status) return step;
-  const std::string data = s_hex_to_ascii(compiled.data);
-  step.payload = filled(data, explaining.known);
-  step.is_complete = is_complete(data, explaining.known);
+  FilledPayload payload = filled(s_hex_to_ascii(compiled.data), explaining.known);
+  step.payload = std::move(payload.text);
+  step.is_complete = payload.is_complete;
   step.ends_at_zero = step.payload.find('\0') < kMaxCommand;
   step.truncated = step.is_complete && !step.ends_at_zero && step.payload.size() > kMaxCommand;
   return step;

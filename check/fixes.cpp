@@ -19,10 +19,9 @@ namespace {
 
 constexpr int kMaxPasses = 20;  // two fixes that undo each other would never end
 
-/// How many bytes may still be checked: a file with thousands of harmful fixes would take minutes.
-using Budget = std::size_t;
-constexpr Budget kToApply = std::size_t{16} << 20;  // a few seconds
-constexpr Budget kToOffer = std::size_t{1} << 20;   // the page checks while one types
+// How many bytes may be checked: a file with thousands of harmful fixes would take minutes.
+constexpr std::size_t kToApply = std::size_t{16} << 20;  // a few seconds
+constexpr std::size_t kToOffer = std::size_t{1} << 20;   // the page checks while one types
 
 bool is_certain(const Finding& finding) {
   return finding.fix && finding.severity != Severity::kNote && finding.hint.rfind(kGuess, 0) != 0;
@@ -58,13 +57,12 @@ bool is_worse(const Harm& now, const Harm& before) {
 }
 
 using Fixes = std::vector<const Finding*>;
-using FixesByEvent = std::map<std::string, Fixes>;
 
 /// One pass over a text: how bad it is, and what is kept of its fixes so far.
 struct Pass {
   std::string_view text;
   const CheckOptions& options;
-  Budget& budget;
+  std::size_t& budget;
   Harm before;
   Fixes kept{};
 };
@@ -93,19 +91,11 @@ bool keep(Pass& pass, const Fixes& fixes) {
   return true;
 }
 
-void keep_harmless(Pass& pass, const FixesByEvent& events) {
+/// Returns the fixes that do harm neither together nor, if they do, event by event or one by one.
+/// An earlier one goes before a later one that overlaps it.
+Fixes harmless_fixes(Pass pass, const Source& source, const Fixes& fixes) {
   Fixes all;
-  for (const auto& [event, fixes] : events) all.insert(all.end(), fixes.begin(), fixes.end());
-  if (all.empty() || keep(pass, all)) return;
-  for (const auto& [event, fixes] : events) {
-    if ((events.size() > 1 && keep(pass, fixes)) || fixes.size() == 1) continue;
-    for (const Finding* finding : fixes) keep(pass, {finding});
-  }
-}
-
-/// Returns the fixes that do not overlap, an earlier one before a later one, by event.
-FixesByEvent by_event(const Source& source, const Fixes& fixes) {
-  FixesByEvent events;
+  std::map<std::string, Fixes> by_event;
   std::set<std::pair<std::int32_t, std::int32_t>> replaced;  // bytes: line and column
   for (const Finding* finding : fixes) {
     bool is_free = true;
@@ -114,13 +104,16 @@ FixesByEvent by_event(const Source& source, const Fixes& fixes) {
         is_free = replaced.emplace(edit.range.line, edit.range.column + at).second && is_free;
       }
     }
-    if (is_free) events[event_of(source, finding->range.line)].push_back(finding);
+    if (!is_free) continue;
+    all.push_back(finding);
+    by_event[event_of(source, finding->range.line)].push_back(finding);
   }
-  return events;
-}
-
-std::size_t errors_of(std::string_view text, const CheckOptions& options) {
-  return count_of(check_source(read_source(text), options), Severity::kError);
+  if (all.empty() || keep(pass, all)) return all;
+  for (const auto& [event, own] : by_event) {
+    if ((by_event.size() > 1 && keep(pass, own)) || own.size() == 1) continue;
+    for (const Finding* finding : own) keep(pass, {finding});
+  }
+  return pass.kept;
 }
 
 }  // namespace
@@ -151,22 +144,26 @@ std::string with_edits(std::string_view text, std::vector<Edit> edits) {
 
 FixedText apply_fixes(std::string_view text, const CheckOptions& options) {
   FixedText fixed{std::string(text)};
-  Budget budget = kToApply;
-  for (int number = 0; number < kMaxPasses; ++number) {
+  std::size_t budget = kToApply;
+  std::size_t errors_before = 0;
+  std::size_t errors = 0;
+  for (int number = 0; number <= kMaxPasses; ++number) {
     const Source source = read_source(fixed.text);
     const Findings findings = check_source(source, options);
+    errors = count_of(findings, Severity::kError);
+    if (number == 0) errors_before = errors;
     Fixes certain;
     for (const Finding& finding : findings) {
       if (is_certain(finding)) certain.push_back(&finding);
     }
-    Pass pass{fixed.text, options, budget, harm_of(source, findings)};
-    keep_harmless(pass, by_event(source, certain));
-    if (pass.kept.empty()) break;
-    fixed.text = with_fixes(fixed.text, pass.kept);
-    fixed.fixes += pass.kept.size();
+    const Pass pass{fixed.text, options, budget, harm_of(source, findings)};
+    const Fixes kept = harmless_fixes(pass, source, certain);
+    if (kept.empty() || number == kMaxPasses) break;
+    fixed.text = with_fixes(fixed.text, kept);
+    fixed.fixes += kept.size();
   }
   // A fix whose error the next pass should have fixed did harm.
-  if (errors_of(fixed.text, options) > errors_of(text, options)) return {std::string(text)};
+  if (errors > errors_before) return {std::string(text)};
   return fixed;
 }
 
@@ -176,18 +173,14 @@ void remove_harmful_fixes(std::string_view text, const Source& source, const Che
   for (const Finding& finding : findings) {
     if (finding.fix) fixes.push_back(&finding);
   }
-  const FixesByEvent events = by_event(source, fixes);
-  Budget budget = kToOffer;
-  Pass pass{text, options, budget, harm_of(source, findings)};
-  keep_harmless(pass, events);
-  const std::set<const Finding*> kept(pass.kept.begin(), pass.kept.end());
-  for (const auto& [event, own] : events) {
-    for (const Finding* finding : own) {
-      if (kept.count(finding) > 0) continue;
-      Finding& harmful = findings[static_cast<std::size_t>(finding - findings.data())];
-      harmful.fix.reset();
-      harmful.also.clear();
-    }
+  std::size_t budget = kToOffer;
+  const Pass pass{text, options, budget, harm_of(source, findings)};
+  const Fixes kept = harmless_fixes(pass, source, fixes);
+  const std::set<const Finding*> harmless(kept.begin(), kept.end());
+  for (Finding& finding : findings) {
+    if (harmless.count(&finding) > 0) continue;
+    finding.fix.reset();
+    finding.also.clear();
   }
 }
 

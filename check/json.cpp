@@ -1,6 +1,5 @@
 #include "check/json.h"
 
-#include "check/json_event.h"
 #include "check/payload.h"
 #include "check/words.h"
 

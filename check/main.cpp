@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <set>
@@ -42,34 +41,24 @@ int complain(const std::string& text) {
   return kCannotCheck;
 }
 
-/// Reads a file or standard input up to a few bytes after `limit`; returns false with the reason.
-bool read_up_to(std::size_t limit, const std::string& path, std::string& text, std::string& error) {
-  const bool standard_input = path == "-";
-  std::FILE* file = standard_input ? stdin : std::fopen(path.c_str(), "r");
-  errno = file == nullptr ? errno : 0;
+/// Reads a file or standard input up to a few bytes after `limit`; returns the reason of a failure.
+std::string read_up_to(std::size_t limit, const std::string& path, std::string& text) {
+  std::FILE* file = path == "-" ? stdin : std::fopen(path.c_str(), "r");
+  if (file == nullptr) return std::strerror(errno);
   char buffer[65536];
   std::size_t size = 0;
-  while (file != nullptr && text.size() <= limit &&
-         (size = std::fread(buffer, 1, sizeof buffer, file)) > 0) {
+  while (text.size() <= limit && (size = std::fread(buffer, 1, sizeof buffer, file)) > 0) {
     text.append(buffer, size);
   }
-  if (file == nullptr || std::ferror(file) != 0) error = std::strerror(errno);
-  if (file != nullptr && !standard_input) std::fclose(file);
-  return error.empty();
+  std::string error = std::ferror(file) != 0 ? std::strerror(errno) : "";
+  if (file != stdin) std::fclose(file);
+  return error;
 }
 
-bool read_definitions(const std::string& path, std::string& text, std::string& error) {
-  if (!read_up_to(kMaxDefinitionBytes, path, text, error)) return false;
+std::string read_definitions(const std::string& path, std::string& text) {
+  std::string error = read_up_to(kMaxDefinitionBytes, path, text);
   if (text.size() > kMaxDefinitionBytes) error = "larger than 1 MiB: not read by the daemon";
-  return error.empty();
-}
-
-bool read_status(const std::string& path, StatusVars& status) {
-  std::string text;
-  std::string error;
-  if (read_up_to(kMaxStatusBytes, path, text, error)) error = parse_status(text, status);
-  if (!error.empty()) complain(path + ": " + error);
-  return error.empty();
+  return error;
 }
 
 CLI::Validator is_one_of(std::set<std::string> words) {
@@ -83,12 +72,9 @@ std::string is_rule(const std::string& name) {
 
 void add_options(CLI::App& app, CommandLine& line) {
   app.add_option("FILE", line.files, "Definition files; - is standard input");
-  app.add_option_function<std::string>(
-         "--explain", [&line](const std::string& which) { line.explained = which; },
-         "Show what events do: all or of a name or trigger")
+  app.add_option("--explain", line.explained, "Show what events do: all or of a name or trigger")
       ->type_name("[EVENT]")
       ->expected(0, 1)
-      ->default_str("")
       ->trigger_on_parse();
   app.add_option("--status", line.status_file, "The device's /tmp/kovo_var.txt or status answer")
       ->type_name("FILE");
@@ -117,8 +103,6 @@ void add_options(CLI::App& app, CommandLine& line) {
       ->allow_extra_args(false)
       ->check(is_rule, "");
   app.add_flag("--strict", line.options.strict, "Warnings count as errors");
-  app.set_version_flag("--version", "kovocheck " KOVO_VERSION, "Print the version and exit");
-  app.get_option("--help")->description("Print this help and exit");
 }
 
 void add_log_options(CLI::App& app, std::string& definitions_file, LogOptions& options) {
@@ -133,16 +117,9 @@ void add_log_options(CLI::App& app, std::string& definitions_file, LogOptions& o
          "text or json")
       ->type_name("FORMAT")
       ->check(is_one_of({"text", "json"}));
-  app.get_option("--help")->description("Print this help and exit");
-}
-
-bool wants_colours() {
-  const char* no_color = std::getenv("NO_COLOR");
-  return isatty(STDOUT_FILENO) != 0 && (no_color == nullptr || *no_color == '\0');
 }
 
 struct Outcome {
-  int status = kClean;
   bool explained = false;  // an event was found
   std::string output;
   std::vector<CheckedFile> for_json;
@@ -151,79 +128,66 @@ struct Outcome {
 /// Returns the path from the directory in which a diff is applied: the root, or the one to which
 /// leading ".." lead.
 std::string diff_path(const std::string& path) {
-  const auto whole = std::filesystem::path(path).lexically_normal().relative_path();
-  std::filesystem::path result;
-  for (const auto& part : whole) {
-    if (part != "..") result /= part;
-  }
-  return result.string();
+  std::string result = std::filesystem::path(path).lexically_normal().relative_path().string();
+  while (result.rfind("../", 0) == 0) result.erase(0, 3);
+  return result;
 }
 
-/// Writes the fixes of a text to its file, or to the output; the text becomes the one to report.
-/// Returns false when they cannot be written.
-bool fix_text(const std::string& path, const std::string& name, const CommandLine& line,
-              std::string& text, std::string& output) {
+/// Applies the fixes of a text: writes them to its file, or to the output as a diff. With --fix,
+/// the text becomes the one to report. Returns the reason why they cannot be written.
+std::string fix_text(const std::string& path, const std::string& name, const CommandLine& line,
+                     std::string& text, std::string& output) {
   FixedText fixed = apply_fixes(text, line.options);
   if (line.fix && fixed.text != text) {
     const std::string error = replace_file(path, fixed.text);
-    if (!error.empty()) {
-      complain(path + ": cannot write: " + error);
-      return false;
-    }
+    if (!error.empty()) return "cannot write: " + error;
   }
   if (line.format == "diff") output += unified_diff(diff_path(name), text, fixed.text);
-  if (!line.fix) return true;
+  if (!line.fix) return {};
   if (line.format == "text" && fixed.fixes > 0) {
-    output += fmt::format("{}: {} fix{} applied\n", escaped(name), fixed.fixes,
-                          fixed.fixes == 1 ? "" : "es");
+    output += fmt::format("{}: fixes applied: {}\n", escaped(name), fixed.fixes);
   }
   text = std::move(fixed.text);
-  return true;
+  return {};
 }
 
-void check_file(const std::string& path, const CommandLine& line, Outcome& outcome) {
-  std::string text;
-  std::string error;
-  if (!read_definitions(path, text, error)) {
-    outcome.status = complain(path + ": " + error);
-    return;
-  }
+/// Checks a file and adds what is printed about it. Returns the exit status for it.
+int check_file(const std::string& path, const CommandLine& line, Outcome& outcome) {
+  const std::string name = path == "-" ? "<stdin>" : path;
   const bool diff = line.format == "diff";
-  const bool json = line.format == "json";
-  CheckedFile checked;
-  checked.name = path == "-" ? "<stdin>" : path;
-  if ((line.fix || diff) && !fix_text(path, checked.name, line, text, outcome.output)) {
-    outcome.status = kCannotCheck;
-    return;
+  std::string text;
+  std::string error = read_definitions(path, text);
+  if (error.empty() && (line.fix || diff)) {
+    error = fix_text(path, name, line, text, outcome.output);
   }
+  if (!error.empty()) return complain(path + ": " + error);
   const CheckOptions& options = line.options;
   const Source source = read_source(text);
-  checked.findings = check_source(source, options);
-  if (count_of(checked.findings, Severity::kError) > 0) {
-    outcome.status = std::max<int>(outcome.status, kHasErrors);
-  }
-  if (diff) return;
+  CheckedFile checked{name, check_source(source, options), {}};
+  const int status = count_of(checked.findings, Severity::kError) > 0 ? kHasErrors : kClean;
+  if (diff) return status;
+  const bool json = line.format == "json";
   if (json || line.explain) {
     checked.events = explain(source, options.products, known_values(options.status));
   }
   if (json) {
     remove_harmful_fixes(text, source, options, checked.findings);
     outcome.for_json.push_back(std::move(checked));
-    return;
+    return status;
   }
   const std::string events = explain_text(checked.events, line.explained);
   outcome.explained = outcome.explained || !events.empty();
-  outcome.output +=
-      report_text(escaped(checked.name), source, checked.findings,
-                  isatty(STDOUT_FILENO) != 0 ? kReportWidth : kNotWrapped, wants_colours()) +
-      (events.empty() ? "" : "\n" + events);
+  outcome.output += report_text(escaped(name), source, checked.findings,
+                                isatty(STDOUT_FILENO) != 0 ? kReportWidth : kNotWrapped);
+  if (!events.empty()) outcome.output += "\n" + events;
+  return status;
 }
 
 int run_log(const std::string& definitions_file, LogOptions& options) {
   options.has_definitions = !definitions_file.empty();
-  std::string error;
-  if (options.has_definitions && !read_definitions(definitions_file, options.definitions, error)) {
-    return complain(definitions_file + ": " + error);
+  if (options.has_definitions) {
+    const std::string error = read_definitions(definitions_file, options.definitions);
+    if (!error.empty()) return complain(definitions_file + ": " + error);
   }
   const LogResult result = show_logs(options);
   if (result == LogResult::kCannotRead) return kCannotCheck;
@@ -240,17 +204,23 @@ int run(CommandLine& line) {
   }
   StatusVars status;
   if (!line.status_file.empty()) {
-    if (!read_status(line.status_file, status)) return kCannotCheck;
+    std::string text;
+    std::string error = read_up_to(kMaxStatusBytes, line.status_file, text);
+    if (error.empty()) error = parse_status(text, status);
+    if (!error.empty()) return complain(line.status_file + ": " + error);
     line.options.status = &status;
   }
   Outcome outcome;
-  for (const std::string& path : line.files) check_file(path, line, outcome);
-  if (!line.explained.empty() && !outcome.explained && outcome.status != kCannotCheck) {
+  int exit_status = kClean;
+  for (const std::string& path : line.files) {
+    exit_status = std::max(exit_status, check_file(path, line, outcome));
+  }
+  if (!line.explained.empty() && !outcome.explained && exit_status != kCannotCheck) {
     return complain("no event or trigger \"" + line.explained + "\"");
   }
   if (!outcome.for_json.empty()) outcome.output += json_text(outcome.for_json) + "\n";
   std::fwrite(outcome.output.data(), 1, outcome.output.size(), stdout);
-  return outcome.status;
+  return exit_status;
 }
 
 /// Runs the command "check"; --explain is followed by the file if that is its only word.

@@ -85,22 +85,20 @@ std::size_t most_wrong(std::string_view word) {
   return word.size() < 3 ? 0 : word.size() < 5 ? 1 : 2;
 }
 
-bool ends_with_nocase(std::string_view text, std::string_view end) {
-  return text.size() >= end.size() && equals_nocase(text.substr(text.size() - end.size()), end);
-}
-
-/// Looks for a field word at the end of a text, of any length and with few wrong letters, and
-/// stores it if it is nearer than `best`.
-void spell_word(std::string_view stem, std::string_view word, const std::string& index,
-                MeantKey& best) {
+/// Looks for a field word at the end of a text, of any length, in any case and with few wrong
+/// letters, and stores it if it is nearer than `best`.
+void spell_word(std::string_view stem, std::string_view word, MeantKey& best) {
   const std::size_t most = most_wrong(word);
   for (std::size_t length = word.size() - most; length <= word.size() + most; ++length) {
     if (length == 0 || length >= stem.size()) continue;
     const std::string_view end = stem.substr(stem.size() - length);
-    const std::size_t distance = edit_distance(end, word);
+    const std::size_t distance = edit_distance(lower_ascii(end), lower_ascii(word));
     if (distance > most || (!best.name.empty() && distance >= best.distance)) continue;
-    best = {std::string(stem.substr(0, stem.size() - length)), std::string(word), index, distance,
-            false};
+    best = {std::string(stem.substr(0, stem.size() - length)),
+            std::string(word),
+            {},
+            distance,
+            end == word};
   }
 }
 
@@ -121,36 +119,12 @@ const NamedKeys* event_named(const Model& model, std::string_view name) {
   return keys.event == nullptr ? nullptr : &keys;
 }
 
-const StepEntries* find_step(const NamedKeys& keys, std::uint32_t index) {
-  const auto found = keys.steps.find(index);
-  return found == keys.steps.end() ? nullptr : &found->second;
-}
-
-bool is_missed(const Model& model, const DefinitionEntry& key) {
-  const auto found = model.by_name.find(key.name);
-  if (key.parts == 0 || found == model.by_name.end()) return false;
-  const NamedKeys& keys = model.names[found->second];
-  if (keys.event == nullptr || key.field == kCountField) {
-    return keys.event == nullptr && key.field == kCountField;
-  }
-  if (key.field == kTriggerField) return keys.trigger == kNoEntry;
-  if (key.parts == 1) return keys.delay == kNoEntry;
-  std::uint32_t index = 0;
-  if (!read_index(key, index) || index >= static_cast<std::uint32_t>(keys.event->most_steps)) {
-    return false;
-  }
-  const StepEntries* step = find_step(keys, index);
-  if (step == nullptr) return true;
-  StepEntries entries = *step;
-  return *slot_of(entries, key.field) == kNoEntry;
-}
-
 bool read_index(const DefinitionEntry& entry, std::uint32_t& index) {
   return to_uint32(entry.index, 10, index) == NumberReading::kOk;
 }
 
-const char* const kGlobalKeys[4] = {"EnableEvents", "FastCableDetectEvents", "DataEncode",
-                                    "GenericEventsCount"};
+const std::string_view kGlobalKeys[4] = {"EnableEvents", "FastCableDetectEvents", "DataEncode",
+                                         "GenericEventsCount"};
 
 Index index_of(std::string_view field) {
   if (field == kCountField || field == kTriggerField) return Index::kForbidden;
@@ -158,44 +132,22 @@ Index index_of(std::string_view field) {
 }
 
 bool is_known(const DefinitionEntry& entry) {
-  if (entry.parts == 0) {
-    const char* global = find_global_key(entry.name);
-    return global != nullptr && entry.name == global;
-  }
+  const auto* end = std::end(kGlobalKeys);
+  if (entry.parts == 0) return std::find(std::begin(kGlobalKeys), end, entry.name) != end;
   if (entry.parts == 1) return index_of(entry.field) != Index::kRequired;
   return index_of(entry.field) != Index::kForbidden && is_digits(entry.index);
 }
 
 MeantKey meant_key(std::string_view key) {
   const std::size_t digits = key.find_last_not_of("0123456789") + 1;
-  const std::string_view stem = key.substr(0, digits);
-  const std::string index(key.substr(digits));
-  MeantKey best;
-  const auto fits = [&](std::string_view word) {
-    return index_of(word) != (index.empty() ? Index::kRequired : Index::kForbidden);
-  };
+  const bool has_index = digits < key.size();
+  MeantKey meant;
   for (const std::string_view word : kFieldWords) {
-    if (!fits(word)) continue;
-    if (stem.size() > word.size() && ends_with_nocase(stem, word)) {
-      const std::size_t name = stem.size() - word.size();
-      return {std::string(stem.substr(0, name)), std::string(word), index, 0,
-              stem.substr(name) == word};
-    }
+    const bool fits = index_of(word) != (has_index ? Index::kForbidden : Index::kRequired);
+    if (fits) spell_word(key.substr(0, digits), word, meant);
   }
-  for (const std::string_view word : kFieldWords) {
-    if (fits(word)) spell_word(stem, word, index, best);
-  }
-  return best;
-}
-
-std::string text_of(const MeantKey& meant) {
-  return meant.name + meant.field + meant.index;
-}
-
-const char* find_global_key(std::string_view key) {
-  const auto found = std::find_if(std::begin(kGlobalKeys), std::end(kGlobalKeys),
-                                  [=](const char* name) { return equals_nocase(key, name); });
-  return found == std::end(kGlobalKeys) ? nullptr : *found;
+  if (!meant.name.empty()) meant.key = (meant.name + meant.field).append(key.substr(digits));
+  return meant;
 }
 
 }  // namespace kovo::check

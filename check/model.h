@@ -57,13 +57,6 @@ Model make_model(const DefinitionEntries& entries);
 /// Returns the keys of an event; null when there is no such event.
 const NamedKeys* event_named(const Model& model, std::string_view name);
 
-/// Returns the entries of a step; null when the step has no line.
-const StepEntries* find_step(const NamedKeys& keys, std::uint32_t index);
-
-/// Returns whether an event, or a step below its Count, has no line of a key. Of a Count, whether
-/// the name has lines but is no event.
-bool is_missed(const Model& model, const DefinitionEntry& key);
-
 /// Reads the index of a step's key as the daemon does; returns false for a text that it skips.
 bool read_index(const DefinitionEntry& entry, std::uint32_t& index);
 
@@ -77,9 +70,9 @@ Index index_of(std::string_view field);
 
 /// A key read from its end, where the field word and the index of a step are.
 struct MeantKey {
-  std::string name;   // empty when the key does not end in a field word and an index
-  std::string field;  // the field word, spelled correctly
-  std::string index;
+  std::string name;          // empty when the key does not end in a field word and an index
+  std::string field;         // the field word, spelled correctly
+  std::string key;           // the whole key with it
   std::size_t distance = 0;  // letters by which the key's field word differs
   bool same_case = true;     // the key contains the field word exactly
 };
@@ -88,13 +81,7 @@ struct MeantKey {
 /// letters.
 MeantKey meant_key(std::string_view key);
 
-/// Returns the whole key.
-std::string text_of(const MeantKey& meant);
-
-/// Returns the global key that equals a text, case-insensitive; null when there is none.
-const char* find_global_key(std::string_view key);
-
 /// The global keys, for "did you mean".
-extern const char* const kGlobalKeys[4];
+extern const std::string_view kGlobalKeys[4];
 
 }  // namespace kovo::check

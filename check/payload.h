@@ -39,12 +39,14 @@ struct KnownValues {
 /// known.
 KnownValues known_values(const StatusVars* status);
 
-/// Returns whether the values of all placeholders of a payload are known.
-bool is_complete(std::string_view payload, const KnownValues& known);
+struct FilledPayload {
+  std::string text;
+  bool is_complete;  // the values of all placeholders are known
+};
 
-/// Returns a payload with the known values filled in; an unknown one remains a placeholder. Adds to
-/// `known` while it runs, and restores it.
-std::string filled(std::string_view payload, KnownValues& known);
+/// Fills in the known values of a payload; an unknown one remains a placeholder. Adds to `known`
+/// while it runs, and restores it.
+FilledPayload filled(std::string_view payload, KnownValues& known);
 
 /// Returns the bytes of a payload that are sent: at most 1023, up to its first NUL.
 std::string_view sent_part(std::string_view payload);

@@ -16,52 +16,34 @@ constexpr std::int64_t kAxisLength = 16;  // columns from the first to the last 
 constexpr std::size_t kAxisWidth = 22;
 constexpr std::size_t kPayloadShown = 120;
 
-struct Colours {
-  const char* bold;
-  const char* severity[3];
-  const char* marker;
-  const char* off;
-};
-
-constexpr Colours kColours = {
-    "\x1B[1m", {"\x1B[1;36m", "\x1B[1;35m", "\x1B[1;31m"}, "\x1B[1;32m", "\x1B[0m"};
-constexpr Colours kPlain = {"", {"", "", ""}, "", ""};
-
 /// The line of a finding and a marker below it. Of a long line the part around the finding.
-std::string excerpt(const Source& source, const SourceRange& range, const Colours& colours) {
+std::string excerpt(const Source& source, const SourceRange& range) {
   const std::string_view line = whole_line(source, range.line);
   const std::size_t column =
       std::min<std::size_t>(static_cast<std::size_t>(range.column) - 1, line.size());
   const std::size_t from = column < kExcerptSize * 3 / 4 ? 0 : column - kExcerptSize / 4;
   const std::string_view part = line.substr(from, kExcerptSize);
-  const std::string_view before = part.substr(0, column - from);
   const std::string_view marked =
       part.substr(column - from, static_cast<std::size_t>(std::max(range.length, 0)));
-  const std::string start = from > 0 ? "..." : "";
-  const std::string end = from + part.size() < line.size() ? "..." : "";
+  const std::string start = (from > 0 ? "..." : "") + escaped(part.substr(0, column - from));
+  const std::string rest = escaped(part.substr(column - from));
+  const char* end = from + part.size() < line.size() ? "..." : "";
   const std::size_t width = std::max<std::size_t>(escaped(marked).size(), 1);
-  const std::size_t shift = start.size() + escaped(before).size();
-  return fmt::format("{:5} | {}{}{}\n      | {}{}^{}{}\n", range.line, start, escaped(part), end,
-                     std::string(shift, ' '), colours.marker, std::string(width - 1, '~'),
-                     colours.off);
+  return fmt::format("{:5} | {}{}{}\n{:5} | {:{}}{:~<{}}\n", range.line, start, rest, end, "", "",
+                     start.size(), "^", width);
 }
 
 std::string finding_text(const std::string& file, const Source& source, const Finding& finding,
-                         std::size_t width, const Colours& colours) {
+                         std::size_t width) {
   constexpr std::string_view kHint = "      = hint: ";
-  const std::string place =
-      fmt::format("{}:{}:{}: ", file, finding.range.line, finding.range.column);
-  const std::string severity = fmt::format("{}: ", severity_name(finding.severity));
-  const std::string text = fmt::format("{} [{}]", finding.text, finding.rule->name);
-  return fmt::format("{}{}{}{}{}{}{}\n{}{}", colours.bold, place, colours.off,
-                     colours.severity[static_cast<std::size_t>(finding.severity)], severity,
-                     colours.off, wrapped(text, width, "    ", place.size() + severity.size()),
-                     excerpt(source, finding.range, colours),
-                     finding.hint.empty()
-                         ? ""
-                         : fmt::format("{}{}\n", kHint,
-                                       wrapped(finding.hint, kReportWidth,
-                                               std::string(kHint.size(), ' '), kHint.size())));
+  const std::string place = fmt::format("{}:{}:{}: {}: ", file, finding.range.line,
+                                        finding.range.column, severity_name(finding.severity));
+  const std::string message = fmt::format("{} [{}]", finding.text, finding.rule->name);
+  std::string text = place + wrapped(message, width, "    ", place.size()) + "\n";
+  text += excerpt(source, finding.range);
+  if (finding.hint.empty()) return text;
+  const std::string indent(kHint.size(), ' ');
+  return text.append(kHint) + wrapped(finding.hint, kReportWidth, indent, indent.size()) + "\n";
 }
 
 std::string raised_text(const ExplainedEvent& event) {
@@ -138,10 +120,10 @@ std::string event_text(const ExplainedEvent& event) {
 }  // namespace
 
 std::string report_text(const std::string& file, const Source& source, const Findings& findings,
-                        std::size_t width, bool colours) {
+                        std::size_t width) {
   std::string text;
   for (const Finding& finding : findings) {
-    text += finding_text(file, source, finding, width, colours ? kColours : kPlain);
+    text += finding_text(file, source, finding, width);
   }
   if (findings.size() >= kMaxFindings) text += file + ": too many findings: the rest is omitted\n";
   return text + file + ": " + counted(count_of(findings, Severity::kError), "error") + ", " +

@@ -18,7 +18,7 @@ constexpr std::size_t kNotWrapped = SIZE_MAX;  // a finding is then one line for
 /// Returns the findings of a file, each with its line, a marker and the hint, and their numbers.
 /// The first line of each is wrapped at `width`.
 std::string report_text(const std::string& file, const Source& source, const Findings& findings,
-                        std::size_t width, bool colours);
+                        std::size_t width);
 
 /// Returns events with their steps on a timeline: those of one name or trigger, or all for "".
 std::string explain_text(const std::vector<ExplainedEvent>& events, std::string_view which);

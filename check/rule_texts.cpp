@@ -10,7 +10,6 @@ namespace kovo::check {
 namespace {
 
 constexpr std::string_view kPage = kRulesPage;
-constexpr std::string_view kSeverity = "\n\nSeverity: ";
 constexpr std::string_view kReports = ".\n\nReports ";
 
 /// Returns the first sentence of a section without "Reports", on one line.
@@ -31,17 +30,11 @@ std::string_view rule_section(std::string_view rule) {
   return kPage.substr(at + 1, end - at);
 }
 
-std::string_view rule_severities(std::string_view rule) {
-  const std::string_view section = rule_section(rule);
-  const std::size_t at = section.find(kSeverity) + kSeverity.size();
-  return section.substr(at, section.find(kReports) - at);
-}
-
 std::string rules_text() {
   constexpr std::size_t kWidth = 80;
   std::string text;
   for (const RuleInfo& rule : kRules) {
-    const std::string start = fmt::format("{:17}{:22}", rule.name, rule_severities(rule.name));
+    const std::string start = fmt::format("{:17}", rule.name);
     const std::string sentence = first_sentence(rule_section(rule.name));
     text += start + wrapped(sentence, kWidth, std::string(start.size(), ' '), start.size()) + "\n";
   }

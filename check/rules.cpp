@@ -10,23 +10,19 @@
 namespace kovo::check {
 namespace {
 
-/// Returns whether a name has at least as many lines as another one.
-bool has_more_keys(const NamedKeys& keys, const NamedKeys& other) {
-  return keys.entries.size() >= other.entries.size();
-}
-
-auto order_of(const Finding& finding) {
-  return std::tie(finding.range.line, finding.range.column, finding.rule);
-}
-
+/// Returns known names of placeholders. The device's status mostly has the names of its triggers.
 std::vector<std::string> placeholder_names(const CheckOptions& options, const Triggers& triggers) {
-  std::vector<std::string> names(std::begin(kClockPlaceholders), std::end(kClockPlaceholders));
-  if (options.status == nullptr) {  // the device's status mostly has the names of its triggers
-    names.insert(names.end(), triggers.suggester.names.begin(), triggers.suggester.names.end());
-    return names;
+  std::vector<std::string> names;
+  if (options.status == nullptr) names = triggers.suggester.names;
+  for (const auto& [name, value] : known_values(options.status).values.status_vars) {
+    names.push_back(name);
   }
-  for (const auto& [name, value] : *options.status) names.push_back(name);
+  names.insert(names.end(), std::begin(kClockPlaceholders), std::end(kClockPlaceholders));
   return names;
+}
+
+std::string without_index(const DefinitionEntry& entry) {
+  return std::string(entry.name).append(entry.field);
 }
 
 /// Returns the key that was meant by one with a field word, but with a wrong index.
@@ -34,8 +30,10 @@ std::string with_right_index(const DefinitionEntry& entry, const MeantKey& meant
   std::uint32_t index = 0;
   if (entry.parts == 1) return raw_key(entry) + "0";
   if (index_of(entry.field) == Index::kForbidden) return without_index(entry);
-  if (!read_index(entry, index) || index >= kMaxSteps) return text_of(meant);
-  return without_index(entry) + std::to_string(index);
+  if (read_index(entry, index) && index < kMaxSteps) {
+    return without_index(entry) + std::to_string(index);
+  }
+  return meant.name == entry.name ? meant.key : "";
 }
 
 /// Finds out what is wrong with the key of an entry; nothing when the daemon acts on it.
@@ -47,11 +45,8 @@ std::optional<FaultyKey> key_fault(std::uint32_t position, const DefinitionEntry
     return FaultyKey{position, KeyFault::kBlanks, {}, std::string(inner)};
   }
   if (is_known(entry)) return {};
-  if (const char* global = find_global_key(key)) {
-    return FaultyKey{position, KeyFault::kLetterCase, {}, global};
-  }
   MeantKey meant = meant_key(key);
-  std::string right = meant.name.empty() ? std::string() : text_of(meant);
+  std::string right = meant.key;
   const bool is_spelled = !meant.name.empty() && meant.distance == 0;
   KeyFault fault = entry.parts == 0 ? KeyFault::kUnknown : KeyFault::kIndex;
   if (is_spelled && meant.same_case) {
@@ -62,22 +57,6 @@ std::optional<FaultyKey> key_fault(std::uint32_t position, const DefinitionEntry
     right = with_right_index(entry, meant);
   }
   return FaultyKey{position, fault, std::move(meant), std::move(right)};
-}
-
-/// Finds a known key after a blank in a value.
-std::optional<SecondKey> second_key(const DefinitionEntry& entry) {
-  if (looks_like_comment(entry.name)) return {};
-  const std::string_view value = entry.value;
-  for (std::size_t at = 0; (at = value.find_first_of(" \t", at)) != std::string_view::npos; ++at) {
-    const std::size_t end = std::min(value.find_first_not_of(" \t", at), value.size());
-    const std::size_t equals = value.find_first_of("= \t", end);
-    if (equals == std::string_view::npos) return {};
-    const std::string_view key = value.substr(end, equals - end);
-    const DefinitionEntry second = split_definition_key(key, {});
-    if (value[equals] == '=' && is_known(second)) return SecondKey{at, end - at, key};
-    at = end - 1;
-  }
-  return {};
 }
 
 std::string similar_key(std::string_view name) {
@@ -109,12 +88,9 @@ std::vector<MissingEvent> missing_events(const CheckContext& context) {
 void find_faulty_keys(CheckContext& context) {
   for (std::uint32_t at = 0; at < context.source.entries.size(); ++at) {
     const DefinitionEntry& entry = context.source.entries[at];
-    if (std::optional<SecondKey> second = second_key(entry)) {
-      const std::string_view name = split_definition_key(second->key, {}).name;
-      context.meant_keys.emplace(second->key);
-      context.unsure_names.insert({std::string(entry.name), std::string(name)});
-      context.second_keys.emplace(at, *second);
-    }
+    std::uint32_t index = 0;  // with blanks after it, the daemon acts on it
+    const bool has_index = read_index(entry, index);
+    context.keys.insert(has_index ? without_index(entry) + std::to_string(index) : raw_key(entry));
     if (entry.field == kIpField && contains(entry.value, ":")) {  // the port is there
       context.meant_keys.insert(fmt::format("{}{}{}", entry.name, kPortField, entry.index));
     }
@@ -142,51 +118,9 @@ CheckContext make_context(const Source& source, const Model& model, const CheckO
   find_faulty_keys(context);
   context.missing_events = missing_events(context);
   for (const MissingEvent& missing : context.missing_events) {
-    if (missing.similar == nullptr || has_more_keys(*missing.similar, missing.keys)) continue;
-    context.unsure_names.emplace(missing.similar->name);
+    if (missing.similar != nullptr) context.unsure_names.emplace(missing.similar->name);
   }
   return context;
-}
-
-void report_similar(CheckContext& context, const MissingEvent& missing, bool in_blanks) {
-  const NamedKeys& event = *missing.similar;
-  const auto text_of = [=](std::string_view name) {
-    return in_blanks ? quoted(name) : shown(name);
-  };
-  const bool is_event = has_more_keys(event, missing.keys);
-  const std::string_view wrong = is_event ? missing.keys.name : event.name;
-  const std::string right(trimmed(is_event ? event.name : missing.keys.name));
-  std::vector<Edit> others;
-  for (const NamedKeys* keys : {&missing.keys, &event}) {
-    if (keys->name == right) continue;
-    for (const std::uint32_t at : keys->entries) {
-      const SourceRange range = part_of(key_range(context, at), 0, keys->name.size());
-      if (range.line != missing.range.line) others.push_back({range, right});
-    }
-  }
-  const std::string line = line_of(context, event.counts.front());
-  add_error(
-      context, missing.range,
-      fmt::format("{} does not exist: the Count on {} is for {}{}", text_of(missing.keys.name),
-                  line, text_of(event.name), in_blanks ? ", with the blank" : ""),
-      in_blanks || is_event ? fmt::format("write {} instead of {}", text_of(right), text_of(wrong))
-                            : fmt::format("write {}Count on {}", shown(right), line),
-      right, std::move(others));
-}
-
-/// Narrows a fix of bytes beyond ASCII to those that differ: JSON cannot hold the others.
-void narrow_fix(const Source& source, Finding& finding) {
-  const std::string_view text = bytes_at(source, finding.range);
-  const auto is_ascii = [](char c) { return static_cast<unsigned char>(c) < 0x80; };
-  if (!finding.fix || std::all_of(text.begin(), text.end(), is_ascii)) return;
-  std::string& fix = *finding.fix;
-  const std::size_t shorter = std::min(text.size(), fix.size());
-  std::size_t start = 0;
-  while (start < shorter && text[start] == fix[start]) ++start;
-  std::size_t end = 0;
-  while (end < shorter - start && text[text.size() - end - 1] == fix[fix.size() - end - 1]) ++end;
-  fix = fix.substr(start, fix.size() - start - end);
-  finding.range = part_of(finding.range, start, text.size() - start - end);
 }
 
 }  // namespace
@@ -219,7 +153,10 @@ Findings check_source(const Source& source, const CheckOptions& options) {
     context.rule->check(context);
   }
   std::stable_sort(context.findings.begin(), context.findings.end(),
-                   [](const Finding& a, const Finding& b) { return order_of(a) < order_of(b); });
+                   [](const Finding& a, const Finding& b) {
+                     return std::tie(a.range.line, a.range.column, a.rule) <
+                            std::tie(b.range.line, b.range.column, b.rule);
+                   });
   return std::move(context.findings);
 }
 
@@ -230,7 +167,21 @@ void add_finding(CheckContext& context, Severity severity, const SourceRange& ra
   const bool raised = context.options.strict && severity == Severity::kWarning;
   context.findings.push_back({context.rule, raised ? Severity::kError : severity, range,
                               std::move(text), std::move(hint), std::move(fix), std::move(also)});
-  narrow_fix(context.source, context.findings.back());
+  Finding& added = context.findings.back();
+  const std::string_view replaced = bytes_at(context.source, range);
+  const auto is_ascii = [](char c) { return static_cast<unsigned char>(c) < 0x80; };
+  if (!added.fix || std::all_of(replaced.begin(), replaced.end(), is_ascii)) return;
+  narrow_fix(replaced, added.range, *added.fix);  // JSON cannot hold the bytes that stay
+}
+
+void narrow_fix(std::string_view text, SourceRange& range, std::string& fix) {
+  const std::size_t shorter = std::min(text.size(), fix.size());
+  std::size_t start = 0;
+  while (start < shorter && text[start] == fix[start]) ++start;
+  std::size_t end = 0;
+  while (end < shorter - start && text[text.size() - end - 1] == fix[fix.size() - end - 1]) ++end;
+  fix = fix.substr(start, fix.size() - start - end);
+  range = part_of(range, start, text.size() - start - end);
 }
 
 const DefinitionEntry& entry_at(const CheckContext& context, std::uint32_t entry) {
@@ -238,17 +189,23 @@ const DefinitionEntry& entry_at(const CheckContext& context, std::uint32_t entry
 }
 
 void check_similar(CheckContext& context, bool in_blanks) {
-  for (const MissingEvent& missing : context.missing_events) {
-    if (missing.similar == nullptr) continue;
-    const bool has_blanks = trimmed(missing.keys.name).size() < missing.keys.name.size() ||
-                            trimmed(missing.similar->name).size() < missing.similar->name.size();
-    if (has_blanks == in_blanks) report_similar(context, missing, in_blanks);
+  for (const auto& [keys, range, event] : context.missing_events) {
+    if (event == nullptr) continue;
+    const bool has_blanks = trimmed(keys.name) != keys.name || trimmed(event->name) != event->name;
+    if (has_blanks != in_blanks) continue;
+    add_finding(context, Severity::kError, range,
+                fmt::format("{0} does not exist: the Count on {1} is for {2}", quoted(keys.name),
+                            line_of(context, event->counts.front()), quoted(event->name)),
+                "write the same event name in all its lines");
   }
 }
 
 Severity severity_of_missed(const CheckContext& context, const std::string& right) {
-  return is_missed(context.model, split_definition_key(right, {})) ? Severity::kError
-                                                                   : Severity::kWarning;
+  const DefinitionEntry key = split_definition_key(right, {});
+  const bool is_event = event_named(context.model, key.name) != nullptr;
+  bool is_missed = is_event && context.keys.count(right) == 0;
+  if (key.field == kCountField) is_missed = !is_event && context.model.by_name.count(key.name) > 0;
+  return is_missed ? Severity::kError : Severity::kWarning;
 }
 
 bool is_unsure(const CheckContext& context, const NamedKeys& keys) {
@@ -283,13 +240,6 @@ SourceRange part_of(const SourceRange& range, std::size_t from, std::size_t leng
           static_cast<std::int32_t>(length)};
 }
 
-StepValue step_value(const CheckContext& context, std::uint32_t position) {
-  const DefinitionEntry& entry = context.source.entries[position];
-  std::uint32_t index = 0;
-  read_index(entry, index);
-  return {entry, value_range(context, position), step_text(index, entry.name), line_text(entry)};
-}
-
 std::string step_text(std::uint32_t index, std::string_view name) {
   return fmt::format("step {} of {}", index, shown(name));
 }
@@ -304,10 +254,6 @@ std::string line_of(const CheckContext& context, std::uint32_t entry) {
 
 std::string raw_key(const DefinitionEntry& entry) {
   return without_index(entry).append(entry.index);
-}
-
-std::string without_index(const DefinitionEntry& entry) {
-  return std::string(entry.name).append(entry.field);
 }
 
 std::string key_text(const DefinitionEntry& entry) {

@@ -21,8 +21,8 @@ Check check_commented_out, check_unknown_key, check_letter_case, check_truncated
     check_duplicate_key, check_no_effect;                                   // rules/keys.cpp
 Check check_no_event, check_no_count, check_delay_order, check_never_runs;  // rules/events.cpp
 Check check_count, check_delay, check_port;                                 // rules/fields.cpp
-Check check_same_trigger, check_builtin_trigger, check_variable_name, check_trigger,
-    check_display_period;                            // rules/triggers.cpp
+Check check_same_trigger, check_builtin_trigger, check_variable_name,
+    check_trigger;                                   // rules/triggers.cpp
 Check check_protocol, check_address;                 // rules/steps.cpp
 Check check_loop;                                    // rules/loop.cpp
 Check check_data, check_payload, check_placeholder;  // rules/payload.cpp
@@ -57,7 +57,6 @@ inline constexpr RuleInfo kRules[] = {
     {"variable-name", check_variable_name},
     {"trigger", check_trigger},
     {"no-effect", check_no_effect},
-    {"display-period", check_display_period},
 };
 constexpr std::size_t kRuleCount = std::size(kRules);
 static_assert(kEventLifeS == 60 && kPowerOnPeriodS == 120, "the texts give these numbers");
@@ -78,10 +77,7 @@ Findings check_source(const Source& source, const CheckOptions& options);
 /// Returns a rule's section of docs/rules.md, with its heading; "" for another name.
 std::string_view rule_section(std::string_view rule);
 
-/// Returns the severities of a rule's findings, such as "error, note".
-std::string_view rule_severities(std::string_view rule);
-
-/// Returns the names, severities and first sentences of all rules.
+/// Returns the names and first sentences of all rules.
 std::string rules_text();
 
 }  // namespace kovo::check

@@ -17,21 +17,13 @@ ByteOrderMark mark_of(std::string_view text) {
   return start == "\xFF\xFE" || start == "\xFE\xFF" ? ByteOrderMark::kUtf16 : ByteOrderMark::kNone;
 }
 
-void count_line(LineKind& kind, const SourceLine& line, std::size_t at) {
-  if (kind.count++ > 0) return;
-  kind.first = {line.number, line.column + static_cast<std::int32_t>(at), 1};
-}
-
 /// One piece as the daemon's line buffer holds it; `whole` is false when the line goes on.
 void add_piece(Source& source, std::int32_t number, std::size_t offset, std::string_view piece,
                bool whole) {
-  SourceLine line{number, static_cast<std::int32_t>(offset) + 1, until_nul(piece), {}};
-  if (line.read.size() < piece.size()) count_line(source.nuls, line, line.read.size());
-  line.text = line.read;
-  if (whole && !line.text.empty() && line.text.back() == '\r') {
-    line.text.remove_suffix(1);
-    count_line(source.carriage_returns, line, line.text.size());
-  }
+  const std::string_view read = until_nul(piece);
+  const bool has_nul = read.size() < piece.size();
+  SourceLine line{number, static_cast<std::int32_t>(offset) + 1, read, read, has_nul};
+  if (whole && !read.empty() && read.back() == '\r') line.text.remove_suffix(1);
   if (number == 1 && offset == 0 && source.mark == ByteOrderMark::kUtf8) {
     line.text.remove_prefix(std::min(kUtf8Mark.size(), line.text.size()));
     line.column += static_cast<std::int32_t>(kUtf8Mark.size());
@@ -74,9 +66,7 @@ Source read_source(std::string_view text) {
   }
   source.definitions = DefinitionEntries(std::move(judged));
   for (const DefinitionEntry& entry : source.definitions) source.entries.push_back(entry);
-  if (source.carriage_returns.count > 0 || source.mark == ByteOrderMark::kUtf8) {
-    source.as_read = DefinitionEntries(std::move(as_read));
-  }
+  if (as_read != *source.definitions.text) source.as_read = DefinitionEntries(std::move(as_read));
   return source;
 }
 

@@ -16,20 +16,13 @@ struct SourceLine {
   std::int32_t column;    // of the first byte of `text`
   std::string_view read;  // as the daemon reads it, without its newline
   std::string_view text;  // the same without byte order mark and carriage return
+  bool has_nul;           // after `read`
 };
 
 enum class ByteOrderMark { kNone, kUtf8, kUtf16 };
 
-/// Lines of one kind: how many there are, and the bytes that matter in the first.
-struct LineKind {
-  std::size_t count = 0;
-  SourceRange first;
-};
-
 struct Source {
   std::vector<SourceLine> lines;
-  LineKind carriage_returns;  // at the ends of lines
-  LineKind nuls;
   bool cr_only = false;  // its lines end in CR, and hardly one in a newline
   ByteOrderMark mark = ByteOrderMark::kNone;
 

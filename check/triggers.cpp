@@ -58,34 +58,6 @@ void add_sources(std::vector<TriggerSource>& sources, const Product& product) {
   for (const char* name : kSettingNames) add(TriggerCause::kSetting, name, name);
 }
 
-void add_name(std::vector<std::string>& names, const std::string& name) {
-  if (std::find(names.begin(), names.end(), name) == names.end()) names.push_back(name);
-}
-
-bool is_raised(const Triggers& triggers, const std::string& trigger, unsigned product) {
-  const auto found = triggers.sources.find(trigger);
-  return found != triggers.sources.end() &&
-         std::any_of(found->second.begin(), found->second.end(),
-                     [=](const TriggerSource& source) { return (source.products & product) != 0; });
-}
-
-/// Adds the words of each row, for what the product raises when the row's variable changes.
-void add_words(Triggers& triggers, const Product& product) {
-  constexpr std::string_view kPrefix = "setSettings:";
-  MappingTable table = mapping_rows(product.variant);
-  for (const MappingRow& row : table) {
-    const MappingRow* raising = is_raised(triggers, row.status, product.bit)
-                                    ? &row
-                                    : find_row(table, &MappingRow::variable, row.variable);
-    if (raising == nullptr) continue;
-    add_name(triggers.by_word[lower_ascii(row.status)], raising->status);
-    if (row.setting.empty()) continue;
-    add_name(triggers.by_word[lower_ascii(row.setting)], raising->status);
-    if (!starts_with_nocase(row.setting, kPrefix)) continue;
-    add_name(triggers.by_word[lower_ascii(row.setting.substr(kPrefix.size()))], raising->status);
-  }
-}
-
 }  // namespace
 
 unsigned product_of(std::string_view name) {
@@ -93,13 +65,6 @@ unsigned product_of(std::string_view name) {
     if (name == product.name) return product.bit;
   }
   return 0;
-}
-
-Variant variant_of_product(unsigned products) {
-  for (const Product& product : kProducts) {
-    if (products == product.bit) return product.variant;
-  }
-  return variant_of("");
 }
 
 std::vector<Variant> variants_of(unsigned products) {
@@ -136,14 +101,14 @@ Triggers make_triggers(unsigned products) {
     const bool by_variable =
         source.cause == TriggerCause::kVariable || source.cause == TriggerCause::kVariablePart;
     if (by_variable && (source.products & products) != 0) {
-      add_name(triggers.by_variable[lower_ascii(source.name)], source.trigger);
+      std::vector<std::string>& own = triggers.by_variable[lower_ascii(source.name)];
+      if (std::find(own.begin(), own.end(), source.trigger) == own.end()) {
+        own.push_back(source.trigger);
+      }
     }
     std::vector<TriggerSource>& same = triggers.sources[source.trigger];
     if (same.empty()) names.push_back(source.trigger);
     same.push_back(std::move(source));
-  }
-  for (const Product& product : kProducts) {
-    if ((product.bit & products) != 0) add_words(triggers, product);
   }
   triggers.suggester = make_suggester(std::move(names));
   return triggers;
@@ -169,13 +134,9 @@ std::vector<std::string> raised_by(const Triggers& triggers, std::string_view tr
   return result;
 }
 
-std::vector<std::string> triggers_of(const TriggerNames& names, std::string_view word) {
-  const auto found = names.find(lower_ascii(word));
-  return found == names.end() ? std::vector<std::string>() : found->second;
-}
-
 std::vector<std::string> triggers_of_variable(const Triggers& triggers, std::string_view variable) {
-  return triggers_of(triggers.by_variable, variable);
+  const auto found = triggers.by_variable.find(lower_ascii(variable));
+  return found == triggers.by_variable.end() ? std::vector<std::string>() : found->second;
 }
 
 }  // namespace kovo::check

@@ -20,10 +20,7 @@ constexpr unsigned kAnyProduct = kInputHdmi | kInputUsbc | kOutput;
 /// Returns the bit of "input-hdmi", "input-usbc" or "output"; 0 for another name.
 unsigned product_of(std::string_view name);
 
-/// Returns the variant of one product; for several, that of an unknown product.
-Variant variant_of_product(unsigned products);
-
-/// Returns the variants of several products.
+/// Returns the variants of some products; the first is also that of an unknown product.
 std::vector<Variant> variants_of(unsigned products);
 
 enum class TriggerCause {
@@ -50,14 +47,11 @@ std::string description(const TriggerSource& source);
 /// Returns all sources of some products. A mapping row that no variable finds is not one.
 std::vector<TriggerSource> trigger_sources(unsigned products);
 
-using TriggerNames = std::unordered_map<std::string, std::vector<std::string>>;
-
 struct Triggers {
-  unsigned products = kAnyProduct;                                      // those that count
-  std::unordered_map<std::string, std::vector<TriggerSource>> sources;  // by trigger
-  TriggerNames by_variable;  // lower case: the triggers that its change raises
-  TriggerNames by_word;      // lower case: those that a status or setting word means
-  NameSuggester suggester;   // of all triggers
+  unsigned products = kAnyProduct;                                        // those that count
+  std::unordered_map<std::string, std::vector<TriggerSource>> sources;    // by trigger
+  std::unordered_map<std::string, std::vector<std::string>> by_variable;  // lower case
+  NameSuggester suggester;                                                // of all triggers
 };
 
 Triggers make_triggers(unsigned products);
@@ -66,8 +60,7 @@ Triggers make_triggers(unsigned products);
 /// it does.
 std::vector<std::string> raised_by(const Triggers& triggers, std::string_view trigger);
 
-/// Returns the triggers of a word, case-insensitive; empty for one without.
-std::vector<std::string> triggers_of(const TriggerNames& names, std::string_view word);
+/// Returns the triggers that a change of a variable raises; its name is case-insensitive.
 std::vector<std::string> triggers_of_variable(const Triggers& triggers, std::string_view variable);
 
 }  // namespace kovo::check

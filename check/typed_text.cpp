@@ -13,19 +13,16 @@ struct Code {
   char byte;
 };
 
-constexpr Code kEscapes[] = {{"\\r", '\r'}, {"\\n", '\n'}, {"\\t", '\t'}, {"\\\\", '\\'}};
-constexpr Code kNames[] = {
-    {"$0D", '\r'},     {"$0A", '\n'},     {"%0D", '\r'},     {"%0A", '\n'},     {"<NUL>", '\x00'},
-    {"<SOH>", '\x01'}, {"<STX>", '\x02'}, {"<ETX>", '\x03'}, {"<EOT>", '\x04'}, {"<ENQ>", '\x05'},
-    {"<ACK>", '\x06'}, {"<BEL>", '\x07'}, {"<BS>", '\x08'},  {"<HT>", '\x09'},  {"<LF>", '\x0A'},
-    {"<VT>", '\x0B'},  {"<FF>", '\x0C'},  {"<CR>", '\x0D'},  {"<SO>", '\x0E'},  {"<SI>", '\x0F'},
-    {"<DLE>", '\x10'}, {"<DC1>", '\x11'}, {"<DC2>", '\x12'}, {"<DC3>", '\x13'}, {"<DC4>", '\x14'},
-    {"<NAK>", '\x15'}, {"<SYN>", '\x16'}, {"<ETB>", '\x17'}, {"<CAN>", '\x18'}, {"<EM>", '\x19'},
-    {"<SUB>", '\x1A'}, {"<ESC>", '\x1B'}, {"<FS>", '\x1C'},  {"<GS>", '\x1D'},  {"<RS>", '\x1E'},
-    {"<US>", '\x1F'},  {"<DEL>", '\x7F'}};
-constexpr std::string_view kWordLetters =
-    "0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ";
-constexpr std::string_view kHexSeparators = " \t,:;-\"'";
+constexpr Code kCodes[] = {
+    {"\\r", '\r'},     {"\\n", '\n'},     {"\\t", '\t'},     {"\\\\", '\\'},    {"$0D", '\r'},
+    {"$0A", '\n'},     {"%0D", '\r'},     {"%0A", '\n'},     {"<NUL>", '\x00'}, {"<SOH>", '\x01'},
+    {"<STX>", '\x02'}, {"<ETX>", '\x03'}, {"<EOT>", '\x04'}, {"<ENQ>", '\x05'}, {"<ACK>", '\x06'},
+    {"<BEL>", '\x07'}, {"<BS>", '\x08'},  {"<HT>", '\x09'},  {"<LF>", '\x0A'},  {"<VT>", '\x0B'},
+    {"<FF>", '\x0C'},  {"<CR>", '\x0D'},  {"<SO>", '\x0E'},  {"<SI>", '\x0F'},  {"<DLE>", '\x10'},
+    {"<DC1>", '\x11'}, {"<DC2>", '\x12'}, {"<DC3>", '\x13'}, {"<DC4>", '\x14'}, {"<NAK>", '\x15'},
+    {"<SYN>", '\x16'}, {"<ETB>", '\x17'}, {"<CAN>", '\x18'}, {"<EM>", '\x19'},  {"<SUB>", '\x1A'},
+    {"<ESC>", '\x1B'}, {"<FS>", '\x1C'},  {"<GS>", '\x1D'},  {"<RS>", '\x1E'},  {"<US>", '\x1F'},
+    {"<DEL>", '\x7F'}};
 constexpr std::string_view kHexPrefixes[] = {"0x", "\\x", "$", "%"};
 
 int hex_value(std::string_view digits) {
@@ -34,40 +31,18 @@ int hex_value(std::string_view digits) {
   return good ? to_int32(digits, 16) : -1;
 }
 
-/// Reads a byte spelled as \xHH or by a name; returns the length of the spelling, 0 for other text.
-std::size_t read_spelled(std::string_view text, char& byte) {
-  const int value = text.substr(0, 2) == "\\x" ? hex_value(text.substr(2, 2)) : -1;
-  if (value >= 0) {
-    byte = static_cast<char>(value);
-    return 4;
-  }
-  for (const Code& code : kNames) {
-    if (!starts_with_nocase(text, code.typed)) continue;
-    byte = code.byte;
-    return code.typed.size();
-  }
-  return 0;
-}
-
 /// Reads one byte; returns the length of its spelling.
 std::size_t read_byte(std::string_view text, char& byte) {
-  byte = text.front();
-  for (const Code& code : kEscapes) {
-    if (text.substr(0, 2) != code.typed) continue;
-    byte = code.byte;
-    return 2;
+  const int value = text.substr(0, 2) == "\\x" ? hex_value(text.substr(2, 2)) : -1;
+  byte = value >= 0 ? static_cast<char>(value) : text.front();
+  if (value >= 0) return 4;
+  for (const auto& [typed, code] : kCodes) {
+    const bool is_escape = typed.front() == '\\';
+    if (is_escape ? text.substr(0, 2) != typed : !starts_with_nocase(text, typed)) continue;
+    byte = code;
+    return typed.size();
   }
-  return std::max<std::size_t>(read_spelled(text, byte), 1);
-}
-
-void remove_prefix_of_digits(std::string_view& text) {
-  for (const std::string_view prefix : kHexPrefixes) {
-    if (starts_with_nocase(text, prefix)) text.remove_prefix(prefix.size());
-  }
-}
-
-void remove_separators(std::string_view& text) {
-  text.remove_prefix(std::min(text.find_first_not_of(kHexSeparators), text.size()));
+  return 1;
 }
 
 }  // namespace
@@ -87,7 +62,7 @@ std::string spelled_as_hex(std::string_view text) {
   while (!text.empty()) {
     char byte = '\0';
     const std::size_t length = read_byte(text, byte);
-    digits += length > 1 ? as_hex({&byte, 1}) : std::string(text.substr(0, 1));
+    digits += length > 1 ? as_hex({&byte, 1}) : std::string(1, byte);
     text.remove_prefix(length);
   }
   return digits;
@@ -112,30 +87,15 @@ std::string text_of_bytes(std::string_view bytes) {
 std::optional<std::string> bytes_of_hex(std::string_view text) {
   std::string bytes;
   while (true) {
-    remove_separators(text);
+    text.remove_prefix(std::min(text.find_first_not_of(kHexSeparators), text.size()));
     if (text.empty()) return bytes;
-    remove_prefix_of_digits(text);
+    for (const std::string_view prefix : kHexPrefixes) {
+      if (starts_with_nocase(text, prefix)) text.remove_prefix(prefix.size());
+    }
     const int value = hex_value(text.substr(0, 2));
     if (value < 0) return {};
     bytes += static_cast<char>(value);
-    text.remove_prefix(2);
-  }
-}
-
-DigitCounts count_hex_digits(std::string_view text) {
-  DigitCounts counts;
-  const std::size_t size = text.size();
-  while (true) {
-    remove_separators(text);
-    remove_prefix_of_digits(text);
-    if (text.empty()) return counts;
-    if (kHexSeparators.find(text.front()) != std::string_view::npos) continue;
-    if (hex_digit(text.front()) >= 0) {
-      ++counts.digits;
-    } else if (counts.others++ == 0) {
-      counts.first_other = size - text.size();
-    }
-    text.remove_prefix(1);
+    text.remove_prefix(starts_with_nocase(text.substr(2), "h") ? 3 : 2);
   }
 }
 
@@ -145,32 +105,17 @@ bool looks_like_hex(std::string_view text) {
 }
 
 std::string_view find_unread_code(std::string_view text) {
-  bool in_word = false;
   for (char byte = '\0'; !text.empty(); text.remove_prefix(read_byte(text, byte))) {
-    const std::size_t word = std::min(text.find_first_not_of(kWordLetters), text.size());
-    const bool begins_word = word > 0 && !in_word;
-    in_word = word > 0;
     if (read_byte(text, byte) > 1) continue;
     const std::size_t prefix = starts_with_nocase(text, "0x") ? 2 : 1;
     const bool is_prefixed = prefix == 2 || text[0] == '$' || text[0] == '%';
     if (is_prefixed && hex_value(text.substr(prefix, 2)) >= 0) return text.substr(0, prefix + 2);
-    const bool is_suffixed = begins_word && word == 3 && equals_nocase(text.substr(2, 1), "h");
-    if (is_suffixed && hex_value(text.substr(0, 2)) >= 0) return text.substr(0, 3);
     const std::size_t end = text.substr(0, 5).find(']');
     if (text[0] != '[' || end == std::string_view::npos) continue;
     const std::string name = "<" + std::string(text.substr(1, end - 1)) + ">";
-    if (read_spelled(name, byte) > 0) return text.substr(0, end + 1);
+    if (read_byte(name, byte) > 1) return text.substr(0, end + 1);
   }
   return {};
-}
-
-SpelledByte find_spelled_byte(std::string_view text) {
-  SpelledByte spelled;
-  for (; spelled.at < text.size(); ++spelled.at) {
-    spelled.length = read_spelled(text.substr(spelled.at), spelled.byte);
-    if (spelled.length > 0) break;
-  }
-  return spelled;
 }
 
 }  // namespace kovo::check

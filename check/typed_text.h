@@ -1,12 +1,14 @@
 // Payloads as people type them: as text with escape sequences, or as hexadecimal.
 #pragma once
 
-#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
 
 namespace kovo::check {
+
+// What may separate pairs of hexadecimal digits.
+constexpr std::string_view kHexSeparators = " \t,:;-\"'";
 
 /// Returns the bytes of a payload typed as text. \r, \n, \t, \\, \xHH, and the names of ASCII
 /// control codes such as <CR> and <STX> are one byte each, and so are $0D, $0A, %0D and %0A. Any
@@ -20,33 +22,15 @@ std::string text_of_bytes(std::string_view bytes);
 std::string spelled_as_hex(std::string_view text);
 
 /// Returns the bytes of pairs of hexadecimal digits, each with or without 0x, \x, $ or % before it
-/// and with blanks, quotes and any of ",:;-" around it; nothing when the text contains anything
-/// else.
+/// or "h" after it, and with separators around it; nothing when the text
+/// contains anything else.
 std::optional<std::string> bytes_of_hex(std::string_view text);
-
-/// The characters of a text, without what bytes_of_hex allows around pairs of digits.
-struct DigitCounts {
-  std::size_t digits = 0;       // hexadecimal ones
-  std::size_t others = 0;       // characters that are not
-  std::size_t first_other = 0;  // the position of the first of these
-};
-DigitCounts count_hex_digits(std::string_view text);
 
 /// Returns whether a text is probably hexadecimal: several bytes, and not those of the text.
 bool looks_like_hex(std::string_view text);
 
 /// Returns the first part of a typed text that looks like the code of a byte but is literal text:
-/// $02, %02, 0x02, 02h or [STX]; "" when there is none.
+/// $02, %02, 0x02 or [STX]; "" when there is none.
 std::string_view find_unread_code(std::string_view text);
-
-/// A byte that is spelled by a name such as <CR>, as $0D, $0A, %0D, %0A or \xHH.
-struct SpelledByte {
-  std::size_t at = 0;
-  std::size_t length = 0;  // of its spelling; 0 when there is none
-  char byte = '\0';
-};
-
-/// Returns the first spelled byte of a text.
-SpelledByte find_spelled_byte(std::string_view text);
 
 }  // namespace kovo::check

@@ -1,5 +1,7 @@
 #include "check/words.h"
 
+#include <fmt/core.h>
+
 #include <algorithm>
 #include <utility>
 
@@ -11,7 +13,6 @@ namespace {
 constexpr std::size_t kShownLength = 60;
 constexpr std::size_t kMaxCompared = 300;  // names; a file with more events is not written by hand
 constexpr std::size_t kFar = 3;            // a distance that is never near
-constexpr char kHexDigits[] = "0123456789ABCDEF";
 
 bool is_blank(char c) {
   return c == ' ' || (c >= '\t' && c <= '\r');
@@ -63,9 +64,7 @@ std::string as_hex(std::string_view bytes, std::string_view between) {
   std::string text;
   for (const char c : bytes) {
     if (!text.empty()) text += between;
-    const auto byte = static_cast<unsigned char>(c);
-    text += kHexDigits[byte / 16];
-    text += kHexDigits[byte % 16];
+    text += fmt::format("{:02X}", static_cast<unsigned char>(c));
   }
   return text;
 }
@@ -78,10 +77,6 @@ bool is_letter(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
 }
 
-bool is_letter_or_digit(char c) {
-  return is_letter(c) || is_digit(c);
-}
-
 bool is_digits(std::string_view text) {
   return !text.empty() && std::all_of(text.begin(), text.end(), is_digit);
 }
@@ -90,10 +85,6 @@ std::string_view trimmed(std::string_view text) {
   while (!text.empty() && is_blank(text.front())) text.remove_prefix(1);
   while (!text.empty() && is_blank(text.back())) text.remove_suffix(1);
   return text;
-}
-
-bool has_outer_blanks(std::string_view text) {
-  return !trimmed(text).empty() && trimmed(text).size() < text.size();
 }
 
 std::string_view without_quotes(std::string_view text) {

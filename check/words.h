@@ -31,18 +31,14 @@ std::string counted(std::size_t count, std::string_view noun);
 std::string wrapped(std::string_view text, std::size_t width, std::string_view indent,
                     std::size_t start);
 
-/// Return whether a byte is an ASCII letter, or a letter or digit.
+/// Returns whether a byte is an ASCII letter.
 bool is_letter(char c);
-bool is_letter_or_digit(char c);
 
 /// Returns whether a text is one or more decimal digits and nothing else.
 bool is_digits(std::string_view text);
 
 /// Returns a text without the blanks around it.
 std::string_view trimmed(std::string_view text);
-
-/// Returns whether a text begins or ends with a blank, and is not only blanks.
-bool has_outer_blanks(std::string_view text);
 
 /// Returns a text without blanks and quotation marks around it, typographic ones too.
 std::string_view without_quotes(std::string_view text);

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "check/json_event.h"
+#include "check/json.h"
 #include "check/source.h"
 
 namespace kovo::tryout {

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "check/findings.h"
-#include "check/json_event.h"
+#include "check/json.h"
 #include "check/source.h"
 
 namespace kovo::tryout {

@@ -13,7 +13,6 @@
 #include "check/explain.h"
 #include "check/fixes.h"
 #include "check/json.h"
-#include "check/json_event.h"
 #include "check/log/parts.h"
 #include "check/log/report.h"
 #include "check/payload.h"
@@ -57,7 +56,7 @@ struct Page {
   bool status_complete = false;
   unsigned products = check::kAnyProduct;
   Logs logs;
-  TrialDevice device = started_device(check::variant_of_product(check::kAnyProduct), 0);
+  TrialDevice device = started_device(check::variants_of(check::kAnyProduct).front(), 0);
 };
 
 Page page;
@@ -265,7 +264,7 @@ KOVO_EXPORT(kovo_start_device) void kovo_start_device(std::size_t size, double b
   const unsigned product = check::product_of(input_text(size));
   page.products = product == 0 ? check::kAnyProduct : product;
   const Settings settings = page.device.settings;  // they are persistent
-  page.device = started_device(check::variant_of_product(page.products),
+  page.device = started_device(check::variants_of(page.products).front(),
                                static_cast<std::int64_t>(booted_ms));
   page.device.settings = settings;
 }

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "check/json_event.h"
+#include "check/json.h"
 #include "check/payload.h"
 #include "check/words.h"
 

@@ -3,13 +3,11 @@
 
 #include <fmt/core.h>
 
-#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 #include <unordered_set>
-#include <utility>
 #include <vector>
 
 #include "check/findings.h"
@@ -32,13 +30,6 @@ struct FaultyKey {
   std::string right;  // the key that was meant; "" if unknown
 };
 
-/// A second key in the value of an entry, after a blank.
-struct SecondKey {
-  std::size_t at;        // of the first blank before it, in the value
-  std::size_t length;    // of the blanks
-  std::string_view key;  // the second one
-};
-
 /// A name whose lines the daemon leaves out, since no Count line makes it an event.
 struct MissingEvent {
   const NamedKeys& keys;
@@ -56,8 +47,8 @@ struct CheckContext {
   TemplateValues known{};                            // the values of placeholders
   std::unordered_set<std::string_view> in_status{};  // the names of the status
   std::vector<FaultyKey> faulty_keys{};              // in the file's order
-  std::map<std::uint32_t, SecondKey> second_keys{};  // by entry
-  std::unordered_set<std::string> meant_keys{};      // the right ones of both
+  std::unordered_set<std::string> keys{};            // of the whole file
+  std::unordered_set<std::string> meant_keys{};      // that are probably there, with mistakes
   std::unordered_set<std::string> unsure_names{};    // other lines may be meant for these events
   std::unordered_map<std::string_view, const NamedKeys*> found_by_trigger{};
   std::vector<MissingEvent> missing_events{};
@@ -71,22 +62,10 @@ void add_finding(CheckContext& context, Severity severity, const SourceRange& ra
                  std::string text, std::string hint = {}, std::optional<std::string> fix = {},
                  std::vector<Edit> also = {});
 
-/// Call add_finding with a severity.
-template <typename... Parts>
-void add_error(CheckContext& context, const SourceRange& range, Parts&&... parts) {
-  add_finding(context, Severity::kError, range, std::forward<Parts>(parts)...);
-}
-template <typename... Parts>
-void add_warning(CheckContext& context, const SourceRange& range, Parts&&... parts) {
-  add_finding(context, Severity::kWarning, range, std::forward<Parts>(parts)...);
-}
-template <typename... Parts>
-void add_note(CheckContext& context, const SourceRange& range, Parts&&... parts) {
-  add_finding(context, Severity::kNote, range, std::forward<Parts>(parts)...);
-}
+/// Narrows a range, which holds a text, and the fix that replaces it to the bytes that differ.
+void narrow_fix(std::string_view text, SourceRange& range, std::string& fix);
 
-/// Reports the event names that differ only in case, or also in blanks, from the name of an event;
-/// the fix makes one name of both.
+/// Reports the event names that differ only in case, or also in blanks, from the name of an event.
 void check_similar(CheckContext& context, bool in_blanks);
 
 /// Reports the steps that lack a line of a field, unless a faulty key may be meant for it.
@@ -106,15 +85,20 @@ bool looks_like_comment(std::string_view text);
 /// quotes; "" when there is none.
 std::string raised_spelling(const CheckContext& context, std::string_view trigger);
 
-/// Calls a function with the position of each entry of a field that the daemon acts on. An entry
-/// with a second key in its value is left out: "unknown-key" reports it.
+std::string step_text(std::uint32_t index, std::string_view name);
+
+/// Return the bytes of an entry's key, of its value, and of the event name in its Count line.
+SourceRange key_range(const CheckContext& context, std::uint32_t entry);
+SourceRange value_range(const CheckContext& context, std::uint32_t entry);
+SourceRange event_range(const CheckContext& context, const NamedKeys& keys);
+
+/// Calls a function with the position of each entry of a field that the daemon acts on.
 template <typename Function>
 void for_each_entry(const CheckContext& context, std::string_view field, Function function) {
   const std::vector<DefinitionEntry>& entries = context.source.entries;
   for (std::uint32_t at = 0; at < entries.size(); ++at) {
     const DefinitionEntry& entry = entries[at];
-    if (entry.field != field || !is_known(entry) || looks_like_comment(entry.name)) continue;
-    if (context.second_keys.count(at) == 0) function(at);
+    if (entry.field == field && is_known(entry) && !looks_like_comment(entry.name)) function(at);
   }
 }
 
@@ -123,15 +107,17 @@ struct StepValue {
   const DefinitionEntry& entry;
   SourceRange range;  // of the value
   std::string step;   // "step 0 of Door"
-  std::string line;   // "DoorData0=41"
 };
-StepValue step_value(const CheckContext& context, std::uint32_t entry);
 
 /// Calls a function with each value of a step's field.
 template <typename Function>
 void for_each_value(const CheckContext& context, std::string_view field, Function function) {
   for_each_entry(context, field, [&](std::uint32_t at) {
-    if (entry_at(context, at).parts == 2) function(step_value(context, at));
+    const DefinitionEntry& entry = entry_at(context, at);
+    std::uint32_t index = 0;
+    if (entry.parts != 2) return;
+    read_index(entry, index);
+    function(StepValue{entry, value_range(context, at), step_text(index, entry.name)});
   });
 }
 
@@ -151,18 +137,9 @@ bool is_unsure(const CheckContext& context, const NamedKeys& keys);
 struct NamedStep {
   const NamedKeys& keys;  // of its event
   const StepEntries& entries;
-  SourceRange range;   // of its first key
-  std::string text;    // "step 0 of Door"
-  std::string name;    // "Door"
-  std::string number;  // "0"
+  SourceRange range;  // of its first key
+  std::string text;   // "step 0 of Door"
 };
-
-std::string step_text(std::uint32_t index, std::string_view name);
-
-/// Return the bytes of an entry's key, of its value, and of the event name in its Count line.
-SourceRange key_range(const CheckContext& context, std::uint32_t entry);
-SourceRange value_range(const CheckContext& context, std::uint32_t entry);
-SourceRange event_range(const CheckContext& context, const NamedKeys& keys);
 
 /// Returns `length` bytes of a range, from the one at `from`.
 SourceRange part_of(const SourceRange& range, std::size_t from, std::size_t length);
@@ -170,10 +147,8 @@ SourceRange part_of(const SourceRange& range, std::size_t from, std::size_t leng
 /// Returns "line 12" for the line of an entry.
 std::string line_of(const CheckContext& context, std::uint32_t entry);
 
-/// Return an entry's key as the file has it, without its index, escaped for texts, and with its
-/// value for texts.
+/// Return an entry's key as the file has it, escaped for texts, and with its value for texts.
 std::string raw_key(const DefinitionEntry& entry);
-std::string without_index(const DefinitionEntry& entry);
 std::string key_text(const DefinitionEntry& entry);
 std::string line_text(const DefinitionEntry& entry);
 
@@ -188,8 +163,7 @@ void for_each_step(const CheckContext& context, Function function) {
     if (is_unsure(context, keys)) return;
     for (const auto& [index, step] : keys.steps) {
       if (step.compiled == nullptr) break;
-      function(NamedStep{keys, step, key_range(context, step.first), step_text(index, keys.name),
-                         shown(keys.name), std::to_string(index)});
+      function(NamedStep{keys, step, key_range(context, step.first), step_text(index, keys.name)});
     }
   });
 }

@@ -1,6 +1,5 @@
 // Rules about lines, before their keys are looked at.
 #include <algorithm>
-#include <iterator>
 
 #include "check/rules/context.h"
 #include "core/text.h"
@@ -8,39 +7,31 @@
 namespace kovo::check {
 namespace {
 
-/// Returns "DoorCount=2" for "DoorCount: 2" and "DoorCount 2"; "" for anything else.
-std::string meant_line(std::string_view text) {
-  const std::size_t at = text.find_first_of(": \t");
-  if (at == std::string_view::npos) return {};
-  const std::string key(text.substr(0, at));
-  if (!is_known(split_definition_key(key, {}))) return {};
-  const std::size_t value = text.find_first_not_of(": \t", at);
-  return key + "=" + std::string(value == std::string_view::npos ? "" : text.substr(value));
-}
-
 void check_carriage_returns(CheckContext& context) {
-  const LineKind& found = context.source.carriage_returns;
-  if (found.count == 0) return;
-  std::vector<Edit> others;
+  std::vector<Edit> edits;
   for (const SourceLine& line : context.source.lines) {
     const auto column = line.column + static_cast<std::int32_t>(line.text.size());
     const bool has_it = line.text.data() + line.text.size() < line.read.data() + line.read.size();
-    if (has_it && line.number != found.first.line) others.push_back({{line.number, column, 1}, ""});
+    if (has_it) edits.push_back({{line.number, column, 1}, ""});
   }
-  add_error(context, found.first,
-            fmt::format("{} {} in CR, which becomes part of the value",
-                        counted(found.count, "line"), found.count == 1 ? "ends" : "end"),
-            "save the file with Unix line endings (LF), or: sed -i 's/\\r$//' FILE", "",
-            std::move(others));
+  if (edits.empty()) return;
+  const SourceRange first = edits.front().range;
+  const std::string text =
+      fmt::format("CR at the end of {} becomes part of the value", counted(edits.size(), "line"));
+  edits.erase(edits.begin());
+  add_finding(context, Severity::kError, first, text,
+              "save the file with Unix line endings (LF), or: sed -i 's/\\r$//' FILE", "",
+              std::move(edits));
 }
 
 void check_nuls(CheckContext& context) {
-  const LineKind& found = context.source.nuls;
-  if (found.count == 0) return;
-  add_error(context, found.first,
-            fmt::format("{} {} a NUL: the rest of the line is ignored",
-                        counted(found.count, "line"), found.count == 1 ? "contains" : "contain"),
-            "remove the NULs");
+  const std::vector<SourceLine>& lines = context.source.lines;
+  const auto first =
+      std::find_if(lines.begin(), lines.end(), [](const SourceLine& line) { return line.has_nul; });
+  if (first == lines.end()) return;
+  add_finding(context, Severity::kError,
+              {first->number, first->column + static_cast<std::int32_t>(first->read.size()), 1},
+              "the rest of the line after a NUL is ignored", "remove the NULs");
 }
 
 /// Returns whether blanks around a value are reported here: not in a payload or an address, which
@@ -48,7 +39,7 @@ void check_nuls(CheckContext& context) {
 bool has_trimmed_value(const CheckContext& context, const DefinitionEntry& entry) {
   if (entry.field == kDataField) return trimmed(entry.value).empty();
   if (entry.field == kTriggerField) {
-    return has_outer_blanks(entry.value) && raised_spelling(context, entry.value).empty();
+    return !trimmed(entry.value).empty() && raised_spelling(context, entry.value).empty();
   }
   return entry.parts > 0 && entry.field != kIpField;
 }
@@ -61,26 +52,20 @@ void check_blanks(CheckContext& context, std::uint32_t position, const Definitio
   const bool trims_value = key_has_blanks || has_trimmed_value(context, entry);
   const std::string_view good_value = trims_value ? trimmed(entry.value) : entry.value;
   if (good_key.empty() || looks_like_comment(good_key)) return;
-  if (context.second_keys.count(position) > 0) return;
   if (!key_has_blanks && good_value.size() == entry.value.size()) return;
 
-  const std::string line = fmt::format("{}={}", key, entry.value);
   const std::string right = fmt::format("{}={}", good_key, good_value);
-  const auto end = std::mismatch(right.begin(), right.end(), line.begin()).first;
-  const auto same = static_cast<std::size_t>(end - right.begin());
-  const auto same_end = static_cast<std::size_t>(
-      std::mismatch(right.rbegin(), std::make_reverse_iterator(end), line.rbegin()).first -
-      right.rbegin());
+  SourceRange range = key_range(context, position);
+  range.length = static_cast<std::int32_t>(key.size() + 1 + entry.value.size());
+  std::string fix = right;
+  narrow_fix(fmt::format("{}={}", key, entry.value), range, fix);
   const bool is_trigger = !key_has_blanks && entry.field == kTriggerField;
+  const char* what = key_has_blanks ? "key" : is_trigger ? "trigger" : "value";
   add_finding(
       context,
       key_has_blanks ? severity_of_missed(context, std::string(good_key)) : Severity::kWarning,
-      part_of(key_range(context, position), same, line.size() - same - same_end),
-      fmt::format("the blanks around the {} are part of it", key_has_blanks ? "key"
-                                                             : is_trigger   ? "trigger"
-                                                                            : "value"),
-      is_trigger ? fmt::format("{}{}?", kGuess, shown(right)) : "write " + shown(right),
-      right.substr(same, right.size() - same - same_end));
+      range, fmt::format("the blanks around the {} are part of it", what),
+      is_trigger ? fmt::format("{}{}?", kGuess, shown(right)) : "write " + shown(right), fix);
 }
 
 }  // namespace
@@ -89,13 +74,11 @@ void check_no_equals(CheckContext& context) {
   for (const SourceLine& line : context.source.lines) {
     if (line.text.empty() || line.column > static_cast<std::int32_t>(kMaxMessage)) continue;
     if (split_key_value(line.text).found || looks_like_comment(line.text)) continue;
-    const std::string meant = meant_line(line.text);
-    std::string hint = "write key=value, or remove the line";
-    if (trimmed(line.text).empty()) hint = "remove the blanks";
-    if (!meant.empty()) hint = "write " + shown(meant);
-    add_warning(context, {line.number, line.column, static_cast<std::int32_t>(line.text.size())},
-                "the line contains no \"=\" and is ignored", std::move(hint),
-                meant.empty() ? std::nullopt : std::optional(meant));
+    add_finding(
+        context, Severity::kWarning,
+        {line.number, line.column, static_cast<std::int32_t>(line.text.size())},
+        "the line contains no \"=\" and is ignored",
+        trimmed(line.text).empty() ? "remove the blanks" : "write key=value, or remove the line");
   }
 }
 
@@ -103,27 +86,29 @@ void check_no_equals(CheckContext& context) {
 void check_long_line(CheckContext& context) {
   for (const SourceLine& line : context.source.lines) {
     if (line.column != static_cast<std::int32_t>(kMaxMessage) + 1 || line.read.empty()) continue;
-    add_error(context, {line.number, line.column, static_cast<std::int32_t>(line.read.size())},
-              "the line is longer than 2047 bytes: the rest is read as another line",
-              "shorten the line, or move a part of the payload to another step");
+    add_finding(context, Severity::kError,
+                {line.number, line.column, static_cast<std::int32_t>(line.read.size())},
+                "the line is longer than 2047 bytes: the rest is read as another line",
+                "shorten the line, or move a part of the payload to another step");
   }
 }
 
 void check_line_end(CheckContext& context) {
   if (context.source.mark == ByteOrderMark::kUtf16) {
-    add_error(context, {1, 1, 2}, "the file is UTF-16: the NULs in it end every line",
-              "save it as UTF-8 without byte order mark");
+    add_finding(context, Severity::kError, {1, 1, 2},
+                "the file is UTF-16: the NULs in it end every line",
+                "save it as UTF-8 without byte order mark");
     return;
   }
   if (context.source.mark == ByteOrderMark::kUtf8) {
-    add_error(context, {1, 1, 3},
-              "the file begins with a byte order mark, which becomes part of the first key",
-              "save it as UTF-8 without byte order mark", "");
+    add_finding(context, Severity::kError, {1, 1, 3},
+                "the file begins with a byte order mark, which becomes part of the first key",
+                "save it as UTF-8 without byte order mark", "");
   }
   if (context.source.cr_only) {
-    add_error(context, {1, 1, 0},
-              "the lines end in CR only, so that the daemon reads them as one line",
-              "save the file with Unix line endings (LF), or: tr '\\r' '\\n' <FILE >NEW");
+    add_finding(context, Severity::kError, {1, 1, 0},
+                "the lines end in CR only, so that the daemon reads them as one line",
+                "save the file with Unix line endings (LF), or: tr '\\r' '\\n' <FILE >NEW");
   } else {
     check_carriage_returns(context);
   }

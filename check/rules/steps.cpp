@@ -8,23 +8,20 @@
 namespace kovo::check {
 namespace {
 
-bool contains_nocase(std::string_view text, const char* word) {
-  return contains(lower_ascii(text), lower_ascii(word));
-}
-
 /// Returns a protocol in the case that the daemon expects: "UDP", "TCPStatus"; "" for others.
 std::string right_protocol(std::string_view text) {
-  const bool tcp = contains_nocase(text, "TCP");
-  if (!tcp && !contains_nocase(text, "UDP")) return {};
-  return std::string(tcp ? "TCP" : "UDP") + (contains_nocase(text, "Status") ? "Status" : "");
+  const std::string lower = lower_ascii(text);
+  const bool tcp = contains(lower, "tcp");
+  if (!tcp && !contains(lower, "udp")) return {};
+  return std::string(tcp ? "TCP" : "UDP") + (contains(lower, "status") ? "Status" : "");
 }
 
 void check_protocol_value(CheckContext& context, const StepValue& step) {
   const std::string_view value = step.entry.value;
   const std::string right = right_protocol(value);
   if (!choose_sender(value)) {
-    add_error(
-        context, step.range,
+    add_finding(
+        context, Severity::kError, step.range,
         fmt::format("{} sends nothing: {} is not a supported protocol", step.step, quoted(value)),
         right.empty() ? "write UDP or TCP, or UDPStatus or TCPStatus to send the device's status"
                       : "write " + right,
@@ -34,7 +31,7 @@ void check_protocol_value(CheckContext& context, const StepValue& step) {
   const bool both = contains(value, "TCP") && contains(value, "UDP");
   const bool no_status = right.size() > 3 && !contains(value, "Status");
   if (!both && !no_status) return;
-  add_warning(context, step.range,
+  add_finding(context, Severity::kWarning, step.range,
               both ? fmt::format("{} is ambiguous: {} uses TCP", quoted(value), step.step)
                    : quoted(value) + " sends the payload, not the device's status",
               "write " + right, right);
@@ -53,56 +50,22 @@ void check_empty_steps(CheckContext& context, const NamedKeys& keys) {
       (from_one && empty.size() == 1 && empty[0] == 0)) {
     return;
   }
-  const std::string name = shown(keys.name);
-  const bool at_end = empty.front() + static_cast<std::int32_t>(empty.size()) == step_count;
-  add_error(
-      context, value_range(context, keys.counts.back()),
-      empty.size() == 1
-          ? fmt::format("step {} of {} has no lines: nothing is sent", empty.front(), name)
-          : fmt::format("{} steps of {} have no lines (the first is {}): nothing is sent",
-                        empty.size(), name, empty.front()),
-      at_end && empty.front() > 0
-          ? fmt::format("write {}Count={}, or the lines of the other steps", name, empty.front())
-          : fmt::format("write {}Protocol{} and the other lines of the step", name, empty.front()));
-}
-
-/// Returns a dotted address without the zeros before its decimal numbers.
-std::string without_zeros(std::string_view text) {
-  std::string address;
-  for (std::size_t at = 0; at < text.size(); ++at) {
-    const bool begins = address.empty() || address.back() == '.';
-    if (begins && text[at] == '0' && is_digits(text.substr(at + 1, 1))) continue;
-    address += text[at];
-  }
-  return address;
+  add_finding(context, Severity::kError, value_range(context, keys.counts.back()),
+              fmt::format("{} has {} without lines, the first is step {}: nothing is sent",
+                          shown(keys.name), counted(empty.size(), "step"), empty.front()),
+              "write a smaller Count, or the lines of each step");
 }
 
 void check_broadcast(CheckContext& context, const StepValue& step) {
-  constexpr std::string_view kEnd = ".255";
   const std::string_view value = step.entry.value;
   if (is_broadcast(value)) {
-    add_error(context, step.range, step.step + " sends nothing: the daemon does not broadcast",
-              "write the address of one device, and give each other device a step of its own");
-  } else if (value.substr(value.size() - kEnd.size()) == kEnd) {
-    add_note(context, step.range,
-             quoted(value) +
-                 " is the broadcast address of many networks: the daemon does not "
-                 "broadcast",
-             "write the address of one device, unless this is the address of a device");
-  }
-}
-
-/// Returns the edits that write the port of an address to the Port line of its step, or add one.
-void move_port(const CheckContext& context, const StepValue& step, const std::string& port,
-               std::string& address, std::vector<Edit>& edits) {
-  std::uint32_t index = 0;
-  read_index(step.entry, index);
-  const NamedKeys* keys = event_named(context.model, step.entry.name);
-  const auto entries = keys == nullptr ? nullptr : find_step(*keys, index);
-  if (entries != nullptr && entries->port != kNoEntry) {
-    edits.push_back({value_range(context, entries->port), port});
-  } else {
-    address += fmt::format("\n{}{}{}={}", step.entry.name, kPortField, step.entry.index, port);
+    add_finding(context, Severity::kError, step.range,
+                step.step + " sends nothing: the daemon does not broadcast",
+                "write the address of one device, and give each other device a step of its own");
+  } else if (value.substr(value.rfind('.')) == ".255") {
+    add_finding(context, Severity::kNote, step.range,
+                quoted(value) + " is often a broadcast address: the daemon does not broadcast",
+                "write the address of one device, unless this is the address of a device");
   }
 }
 
@@ -113,26 +76,22 @@ void check_address_value(CheckContext& context, const StepValue& step) {
     return;
   }
   const std::string_view inner = without_quotes(value);
-  const std::size_t end = std::min(inner.find_first_of(":/"), inner.size());
-  std::string host = without_zeros(inner.substr(0, end));
-  const std::string port(inner.substr(std::min(end + 1, inner.size())));
+  const std::string host(inner.substr(0, inner.find_first_of(":/")));
+  const std::string_view rest = inner.substr(host.size());
   std::string hint =
       "write four numbers from 0 to 255 such as 10.0.0.5: host names are not resolved";
-  std::vector<Edit> others;
-  const bool is_known_host = is_address(host);
-  if (is_known_host && end == inner.size()) {
-    hint = "write " + host;
-  } else if (is_known_host && inner[end] == ':' && is_digits(port)) {
-    hint = fmt::format("{}{}, and {}{}{}={}?", kGuess, host, shown(step.entry.name), kPortField,
-                       step.entry.index, port);
-    move_port(context, step, port, host, others);
-  } else if (is_known_host) {
-    hint = fmt::format("{}{}?", kGuess, host);
+  if (is_address(host)) {
+    hint = rest.empty() ? "write " + host : fmt::format("{}{}?", kGuess, host);
+    if (rest.substr(0, 1) == ":" && is_digits(rest.substr(1))) {
+      hint = fmt::format("{}{}, and {}{}{}={}?", kGuess, host, shown(step.entry.name), kPortField,
+                         step.entry.index, rest.substr(1));
+    }
   }
-  add_error(context, step.range,
-            fmt::format("{} is not a valid IPv4 address: {} goes to 0.0.0.0, the device itself",
-                        quoted(value), step.step),
-            hint, is_known_host ? std::optional(host) : std::nullopt, std::move(others));
+  add_finding(context, Severity::kError, step.range,
+              fmt::format("{} is not a valid IPv4 address: {} goes to 0.0.0.0, the device itself",
+                          quoted(value), step.step),
+              hint,
+              is_address(host) && rest.substr(0, 1) != ":" ? std::optional(host) : std::nullopt);
 }
 
 }  // namespace
@@ -154,7 +113,8 @@ void check_address(CheckContext& context) {
     const std::uint32_t ip = step.entries.ip;
     if (ip == kNoEntry || entry_at(context, ip).value != "0.0.0.0") return;
     if (!daemon_port(*step.entries.compiled).empty()) return;  // reported by "loop"
-    add_warning(context, value_range(context, ip), step.text + " sends to the device itself",
+    add_finding(context, Severity::kWarning, value_range(context, ip),
+                step.text + " sends to the device itself",
                 "write the address of another device, or 127.0.0.1 if it is meant");
   });
 }

@@ -35,23 +35,6 @@ std::optional<std::string> trigger_fix(const CheckContext& context, const NamedK
   return right;
 }
 
-/// Returns "write a or b, which its change raises".
-std::string advice_to_write(const std::vector<std::string>& triggers) {
-  std::string names = triggers.front();
-  for (std::size_t at = 1; at < triggers.size(); ++at) names += " or " + triggers[at];
-  return fmt::format("write {}, which its change raises", names);
-}
-
-/// Returns the trigger of the device that a long text is nearly; short words are near to many.
-std::string near_miss(const CheckContext& context, std::string_view trigger) {
-  constexpr std::size_t kLong = 6;
-  return trigger.size() < kLong ? std::string() : nearest_name(context.triggers.suggester, trigger);
-}
-
-bool has_second_key(const CheckContext& context, const NamedKeys& keys) {
-  return context.second_keys.count(keys.trigger) > 0;
-}
-
 /// Calls a function with each event whose trigger nothing on the device raises, and the triggers of
 /// the variable that has this name.
 template <typename Function>
@@ -61,7 +44,7 @@ void for_each_unraised(const CheckContext& context, Function function) {
     if (&found_event(context, keys) != &keys) return;  // reported by "same-trigger"
     if (is_generic_events(keys)) return;               // reported by "no-effect"
     // Otherwise an XMLfield line of another name may be meant.
-    if (keys.trigger == kNoEntry ? is_unsure(context, keys) : has_second_key(context, keys)) return;
+    if (keys.trigger == kNoEntry && is_unsure(context, keys)) return;
     if (!raised_by(context.triggers, trigger).empty()) return;
     function(keys, triggers_of_variable(context.triggers, trigger));
   });
@@ -71,8 +54,8 @@ void check_impossible_trigger(CheckContext& context, const NamedKeys& keys) {
   const std::string_view trigger = keys.event->trigger;
   const std::size_t equals = trigger.find('=');
   const bool is_logged = equals < trigger.size() && equals > 0 && trigger.substr(0, 2) != "__";
-  add_warning(
-      context, trigger_range(context, keys),
+  add_finding(
+      context, Severity::kWarning, trigger_range(context, keys),
       fmt::format("nothing can raise the trigger {}{}", quoted(trigger),
                   is_logged ? ": the part after \"=\" is only logged" : ""),
       is_logged ? "write " + shown(trigger.substr(0, equals))
@@ -82,29 +65,20 @@ void check_impossible_trigger(CheckContext& context, const NamedKeys& keys) {
 /// Reports a trigger of one's own, which may be meant for one of the device.
 void check_own_trigger(CheckContext& context, const NamedKeys& keys) {
   const std::string_view trigger = keys.event->trigger;
-  const std::vector<std::string> words =
-      triggers_of(context.triggers.by_word, without_quotes(trigger));
-  const std::string near = near_miss(context, trigger);
-  Severity severity = Severity::kNote;
-  std::string hint;
-  std::optional<std::string> fix;
-  if (!words.empty()) {
-    hint = advice_to_write(words);
-  } else if (near == trigger) {
-    hint = "other products raise it";
-  } else if (!near.empty()) {
-    severity = Severity::kWarning;
-    hint = fmt::format("{}{}?", kGuess, near);
-    fix = trigger_fix(context, keys, near);
-  }
-  const std::string name = shown(keys.name);
-  add_finding(context, severity, trigger_range(context, keys),
+  constexpr std::size_t kLong = 6;  // short words are near to many
+  const std::string near =
+      trigger.size() < kLong ? "" : nearest_name(context.triggers.suggester, trigger);
+  const bool is_guess = !near.empty() && near != trigger;
+  std::string hint = near.empty() ? "" : "other products raise it";
+  if (is_guess) hint = fmt::format("{}{}?", kGuess, near);
+  add_finding(context, is_guess ? Severity::kWarning : Severity::kNote,
+              trigger_range(context, keys),
               keys.trigger == kNoEntry && near != trigger
-                  ? fmt::format("{} has no XMLfield line: its name is its trigger", name)
+                  ? shown(keys.name) + " has no XMLfield line: its name is its trigger"
                   : fmt::format("{} is not a trigger of the device: only a program can send it, "
                                 "on tcp:2700",
                                 quoted(trigger)),
-              hint, fix);
+              hint, is_guess ? trigger_fix(context, keys, near) : std::nullopt);
 }
 
 }  // namespace
@@ -113,12 +87,12 @@ void check_same_trigger(CheckContext& context) {
   for_each_event(context, [&](const NamedKeys& keys) {
     const NamedKeys& earlier = found_event(context, keys);
     if (&earlier == &keys) return;
-    add_error(context, trigger_range(context, keys),
-              fmt::format("{0} never raises {1}: it raises {2}, which is defined first ({3})",
-                          quoted(keys.event->trigger), shown(keys.name), shown(earlier.name),
-                          line_of(context, earlier.counts.front())),
-              fmt::format("write another trigger, or give the steps of {} to {}", shown(keys.name),
-                          shown(earlier.name)));
+    add_finding(context, Severity::kError, trigger_range(context, keys),
+                fmt::format("{0} never raises {1}: it raises {2}, which is defined first ({3})",
+                            quoted(keys.event->trigger), shown(keys.name), shown(earlier.name),
+                            line_of(context, earlier.counts.front())),
+                fmt::format("write another trigger, or give the steps of {} to {}",
+                            shown(keys.name), shown(earlier.name)));
   });
 }
 
@@ -130,17 +104,15 @@ void check_builtin_trigger(CheckContext& context) {
     const std::string hint =
         fmt::format("remove this line, and define another event for {}", quoted(entry.value));
     if (keys.event->trigger == keys.name) {
-      add_warning(context, key_range(context, keys.trigger),
+      add_finding(context, Severity::kWarning, key_range(context, keys.trigger),
                   fmt::format("{} does nothing: the Delay on {} sets the trigger back to {}",
                               key_text(entry), line_of(context, keys.delay), shown(keys.name)),
                   hint);
     } else if (raised_spelling(context, entry.value) != keys.name) {  // reported by "trigger"
-      add_warning(
-          context, value_range(context, keys.trigger),
-          fmt::format("{} no longer runs {}: only {} raises it", shown(keys.name),
-                      keys.name == kPowerOn ? "at boot" : "when the display connection changes",
-                      quoted(entry.value)),
-          hint);
+      add_finding(context, Severity::kWarning, value_range(context, keys.trigger),
+                  fmt::format("the device no longer raises {}: only {} does", shown(keys.name),
+                              quoted(entry.value)),
+                  hint);
     }
   });
 }
@@ -148,10 +120,10 @@ void check_builtin_trigger(CheckContext& context) {
 void check_variable_name(CheckContext& context) {
   for_each_unraised(context, [&](const NamedKeys& keys, const std::vector<std::string>& meant) {
     if (meant.empty()) return;
-    add_error(context, trigger_range(context, keys),
-              quoted(keys.event->trigger) + " is a device variable and raises nothing",
-              advice_to_write(meant),
-              meant.size() == 1 ? trigger_fix(context, keys, meant.front()) : std::nullopt);
+    add_finding(context, Severity::kError, trigger_range(context, keys),
+                quoted(keys.event->trigger) + " is a device variable and raises nothing",
+                fmt::format("write {}, which its change raises", fmt::join(meant, " or ")),
+                meant.size() == 1 ? trigger_fix(context, keys, meant.front()) : std::nullopt);
   });
 }
 
@@ -162,28 +134,17 @@ void check_trigger(CheckContext& context) {
     if (cannot_be_named(trigger)) return check_impossible_trigger(context, keys);
     const std::string right = raised_spelling(context, trigger);
     if (!right.empty()) {
-      add_warning(context, trigger_range(context, keys),
+      add_finding(context, Severity::kWarning, trigger_range(context, keys),
                   fmt::format("{} is not the trigger {}: case, blanks and quotes matter",
                               quoted(trigger), right),
                   has_trigger_line(keys)
                       ? "write " + right
                       : fmt::format("write {}XMLfield={}", shown(keys.name), right),
                   trigger_fix(context, keys, right));
-    } else if (!has_outer_blanks(trigger) || !has_trigger_line(keys)) {
+    } else if (!has_trigger_line(keys) || trimmed(trigger).empty() || trimmed(trigger) == trigger) {
       check_own_trigger(context, keys);  // otherwise reported by "blank"
     }
   });
-}
-
-/// Reports the first display event of a file.
-void check_display_period(CheckContext& context) {
-  for (const std::uint32_t at : context.model.in_event_order) {
-    const NamedKeys& keys = context.model.names[at];
-    if (!is_display_event(keys.name)) continue;
-    add_note(context, event_range(context, keys),
-             "DVIConnected and DVIDisconnected are skipped in the first 120 s after boot");
-    return;
-  }
 }
 
 }  // namespace kovo::check

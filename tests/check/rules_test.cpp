@@ -31,34 +31,35 @@ std::string to_daemon(const std::string& port, const std::string& trigger, const
 
 // The good event: 1 ACount, 2 AXMLfield, 3 AProtocol0, 4 AIP0, 5 APort0, 6 AData0, 7 ADelay0.
 const RuleCase kCases[] = {
-    {"no-equals", "ADelay: 1", "8:1 warning", "write ADelay=1", "\n // A"},
+    {"no-equals", "ADelay: 1", "8:1 warning", "write key=value", "\n // A"},
     {"long-line", std::string(2048, 'x'), "8:2048 error", "shorten", std::string(2047, 'x')},
     {"line-end", std::string("\0", 1), "8:1 error", "NULs", "B=\\0"},
     {"blank", "ADelay = 1", "8:7 error", "write ADelay=1", "EnableEvents= true"},
     {"blank", "AProtocol0=UDP\t", "3:15 warning", "write AProtocol0=UDP", "AIP0=10.0.0.7 "},
     {"blank", "AXMLfield= x ", "2:11 warning", "did you mean AXMLfield=x?", "AXMLfield= Name "},
-    {"blank", "B Count=1\nBXMLfield=x\nBDelay=1", "9:1 error", "write \"B\" instead of \"B \"",
+    {"blank", "B Count=1\nBXMLfield=x\nBDelay=1", "9:1 error", "the Count on line 8 is for \"B \"",
      "B CCount=1"},
-    {"commented-out", " #BCount=1", "8:1 error", "delete it, or remove the \"=\"", "#A: 1"},
+    {"commented-out", " #BCount=1", "8:1 error", "delete it, or remove each \"=\"", "#A: 1"},
     {"commented-out", ";EnableEvents=true", "8:1 note", "delete it", "A;BCount=1"},
     {"unknown-key", "EnableEvnts=true", "8:1 warning", "EnableEvents", "EnableEvents=true"},
-    {"unknown-key", "ACount1=1", "8:1 warning", "write ACount", "ADelay=1"},
     {"unknown-key", "ADealy=1", "8:1 error", "did you mean ADelay?", ""},
-    {"unknown-key", "AIP0=10.0.0.7 APort0=80", "4:14 warning", "a line of its own",
-     "AIP0=1.1.1.1 x=1"},
-    {"letter-case", "aDelay=1\naPort1=1", "8:1 error", "write A instead of a", "Description=x"},
-    {"no-count", "BIP3=10.0.0.7", "8:1 error", "BCount=4", "BIP3=10.0.0.7\nBCount=4"},
-    {"no-count", "PowerOnCount=0\nPowerOnDelay=1", "9:1 note", "", "PowerOnCount=0"},
-    {"count", "ACount=129", "1:8 error", "at most 128", "ACount=128\nBCount= 2"},
+    {"unknown-key", "enableevents=true", "8:1 warning", "EnableEvents", ""},
+    {"letter-case", "aDelay=1\naPort1=1", "8:1 error", "write the same event name",
+     "Description=x"},
+    {"no-count", "BIP3=10.0.0.7", "8:1 error", "add BCount=", "BIP3=10.0.0.7\nBCount=4"},
+    {"no-count", "BCount=0\nBIP0=1", "9:1 error", "write the number", "BCount=0\nBDelay=1"},
+    {"count", "ACount=129", "1:8 error", "from 1 to 128", "ACount=128\nBCount= 2"},
     {"count", "ACount=1.5", "1:8 error", "did you mean ACount=1?", "ACount=01"},
     {"count", "ACount=1;", "1:8 warning", "write ACount=1", ""},
     {"index", "ACount=2\nAPort2=1\nAPort1=1\nAPort0x=1", "8:1 error", "ACount=3", "A=0"},
     {"index", "APort=1", "8:1 error", "APort0", "APort00=1"},
-    {"index", "APortx=1", "8:6 error", "number from 0", "ADelay=1"},
-    {"index", "APort128x=1", "8:6 error", "number from 0", "ADelay=1"},
+    {"index", "APortx=1", "8:1 error", "number from 0", "ADelay=1"},
+    {"index", "APort128x=1", "8:1 error", "number from 0", "ADelay=1"},
+    {"index", "ACount1=1", "8:1 warning", "write ACount", ""},
+    {"index", "AIP0 x=1", "8:1 warning", "write AIP0", ""},
     {"truncated-name", "DataHallData0=41", "8:1 error", "rename", "MyIPlayCount=1"},
     {"protocol", "AProtocol0=TCPstatus", "3:12 warning", "TCPStatus", "AProtocol0=xUDP"},
-    {"protocol", "ACount=3", "1:8 error", "ACount=1", "AProtocol0=TCPStatus"},
+    {"protocol", "ACount=3", "1:8 error", "2 steps without lines", "AProtocol0=TCPStatus"},
     {"address", "AIP0=\"10.0.0.7:80\"", "4:6 error", "did you mean 10.0.0.7, and APort0=80?",
      "AIP0=255.255.255.0"},
     {"address",
@@ -69,7 +70,6 @@ const RuleCase kCases[] = {
     {"address", "AIP0=10.0.0.255", "4:6 note", "one device", "AIP0=10.0.255.25"},
     {"address", "AIP0=0.0.0.0", "4:6 warning", "127.0.0.1", "AIP0=0.0.0.0\nAPort0=2728"},
     {"address", "AIP0=192.168.10.70/24", "4:6 error", "mean 192.168.10.70?", ""},
-    {"address", "AIP0=010.000.010.070", "4:6 error", "write 10.0.10.70", ""},
     {"address", "AIP0=" + std::string(64, '1'), "4:6 error", "numbers", "AIP0=1.1.1.1"},
     {"port", "APort0=65536", "5:8 error", "1 to 65535", "APort0=65535"},
     {"port", "APort0=0", "5:8 error", "1 to 65535", "APort0=1"},
@@ -96,28 +96,27 @@ const RuleCase kCases[] = {
      ""},
     {"data", "AData0=0x4F,0x4E", "6:8 error", "write AData0=4F4E; as written", "AData0=4a4B"},
     {"data", "AData0=\"ON\"", "6:8 error", "did you mean AData0=4F4E?", ""},
-    {"data", "AData0=4F4B\\r", "6:8 error", "did you mean AData0=4F4B0D? (as written, 4F 4B are",
-     ""},
+    {"data", "AData0=4F4B\\r", "6:8 error",
+     "did you mean AData0=4F4B0D? (as written, it sends 4F 4B)", ""},
     {"data", "AData0=41h 42h 0Dh", "6:8 error", "did you mean AData0=41420D?", ""},
     {"data", "AData0=<STX>PON<ETX>", "6:8 error", "did you mean AData0=02504F4E03?", ""},
     {"data", "AData0=%02PON%03", "6:8 error", "write two hexadecimal digits", ""},
     {"data", "AData0=LIGHTS ON", "6:8 error", "write AData0=4C4947485453204F4E;", ""},
-    {"data", "AData0=504O,0D", "6:11 error", "the digit 0; as written", "AData0=5040"},
+    {"data", "AData0=504O,0D", "6:11 error", "\"O\" is not a digit = write two", "AData0=5040"},
     {"data", "AData0= \\x25 $31,0x0D", "6:8 error", "did you mean AData0=25310D?", "AData0=\t"},
-    {"data", "AData0=50 4", "6:8 error", "two digits for each byte; as written, 50 04",
-     "AData0=5004"},
+    {"data", "AData0=50 4", "6:8 error",
+     "two hexadecimal digits for each byte; as written, it sends 50 04", "AData0=5004"},
     {"data", "AData0=ON<CR>", "6:8 error", "did you mean AData0=4F4E0D?", "AData0=4F4E"},
     {"payload", "AData0=414200", "6:12 error", "kovotcp cannot send this command", "AData0=414230"},
-    {"payload", "AData0=25315C783064", "6:12 note", "digits 0D", "AData0=25315C7830"},
-    {"placeholder", "AData0=31247B4D5554457D", "6:10 note", "{{MUTE}}", "AData0=7B4F4E7D247B317D"},
+    {"data", "AData0=ON=1", "6:8 error", "did you mean AData0=4F4E3D31?", ""},
     {"blank", " AXMLfield = x ", "8:1 warning", "write AXMLfield=x", "AXMLfield=x"},
     {"delay", "ADelay0=600001", "7:9 note", "milliseconds", "ADelay0=600000"},
-    {"placeholder", "AData0=7B7B7D7D", "6:8 error", "name", "AData0=7B7D7D7D"},
+    {"placeholder", "AData0=7B7B7D7D", "6:12 error", "name", "AData0=7B7D7D7D"},
     {"placeholder", "AData0=7B7B20787D7D", "6:12 error", "{{x}}", "AData0=7B7B54494D457D7D"},
     {"delay", "ADelay0=2147483648", "7:9 error", "milliseconds", "ADelay0=1"},
-    {"delay", "ADelay0=2 s", "7:9 error", "write ADelay0=2000", "ADelay0=2000"},
+    {"delay", "ADelay0=2 s", "7:9 error", "number of milliseconds", "ADelay0=2000"},
     {"delay", "ADelay0=15 milliseconds", "7:9 warning", "write ADelay0=15", "ADelay="},
-    {"delay", "ADelay=1min", "8:8 error", "write ADelay=60", ""},
+    {"delay", "ADelay=1min", "8:8 error", "number of seconds", ""},
     {"delay", "ADelay=-1", "8:8 error", "seconds", "ADelay=0"},
     {"delay-order", "ACount=2\nADelay0=5\nAIP1=", "8:1 warning", "every", "ACount=2\nADelay1=5"},
     {"never-runs", "ADelay=60", "8:8 error", "below 60", "ADelay=59"},
@@ -129,21 +128,17 @@ const RuleCase kCases[] = {
      "another event", "PowerOnCount=1\nPowerOnXMLfield=poweron"},
     {"variable-name", "AXMLfield=device_name", "2:11 error", "write name", "AXMLfield=name"},
     {"variable-name", "AXMLfield=WPA_EAP_MODE", "2:11 error", "p8021enable or p8021status", ""},
-    {"trigger", "AXMLfield=audioMulticastAddr", "2:11 note", "write stream,", "AXMLfield=stream"},
     {"trigger", "AXMLfield=\" Video mute\"", "2:11 warning", "write videoMute", "AXMLfield=mute"},
     {"trigger", "mediaport0Count=1", "8:1 warning", "write mediaport0XMLfield=mediaPort0", ""},
-    {"trigger", "AXMLfield=VMute", "2:11 note", "write videoMute, which", ""},
-    {"trigger", "AXMLfield=ipset", "2:11 note", "gateway or ipAddr or ipMode or netmask,", ""},
     {"trigger", "AXMLfield=GPIO1=closed", "2:11 warning", "logged = write GPIO1",
      "AXMLfield=webEnabled"},
     {"trigger", "AXMLfield=__x", "2:11 warning", "holds no", "AXMLfield=own "},
     {"trigger", "AXMLfield=videoSuorce", "2:11 warning", "did you mean videoSource?", ""},
     {"trigger", "AXMLfield=nam", "2:11 note", "tcp:2700 = \n", ""},
     {"trigger", "matrixCount=1", "8:1 note", "matrix has no XMLfield line: its name is its", ""},
-    {"no-effect", "FastCableDetectEvents=false", "8:1 note", "", "EnableEvents=true"},
+    {"no-effect", "EnableEvents=false", "8:1 note", "ENABLE_KOVO_EVENT", "EnableEvents=true"},
     {"no-effect", "DataEncode=ASCII", "8:1 note", "HEX", "DataEncode=HEX"},
     {"no-effect", "GenericEventsCount=1", "8:1 note", "Count=0", "GenericEventsCount=0"},
-    {"display-period", "dviconnectedCount=1", "8:1 note", "", "DVICount=1"},
 };
 
 /// "line:column severity text = hint" of each.
@@ -160,8 +155,9 @@ std::string said(const Findings& findings) {
 std::size_t fix_all(const std::string& text) {
   std::size_t fixes = 0;
   for (const Finding& finding : found_in(text)) {
-    EXPECT_TRUE(contains(rule_severities(finding.rule->name), severity_name(finding.severity)))
-        << finding.rule->name << " " << finding.text;
+    const std::string section(rule_section(finding.rule->name));
+    const std::string severities = section.substr(0, section.find("\n\nReports "));
+    EXPECT_TRUE(contains(severities, severity_name(finding.severity))) << severities;
     if (!finding.fix) continue;
     ++fixes;
     const std::string left =
@@ -192,9 +188,9 @@ TEST(Rules, AgreeWithTheDaemonAndItsDevice) {
   const std::string event = std::regex_replace(good_event(""), std::regex("\n"), "\r\n");
   const Findings ends = found_in("\xEF\xBB\xBF" + event);
   EXPECT_EQ(ends.size(), 2U) << said(ends);
-  EXPECT_NE(said(ends).find("\n1:12 error 7 lines end"), std::string::npos) << said(ends);
-  const Findings defaults = found_in(default_definitions(true));
-  EXPECT_EQ(count_of(defaults, Severity::kNote), defaults.size()) << said(defaults);
+  EXPECT_NE(said(ends).find("\n1:12 error CR at the end of 7 lines"), std::string::npos)
+      << said(ends);
+  EXPECT_EQ(count_of(found_in(default_definitions(true)), Severity::kError), 0U);
 
   // The fix of the blanks would show an error whose own fix shows another one.
   const std::regex data("AData0=41");
@@ -202,21 +198,20 @@ TEST(Rules, AgreeWithTheDaemonAndItsDevice) {
   EXPECT_EQ(apply_fixes(std::regex_replace(good_event(""), data, "AData0 = 41,00"), {}).fixes, 0U);
 
   const auto duplicates = [](const char* text) { return found_in(text, "duplicate-key"); };
-  EXPECT_TRUE(contains(said(duplicates("BCount=0\nBCount=1\n")), "only one of the two"));
+  EXPECT_TRUE(contains(said(duplicates("BCount=0\nBCount=1\n")), "the first positive one"));
   EXPECT_EQ(duplicates("DataEncode=HEX\nDataEncode=HEX\n").size(), 1U);
-  EXPECT_TRUE(duplicates("BCount=1\nBIP5=1\nBIP5=1\n").empty());
 
   const Findings commented = found_in(
       "#BCount=2\n#BCount=2\n#BXMLfield=name\n#BDelay=90\n#BProtocol5=udp\n#BData0=7B7B\n"
       "#Bip0=x \n#CIP0=1\n" +
       good_event(""));
-  EXPECT_EQ(said(commented).find("1:1 error 6 lines still define"), 0U);
+  EXPECT_EQ(said(commented).find(
+                "1:1 error this is not a comment: the event \"#B\" is defined, by 6 lines"),
+            0U);
   EXPECT_EQ(commented.size(), 3U) << "notes on two lines, and no other\n" << said(commented);
 
   const Findings second = found_in(good_event("BCount=1\nBXMLfield=Name"), "trigger");
   EXPECT_FALSE(second.at(0).fix) << "two events would have the trigger";
-  const std::string word = good_event("AXMLfield=setSettings:outAudioDelay");
-  EXPECT_EQ(found_in(word, "trigger", {kInputUsbc, nullptr, false, {}}).at(0).hint, "");
 
   const StatusVars status = {{"inputName", std::string(1100, 'x')}, {"zero", ""}};
   const CheckOptions options{kAnyProduct, &status, false, {}};
@@ -237,7 +232,7 @@ TEST(Rules, ReportAMistakeOnce) {
   } cases[] = {
       {std::regex_replace(good, std::regex("\n"), "\r"), "the lines end in CR only"},
       {"EnableEvents=true\n", "warning the file defines no event"},
-      {next, "3:1 error AProtocol1 and 4 more lines are out of range"},
+      {next, "3:1 error AProtocol1 and 4 more lines: there is no such step"},
       {next, "number the steps of A from 0"},
       {good + next.substr(next.find("AProtocol1")), "write ACount=2 if"},
       {good + good, "8:1 warning ACount and 6 more lines repeat keys from line 1 on"},
@@ -249,7 +244,6 @@ TEST(Rules, ReportAMistakeOnce) {
       {std::regex_replace(good, std::regex("AIP0"), " AIP0"), "error the blanks around the key"},
       {std::regex_replace(good, std::regex("1.1.1.1"), "1.1.1.1 "), "write 1.1.1.1"},
       {std::regex_replace(good, std::regex("1.1.1.1\nAPort0="), "1.1.1.1:"), "and APort0=1?"},
-      {std::regex_replace(good, std::regex("1.1.1.1\n"), "1.1.1.1 "), "error APort0 is not read"},
       {std::regex_replace(good, std::regex("ACount"), "A Count"),
        "the Count on line 1 is for \"A \""},
   };
@@ -292,7 +286,7 @@ TEST(Rules, HaveDocumentedExamplesThatAreTrue) {
     EXPECT_EQ(said(found_in(is_file ? good : with_lines(event, good))), "");
     const std::string text = is_file ? bad : with_lines(event, bad);
     const std::string report =
-        report_text("kovo.txt", read_source(text), found_in(text, rule.name), 80, false);
+        report_text("kovo.txt", read_source(text), found_in(text, rule.name), 80);
     EXPECT_EQ(block_of(section, "\nOutput:\n\n"), report.substr(0, report.rfind("kovo.txt: ")));
     for (const std::string_view line : split_lines(section)) EXPECT_LE(line.size(), 84U) << line;
   }

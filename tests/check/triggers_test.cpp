@@ -44,7 +44,7 @@ TEST(Triggers, TheDocumentListsWhatRaisesThem) {
         raised.insert(by_part ? trigger + code(source.name) : trigger);
       }
     }
-    for (const MappingRow& mapped : mapping_rows(variant_of_product(variant))) {
+    for (const MappingRow& mapped : mapping_rows(variants_of(variant).front())) {
       const bool counts = !mapped.setting.empty() && mapped.setting != "local:x";
       const std::string trigger = "|" + code(mapped.status);
       const bool raises = by_row.count(trigger + code(mapped.variable)) > 0;

@@ -323,7 +323,6 @@ pageTest("the bytes are shown while a payload is typed, and what is only text", 
     ["%1POWR %7f", "25 31 50 4F 57 52 20 25 37 66", "“%7f”"],
     ["x[cr]", "78 5B 63 72 5D", "“[cr]”"],
     ["0x0D", "30 78 30 44", "“0x0D”"],
-    ["each 41h", "65 61 63 68 20 34 31 68", "“41h”"],
     ["each [1] 5%", "65 61 63 68 20 5B 31 5D 20 35 25", ""],
   ]) {
     await fillStep(page, { Payload: typed });
