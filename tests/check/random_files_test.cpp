@@ -85,6 +85,8 @@ TEST(RandomFiles, AreFixedOnceWithoutANewErrorAndAsGitAndPatchDoIt) {
     diff += unified_diff(name.substr(1), text, fixed.text);
   }
   EXPECT_GT(fixes, 500U);
+  EXPECT_EQ(unified_diff("f", "1\n\r", "1\n"),
+            "--- a/f\n+++ b/f\n@@ -1,2 +1,1 @@\n 1\n-\r\n\\ No newline at end of file\n");
   std::ofstream(directory + "/diff") << diff;
   const std::string apply =
       "cd " + directory +

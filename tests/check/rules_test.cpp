@@ -199,6 +199,7 @@ TEST(Rules, AgreeWithTheDaemonAndItsDevice) {
 
   const auto duplicates = [](const char* text) { return found_in(text, "duplicate-key"); };
   EXPECT_TRUE(contains(said(duplicates("BCount=0\nBCount=1\n")), "the first positive one"));
+  EXPECT_FALSE(contains(said(duplicates("BCount=x\nBCount=y\nBCount=z\n")), "is lost"));
   EXPECT_EQ(duplicates("DataEncode=HEX\nDataEncode=HEX\n").size(), 1U);
 
   const Findings commented = found_in(
