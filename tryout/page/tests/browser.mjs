@@ -85,3 +85,8 @@ export function recordedLogs() {
   return Object.fromEntries(
     written.map(([, name, lines]) => [name, lines.replaceAll(/^\| /gm, "")]));
 }
+
+/** Returns the lines of a step. */
+export const step = (name, index, data = "4F") =>
+  `${name}Protocol${index}=UDP\n${name}IP${index}=10.0.0.7\n` +
+  `${name}Port${index}=6000\n${name}Data${index}=${data}\n`;
