@@ -1,9 +1,10 @@
 // A definition file: its raw copy reads back as itself, its events have 1 to 128 steps, and each
-// trigger and each test name finds its event.
+// trigger and each test name finds its event. As a payload, its placeholders are replaced.
 #include <algorithm>
 #include <cassert>
 #include <iterator>
 
+#include "core/templates.h"
 #include "daemon/state/central_state.h"
 #include "daemon/state/definition_file.h"
 #include "daemon/system/log.h"
@@ -24,6 +25,8 @@ extern "C" int LLVMFuzzerTestOneInput(const char* data, std::size_t size) {
   const std::string raw = definitions_raw(state.definition_entries);
   assert(raw == lines && definitions_raw(parse_definitions(raw)) == raw);
   assert(definitions_ascii(state.definition_entries).size() <= raw.size());
+  const TemplateValues values{{{"a", "{{b}}\\"}, {"b", "n"}}, "", "12:00", -5};
+  assert(expand_templates(values, {data, size}).size() <= kMaxExpanded);
   rebuild_kovo_event_list(state, 0);
   rebuild_kovo_event_list(state, 1);
   const CompiledEvents list = compile_events(state.definition_entries);
