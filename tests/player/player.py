@@ -296,12 +296,10 @@ class Player:
 
     def _expect_file(self, line: Line) -> None:
         if not device.wait_until(lambda: self.content_of(line.name) == line.text, LIMIT_S):
-            self._expect_still(line)
+            parts = self.content_of(line.name).split("\n")
+            self.fail("it holds" + "".join(f"\n| {escape(part)}" for part in parts))
 
-    def _expect_still(self, line: Line) -> None:
-        content = self.content_of(line.name)
-        if content != line.text:
-            self.fail("it holds" + "".join(f"\n| {escape(part)}" for part in content.split("\n")))
+    _expect_still = _expect_file
 
     def _expect_took(self, line: Line) -> None:
         least, most = map(int, line.rest.split(".."))

@@ -14,6 +14,9 @@ _LETTERS = {"n": "\n", "r": "\r", "t": "\t", "\\": "\\"}
 _LINE = re.compile(r" *([~?]?)([^ #]\S*|) ?((\S*) ?(.*))", re.ASCII)
 _CONTINUATION = re.compile(r" *([|+]) ?(.*)")
 _CODED = re.compile(r"<(.)\*(\d+)>|\\x(..)|\\(.)", re.ASCII | re.DOTALL)
+# What the daemon logs when it reads a definition file.
+_READS = re.compile(r"(?<=[ ~?])reads (\S+?(test)?\.txt)$")
+_READING = "log [renew_kovo_txt] renew {} ;; [rebuild_kovo_event_list] rebuild {}kovo event txt: OK"
 _TO_CODE = re.compile(r"([!-~])\1{31,}|[\x00-\x1F\x7F\\]| \Z")
 
 
@@ -71,6 +74,7 @@ def _step_lines(step: str) -> str:
 
 
 def _read_line(number: int, source: str) -> Line:
+    source = _READS.sub(lambda at: _READING.format(at[1], "test " if at[2] else ""), source)
     mark, verb, rest, name, text = _LINE.fullmatch(source).groups()
     return Line(number, mark, verb, rest, name, unescape(text))
 
