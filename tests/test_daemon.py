@@ -242,27 +242,6 @@ def test_the_list_file_is_bounded_and_the_events_are_not(start: Start, udp: Udp)
     assert udp.wait(1)
 
 
-def test_full_stores_change_nothing_else(start: Start, udp: Udp) -> None:
-    value = "v" * 2000
-    lines = [f"N{number}={value}\n" for number in range(4000)] + [f"S{n}=\n" for n in range(20)]
-    device.write_file("/var/lm_var", "".join(lines))
-    device.set_param("PID", "KV-OUT-HDMI-1")
-    start()
-    assert is_logged(MAIN_LOG, "[lm_set_init] Error: the variables are full, ", 2)
-    device.send_udp(2727, b"client_add_udp::127.0.0.1::%d" % udp.port)
-    for _ in range(2):  # neither is stored, so both are changes
-        device.send_udp(2728, b"CUR_HDCP=1")
-    assert is_logged(MAIN_LOG, "get vep_api event HDCPOutStatus\n")
-    assert is_logged(EVENT_LOG, "skip event HDCPOutStatus, now-last=")
-    time.sleep(1)  # the line is logged once a second
-    device.send_udp(2727, b"e_param_set::DEVICE_NAME::new")
-    assert is_logged(EVENT_LOG, "push event: name\n")
-    assert is_logged(MAIN_LOG, " not stored, last DEVICE_NAME\n")
-    device.send_udp(2727, b"set::N0::shorter")
-    assert udp.wait(1)
-    assert [one.data for one in udp.arrivals] == [b"N0=shorter\n"]
-
-
 def test_too_many_clients_replace_the_oldest(start: Start, udp: Udp) -> None:
     start()
     for port in range(1, 256):
@@ -289,7 +268,3 @@ def test_commands_are_those_of_the_help_text_and_the_document(start: Start, udp:
         for names, arguments in documented
         for name in re.findall(r"[a-z_]+", names)
     }
-    sources = "".join(path.read_text() for path in (ROOT / "daemon/workers").glob("command*.cpp"))
-    rows = set(re.findall(r'^ *\{"([a-z_]+)", run_', sources, re.M))
-    handled_elsewhere = {"e_param_set", "help_udp", "help_tcp"}
-    assert {text.split("::")[0] for text in in_help} == rows | handled_elsewhere

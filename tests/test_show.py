@@ -5,7 +5,6 @@ import re
 import shlex
 import subprocess
 import sys
-import time
 from collections.abc import Callable, Iterator
 from pathlib import Path
 
@@ -98,17 +97,3 @@ def test_odd_names_lines_and_files_are_explained(show: Callable[[str], Show]) ->
     device.write_file(FILE, "x" * (1 << 20) + "x")
     shown.shows("larger than 1 MiB: not read by the daemon\n")
     shown.type("türe", r"timeline +Tür: 0 ms\n")
-
-
-def test_a_narrow_terminal_shows_the_end_of_skips(
-    monkeypatch: pytest.MonkeyPatch, capsys: pytest.CaptureFixture
-) -> None:
-    from device.show.screen import Screen
-
-    monkeypatch.setenv("COLUMNS", "80")
-    screen = Screen()
-    screen.is_terminal = True
-    for text in (f"skip event {'x' * 40}, now-last=3 sec", f"10.0.0.6:23 TCP {'y' * 40}, end"):
-        screen.line("log", time.time_ns(), "kovoevent.log", text)
-    lines = re.sub(r"\x1b\[[\d;]*m", "", capsys.readouterr().out)
-    assert "3 sec" in lines and "end" not in lines
