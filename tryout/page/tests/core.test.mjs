@@ -184,8 +184,9 @@ test("the simulated device reacts as the daemon does", () => {
     const shown = [...runs.map((run) => `${run.event.name} ${outcomes(run)}`), ...notes];
     assert.deepEqual(shown, expected, text);
   }
-  const runs = [1, 2, 3, 4, 5].map(() => answer("message", "Many", 0, 300_000, 300).runs[0]);
-  assert.equal(runs.flatMap(({ outcomes }) => outcomes).filter(({ why }) => why === busy).length, 128);
+  const steps = [1, 2, 3, 4, 5].flatMap(() =>
+    answer("message", "Many", 0, 300_000, 300).runs[0].outcomes);
+  assert.equal(steps.filter(({ why }) => why === busy).length, 128);
   call("start_device", "output", 0);
   assert.deepEqual(answer("message", "sysName=X", 2727, 0, 0).notes,
     ["sysName raises no trigger: its value is unchanged"], "settings outlive a restart");
