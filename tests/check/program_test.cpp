@@ -35,7 +35,7 @@ constexpr char kOddEvents[] =
     " Late{Count=2,Delay=60,Protocol0=udp,Delay0=-5} DVIConnected{Count=3,XMLfield=Late}"
     " name{Count=3,Delay=2,Delay0=9,Protocol0=UDP,IP0=lamp,Port0=70000,Data0=7B7B6C6F6E677D7D}"
     " name{Protocol2=TCP,IP2=10.0.0.7,Port2=80,Data2=7B7B6E616D657D7D007D}"
-    " All{Count=2,Protocol0=UDP,IP0=255.255.255.255,Port0=9,Data1=41})"
+    " All{Count=2,XMLfield=poweron,Protocol0=UDP,IP0=255.255.255.255,Port0=9,Data1=41})"
     " | sed 's/\"0\\{120\\}\\./\"0./'";
 constexpr char kOddExplained[] = R"(
 Late   raised by "Late" (only by a program on tcp:2700); never runs: it is dropped after 60 s
@@ -50,7 +50,7 @@ name   raised by "name" (variable DEVICE_NAME); runs after 2 s
    9 ms  |                #     UDP 0.0.0.0:4464   1023 bytes  "0..."  truncated to 1023 bytes
   and 1 step without lines: nothing is sent
 
-All   raised by "All" (only by a program on tcp:2700); runs within 250 ms
+All   raised by "poweron" (only by a program on tcp:2700); runs within 250 ms, once after each boot
    0 ms  |-                     UDP 255.255.255.255:9   not sent: the daemon does not broadcast
    0 ms  |-                                             sends nothing: its Protocol is missing)";
 constexpr char kDoorExplained[] = R"(; runs within 250 ms
@@ -101,6 +101,10 @@ TEST(Program, OutputAndExitStatusSayWhatCameOut) {
       {"--format=diff ../examples/faulty.txt", 1, "--- a/examples/faulty.txt\n"},
       {"--format=json faulty.txt", 1, kJsonFinding},
       {"--format=json faulty.txt", 1, kJsonEvent},
+      {"--format=json <(printf 'ACount=1\\nAProtocol0=UDP\\nAData0=7B7B617D7D')", 1,
+       R"("bytes":null,"hex":null,"payload":"{{a}}")"},
+      {"--format=json --status <(yes name=x | head -6) kovo.txt", 0,
+       R"("bytes":null,"hex":null,"payload":"Door of x)"},
       {"--format=json faulty.txt - </dev/null", 1, R"("errors":23,"warnings":10,"notes":3})"},
       {"--format=diff faulty.txt", 1, "-GateProtocol0=TCP/UDP\n+GateProtocol0=TCP\n"},
       {kFix, 0, kFixed},
