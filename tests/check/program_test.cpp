@@ -1,4 +1,4 @@
-// The program as it is used: its reports letter by letter, its options and its exit status.
+// The program as it is used: its reports, options and exit status.
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
@@ -25,7 +25,7 @@ std::pair<int, std::string> run(const std::string& arguments) {
   return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, output};
 }
 
-TEST(Program, ReportsTheFaultyExampleLetterByLetter) {
+TEST(Program, PrintsTheReportInTheDocuments) {
   EXPECT_EQ(run("faulty.txt"), std::make_pair(1, read_example("faulty.report")));
 }
 
@@ -84,7 +84,7 @@ constexpr char kFixed[] =
     "\\ No newline at end of file\n+EnableEvents=true\n+ACount=1\n\\ No newline at end of file\n"
     "640 regular file\n777 symbolic link\na\nb\nEnableEvents=true\nACount=1";
 
-TEST(Program, OutputAndExitStatusSayWhatCameOut) {
+TEST(Program, ArgumentsDecideOutputAndExitStatus) {
   const struct {
     const char* arguments;
     int status;
@@ -153,7 +153,7 @@ TEST(Program, OutputAndExitStatusSayWhatCameOut) {
 TEST(Program, ReportIsReadByTheProblemMatcher) {
   const Json file = Json::parse(read_example("../../packaging/kovocheck-problem-matcher.json"));
   const std::string report = read_example("faulty.report");
-  long findings = -1;  // the last line is none
+  long findings = -1;  // the last line is the summary
   for (const std::string_view line : split_lines(report)) findings += line.front() != ' ';
   for (const auto& matcher : file["problemMatcher"]) {
     const Json& pattern = matcher["pattern"][0];

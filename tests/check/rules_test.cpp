@@ -1,4 +1,4 @@
-// Each rule reports the lines that it must and no others.
+// Each rule reports its bad lines and no others.
 #include "check/rules.h"
 
 #include <gtest/gtest.h>
@@ -137,8 +137,8 @@ const RuleCase kCases[] = {
     {"no-effect", "GenericEventsCount=1", "8:1 note", "Count=0", "GenericEventsCount=0"},
 };
 
-/// "line:column severity text = hint" of each.
-std::string said(const Findings& findings) {
+/// Returns "line:column severity text = hint" of each.
+std::string text_of(const Findings& findings) {
   std::ostringstream text;
   for (const Finding& finding : findings) {
     text << finding.range.line << ":" << finding.range.column << " "
@@ -147,7 +147,7 @@ std::string said(const Findings& findings) {
   return text.str();
 }
 
-/// Fixes one finding of a file at a time and looks whether it is gone; returns how many there are.
+/// Fixes each finding of a file by itself and expects it to be gone; returns how many have a fix.
 std::size_t fix_all(const std::string& text) {
   std::size_t fixes = 0;
   for (const Finding& finding : found_in(text)) {
@@ -157,35 +157,35 @@ std::size_t fix_all(const std::string& text) {
     if (!finding.fix) continue;
     ++fixes;
     const std::string left =
-        said(found_in(with_edits(text, edits_of(finding)), finding.rule->name));
+        text_of(found_in(with_edits(text, edits_of(finding)), finding.rule->name));
     EXPECT_EQ(left.find(finding.text), std::string::npos) << left;
   }
   return fixes;
 }
 
-TEST(Rules, ReportTheBadLineUntilItIsFixedAndNotTheGoodOne) {
-  std::bitset<kRuleCount> met;
-  met.set(find_rule("no-event"));  // of no file with an event
+TEST(Rules, ReportOnlyBadLinesUntilTheyAreFixed) {
+  std::bitset<kRuleCount> covered;
+  covered.set(find_rule("no-event"));  // of no file with an event
   std::size_t fixes = fix_all(read_example("faulty.txt"));
   for (const RuleCase& c : kCases) {
     SCOPED_TRACE(c.rule + (" in " + c.bad));
-    met.set(find_rule(c.rule));
-    const std::string bad = said(found_in(good_event(c.bad), c.rule));
+    covered.set(find_rule(c.rule));
+    const std::string bad = text_of(found_in(good_event(c.bad), c.rule));
     EXPECT_EQ(bad.find(c.where), 0U) << bad;
     EXPECT_NE(bad.find(c.hint), std::string::npos) << bad;
-    EXPECT_EQ(said(found_in(good_event(c.good), c.rule)), "") << "in " << c.good;
+    EXPECT_EQ(text_of(found_in(good_event(c.good), c.rule)), "") << "in " << c.good;
     fixes += fix_all(good_event(c.bad));
   }
-  EXPECT_TRUE(met.all());
+  EXPECT_TRUE(covered.all());
   EXPECT_GE(fixes, 20U);
 }
 
-TEST(Rules, AgreeWithTheDaemonAndItsDevice) {
+TEST(Rules, FollowTheDaemonAndTheProduct) {
   const std::string event = std::regex_replace(good_event(""), std::regex("\n"), "\r\n");
   const Findings ends = found_in("\xEF\xBB\xBF" + event);
-  EXPECT_EQ(ends.size(), 2U) << said(ends);
-  EXPECT_NE(said(ends).find("\n1:12 error CR at the end of 7 lines"), std::string::npos)
-      << said(ends);
+  EXPECT_EQ(ends.size(), 2U) << text_of(ends);
+  EXPECT_NE(text_of(ends).find("\n1:12 error CR at the end of 7 lines"), std::string::npos)
+      << text_of(ends);
   EXPECT_EQ(count_of(found_in(default_definitions(true)), Severity::kError), 0U);
 
   // The fix of the blanks would show an error whose own fix shows another one.
@@ -197,18 +197,18 @@ TEST(Rules, AgreeWithTheDaemonAndItsDevice) {
             "--- a/f\n+++ b/f\n@@ -1,2 +1,1 @@\n 1\n-\r\n\\ No newline at end of file\n");
 
   const auto duplicates = [](const char* text) { return found_in(text, "duplicate-key"); };
-  EXPECT_TRUE(contains(said(duplicates("BCount=0\nBCount=1\n")), "the first positive one"));
-  EXPECT_FALSE(contains(said(duplicates("BCount=x\nBCount=y\nBCount=z\n")), "is lost"));
+  EXPECT_TRUE(contains(text_of(duplicates("BCount=0\nBCount=1\n")), "the first positive one"));
+  EXPECT_FALSE(contains(text_of(duplicates("BCount=x\nBCount=y\nBCount=z\n")), "is lost"));
   EXPECT_EQ(duplicates("DataEncode=HEX\nDataEncode=HEX\n").size(), 1U);
 
   const Findings commented = found_in(
       "#BCount=2\n#BCount=2\n#BXMLfield=name\n#BDelay=90\n#BProtocol5=udp\n#BData0=7B7B\n"
       "#Bip0=x \n#CIP0=1\n" +
       good_event(""));
-  EXPECT_EQ(said(commented).find(
+  EXPECT_EQ(text_of(commented).find(
                 "1:1 error this is not a comment: the event \"#B\" is defined, by 6 lines"),
             0U);
-  EXPECT_EQ(commented.size(), 3U) << "notes on two lines, and no other\n" << said(commented);
+  EXPECT_EQ(commented.size(), 3U) << "notes on two lines, and no other\n" << text_of(commented);
 
   const Findings second = found_in(good_event("BCount=1\nBXMLfield=Name"), "trigger");
   EXPECT_FALSE(second.at(0).fix) << "two events would have the trigger";
@@ -217,7 +217,7 @@ TEST(Rules, AgreeWithTheDaemonAndItsDevice) {
   const CheckOptions options{kAnyProduct, &status, false, {}};
   const std::string text =
       good_event("AData0=" + as_hex("{{inptName}}{{zero}}{{Date}}{{inputName}}{{inptName}}"));
-  EXPECT_EQ(said(found_in(text, "placeholder", options)),
+  EXPECT_EQ(text_of(found_in(text, "placeholder", options)),
             "6:12 error \"{{inptName}}\" is replaced by nothing: the status has no such name = "
             "did you mean {{inputName}}?\n");
   EXPECT_EQ(found_in(text, "payload", options).size(), 1U) << "it is too long";
@@ -228,7 +228,7 @@ TEST(Rules, ReportAMistakeOnce) {
   const std::string next = std::regex_replace(good, std::regex("0="), "1=");
   const struct {
     std::string text;
-    const char* said;
+    const char* part;
   } cases[] = {
       {std::regex_replace(good, std::regex("\n"), "\r"), "the lines end in CR only"},
       {"EnableEvents=true\n", "warning the file defines no event"},
@@ -249,8 +249,8 @@ TEST(Rules, ReportAMistakeOnce) {
   };
   for (const auto& c : cases) {
     const Findings findings = found_in(c.text);
-    EXPECT_EQ(findings.size(), 1U) << said(findings);
-    EXPECT_TRUE(contains(said(findings), c.said)) << said(findings);
+    EXPECT_EQ(findings.size(), 1U) << text_of(findings);
+    EXPECT_TRUE(contains(text_of(findings), c.part)) << text_of(findings);
   }
 }
 
@@ -275,7 +275,7 @@ std::string example_text(const std::string& block) {
 TEST(Rules, HaveDocumentedExamplesThatAreTrue) {
   const std::string page = read_example("../rules.md");
   const std::string event = block_of(page, "rule.\n\n");
-  EXPECT_EQ(said(found_in(event)), "") << event;
+  EXPECT_EQ(text_of(found_in(event)), "") << event;
   for (const RuleInfo& rule : kRules) {
     SCOPED_TRACE(rule.name);
     const std::string section(rule_section(rule.name));
@@ -283,7 +283,7 @@ TEST(Rules, HaveDocumentedExamplesThatAreTrue) {
     const std::string bad =
         example_text(block_of(section, is_file ? "\nBad file:\n\n" : "\nBad:\n\n"));
     const std::string good = example_text(block_of(section, "\nGood:\n\n"));
-    EXPECT_EQ(said(found_in(is_file ? good : with_lines(event, good))), "");
+    EXPECT_EQ(text_of(found_in(is_file ? good : with_lines(event, good))), "");
     const std::string text = is_file ? bad : with_lines(event, bad);
     const std::string report =
         report_text("kovo.txt", read_source(text), found_in(text, rule.name), 80);

@@ -17,7 +17,7 @@ std::string code(const std::string& text) {
   return " `" + text + "` |";
 }
 
-TEST(Triggers, TheDocumentListsWhatRaisesThem) {
+TEST(Triggers, AreDocumentedWithTheirSources) {
   std::set<std::string> documented;  // whole rows of the mapped ones, the cells of names of others
   std::ifstream document(KOVO_DOCS "/interfaces.md");
   const std::regex row(R"((\|( `[\w#]+` \|){1,2}).*)");

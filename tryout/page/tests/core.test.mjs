@@ -119,7 +119,7 @@ test("edits change no other line, or say why they are impossible", () => {
     edit("ACount=3\nAProtocol2=UDP", { do: "change_step", at: 2, with: { port: "23" } }).edits,
     [{ line: 2, column: 15, length: 0, text: "\nAPort2=23\n" }]);
   for (const [lines, change, error] of [
-    ["", { do: "turn" }, '"turn" is not an edit'],
+    ["", { do: "rotate" }, '"rotate" is not an edit'],
     ["", { do: "move_step", at: 0 }, "the event has no such step"],
     ["", { do: "delete_step", at: 1 }, "the event has no such step"],
     ["", { do: "delete_event", event: "B" }, "no event has this name"],
@@ -140,15 +140,17 @@ test("the simulated device reacts as the daemon does", () => {
   call("set_status", { values: [], complete: false });
   call("set_definition",
     event("A", 2, "XMLfield=name", "Delay0=5", "Delay1=7") + event("B", 1) +
-      event("DVIConnected", 1, "Delay=10") + event("Late", 1, "Delay=60") + event("PowerOn", 1) +
-      event("Many", 128, "Delay0=30000") + event("Sys", 1, "XMLfield=sysName"), 0);
+      event("DVIConnected", 1, "Delay=10") + event("Late", 1, "Delay=60") + event("Start", 1, "XMLfield=PowerOn") +
+      event("Many", 128, "Delay0=30000") + event("Sys", 1, "XMLfield=sysName") +
+      event("Cast", 1).replace("10.0.0.7", "255.255.255.255"), 0);
   call("start_device", "", 0);
   const early = "skipped: display events are not sent in the first 120 s after boot";
   const busy = "dropped: all 512 senders are busy";
   for (const [s, port, text, ...expected] of [
     [0, 2700, "A\nB\nb", "B 0", 'no event has the trigger "A"', 'no event has the trigger "b"'],
-    [0, 2700, "PowerOn=1", "PowerOn 0"],
-    [0, 2700, "PowerOn", "PowerOn skipped: it runs only once per boot"],
+    [0, 2700, "PowerOn=1", "Start 0"],
+    [0, 2700, "PowerOn", "Start skipped: it runs only once per boot"],
+    [0, 2700, "Cast", "Cast not sent: the daemon does not broadcast"],
     [0, 2700, "Late", "Late dropped: its delay is not below 60 s"],
     [0, 2700, "__TEST__:B",
       "tests are not simulated: Fire in the tab Events shows what an event sends"],
