@@ -6,7 +6,7 @@ import { tmpdir } from "node:os";
 import { after, test } from "node:test";
 import { gzipSync } from "node:zlib";
 import { WASI } from "@bjorn3/browser_wasi_shim";
-import { pageFile, recordedLogs, root, step } from "./browser.mjs";
+import { pageFile, root, step } from "./browser.mjs";
 
 const wasmFile = `${root}build/wasm/tryout/kovotry.wasm`;
 const wasi = new WASI([], [], []);
@@ -70,25 +70,6 @@ test("its report is that of kovocheck", () => {
     const size = core.kovo_report(1); // may grow the memory
     assert.equal(`${output(size)}\n`, kovocheck("--format=json", ...options, "kovo.txt"), file);
   });
-});
-
-test("its timeline of logs is that of kovocheck log", () => {
-  const definition =
-    "SlowCount=1\nSlowXMLfield=slow\nSlowProtocol0=UDP\nPowerOnCount=1\nPowerOnProtocol0=UDP\n";
-  call("set_definition", definition, 0);
-  writeFileSync(`${directory}/kovo.txt`, definition);
-  const names = Object.entries(recordedLogs()).map(([name, text]) => {
-    call("add_log", `${name}\n${text}`);
-    writeFileSync(`${directory}/${name}`, text);
-    return name;
-  });
-  for (const [filter, ...options] of [[{}], [{ failed: true }, "--failed"],
-    [{ trigger: "slow" }, "--trigger", "slow"]]) {
-    const wanted = { trigger: "", failed: false, most: 1000, width: 80, renew: true, ...filter };
-    const { blocks, summary } = answer("timeline", wanted);
-    assert.equal(`${blocks.map(({ text }) => text).join("")}\n${summary}`,
-      kovocheck("log", ...names, "--definitions", "kovo.txt", ...options));
-  }
 });
 
 test("typed payloads are read as text with codes; what looks like a code is named", () => {
