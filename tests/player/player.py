@@ -306,16 +306,6 @@ class Player:
         if not least <= self.took * 1000 <= most:
             self.fail(f"{self.took * 1000:.0f} ms")
 
-    def _expect_offsets(self, line: Line) -> None:
-        """Compares the times of arrivals, from the first one: CHANNEL MS MS ... within MS."""
-        first = self.channels[line.name].compared.count(RECORD_END)
-        *offsets, _, within = line.text.split()
-        times = [one.at_ns for one in self.receivers[line.name].arrivals[first:]]
-        for at, offset in zip(times, offsets, strict=True):
-            offset_ms = (at - times[0]) / 1e6
-            if abs(offset_ms - int(offset)) > int(within):
-                self.fail(f"{offset_ms:.1f} ms")
-
     def _expect_exit(self, line: Line) -> None:
         status = self.daemon.wait_exit(LIMIT_S)
         if status != int(line.rest):
