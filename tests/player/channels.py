@@ -10,7 +10,7 @@ from tests.player.script import RECORD_END, escape_record
 
 
 class Record(NamedTuple):
-    """A record as a scenario has it; one of the event log has a stamp "@ " before its text."""
+    """An expected record, with its end; one of the event log has a stamp "@ " before its text."""
 
     verb: str
     text: str
@@ -83,79 +83,50 @@ def fresh_text(channel: Channel, ranges: Ranges, receipts: bool) -> str:
     return fresh if receipts else _RECEIPT.sub("", fresh)
 
 
-def split_first(text: str, end: str) -> tuple[str, str]:
-    """Splits off the first record, which ends with the first character of `end`."""
-    at = text.find(end)
-    return (text, "") if at < 0 else (text[: at + 1], text[at + 1 :])
+def records_of(channel: str, text: str, end: str = "\n") -> list[str]:
+    """Returns the records of a channel's text; one of the event log ends before the next stamp."""
+    parts = re.split(r"(?<=\n)(?=@ )" if channel == "event" else f"(?<={end})", text)
+    return [escape_record(part) for part in parts if part]
 
 
-def log_records(main: str, events: str, out: str, shown_later: str) -> tuple[list[Record], str]:
-    """Returns the records of the logs, each by the verb for the places where it is.
-
-    Returns also the line of the main log without an end, which stdout shows only together with the
-    next one; `shown_later` is that of the latest comparison.
-    """
-    records = []
-    unfinished = shown_later if not out else ""
-    if out.startswith(shown_later):
-        out = out[len(shown_later) :]
-    elif out:
-        records.append(Record("out lacks", shown_later))
-    while main or events or out:
-        log, later_main = split_first(main, "\n")
-        event, later_events = split_first(events, "\n@ ")
-        line, later_out = split_first(out, "\n")
-
-        def is_shown(record: str) -> bool:
-            return bool(record) and out.startswith(record) and line.endswith("\n")
-
-        if is_shown(log):
-            verb, record, main, out = "log", log, later_main, out[len(log) :]
-        elif is_shown(event):
-            verb, record, events, out = "echo", event, later_events, out[len(event) :]
-        elif event and (line.startswith("@") if line else not log):
-            verb, record, events = "event", event, later_events
-        elif line:
-            verb, record, out = "out", line, later_out
-        else:
-            unfinished += "" if log.endswith("\n") else log
-            verb, record, main = "main" if log.endswith("\n") else "log", log, later_main
-        records.append(Record(verb, escape_record(record)))
-    return records, unfinished
+_PLACES = {"log": ("main", "out"), "echo": ("event", "out")}  # the channels of these verbs
 
 
-def receiver_records(name: str, text: str, end: str) -> list[Record]:
-    """Returns the records of any other channel."""
-    records = []
-    while text:
-        record, text = split_first(text, end)
-        records.append(Record(name, escape_record(record)))
-    return records
+def _expected_in(channel: str, expected: list[Record]) -> list[tuple[str, str]]:
+    """Returns text and mark of each record of a channel; stdout shows a line when it ends."""
+    found = []
+    for verb, text, mark in expected:
+        if channel in _PLACES.get(verb, (verb,)) and (channel != "out" or text.endswith("\n")):
+            texts = records_of(channel, text) if channel == "out" else [escape_record(text)]
+            found += [(each, mark) for each in texts]
+    return found
 
 
-_ON_STDOUT = {"log", "echo", "out"}
-_IN_EVENT_LOG = {"echo", "event"}
+def _by_verb(records: list[tuple[str, str]]) -> list[str]:
+    """Names the records by the verb for the channels where they are."""
+    for verb, (log, out) in _PLACES.items():
+        for text in [text for channel, text in records if channel == log]:
+            if (out, text) in records:
+                records.remove((out, text))
+                records[records.index((log, text))] = (verb, text)
+    return [" ".join(record) for record in records]
 
 
-def _in_order(one: Record, other: Record) -> bool:
-    """Returns whether two records are of one file or receiver, or both on stdout."""
-    verbs = {one.verb, other.verb}
-    return len(verbs) == 1 or verbs <= _ON_STDOUT or verbs <= _IN_EVENT_LOG
-
-
-def difference(actual: list[Record], expected: list[Record]) -> list[str]:
+def difference(actual: dict[str, list[str]], expected: list[Record]) -> list[str]:
     """Returns "+ RECORD" for each unexpected record, then "- RECORD" for each missing one."""
-    fixed = [record for record in expected if not record.mark]
-    floating = [record for record in expected if record.mark]
-    lines = []
-    for record in actual:
-        at = next((at for at, one in enumerate(fixed) if _in_order(one, record)), None)
-        anywhere = [one for one in floating if one[:2] == record[:2]]
-        if at is not None and fixed[at][:2] == record[:2]:
-            del fixed[at]
-        elif anywhere:
-            floating.remove(anywhere[0])
-        else:
-            lines.append(f"+ {record.verb} {record.text}")
-    missing = [record for record in fixed + floating if record.mark != "?"]
-    return lines + [f"- {record.verb} {record.text}" for record in missing]
+    extra, missing = [], []
+    for channel, texts in actual.items():
+        records = _expected_in(channel, expected)
+        fixed = [text for text, mark in records if not mark]
+        floating = [record for record in records if record[1]]
+        for text in texts:
+            anywhere = [record for record in floating if record[0] == text]
+            if fixed[:1] == [text]:
+                del fixed[0]
+            elif anywhere:
+                floating.remove(anywhere[0])
+            else:
+                extra.append((channel, text))
+        fixed += [text for text, mark in floating if mark != "?"]
+        missing += [(channel, text) for text in fixed]
+    return [f"+ {one}" for one in _by_verb(extra)] + [f"- {one}" for one in _by_verb(missing)]

@@ -12,7 +12,7 @@ from pathlib import Path
 import device
 from tests.player import channels
 from tests.player.channels import Channel, Record
-from tests.player.script import RECORD_END, Line, escape, escape_record, unescape
+from tests.player.script import RECORD_END, Line, escape, unescape
 
 LIMIT_S = 40  # for each expected record
 _FENCES = re.compile("cmd=fence2?|mapping event fence|disable, skip fence|push event: fence")
@@ -50,7 +50,7 @@ class Player:
         }
         self.channels["out"] = Channel(self._read_terminal, "\n")
         self.looked_ns = self.compared_ns = time.time_ns()
-        self.shown_later = self.unfinished = ""  # see channels.log_records
+        self.shown_later = self.unfinished = ""  # see records()
         self.begun = 0.0  # when the first action since the latest comparison began
         self.took = 0.0  # seconds from then on until all expected records had arrived
 
@@ -100,21 +100,30 @@ class Player:
 
         return device.wait_until(holds, LIMIT_S)
 
-    def records(self) -> list[Record]:
-        """Returns the records that the latest look found since the latest comparison."""
+    def records(self) -> dict[str, list[str]]:
+        """Returns the records that the latest look found since the latest comparison, by channel.
+
+        stdout shows a line of the main log that has no end together with the next one.
+        """
         ranges = self._ranges()
         texts = {
             name: channels.fresh_text(channel, ranges, self.receipts)
             for name, channel in self.channels.items()
         }
-        logs = [texts.pop(name) for name in ("main", "event", "out")]
-        records, self.unfinished = channels.log_records(*logs, self.shown_later)
-        for kind in ("err", "status", "udp:", "tcp:"):
-            for name in sorted(texts):
-                if name.startswith(kind):
-                    end = self.channels[name].end
-                    records += channels.receiver_records(name, texts[name], end)
-        return records
+        self.unfinished = texts["main"].rpartition("\n")[2]
+        if not texts["out"]:
+            self.unfinished = self.shown_later + self.unfinished
+        elif texts["out"].startswith(self.shown_later):
+            texts["out"] = texts["out"][len(self.shown_later) :]
+        else:
+            texts["out"] = f"lacks {self.shown_later}\n{texts['out']}"
+        if self.unfinished and self.unfinished in texts["out"]:
+            texts["out"] = texts["out"].replace(self.unfinished, "", 1)
+            self.unfinished = ""
+        return {
+            name: channels.records_of(name, text, self.channels[name].end)
+            for name, text in texts.items()
+        }
 
     def _ranges(self) -> channels.Ranges:
         """Returns the values that are right now for this daemon."""
@@ -272,8 +281,7 @@ class Player:
         for line in lines:
             stamp = "@ " if line.verb in ("echo", "event") else ""
             for text in line.rest.split(" ;; ") if self.is_record(line.verb) else ():
-                record = escape_record(unescape(f"{stamp}{text}\n"))
-                expected.append(Record(line.verb, record, line.mark))
+                expected.append(Record(line.verb, unescape(f"{stamp}{text}\n"), line.mark))
         return expected
 
     def _compare_records(self, lines: list[Line]) -> None:
@@ -324,9 +332,10 @@ class Player:
 
         if not self.wait_looking(are_handled):
             self.fail("the daemon no longer handles messages")
-        for record in self.records():
-            if record.verb != "status" and not _AFTER_FENCES.fullmatch(record.text):
-                self.fail(f"unexpected at the end: {record.verb} {record.text}")
+        for name, texts in self.records().items():
+            for text in texts:
+                if name != "status" and not _AFTER_FENCES.fullmatch(text):
+                    self.fail(f"unexpected at the end: {name} {text}")
 
     def play(self) -> None:
         """Plays the block; raises Failure when a record is missing or unexpected."""
