@@ -172,6 +172,7 @@ TEST(Rules, ReportOnlyBadLinesUntilTheyAreFixed) {
     covered.set(find_rule(c.rule));
     const std::string bad = text_of(found_in(good_event(c.bad), c.rule));
     EXPECT_EQ(bad.find(c.where), 0U) << bad;
+    EXPECT_LE(std::count(bad.begin(), bad.end(), '\n'), 2) << bad;
     EXPECT_NE(bad.find(c.hint), std::string::npos) << bad;
     EXPECT_EQ(text_of(found_in(good_event(c.good), c.rule)), "") << "in " << c.good;
     fixes += fix_all(good_event(c.bad));
