@@ -151,7 +151,7 @@ def test_large_files_need_little_memory_and_an_idle_daemon_is_small(start: Start
 
 def test_standard_descriptors_and_modes_do_not_depend_on_its_starter(start: Start) -> None:
     daemon = start(prefix=("/bin/sh", "-c", 'umask 077; exec "$@" <&- >&- 2>&-', "starter"))
-    assert os.readlink(f"/proc/{daemon.pid}/fd/1") == "/dev/null"
+    assert {os.readlink(f"/proc/{daemon.pid}/fd/{fd}") for fd in range(3)} == {"/dev/null"}
     assert os.stat("/tmp/kovo_asc.txt").st_mode & 0o777 == 0o644
 
 
