@@ -5,7 +5,7 @@
 #include <string>
 #include <unordered_map>
 
-#include "check/lcs.h"
+#include "check/log/lcs.h"
 #include "core/text.h"
 #include "core/trigger_text.h"
 
@@ -186,11 +186,14 @@ Pairing pair_logs(const LogRecords& events, const LogRecords& main_log) {
   Pairing pairing;
   pairing.spans.resize(main_log.size());
   Keys keys;
-  const Anchors of_main = anchors_of(main_log, keys);
+  Anchors of_main = anchors_of(main_log, keys);
   Anchors of_events = anchors_of(events, keys);
-  if (of_events.empty()) return pairing;
-  const std::size_t last_anchor = of_events.back().record;
-  trim(of_events, most_similar(keys_of(of_main), keys_of(of_events)));
+  if (of_main.empty() || of_events.empty()) return pairing;
+  const std::size_t last_of_main = of_main.back().record;
+  const std::size_t last_of_events = of_events.back().record;
+  const bool is_main_longer = of_main.size() > of_events.size();
+  Anchors& longer = is_main_longer ? of_main : of_events;
+  trim(longer, most_similar(keys_of(is_main_longer ? of_events : of_main), keys_of(longer)));
   const auto pairs_among = [&](bool texts) {
     return pairs_of(sequence_of(of_events, events, texts), sequence_of(of_main, main_log, texts));
   };
@@ -207,8 +210,8 @@ Pairing pair_logs(const LogRecords& events, const LogRecords& main_log) {
   std::size_t last_paired = 0;
   for (const Pair& pair : pairs) last_paired = std::max(last_paired, pair.first);
   pairing.until =
-      last_anchor > last_paired ? earliest_of(events, last_paired) : events.back().elapsed;
-  if (of_main.back().record > pairs.back().main_first) pairing.last = pairs.back().main_first;
+      last_of_events > last_paired ? earliest_of(events, last_paired) : events.back().elapsed;
+  if (last_of_main > pairs.back().main_first) pairing.last = pairs.back().main_first;
   return pairing;
 }
 

@@ -3,7 +3,7 @@
 
 #include <random>
 
-#include "check/lcs.h"
+#include "check/log/lcs.h"
 #include "check/log/report.h"
 #include "core/text.h"
 
@@ -58,6 +58,8 @@ TEST(Timeline, NamesWhatItCanKnow) {
            "\n";
   };
   const std::string first = "00.000 kovotcp start\n";
+  std::string old;
+  for (int text = 0; text < 5000; ++text) old += received("x\n");
   const struct {
     const char* what;
     std::string event_log;
@@ -106,6 +108,12 @@ TEST(Timeline, NamesWhatItCanKnow) {
       {"two sources of one name",
        first + "01.000 get lm event go\n" + pushed("01.005", "go") + "01.010 push event: go\n",
        start, "10:00:01.005 \"go\" on tcp:2700"},
+      {"an event log that begins later",
+       first + pushed("01.000", "go") + "01.010 10.0.0.6:23 TCP A\n",
+       old + start + received("go\n") +
+           "[tcpclient:1] Error: connect ip=10.0.0.6, port=23, error=(111)Connection refused, "
+           "data=A;\n",
+       "NOT SENT: Connection refused"},
       {"no sender", first + pushed("01.000", "go") + "01.010 10.0.0.6:23 TCP A\n",
        start + received("go\n") + "[exec_event:1] Error: no sender for 3 steps, last of Ok\n",
        "NOT SENT: no sender for 3 steps, the last one of \"Ok\""},

@@ -1,4 +1,4 @@
-// The longest common subsequence of two sequences, for the diff of fixes and for logs.
+// What two sequences have in common: the records of both logs.
 #pragma once
 
 #include <cstddef>
@@ -14,8 +14,8 @@ struct CommonPair {
   std::size_t b;
 };
 
-/// Returns the pairs of a longest common subsequence, in order; none if the sequences differ in too
-/// many of the elements that both have.
+/// Returns the pairs of a longest common subsequence, in order; none if the sequences differ too
+/// much.
 std::vector<CommonPair> common_subsequence(const Sequence& a, const Sequence& b);
 
 /// A part of a sequence.

@@ -1,9 +1,8 @@
 // E. Myers, "An O(ND) Difference Algorithm and Its Variations": the furthest point that a path with
 // d differences reaches on each diagonal x - y follows from those with d - 1.
-#include "check/lcs.h"
+#include "check/log/lcs.h"
 
 #include <algorithm>
-#include <unordered_set>
 
 namespace kovo::check {
 namespace {
@@ -66,24 +65,10 @@ std::vector<CommonPair> pairs_on(const std::vector<Reach>& reaches, Index x, Ind
   return pairs;
 }
 
-/// Returns the positions of the elements that another sequence has too. Only these are compared: of
-/// a file every line may have changed.
-std::vector<std::size_t> shared_with(const Sequence& other, const Sequence& own) {
-  const std::unordered_set<std::uint32_t> known(other.begin(), other.end());
-  std::vector<std::size_t> positions;
-  for (std::size_t at = 0; at < own.size(); ++at) {
-    if (known.count(own[at]) > 0) positions.push_back(at);
-  }
-  return positions;
-}
+}  // namespace
 
-Sequence elements_at(const Sequence& all, const std::vector<std::size_t>& positions) {
-  Sequence chosen;
-  for (const std::size_t at : positions) chosen.push_back(all[at]);
-  return chosen;
-}
-
-std::vector<CommonPair> shortest_path(const Grid& grid) {
+std::vector<CommonPair> common_subsequence(const Sequence& a, const Sequence& b) {
+  const Grid grid = grid_of(a, b);
   std::vector<Reach> reaches;
   for (Index d = 0; d <= kMaxDifferences; ++d) {
     Reach reach(static_cast<std::size_t>(2 * d + 1));
@@ -96,18 +81,6 @@ std::vector<CommonPair> shortest_path(const Grid& grid) {
     reaches.push_back(std::move(reach));
   }
   return {};
-}
-
-}  // namespace
-
-std::vector<CommonPair> common_subsequence(const Sequence& a, const Sequence& b) {
-  const std::vector<std::size_t> of_a = shared_with(b, a);
-  const std::vector<std::size_t> of_b = shared_with(a, b);
-  const Sequence shared_a = elements_at(a, of_a);
-  const Sequence shared_b = elements_at(b, of_b);
-  std::vector<CommonPair> pairs = shortest_path(grid_of(shared_a, shared_b));
-  for (CommonPair& pair : pairs) pair = {of_a[pair.a], of_b[pair.b]};
-  return pairs;
 }
 
 Window most_similar(const Sequence& a, const Sequence& b) {
