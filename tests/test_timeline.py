@@ -25,7 +25,7 @@ def timeline(event_log: bytes, main_log: bytes, definitions: bytes) -> dict:
     checker = Path(shlex.split(os.environ["KOVOTCP"])[-1]).parent / "check/kovocheck"
     command = [checker, "log", "/tmp/kovoevent.log", "/tmp/kovo.log", "--format=json"]
     command += ["--definitions", "/tmp/kovo.txt"] if definitions else []
-    return json.loads(subprocess.run(command, check=True, capture_output=True).stdout)
+    return json.loads(subprocess.run(command, check=True, capture_output=True, timeout=30).stdout)
 
 
 def parts(records: list[bytes]) -> list[bytes]:

@@ -307,8 +307,6 @@ class Player:
             parts = self.content_of(line.name).split("\n")
             self.fail("it holds" + "".join(f"\n| {escape(part)}" for part in parts))
 
-    _expect_still = _expect_file
-
     def _expect_took(self, line: Line) -> None:
         least, most = map(int, line.rest.split(".."))
         if not least <= self.took * 1000 <= most:
