@@ -215,11 +215,11 @@ int run(CommandLine& line) {
   for (const std::string& path : line.files) {
     exit_status = std::max(exit_status, check_file(path, line, outcome));
   }
+  if (!outcome.for_json.empty()) outcome.output += json_text(outcome.for_json) + "\n";
+  std::fwrite(outcome.output.data(), 1, outcome.output.size(), stdout);
   if (!line.explained.empty() && !outcome.explained && exit_status != kCannotCheck) {
     return complain("no event or trigger \"" + line.explained + "\"");
   }
-  if (!outcome.for_json.empty()) outcome.output += json_text(outcome.for_json) + "\n";
-  std::fwrite(outcome.output.data(), 1, outcome.output.size(), stdout);
   return exit_status;
 }
 

@@ -138,6 +138,12 @@ bool is_known(const DefinitionEntry& entry) {
   return index_of(entry.field) != Index::kForbidden && is_digits(entry.index);
 }
 
+bool acts_on(const DefinitionEntry& entry) {
+  std::uint32_t index = 0;
+  return is_known(entry) || (entry.parts == 2 && index_of(entry.field) != Index::kForbidden &&
+                             read_index(entry, index));
+}
+
 MeantKey meant_key(std::string_view key) {
   const std::size_t digits = key.find_last_not_of("0123456789") + 1;
   const bool has_index = digits < key.size();

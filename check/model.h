@@ -60,9 +60,12 @@ const NamedKeys* event_named(const Model& model, std::string_view name);
 /// Reads the index of a step's key as the daemon does; returns false for a text that it skips.
 bool read_index(const DefinitionEntry& entry, std::uint32_t& index);
 
-/// Returns whether the daemon acts on such a key: a global key, or a field word with an index where
-/// it takes one and without an index where it does not.
+/// Returns whether a key is written as it should be: a global key, or a field word with an index
+/// where it takes one and without an index where it does not.
 bool is_known(const DefinitionEntry& entry);
+
+/// Returns whether the daemon acts on a key: it ignores what follows the digits of an index.
+bool acts_on(const DefinitionEntry& entry);
 
 /// Whether a field word has a meaning with the index of a step.
 enum class Index { kRequired, kOptional, kForbidden };

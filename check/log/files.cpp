@@ -48,7 +48,8 @@ std::string read_file(const std::string& path, std::string& text) {
   int error = Z_OK;
   const char* reason = gzerror(file.get(), &error);
   if (error == Z_OK || error == Z_STREAM_END) return "";
-  return error == Z_ERRNO ? std::strerror(errno) : reason;
+  if (error == Z_ERRNO) return std::strerror(errno);
+  return std::string(reason).erase(0, error == Z_MEM_ERROR ? 0 : path.size() + 2);  // "PATH: "
 }
 
 std::vector<std::string> files_of(const std::string& directory) {

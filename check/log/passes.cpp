@@ -122,7 +122,7 @@ void add_unexplained(TimelineMaker& maker, const std::vector<std::size_t>& lines
   for (Push& push : maker.queue) {
     if (push.is_done) continue;
     ++waiting;
-    if (push.due <= first.elapsed) push.maybe = first.time;
+    if (push.due <= first.elapsed && !push.maybe) push.maybe = first.time;
     if (push.due <= first.elapsed && push.record > maker.last_pass) recent.push_back(&push);
   }
   TimelineBlock* block = nullptr;

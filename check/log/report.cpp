@@ -182,7 +182,7 @@ std::string summary_text(const Timeline& timeline, std::size_t width, bool has_d
         day_text(*timeline.renewed) + " " + clock_text(*timeline.renewed).substr(0, 8) + ".");
   }
   if (!timeline.without_effect.empty()) {
-    add("Messages on ports 2727 and 2728 that raise nothing on this product: " +
+    add("Messages on ports 2727 and 2728 that raised nothing in these logs: " +
         list_of(timeline.without_effect));
   }
   return text;

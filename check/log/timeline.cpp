@@ -301,6 +301,9 @@ void add_main_blocks(TimelineMaker& maker) {
 void find_without_effect(TimelineMaker& maker) {
   std::unordered_set<std::string_view> raised;
   std::set<std::string> found;
+  for (const LogRecord& record : maker.main) {
+    if (record.kind == RecordKind::kVariable) raised.insert(record.name);
+  }
   for (const LogRecord& record : maker.records) {
     if (record.kind == RecordKind::kVariable || record.kind == RecordKind::kVariableSkip ||
         record.kind == RecordKind::kBareName) {

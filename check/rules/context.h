@@ -98,7 +98,7 @@ void for_each_entry(const CheckContext& context, std::string_view field, Functio
   const std::vector<DefinitionEntry>& entries = context.source.entries;
   for (std::uint32_t at = 0; at < entries.size(); ++at) {
     const DefinitionEntry& entry = entries[at];
-    if (entry.field == field && is_known(entry) && !looks_like_comment(entry.name)) function(at);
+    if (entry.field == field && acts_on(entry) && !looks_like_comment(entry.name)) function(at);
   }
 }
 

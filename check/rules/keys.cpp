@@ -3,6 +3,7 @@
 
 #include "check/rules/context.h"
 #include "core/event_compiler.h"
+#include "core/text.h"
 
 namespace kovo::check {
 namespace {
@@ -50,14 +51,14 @@ void check_index_text(CheckContext& context, const FaultyKey& key, const Definit
 
 /// Reports the step numbers of an event at or beyond its Count, once.
 void check_index_numbers(CheckContext& context, const NamedKeys& keys) {
-  const auto step_count = static_cast<std::uint32_t>(keys.event->most_steps);
+  const auto step_count = static_cast<std::uint32_t>(keys.event->step_count);
   std::size_t lines = 0;
   std::uint32_t first = kNoEntry;  // of them
   std::uint32_t last = 0;          // the largest number
   for (const std::uint32_t at : keys.entries) {
     const DefinitionEntry& entry = entry_at(context, at);
     std::uint32_t index = 0;
-    if (entry.parts != 2 || !is_known(entry)) continue;
+    if (entry.parts != 2 || !acts_on(entry)) continue;
     if (!read_index(entry, index)) index = kMaxSteps;
     if (index < step_count) continue;
     if (lines++ == 0) first = at;
@@ -206,7 +207,7 @@ void check_no_effect(CheckContext& context) {
   for (std::uint32_t at = 0; at < context.source.entries.size(); ++at) {
     const DefinitionEntry& entry = entry_at(context, at);
     for (const auto& [key, usual, text, hint] : kWithoutEffect) {
-      if (entry.name != key || entry.parts != 0 || entry.value == usual) continue;
+      if (entry.name != key || entry.parts != 0 || equals_nocase(entry.value, usual)) continue;
       add_finding(context, Severity::kNote, key_range(context, at),
                   fmt::format(fmt::runtime(text), line_text(entry)), hint);
     }

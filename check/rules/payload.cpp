@@ -55,13 +55,16 @@ MeantPayload meant_payload(std::string_view value) {
   const auto separated = std::count_if(text.begin(), text.end(), is_separated_digit);
   const auto others = static_cast<std::ptrdiff_t>(text.size()) - separated;
   if (digits >= 3 * others) return {};  // one digit is wrong or missing
-  return {bytes, !is_quoted && bytes == text && !contains(text, "=")};
+  const std::string_view word = text.substr(0, text.find_first_of(kHexSeparators));
+  const bool is_mixed = std::all_of(word.begin(), word.end(), is_hex_digit) ||
+                        text.find_first_of("=#(") != std::string_view::npos || contains(text, "//");
+  return {bytes, !is_quoted && bytes == text && !is_mixed};
 }
 
 void check_digits(CheckContext& context, const StepValue& step) {
   const std::string_view value = step.entry.value;
   if (is_hex(value) || trimmed(value).empty()) return;  // only blanks: reported by "blank"
-  const std::string key = key_text(step.entry);
+  const std::string key(trimmed(key_text(step.entry)));
   const std::string now = sent_text(value);
   const MeantPayload meant = meant_payload(value);
   const std::string digits = as_hex(meant.bytes);

@@ -16,6 +16,11 @@ std::string right_protocol(std::string_view text) {
   return std::string(tcp ? "TCP" : "UDP") + (contains(lower, "status") ? "Status" : "");
 }
 
+bool names_both(std::string_view protocol) {
+  const std::string lower = lower_ascii(protocol);
+  return contains(lower, "tcp") && contains(lower, "udp");
+}
+
 void check_protocol_value(CheckContext& context, const StepValue& step) {
   const std::string_view value = step.entry.value;
   const std::string right = right_protocol(value);
@@ -24,23 +29,24 @@ void check_protocol_value(CheckContext& context, const StepValue& step) {
         context, Severity::kError, step.range,
         fmt::format("{} sends nothing: {} is not a supported protocol", step.step, quoted(value)),
         right.empty() ? "write UDP or TCP, or UDPStatus or TCPStatus to send the device's status"
-                      : "write " + right,
+        : names_both(value) ? fmt::format("{}{}?", kGuess, right)
+                            : "write " + right,
         right.empty() ? std::nullopt : std::optional(right));
     return;
   }
-  const bool both = contains(value, "TCP") && contains(value, "UDP");
+  const bool both = names_both(value);
   const bool no_status = right.size() > 3 && !contains(value, "Status");
   if (!both && !no_status) return;
   add_finding(context, Severity::kWarning, step.range,
               both ? fmt::format("{} is ambiguous: {} uses TCP", quoted(value), step.step)
                    : quoted(value) + " sends the payload, not the device's status",
-              "write " + right, right);
+              both ? fmt::format("{}{}?", kGuess, right) : "write " + right, right);
 }
 
 /// Reports the steps of an event that have no line. If that is only step 0 and the others go up to
 /// the Count, "index" reports it.
 void check_empty_steps(CheckContext& context, const NamedKeys& keys) {
-  const std::int32_t step_count = keys.event->most_steps;
+  const std::int32_t step_count = keys.event->step_count;
   std::vector<std::int32_t> empty;
   for (std::int32_t index = 0; index < step_count; ++index) {
     if (keys.steps.count(static_cast<std::uint32_t>(index)) == 0) empty.push_back(index);
@@ -50,7 +56,11 @@ void check_empty_steps(CheckContext& context, const NamedKeys& keys) {
       (from_one && empty.size() == 1 && empty[0] == 0)) {
     return;
   }
-  add_finding(context, Severity::kError, value_range(context, keys.counts.back()),
+  const auto is_positive = [&](std::uint32_t at) {
+    return to_int32(entry_at(context, at).value) > 0;
+  };
+  const auto count = std::find_if(keys.counts.begin(), keys.counts.end(), is_positive);
+  add_finding(context, Severity::kError, value_range(context, *count),
               fmt::format("{} has {} without lines, the first is step {}: nothing is sent",
                           shown(keys.name), counted(empty.size(), "step"), empty.front()),
               "write a smaller Count, or the lines of each step");

@@ -9,7 +9,7 @@ namespace {
 
 /// Returns whether an XMLfield line gives the trigger; otherwise it is the name.
 bool has_trigger_line(const NamedKeys& keys) {
-  return keys.trigger != kNoEntry && keys.event->trigger != keys.name;
+  return keys.trigger != kNoEntry;
 }
 
 SourceRange trigger_range(const CheckContext& context, const NamedKeys& keys) {
@@ -137,9 +137,10 @@ void check_trigger(CheckContext& context) {
       add_finding(context, Severity::kWarning, trigger_range(context, keys),
                   fmt::format("{} is not the trigger {}: case, blanks and quotes matter",
                               quoted(trigger), right),
-                  has_trigger_line(keys)
-                      ? "write " + right
-                      : fmt::format("write {}XMLfield={}", shown(keys.name), right),
+                  !has_trigger_line(keys)
+                      ? fmt::format("write {}XMLfield={}", shown(keys.name), right)
+                  : without_quotes(trigger) == right ? "write " + right
+                                                     : fmt::format("{}{}?", kGuess, right),
                   trigger_fix(context, keys, right));
     } else if (!has_trigger_line(keys) || trimmed(trigger).empty() || trimmed(trigger) == trigger) {
       check_own_trigger(context, keys);  // otherwise reported by "blank"

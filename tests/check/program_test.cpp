@@ -106,7 +106,7 @@ TEST(Program, ArgumentsDecideOutputAndExitStatus) {
       {"--format=json --status <(yes name=x | head -6) kovo.txt", 0,
        R"("bytes":null,"hex":null,"payload":"Door of x)"},
       {"--format=json faulty.txt - </dev/null", 1, R"("errors":23,"warnings":10,"notes":3})"},
-      {"--format=diff faulty.txt", 1, "-GateProtocol0=TCP/UDP\n+GateProtocol0=TCP\n"},
+      {"--format=diff faulty.txt", 1, "-DoorIP1 =10.0.0.6\n"},
       {kFix, 0, kFixed},
       {kPatch, 0, "same\n"},
       {"--fix <(echo EnableEvents =true)", 2, "cannot write: not a regular file\n"},

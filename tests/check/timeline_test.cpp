@@ -102,6 +102,10 @@ TEST(Timeline, NamesWhatItCanKnow) {
       {"other steps than the file", first + pushed("01.000", "go") + "01.010 10.0.0.9:1 UDP B\n",
        start + renewed + received("go\n") + renewed,
        "executed with other steps than the given file\n  UDP 10.0.0.9:1  sent?  \"B\""},
+      {"steps of one of two pushes",
+       first + pushed("01.000", "go") + pushed("01.001", "blank") +
+           "01.010 10.0.0.9:1 UDP B\n02.500 10.0.0.9:1 UDP C\n",
+       start, "Ok, 1 step: unknown: the steps of 10:00:01.010 may be its own"},
       {"an edit after the push", first + pushed("01.000", "go") + pushed("09.000", "x"),
        start + renewed + received("go\n") + renewed + received("x\n"),
        "unknown: the definition file was edited after this push"},
@@ -123,7 +127,7 @@ TEST(Timeline, NamesWhatItCanKnow) {
       {"a variable without trigger", first + pushed("01.000", "go"),
        start + "[handle_udp_lm_var:1] recv(udp:2727) lm data(22)e_param_set::FOO::bars" +
            received("go\n"),
-       "raise nothing on this product: FOO"},
+       "raised nothing in these logs: FOO"},
   };
   for (const auto& c : cases) {
     const std::string text = shown_timeline(c.event_log, c.main_log);
