@@ -18,7 +18,6 @@
 #include "check/payload.h"
 #include "check/report.h"
 #include "check/rules.h"
-#include "core/text.h"
 
 namespace kovo::check {
 namespace {
@@ -72,7 +71,8 @@ std::string is_rule(const std::string& name) {
 
 void add_options(CLI::App& app, CommandLine& line) {
   app.add_option("FILE", line.files, "Definition files; - is standard input");
-  app.add_option("--explain", line.explained, "Show what events do: all or of a name or trigger")
+  app.add_option("--explain", line.explained,
+                 "Show what all events do, or those with\nthis name or trigger")
       ->type_name("[EVENT]")
       ->expected(0, 1)
       ->trigger_on_parse();
@@ -97,10 +97,12 @@ void add_options(CLI::App& app, CommandLine& line) {
          [&line](const std::vector<std::string>& rules) {
            for (const std::string& rule : rules) line.options.disabled.set(find_rule(rule));
          },
-         "A rule that is left out; may be given again")
+         "Do not apply these rules (separated by commas)")
       ->type_name("RULE")
       ->delimiter(',')
+      ->expected(1)
       ->allow_extra_args(false)
+      ->take_all()
       ->check(is_rule, "");
   app.add_flag("--strict", line.options.strict, "Warnings count as errors");
 }
@@ -248,6 +250,10 @@ int check_main(int argc, char** argv) {
   app.set_help_all_flag("-h,--help", "Print this help and exit");
   app.set_version_flag("--version", "kovocheck " KOVO_VERSION, "Print the version and exit");
   app.require_subcommand(1);
+  // CLI11 2.1 cannot replace the usage "kovocheck [OPTIONS] SUBCOMMAND", only its words.
+  app.get_formatter()->label("OPTIONS", "check");
+  app.get_formatter()->label("SUBCOMMAND",
+                             "[OPTIONS] FILE...\n       kovocheck log [OPTIONS] PATH...");
   CLI::App& check = *app.add_subcommand(
       "check", "Report what the daemon will do with definition files; the default command");
   CommandLine line;
