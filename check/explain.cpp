@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "check/model.h"
 #include "check/words.h"
 #include "core/text.h"
 

@@ -5,7 +5,6 @@
 #include <string>
 #include <vector>
 
-#include "check/model.h"
 #include "check/payload.h"
 #include "check/source.h"
 #include "check/triggers.h"
@@ -16,7 +15,7 @@ struct ExplainedStep {
   std::int32_t index = 0;
   std::int64_t offset_ms = 0;  // from the start of the event; below 0 it is sent at once too
   std::optional<Sender> sender;
-  std::string why_not;      // the step sends nothing; "" when it sends something
+  std::string why_not;      // why the step sends nothing; "" when it sends something
   std::string protocol;     // as in the file
   std::string address;      // to which the daemon sends
   int port = 0;             // likewise

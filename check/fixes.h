@@ -1,5 +1,5 @@
-// Applies the fixes of findings to a text, shows them as a diff, and writes the file. Only the
-// program has the last two.
+// Applies the fixes of findings to a text, shows them as a diff, and writes the file. The try-out
+// page links neither the diff nor replace_file.
 #pragma once
 
 #include <string>
@@ -23,9 +23,9 @@ struct FixedText {
   std::size_t fixes = 0;  // applied
 };
 
-/// Applies the fixes of errors and warnings that are not guesses, until none is left; the result
-/// has none to apply, and as many lines. The fixes of an event are left out if they add an error or
-/// a second line of the same key.
+/// Applies, in passes, the fixes of errors and warnings that are not guesses and add no error or
+/// second line of a key; in a large file possibly not all. The result has as many lines, except
+/// that a last line of only a carriage return or a byte order mark disappears.
 FixedText apply_fixes(std::string_view text, const CheckOptions& options);
 
 /// Removes from the findings of a text the fixes that would add an error or a second line of the
@@ -33,8 +33,8 @@ FixedText apply_fixes(std::string_view text, const CheckOptions& options);
 void remove_harmful_fixes(std::string_view text, const Source& source, const CheckOptions& options,
                           Findings& findings);
 
-/// Returns the difference of a text and its fixed text, which have the same number of lines, as a
-/// unified diff for `git apply` and `patch -p1`; "" when they are equal.
+/// Returns the difference of a text and its fixed text as a unified diff for `git apply` and
+/// `patch -p1`; "" when they are equal.
 std::string unified_diff(std::string_view path, std::string_view before, std::string_view after);
 
 /// Replaces a regular file, through symbolic links, by a temporary file beside it that is synced

@@ -1,11 +1,11 @@
-// The report as JSON, and its records for those who write more than the report.
+// The report as JSON, also for the try-out page.
 #pragma once
 
-#include <cerrno>
+#include <cerrno>  // used by nlohmann/json.hpp, which does not include it
 #include <string>
 #include <vector>
 
-// The same writer for machines without files and exceptions.
+// Also compiles to WebAssembly, without files and exceptions.
 #define JSON_NO_IO
 #define JSON_HAS_FILESYSTEM 0
 #define JSON_HAS_EXPERIMENTAL_FILESYSTEM 0

@@ -9,7 +9,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "check/source.h"
+#include "core/definition_entry.h"
 #include "core/event_compiler.h"
 
 namespace kovo::check {

@@ -146,7 +146,7 @@ Findings check_source(const Source& source, const CheckOptions& options) {
   CheckContext context = make_context(source, model, options);
   for (std::size_t at = 0; at < kRuleCount; ++at) {
     if (options.disabled[at]) continue;
-    // No line is read as it looks.
+    // The daemon reads no line of such a file as an editor shows it.
     const bool has_lines = source.mark != ByteOrderMark::kUtf16 && !source.cr_only;
     if (!has_lines && kRules[at].check != check_line_end) continue;
     context.rule = &kRules[at];

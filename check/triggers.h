@@ -48,7 +48,7 @@ std::string description(const TriggerSource& source);
 std::vector<TriggerSource> trigger_sources(unsigned products);
 
 struct Triggers {
-  unsigned products = kAnyProduct;                                        // those that count
+  unsigned products = kAnyProduct;  // the products whose triggers are valid
   std::unordered_map<std::string, std::vector<TriggerSource>> sources;    // by trigger
   std::unordered_map<std::string, std::vector<std::string>> by_variable;  // lower case
   NameSuggester suggester;                                                // of all triggers
@@ -56,8 +56,7 @@ struct Triggers {
 
 Triggers make_triggers(unsigned products);
 
-/// Returns what raises a trigger on the products that count; empty when only a program that names
-/// it does.
+/// Returns what raises a trigger on these products; empty when only a program that names it does.
 std::vector<std::string> raised_by(const Triggers& triggers, std::string_view trigger);
 
 /// Returns the triggers that a change of a variable raises; its name is case-insensitive.

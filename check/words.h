@@ -31,9 +31,6 @@ std::string counted(std::size_t count, std::string_view noun);
 std::string wrapped(std::string_view text, std::size_t width, std::string_view indent,
                     std::size_t start);
 
-/// Returns whether a byte is an ASCII letter.
-bool is_letter(char c);
-
 /// Returns whether a text is one or more decimal digits and nothing else.
 bool is_digits(std::string_view text);
 

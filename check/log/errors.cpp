@@ -1,7 +1,7 @@
 // Gives the steps their verdicts. An error of the main log names a destination and a payload, not a
 // step, and its time is known only roughly. It belongs to a step that was due when it may have been
-// logged. Each error is given to the first and to the last step that it may belong to when all
-// others are too; a step failed for certain if these are the same.
+// logged. Errors are assigned to steps twice, one error a step: to the earliest that each may
+// belong to, and to the latest. Where both agree, the step failed for certain.
 #include <algorithm>
 #include <unordered_map>
 

@@ -48,10 +48,10 @@ struct TimelineMaker {
 std::string disabled_by(const LogRecords& records, std::size_t position);
 
 /// Divides the step lines of a pass among the pushes in their order, from the end: of equal pushes,
-/// the last ones count. Returns the last line.
+/// the last ones count. Returns the record of the last line.
 std::size_t run_pass(TimelineMaker& maker, std::size_t first);
 
-/// Returns how long after it is due a push may still be executed, at a record.
+/// Returns how long after it is due a push may still be executed.
 LogTime patience(const TimelineMaker& maker, const Push& push);
 
 /// Returns why the main log may lack records of a time; "" if it has them.

@@ -2,8 +2,7 @@
 #include <algorithm>
 
 #include "check/log/maker.h"
-#include "check/payload.h"
-#include "core/text.h"
+#include "core/templates.h"
 
 namespace kovo::check {
 namespace {

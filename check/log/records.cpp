@@ -4,7 +4,6 @@
 #include <ctime>
 #include <iterator>
 
-#include "check/words.h"
 #include "core/text.h"
 #include "core/trigger_text.h"
 

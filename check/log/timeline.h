@@ -5,7 +5,7 @@
 // in the order in which they were queued, each with all its steps at once. So the lines of a pass
 // are divided among the pushes that are due, from its end: each time, the last push counts whose
 // event has left the lines. An earlier equal one found no event, before an edit of the definition
-// file. Everything is looked up in both directions, so a verdict is final.
+// file.
 #pragma once
 
 #include <optional>

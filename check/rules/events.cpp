@@ -2,8 +2,6 @@
 #include <algorithm>
 
 #include "check/rules/context.h"
-#include "core/event_compiler.h"
-#include "core/text.h"
 
 namespace kovo::check {
 namespace {

@@ -3,7 +3,6 @@
 // number was meant.
 #include <algorithm>
 #include <cctype>
-#include <iterator>
 
 #include "check/payload.h"
 #include "check/rules/context.h"

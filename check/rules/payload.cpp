@@ -4,7 +4,6 @@
 #include "check/payload.h"
 #include "check/rules/context.h"
 #include "check/typed_text.h"
-#include "core/event_compiler.h"
 #include "core/text.h"
 
 namespace kovo::check {

@@ -1,6 +1,4 @@
 // Rules about steps: protocol, address and port, and what is missing.
-#include <algorithm>
-
 #include "check/payload.h"
 #include "check/rules/context.h"
 #include "core/text.h"

@@ -1,6 +1,4 @@
 // Rules about triggers: what raises an event, and what never does.
-#include <algorithm>
-
 #include "check/rules/context.h"
 #include "core/text.h"
 
