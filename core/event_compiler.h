@@ -45,8 +45,8 @@ struct CompiledStep {
 };
 
 /// All events of one name: "DoorCount=1" and later "DoorCount=3" make two events, which share all
-/// other keys. A push finds only the first. Holds only steps
-/// for which the file has keys, so that its size is bounded by the file's.
+/// other keys. A push finds only the first. Holds only steps for which the file has keys, so that
+/// its size is bounded by the file's.
 struct CompiledEvent {
   std::string_view name;
   std::string_view trigger;

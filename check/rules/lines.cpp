@@ -60,11 +60,15 @@ void check_blanks(CheckContext& context, std::uint32_t position, const Definitio
   std::string fix = right;
   narrow_fix(fmt::format("{}={}", key, entry.value), range, fix);
   const bool is_trigger = !key_has_blanks && entry.field == kTriggerField;
-  const char* what = key_has_blanks ? "key" : is_trigger ? "trigger" : "value";
+  const bool after_index = acts_on(entry) && !is_known(entry) && good_key.data() == key.data();
+  const char* what = key_has_blanks && !after_index ? "key" : is_trigger ? "trigger" : "value";
+  std::string text = fmt::format("the blanks around the {} are part of it", what);
+  if (after_index && good_value == entry.value)
+    text = "the blanks after the step number do nothing";
   add_finding(
       context,
       key_has_blanks ? severity_of_missed(context, std::string(good_key)) : Severity::kWarning,
-      range, fmt::format("the blanks around the {} are part of it", what),
+      range, text,
       is_trigger ? fmt::format("{}{}?", kGuess, shown(right)) : "write " + shown(right), fix);
 }
 
