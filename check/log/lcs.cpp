@@ -93,18 +93,18 @@ Window most_similar(const Sequence& a, const Sequence& b) {
   for (Index k = -grid.a_size; k <= grid.b_size; ++k) paths.push_back({k < 0 ? -1 : 0, k});
   const Index most = kMaxSteps / static_cast<Index>(paths.size());
   for (Index differences = 0; differences <= most; ++differences) {
-    Path next{-1, 0};
+    Path above{-1, 0};  // of the diagonal k + 1, before this round
     for (Index k = grid.b_size; k >= -grid.a_size; --k) {
       Path& path = paths.begin()[k + grid.a_size];
-      const Path own = path;
+      const Path unchanged = path;
       if (differences > 0 && k > -grid.a_size) {
-        const Path& last = paths.begin()[k + grid.a_size - 1];
-        if (last.x > path.x && last.x + k <= grid.b_size) path = last;
+        const Path& below = paths.begin()[k + grid.a_size - 1];
+        const bool can_insert = below.x + k <= grid.b_size;
+        if (below.x > path.x && can_insert) path = below;
       }
-      if (differences > 0 && next.x >= path.x && next.x >= 0 && next.x < grid.a_size) {
-        path = {next.x + 1, next.start};
-      }
-      next = own;
+      const bool can_delete = above.x >= 0 && above.x < grid.a_size;
+      if (differences > 0 && above.x >= path.x && can_delete) path = {above.x + 1, above.start};
+      above = unchanged;
       if (path.x < 0) continue;
       path.x = end_of_equal(grid, path.x, path.x + k);
       if (path.x == grid.a_size) {
