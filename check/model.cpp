@@ -88,6 +88,7 @@ std::size_t most_wrong(std::string_view word) {
 /// Looks for a field word at the end of a text, of any length, in any case and with few wrong
 /// letters, and stores it if it is nearer than `best`.
 void spell_word(std::string_view stem, std::string_view word, MeantKey& best) {
+  if (lower_ascii(stem) == lower_ascii(word)) return;  // without a name
   const std::size_t most = most_wrong(word);
   for (std::size_t length = word.size() - most; length <= word.size() + most; ++length) {
     if (length == 0 || length >= stem.size()) continue;

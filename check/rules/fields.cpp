@@ -77,12 +77,13 @@ void check_number(CheckContext& context, const NumberField& field, std::uint32_t
   const bool is_clamped = *field.unit != '\0' && number.value == INT32_MAX;
   const bool is_large = number.value > field.largest && !is_clamped;
   if (!number.has_digits || number.value < field.smallest || is_large || is_clamped) {
+    const Severity severity = is_large ? field.too_large : Severity::kError;
     add_finding(
-        context, is_large ? field.too_large : Severity::kError, value_range(context, at),
+        context, severity, value_range(context, at),
         fmt::format(fmt::runtime(is_large ? field.above : field.wrong), line_text(entry),
                     step_text(static_cast<std::uint32_t>(to_int32(entry.index)), entry.name),
                     sent_port(entry.value), number.value, number.value / 1000),
-        field.advice);
+        severity == Severity::kNote ? "" : field.advice);
   } else if (!number.rest.empty()) {
     check_rest(context, field, at, number);
   }
