@@ -96,6 +96,11 @@ TEST(Timeline, NamesWhatItCanKnow) {
        start + received("__SET__:network.kovo.enable=0\n") + received("go\n") +
            "[handle_q_event:1] KOVO disable, skip go\n[handle_lm_event:1] get lm event go\n",
        "dropped: events are off: switched off by __SET__:network.kovo.enable=0"},
+      {"events are off after a restart",
+       first + "02.000 kovotcp start\n03.000 get lm event go\n03.000 push event: go\n",
+       start + received("__SET__:network.kovo.enable=0\n") + start + received("go\n") +
+           "[handle_q_event:1] KOVO disable, skip go\n[handle_lm_event:1] get lm event go\n",
+       "dropped: events are off\n"},
       {"a name without newline before a restart",
        first + pushed("01.000", "go") + "01.010 10.0.0.6:23 TCP A\n05.000 kovotcp start\n",
        start + received("go") + start + renewed, "+0 ms TCP 10.0.0.6:23  sent?  \"A\""},
