@@ -109,6 +109,8 @@ def test_a_burst_fills_exactly_512_slots_and_leaks_nothing(
 @needs_plain_process
 def test_senders_that_cannot_start_give_their_slots_back(start: Start, tcp: Tcp, udp: Udp) -> None:
     big = steps("Big", 128, "TCP", tcp.port, b"B")
+    # All are started before the first one ends.
+    big += "BigDelay0=1000\n" + "".join(f"BigDelay{step}=0\n" for step in range(1, 128))
     device.write_file(DEFINITIONS, big + steps("One", 1, "UDP", udp.port, b"1"))
     daemon = start(environment={"MALLOC_ARENA_MAX": "1"})
     before = settled_usage(daemon)
