@@ -97,6 +97,7 @@ TEST(Program, ArgumentsDecideOutputAndExitStatus) {
       {"kovo.txt --explain Nothing", 2, "kovocheck: no event or trigger \"Nothing\"\n"},
       {"--explain kovo.txt faulty.txt", 2, "kovocheck: no event or trigger \"kovo.txt\"\n"},
       {"--explain=Door --format=json kovo.txt", 2, "--explain has no effect with --format=json\n"},
+      {"--explain=Nope faulty.txt", 2, "23 errors, 9 warnings, 3 notes\n"},
       {"--rules --strict", 2, "--rules and --explain-rule take no other options and no file"},
       {"--format=diff ../examples/faulty.txt", 1, "--- a/examples/faulty.txt\n"},
       {"--format=json faulty.txt", 1, kJsonFinding},

@@ -105,6 +105,8 @@ const RuleCase kCases[] = {
     {"data", "AData0=50 4", "6:8 error",
      "two hexadecimal digits for each byte; as written, it sends 50 04", "AData0=5004"},
     {"payload", "AData0=414200", "6:12 error", "kovotcp cannot send this command", "AData0=414230"},
+    {"protocol", "ACount=2\nACount=1", "1:8 error", "1 step without lines", "ACount=1\nACount=3"},
+    {"trigger", "MuteCount=1\nMuteXMLfield=Mute", "9:14 warning", "did you mean mute?", ""},
     {"unknown-key", "Count=1", "8:1 warning", "write NameCount, NameXMLfield", ""},
     {"data", "AData0=ON=1", "6:8 error", "did you mean AData0=4F4E3D31?", ""},
     {"data", "AData0=4D55 # mute", "6:8 error", "did you mean", ""},
@@ -138,7 +140,7 @@ const RuleCase kCases[] = {
     {"trigger", "AXMLfield=__x", "2:11 warning", "holds no", "AXMLfield=own "},
     {"trigger", "AXMLfield=videoSuorce", "2:11 warning", "did you mean videoSource?", ""},
     {"trigger", "matrixCount=1", "8:1 note", "matrix has no XMLfield line: its name is its", ""},
-    {"no-effect", "EnableEvents=false", "8:1 note", "ENABLE_KOVO_EVENT", "EnableEvents=true"},
+    {"no-effect", "EnableEvents=false", "8:1 note", "ENABLE_KOVO_EVENT", "EnableEvents=TRUE"},
     {"no-effect", "DataEncode=ASCII", "8:1 note", "HEX", "DataEncode=HEX"},
     {"no-effect", "GenericEventsCount=1", "8:1 note", "Count=0", "GenericEventsCount=0"},
 };

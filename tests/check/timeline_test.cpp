@@ -130,9 +130,11 @@ TEST(Timeline, NamesWhatItCanKnow) {
        start + "[log_drops:1] Error: lm_queue is full, 9 texts dropped\n" + received("go\n"),
        "dropped: lm_queue is full, 9 texts dropped"},
       {"a variable without trigger", first + pushed("01.000", "go"),
-       start + "[handle_udp_lm_var:1] recv(udp:2727) lm data(22)e_param_set::FOO::bars" +
+       start + "[handle_udp_lm_var:1] recv(udp:2727) lm data(28)e_param_set::DEVICE_NAME::x\n" +
+           "[handle_lm_event:1] get lm event name\n" +
+           "[handle_udp_lm_var:1] recv(udp:2727) lm data(22)e_param_set::FOO::bars" +
            received("go\n"),
-       "raised nothing in these logs: FOO"},
+       "raised nothing in these logs: FOO\n"},
   };
   for (const auto& c : cases) {
     const std::string text = shown_timeline(c.event_log, c.main_log);
